@@ -1,0 +1,27 @@
+// Looking for a column, adding one, and bringing an older table up to the current layout.
+#pragma once
+
+#include <span>
+
+#include "Corix_annal.h"
+#include "common/statement.h"
+
+namespace annal {
+
+// How a log adds a column: one statement for each kind that its callers may name. Format: the column, the default.
+struct ColumnAddition {
+  Statement text;     // kind 0
+  Statement integer;  // kind 1
+};
+
+// probe: a query of one value, format: the column. See annal_event_table_check_column for what the answer means.
+[[nodiscard]] int check_column(const char* path, const Statement& probe, const char* column) noexcept;
+
+[[nodiscard]] int add_column(const char* path, const ColumnAddition& addition, const char* column, int kind,
+                             const char* default_text) noexcept;
+
+[[nodiscard]] inline int migrate(const char* path, const char* table, std::span<const AnnalColumn> columns) noexcept {
+  return annal_common_migrate_db(path, table, columns.data(), columns.size());
+}
+
+}  // namespace annal

@@ -1,0 +1,45 @@
+#include "common/database.h"
+
+namespace annal {
+
+namespace {
+constexpr int kBusyTimeoutMilliseconds = 20000;
+}
+
+Database::Database(const char* path, Wait wait) noexcept : opened_(sqlite3_open(path, &handle_) == SQLITE_OK) {
+  if (opened_ && wait == Wait::kBusyTimeout) {
+    sqlite3_busy_timeout(handle_, kBusyTimeoutMilliseconds);
+  }
+}
+
+// Closes also what sqlite3_open could not open: a failed open still hands out a handle with memory behind it.
+Database::~Database() {
+  sqlite3_close(handle_);
+}
+
+bool Database::execute(const char* sql, annal_row_callback callback, void* context) const noexcept {
+  return sqlite3_exec(handle_, sql, callback, context, nullptr) == SQLITE_OK;
+}
+
+PreparedStatement::PreparedStatement(const Database& database, const char* sql) noexcept {
+  // The result is not needed: without a statement the handle stays null, which every user of it answers.
+  sqlite3_prepare(database.handle_, sql, -1, &handle_, nullptr);
+}
+
+PreparedStatement::~PreparedStatement() {
+  sqlite3_finalize(handle_);
+}
+
+int PreparedStatement::step() const noexcept {
+  return prepared() ? sqlite3_step(handle_) : SQLITE_ERROR;
+}
+
+int PreparedStatement::integer(int column) const noexcept {
+  return sqlite3_column_int(handle_, column);
+}
+
+const char* PreparedStatement::text(int column) const noexcept {
+  return reinterpret_cast<const char*>(sqlite3_column_text(handle_, column));
+}
+
+}  // namespace annal

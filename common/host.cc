@@ -1,0 +1,62 @@
+// The host's name and address as the logs know them, and the check of other hosts' addresses.
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "Corix_annal.h"
+#include "common/record.h"
+#include "platform/platform.h"
+
+namespace {
+
+// The width that callers' buffers have at least, and that is always written in full.
+constexpr std::size_t kHostBuffer = 64;
+
+constexpr char kMappedPrefix[] = "::ffff:";
+constexpr std::size_t kMappedPrefixLength = sizeof kMappedPrefix - 1;
+
+// Real addresses are shorter; a platform that accepts more gets the rest of its text left where it was.
+constexpr std::size_t kMovedAtMost = 63;
+
+int write_host(char* out, const char* text) noexcept {
+  if (out == nullptr) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  annal::fill_field(out, text, kHostBuffer);
+  return ANNAL_OK;
+}
+
+// Moves the text over its prefix and clears the bytes it leaves behind, so that a cleared record field stays cleared
+// behind its text. Nothing beyond the old text is written: callers pass buffers of any size.
+void drop_prefix(char* text) noexcept {
+  const std::size_t length = strnlen(text + kMappedPrefixLength, kMovedAtMost);
+  std::memmove(text, text + kMappedPrefixLength, length);
+  std::memset(text + length, 0, std::min(kMappedPrefixLength, kMovedAtMost - length));
+}
+
+}  // namespace
+
+int annal_checkip(char* ip) noexcept {
+  if (ip == nullptr) {
+    return ANNAL_NO_MEMORY;
+  }
+  if (char* zone = std::strchr(ip, '%')) {
+    *zone = '\0';
+  }
+  if (IS_IPv6_Address(ip) != 0) {
+    if (strncasecmp(ip, kMappedPrefix, kMappedPrefixLength) == 0) {
+      drop_prefix(ip);
+    }
+    return ANNAL_OK;
+  }
+  return Is_Valid_Source(ip) != 0 ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
+}
+
+int annal_gethostname(char* out) noexcept {
+  return write_host(out, annal::kHostName);
+}
+
+int annal_getlocalip(char* out) noexcept {
+  return write_host(out, annal::kLocalAddress);
+}

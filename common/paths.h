@@ -1,0 +1,8 @@
+// Where the logs are. Other programs of the appliance open these files by the same paths.
+#pragma once
+
+namespace annal {
+
+inline constexpr char kEventLog[] = "/etc/logs/event.log";
+
+}  // namespace annal

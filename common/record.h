@@ -1,0 +1,37 @@
+// The text fields of a caller's record: fixed arrays that hold zero-terminated texts.
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+namespace annal {
+
+// The texts that stand for an absent value in every log.
+inline constexpr char kAbsent[] = "---";
+inline constexpr char kHostName[] = "localhost";
+inline constexpr char kLocalAddress[] = "127.0.0.1";
+
+// Copies at most width bytes of a text and fills the rest of the width with zero bytes. Callers compare and store
+// whole fields, so the fill is part of what they rely on.
+void fill_field(char* field, const char* text, std::size_t width) noexcept;
+
+// How long the text of a field may be, and what becomes of a longer one.
+struct FieldBound {
+  std::size_t offset;
+  std::size_t bound;        // in bytes, without the terminator
+  const char* replacement;  // null: the record is refused; else the text that takes the field's place
+};
+
+// Checks the fields in order and stops at the first that refuses the record. Never reads behind a field.
+[[nodiscard]] bool within_bounds(void* record, std::span<const FieldBound> fields) noexcept;
+
+// What an empty field becomes.
+struct FieldDefault {
+  std::size_t offset;
+  const char* text;
+  std::size_t width;  // how many bytes of the field are written
+};
+
+void fill_empty_fields(void* record, std::span<const FieldDefault> fields) noexcept;
+
+}  // namespace annal

@@ -1,0 +1,26 @@
+// The page of rows that a caller asks for.
+#pragma once
+
+#include <cstdio>
+
+namespace annal {
+
+// Rows from start up to, but not including, end. Both 0 is the custom for "all rows", so the one page that cannot be
+// asked for is the empty one at the very beginning.
+class RowRange {
+ public:
+  RowRange(int start, int end) noexcept : valid_(start >= 0 && end >= 0 && start <= end) {
+    if (valid_ && (start != 0 || end != 0)) {
+      std::snprintf(clause_, sizeof clause_, "LIMIT %d OFFSET %d", end - start, start);
+    }
+  }
+
+  [[nodiscard]] bool valid() const noexcept { return valid_; }
+  [[nodiscard]] const char* clause() const noexcept { return clause_; }
+
+ private:
+  bool valid_;
+  char clause_[sizeof "LIMIT -2147483648 OFFSET -2147483648"] = "";
+};
+
+}  // namespace annal

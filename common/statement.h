@@ -1,0 +1,21 @@
+// What a log may decide about one of its statements. There are no defaults: a log answers every question, so that the
+// places where the logs differ on purpose stand side by side as data.
+#pragma once
+
+#include "Corix_annal.h"
+
+namespace annal {
+
+// What happens when another process holds the file.
+enum class Wait {
+  kNever,        // the statement fails at once
+  kBusyTimeout,  // SQLite retries for 20 seconds
+};
+
+struct Statement {
+  const char* text;      // the statement itself, or the format it is built from
+  Wait wait;             // for a file that is locked
+  annal_result failure;  // what the caller is told when the statement fails
+};
+
+}  // namespace annal

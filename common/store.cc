@@ -1,0 +1,46 @@
+#include "common/store.h"
+
+#include "common/database.h"
+
+namespace annal {
+
+namespace {
+
+int execute(const char* path, const Statement& statement, const char* sql, annal_row_callback callback,
+            void* context) noexcept {
+  const Database database(path, statement.wait);
+  if (!database.opened()) {
+    return ANNAL_OPEN_FAILED;
+  }
+  return database.execute(sql, callback, context) ? ANNAL_OK : statement.failure;
+}
+
+}  // namespace
+
+int run(const char* path, const Statement& statement) noexcept {
+  return execute(path, statement, statement.text, nullptr, nullptr);
+}
+
+int run(const char* path, const Statement& statement, const Text& text) noexcept {
+  return list(path, statement, text, nullptr, nullptr);
+}
+
+int list(const char* path, const Statement& query, const Text& text, annal_row_callback callback,
+         void* context) noexcept {
+  return text.built() ? execute(path, query, text.c_str(), callback, context) : ANNAL_NO_MEMORY;
+}
+
+int first_integer(const char* path, const Statement& query, const Text& text) noexcept {
+  if (!text.built()) {
+    return ANNAL_NO_MEMORY;
+  }
+  const Database database(path, query.wait);
+  if (!database.opened()) {
+    return ANNAL_OPEN_FAILED;
+  }
+  const PreparedStatement statement(database, text.c_str());
+  const int value = statement.step() == SQLITE_ROW ? statement.integer(0) : -1;
+  return value >= 0 ? value : query.failure;
+}
+
+}  // namespace annal

@@ -1,0 +1,411 @@
+/*
+ * Corix_annal.h - the log library of the appliance (link with -lCorix_annal).
+ *
+ * The library keeps the appliance's logs in SQLite files and gives every program of the appliance one set of functions
+ * to add, list, count, group, delete and maintain their entries.
+ *
+ * Conventions, which hold for every function unless its own text says otherwise:
+ *
+ *  - Results. A function returns ANNAL_OK (0), or one of the negative codes of enum annal_result. A counting function
+ *    returns the count itself, so a caller tells a count from a failure by its sign. Nothing is printed or logged, and
+ *    no SQLite message is passed on: the code is the only report.
+ *
+ *  - Arguments are checked first. A call that answers ANNAL_BAD_ARGUMENT or ANNAL_TOO_LONG has opened nothing: a log
+ *    file that did not exist still does not. The same holds for ANNAL_NO_MEMORY, except where a function says so.
+ *
+ *  - One call is one unit of work. Each call opens the log's file, does its work and closes the file again; no handle,
+ *    statement or lock outlives the call. A write is in the file, synced as SQLite's rollback journal syncs it, before
+ *    ANNAL_OK is returned; a write that failed has left the file as it was.
+ *
+ *  - Locks. "Waits up to 20 s" means: when another process holds the file, SQLite retries for 20000 milliseconds before
+ *    the call gives up with the code of a failed statement. "Does not wait" means that it gives up at once.
+ *
+ *  - Ownership. The library keeps no pointer that it is given beyond the call, and hands out no memory to free. A text
+ *    is a zero-terminated string of bytes, UTF-8 by agreement, and is only read unless the function says otherwise.
+ *
+ *  - Trusted text. Where a text is said to go "unescaped" into a statement, it is part of the SQL: never pass a text
+ *    that came from outside (a user name, an address, a file name) without having refused single quotes in it first.
+ *
+ *  - Threads and signals. The library has no thread and no state of its own between calls, apart from the exported
+ *    flag below; any number of threads and processes may call it at once, each with records of its own. No function
+ *    may be called from a signal handler, nor between fork and exec. No function of this page starts a process.
+ */
+#ifndef CORIX_ANNAL_H
+#define CORIX_ANNAL_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define ANNAL_API __attribute__((visibility("default")))
+#define ANNAL_ALIGN8 __attribute__((aligned(8))) /* on 32-bit machines too: one record layout serves all */
+#else
+#define ANNAL_API
+#define ANNAL_ALIGN8
+#endif
+
+#ifdef __cplusplus
+#define ANNAL_NOEXCEPT noexcept
+extern "C" {
+#else
+#define ANNAL_NOEXCEPT
+#endif
+
+/* ---- result codes ---- */
+
+enum annal_result {
+  ANNAL_OK = 0,
+  ANNAL_TOO_LONG = -10,              /* a text field of a record is longer than its bound */
+  ANNAL_BAD_ARGUMENT = -11,          /* a null pointer, a code out of range, or a text that is no address */
+  ANNAL_NO_MEMORY = -12,             /* a buffer or a statement's text could not be allocated */
+  ANNAL_OPEN_FAILED = -20,           /* the log's file could not be opened (or created) */
+  ANNAL_TABLE_FAILED = -21,          /* creating or dropping a table failed, or the compaction */
+  ANNAL_EMPTY_FAILED = -22,          /* emptying a whole table failed */
+  ANNAL_INSERT_FAILED = -23,         /* storing a new entry failed */
+  ANNAL_QUERY_FAILED = -24,          /* a query failed, or its callback stopped it, or it gave no usable value */
+  ANNAL_TRIGGER_FAILED = -25,        /* creating the log-full trigger failed, or trimming to a size */
+  ANNAL_REMOVE_TRIGGER_FAILED = -26, /* dropping the log-full trigger failed */
+  ANNAL_CHANGE_FAILED = -27,         /* a delete by selector, an added column or a migration failed */
+  ANNAL_BATCH_FAILED = -29           /* a batch could not begin */
+};
+
+/* ---- types ---- */
+
+/*
+ * Receives the rows of a listing, one call a row: the listing's context pointer, the number of columns, their texts
+ * (a null pointer for NULL) and their names. The arrays and texts belong to SQLite and are valid during the call only.
+ * A result other than 0 stops the listing, which then answers ANNAL_QUERY_FAILED. It must not throw and must not leave
+ * by longjmp; it may call functions of this library. A null callback runs the statement and drops its rows.
+ */
+typedef int (*annal_row_callback)(void* context, int columns, char** values, char** names);
+
+/*
+ * One entry of a system event log, as callers hand it in. Every text field is a zero-terminated string inside its
+ * array: char[65] holds up to 64 bytes and the terminator. Zero the whole record (memset) before filling it: the text
+ * of an unused field must at least be terminated.
+ *
+ * The three shorter forms are what callers of earlier releases were compiled with. Each has the same fields as far as
+ * it goes.
+ */
+typedef struct EventRecord {
+  int32_t event_id;                 /* not read */
+  int32_t event_type;               /* level: 0 information, 1 warning, 2 error */
+  char event_date_time[56];         /* neither read nor written */
+  char event_user[65];              /* user name */
+  char event_ip[65];                /* source address, IPv4 or IPv6 */
+  char event_comp[65];              /* computer (host) name */
+  char event_desc[2049];            /* message text */
+  char event_msgid[65];             /* message identifier */
+  ANNAL_ALIGN8 int64_t event_timet; /* seconds since 1970-01-01 00:00:00 UTC; 0 means now */
+  char event_app_id[65];            /* application identifier */
+  char event_app_name[129];         /* application name */
+  char event_category_id[65];       /* category identifier */
+  char event_category[129];         /* category name */
+  char event_client_id[65];         /* client identifier */
+  char event_client_app[129];       /* client application */
+  char event_client_agent[256];     /* client agent */
+} EventRecord;
+
+typedef struct EventRecordBasic {
+  int32_t event_id;
+  int32_t event_type;
+  char event_date_time[56];
+  char event_user[65];
+  char event_ip[65];
+  char event_comp[65];
+  char event_desc[2049];
+  char event_msgid[65];
+} EventRecordBasic;
+
+typedef struct EventRecordMsgId {
+  int32_t event_id;
+  int32_t event_type;
+  char event_date_time[56];
+  char event_user[65];
+  char event_ip[65];
+  char event_comp[65];
+  char event_desc[2049];
+  char event_msgid[65];
+  ANNAL_ALIGN8 int64_t event_timet;
+} EventRecordMsgId;
+
+typedef struct EventRecordEx {
+  int32_t event_id;
+  int32_t event_type;
+  char event_date_time[56];
+  char event_user[65];
+  char event_ip[65];
+  char event_comp[65];
+  char event_desc[2049];
+  char event_msgid[65];
+  ANNAL_ALIGN8 int64_t event_timet;
+  char event_app_id[65];
+  char event_app_name[129];
+  char event_category_id[65];
+  char event_category[129];
+} EventRecordEx;
+
+/* One column of a table's current layout, for annal_common_migrate_db. */
+typedef struct AnnalColumn {
+  const char* name;    /* the column expected at this position */
+  const char* add_sql; /* the whole statement, ending with ";", that adds it to an older table; null: never added */
+} AnnalColumn;
+
+/* ---- helpers ---- */
+
+/*
+ * Normalises and checks an address in place.
+ *
+ * ip: an IPv4 or IPv6 address text, changed in place. A zone suffix is cut off (fe80::1%eth0 becomes fe80::1), also
+ * when the rest is then refused; an IPv4 address in IPv6 form loses its prefix (::ffff:10.0.0.5, in any case of the
+ * letters, becomes 10.0.0.5). Nothing behind the text's own terminator is written.
+ *
+ * Returns ANNAL_OK when the text is an address, ANNAL_BAD_ARGUMENT when it is none (an empty text too), and
+ * ANNAL_NO_MEMORY, by old custom, for a null pointer. Touches no file.
+ */
+ANNAL_API int annal_checkip(char* ip) ANNAL_NOEXCEPT;
+
+/*
+ * The host name and the local address that the logs use as defaults: the fixed texts "localhost" and "127.0.0.1".
+ *
+ * out: a buffer of at least 64 bytes, of which all 64 are written: the text, then zero bytes.
+ * Return ANNAL_OK, or ANNAL_BAD_ARGUMENT for a null pointer. Neither asks the system for anything.
+ */
+ANNAL_API int annal_gethostname(char* out) ANNAL_NOEXCEPT;
+ANNAL_API int annal_getlocalip(char* out) ANNAL_NOEXCEPT;
+
+/*
+ * Was meant to compact the event log, and never has: it answers ANNAL_TABLE_FAILED on every log, healthy or not, and
+ * ANNAL_OPEN_FAILED when /etc/logs/event.log cannot be opened. Nothing is compacted. Callers rely on that: a
+ * compaction would lock every writer out of a full log for as long as it takes. Does not wait.
+ */
+ANNAL_API int annal_common_pack_db(void) ANNAL_NOEXCEPT;
+
+/*
+ * Brings an older table up to a list of columns by adding the trailing columns that it lacks, all in one transaction.
+ *
+ * filename: path of the database file. table: the table's name, unescaped. list: count entries in the table's column
+ * order (null only with a count of 0).
+ *
+ * Returns
+ *   ANNAL_OK             the table has exactly the listed columns now, or had them before;
+ *   ANNAL_BAD_ARGUMENT   a null filename, table or list;
+ *   ANNAL_NO_MEMORY      the statements' text could not be allocated (the file has been opened, nothing is changed);
+ *   ANNAL_OPEN_FAILED    the file could not be opened, or the table's columns could not be read;
+ *   ANNAL_CHANGE_FAILED  the table's columns differ in name or order from the head of the list, or are more than the
+ *                        list has, or a missing column has no statement, or a statement failed. No column was added.
+ * Waits up to 20 s.
+ */
+ANNAL_API int annal_common_migrate_db(const char* filename, const char* table, const AnnalColumn* list,
+                                      unsigned long count) ANNAL_NOEXCEPT;
+
+/*
+ * Frees a text that SQLite's allocator made and clears the pointer to it.
+ *
+ * slot: the address of a char*. A null slot, and a slot that holds a null pointer, are left alone.
+ */
+ANNAL_API void auto_free_str(void* slot) ANNAL_NOEXCEPT;
+
+/* ---- event log: table and maintenance ---- */
+/*
+ * The log's file is /etc/logs/event.log, its table ANNAL_EVENT. Every function here that opens it answers
+ * ANNAL_OPEN_FAILED when it cannot, and ANNAL_NO_MEMORY when its statement cannot be built.
+ */
+
+/*
+ * Creates the table, its indexes and its log-full trigger.
+ *
+ * limit: the largest number of entries kept; 0 or less means 100000. batch: how many of the oldest entries (by date,
+ * then time) go at once when an insert exceeds the limit; 0 or less means 1.
+ *
+ * Returns ANNAL_OK; ANNAL_TABLE_FAILED when the table could not be created, as when it is there already; or what
+ * annal_event_add_trigger_logfull answers, with the table left in place. Waits up to 20 s.
+ */
+ANNAL_API int annal_event_create_tbl(int limit, int batch) ANNAL_NOEXCEPT;
+
+/* Drops the table with all its entries. ANNAL_TABLE_FAILED when that fails, as when there is none. Does not wait. */
+ANNAL_API int annal_event_remove_tbl(void) ANNAL_NOEXCEPT;
+
+/* Deletes every entry and keeps the table. ANNAL_EMPTY_FAILED when that fails. Waits up to 20 s. */
+ANNAL_API int annal_event_flush_tbl(void) ANNAL_NOEXCEPT;
+
+/*
+ * Creates the log-full trigger; arguments and their defaults as for annal_event_create_tbl. To change the limits,
+ * remove the trigger first. ANNAL_TRIGGER_FAILED when it fails, as when there is a trigger. Waits up to 20 s.
+ */
+ANNAL_API int annal_event_add_trigger_logfull(int limit, int batch) ANNAL_NOEXCEPT;
+
+/* Drops the log-full trigger; none to drop is a success. ANNAL_REMOVE_TRIGGER_FAILED on failure. Waits up to 20 s. */
+ANNAL_API int annal_event_remove_trigger_logfull(void) ANNAL_NOEXCEPT;
+
+/*
+ * Deletes the oldest entries (by date, then time) so that limit entries are left; 0 or less means 100000. Fewer
+ * entries than that are left alone. ANNAL_TRIGGER_FAILED on failure. Waits up to 20 s.
+ */
+ANNAL_API int annal_event_del_logfull_over_size(int limit) ANNAL_NOEXCEPT;
+
+/*
+ * Deletes the entries whose column equals a value. None that matches is a success.
+ *
+ * selector: the column. 0 event_id, 1 event_type, 2 event_date, 3 event_time, 4 event_user, 5 event_ip, 6 event_comp,
+ * 7 event_desc, 8 event_msgid, 9 event_timet.
+ * value: for 0, 1 and 9 the address of an int, for the others a text. The text goes unescaped between single quotes
+ * into the statement: one with a single quote in it is SQL, not a value.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for another selector or a null value; ANNAL_CHANGE_FAILED when the statement
+ * fails. Does not wait.
+ */
+ANNAL_API int annal_event_del(unsigned int selector, const void* value) ANNAL_NOEXCEPT;
+
+/*
+ * Tells whether the table has a column, by way of its value in the first row.
+ *
+ * column: the column's name, unescaped.
+ *
+ * Returns that value read as an integer (0 for a text that is no number) when it is 0 or more: take any such answer
+ * as "the column is there". ANNAL_QUERY_FAILED for a missing column, and also for an empty table or a negative value;
+ * ANNAL_BAD_ARGUMENT for a null pointer. Waits up to 20 s.
+ */
+ANNAL_API int annal_event_table_check_column(const char* column) ANNAL_NOEXCEPT;
+
+/*
+ * Adds a column.
+ *
+ * column: its name, unescaped. kind: 0 for TEXT, 1 for INTEGER. default_text: its default in either case, unescaped
+ * between single quotes.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for a null pointer or another kind; ANNAL_CHANGE_FAILED when the statement
+ * fails, as when the column is there already. Does not wait.
+ */
+ANNAL_API int annal_event_table_add_column(const char* column, int kind, const char* default_text) ANNAL_NOEXCEPT;
+
+/*
+ * Rewrites every entry with a time stamp computed from its date and time texts.
+ *
+ * unused: not read. text: the strftime format of the computation, unescaped; "%s" gives seconds since 1970.
+ *
+ * The date and time are joined without a blank, as they always were, and the entries are rewritten through REPLACE with
+ * the columns event_id to event_timet only: application, category and client columns fall back to their defaults.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for a null text; ANNAL_CHANGE_FAILED when the statement fails. Does not wait.
+ */
+ANNAL_API int annal_event_table_update_event_timet(const void* unused, const char* text) ANNAL_NOEXCEPT;
+
+/*
+ * Adds the columns that a table made by an earlier release lacks. Returns what annal_common_migrate_db answers for the
+ * event table. Waits up to 20 s.
+ */
+ANNAL_API int annal_event_modify_tbl(void) ANNAL_NOEXCEPT;
+
+/*
+ * How the filtering event queries match a user: 0, the initial value, finds every user whose name contains the given
+ * text; anything else finds the user of exactly that name. A program may read and write it directly at any time; it
+ * holds for the whole process.
+ */
+ANNAL_API extern int is_event_name_matching;
+
+/* Sets is_event_name_matching to 1 when on is not 0, else to 0, and returns its address. Touches no file. */
+ANNAL_API int* annal_event_enable_name_matching(int on) ANNAL_NOEXCEPT;
+
+/* ---- event log: submission ---- */
+
+/*
+ * Clears the fields of a record that the first release had: event_type becomes 0, and the first 64 bytes of
+ * event_user, event_ip, event_comp and event_msgid and the first 2048 of event_desc become zero bytes. All else is
+ * left untouched: callers of the _ex2 and _ex3 forms clear the later fields themselves.
+ *
+ * Returns the address of the record's event_desc, or a null pointer for a null record. Touches no file.
+ */
+ANNAL_API char* InitAnnalEvent(EventRecord* record) ANNAL_NOEXCEPT;
+
+/*
+ * Stores one event.
+ *
+ * record: the event, changed in place as follows once its checks are passed, whether or not it can then be stored.
+ *   - empty event_user, event_msgid, event_app_id, event_app_name, event_category_id, event_category, event_client_id,
+ *     event_client_app and event_client_agent become "---"; empty event_comp becomes "localhost";
+ *   - event_ip is normalised as annal_checkip does it, and becomes "---" when it is no address: that is no error;
+ *   - event_timet 0 becomes the current time;
+ *   - an event with neither address nor client application gets the client application "localhost": it is taken to
+ *     come from the appliance itself;
+ *   - Unicode control characters are removed from event_desc.
+ *   A replaced field is filled up with zero bytes to 64 bytes in all, the fields of 129 bytes to 128, except that "---"
+ *   fills the whole of event_client_app and event_client_agent.
+ * The date and time columns are those of event_timet in local time. The time stamp is stored as a 32-bit number.
+ *
+ * Bounds, in bytes: 64 for event_user, event_ip, event_comp, event_app_id and event_category_id, 128 for
+ * event_app_name and event_category, 2048 for event_desc. An event_msgid of more than 64 bytes is replaced by "0",
+ * also when a later check fails. The client fields are not checked: a text that is not terminated inside its field is
+ * read on into the next, though never beyond the record.
+ *
+ * Returns
+ *   ANNAL_OK             the event is stored;
+ *   ANNAL_TOO_LONG       a field is longer than its bound;
+ *   ANNAL_BAD_ARGUMENT   a null record, or an event_type other than 0, 1 and 2;
+ *   ANNAL_NO_MEMORY      the statement could not be built;
+ *   ANNAL_OPEN_FAILED    /etc/logs/event.log could not be opened;
+ *   ANNAL_INSERT_FAILED  the file is locked, damaged, full or has no such table. Nothing is stored.
+ * Waits up to 20 s.
+ */
+ANNAL_API int annal_event_add_msgid_ex3(EventRecord* record) ANNAL_NOEXCEPT;
+
+/*
+ * The same for callers of earlier releases. Each works on a copy, so that the caller's record stays as it is; a field
+ * that the shorter record lacks counts as empty. Results as annal_event_add_msgid_ex3.
+ *
+ * annal_event_add reads event_type, event_user, event_ip, event_comp and event_desc only, cuts each text at its bound
+ * instead of refusing it, and stores the message identifier "0". The alignment bytes behind the last field of an
+ * EventRecordEx are taken over with it: zero the record before filling it.
+ */
+ANNAL_API int annal_event_add(const EventRecordBasic* record) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_add_msgid(const EventRecordMsgId* record) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_add_msgid_ex2(const EventRecordEx* record) ANNAL_NOEXCEPT;
+
+/* ---- event log: queries ---- */
+/*
+ * Selectors that the event queries share:
+ *
+ * type: 0 all events, 1 information, 2 warnings, 3 errors (one more than the stored event_type).
+ *
+ * sort: 0 date and time, 2 time and date, 4 type, 6 user, 8 address, 10 computer, 12 id, 14 message id, 16 time stamp;
+ * one more for the reverse order. 18 to 25 are accepted and leave the rows unsorted.
+ *
+ * start, end: the rows from start up to, but not including, end, counted from 0. With 10 and 30: at most 20 rows,
+ * beginning with the eleventh. 0 and 0 mean all rows, any other equal pair none.
+ *
+ * group: 0 id, 1 type, and, each within its type, 2 date, 3 time, 4 user, 5 address, 6 computer, 7 to 9 message text.
+ */
+
+/*
+ * Lists events. The callback gets 17 columns: event_id, event_type, event_date, event_time, event_user, event_ip,
+ * event_comp, event_desc, event_msgid, event_timet, event_app_id, event_app_name, event_category_id, event_category,
+ * event_client_id, event_client_app and event_client_agent. context is handed to it as it is.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for a sort above 25, a type above 3, or a range that is negative or inverted;
+ * ANNAL_NO_MEMORY; ANNAL_OPEN_FAILED; ANNAL_QUERY_FAILED when the statement fails or the callback stops it. Rows that
+ * were delivered before a failure stay delivered. Waits up to 20 s.
+ */
+ANNAL_API int annal_event_query(annal_row_callback callback, unsigned int sort, int start, int end, unsigned int type,
+                                void* context) ANNAL_NOEXCEPT;
+
+/*
+ * Lists one event of each group, with an eighteenth column "COUNT(*)": the size of the group. Which event of its group
+ * is listed is SQLite's choice. Results as annal_event_query; ANNAL_BAD_ARGUMENT also for a group above 9.
+ */
+ANNAL_API int annal_event_query_group(annal_row_callback callback, unsigned int sort, int start, int end,
+                                      unsigned int type, unsigned int group, void* context) ANNAL_NOEXCEPT;
+
+/*
+ * Counts events. Returns their number, or ANNAL_BAD_ARGUMENT for a type above 3, ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED,
+ * or ANNAL_QUERY_FAILED (no such table, or locked for longer than the wait). Waits up to 20 s.
+ */
+ANNAL_API int annal_event_query_count(unsigned int type) ANNAL_NOEXCEPT;
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#undef ANNAL_API
+#undef ANNAL_ALIGN8
+#undef ANNAL_NOEXCEPT
+
+#endif /* CORIX_ANNAL_H */
