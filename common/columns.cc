@@ -50,7 +50,7 @@ int add_missing(const Database& database, std::span<const AnnalColumn> missing) 
 int bring_up_to(const Database& database, const char* table, std::span<const AnnalColumn> columns) noexcept {
   // A table name that outgrows the buffer is cut and so fails to prepare, like any other name that is none.
   char pragma[128];
-  std::snprintf(pragma, sizeof pragma, "PRAGMA TABLE_INFO(%s);", table);
+  (void)std::snprintf(pragma, sizeof pragma, "PRAGMA TABLE_INFO(%s);", table);
   const PreparedStatement info(database, pragma);
   if (!info.prepared()) {
     return ANNAL_OPEN_FAILED;

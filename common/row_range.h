@@ -11,7 +11,7 @@ class RowRange {
  public:
   RowRange(int start, int end) noexcept : valid_(start >= 0 && end >= 0 && start <= end) {
     if (valid_ && (start != 0 || end != 0)) {
-      std::snprintf(clause_, sizeof clause_, "LIMIT %d OFFSET %d", end - start, start);
+      (void)std::snprintf(clause_, sizeof clause_, "LIMIT %d OFFSET %d", end - start, start);
     }
   }
 

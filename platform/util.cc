@@ -2,13 +2,12 @@
 #include <arpa/inet.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "platform/platform.h"
-
-extern char** environ;
 
 namespace {
 

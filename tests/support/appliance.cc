@@ -1,0 +1,49 @@
+#include "tests/support/appliance.h"
+
+#include <filesystem>
+
+#include "tests/support/namespace.h"
+
+namespace annal::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void empty_folders() {
+  fs::remove_all(kLogFolder);
+  fs::create_directory(kLogFolder);
+  for (const char* folder : kCommandFolders) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+      fs::remove_all(entry.path());
+    }
+  }
+}
+
+}  // namespace
+
+void ApplianceTest::SetUp() {
+  ASSERT_TRUE(inside_private_appliance());
+  empty_folders();
+  Clock::run();
+  SqliteTrace::reset();
+  PlatformRecorder::reset();
+  Commands::reset();
+}
+
+void ApplianceTest::TearDown() {
+  EXPECT_EQ(SqliteTrace::open_connections(), 0U);
+  EXPECT_EQ(SqliteTrace::live_statements(), 0U);
+  EXPECT_EQ(SqliteTrace::live_texts(), 0U);
+}
+
+void remove_log_folder() {
+  fs::remove_all(kLogFolder);
+}
+
+bool exists(const char* path) {
+  std::error_code unreadable;
+  return fs::exists(fs::symlink_status(path, unreadable));
+}
+
+}  // namespace annal::test

@@ -1,0 +1,117 @@
+#include "tests/support/namespace.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace annal::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Holds the name of the mount namespace, so that a copy of the variable that escaped from it is not believed.
+constexpr const char* kMark = "CORIX_PRIVATE_APPLIANCE";
+
+std::string mount_namespace() {
+  std::error_code ignored;
+  return fs::read_symlink("/proc/self/ns/mnt", ignored).string();
+}
+
+std::string failure(const std::string& what) {
+  return what + ": " + std::strerror(errno);
+}
+
+bool write_text(const char* path, const std::string& text) {
+  std::ofstream file(path);
+  file << text;
+  file.close();
+  return file.good();
+}
+
+std::string leave_the_machines_mounts() {
+  const uid_t uid = getuid();
+  const gid_t gid = getgid();
+  if (unshare(CLONE_NEWNS) != 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
+      return failure("this machine allows no mount namespace, with or without a user namespace");
+    }
+    // Mapped to itself, so that permissions mean inside what they mean outside.
+    const std::string user = std::to_string(uid) + " " + std::to_string(uid) + " 1";
+    const std::string group = std::to_string(gid) + " " + std::to_string(gid) + " 1";
+    if (!write_text("/proc/self/setgroups", "deny") || !write_text("/proc/self/uid_map", user) ||
+        !write_text("/proc/self/gid_map", group)) {
+      return failure("cannot map the user into a namespace");
+    }
+  }
+  if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+    return failure("cannot keep mounts private");
+  }
+  return {};
+}
+
+std::string mount_empty(const std::string& folder) {
+  if (mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") != 0) {
+    return failure("cannot mount an empty folder at " + folder);
+  }
+  return {};
+}
+
+// Shows a folder of the machine with one subfolder of our own in it: an empty folder, filled with links to what the
+// machine has there. The subfolder can then be removed and made again, which a mount point could not.
+std::string replace_subfolder(const fs::path& subfolder) {
+  const fs::path folder = subfolder.parent_path();
+  const int original = open_tree(AT_FDCWD, folder.c_str(), OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE);
+  if (original < 0) {
+    return failure("cannot take a copy of the machine's own " + folder.string());
+  }
+  std::string problem = mount_empty(folder);
+  const fs::path machines = folder / ".machine";
+  if (problem.empty() && mkdir(machines.c_str(), 0755) == 0 && mkdir(subfolder.c_str(), 0755) == 0 &&
+      move_mount(original, "", AT_FDCWD, machines.c_str(), MOVE_MOUNT_F_EMPTY_PATH) == 0) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(machines)) {
+      const fs::path name = entry.path().filename();
+      if (name != subfolder.filename()) {
+        // A link is copied, not linked to: a relative one only leads where it should from its own folder.
+        fs::create_symlink(entry.is_symlink() ? fs::read_symlink(entry.path()) : ".machine" / name, folder / name);
+      }
+    }
+  } else if (problem.empty()) {
+    problem = failure("cannot show the machine's own " + folder.string());
+  }
+  close(original);
+  return problem;
+}
+
+}  // namespace
+
+bool inside_private_appliance() {
+  const char* mark = std::getenv(kMark);
+  return mark != nullptr && mark == mount_namespace();
+}
+
+std::string enter_private_appliance() {
+  std::string problem = leave_the_machines_mounts();
+  if (problem.empty()) {
+    problem = replace_subfolder(kLogFolder);
+  }
+  for (const char* folder : kCommandFolders) {
+    if (problem.empty()) {
+      problem = mount_empty(folder);
+    }
+  }
+  if (problem.empty() && setenv(kMark, mount_namespace().c_str(), 1) != 0) {
+    problem = failure("cannot set the environment");
+  }
+  return problem;
+}
+
+}  // namespace annal::test

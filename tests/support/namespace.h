@@ -1,0 +1,22 @@
+// The private appliance: a mount namespace of this process in which the appliance's fixed folders are throw-away.
+#pragma once
+
+#include <string>
+
+namespace annal::test {
+
+// Folders that are empty and writable inside, whatever the machine has there.
+inline constexpr const char* kLogFolder = "/etc/logs";
+inline constexpr const char* kCommandFolders[] = {"/usr/local/sbin", "/sbin"};
+
+// True inside a private appliance, however this process got there.
+bool inside_private_appliance();
+
+// Moves this process into a private appliance of its own; nothing outside it is touched. It works for root and, where
+// user namespaces are allowed, for anybody else. Returns an empty text, or why it was not possible.
+//
+// A process that is not root has every capability of its new user namespace until it runs another program: exec before
+// relying on permissions.
+std::string enter_private_appliance();
+
+}  // namespace annal::test

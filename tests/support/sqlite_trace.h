@@ -1,0 +1,35 @@
+// What the library asks of SQLite, call by call, and calls that fail on request. The library is the shipped one: these
+// functions stand in front of libsqlite3's for the dynamic linker.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace annal::test {
+
+using Calls = std::vector<std::string>;
+
+class SqliteTrace {
+ public:
+  // Every call since the last reset, in order, each as one text:
+  //   "open PATH", "busy_timeout MILLISECONDS", "busy_handler", "exec SQL", "prepare SQL", "finalize", "close"
+  static const Calls& calls();
+
+  // The texts of the "exec" and "prepare" calls alone.
+  static Calls statements();
+
+  // How much the library has taken from SQLite and not given back.
+  static std::size_t open_connections();
+  static std::size_t live_statements();
+  static std::size_t live_texts();
+
+  // Makes the nth next call of a function fail: "open" (with a handle to close, as SQLite does), "exec" and "prepare"
+  // (SQLITE_ERROR), "step" (SQLITE_IOERR) or "mprintf" (a null text).
+  static void fail(std::string_view function, int nth = 1);
+
+  static void reset();
+};
+
+}  // namespace annal::test
