@@ -1,0 +1,27 @@
+#include "common/joiner.h"
+
+#include <gtest/gtest.h>
+
+namespace annal {
+namespace {
+
+constexpr Clause kOrdinary{"WHERE a", " AND a", Counts::kYes};
+constexpr Clause kUncounted{"WHERE b", " AND b", Counts::kNo};
+
+TEST(Joiner, PutsWhereBeforeTheFirstFilterOnly) {
+  Joiner joiner;
+  EXPECT_STREQ(joiner.next(kOrdinary), "WHERE a");
+  EXPECT_STREQ(joiner.next(kOrdinary), " AND a");
+  EXPECT_STREQ(joiner.next(kUncounted), " AND b");
+  EXPECT_STREQ(joiner.next(kOrdinary), " AND a");
+}
+
+TEST(Joiner, LeavesTheFirstPlaceFreeBehindAnUncountedFilter) {
+  Joiner joiner;
+  EXPECT_STREQ(joiner.next(kUncounted), "WHERE b");
+  EXPECT_STREQ(joiner.next(kOrdinary), "WHERE a");
+  EXPECT_STREQ(joiner.next(kOrdinary), " AND a");
+}
+
+}  // namespace
+}  // namespace annal

@@ -1,0 +1,55 @@
+#include "common/level_list.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace annal {
+namespace {
+
+std::string condition(const std::string& list) {
+  return LevelCondition(list.c_str(), "event_type").text();
+}
+
+TEST(LevelList, JoinsItsLevelsInTheirOrder) {
+  EXPECT_EQ(condition("2,0"), "(event_type =2 ) or (event_type =0 )");
+  EXPECT_STREQ(LevelCondition("1", "conn_type").text(), "(conn_type =1 )");
+}
+
+TEST(LevelList, HasRoomForThreeLevels) {
+  EXPECT_EQ(condition("0,1,2"), "(event_type =0 ) or (event_type =1 ) or (event_type =2 )");
+}
+
+TEST(LevelList, ReadsTheFirstThreePiecesOnly) {
+  EXPECT_EQ(condition("0,7,8,1"), "(event_type =0 )");
+  EXPECT_EQ(condition("7,8,9,1"), "");
+}
+
+TEST(LevelList, KeepsALevelThatIsGivenTwice) {
+  EXPECT_EQ(condition("1,1"), "(event_type =1 ) or (event_type =1 )");
+}
+
+TEST(LevelList, DropsWhatIsNoLevel) {
+  EXPECT_EQ(condition("7"), "");
+  EXPECT_EQ(condition("-1"), "");
+  EXPECT_EQ(condition(""), "");
+  EXPECT_EQ(condition(",,"), "");
+  EXPECT_EQ(condition("3,1"), "(event_type =1 )");
+}
+
+TEST(LevelList, ReadsAWordAsZero) {
+  EXPECT_EQ(condition("x"), "(event_type =0 )");
+}
+
+TEST(LevelList, ReadsSixtyThreeCharactersAtMost) {
+  EXPECT_EQ(condition("1," + std::string(60, '0') + "1"), "(event_type =1 ) or (event_type =1 )");
+  EXPECT_EQ(condition("1," + std::string(61, '0') + "2"), "(event_type =1 ) or (event_type =0 )");
+}
+
+TEST(LevelList, LeavesOutALevelThatDoesNotFit) {
+  const LevelCondition condition("0,1,2", "a_rather_long_name");
+  EXPECT_STREQ(condition.text(), "(a_rather_long_name =0 ) or (a_rather_long_name =1 )");
+}
+
+}  // namespace
+}  // namespace annal

@@ -1,0 +1,69 @@
+/* The library as a program in C uses it: every event function called once, with results that a mistake would change. */
+#include <stdio.h>
+#include <string.h>
+
+#include "Corix_annal.h"
+
+static int failures = 0;
+
+static void expect(int condition, const char* what) {
+  if (!condition) {
+    ++failures;
+    fprintf(stderr, "not so: %s\n", what);
+  }
+}
+#define EXPECT(condition) expect(condition, #condition)
+
+static int remember_last_message(void* context, int columns, char** values, char** names) {
+  EXPECT(columns >= 17 && strcmp(names[7], "event_desc") == 0);
+  snprintf((char*)context, 64, "%s", values[7]);
+  return 0;
+}
+
+int main(void) {
+  char text[64] = "";
+  char ip[65] = "::ffff:10.0.0.5";
+  int type = 2;
+  char* null_text = NULL;
+  EventRecord record;
+  EventRecordBasic basic;
+  EventRecordMsgId with_id;
+  EventRecordEx extended;
+
+  EXPECT(annal_event_create_tbl(100, 1) == ANNAL_OK);
+  memset(&record, 0xff, sizeof record);
+  EXPECT(InitAnnalEvent(&record) == record.event_desc);
+  memset(&record, 0, sizeof record);
+  memset(&basic, 0, sizeof basic);
+  memset(&with_id, 0, sizeof with_id);
+  memset(&extended, 0, sizeof extended);
+  strcpy(record.event_desc, "third");
+  record.event_type = 2;
+  strcpy(basic.event_desc, "first");
+  strcpy(with_id.event_desc, "second");
+  EXPECT(annal_event_add(&basic) == ANNAL_OK);
+  EXPECT(annal_event_add_msgid(&with_id) == ANNAL_OK);
+  EXPECT(annal_event_add_msgid_ex2(&extended) == ANNAL_OK);
+  EXPECT(annal_event_add_msgid_ex3(&record) == ANNAL_OK);
+  EXPECT(annal_event_query_count(0) == 4);
+  EXPECT(annal_event_query(remember_last_message, 12, 0, 0, 0, text) == ANNAL_OK && strcmp(text, "third") == 0);
+  EXPECT(annal_event_query_group(remember_last_message, 12, 0, 1, 0, 1, text) == ANNAL_OK);
+  EXPECT(annal_event_table_check_column("event_id") == 1);
+  EXPECT(annal_event_table_add_column("extra", 1, "3") == ANNAL_OK);
+  EXPECT(annal_event_modify_tbl() == ANNAL_CHANGE_FAILED);
+  EXPECT(annal_event_table_update_event_timet(NULL, "%s") == ANNAL_OK);
+  EXPECT(annal_event_del(1, &type) == ANNAL_OK && annal_event_query_count(0) == 3);
+  EXPECT(annal_event_del_logfull_over_size(2) == ANNAL_OK && annal_event_query_count(0) == 2);
+  EXPECT(annal_event_remove_trigger_logfull() == ANNAL_OK);
+  EXPECT(annal_event_add_trigger_logfull(5, 1) == ANNAL_OK);
+  EXPECT(annal_event_flush_tbl() == ANNAL_OK && annal_event_query_count(0) == 0);
+  EXPECT(annal_event_remove_tbl() == ANNAL_OK);
+  EXPECT(annal_common_pack_db() == ANNAL_TABLE_FAILED);
+  EXPECT(annal_common_migrate_db("/etc/logs/event.log", "NONE", NULL, 0) == ANNAL_OK);
+  EXPECT(annal_checkip(ip) == ANNAL_OK && strcmp(ip, "10.0.0.5") == 0);
+  EXPECT(annal_gethostname(ip) == ANNAL_OK && strcmp(ip, "localhost") == 0);
+  EXPECT(annal_getlocalip(ip) == ANNAL_OK && strcmp(ip, "127.0.0.1") == 0);
+  EXPECT(*annal_event_enable_name_matching(0) == is_event_name_matching);
+  auto_free_str(&null_text);
+  return failures;
+}

@@ -1,0 +1,49 @@
+/*
+ * The public header, alone, in every language that callers compile it in: nothing is included before it, and every
+ * record has the size and the offsets that programs built years ago were compiled with.
+ */
+#include "Corix_annal.h"
+
+#include <stddef.h>
+
+#define HOLDS(name, condition) typedef char holds_##name[(condition) ? 1 : -1]
+#define AT(record, field, offset) HOLDS(record##_##field, offsetof(record, field) == (offset))
+
+#define COMMON_FIELDS(record)     \
+  AT(record, event_id, 0);        \
+  AT(record, event_type, 4);      \
+  AT(record, event_date_time, 8); \
+  AT(record, event_user, 64);     \
+  AT(record, event_ip, 129);      \
+  AT(record, event_comp, 194);    \
+  AT(record, event_desc, 259);    \
+  AT(record, event_msgid, 2308)
+
+#define EXTENDED_FIELDS(record)        \
+  AT(record, event_timet, 2376);       \
+  AT(record, event_app_id, 2384);      \
+  AT(record, event_app_name, 2449);    \
+  AT(record, event_category_id, 2578); \
+  AT(record, event_category, 2643)
+
+HOLDS(EventRecord_size, sizeof(EventRecord) == 3224);
+COMMON_FIELDS(EventRecord);
+EXTENDED_FIELDS(EventRecord);
+AT(EventRecord, event_client_id, 2772);
+AT(EventRecord, event_client_app, 2837);
+AT(EventRecord, event_client_agent, 2966);
+
+HOLDS(EventRecordBasic_size, sizeof(EventRecordBasic) == 2376);
+COMMON_FIELDS(EventRecordBasic);
+
+HOLDS(EventRecordMsgId_size, sizeof(EventRecordMsgId) == 2384);
+COMMON_FIELDS(EventRecordMsgId);
+AT(EventRecordMsgId, event_timet, 2376);
+
+HOLDS(EventRecordEx_size, sizeof(EventRecordEx) == 2776);
+COMMON_FIELDS(EventRecordEx);
+EXTENDED_FIELDS(EventRecordEx);
+
+HOLDS(AnnalColumn_size, sizeof(AnnalColumn) == 2 * sizeof(void*));
+AT(AnnalColumn, name, 0);
+AT(AnnalColumn, add_sql, sizeof(void*));

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# shape_of_library.sh LIBRARY HEADER MAP: what the built library promises to the dynamic linker. Exported are exactly
+# the names that the header declares, and needed is nothing but SQLite, libc and the two platform libraries.
+set -euo pipefail
+library=$1 header=$2 map=$3
+
+declared() {
+  grep -v '^#' "$header" | tr '\n' ' ' | sed 's|/\*|\n&|g; s|\*/|&\n|g' | grep -v '^/\*' | tr '\n' ' ' | tr ';' '\n' |
+    sed -n 's/.*ANNAL_API //p' | sed 's/[([].*//; s/[[:space:]]*$//; s/.*[^A-Za-z0-9_]//' | sort
+}
+mapped() { sed -n 's/^ *\([A-Za-z_][A-Za-z0-9_]*\);$/\1/p' "$map" | sort; }
+exported() { nm -D --defined-only "$library" | awk '{print $3}' | sort; }
+
+failures=0
+same() { # WHAT EXPECTED FOUND
+  if [[ -z $2 || $2 != "$3" ]]; then
+    printf 'FAILED: %s\n' "$1"
+    diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") || true
+    failures=$((failures + 1))
+  fi
+}
+lacks() { # WHAT PATTERN TEXT
+  if grep -qE "$2" <<<"$3"; then
+    printf 'FAILED: %s:\n%s\n' "$1" "$(grep -E "$2" <<<"$3")"
+    failures=$((failures + 1))
+  fi
+}
+
+dynamic=$(readelf -dW "$library")
+segments=$(readelf -lW "$library")
+undefined=$(nm -D --undefined-only "$library")
+
+same "the map lists what the header declares" "$(declared)" "$(mapped)"
+same "the library exports what the header declares" "$(declared)" "$(exported)"
+same "the SONAME" "libCorix_annal.so.2" "$(sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p' <<<"$dynamic")"
+same "the libraries needed" "$(printf '%s\n' libCorix_Util.so.0 libCorix_config.so.0 libc.so.6 libsqlite3.so.0 | sort)" \
+  "$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' <<<"$dynamic" | sort)"
+same "symbols are bound at load time" "Flags: NOW" "$(grep -o 'Flags: NOW' <<<"$dynamic")"
+same "relocated data is made read-only" "GNU_RELRO" "$(grep -o 'GNU_RELRO' <<<"$segments")"
+same "the stack is not executable" "RW" "$(awk '/GNU_STACK/ {print $7}' <<<"$segments")"
+lacks "text relocations" "TEXTREL" "$dynamic"
+lacks "calls into a C++ run-time library" " (_Z|__cxa_(throw|begin|guard)|__gxx)" "$undefined"
+
+[[ $failures -eq 0 ]]
