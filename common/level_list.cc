@@ -25,12 +25,12 @@ LevelCondition::LevelCondition(const char* list, const char* column) noexcept {
     if (static_cast<unsigned>(level) > kHighestLevel) {
       continue;
     }
-    char one[32];
-    const int written = std::snprintf(one, sizeof one, "%s(%s =%d )", length == 0 ? "" : " or ", column, level);
-    // A level that does not fit is left out whole.
-    if (written > 0 && length + static_cast<std::size_t>(written) < sizeof text_) {
-      std::strcpy(text_ + length, one);
+    const std::size_t room = sizeof text_ - length;
+    const int written = std::snprintf(text_ + length, room, "%s(%s =%d )", length == 0 ? "" : " or ", column, level);
+    if (written > 0 && static_cast<std::size_t>(written) < room) {
       length += static_cast<std::size_t>(written);
+    } else {
+      text_[length] = '\0';  // a level that does not fit is left out whole
     }
   }
 }

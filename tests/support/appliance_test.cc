@@ -17,7 +17,6 @@
 namespace annal::test {
 namespace {
 
-using testing::Test;
 using namespace std::chrono_literals;
 
 constexpr const char* kLog = "/etc/logs/event.log";

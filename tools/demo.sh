@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# What the library is for, shown on a private appliance: ./dev demo runs this there, with annalctl on the PATH.
+set -euo pipefail
+shopt -s nullglob
+
+bold=$'\033[1m' dim=$'\033[2m' plain=$'\033[0m'
+[[ -t 1 && -z ${NO_COLOR:-} ]] || bold='' dim='' plain=''
+
+heading() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
+run() {
+  local words='' word
+  for word in "$@"; do
+    [[ $word == *[!A-Za-z0-9_./:=-]* ]] && word="'$word'"
+    words+=" $word"
+  done
+  printf '%s$%s%s\n' "$dim" "$words" "$plain"
+  "$@"
+}
+
+[[ -n ${CORIX_PRIVATE_APPLIANCE:-} ]] || {
+  echo "This fills and empties /etc/logs. Start it with ./dev demo, which gives it one of its own." >&2
+  exit 1
+}
+
+heading "1. An empty appliance gets its event log: at most 50,000 entries, and the oldest 500 go when it is full"
+run annalctl event create --limit 50000 --batch 500
+
+heading "2. This machine's own package history becomes events"
+histories=(/var/log/dpkg.log*)
+if ((${#histories[@]})); then
+  run annalctl event import "${histories[@]}"
+else
+  echo "(this machine has no /var/log/dpkg.log, so a few events are made up)"
+  printf '2026-11-21 10:00:%02d status installed example%d:all 1.0\n' {1..40} | sed 's/:\([0-9]\) /:0\1 /' |
+    run annalctl event import --format dpkg -
+fi
+
+heading "3. Something happens on the appliance: an intruder knocks, a disk fails"
+for address in 203.0.113.7 203.0.113.7 ::ffff:203.0.113.7; do
+  run annalctl event add "Failed to log in." --type warning --user admin --ip "$address" --app "Access"
+done
+run annalctl event add "Disk 3 has failed. The volume is degraded." --type error --app "Storage"
+
+heading "4. The newest page, as a web page would ask for it"
+run annalctl event list --limit 10
+
+heading "5. How much of what"
+for type in information warning error all; do
+  run annalctl event count --type "$type"
+done
+
+heading "6. Who knocks? Warnings by address (::ffff:203.0.113.7 was stored as what it is)"
+run annalctl event group --by ip --type warning --by-size --limit 5
+
+heading "7. The busiest days"
+run annalctl event group --by date --by-size --limit 7
+
+heading "8. For programs: JSON Lines and CSV"
+run annalctl event list --type error --limit 1 --json
+run annalctl event list --type error --limit 1 --csv
+
+heading "9. Keep the newest 1,000 and drop the rest"
+run annalctl event trim 1000
+run annalctl event count
+
+heading "10. A file that any SQLite tool can read"
+run ls -l /etc/logs
+
+cat <<END
+
+${bold}What to try next${plain}
+  ./dev appliance                     a shell on a private appliance: annalctl event --help
+  ./dev appliance annalctl --help
+  ./dev test                          every test of the library
+  include/Corix_annal.h               every function, documented
+END
