@@ -9,7 +9,7 @@ namespace annal {
 // asked for is the empty one at the very beginning.
 class RowRange {
  public:
-  RowRange(int start, int end) noexcept : valid_(start >= 0 && end >= 0 && start <= end) {
+  RowRange(int start, int end) noexcept : valid_(0 <= start && start <= end) {
     if (valid_ && (start != 0 || end != 0)) {
       (void)std::snprintf(clause_, sizeof clause_, "LIMIT %d OFFSET %d", end - start, start);
     }
