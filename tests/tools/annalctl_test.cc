@@ -1,0 +1,186 @@
+#include "tests/tools/annalctl.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+std::string contents(std::FILE* file) {
+  std::string text;
+  std::array<char, 4096> buffer{};
+  std::rewind(file);
+  for (std::size_t got = 0; (got = std::fread(buffer.data(), 1, buffer.size(), file)) > 0;) {
+    text.append(buffer.data(), got);
+  }
+  return text;
+}
+
+int wait_for(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace
+
+// Files rather than pipes: the tool cannot block on a reader that is still busy with the other stream.
+Finished annalctl(const std::vector<std::string>& arguments, const std::string& input, const char* out_path) {
+  Finished finished;
+  const File in(std::tmpfile());
+  const File out(out_path == nullptr ? std::tmpfile() : std::fopen(out_path, "r+"));
+  const File err(std::tmpfile());
+  if (!in || !out || !err) {
+    ADD_FAILURE() << "no file for the program's output could be opened";
+    return finished;
+  }
+  static_cast<void>(std::fwrite(input.data(), 1, input.size(), in.get()));
+  std::rewind(in.get());
+
+  std::vector<std::string> texts{ANNALCTL};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  argv.reserve(texts.size() + 1);
+  for (std::string& text : texts) {
+    argv.push_back(text.data());
+  }
+  argv.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, fileno(in.get()), 0);
+  posix_spawn_file_actions_adddup2(&actions, fileno(out.get()), 1);
+  posix_spawn_file_actions_adddup2(&actions, fileno(err.get()), 2);
+  pid_t child = 0;
+  const int spawned = posix_spawn(&child, ANNALCTL, &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (spawned != 0) {
+    ADD_FAILURE() << "cannot run " << ANNALCTL;
+    return finished;
+  }
+  finished.status = wait_for(child);
+  finished.out = out_path == nullptr ? contents(out.get()) : std::string();
+  finished.err = contents(err.get());
+  return finished;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// --- what holds for the program as a whole ---
+
+TEST_F(AnnalctlTest, ReadingCommandsDoNotCreateAMissingLog) {
+  for (const char* verb : {"list", "count"}) {
+    const Finished finished = annalctl({"event", verb});
+    EXPECT_EQ(finished.status, 1) << verb;
+    EXPECT_NE(finished.err.find("run 'annalctl event create'"), std::string::npos) << finished.err;
+    EXPECT_NE(access("/etc/logs/event.log", F_OK), 0) << verb;
+  }
+}
+
+TEST_F(AnnalctlTest, WritingCommandsDoNotCreateAMissingLog) {
+  const std::vector<std::vector<std::string>> cases{
+      {"event", "add", "x"}, {"event", "delete", "--id", "1"}, {"event", "trim", "1"}, {"event", "flush"},
+      {"event", "migrate"},  {"event", "import", "-"},
+  };
+  for (const auto& command : cases) {
+    EXPECT_EQ(annalctl(command).status, 1) << command[1];
+    EXPECT_NE(access("/etc/logs/event.log", F_OK), 0) << command[1];
+  }
+}
+
+TEST_F(AnnalctlTest, CreatingTwiceSaysThatTheLogExists) {
+  EXPECT_EQ(annalctl({"event", "create"}).status, 0);
+  const Finished again = annalctl({"event", "create"});
+  EXPECT_EQ(again.status, 1);
+  EXPECT_NE(again.err.find("exists already and holds 0 entries"), std::string::npos) << again.err;
+}
+
+TEST_F(AnnalctlTest, FileWithoutATableIsToldFromAMissingOne) {
+  const File file(std::fopen("/etc/logs/event.log", "w"));
+  const Finished finished = annalctl({"event", "list"});
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_NE(finished.err.find("has no table yet"), std::string::npos) << finished.err;
+}
+
+TEST_F(AnnalctlTest, FileThatIsNoDatabaseIsNamedAsSuchAndLeftAlone) {
+  {
+    const File file(std::fopen("/etc/logs/event.log", "w"));
+    static_cast<void>(std::fputs("plain text, and no database at all", file.get()));
+  }
+  const Finished finished = annalctl({"event", "create"});
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_NE(finished.err.find("not a database"), std::string::npos) << finished.err;
+  const File file(std::fopen("/etc/logs/event.log", "r"));
+  EXPECT_EQ(contents(file.get()), "plain text, and no database at all");
+}
+
+TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
+  const std::vector<std::vector<std::string>> cases{
+      {},
+      {"nonsense"},
+      {"event", "nonsense"},
+      {"event", "list", "--sort", "colour"},
+      {"event", "list", "--limit", "-1"},
+      {"--json", "--csv", "event", "list"},
+      {"event", "delete"},
+      {"event", "delete", "--id", "1", "--user", "x"},
+      {"event", "trim", "0"},
+      {"event", "trim", "-5"},
+      {"event", "group"},
+  };
+  for (const auto& command : cases) {
+    const Finished finished = annalctl(command);
+    EXPECT_EQ(finished.status, 2) << finished.err;
+    EXPECT_NE(finished.err.find("--help"), std::string::npos) << finished.err;
+    EXPECT_EQ(finished.out, "");
+  }
+}
+
+TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
+  for (const char* verb : {"create", "add", "list", "count", "group", "delete", "trim", "flush", "migrate", "import"}) {
+    const Finished finished = annalctl({"event", verb, "--help"});
+    EXPECT_EQ(finished.status, 0) << verb;
+    EXPECT_NE(finished.out.find("Usage: annalctl event " + std::string(verb)), std::string::npos) << finished.out;
+  }
+}
+
+TEST_F(AnnalctlEventTest, FullDiskBehindStandardOutputIsAFailure) {
+  const Finished finished = annalctl({"event", "list"}, {}, "/dev/full");
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_NE(finished.err.find("cannot write to standard output"), std::string::npos) << finished.err;
+}
+
+TEST_F(AnnalctlEventTest, DeletingFromALockedLogNamesTheHolderAndDoesNotWait) {
+  const int file = open("/etc/logs/event.log", O_RDWR | O_CLOEXEC);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = 0x40000000;
+  lock.l_len = 512;
+  ASSERT_EQ(fcntl(file, F_SETLK, &lock), 0);
+  const Finished finished = annalctl({"event", "delete", "--id", "1"});
+  close(file);
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_NE(finished.err.find("locked by process " + std::to_string(getpid())), std::string::npos) << finished.err;
+  EXPECT_EQ(finished.err.find("20 s"), std::string::npos) << finished.err;
+}

@@ -1,0 +1,33 @@
+// Options that take one of a few names, each of which stands for a code of the library.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace annalctl {
+
+struct Choice {
+  const char* name;
+  unsigned code;
+  bool listed = true;  // false: understood, but not shown in the help
+};
+
+[[nodiscard]] std::optional<unsigned> code_of(std::span<const Choice> choices, std::string_view name);
+
+// The same for an option's value: any other name is wrong usage.
+[[nodiscard]] unsigned require_code(std::span<const Choice> choices, const char* option, const std::string& name);
+
+// "date, time, type"
+[[nodiscard]] std::string names_of(std::span<const Choice> choices);
+
+// The code's name; the code itself when it has none.
+[[nodiscard]] std::string name_of(std::span<const Choice> choices, std::string_view code);
+
+// An option for one of the names.
+CLI::Option* add_choice(CLI::App& command, const char* option, std::optional<unsigned>& code,
+                        std::span<const Choice> choices, const char* help);
+
+}  // namespace annalctl

@@ -1,0 +1,17 @@
+// Finds out by looking why a call failed: the library's code does not tell. Only what was seen is claimed.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tools/log.h"
+
+namespace annalctl {
+
+// What stands in the way of opening the log's file, or nothing. Opens no database and creates nothing.
+[[nodiscard]] std::optional<std::string> file_obstacle(const Log& log, Purpose purpose);
+
+// Why a statement failed on a file that can be opened, or nothing when no cause was found.
+[[nodiscard]] std::optional<std::string> statement_obstacle(const Call& call, int code);
+
+}  // namespace annalctl

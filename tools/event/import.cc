@@ -1,0 +1,98 @@
+#include <array>
+#include <ctime>
+#include <memory>
+
+#include "Corix_annal.h"
+#include "tools/event/commands.h"
+#include "tools/event/model.h"
+#include "tools/event/record.h"
+#include "tools/import/formats.h"
+#include "tools/import/run.h"
+#include "tools/result.h"
+
+namespace annalctl::event {
+
+namespace {
+
+constexpr char kFooter[] =
+    "Formats, told apart line by line unless --format names one:\n"
+    "  dpkg    2024-01-01 10:00:00 install foo:amd64 <none> 1.0\n"
+    "  syslog  Jun 14 15:16:01 host prog[123]: text   (the latest year that does not lie in the future)\n"
+    "          2026-11-21T09:27:01.123456+00:00 host prog[1]: text\n"
+    "  jsonl   {\"event_type\":2,\"event_desc\":\"text\",\"event_timet\":1795255200}, as 'list --json' prints it\n"
+    "\n"
+    "A line that cannot be stored as it is - unknown, or with a text that is too long - is reported with its number "
+    "and\n"
+    "left out; the others are stored, and the exit status is 1. Nothing is ever cut. Blank lines do not count.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl event import /var/log/dpkg.log /var/log/dpkg.log.1.gz\n"
+    "  annalctl event list --all --oldest --json | ssh other annalctl event import -\n"
+    "  annalctl event import --dry-run messages";
+
+constexpr unsigned code(LineFormat format) {
+  return static_cast<unsigned>(format);
+}
+
+constexpr std::array kFormats{
+    Choice{"auto", code(LineFormat::kUnknown)},
+    Choice{"dpkg", code(LineFormat::kDpkg)},
+    Choice{"syslog", code(LineFormat::kSyslog)},
+    Choice{"jsonl", code(LineFormat::kJsonLines)},
+};
+
+struct Arguments {
+  ImportRequest request;
+  std::optional<unsigned> format;
+  std::optional<unsigned> level;
+};
+
+EventRecord parse(std::string_view line, LineFormat format, std::int64_t now) {
+  switch (format == LineFormat::kUnknown ? looks_like(line) : format) {
+    case LineFormat::kDpkg:
+      return record_of(parse_dpkg(line));
+    case LineFormat::kSyslog:
+      return record_of(parse_syslog(line, now));
+    case LineFormat::kJsonLines:
+      return record_of(parse_json_line(line));
+    case LineFormat::kUnknown:
+      break;
+  }
+  throw Refusal("it is no line of dpkg's log, of a syslog or of JSON Lines");
+}
+
+int run_import(const Arguments& arguments, Program& program) {
+  const bool dry_run = arguments.request.dry_run;
+  if (!dry_run && !log_is_there(kLog)) {
+    return kFailure;
+  }
+  const auto format = static_cast<LineFormat>(arguments.format.value_or(code(LineFormat::kUnknown)));
+  const std::int64_t now = std::time(nullptr);
+  const StoreLine store = [&arguments, format, now, dry_run](std::string_view line) {
+    EventRecord record = parse(line, format, now);
+    if (arguments.level) {
+      record.event_type = static_cast<std::int32_t>(*arguments.level);
+    }
+    return dry_run ? static_cast<int>(ANNAL_OK) : annal_event_add_msgid_ex3(&record);
+  };
+  return import_files(arguments.request, kLog, store, program);
+}
+
+}  // namespace
+
+void add_import(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("import", "Store the lines of log files as events");
+  const auto arguments = std::make_shared<Arguments>();
+  ImportRequest& request = arguments->request;
+  command->footer(kFooter);
+  command->add_option("FILE", request.files, "Files to read, also gzipped ones; '-' is standard input")->required();
+  add_choice(*command, "--format", arguments->format, kFormats, "Format of the lines; without it auto");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level of all events, whatever the lines say");
+  command->add_option("--from-line", request.from_line, "Leave out the lines before this one in the first file")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber);
+  command->add_flag("--dry-run", request.dry_run, "Only say what would be stored");
+  command->callback([arguments, &program] { program.status = run_import(*arguments, program); });
+}
+
+}  // namespace annalctl::event

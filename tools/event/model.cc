@@ -1,0 +1,109 @@
+#include "tools/event/model.h"
+
+#include <string_view>
+
+#include "Corix_annal.h"
+#include "tools/text.h"
+
+namespace annalctl::event {
+
+namespace {
+
+constexpr std::array kColumns{
+    Column{"event_id", true},           Column{"event_type", true},          Column{"event_date", false},
+    Column{"event_time", false},        Column{"event_user", false},         Column{"event_ip", false},
+    Column{"event_comp", false},        Column{"event_desc", false},         Column{"event_msgid", false},
+    Column{"event_timet", true},        Column{"event_app_id", false},       Column{"event_app_name", false},
+    Column{"event_category_id", false}, Column{"event_category", false},     Column{"event_client_id", false},
+    Column{"event_client_app", false},  Column{"event_client_agent", false},
+};
+
+// Where those columns are in a row.
+enum Place : std::size_t {
+  kId = 0,
+  kType = 1,
+  kDate = 2,
+  kTime = 3,
+  kUser = 4,
+  kAddress = 5,
+  kComputer = 6,
+  kMessage = 7,
+  kApplication = 11,
+  kSize = kColumns.size(),  // of a group
+};
+
+constexpr std::array kLevelChoices{
+    Choice{"information", 0}, Choice{"warning", 1},  Choice{"error", 2},    Choice{"info", 0, false},
+    Choice{"warn", 1, false}, Choice{"0", 0, false}, Choice{"1", 1, false}, Choice{"2", 2, false},
+};
+
+// The bare numbers are those of the stored levels here too: one meaning in all commands.
+constexpr std::array kFilterChoices{
+    Choice{"all", 0},      Choice{"information", 1}, Choice{"warning", 2},
+    Choice{"error", 3},    Choice{"info", 1, false}, Choice{"warn", 2, false},
+    Choice{"0", 1, false}, Choice{"1", 2, false},    Choice{"2", 3, false},
+};
+
+constexpr std::array kSortChoices{
+    Choice{"date", 0},      Choice{"time", 2}, Choice{"type", 4},   Choice{"user", 6},       Choice{"ip", 8},
+    Choice{"computer", 10}, Choice{"id", 12},  Choice{"msgid", 14}, Choice{"timestamp", 16},
+};
+
+Cell level_cell(const char* code) {
+  constexpr std::array kStyles{Style::kInformation, Style::kWarning, Style::kError};
+  const std::optional<unsigned> level = code_of(kLevels, code);
+  return {printable(name_of(kLevels, code)), level ? kStyles.at(*level) : Style::kPlain};
+}
+
+constexpr TableColumn kIdCell{"ID", kId, true};
+constexpr TableColumn kDateCell{"Date", kDate};
+constexpr TableColumn kTimeCell{"Time", kTime};
+constexpr TableColumn kLevelCell{"Level", kType, false, level_cell};
+constexpr TableColumn kUserCell{"User", kUser};
+constexpr TableColumn kAddressCell{"Address", kAddress};
+constexpr TableColumn kComputerCell{"Computer", kComputer};
+constexpr TableColumn kApplicationCell{"Application", kApplication};
+constexpr TableColumn kMessageCell{"Message", kMessage};
+constexpr TableColumn kSizeCell{"Count", kSize, true};
+
+constexpr std::array kListCells{kIdCell,      kDateCell,     kTimeCell,        kLevelCell,  kUserCell,
+                                kAddressCell, kComputerCell, kApplicationCell, kMessageCell};
+
+constexpr std::array kByIdCells{kSizeCell, kIdCell, kLevelCell, kDateCell, kTimeCell, kMessageCell};
+constexpr std::array kByTypeCells{kSizeCell, kLevelCell};
+constexpr std::array kByDateCells{kSizeCell, kLevelCell, kDateCell};
+constexpr std::array kByTimeCells{kSizeCell, kLevelCell, kTimeCell};
+constexpr std::array kByUserCells{kSizeCell, kLevelCell, kUserCell};
+constexpr std::array kByAddressCells{kSizeCell, kLevelCell, kAddressCell};
+constexpr std::array kByComputerCells{kSizeCell, kLevelCell, kComputerCell};
+constexpr std::array kByMessageCells{kSizeCell, kLevelCell, kMessageCell};
+
+// There is no order by message, so those groups stand by level.
+constexpr std::array kGroupingTable{
+    Grouping{{"id", 0}, 12, kByIdCells},
+    Grouping{{"type", 1}, 4, kByTypeCells},
+    Grouping{{"date", 2}, 0, kByDateCells},
+    Grouping{{"time", 3}, 2, kByTimeCells},
+    Grouping{{"user", 4}, 6, kByUserCells},
+    Grouping{{"ip", 5}, 8, kByAddressCells},
+    Grouping{{"computer", 6}, 10, kByComputerCells},
+    Grouping{{"message", 7}, 4, kByMessageCells},
+};
+
+}  // namespace
+
+const Log kLog{
+    .name = "event",
+    .path = "/etc/logs/event.log",
+    .table = "ANNAL_EVENT",
+    .columns = kColumns,
+    .count = annal_event_query_count,
+};
+
+const std::span<const Choice> kLevels = kLevelChoices;
+const std::span<const Choice> kLevelFilters = kFilterChoices;
+const std::span<const Choice> kSorts = kSortChoices;
+const std::span<const Grouping> kGroupings = kGroupingTable;
+const std::span<const TableColumn> kListTable = kListCells;
+
+}  // namespace annalctl::event

@@ -1,0 +1,38 @@
+// The event log as data: its file, columns, codes and what people see of it.
+#pragma once
+
+#include <array>
+#include <span>
+
+#include "tools/choice.h"
+#include "tools/log.h"
+#include "tools/table.h"
+
+namespace annalctl::event {
+
+extern const Log kLog;
+
+// The stored levels. Queries count them from 1, because 0 is "all" there.
+extern const std::span<const Choice> kLevels;
+extern const std::span<const Choice> kLevelFilters;
+
+// The sort codes of ascending order; one more is descending.
+extern const std::span<const Choice> kSorts;
+
+enum SortCode : unsigned {
+  kOldestFirst = 0,
+  kNewestFirst = 1,
+};
+
+// One way to group: its code, the order that shows its groups best, and the columns that say something about a group
+// as a whole.
+struct Grouping {
+  Choice choice;
+  unsigned sort;
+  std::span<const TableColumn> table;
+};
+extern const std::span<const Grouping> kGroupings;
+
+extern const std::span<const TableColumn> kListTable;
+
+}  // namespace annalctl::event

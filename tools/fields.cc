@@ -1,0 +1,30 @@
+#include "tools/fields.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "tools/failure.h"
+
+namespace annalctl {
+
+void set_text(void* record, const TextField& field, std::string_view text) {
+  if (text.size() > field.bound) {
+    throw Refusal(fmt::format("the {} is {} bytes long, and at most {} fit", field.label, text.size(), field.bound));
+  }
+  if (text.find('\0') != std::string_view::npos) {
+    throw Refusal(fmt::format("the {} holds a NUL character", field.label));
+  }
+  char* const to = static_cast<char*>(record) + field.offset;
+  std::memset(to, 0, field.bound + 1);
+  text.copy(to, text.size());
+}
+
+const TextField* find_field(std::span<const TextField> fields, std::string_view column) {
+  const auto found =
+      std::find_if(fields.begin(), fields.end(), [column](const TextField& field) { return field.column == column; });
+  return found == fields.end() ? nullptr : &*found;
+}
+
+}  // namespace annalctl

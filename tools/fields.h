@@ -1,0 +1,23 @@
+// The text fields of a record, as data: where a text may come from, where it goes and how long it may be.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+namespace annalctl {
+
+struct TextField {
+  const char* column;  // its name in the table and in JSON Lines
+  const char* option;  // of the command that adds one entry; null when it is no option
+  const char* label;   // for people
+  std::size_t offset;  // into the record
+  std::size_t bound;   // in bytes, without the terminator
+};
+
+// Puts a text into its field. Throws Refusal when it is too long or cannot be stored as a text: nothing is ever cut.
+void set_text(void* record, const TextField& field, std::string_view text);
+
+[[nodiscard]] const TextField* find_field(std::span<const TextField> fields, std::string_view column);
+
+}  // namespace annalctl

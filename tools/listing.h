@@ -1,0 +1,28 @@
+// Runs a query of the library and writes its rows.
+#pragma once
+
+#include <functional>
+
+#include "Corix_annal.h"
+#include "tools/output.h"
+#include "tools/page.h"
+#include "tools/program.h"
+
+namespace annalctl {
+
+using Query = std::function<int(annal_row_callback callback, void* context, Page::Range range)>;
+
+struct Listing {
+  Call call;
+  RowShape shape;
+  Query query;
+};
+
+// Both return the exit status, and have reported a failure.
+[[nodiscard]] int show_page(const Listing& listing, const Page& page, Program& program);
+
+// The largest groups first, which the library cannot sort by: all of them are collected, then the page is cut from
+// them. The size is the last value of a row.
+[[nodiscard]] int show_largest(const Listing& listing, const Page& page, Program& program);
+
+}  // namespace annalctl

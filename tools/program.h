@@ -1,0 +1,30 @@
+// The program as its commands see it: where output goes, in which form, and how it ends.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/failure.h"
+#include "tools/output.h"
+#include "tools/terminal.h"
+
+namespace annalctl {
+
+struct Program {
+  bool json = false;
+  bool csv = false;
+  Terminal terminal;
+  Output output{stdout};
+  int status = kSuccess;
+
+  [[nodiscard]] Format format() const {
+    if (json) {
+      return Format::kJson;
+    }
+    return csv ? Format::kCsv : Format::kTable;
+  }
+};
+
+// The whole run: reads the command line, carries it out and returns the exit status.
+[[nodiscard]] int run_program(int argc, char** argv);
+
+}  // namespace annalctl

@@ -1,0 +1,68 @@
+#include "tools/result.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <optional>
+
+#include "Corix_annal.h"
+#include "tools/diagnosis.h"
+#include "tools/failure.h"
+
+namespace annalctl {
+
+namespace {
+
+struct CodeText {
+  int code;
+  const char* text;
+};
+
+constexpr std::array kCodeTexts{
+    CodeText{ANNAL_TOO_LONG, "a field is too long"},
+    CodeText{ANNAL_BAD_ARGUMENT, "a value is out of range"},
+    CodeText{ANNAL_NO_MEMORY, "out of memory"},
+    CodeText{ANNAL_OPEN_FAILED, "the file could not be opened"},
+    CodeText{ANNAL_TABLE_FAILED, "the table could not be created"},
+    CodeText{ANNAL_EMPTY_FAILED, "the table could not be emptied"},
+    CodeText{ANNAL_INSERT_FAILED, "the entry could not be stored"},
+    CodeText{ANNAL_QUERY_FAILED, "the query failed"},
+    CodeText{ANNAL_TRIGGER_FAILED, "the size limit could not be set or applied"},
+    CodeText{ANNAL_CHANGE_FAILED, "the change could not be made"},
+};
+
+}  // namespace
+
+std::string code_text(int code) {
+  for (const CodeText& known : kCodeTexts) {
+    if (known.code == code) {
+      return known.text;
+    }
+  }
+  return "an unknown result";
+}
+
+bool log_is_there(const Log& log) {
+  const std::optional<std::string> obstacle = file_obstacle(log, Purpose::kReading);
+  if (obstacle) {
+    complain(fmt::format("cannot open {}: {}", log.path, *obstacle));
+  }
+  return !obstacle;
+}
+
+int report(const Call& call, int code) {
+  if (code == ANNAL_OK) {
+    return kSuccess;
+  }
+  if (const std::optional<std::string> obstacle = file_obstacle(call.log, call.purpose)) {
+    complain(fmt::format("cannot open {}: {}", call.log.path, *obstacle));
+  } else if (const std::optional<std::string> cause = statement_obstacle(call, code)) {
+    complain(fmt::format("cannot {}: {}", call.doing, *cause));
+  } else {
+    complain(
+        fmt::format("cannot {}: the library answered {} ({}) on {}", call.doing, code, code_text(code), call.log.path));
+  }
+  return kFailure;
+}
+
+}  // namespace annalctl

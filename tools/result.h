@@ -1,0 +1,20 @@
+// From result codes to sentences that say what to do.
+#pragma once
+
+#include <string>
+
+#include "tools/log.h"
+
+namespace annalctl {
+
+// What a code says by itself, without a look at the log.
+[[nodiscard]] std::string code_text(int code);
+
+// Opening a log that is not there would leave an empty file behind, so everything but its creation looks first. Prints
+// the reason when the answer is false.
+[[nodiscard]] bool log_is_there(const Log& log);
+
+// Prints what became of a call, unless it is a success, and returns the exit status.
+[[nodiscard]] int report(const Call& call, int code);
+
+}  // namespace annalctl

@@ -1,0 +1,19 @@
+// What is known about the terminal behind standard output or standard error.
+#pragma once
+
+#include <cstddef>
+
+namespace annalctl {
+
+struct Terminal {
+  bool present = false;  // false: a file, a pipe, nothing
+  std::size_t width = 0;
+  bool colour = false;
+};
+
+[[nodiscard]] Terminal terminal_of(int descriptor);
+
+// Makes sure that the three standard descriptors are taken: a log that is opened as number 1 would receive the output.
+void hold_standard_descriptors();
+
+}  // namespace annalctl

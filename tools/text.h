@@ -1,0 +1,34 @@
+// Stored text on its way to a person: nothing in it may steer the terminal, and columns must line up.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace annalctl {
+
+// The text with control characters, marks that reverse the writing direction and invalid UTF-8 shown as \xNN or
+// \u{NNNN}.
+[[nodiscard]] std::string printable(std::string_view raw);
+
+// Terminal columns that a printable text takes.
+[[nodiscard]] std::size_t display_width(std::string_view text);
+
+// A printable text cut to so many columns, "…" in place of what is missing.
+[[nodiscard]] std::string clipped(std::string_view text, std::size_t width);
+
+// Character classes of ASCII alone: bytes of other characters belong to no class, whatever the locale.
+[[nodiscard]] constexpr bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+[[nodiscard]] constexpr char lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+[[nodiscard]] constexpr bool is_letter(char c) {
+  return lower(c) >= 'a' && lower(c) <= 'z';
+}
+[[nodiscard]] constexpr bool is_blank(char c) {
+  return c == ' ' || c == '\t' || c == '\r';
+}
+
+}  // namespace annalctl
