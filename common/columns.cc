@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "common/database.h"
-#include "common/store.h"
 #include "common/text.h"
 
 namespace annal {
@@ -48,7 +47,7 @@ int add_missing(const Database& database, std::span<const AnnalColumn> missing) 
 }
 
 int bring_up_to(const Database& database, const char* table, std::span<const AnnalColumn> columns) noexcept {
-  // A table name that outgrows the buffer is cut and so fails to prepare, like any other name that is none.
+  // A table name that outgrows the buffer is cut, and what is left of the text fails to prepare.
   char pragma[128];
   (void)std::snprintf(pragma, sizeof pragma, "PRAGMA TABLE_INFO(%s);", table);
   const PreparedStatement info(database, pragma);
@@ -72,11 +71,11 @@ int bring_up_to(const Database& database, const char* table, std::span<const Ann
 
 }  // namespace
 
-int check_column(const char* path, const Statement& probe, const char* column) noexcept {
+int check_column(const char* path, const Probe& probe, const char* column) noexcept {
   if (column == nullptr) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(path, probe, Text(sqlite3_mprintf(probe.text, column)));
+  return first_integer(path, probe.query, Text(sqlite3_mprintf(probe.query.text, column)), probe.negative);
 }
 
 int add_column(const char* path, const ColumnAddition& addition, const char* column, int kind,

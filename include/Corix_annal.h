@@ -190,9 +190,10 @@ ANNAL_API int annal_common_pack_db(void) ANNAL_NOEXCEPT;
  *   ANNAL_OK             the table has exactly the listed columns now, or had them before;
  *   ANNAL_BAD_ARGUMENT   a null filename, table or list;
  *   ANNAL_NO_MEMORY      the statements' text could not be allocated (the file has been opened, nothing is changed);
- *   ANNAL_OPEN_FAILED    the file could not be opened, or the table's columns could not be read;
+ *   ANNAL_OPEN_FAILED    the file could not be opened, or SQLite refused to look up the table's columns;
  *   ANNAL_CHANGE_FAILED  the table's columns differ in name or order from the head of the list, or are more than the
- *                        list has, or a missing column has no statement, or a statement failed. No column was added.
+ *                        list has, or could not be read to the end, or a missing column has no statement, or a
+ *                        statement failed. No column was added.
  * Waits up to 20 s.
  */
 ANNAL_API int annal_common_migrate_db(const char* filename, const char* table, const AnnalColumn* list,
