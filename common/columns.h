@@ -5,6 +5,7 @@
 
 #include "Corix_annal.h"
 #include "common/statement.h"
+#include "common/store.h"
 
 namespace annal {
 
@@ -14,8 +15,13 @@ struct ColumnAddition {
   Statement integer;  // kind 1
 };
 
-// probe: a query of one value, format: the column. See annal_event_table_check_column for what the answer means.
-[[nodiscard]] int check_column(const char* path, const Statement& probe, const char* column) noexcept;
+// How a log looks for a column: by its value in the first row, as an integer.
+struct Probe {
+  Statement query;  // format: the column
+  Negative negative;
+};
+
+[[nodiscard]] int check_column(const char* path, const Probe& probe, const char* column) noexcept;
 
 [[nodiscard]] int add_column(const char* path, const ColumnAddition& addition, const char* column, int kind,
                              const char* default_text) noexcept;

@@ -30,7 +30,7 @@ int list(const char* path, const Statement& query, const Text& text, annal_row_c
   return text.built() ? execute(path, query, text.c_str(), callback, context) : ANNAL_NO_MEMORY;
 }
 
-int first_integer(const char* path, const Statement& query, const Text& text) noexcept {
+int first_integer(const char* path, const Statement& query, const Text& text, Negative negative) noexcept {
   if (!text.built()) {
     return ANNAL_NO_MEMORY;
   }
@@ -39,8 +39,11 @@ int first_integer(const char* path, const Statement& query, const Text& text) no
     return ANNAL_OPEN_FAILED;
   }
   const PreparedStatement statement(database, text.c_str());
-  const int value = statement.step() == SQLITE_ROW ? statement.integer(0) : -1;
-  return value >= 0 ? value : query.failure;
+  if (statement.step() != SQLITE_ROW) {
+    return query.failure;
+  }
+  const int value = statement.integer(0);
+  return value < 0 && negative == Negative::kFails ? query.failure : value;
 }
 
 }  // namespace annal

@@ -18,8 +18,14 @@ namespace annal {
 [[nodiscard]] int list(const char* path, const Statement& query, const Text& text, annal_row_callback callback,
                        void* context) noexcept;
 
-// The first column of a built query's first row, which is how counts and column checks are answered. The query's
-// failure code stands for "no row" and for a negative value, which no caller could tell from a code.
-[[nodiscard]] int first_integer(const char* path, const Statement& query, const Text& text) noexcept;
+// What becomes of a value below 0, which a caller cannot tell from a result code.
+enum class Negative {
+  kFails,     // the query's failure is answered
+  kReturned,  // the caller gets it all the same
+};
+
+// The first column of a built query's first row, which is how counts and column checks are answered. Without a row, the
+// query's failure.
+[[nodiscard]] int first_integer(const char* path, const Statement& query, const Text& text, Negative negative) noexcept;
 
 }  // namespace annal

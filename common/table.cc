@@ -1,5 +1,6 @@
 #include "common/table.h"
 
+#include "common/database.h"
 #include "common/store.h"
 #include "common/text.h"
 
@@ -10,9 +11,27 @@ int add_trigger(const char* path, const LogFullTrigger& trigger, int limit, int 
   return run(path, trigger.add, text);
 }
 
-int create_table(const char* path, const Statement& create, const LogFullTrigger& trigger, int limit,
+namespace {
+
+int create(const char* path, const Creation& creation) noexcept {
+  const Database database(path, creation.wait);
+  if (!database.opened()) {
+    return ANNAL_OPEN_FAILED;
+  }
+  int result = ANNAL_OK;
+  for (const auto& [text, if_failed] : creation.steps) {
+    if (!database.execute(text, nullptr, nullptr) && if_failed == IfFailed::kReport) {
+      result = creation.failure;
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+int create_table(const char* path, const Creation& creation, const LogFullTrigger& trigger, int limit,
                  int batch) noexcept {
-  const int created = run(path, create);
+  const int created = create(path, creation);
   return created == ANNAL_OK ? add_trigger(path, trigger, limit, batch) : created;
 }
 

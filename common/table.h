@@ -21,8 +21,22 @@ struct LogFullTrigger {
 
 [[nodiscard]] int add_trigger(const char* path, const LogFullTrigger& trigger, int limit, int batch) noexcept;
 
+// What creating a table runs, one after the other, whatever became of the steps before.
+enum class IfFailed { kReport, kGoOn };
+
+struct CreationStep {
+  const char* text;
+  IfFailed if_failed;
+};
+
+struct Creation {
+  std::span<const CreationStep> steps;
+  Wait wait;
+  annal_result failure;
+};
+
 // Creates the table, then its trigger. A trigger that fails leaves the table in place.
-[[nodiscard]] int create_table(const char* path, const Statement& create, const LogFullTrigger& trigger, int limit,
+[[nodiscard]] int create_table(const char* path, const Creation& creation, const LogFullTrigger& trigger, int limit,
                                int batch) noexcept;
 
 // One column that entries can be deleted by.

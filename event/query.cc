@@ -101,5 +101,5 @@ int annal_event_query_count(unsigned type) noexcept {
   if (type > kHighestType) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kEventLog, kCount, Text(sqlite3_mprintf(kCount.text, fragment(kTypes, type))));
+  return first_integer(kEventLog, kCount, Text(sqlite3_mprintf(kCount.text, fragment(kTypes, type))), Negative::kFails);
 }

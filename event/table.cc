@@ -12,35 +12,36 @@ namespace annal {
 namespace {
 
 // No index on event_desc, event_client_id and event_client_agent: they are long, they are only searched by substring,
-// and every index is paid for by every insert.
-constexpr Statement kCreate{
-    "PRAGMA page_size = 2048; "
-    "BEGIN TRANSACTION; "
-    "CREATE TABLE ANNAL_EVENT ( "
-    "event_id INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE, "
-    "event_type INTEGER, "
-    "event_date TEXT DEFAULT (strftime('%Y-%m-%d', CURRENT_TIMESTAMP, 'LOCALTIME')), "
-    "event_time TEXT DEFAULT (strftime('%H:%M:%S', CURRENT_TIMESTAMP, 'LOCALTIME')), "
-    "event_user TEXT, event_ip TEXT, event_comp TEXT, event_desc TEXT, "
-    "event_msgid TEXT, event_timet INTEGER, "
-    "event_app_id TEXT, event_app_name TEXT, event_category_id TEXT, event_category TEXT, "
-    "event_client_id TEXT DEFAULT '---', event_client_app TEXT DEFAULT '---', event_client_agent TEXT DEFAULT '---' "
-    "); "
-    "CREATE INDEX idx_event_type on ANNAL_EVENT(event_type); "
-    "CREATE INDEX idx_event_date on ANNAL_EVENT(event_date); "
-    "CREATE INDEX idx_event_time on ANNAL_EVENT(event_time); "
-    "CREATE INDEX idx_event_user on ANNAL_EVENT(event_user); "
-    "CREATE INDEX idx_event_ip on ANNAL_EVENT(event_ip); "
-    "CREATE INDEX idx_event_comp on ANNAL_EVENT(event_comp); "
-    "CREATE INDEX idx_event_msgid on ANNAL_EVENT(event_msgid); "
-    "CREATE INDEX idx_event_timet on ANNAL_EVENT(event_timet); "
-    "CREATE INDEX idx_event_app_id on ANNAL_EVENT(event_app_id); "
-    "CREATE INDEX idx_event_app_name on ANNAL_EVENT(event_app_name); "
-    "CREATE INDEX idx_event_category_id on ANNAL_EVENT(event_category_id); "
-    "CREATE INDEX idx_event_category on ANNAL_EVENT(event_category); "
-    "CREATE INDEX idx_event_client_app on ANNAL_EVENT(event_client_app); "
-    "COMMIT;",
-    Wait::kBusyTimeout, ANNAL_TABLE_FAILED};
+// and every index is paid for by every insert. One text, so that the table is never there without its indexes.
+constexpr CreationStep kCreationSteps[] = {
+    {"PRAGMA page_size = 2048; "
+     "BEGIN TRANSACTION; "
+     "CREATE TABLE ANNAL_EVENT ( "
+     "event_id INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE, "
+     "event_type INTEGER, "
+     "event_date TEXT DEFAULT (strftime('%Y-%m-%d', CURRENT_TIMESTAMP, 'LOCALTIME')), "
+     "event_time TEXT DEFAULT (strftime('%H:%M:%S', CURRENT_TIMESTAMP, 'LOCALTIME')), "
+     "event_user TEXT, event_ip TEXT, event_comp TEXT, event_desc TEXT, "
+     "event_msgid TEXT, event_timet INTEGER, "
+     "event_app_id TEXT, event_app_name TEXT, event_category_id TEXT, event_category TEXT, "
+     "event_client_id TEXT DEFAULT '---', event_client_app TEXT DEFAULT '---', event_client_agent TEXT DEFAULT '---' "
+     "); "
+     "CREATE INDEX idx_event_type on ANNAL_EVENT(event_type); "
+     "CREATE INDEX idx_event_date on ANNAL_EVENT(event_date); "
+     "CREATE INDEX idx_event_time on ANNAL_EVENT(event_time); "
+     "CREATE INDEX idx_event_user on ANNAL_EVENT(event_user); "
+     "CREATE INDEX idx_event_ip on ANNAL_EVENT(event_ip); "
+     "CREATE INDEX idx_event_comp on ANNAL_EVENT(event_comp); "
+     "CREATE INDEX idx_event_msgid on ANNAL_EVENT(event_msgid); "
+     "CREATE INDEX idx_event_timet on ANNAL_EVENT(event_timet); "
+     "CREATE INDEX idx_event_app_id on ANNAL_EVENT(event_app_id); "
+     "CREATE INDEX idx_event_app_name on ANNAL_EVENT(event_app_name); "
+     "CREATE INDEX idx_event_category_id on ANNAL_EVENT(event_category_id); "
+     "CREATE INDEX idx_event_category on ANNAL_EVENT(event_category); "
+     "CREATE INDEX idx_event_client_app on ANNAL_EVENT(event_client_app); "
+     "COMMIT;",
+     IfFailed::kReport}};
+constexpr Creation kCreation{kCreationSteps, Wait::kBusyTimeout, ANNAL_TABLE_FAILED};
 
 // A log that is locked is not dropped later, when its owner may have filled it again.
 constexpr Statement kRemove{"DROP TABLE ANNAL_EVENT;", Wait::kNever, ANNAL_TABLE_FAILED};
@@ -84,7 +85,8 @@ constexpr Selector kSelectors[] = {
 };
 constexpr Deletion kDeletion{kSelectors, Wait::kNever, ANNAL_CHANGE_FAILED};
 
-constexpr Statement kProbe{"SELECT %s from ANNAL_EVENT LIMIT 1;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
+constexpr Probe kProbe{{"SELECT %s from ANNAL_EVENT LIMIT 1;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
+                       Negative::kFails};
 
 constexpr ColumnAddition kAddition{
     .text = {"ALTER TABLE ANNAL_EVENT ADD COLUMN %s TEXT DEFAULT '%s'", Wait::kNever, ANNAL_CHANGE_FAILED},
@@ -131,7 +133,7 @@ using namespace annal;
 int is_event_name_matching = 0;
 
 int annal_event_create_tbl(int limit, int batch) noexcept {
-  return create_table(kEventLog, kCreate, kLogFull, limit, batch);
+  return create_table(kEventLog, kCreation, kLogFull, limit, batch);
 }
 
 int annal_event_remove_tbl() noexcept {
