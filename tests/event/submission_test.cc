@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <csignal>
 #include <cstddef>
@@ -847,14 +848,15 @@ TEST_F(EventSubmission, WaitsForALock) {
 
 TEST_F(EventSubmission, LosesNoEventOfSeveralProcesses) {
   constexpr int kEvents = 25;
-  std::vector<pid_t> children;
-  for (const char* user : {"one", "two", "three", "four"}) {
-    children.push_back(fork());
-    if (children.back() == 0) {
+  constexpr std::array kUsers{"one", "two", "three", "four"};
+  std::array<pid_t, kUsers.size()> children{};
+  for (std::size_t child = 0; child < kUsers.size(); ++child) {
+    children[child] = fork();
+    if (children[child] == 0) {
       int refused = 0;
       for (int i = 0; i < kEvents; ++i) {
         EventRecord record = complete_record();
-        put(record, kUser, user);
+        put(record, kUser, kUsers[child]);
         refused += submit(&record) == ANNAL_OK ? 0 : 1;
       }
       _exit(refused);
