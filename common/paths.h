@@ -4,5 +4,6 @@
 namespace annal {
 
 inline constexpr char kEventLog[] = "/etc/logs/event.log";
+inline constexpr char kNoticeLog[] = "/etc/logs/notice.log";
 
 }  // namespace annal

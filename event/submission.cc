@@ -6,6 +6,7 @@
 #include "common/paths.h"
 #include "common/record.h"
 #include "common/store.h"
+#include "event/forwarding.h"
 #include "platform/platform.h"
 
 namespace annal {
@@ -41,7 +42,7 @@ constexpr Statement kInsert{
     "event_msgid, event_timet, event_app_id, event_app_name, event_category_id, event_category, "
     "event_client_id, event_client_app, event_client_agent ) "
     "VALUES ( %d, DATE(%d, 'UNIXEPOCH', 'LOCALTIME'), TIME(%d, 'UNIXEPOCH', 'LOCALTIME'), "
-    "%Q, %Q, %Q, %Q, %Q, %d, %Q, %Q, %Q, %Q, %.*Q, %.*Q, %.*Q );",
+    "%Q, %Q, %Q, %Q, %Q, %d, %Q, %Q, %Q, %Q, %Q, %Q, %Q );",
     Wait::kBusyTimeout, ANNAL_INSERT_FAILED};
 
 bool begins_absent(const char* text) noexcept {
@@ -64,21 +65,23 @@ void normalise(EventRecord& record) noexcept {
 }
 
 // The client fields are the only ones without a bound, so that an overlong one runs on into the next field. What lies
-// behind the record is not the caller's to hand over: no text may be longer than this.
-int room_behind(const EventRecord& record, const char* field) noexcept {
-  const char* const end = record.event_client_agent + sizeof record.event_client_agent;
-  return static_cast<int>(end - field);
+// behind the record is not the caller's to hand over: in this copy the last text ends with the record.
+EventRecord ended(const EventRecord& record) noexcept {
+  constexpr std::size_t kTextsEnd = offsetof(EventRecord, event_client_agent) + sizeof record.event_client_agent;
+  static_assert(kTextsEnd < sizeof record, "an alignment byte is there to end the last text");
+  EventRecord copy{};
+  std::memcpy(&copy, &record, kTextsEnd);
+  return copy;
 }
 
 int store(const EventRecord& record) noexcept {
   // Readers of the log expect a 32-bit time stamp in all three places.
   const int timestamp = static_cast<int>(record.event_timet);
-  const Text text(sqlite3_mprintf(
-      kInsert.text, record.event_type, timestamp, timestamp, record.event_user, record.event_ip, record.event_comp,
-      record.event_desc, record.event_msgid, timestamp, record.event_app_id, record.event_app_name,
-      record.event_category_id, record.event_category, room_behind(record, record.event_client_id),
-      record.event_client_id, room_behind(record, record.event_client_app), record.event_client_app,
-      room_behind(record, record.event_client_agent), record.event_client_agent));
+  const Text text(sqlite3_mprintf(kInsert.text, record.event_type, timestamp, timestamp, record.event_user,
+                                  record.event_ip, record.event_comp, record.event_desc, record.event_msgid, timestamp,
+                                  record.event_app_id, record.event_app_name, record.event_category_id,
+                                  record.event_category, record.event_client_id, record.event_client_app,
+                                  record.event_client_agent));
   return run(kEventLog, kInsert, text);
 }
 
@@ -145,5 +148,10 @@ int annal_event_add_msgid_ex3(EventRecord* record) noexcept {
     return ANNAL_BAD_ARGUMENT;
   }
   normalise(*record);
-  return store(*record);
+  const EventRecord event = ended(*record);
+  const int stored = store(event);
+  if (stored == ANNAL_OK) {
+    forward(event);
+  }
+  return stored;
 }

@@ -28,7 +28,12 @@
  *
  *  - Threads and signals. The library has no thread and no state of its own between calls, apart from the exported
  *    flag below; any number of threads and processes may call it at once, each with records of its own. No function
- *    may be called from a signal handler, nor between fork and exec. No function of this page starts a process.
+ *    may be called from a signal handler, nor between fork and exec.
+ *
+ *  - Processes. Storing an event starts commands of the appliance; the functions that do so say it. They share the
+ *    caller's memory until they run, so the cost does not grow with the caller, and they inherit the descriptors that
+ *    the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with no child; a
+ *    SIGCHLD handler of its own may see one come and go. A command that cannot be run is nobody's failure.
  */
 #ifndef CORIX_ANNAL_H
 #define CORIX_ANNAL_H
@@ -143,6 +148,12 @@ typedef struct EventRecordEx {
   char event_category_id[65];
   char event_category[129];
 } EventRecordEx;
+
+/* One entry of notice_facility_list. */
+typedef struct NoticeFacility {
+  int32_t number;   /* -1 ends the list */
+  const char* name; /* for display; a null pointer ends the list */
+} NoticeFacility;
 
 /* One column of a table's current layout, for annal_common_migrate_db. */
 typedef struct AnnalColumn {
@@ -319,7 +330,7 @@ ANNAL_API int* annal_event_enable_name_matching(int on) ANNAL_NOEXCEPT;
 ANNAL_API char* InitAnnalEvent(EventRecord* record) ANNAL_NOEXCEPT;
 
 /*
- * Stores one event.
+ * Stores one event, and hands it to the appliance's other log consumers.
  *
  * record: the event, changed in place as follows once its checks are passed, whether or not it can then be stored.
  *   - empty event_user, event_msgid, event_app_id, event_app_name, event_category_id, event_category, event_client_id,
@@ -339,13 +350,18 @@ ANNAL_API char* InitAnnalEvent(EventRecord* record) ANNAL_NOEXCEPT;
  * read on into the next, though never beyond the record.
  *
  * Returns
- *   ANNAL_OK             the event is stored;
+ *   ANNAL_OK             the event is stored, whatever became of the rest;
  *   ANNAL_TOO_LONG       a field is longer than its bound;
  *   ANNAL_BAD_ARGUMENT   a null record, or an event_type other than 0, 1 and 2;
  *   ANNAL_NO_MEMORY      the statement could not be built;
  *   ANNAL_OPEN_FAILED    /etc/logs/event.log could not be opened;
  *   ANNAL_INSERT_FAILED  the file is locked, damaged, full or has no such table. Nothing is stored.
  * Waits up to 20 s.
+ *
+ * A stored event, as the record now holds it, then goes to the notification centre (annal_report_event), to
+ * SNMPTrap_Send_Alert, to the log centre (SendEventToLumod), to SendEventToZSyslogd, when it is a warning or an error
+ * to SendNoticeToLogEngine, and to the recorder (send_event_log_to_orca). Starts processes: the call waits for the
+ * notification centre's command, and not for the other two.
  */
 ANNAL_API int annal_event_add_msgid_ex3(EventRecord* record) ANNAL_NOEXCEPT;
 
@@ -360,6 +376,47 @@ ANNAL_API int annal_event_add_msgid_ex3(EventRecord* record) ANNAL_NOEXCEPT;
 ANNAL_API int annal_event_add(const EventRecordBasic* record) ANNAL_NOEXCEPT;
 ANNAL_API int annal_event_add_msgid(const EventRecordMsgId* record) ANNAL_NOEXCEPT;
 ANNAL_API int annal_event_add_msgid_ex2(const EventRecordEx* record) ANNAL_NOEXCEPT;
+
+/* ---- event log: other consumers ---- */
+/*
+ * What storing an event calls, for programs that want one of them alone. None reports a failure, none touches a log,
+ * and a text that is not valid UTF-8 is passed on as it is.
+ */
+
+/*
+ * Sends a message to the notification centre: runs "/usr/local/sbin/evsh -0 nc.send_message" through the shell with one
+ * JSON object on its standard input, {"type":1,"level":L,"message":"..."}.
+ *
+ * type: 0 information, 1 warning, 2 error, sent as the levels 1, 2 and 4; any other as 0. message: a text, in which
+ * quotes and backslashes are escaped and nothing else; a null pointer counts as empty.
+ *
+ * Returns ANNAL_OK always. Starts a process and waits until it has ended.
+ */
+ANNAL_API int annal_report_event(unsigned int type, const char* message) ANNAL_NOEXCEPT;
+
+/*
+ * Sends an event to the log centre: starts "/usr/local/sbin/evsh" "lumo.add_local_event_log" with one "key=value"
+ * argument for the level, and for each of time stamp, user, ip, computer, application, category and message that is not
+ * empty; then client_id, client_app and client_agent from the record or, where they are empty, from the environment
+ * variables HTTP_CLIENT_ID, HTTP_CLIENT_APP and HTTP_CLIENT_AGENT. The texts have room for 10240 bytes in all, and what
+ * is beyond is cut.
+ *
+ * record: read only, its text fields terminated. A null record, or one without event_desc, sends nothing. Starts a
+ * process and does not wait for it. Reads the environment: no other thread may change it meanwhile.
+ */
+ANNAL_API void SendEventToLumod(const EventRecord* record) ANNAL_NOEXCEPT;
+
+/*
+ * Sends an event to the video-surveillance recorder when one is installed, that is, when
+ * "/sbin/orcapro_conn_log_tool" exists: starts "/sbin/orcapro_log_tool" with the type behind "-t", the time stamp
+ * behind
+ * "-l", user "-u", ip "-p", computer "-m" and message "-a".
+ *
+ * record: read only, its text fields terminated; null sends nothing. timestamp: seconds since 1970.
+ *
+ * Returns ANNAL_OK always. Starts a process and does not wait for it.
+ */
+ANNAL_API int send_event_log_to_orca(const EventRecord* record, unsigned long timestamp) ANNAL_NOEXCEPT;
 
 /* ---- event log: queries ---- */
 /*
@@ -400,6 +457,114 @@ ANNAL_API int annal_event_query_group(annal_row_callback callback, unsigned int 
  * or ANNAL_QUERY_FAILED (no such table, or locked for longer than the wait). Waits up to 20 s.
  */
 ANNAL_API int annal_event_query_count(unsigned int type) ANNAL_NOEXCEPT;
+
+/* ---- notices: table and maintenance ---- */
+/*
+ * The file is /etc/logs/notice.log, its table ANNAL_NOTICE. Every function here that opens it answers
+ * ANNAL_OPEN_FAILED when it cannot, and ANNAL_NO_MEMORY when its statement cannot be built.
+ */
+
+/*
+ * Creates the table, its indexes and its log-full trigger.
+ *
+ * max_rows: the largest number of notices kept; 0 or less means 10000. delete_count: how many of the oldest (by time)
+ * go at once when an insert exceeds it; 0 or less means 1.
+ *
+ * Returns ANNAL_OK; ANNAL_TABLE_FAILED when the table could not be created, as when it is there already (an index that
+ * could not be created is no failure); or what annal_notice_add_trigger_logfull answers, with the table left in place.
+ * Waits up to 20 s, for each of its statements.
+ */
+ANNAL_API int annal_notice_create_tbl(int max_rows, int delete_count) ANNAL_NOEXCEPT;
+
+/* Drops the table with all its notices. ANNAL_TABLE_FAILED when that fails, as when there is none. Does not wait. */
+ANNAL_API int annal_notice_remove_tbl(void) ANNAL_NOEXCEPT;
+
+/* Deletes every notice and keeps the table. ANNAL_EMPTY_FAILED when that fails. Waits up to 20 s. */
+ANNAL_API int annal_notice_flush_tbl(void) ANNAL_NOEXCEPT;
+
+/*
+ * Creates the log-full trigger; arguments and their defaults as for annal_notice_create_tbl. To change the limits,
+ * remove the trigger first. ANNAL_TRIGGER_FAILED when it fails, as when there is a trigger. Waits up to 20 s.
+ */
+ANNAL_API int annal_notice_add_trigger_logfull(int max_rows, int delete_count) ANNAL_NOEXCEPT;
+
+/* Drops the log-full trigger. ANNAL_REMOVE_TRIGGER_FAILED when that fails, as when there is none. Waits up to 20 s. */
+ANNAL_API int annal_notice_remove_trigger_logfull(void) ANNAL_NOEXCEPT;
+
+/*
+ * Deletes the notices whose column equals a value. None that matches is a success.
+ *
+ * selector: the column. 0 id, 1 severity, 2 server, 3 action, 4 serviceName, 5 facility, 6 time, 7 endtime, 8 user,
+ * 9 ip, 11 desc, 12 msgCode, 13 varNum, 14 varContent, 15 name, 16 status, 17 uid, 18 gid, 19 link_id, 20 link_option,
+ * 21 title. 10 has no column and always fails.
+ * value: the address of an int for 0 to 3, 5, 7, 13 and 16 to 18, for the others a text, whose single quotes are
+ * escaped. Selector 6 takes the time as a text. 19 to 21 take an SQL expression: a number as it is, anything else with
+ * whatever it means to SQLite.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for a selector above 21 or a null value; ANNAL_CHANGE_FAILED when the statement
+ * fails. Does not wait.
+ */
+ANNAL_API int annal_notice_del(unsigned int selector, const void* value) ANNAL_NOEXCEPT;
+
+/*
+ * Deletes the notices that are older than so many days of 86400 seconds.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for less than 1 day; ANNAL_CHANGE_FAILED when the statement fails. Does not
+ * wait.
+ */
+ANNAL_API int AnnalNoticeDellogByClientTime(int days) ANNAL_NOEXCEPT;
+
+/*
+ * Tells whether the table has a column, by way of its value in the first row.
+ *
+ * column: the column's name, unescaped.
+ *
+ * Returns that value read as an integer, a negative one too; ANNAL_QUERY_FAILED for a missing column, and also for an
+ * empty table; ANNAL_BAD_ARGUMENT for a null pointer. Waits up to 20 s.
+ */
+ANNAL_API int annal_notice_table_check_column(const char* column) ANNAL_NOEXCEPT;
+
+/*
+ * How many of the 21 columns from id to link_option annal_notice_table_check_column does not find: despite the name, 0
+ * means that all are there, and an empty table answers 21. Waits up to 20 s, for each.
+ */
+ANNAL_API int isAllColumnExist(void) ANNAL_NOEXCEPT;
+
+/*
+ * Adds a column.
+ *
+ * column: its name, unescaped. type: 0 for TEXT, 1 for INTEGER. default_text: its default in either case, unescaped
+ * between single quotes.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for a null pointer or another type; ANNAL_CHANGE_FAILED when the statement
+ * fails, as when the column is there already. Does not wait.
+ */
+ANNAL_API int annal_notice_table_add_column(const char* column, int type, const char* default_text) ANNAL_NOEXCEPT;
+
+/*
+ * Brings the file of an earlier release up to date. A file that lacks any of the columns from id to link_option is
+ * deleted with all its notices and created anew for 10000; so is one whose table is empty, and that answers
+ * ANNAL_CHANGE_FAILED. A file that lacks only title gets that column.
+ *
+ * Returns ANNAL_OK, or what creating the table or adding the column answers. Waits up to 20 s, for each of its steps.
+ */
+ANNAL_API int AnnalNoticeModifyTbl(void) ANNAL_NOEXCEPT;
+
+/* The severity of a notice about an event, as syslog numbers it: 4 for type 1, 3 for type 2, 6 for any other. */
+ANNAL_API int ChangeLogTypeToNoticeSeverity(int type) ANNAL_NOEXCEPT;
+
+/* The facilities that notices come from: entry n has the number n. Ended by the number -1 and a null name. */
+ANNAL_API extern const NoticeFacility notice_facility_list[22];
+
+/*
+ * Copies the display name of a facility.
+ *
+ * facility: 0 to 20 as listed, or 99 ("Background Task"); any other has an empty name. dst: a buffer of len bytes, of
+ * which all are written: the name, then zero bytes. A name of len bytes or more is cut and not terminated.
+ *
+ * Returns ANNAL_OK, or -1 for a null dst. Touches no file.
+ */
+ANNAL_API int Get_Facility_String_By_Facility(int facility, char* dst, int len) ANNAL_NOEXCEPT;
 
 #ifdef __cplusplus
 } /* extern "C" */

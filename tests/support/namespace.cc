@@ -53,7 +53,7 @@ std::string leave_the_machines_mounts() {
     }
   }
   if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-    return failure("cannot keep mounts private");
+    return failure("cannot keep mounts private (in a chroot, make its root a mount point first)");
   }
   return {};
 }

@@ -1,0 +1,32 @@
+#include "common/argument_vector.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+namespace annal {
+
+void ArgumentVector::add(const char* argument) noexcept {
+  if (count_ < most_arguments_) {
+    entries_[count_++] = argument;
+  }
+}
+
+void ArgumentVector::format(const char* format, ...) noexcept {
+  if (count_ == most_arguments_) {
+    return;
+  }
+  const std::size_t room = kTextRoom - used_;
+  va_list values;
+  va_start(values, format);
+  const int length = std::vsnprintf(text_ + used_, room, format, values);
+  va_end(values);
+  if (length < 0) {
+    complete_ = false;
+    return;
+  }
+  add(text_ + used_);
+  used_ += std::min(room, static_cast<std::size_t>(length) + 1);
+}
+
+}  // namespace annal

@@ -1,0 +1,40 @@
+// The argument vector of a command: pointers, and one text area in which formatted arguments lie one after another.
+#pragma once
+
+#include <cstddef>
+
+namespace annal {
+
+// Bounded in both: no argument list can grow beyond what the commands have always been given. An argument that does not
+// fit the text area is cut, those behind it are empty; arguments beyond the number are dropped.
+class ArgumentVector {
+ public:
+  static constexpr std::size_t kMostEntries = 64;  // the closing null pointer included
+
+  // entries: how many this command's vector has, the closing null pointer included.
+  explicit ArgumentVector(std::size_t entries = kMostEntries) noexcept : most_arguments_(entries - 1) {}
+
+  // An argument that outlives the vector, handed over as it is.
+  void add(const char* argument) noexcept;
+
+  // An argument formatted into the text area.
+  [[gnu::format(printf, 2, 3)]] void format(const char* format, ...) noexcept;
+
+  // False once an argument could not be formatted: such a command is not to be run.
+  [[nodiscard]] bool complete() const noexcept { return complete_; }
+
+  // For exec, which does not change what it is given.
+  [[nodiscard]] char* const* argv() const noexcept { return const_cast<char* const*>(entries_); }
+
+ private:
+  static constexpr std::size_t kTextRoom = 10240;
+
+  const char* entries_[kMostEntries] = {};
+  std::size_t count_ = 0;
+  std::size_t most_arguments_;
+  char text_[kTextRoom + 1] = {};  // the last byte is the text of what finds no room at all
+  std::size_t used_ = 0;
+  bool complete_ = true;
+};
+
+}  // namespace annal

@@ -1,0 +1,35 @@
+#include "common/client_details.h"
+
+#include <cstdlib>
+
+namespace annal {
+
+namespace {
+
+struct Detail {
+  const char* ClientDetails::*known;
+  const char* key;
+  const char* variable;
+};
+
+constexpr Detail kDetails[] = {
+    {&ClientDetails::id, "client_id", "HTTP_CLIENT_ID"},
+    {&ClientDetails::app, "client_app", "HTTP_CLIENT_APP"},
+    {&ClientDetails::agent, "client_agent", "HTTP_CLIENT_AGENT"},
+};
+
+}  // namespace
+
+void add_client_details(ArgumentVector& arguments, const char* prefix, const ClientDetails& details) noexcept {
+  for (const auto& [known, key, variable] : kDetails) {
+    const char* value = details.*known;
+    if (value == nullptr) {
+      value = std::getenv(variable);
+    }
+    if (value != nullptr) {
+      arguments.format("%s%s=%s", prefix, key, value);
+    }
+  }
+}
+
+}  // namespace annal

@@ -1,0 +1,194 @@
+#include "common/detached.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+
+#include "common/kept_errno.h"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ANNAL_ON_A_STACK_OF_ITS_OWN __attribute__((no_sanitize("address")))
+#endif
+#endif
+#if !defined(ANNAL_ON_A_STACK_OF_ITS_OWN)
+#define ANNAL_ON_A_STACK_OF_ITS_OWN __attribute__((no_sanitize_address))
+#endif
+
+// Between creating a child and running the command only async-signal-safe calls are made: the children run in the
+// caller's memory, in the middle of whatever its other threads were doing.
+
+namespace annal {
+
+namespace {
+
+constexpr int kCannotRun = 1;
+
+// Room for both children, each of which runs a few small functions: one mapping, because the caller's own stack may be
+// as small as the system allows.
+class ChildStacks {
+ public:
+  ChildStacks() noexcept
+      : memory_(mmap(nullptr, 2 * kEach, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0)) {}
+  ~ChildStacks() {
+    if (usable()) {
+      munmap(memory_, 2 * kEach);
+    }
+  }
+  ChildStacks(const ChildStacks&) = delete;
+  ChildStacks& operator=(const ChildStacks&) = delete;
+
+  [[nodiscard]] bool usable() const noexcept { return memory_ != MAP_FAILED; }
+  // Stacks grow down on every machine this runs on.
+  [[nodiscard]] void* first() const noexcept { return static_cast<char*>(memory_) + kEach; }
+  [[nodiscard]] void* second() const noexcept { return static_cast<char*>(memory_) + 2 * kEach; }
+
+ private:
+  static constexpr std::size_t kEach = std::size_t{64} * 1024;
+  void* memory_;
+};
+
+using SignalSet = unsigned char[_NSIG / 8];
+
+// Blocks every signal of this thread, also those that the C library keeps to itself: a handler of the caller's must not
+// run in a child that shares its memory.
+class AllSignalsBlocked {
+ public:
+  AllSignalsBlocked() noexcept {
+    SignalSet all;
+    for (unsigned char& eight : all) {
+      eight = 0xFF;
+    }
+    syscall(SYS_rt_sigprocmask, SIG_BLOCK, all, callers_, sizeof all);
+  }
+  ~AllSignalsBlocked() { restore(); }
+  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+
+  ANNAL_ON_A_STACK_OF_ITS_OWN void restore() const noexcept {
+    syscall(SYS_rt_sigprocmask, SIG_SETMASK, callers_, nullptr, sizeof callers_);
+  }
+
+ private:
+  SignalSet callers_;
+};
+
+// A thread that is cancelled while it waits for the first child would leave a zombie behind.
+class NotCancelled {
+ public:
+  NotCancelled() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+  ~NotCancelled() { pthread_setcancelstate(before_, nullptr); }
+  NotCancelled(const NotCancelled&) = delete;
+  NotCancelled& operator=(const NotCancelled&) = delete;
+
+ private:
+  int before_ = PTHREAD_CANCEL_ENABLE;
+};
+
+struct Task {
+  char* const* argv;
+  const Surroundings* surroundings;
+  const ChildStacks* stacks;
+  const AllSignalsBlocked* signals;
+};
+
+// The caller goes on when the child has ended or run a command; until then it stands still, and nothing is copied.
+pid_t create_child(int (*run)(void*), void* stack, Task& task) noexcept {
+  return clone(run, stack, CLONE_VM | CLONE_VFORK | SIGCHLD, &task);
+}
+
+ANNAL_ON_A_STACK_OF_ITS_OWN void send_to_null(Surroundings::Streams streams) noexcept {
+  if (streams == Surroundings::Streams::kShared) {
+    const int null = open("/dev/null", O_RDWR);
+    if (null < 0) {
+      return;
+    }
+    dup2(null, STDIN_FILENO);
+    dup2(null, STDOUT_FILENO);
+    dup2(null, STDERR_FILENO);
+    if (null > STDERR_FILENO) {
+      close(null);
+    }
+    return;
+  }
+  close(STDIN_FILENO);
+  close(STDOUT_FILENO);
+  close(STDERR_FILENO);
+  // Each open takes the lowest free descriptor, which makes them 0, 1 and 2.
+  if (open("/dev/null", O_RDONLY) == STDIN_FILENO && open("/dev/null", O_WRONLY) == STDOUT_FILENO) {
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+  }
+}
+
+ANNAL_ON_A_STACK_OF_ITS_OWN void forget_callers_handlers() noexcept {
+  for (int signal = 1; signal < _NSIG; ++signal) {
+    struct sigaction action;
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN && action.sa_handler != SIG_DFL) {
+      action.sa_handler = SIG_DFL;
+      action.sa_flags = 0;
+      sigaction(signal, &action, nullptr);
+    }
+  }
+}
+
+ANNAL_ON_A_STACK_OF_ITS_OWN int run_command(void* argument) noexcept {
+  const Task& task = *static_cast<Task*>(argument);
+  forget_callers_handlers();
+  if (task.surroundings->session == Surroundings::Session::kOwn) {
+    setsid();
+  }
+  send_to_null(task.surroundings->streams);
+  task.signals->restore();
+  if (task.surroundings->script == Surroundings::Script::kRun) {
+    execvp(task.argv[0], task.argv);
+  } else {
+    execv(task.argv[0], task.argv);
+  }
+  _exit(kCannotRun);
+}
+
+ANNAL_ON_A_STACK_OF_ITS_OWN int leave_command_behind(void* argument) noexcept {
+  Task& task = *static_cast<Task*>(argument);
+  if (task.surroundings->first_child == Surroundings::FirstChild::kClosesStreams) {
+    close(STDIN_FILENO);
+    close(STDOUT_FILENO);
+    close(STDERR_FILENO);
+  }
+  const pid_t command = create_child(run_command, task.stacks->second(), task);
+  _exit(command < 0 ? task.surroundings->status_without_command : 0);
+}
+
+void wait_for(pid_t child) noexcept {
+  while (waitpid(child, nullptr, 0) == -1 && errno == EINTR) {
+  }
+}
+
+}  // namespace
+
+void run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept {
+  const KeptErrno kept;  // the children share it
+  const ChildStacks stacks;
+  if (!arguments.complete() || !stacks.usable()) {
+    return;
+  }
+  const NotCancelled not_cancelled;
+  pid_t child = -1;
+  {
+    const AllSignalsBlocked signals;
+    Task task{arguments.argv(), &surroundings, &stacks, &signals};
+    child = create_child(leave_command_behind, stacks.first(), task);
+  }
+  if (child > 0) {
+    wait_for(child);
+  }
+}
+
+}  // namespace annal

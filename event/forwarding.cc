@@ -1,0 +1,156 @@
+#include "event/forwarding.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <iterator>
+
+#include "common/argument_vector.h"
+#include "common/client_details.h"
+#include "common/command_input.h"
+#include "common/detached.h"
+#include "common/held_sigpipe.h"
+#include "common/kept_errno.h"
+#include "platform/platform.h"
+
+namespace annal {
+
+namespace {
+
+// How the notification centre numbers the levels; anything else is 0.
+constexpr char kNotificationLevels[] = {'1', '2', '4'};
+constexpr char kNotificationCentre[] = "/usr/local/sbin/evsh -0 nc.send_message >/dev/null 2>&1";
+
+constexpr std::size_t kLogCentreEntries = 15;
+constexpr Surroundings kLogCentre{
+    .first_child = Surroundings::FirstChild::kClosesStreams,
+    .session = Surroundings::Session::kInherited,
+    .streams = Surroundings::Streams::kSeparate,
+    .script = Surroundings::Script::kRun,
+    .status_without_command = 1,
+};
+
+// A recorder is there when its connection tool is: the two tools are installed together, and that one has always been
+// asked for.
+constexpr char kRecorderInstalled[] = "/sbin/orcapro_conn_log_tool";
+constexpr Surroundings kRecorder{
+    .first_child = Surroundings::FirstChild::kKeepsStreams,
+    .session = Surroundings::Session::kOwn,
+    .streams = Surroundings::Streams::kShared,
+    .script = Surroundings::Script::kRefused,
+    .status_without_command = 0,
+};
+
+constexpr int kWarning = 1;
+constexpr int kError = 2;
+
+void add_unless_empty(ArgumentVector& arguments, const char* key, const char* text) noexcept {
+  if (*text != '\0') {
+    arguments.format("%s=%s", key, text);
+  }
+}
+
+// One object, without a newline behind it. The message may hold any other byte as it is: control characters are gone
+// from what was stored.
+void write_notification(CommandInput& input, char level, const char* message) noexcept {
+  input.put(R"({"type":1,"level":)");
+  input.put(level);
+  input.put(R"(,"message":")");
+  for (; *message != '\0'; ++message) {
+    if (*message == '\\' || *message == '"') {
+      input.put('\\');
+    }
+    input.put(*message);
+  }
+  input.put("\"}");
+}
+
+// The notice engine's own numbers: what they mean is settled there.
+void send_to_notice_engine(const EventRecord& record) noexcept {
+  SendNoticeToLogEngine(ChangeLogTypeToNoticeSeverity(record.event_type), 0, nullptr, "", 8, "", 0, -1, 0,
+                        record.event_user, record.event_ip, record.event_comp, nullptr, nullptr, nullptr,
+                        record.event_desc);
+}
+
+}  // namespace
+
+void forward(const EventRecord& record) noexcept {
+  annal_report_event(static_cast<unsigned>(record.event_type), record.event_desc);
+  SNMPTrap_Send_Alert(record.event_desc, record.event_type);
+  SendEventToLumod(&record);
+  SendEventToZSyslogd(record.event_type, record.event_user, record.event_ip, record.event_comp, record.event_app_name,
+                      record.event_category, record.event_desc);
+  if (record.event_type == kWarning || record.event_type == kError) {
+    send_to_notice_engine(record);
+  }
+  send_event_log_to_orca(&record, static_cast<unsigned long>(record.event_timet));
+}
+
+}  // namespace annal
+
+using namespace annal;
+
+int annal_report_event(unsigned type, const char* message) noexcept {
+  const KeptErrno kept;
+  // Not inherited by a command that another thread starts meanwhile: this one would never see the end of its input.
+  std::FILE* const command = popen(kNotificationCentre, "we");
+  if (command == nullptr) {
+    return ANNAL_OK;
+  }
+  const HeldSigpipe held;  // only now: the command is to find the caller's own signal mask
+  {
+    CommandInput input(fileno(command));
+    const char level = type < std::size(kNotificationLevels) ? kNotificationLevels[type] : '0';
+    write_notification(input, level, message != nullptr ? message : "");
+  }
+  pclose(command);
+  return ANNAL_OK;
+}
+
+void SendEventToLumod(const EventRecord* record) noexcept {
+  if (record == nullptr || record->event_desc[0] == '\0') {
+    return;
+  }
+  ArgumentVector arguments(kLogCentreEntries);
+  arguments.add("/usr/local/sbin/evsh");
+  arguments.add("lumo.add_local_event_log");
+  constexpr unsigned kTypeBits = 31;
+  arguments.format("level=%d", static_cast<int>(1U << (static_cast<unsigned>(record->event_type) & kTypeBits)));
+  if (record->event_timet != 0) {
+    arguments.format("timestamp=%d", static_cast<int>(record->event_timet));
+  }
+  add_unless_empty(arguments, "user", record->event_user);
+  add_unless_empty(arguments, "ip", record->event_ip);
+  add_unless_empty(arguments, "computer", record->event_comp);
+  add_unless_empty(arguments, "application", record->event_app_name);
+  add_unless_empty(arguments, "category", record->event_category);
+  add_unless_empty(arguments, "message", record->event_desc);
+  add_client_details(arguments, "",
+                     {unless_empty(record->event_client_id), unless_empty(record->event_client_app),
+                      unless_empty(record->event_client_agent)});
+  run_detached(arguments, kLogCentre);
+}
+
+int send_event_log_to_orca(const EventRecord* record, unsigned long timestamp) noexcept {
+  const KeptErrno kept;
+  struct stat installed;
+  if (record == nullptr || stat(kRecorderInstalled, &installed) != 0) {
+    return ANNAL_OK;
+  }
+  ArgumentVector arguments;
+  arguments.add("/sbin/orcapro_log_tool");
+  arguments.add("-t");
+  arguments.format("%d", record->event_type);
+  arguments.add("-l");  // the tool's letter for the time stamp
+  arguments.format("%lu", timestamp);
+  arguments.add("-u");
+  arguments.add(record->event_user);
+  arguments.add("-p");
+  arguments.add(record->event_ip);
+  arguments.add("-m");
+  arguments.add(record->event_comp);
+  arguments.add("-a");
+  arguments.add(record->event_desc);
+  run_detached(arguments, kRecorder);
+  return ANNAL_OK;
+}
