@@ -3,6 +3,7 @@
 set -euo pipefail
 shopt -s nullglob
 
+folder=$(dirname "${BASH_SOURCE[0]}")
 bold=$'\033[1m' dim=$'\033[2m' plain=$'\033[0m'
 [[ -t 1 && -z ${NO_COLOR:-} ]] || bold='' dim='' plain=''
 
@@ -41,29 +42,46 @@ for address in 203.0.113.7 203.0.113.7 ::ffff:203.0.113.7; do
 done
 run annalctl event add "Disk 3 has failed. The volume is degraded." --type error --app "Storage"
 
-heading "4. The newest page, as a web page would ask for it"
+heading "4. The appliance's other log consumers have each been handed a copy of an event. What they received:"
+export DEMO_RECEIVED=/usr/local/sbin/received
+mkdir "$DEMO_RECEIVED"
+for command in /usr/local/sbin/evsh /sbin/orcapro_log_tool /sbin/orcapro_conn_log_tool; do
+  cp "$folder/command.sh" "$command"
+done
+LD_PRELOAD=$DEMO_CONSUMERS run annalctl event add 'Fan "rear" has stopped.' --type error --user system --app "Hardware"
+for _ in {1..100}; do # some of them are started without being waited for
+  received=("$DEMO_RECEIVED"/*)
+  ((${#received[@]} < 6)) || break
+  sleep 0.05
+done
+for consumer in "${received[@]}"; do
+  printf '%s%s%s\n' "$bold" "${consumer##*/}" "$plain"
+  cat "$consumer"
+done
+
+heading "5. The newest page, as a web page would ask for it"
 run annalctl event list --limit 10
 
-heading "5. How much of what"
+heading "6. How much of what"
 for type in information warning error all; do
   run annalctl event count --type "$type"
 done
 
-heading "6. Who knocks? Warnings by address (::ffff:203.0.113.7 was stored as what it is)"
+heading "7. Who knocks? Warnings by address (::ffff:203.0.113.7 was stored as what it is)"
 run annalctl event group --by ip --type warning --by-size --limit 5
 
-heading "7. The busiest days"
+heading "8. The busiest days"
 run annalctl event group --by date --by-size --limit 7
 
-heading "8. For programs: JSON Lines and CSV"
+heading "9. For programs: JSON Lines and CSV"
 run annalctl event list --type error --limit 1 --json
 run annalctl event list --type error --limit 1 --csv
 
-heading "9. Keep the newest 1,000 and drop the rest"
+heading "10. Keep the newest 1,000 and drop the rest"
 run annalctl event trim 1000
 run annalctl event count
 
-heading "10. A file that any SQLite tool can read"
+heading "11. A file that any SQLite tool can read"
 run ls -l /etc/logs
 
 cat <<END
