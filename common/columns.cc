@@ -46,8 +46,13 @@ int add_missing(const Database& database, std::span<const AnnalColumn> missing) 
   return database.execute(sql.get(), nullptr, nullptr) ? ANNAL_OK : ANNAL_CHANGE_FAILED;
 }
 
+// Exactly, unlike SQLite, to which names in any case are the same. A name that is missing is like no other.
+bool same(const char* expected, const char* found) noexcept {
+  return expected != nullptr && found != nullptr && std::strcmp(expected, found) == 0;
+}
+
 int bring_up_to(const Database& database, const char* table, std::span<const AnnalColumn> columns) noexcept {
-  // A table name that outgrows the buffer is cut, and what is left of the text fails to prepare.
+  // A table name of any real length fits; one that does not is cut, and SQLite refuses what is left.
   char pragma[128];
   (void)std::snprintf(pragma, sizeof pragma, "PRAGMA TABLE_INFO(%s);", table);
   const PreparedStatement info(database, pragma);
@@ -60,7 +65,7 @@ int bring_up_to(const Database& database, const char* table, std::span<const Ann
   int step = info.step();
   for (; step == SQLITE_ROW; step = info.step()) {
     const char* name = info.text(kNameColumn);
-    if (present == columns.size() || name == nullptr || std::strcmp(columns[present].name, name) != 0) {
+    if (present == columns.size() || !same(columns[present].name, name)) {
       return ANNAL_CHANGE_FAILED;
     }
     ++present;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Corix_annal.h"
+#include "common/address.h"
 #include "common/record.h"
 #include "platform/platform.h"
 
@@ -27,17 +28,18 @@ int write_host(char* out, const char* text) noexcept {
   return ANNAL_OK;
 }
 
-// Moves the text over its prefix and clears the bytes it leaves behind, so that a cleared record field stays cleared
-// behind its text. Nothing beyond the old text is written: callers pass buffers of any size.
-void drop_prefix(char* text) noexcept {
+// Moves the text over its prefix and clears what lies behind it, so that fields can be compared whole. In a buffer of
+// unknown size nothing beyond the old text is written.
+void drop_prefix(char* text, std::size_t size) noexcept {
   const std::size_t length = strnlen(text + kMappedPrefixLength, kMovedAtMost);
+  const std::size_t cleared_to = std::clamp(size, std::min(length + kMappedPrefixLength, kMovedAtMost), kMovedAtMost);
   std::memmove(text, text + kMappedPrefixLength, length);
-  std::memset(text + length, 0, std::min(kMappedPrefixLength, kMovedAtMost - length));
+  std::memset(text + length, 0, cleared_to - length);
 }
 
 }  // namespace
 
-int annal_checkip(char* ip) noexcept {
+int annal::check_address(char* ip, std::size_t size) noexcept {
   if (ip == nullptr) {
     return ANNAL_NO_MEMORY;
   }
@@ -46,11 +48,15 @@ int annal_checkip(char* ip) noexcept {
   }
   if (IS_IPv6_Address(ip) != 0) {
     if (strncasecmp(ip, kMappedPrefix, kMappedPrefixLength) == 0) {
-      drop_prefix(ip);
+      drop_prefix(ip, size);
     }
     return ANNAL_OK;
   }
   return Is_Valid_Source(ip) != 0 ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
+}
+
+int annal_checkip(char* ip) noexcept {
+  return annal::check_address(ip, annal::kUnknownSize);
 }
 
 int annal_gethostname(char* out) noexcept {

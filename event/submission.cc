@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "Corix_annal.h"
+#include "common/address.h"
 #include "common/paths.h"
 #include "common/record.h"
 #include "common/store.h"
@@ -51,7 +52,7 @@ bool begins_absent(const char* text) noexcept {
 
 void normalise(EventRecord& record) noexcept {
   fill_empty_fields(&record, kDefaults);
-  if (annal_checkip(record.event_ip) != ANNAL_OK) {
+  if (check_address(record.event_ip, sizeof record.event_ip) != ANNAL_OK) {
     fill_field(record.event_ip, kAbsent, 64);
   }
   if (record.event_timet == 0) {

@@ -341,7 +341,7 @@ ANNAL_API char* InitAnnalEvent(EventRecord* record) ANNAL_NOEXCEPT;
  *     come from the appliance itself;
  *   - Unicode control characters are removed from event_desc.
  *   A replaced field is filled up with zero bytes to 64 bytes in all, the fields of 129 bytes to 128, except that "---"
- *   fills the whole of event_client_app and event_client_agent.
+ *   fills the whole of event_client_app and event_client_agent; an address without its prefix is, to 63.
  * The date and time columns are those of event_timet in local time. The time stamp is stored as a 32-bit number.
  *
  * Bounds, in bytes: 64 for event_user, event_ip, event_comp, event_app_id and event_category_id, 128 for

@@ -506,6 +506,16 @@ TEST_F(EventSubmission, NormalisesAddresses) {
   }
 }
 
+TEST_F(EventSubmission, ClearsTheFieldBehindAnAddressWithoutItsPrefix) {
+  EventRecord record = complete_record();
+  std::memset(record.event_ip, 0xAA, sizeof record.event_ip);
+  std::strcpy(record.event_ip, "::ffff:10.1.2.3");
+  EventRecord expected = copy_of(record);
+  fill(expected, kIp, "10.1.2.3", 63);
+  EXPECT_EQ(submit(&record), ANNAL_OK);
+  EXPECT_TRUE(same_bytes(record, expected));
+}
+
 TEST_F(EventSubmission, ReplacesARejectedAddress) {
   EventRecord record = complete_record();
   put(record, kIp, "next-door.example");

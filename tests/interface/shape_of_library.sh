@@ -35,6 +35,9 @@ same "the library exports what the header declares" "$(declared)" "$(exported)"
 same "the SONAME" "libCorix_annal.so.2" "$(sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p' <<<"$dynamic")"
 same "the libraries needed" "$(printf '%s\n' libCorix_Util.so.0 libCorix_config.so.0 libc.so.6 libsqlite3.so.0 | sort)" \
   "$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' <<<"$dynamic" | sort)"
+# shellcheck disable=SC2016 # the dynamic linker's, not the shell's
+same "where the libraries beside it are looked for" '$ORIGIN' \
+  "$(sed -n 's/.*(RUNPATH).*\[\(.*\)\]/\1/p' <<<"$dynamic")"
 same "symbols are bound at load time" "Flags: NOW" "$(grep -o 'Flags: NOW' <<<"$dynamic")"
 same "relocated data is made read-only" "GNU_RELRO" "$(grep -o 'GNU_RELRO' <<<"$segments")"
 same "the stack is not executable" "RW" "$(awk '/GNU_STACK/ {print $7}' <<<"$segments")"
