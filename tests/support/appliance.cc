@@ -11,11 +11,16 @@ namespace fs = std::filesystem;
 namespace {
 
 void empty_folders() {
+  constexpr int kAttempts = 100;
   fs::remove_all(kLogFolder);
   fs::create_directory(kLogFolder);
   for (const char* folder : kCommandFolders) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-      fs::remove_all(entry.path());
+    // A command that the test before left behind may still be writing: what comes up meanwhile goes too.
+    for (int attempt = 0; attempt < kAttempts && !fs::is_empty(folder); ++attempt) {
+      for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        std::error_code filled_again;
+        fs::remove_all(entry.path(), filled_again);
+      }
     }
   }
 }

@@ -67,7 +67,7 @@ json blocked_signals() {
   sigset_t blocked;
   sigprocmask(SIG_SETMASK, nullptr, &blocked);
   json signals = json::array();
-  for (int signal = 1; signal < SIGRTMAX; ++signal) {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     if (sigismember(&blocked, signal) == 1) {
       signals.push_back(signal);
     }
@@ -77,7 +77,7 @@ json blocked_signals() {
 
 json ignored_signals() {
   json signals = json::array();
-  for (int signal = 1; signal < SIGRTMAX; ++signal) {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction action {};
     if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
       signals.push_back(signal);
