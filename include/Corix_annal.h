@@ -542,9 +542,10 @@ ANNAL_API int isAllColumnExist(void) ANNAL_NOEXCEPT;
 ANNAL_API int annal_notice_table_add_column(const char* column, int type, const char* default_text) ANNAL_NOEXCEPT;
 
 /*
- * Brings the file of an earlier release up to date. A file that lacks any of the columns from id to link_option is
- * deleted with all its notices and created anew for 10000; so is one whose table is empty, and that answers
- * ANNAL_CHANGE_FAILED. A file that lacks only title gets that column.
+ * Brings the file of an earlier release up to date. A file that lacks only title gets that column. One that lacks any
+ * of the columns from id to link_option is deleted with all its notices and created anew for 10000, and so is one that
+ * holds no notice: the call then answers ANNAL_CHANGE_FAILED, although the new table is as it should be, because title
+ * is looked for in the empty table, not found, and cannot be added again.
  *
  * Returns ANNAL_OK, or what creating the table or adding the column answers. Waits up to 20 s, for each of its steps.
  */

@@ -8,9 +8,9 @@
 
 namespace annalctl {
 
-bool confirmed(const std::string& question) {
+std::optional<bool> answer_to(const std::string& question) {
   if (isatty(STDIN_FILENO) == 0) {
-    return true;
+    return {};
   }
   // On standard error: standard output may be a file while a person types.
   static_cast<void>(std::fputs((question + " [y/N] ").c_str(), stderr));
@@ -21,6 +21,10 @@ bool confirmed(const std::string& question) {
   }
   const std::string_view answer = buffer.data();
   return answer == "y\n" || answer == "Y\n" || answer == "yes\n";
+}
+
+bool confirmed(const std::string& question) {
+  return answer_to(question).value_or(true);
 }
 
 }  // namespace annalctl

@@ -109,6 +109,16 @@ bool layout_is(const Log& log, std::span<const Column> expected) {
   return annal_common_migrate_db(log.path, log.table, list.data(), list.size()) == ANNAL_OK;
 }
 
+// A migration adds columns behind those that are there.
+bool layout_is_of_an_earlier_release(const Log& log) {
+  for (std::size_t kept = 1; kept < log.columns.size(); ++kept) {
+    if (layout_is(log, log.columns.first(kept))) {
+      return true;
+    }
+  }
+  return false;
+}
+
 Finding table_obstacle(const Call& call, int code) {
   const Log& log = call.log;
   const AnnalColumn none{};
@@ -118,7 +128,7 @@ Finding table_obstacle(const Call& call, int code) {
     }
     return fmt::format("the log has no table yet: run 'annalctl {} create'", log.name);
   }
-  const int entries = log.count(0);
+  const int entries = log.count();
   if (entries < 0) {
     return fmt::format("{} is a database, but its table cannot be read (code {})", log.path, entries);
   }
@@ -129,6 +139,9 @@ Finding table_obstacle(const Call& call, int code) {
     return {};
   }
   if (call.purpose == Purpose::kMigrating) {
+    if (layout_is_of_an_earlier_release(log)) {
+      return {};
+    }
     return "the table's columns are not those of an earlier release; nothing was changed";
   }
   return fmt::format("the table lacks columns or has others than this release's: run 'annalctl {} migrate'", log.name);

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <span>
+#include <string>
 
 namespace annalctl {
 
@@ -12,11 +13,12 @@ struct Column {
 };
 
 struct Log {
-  const char* name;  // as in "annalctl NAME list"
+  const char* name;     // as in "annalctl NAME list"
+  const char* entries;  // what it is a log of, for people
   const char* path;
   const char* table;
   std::span<const Column> columns;  // the current layout, which is also the order of a listing
-  int (*count)(unsigned type) noexcept;
+  int (*count)() noexcept;          // of all entries; a negative number is a result code
 };
 
 enum class Purpose {
@@ -29,7 +31,7 @@ enum class Purpose {
 // One call of the library, as its failure has to be told.
 struct Call {
   const Log& log;
-  const char* doing;  // completes "cannot …"
+  std::string doing;  // completes "cannot …"
   Purpose purpose;
   std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
 };

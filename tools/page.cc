@@ -4,6 +4,8 @@
 
 #include <limits>
 
+#include "tools/number.h"
+
 namespace annalctl {
 
 namespace {
@@ -32,10 +34,10 @@ void add_page_options(CLI::App& command, Page& page) {
                               },
                               fmt::format("Show at most so many rows; without it {}", Page::kUsualLimit))
                           ->type_name("N")
-                          ->check(CLI::NonNegativeNumber);
+                          ->check(at_least(0));
   command.add_option("--offset", page.offset, "Leave out so many rows at the beginning")
       ->type_name("N")
-      ->check(CLI::NonNegativeNumber);
+      ->check(at_least(0));
   command.add_flag("--all", page.all, "Show all rows")->excludes(limit);
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "tools/event/commands.h"
+#include "tools/notice/commands.h"
 #include "tools/text.h"
 
 namespace annalctl {
@@ -23,12 +24,15 @@ constexpr char kFooter[] =
     "  annalctl event list --type error --limit 20\n"
     "  annalctl event list --all --json > events.jsonl\n"
     "  annalctl event import /var/log/dpkg.log\n"
+    "  annalctl notice age 30\n"
+    "  annalctl facilities --json\n"
     "\n"
     "Exit status: 0 success, 1 a failure or refused lines of an import, 2 wrong usage.";
 
 void add_general_options(CLI::App& app, Program& program) {
   app.set_version_flag("--version", std::string("annalctl " ANNALCTL_VERSION), "Show the version and leave");
-  auto* const json = app.add_flag("--json", program.json, "Write rows as JSON Lines, one object a row");
+  auto* const json = app.add_flag("--json", program.json,
+                                  "Write rows as JSON Lines, one object a row; bytes that are not UTF-8 become U+FFFD");
   app.add_flag("--csv", program.csv, "Write rows as CSV with a header line")->excludes(json);
 }
 
@@ -102,6 +106,8 @@ int run_program(int argc, char** argv) {
   app.require_subcommand(1);
   add_general_options(app, program);
   add_event_commands(app, program);
+  add_notice_commands(app, program);
+  add_facilities(app, program);
 
   try {
     return run_command(app, argc, argv, program);

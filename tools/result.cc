@@ -28,6 +28,7 @@ constexpr std::array kCodeTexts{
     CodeText{ANNAL_INSERT_FAILED, "the entry could not be stored"},
     CodeText{ANNAL_QUERY_FAILED, "the query failed"},
     CodeText{ANNAL_TRIGGER_FAILED, "the size limit could not be set or applied"},
+    CodeText{ANNAL_REMOVE_TRIGGER_FAILED, "the size limit could not be removed"},
     CodeText{ANNAL_CHANGE_FAILED, "the change could not be made"},
 };
 

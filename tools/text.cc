@@ -128,6 +128,19 @@ std::string printable(std::string_view raw) {
   return shown;
 }
 
+std::optional<std::u32string> characters_of(std::string_view text) {
+  std::u32string characters;
+  while (!text.empty()) {
+    const Character character = first_character(text);
+    if (!character.valid) {
+      return {};
+    }
+    characters += character.code;
+    text.remove_prefix(character.bytes.size());
+  }
+  return characters;
+}
+
 std::size_t display_width(std::string_view text) {
   if (is_plain_ascii(text)) {
     return text.size();

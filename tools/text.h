@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,9 @@ namespace annalctl {
 // The text with control characters, marks that reverse the writing direction and invalid UTF-8 shown as \xNN or
 // \u{NNNN}.
 [[nodiscard]] std::string printable(std::string_view raw);
+
+// The characters of a text; nothing when it is not valid UTF-8.
+[[nodiscard]] std::optional<std::u32string> characters_of(std::string_view text);
 
 // Terminal columns that a printable text takes.
 [[nodiscard]] std::size_t display_width(std::string_view text);

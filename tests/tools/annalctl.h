@@ -19,6 +19,9 @@ struct Finished {
 [[nodiscard]] Finished annalctl(const std::vector<std::string>& arguments, const std::string& input = {},
                                 const char* out_path = nullptr);
 
+// The same at a terminal of its own, where a person has typed something.
+[[nodiscard]] Finished annalctl_at_terminal(const std::vector<std::string>& arguments, const std::string& typed);
+
 [[nodiscard]] std::vector<std::string> lines_of(const std::string& text);
 
 class AnnalctlTest : public annal::test::ApplianceTest {};

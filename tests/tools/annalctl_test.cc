@@ -1,8 +1,10 @@
 #include "tests/tools/annalctl.h"
 
 #include <fcntl.h>
+#include <pty.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -35,21 +37,15 @@ int wait_for(pid_t child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-}  // namespace
-
 // Files rather than pipes: the tool cannot block on a reader that is still busy with the other stream.
-Finished annalctl(const std::vector<std::string>& arguments, const std::string& input, const char* out_path) {
+Finished run(const std::vector<std::string>& arguments, int input, const char* out_path) {
   Finished finished;
-  const File in(std::tmpfile());
   const File out(out_path == nullptr ? std::tmpfile() : std::fopen(out_path, "r+"));
   const File err(std::tmpfile());
-  if (!in || !out || !err) {
+  if (!out || !err) {
     ADD_FAILURE() << "no file for the program's output could be opened";
     return finished;
   }
-  static_cast<void>(std::fwrite(input.data(), 1, input.size(), in.get()));
-  std::rewind(in.get());
-
   std::vector<std::string> texts{ANNALCTL};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
@@ -61,7 +57,7 @@ Finished annalctl(const std::vector<std::string>& arguments, const std::string& 
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, fileno(in.get()), 0);
+  posix_spawn_file_actions_adddup2(&actions, input, 0);
   posix_spawn_file_actions_adddup2(&actions, fileno(out.get()), 1);
   posix_spawn_file_actions_adddup2(&actions, fileno(err.get()), 2);
   pid_t child = 0;
@@ -74,6 +70,33 @@ Finished annalctl(const std::vector<std::string>& arguments, const std::string& 
   finished.status = wait_for(child);
   finished.out = out_path == nullptr ? contents(out.get()) : std::string();
   finished.err = contents(err.get());
+  return finished;
+}
+
+}  // namespace
+
+Finished annalctl(const std::vector<std::string>& arguments, const std::string& input, const char* out_path) {
+  const File in(std::tmpfile());
+  if (!in) {
+    ADD_FAILURE() << "no file for the program's input could be opened";
+    return {};
+  }
+  static_cast<void>(std::fwrite(input.data(), 1, input.size(), in.get()));
+  std::rewind(in.get());
+  return run(arguments, fileno(in.get()), out_path);
+}
+
+Finished annalctl_at_terminal(const std::vector<std::string>& arguments, const std::string& typed) {
+  int person = -1;
+  int program = -1;
+  if (openpty(&person, &program, nullptr, nullptr, nullptr) != 0) {
+    ADD_FAILURE() << "no terminal could be opened";
+    return {};
+  }
+  EXPECT_EQ(write(person, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+  Finished finished = run(arguments, program, nullptr);
+  close(program);
+  close(person);
   return finished;
 }
 
@@ -99,20 +122,26 @@ TEST_F(AnnalctlTest, ReadingCommandsDoNotCreateAMissingLog) {
 
 TEST_F(AnnalctlTest, WritingCommandsDoNotCreateAMissingLog) {
   const std::vector<std::vector<std::string>> cases{
-      {"event", "add", "x"}, {"event", "delete", "--id", "1"}, {"event", "trim", "1"}, {"event", "flush"},
-      {"event", "migrate"},  {"event", "import", "-"},
+      {"event", "add", "x"}, {"event", "delete", "--id", "1"},  {"event", "trim", "1"}, {"event", "flush"},
+      {"event", "migrate"},  {"event", "import", "-"},          {"notice", "age", "1"}, {"notice", "flush"},
+      {"notice", "migrate"}, {"notice", "delete", "--id", "1"},
   };
   for (const auto& command : cases) {
-    EXPECT_EQ(annalctl(command).status, 1) << command[1];
-    EXPECT_NE(access("/etc/logs/event.log", F_OK), 0) << command[1];
+    const std::string name = command[0] + " " + command[1];
+    const Finished finished = annalctl(command);
+    EXPECT_EQ(finished.status, 1) << name;
+    EXPECT_NE(finished.err.find("run 'annalctl " + command[0] + " create'"), std::string::npos) << finished.err;
+    EXPECT_NE(access(("/etc/logs/" + command[0] + ".log").c_str(), F_OK), 0) << name;
   }
 }
 
 TEST_F(AnnalctlTest, CreatingTwiceSaysThatTheLogExists) {
-  EXPECT_EQ(annalctl({"event", "create"}).status, 0);
-  const Finished again = annalctl({"event", "create"});
-  EXPECT_EQ(again.status, 1);
-  EXPECT_NE(again.err.find("exists already and holds 0 entries"), std::string::npos) << again.err;
+  for (const char* log : {"event", "notice"}) {
+    EXPECT_EQ(annalctl({log, "create"}).status, 0) << log;
+    const Finished again = annalctl({log, "create"});
+    EXPECT_EQ(again.status, 1) << log;
+    EXPECT_NE(again.err.find("exists already and holds 0 entries"), std::string::npos) << again.err;
+  }
 }
 
 TEST_F(AnnalctlTest, FileWithoutATableIsToldFromAMissingOne) {
@@ -147,6 +176,11 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
       {"event", "trim", "0"},
       {"event", "trim", "-5"},
       {"event", "group"},
+      {"notice", "age"},
+      {"notice", "age", "0"},
+      {"notice", "delete"},
+      {"notice", "delete", "--id", "one"},
+      {"facilities", "one"},
   };
   for (const auto& command : cases) {
     const Finished finished = annalctl(command);
@@ -157,10 +191,30 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
 }
 
 TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
-  for (const char* verb : {"create", "add", "list", "count", "group", "delete", "trim", "flush", "migrate", "import"}) {
-    const Finished finished = annalctl({"event", verb, "--help"});
-    EXPECT_EQ(finished.status, 0) << verb;
-    EXPECT_NE(finished.out.find("Usage: annalctl event " + std::string(verb)), std::string::npos) << finished.out;
+  const std::vector<std::vector<std::string>> all{
+      {"event", "create"},  {"event", "add"},    {"event", "list"},     {"event", "count"},
+      {"event", "group"},   {"event", "delete"}, {"event", "trim"},     {"event", "flush"},
+      {"event", "migrate"}, {"event", "import"}, {"notice", "create"},  {"notice", "age"},
+      {"notice", "delete"}, {"notice", "flush"}, {"notice", "migrate"}, {"facilities"},
+  };
+  for (const auto& command : all) {
+    std::vector<std::string> arguments = command;
+    std::string usage = "Usage: annalctl";
+    for (const std::string& word : command) {
+      usage += " " + word;
+    }
+    arguments.emplace_back("--help");
+    const Finished finished = annalctl(arguments);
+    EXPECT_EQ(finished.status, 0) << usage;
+    EXPECT_NE(finished.out.find(usage), std::string::npos) << finished.out;
+  }
+}
+
+TEST_F(AnnalctlTest, HelpOfTheProgramNamesTheCommandsOfEveryLog) {
+  const Finished finished = annalctl({"--help"});
+  for (const char* line :
+       {"The event log, /etc/logs/event.log", "The notice log, /etc/logs/notice.log", "facilities"}) {
+    EXPECT_NE(finished.out.find(line), std::string::npos) << finished.out;
   }
 }
 

@@ -1,10 +1,11 @@
 #include "tools/event/commands.h"
 
+#include "tools/event/model.h"
+#include "tools/group.h"
+
 namespace annalctl {
 
 namespace {
-
-using AddCommand = void (*)(CLI::App& commands, Program& program);
 
 // In the order of the help.
 constexpr AddCommand kCommands[] = {
@@ -15,16 +16,7 @@ constexpr AddCommand kCommands[] = {
 }  // namespace
 
 void add_event_commands(CLI::App& app, Program& program) {
-  CLI::App* const commands = app.add_subcommand("event", "The event log, /etc/logs/event.log");
-  commands->fallthrough();
-  commands->require_subcommand(1);
-  for (const AddCommand add : kCommands) {
-    add(*commands, program);
-  }
-  // The general options may stand behind any command too.
-  for (CLI::App* command : commands->get_subcommands({})) {
-    command->fallthrough();
-  }
+  add_log_commands(app, event::kLog, kCommands, program);
 }
 
 }  // namespace annalctl

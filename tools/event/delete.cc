@@ -1,15 +1,12 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <memory>
 #include <string>
-#include <variant>
-#include <vector>
 
 #include "Corix_annal.h"
+#include "tools/deletion.h"
 #include "tools/event/commands.h"
 #include "tools/event/model.h"
-#include "tools/result.h"
 
 namespace annalctl::event {
 
@@ -25,96 +22,41 @@ constexpr char kFooter[] =
     "  annalctl event delete --date 2026-11-21\n"
     "  annalctl event delete --type information";
 
-struct Selector {
-  unsigned code;
-  const char* option;
-  const char* what;
-  enum class Value {
-    kNumber,
-    kLevel,
-    kText,
-  } value;
-};
-
-constexpr std::array kSelectors{
-    Selector{0, "--id", "id", Selector::Value::kNumber},
-    Selector{1, "--type", "level", Selector::Value::kLevel},
-    Selector{2, "--date", "date, as 2026-11-21", Selector::Value::kText},
-    Selector{3, "--time", "time, as 10:00:00", Selector::Value::kText},
-    Selector{4, "--user", "user", Selector::Value::kText},
-    Selector{5, "--ip", "address", Selector::Value::kText},
-    Selector{6, "--computer", "computer", Selector::Value::kText},
-    Selector{7, "--message", "message", Selector::Value::kText},
-    Selector{8, "--msgid", "message id", Selector::Value::kText},
-    Selector{9, "--timestamp", "time stamp, in seconds since 1970", Selector::Value::kNumber},
-};
-
-struct Deletion {
-  unsigned selector = 0;
-  std::variant<std::monostate, int, std::string> value;
-};
+SelectorValue read_level(const std::string& name) {
+  const std::optional<unsigned> code = code_of(kLevels, name);
+  if (!code) {
+    throw Refusal(fmt::format("'{}' is not known; it takes one of {}", name, names_of(kLevels)));
+  }
+  return static_cast<int>(*code);
+}
 
 // The text becomes part of a statement as it is, where a quote would end it and the rest would be executed.
-void require_no_quote(const std::string& text) {
+SelectorValue read_text_without_quote(const std::string& text) {
   if (text.find('\'') != std::string::npos) {
     throw Refusal("a value with a single quote (') cannot be deleted by: nothing was deleted (use --id instead)");
   }
+  return text;
 }
 
-int run_delete(const Deletion& deletion) {
-  const auto* const text = std::get_if<std::string>(&deletion.value);
-  if (text != nullptr) {
-    require_no_quote(*text);
-  }
-  if (!log_is_there(kLog)) {
-    return kFailure;
-  }
-  const Call call{kLog, "delete the events", Purpose::kWriting};
-  const void* const value =
-      text != nullptr ? static_cast<const void*>(text->c_str()) : std::get_if<int>(&deletion.value);
-  return report(call, annal_event_del(deletion.selector, value));
-}
+constexpr std::array kSelectors{
+    Selector{0, "--id", "id", read_number, "N"},
+    Selector{1, "--type", "level: information, warning, error", read_level, "NAME"},
+    Selector{2, "--date", "date, as 2026-11-21", read_text_without_quote, "TEXT"},
+    Selector{3, "--time", "time, as 10:00:00", read_text_without_quote, "TEXT"},
+    Selector{4, "--user", "user", read_text_without_quote, "TEXT"},
+    Selector{5, "--ip", "address", read_text_without_quote, "TEXT"},
+    Selector{6, "--computer", "computer", read_text_without_quote, "TEXT"},
+    Selector{7, "--message", "message", read_text_without_quote, "TEXT"},
+    Selector{8, "--msgid", "message id", read_text_without_quote, "TEXT"},
+    Selector{9, "--timestamp", "time stamp, in seconds since 1970", read_number, "N"},
+};
 
-CLI::Option* add_selector(CLI::App& command, const Selector& selector, Deletion& deletion) {
-  const std::string help = fmt::format("Entries of this {}", selector.what);
-  switch (selector.value) {
-    case Selector::Value::kNumber:
-      return command.add_option_function<int>(
-          selector.option,
-          [&deletion, &selector](const int& number) {
-            deletion = {selector.code, number};
-          },
-          help);
-    case Selector::Value::kLevel:
-      return command.add_option_function<std::string>(
-          selector.option,
-          [&deletion, &selector](const std::string& name) {
-            deletion = {selector.code, static_cast<int>(require_code(kLevels, selector.option, name))};
-          },
-          fmt::format("{}: {}", help, names_of(kLevels)));
-    case Selector::Value::kText:
-      break;
-  }
-  return command.add_option_function<std::string>(
-      selector.option,
-      [&deletion, &selector](const std::string& text) {
-        deletion = {selector.code, text};
-      },
-      help);
-}
+constexpr Deletion kDeletion{kLog, kSelectors, annal_event_del, kFooter};
 
 }  // namespace
 
 void add_delete(CLI::App& commands, Program& program) {
-  CLI::App* const command = commands.add_subcommand("delete", "Delete the events that have a value");
-  const auto deletion = std::make_shared<Deletion>();
-  command->footer(kFooter);
-  auto* const selectors = command->add_option_group("Value");
-  for (const Selector& selector : kSelectors) {
-    add_selector(*selectors, selector, *deletion);
-  }
-  selectors->require_option(1);
-  command->callback([deletion, &program] { program.status = run_delete(*deletion); });
+  add_delete_command(commands, program, kDeletion);
 }
 
 }  // namespace annalctl::event

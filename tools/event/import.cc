@@ -8,6 +8,7 @@
 #include "tools/event/record.h"
 #include "tools/import/formats.h"
 #include "tools/import/run.h"
+#include "tools/number.h"
 #include "tools/result.h"
 
 namespace annalctl::event {
@@ -90,7 +91,7 @@ void add_import(CLI::App& commands, Program& program) {
   add_choice(*command, "--type", arguments->level, kLevels, "Level of all events, whatever the lines say");
   command->add_option("--from-line", request.from_line, "Leave out the lines before this one in the first file")
       ->type_name("N")
-      ->check(CLI::PositiveNumber);
+      ->check(at_least(1));
   command->add_flag("--dry-run", request.dry_run, "Only say what would be stored");
   command->callback([arguments, &program] { program.status = run_import(*arguments, program); });
 }

@@ -90,14 +90,20 @@ constexpr std::array kGroupingTable{
     Grouping{{"message", 7}, 4, kByMessageCells},
 };
 
+int count_all() noexcept {
+  constexpr unsigned kAllLevels = 0;
+  return annal_event_query_count(kAllLevels);
+}
+
 }  // namespace
 
 const Log kLog{
     .name = "event",
+    .entries = "events",
     .path = "/etc/logs/event.log",
     .table = "ANNAL_EVENT",
     .columns = kColumns,
-    .count = annal_event_query_count,
+    .count = count_all,
 };
 
 const std::span<const Choice> kLevels = kLevelChoices;

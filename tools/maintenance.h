@@ -1,0 +1,22 @@
+// Creating and emptying a log, which only differ by the calls of the library.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/log.h"
+#include "tools/program.h"
+
+namespace annalctl {
+
+struct Maintenance {
+  const Log& log;
+  int usual_limit;  // the library's own, for a limit of 0
+  int (*create)(int limit, int batch) noexcept;
+  int (*flush)() noexcept;
+};
+
+// A command keeps the reference.
+void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
+void add_flush_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
+
+}  // namespace annalctl

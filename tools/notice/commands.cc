@@ -1,0 +1,21 @@
+#include "tools/notice/commands.h"
+
+#include "tools/group.h"
+#include "tools/notice/model.h"
+
+namespace annalctl {
+
+namespace {
+
+// In the order of the help.
+constexpr AddCommand kCommands[] = {
+    notice::add_create, notice::add_delete, notice::add_age, notice::add_flush, notice::add_migrate,
+};
+
+}  // namespace
+
+void add_notice_commands(CLI::App& app, Program& program) {
+  add_log_commands(app, notice::kLog, kCommands, program);
+}
+
+}  // namespace annalctl

@@ -1,0 +1,23 @@
+// The commands of the notice log, "annalctl notice …", and of the facilities that notices come from.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/program.h"
+
+namespace annalctl {
+
+void add_notice_commands(CLI::App& app, Program& program);
+void add_facilities(CLI::App& app, Program& program);
+
+namespace notice {
+
+void add_create(CLI::App& commands, Program& program);
+void add_delete(CLI::App& commands, Program& program);
+void add_age(CLI::App& commands, Program& program);
+void add_flush(CLI::App& commands, Program& program);
+void add_migrate(CLI::App& commands, Program& program);
+
+}  // namespace notice
+
+}  // namespace annalctl

@@ -1,0 +1,143 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Corix_annal.h"
+#include "tools/deletion.h"
+#include "tools/notice/commands.h"
+#include "tools/notice/model.h"
+#include "tools/text.h"
+#include "tools/time_text.h"
+
+namespace annalctl::notice {
+
+namespace {
+
+constexpr char kFooter[] =
+    "Exactly one of the options is needed. Notices go when their column equals the value to the letter; none that "
+    "does\n"
+    "is no failure. A TIME is seconds since 1970, with or without '@' in front, or a local time. A log that is locked "
+    "is\n"
+    "not waited for.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl notice delete --id 4711\n"
+    "  annalctl notice delete --facility 'USB Drive'\n"
+    "  annalctl notice delete --time '2026-11-21 10:00:00'";
+
+std::optional<std::int64_t> whole_number(std::string_view text) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+std::int64_t seconds_of(const std::string& text) {
+  std::optional<std::int64_t> seconds = whole_number(text);
+  if (!seconds) {
+    seconds = parse_time(text);
+  }
+  if (!seconds) {
+    throw Refusal(fmt::format("'{}' is no time: write it as '2026-11-21 10:00:00' or '1795255200'", text));
+  }
+  return *seconds;
+}
+
+// The library takes the time as a text, which SQLite makes a number again before it compares.
+SelectorValue read_time(const std::string& text) {
+  return fmt::to_string(seconds_of(text));
+}
+
+SelectorValue read_end_time(const std::string& text) {
+  using Seconds = std::numeric_limits<int>;
+  const std::int64_t seconds = seconds_of(text);
+  if (seconds < Seconds::min() || seconds > Seconds::max()) {
+    throw Refusal("the time cannot be looked for: only 1901-12-13 to 2038-01-19 can");
+  }
+  return static_cast<int>(seconds);
+}
+
+bool same_name(std::string_view left, std::string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](char one, char other) { return lower(one) == lower(other); });
+}
+
+SelectorValue read_facility(const std::string& text) {
+  if (const std::optional<std::int64_t> number = whole_number(text)) {
+    return read_number(text);
+  }
+  // Facility 0 has no name, which is not to say that an empty text means it.
+  const std::vector<Facility> all = facilities();
+  const auto found = std::find_if(all.begin(), all.end(), [&text](const Facility& facility) {
+    return !text.empty() && same_name(facility.name, text);
+  });
+  if (found == all.end()) {
+    throw Refusal(fmt::format("'{}' is no facility: 'annalctl facilities' lists them", text));
+  }
+  return found->number;
+}
+
+// For the columns whose value the library puts into its statement as an expression, its quotes doubled, so that no
+// literal survives. This one has no quotes, whatever the text: its characters by number.
+SelectorValue read_text_as_expression(const std::string& text) {
+  const std::optional<std::u32string> characters = characters_of(text);
+  if (!characters) {
+    throw Refusal("the text is not valid UTF-8, and cannot be looked for");
+  }
+  constexpr std::size_t kMostArguments = 100;  // what every build of SQLite allows a function
+  std::string expression = "char(";
+  for (std::size_t i = 0; i < characters->size(); ++i) {
+    if (i > 0) {
+      expression += i % kMostArguments == 0 ? ")||char(" : ",";
+    }
+    fmt::format_to(std::back_inserter(expression), "{}", static_cast<std::uint32_t>((*characters)[i]));
+  }
+  return expression + ")";
+}
+
+[[noreturn]] SelectorValue refuse_client(const std::string& /*text*/) {
+  throw Refusal("the library cannot delete notices by client (use --id instead)");
+}
+
+constexpr std::array kSelectors{
+    Selector{0, "--id", "id", read_number, "N"},
+    Selector{1, "--severity", "severity, as syslog numbers it: 3 error, 4 warning, 6 information", read_number, "N"},
+    Selector{2, "--server", "server", read_number, "N"},
+    Selector{3, "--action", "action", read_number, "N"},
+    Selector{4, "--service", "service name", read_text, "TEXT"},
+    Selector{5, "--facility", "facility, by number or name", read_facility, "N|NAME"},
+    Selector{6, "--time", "time", read_time, "TIME"},
+    Selector{7, "--endtime", "end time", read_end_time, "TIME"},
+    Selector{8, "--user", "user", read_text, "TEXT"},
+    Selector{9, "--ip", "address", read_text, "TEXT"},
+    Selector{10, "--client", nullptr, refuse_client, nullptr},
+    Selector{11, "--description", "description", read_text, "TEXT"},
+    Selector{12, "--msgcode", "message code", read_text, "TEXT"},
+    Selector{13, "--varnum", "number of variables", read_number, "N"},
+    Selector{14, "--varcontent", "content of the variables", read_text, "TEXT"},
+    Selector{15, "--name", "name", read_text, "TEXT"},
+    Selector{16, "--status", "status", read_number, "N"},
+    Selector{17, "--uid", "user number", read_number, "N"},
+    Selector{18, "--gid", "group number", read_number, "N"},
+    Selector{19, "--link-id", "link id", read_text_as_expression, "TEXT"},
+    Selector{20, "--link-option", "link option", read_text_as_expression, "TEXT"},
+    Selector{21, "--title", "title", read_text_as_expression, "TEXT"},
+};
+
+constexpr Deletion kDeletion{kLog, kSelectors, annal_notice_del, kFooter};
+
+}  // namespace
+
+void add_delete(CLI::App& commands, Program& program) {
+  add_delete_command(commands, program, kDeletion);
+}
+
+}  // namespace annalctl::notice

@@ -1,0 +1,139 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Corix_annal.h"
+#include "tools/confirm.h"
+#include "tools/maintenance.h"
+#include "tools/notice/commands.h"
+#include "tools/notice/model.h"
+#include "tools/number.h"
+#include "tools/result.h"
+
+namespace annalctl::notice {
+
+namespace {
+
+constexpr char kMigrateFooter[] =
+    "A log that lacks the title alone gets it added. One that lacks any other column is deleted with all its notices\n"
+    "and created anew, for at most 10000: that is asked first, and needs --yes when standard input is no terminal.\n"
+    "Changes nothing in a log that has all columns.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl notice migrate\n"
+    "  annalctl notice migrate --yes";
+
+constexpr Maintenance kMaintenance{
+    .log = kLog,
+    .usual_limit = 10000,
+    .create = annal_notice_create_tbl,
+    .flush = annal_notice_flush_tbl,
+};
+
+constexpr const char* kTitle = "title";
+
+int run_age(int days) {
+  if (!log_is_there(kLog)) {
+    return kFailure;
+  }
+  const Call call{kLog, "delete the notices of that age", Purpose::kWriting};
+  return report(call, AnnalNoticeDellogByClientTime(days));
+}
+
+// The columns that the table lacks. What is asked for is how often each has a value, because the value itself is no
+// answer: an empty table has none, and one may happen to be the code of a failure.
+std::vector<std::string> missing_columns() {
+  std::vector<std::string> missing;
+  for (const Column& column : kLog.columns) {
+    if (annal_notice_table_check_column(fmt::format("COUNT({})", column.name).c_str()) < 0) {
+      missing.emplace_back(column.name);
+    }
+  }
+  return missing;
+}
+
+bool may_start_anew(const std::vector<std::string>& missing, int notices) {
+  complain(
+      fmt::format("the notice log lacks {}, and can only be deleted and created anew, for at most {} notices: what it "
+                  "holds now would be lost (notices: {})",
+                  fmt::join(missing, ", "), kMaintenance.usual_limit, notices));
+  const std::optional<bool> answer = answer_to(fmt::format("Delete {} and create it anew?", kLog.path));
+  if (!answer) {
+    complain("nothing was changed: run this at a terminal, or with --yes if the notices may go");
+  } else if (!*answer) {
+    complain("nothing was changed");
+  }
+  return answer.value_or(false);
+}
+
+// The code says nothing here: it is that of a failure whenever the new table has its title from the beginning.
+int start_anew(const Call& call) {
+  const int code = AnnalNoticeModifyTbl();
+  return missing_columns().empty() ? kSuccess : report(call, code);
+}
+
+int run_migrate(bool yes) {
+  if (!log_is_there(kLog)) {
+    return kFailure;
+  }
+  const Call call{kLog, "bring the notice log up to date", Purpose::kMigrating};
+  // Asked before and after: in a file that is locked every column looks missing, and each takes the whole wait.
+  int notices = kLog.count();
+  std::vector<std::string> missing;
+  if (notices >= 0) {
+    missing = missing_columns();
+    notices = kLog.count();
+  }
+  if (notices < 0) {
+    return report(call, notices);
+  }
+  if (missing.empty()) {
+    complain("the notice log has all columns: nothing was changed");
+    return kSuccess;
+  }
+  if (missing == std::vector<std::string>{kTitle}) {
+    // Not left to the library's own migration, which deletes the file when it is empty, or locked in that moment.
+    constexpr int kText = 0;
+    return report(call, annal_notice_table_add_column(kTitle, kText, ""));
+  }
+  return yes || may_start_anew(missing, notices) ? start_anew(call) : static_cast<int>(kFailure);
+}
+
+}  // namespace
+
+void add_create(CLI::App& commands, Program& program) {
+  add_create_command(commands, program, kMaintenance);
+}
+
+void add_age(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("age", "Delete the notices that are older than so many days");
+  const auto days = std::make_shared<int>(0);
+  command->footer(
+      "A day has 24 hours, counted back from now. A log that is locked is not waited for.\n"
+      "\n"
+      "Example:\n"
+      "  annalctl notice age 30");
+  command->add_option("DAYS", *days, "How many days to keep, 1 or more ('flush' deletes all)")
+      ->required()
+      ->check(at_least(1));
+  command->callback([days, &program] { program.status = run_age(*days); });
+}
+
+void add_flush(CLI::App& commands, Program& program) {
+  add_flush_command(commands, program, kMaintenance);
+}
+
+void add_migrate(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("migrate", "Bring the log of an earlier release up to date");
+  const auto yes = std::make_shared<bool>(false);
+  command->footer(kMigrateFooter);
+  command->add_flag("--yes,-y", *yes, "Do not ask");
+  command->callback([yes, &program] { program.status = run_migrate(*yes); });
+}
+
+}  // namespace annalctl::notice

@@ -1,0 +1,15 @@
+// What an option for a number accepts.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <limits>
+
+namespace annalctl {
+
+// The library takes any number of 0 or less for its own default. Where that is no documented choice, nobody who types
+// one means it.
+[[nodiscard]] inline CLI::Range at_least(int least) {
+  return {least, std::numeric_limits<int>::max()};
+}
+
+}  // namespace annalctl
