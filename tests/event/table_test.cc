@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tests/support/appliance.h"
+#include "tests/support/log_operations.h"
 
 namespace annal::test {
 namespace {
@@ -106,21 +106,9 @@ Row column_names() {
   return names;
 }
 
-void put_garbage() {
-  std::ofstream(kLog, std::ios::trunc) << std::string(4096, 'x');
-}
-
 // What the library asks of SQLite for one statement.
 Calls one_exec(const std::string& statement, bool waits) {
-  return waits ? Calls{"open /etc/logs/event.log", "busy_timeout 20000", "exec " + statement, "close"}
-               : Calls{"open /etc/logs/event.log", "exec " + statement, "close"};
-}
-
-template <typename Call>
-std::chrono::steady_clock::duration time_of(const Call& call) {
-  const auto begin = std::chrono::steady_clock::now();
-  call();
-  return std::chrono::steady_clock::now() - begin;
+  return connection(kLog, {"exec " + statement}, waits);
 }
 
 // A log with its table and nothing in it.
@@ -135,255 +123,106 @@ class EventTable : public ApplianceTest {
 
 // ---- what all operations on the table have in common ----
 
-struct Operation {
-  const char* name;
-  int (*call)();
-  std::string traced;  // the one statement, as the trace shows it
-  bool waits;          // for a locked file
-  bool builds_text;    // from its arguments
-  int success;
-  int failure;
-  int without_table;
-  int on_garbage;
-};
-
-void PrintTo(const Operation& operation, std::ostream* out) {
-  *out << operation.name;
-}
-
-std::vector<Operation> every_operation() {
-  return {Operation{.name = "Remove",
-                    .call = [] { return annal_event_remove_tbl(); },
-                    .traced = "exec DROP TABLE ANNAL_EVENT;",
-                    .waits = false,
-                    .builds_text = false,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_TABLE_FAILED,
-                    .without_table = ANNAL_TABLE_FAILED,
-                    .on_garbage = ANNAL_TABLE_FAILED},
-          Operation{.name = "Flush",
-                    .call = [] { return annal_event_flush_tbl(); },
-                    .traced = "exec DELETE FROM ANNAL_EVENT;",
-                    .waits = true,
-                    .builds_text = false,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_EMPTY_FAILED,
-                    .without_table = ANNAL_EMPTY_FAILED,
-                    .on_garbage = ANNAL_EMPTY_FAILED},
-          Operation{.name = "AddTrigger",
-                    .call = [] { return annal_event_add_trigger_logfull(50, 5); },
-                    .traced = "exec " + trigger_text(50, 5),
-                    .waits = true,
-                    .builds_text = true,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_TRIGGER_FAILED,
-                    .without_table = ANNAL_TRIGGER_FAILED,
-                    .on_garbage = ANNAL_TRIGGER_FAILED},
-          Operation{.name = "RemoveTrigger",
-                    .call = [] { return annal_event_remove_trigger_logfull(); },
-                    .traced = "exec DROP TRIGGER IF EXISTS annal_event_logfull;",
-                    .waits = true,
-                    .builds_text = false,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_REMOVE_TRIGGER_FAILED,
-                    .without_table = ANNAL_OK,
-                    .on_garbage = ANNAL_REMOVE_TRIGGER_FAILED},
-          Operation{.name = "Trim",
-                    .call = [] { return annal_event_del_logfull_over_size(50); },
-                    .traced = "exec " + trim_text(50),
-                    .waits = true,
-                    .builds_text = true,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_TRIGGER_FAILED,
-                    .without_table = ANNAL_TRIGGER_FAILED,
-                    .on_garbage = ANNAL_TRIGGER_FAILED},
-          Operation{.name = "DeleteByNumber",
-                    .call =
-                        [] {
-                          const int id = 7;
-                          return annal_event_del(0, &id);
-                        },
-                    .traced = "exec DELETE FROM ANNAL_EVENT WHERE event_id = 7;",
-                    .waits = false,
-                    .builds_text = true,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_CHANGE_FAILED,
-                    .without_table = ANNAL_CHANGE_FAILED,
-                    .on_garbage = ANNAL_CHANGE_FAILED},
-          Operation{.name = "DeleteByText",
-                    .call = [] { return annal_event_del(2, "2020-01-02"); },
-                    .traced = "exec DELETE FROM ANNAL_EVENT WHERE event_date = '2020-01-02';",
-                    .waits = false,
-                    .builds_text = true,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_CHANGE_FAILED,
-                    .without_table = ANNAL_CHANGE_FAILED,
-                    .on_garbage = ANNAL_CHANGE_FAILED},
-          Operation{.name = "CheckColumn",
-                    .call = [] { return annal_event_table_check_column("event_id"); },
-                    .traced = "prepare SELECT event_id from ANNAL_EVENT LIMIT 1;",
-                    .waits = true,
-                    .builds_text = true,
-                    .success = 7,
-                    .failure = ANNAL_QUERY_FAILED,
-                    .without_table = ANNAL_QUERY_FAILED,
-                    .on_garbage = ANNAL_QUERY_FAILED},
-          Operation{.name = "AddTextColumn",
-                    .call = [] { return annal_event_table_add_column("event_extra", 0, "x"); },
-                    .traced = "exec ALTER TABLE ANNAL_EVENT ADD COLUMN event_extra TEXT DEFAULT 'x'",
-                    .waits = false,
-                    .builds_text = true,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_CHANGE_FAILED,
-                    .without_table = ANNAL_CHANGE_FAILED,
-                    .on_garbage = ANNAL_CHANGE_FAILED},
-          Operation{.name = "AddIntegerColumn",
-                    .call = [] { return annal_event_table_add_column("event_extra", 1, "5"); },
-                    .traced = "exec ALTER TABLE ANNAL_EVENT ADD COLUMN event_extra INTEGER DEFAULT '5'",
-                    .waits = false,
-                    .builds_text = true,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_CHANGE_FAILED,
-                    .without_table = ANNAL_CHANGE_FAILED,
-                    .on_garbage = ANNAL_CHANGE_FAILED},
-          Operation{.name = "RebuildTimestamps",
-                    .call = [] { return annal_event_table_update_event_timet(nullptr, "%s"); },
-                    .traced = std::string("exec ") + kRebuildText,
-                    .waits = false,
-                    .builds_text = true,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_CHANGE_FAILED,
-                    .without_table = ANNAL_CHANGE_FAILED,
-                    .on_garbage = ANNAL_CHANGE_FAILED},
-          Operation{.name = "Modify",
-                    .call = [] { return annal_event_modify_tbl(); },
-                    .traced = "prepare PRAGMA TABLE_INFO(ANNAL_EVENT);",
-                    .waits = true,
-                    .builds_text = false,
-                    .success = ANNAL_OK,
-                    .failure = ANNAL_OPEN_FAILED,
-                    .without_table = ANNAL_CHANGE_FAILED,
-                    .on_garbage = ANNAL_OPEN_FAILED}};
-}
-
-std::vector<Operation> operations_that(bool (*fit)(const Operation&)) {
-  std::vector<Operation> fitting = every_operation();
-  std::erase_if(fitting, [fit](const Operation& operation) { return !fit(operation); });
-  return fitting;
-}
-
-std::string name_of(const testing::TestParamInfo<Operation>& tested) {
-  return tested.param.name;
-}
-
-class EveryOperation : public EventTable, public testing::WithParamInterface<Operation> {
- protected:
-  void SetUp() override {
-    EventTable::SetUp();
-    sql(kLog,
+constexpr TestedLog kTested{
+    .path = kLog,
+    .table = "ANNAL_EVENT",
+    .trigger = "annal_event_logfull",
+    .create = annal_event_create_tbl,
+    .entry =
         "INSERT INTO ANNAL_EVENT (event_id, event_type, event_date, event_time) "
-        "VALUES (7, 1, '2020-01-02', '10:00:00');");
-    if (GetParam().traced.starts_with("exec CREATE TRIGGER")) {
-      sql(kLog, "DROP TRIGGER annal_event_logfull;");
-    }
-  }
-
-  static const char* function() { return GetParam().traced.starts_with("exec") ? "exec" : "prepare"; }
-
-  static std::string content() {
-    std::string all = schema();
-    for (const Row& row : sql(kLog, "SELECT * FROM ANNAL_EVENT;")) {
-      for (const std::string& column : row) {
-        all += column + "|";
-      }
-    }
-    return all;
-  }
+        "VALUES (7, 1, '2020-01-02', '10:00:00');",
 };
 
-INSTANTIATE_TEST_SUITE_P(EventTable, EveryOperation, testing::ValuesIn(every_operation()), &name_of);
+std::vector<Operation> operations() {
+  return {{.name = "Remove",
+           .call = [] { return annal_event_remove_tbl(); },
+           .work = {"exec DROP TABLE ANNAL_EVENT;"},
+           .waits = false,
+           .builds_text = false,
+           .failure = ANNAL_TABLE_FAILED},
+          {.name = "Flush",
+           .call = [] { return annal_event_flush_tbl(); },
+           .work = {"exec DELETE FROM ANNAL_EVENT;"},
+           .waits = true,
+           .builds_text = false,
+           .failure = ANNAL_EMPTY_FAILED},
+          {.name = "AddTrigger",
+           .call = [] { return annal_event_add_trigger_logfull(50, 5); },
+           .work = {"exec " + trigger_text(50, 5)},
+           .waits = true,
+           .builds_text = true,
+           .failure = ANNAL_TRIGGER_FAILED},
+          {.name = "RemoveTrigger",
+           .call = [] { return annal_event_remove_trigger_logfull(); },
+           .work = {"exec DROP TRIGGER IF EXISTS annal_event_logfull;"},
+           .waits = true,
+           .builds_text = false,
+           .failure = ANNAL_REMOVE_TRIGGER_FAILED,
+           .without_table = ANNAL_OK},
+          {.name = "Trim",
+           .call = [] { return annal_event_del_logfull_over_size(50); },
+           .work = {"exec " + trim_text(50)},
+           .waits = true,
+           .builds_text = true,
+           .failure = ANNAL_TRIGGER_FAILED},
+          {.name = "DeleteByNumber",
+           .call =
+               [] {
+                 const int id = 7;
+                 return annal_event_del(0, &id);
+               },
+           .work = {"exec DELETE FROM ANNAL_EVENT WHERE event_id = 7;"},
+           .waits = false,
+           .builds_text = true,
+           .failure = ANNAL_CHANGE_FAILED},
+          {.name = "DeleteByText",
+           .call = [] { return annal_event_del(2, "2020-01-02"); },
+           .work = {"exec DELETE FROM ANNAL_EVENT WHERE event_date = '2020-01-02';"},
+           .waits = false,
+           .builds_text = true,
+           .failure = ANNAL_CHANGE_FAILED},
+          {.name = "CheckColumn",
+           .call = [] { return annal_event_table_check_column("event_id"); },
+           .work = {"prepare SELECT event_id from ANNAL_EVENT LIMIT 1;", "finalize"},
+           .waits = true,
+           .builds_text = true,
+           .failure = ANNAL_QUERY_FAILED,
+           .success = 7},
+          {.name = "AddTextColumn",
+           .call = [] { return annal_event_table_add_column("event_extra", 0, "x"); },
+           .work = {"exec ALTER TABLE ANNAL_EVENT ADD COLUMN event_extra TEXT DEFAULT 'x'"},
+           .waits = false,
+           .builds_text = true,
+           .failure = ANNAL_CHANGE_FAILED},
+          {.name = "AddIntegerColumn",
+           .call = [] { return annal_event_table_add_column("event_extra", 1, "5"); },
+           .work = {"exec ALTER TABLE ANNAL_EVENT ADD COLUMN event_extra INTEGER DEFAULT '5'"},
+           .waits = false,
+           .builds_text = true,
+           .failure = ANNAL_CHANGE_FAILED},
+          {.name = "RebuildTimestamps",
+           .call = [] { return annal_event_table_update_event_timet(nullptr, "%s"); },
+           .work = {std::string("exec ") + kRebuildText},
+           .waits = false,
+           .builds_text = true,
+           .failure = ANNAL_CHANGE_FAILED},
+          {.name = "Modify",
+           .call = [] { return annal_event_modify_tbl(); },
+           .work = {"prepare PRAGMA TABLE_INFO(ANNAL_EVENT);", "finalize"},
+           .waits = true,
+           .builds_text = false,
+           .failure = ANNAL_OPEN_FAILED,
+           .without_table = ANNAL_CHANGE_FAILED}};
+}
 
-class EveryBuiltOperation : public EveryOperation {};
-INSTANTIATE_TEST_SUITE_P(
-    EventTable, EveryBuiltOperation,
-    testing::ValuesIn(operations_that([](const Operation& operation) { return operation.builds_text; })), &name_of);
-
-class EveryWaitingOperation : public EveryOperation {};
-INSTANTIATE_TEST_SUITE_P(EventTable, EveryWaitingOperation,
-                         testing::ValuesIn(operations_that([](const Operation& operation) { return operation.waits; })),
+INSTANTIATE_TEST_SUITE_P(EventTable, EveryOperation, testing::ValuesIn(tested(kTested, operations(), Which::kAll)),
                          &name_of);
-
-class EveryImpatientOperation : public EveryOperation {};
-INSTANTIATE_TEST_SUITE_P(
-    EventTable, EveryImpatientOperation,
-    testing::ValuesIn(operations_that([](const Operation& operation) { return !operation.waits; })), &name_of);
-
-TEST_P(EveryOperation, AsksSqliteForExactlyItsStatement) {
-  EXPECT_EQ(GetParam().call(), GetParam().success);
-  Calls expected = {"open /etc/logs/event.log"};
-  if (GetParam().waits) {
-    expected.emplace_back("busy_timeout 20000");
-  }
-  expected.push_back(GetParam().traced);
-  if (GetParam().traced.starts_with("prepare")) {
-    expected.emplace_back("finalize");
-  }
-  expected.emplace_back("close");
-  EXPECT_EQ(sqlite.calls(), expected);
-}
-
-TEST_P(EveryOperation, FailsWithoutTheFolder) {
-  remove_log_folder();
-  EXPECT_EQ(GetParam().call(), ANNAL_OPEN_FAILED);
-}
-
-TEST_P(EveryOperation, ClosesWhatCouldNotBeOpened) {
-  const std::string before = content();
-  sqlite.fail("open");
-  EXPECT_EQ(GetParam().call(), ANNAL_OPEN_FAILED);
-  EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "close"}));
-  EXPECT_EQ(content(), before);
-}
-
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFailedStatement) {
-  const std::string before = content();
-  sqlite.fail(function());
-  EXPECT_EQ(GetParam().call(), GetParam().failure);
-  EXPECT_EQ(sqlite.calls().back(), "close");
-  EXPECT_EQ(content(), before);
-}
-
-TEST_P(EveryOperation, AnswersItsOwnCodeWithoutTheTable) {
-  sql(kLog, "DROP TABLE ANNAL_EVENT;");
-  EXPECT_EQ(GetParam().call(), GetParam().without_table);
-}
-
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFileThatIsNoDatabase) {
-  put_garbage();
-  EXPECT_EQ(GetParam().call(), GetParam().on_garbage);
-}
-
-TEST_P(EveryBuiltOperation, OpensNothingWhenItsTextCannotBeBuilt) {
-  std::remove(kLog);
-  sqlite.fail("mprintf");
-  EXPECT_EQ(GetParam().call(), ANNAL_NO_MEMORY);
-  EXPECT_TRUE(sqlite.calls().empty());
-  EXPECT_FALSE(exists(kLog));
-}
-
-TEST_P(EveryWaitingOperation, WaitsForALock) {
-  const LockHolder lock(kLog, 250ms);
-  EXPECT_EQ(GetParam().call(), GetParam().success);
-}
-
-TEST_P(EveryImpatientOperation, GivesUpAtOnceWhenTheFileIsLocked) {
-  const std::string before = content();
-  {
-    const LockHolder lock(kLog);
-    EXPECT_LT(time_of([] { EXPECT_EQ(GetParam().call(), GetParam().failure); }), 5s);
-  }
-  EXPECT_EQ(content(), before);
-}
+INSTANTIATE_TEST_SUITE_P(EventTable, EveryBuiltOperation,
+                         testing::ValuesIn(tested(kTested, operations(), Which::kBuildText)), &name_of);
+INSTANTIATE_TEST_SUITE_P(EventTable, EveryWaitingOperation,
+                         testing::ValuesIn(tested(kTested, operations(), Which::kWait)), &name_of);
+INSTANTIATE_TEST_SUITE_P(EventTable, EveryImpatientOperation,
+                         testing::ValuesIn(tested(kTested, operations(), Which::kDoNotWait)), &name_of);
 
 // ---- annal_event_create_tbl ----
 
@@ -497,7 +336,7 @@ TEST_F(EventTableCreation, AnswersAFailedStatement) {
 }
 
 TEST_F(EventTableCreation, FailsOnAFileThatIsNoDatabase) {
-  put_garbage();
+  put_garbage(kLog);
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_TABLE_FAILED);
 }
 

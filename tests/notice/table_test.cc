@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tests/support/appliance.h"
 #include "tests/support/from_library.h"
+#include "tests/support/log_operations.h"
 
 namespace annal::test {
 namespace {
@@ -87,11 +87,7 @@ Rows schema() {
 }
 
 Rows content() {
-  Rows all = schema();
-  for (const Row& row : sql(kLog, "SELECT * FROM ANNAL_NOTICE ORDER BY id;")) {
-    all.push_back(row);
-  }
-  return all;
+  return annal::test::content(kLog, "ANNAL_NOTICE");
 }
 
 Rows triggers() {
@@ -106,23 +102,8 @@ void put_notice_of(std::time_t time) {
   sql(kLog, "INSERT INTO ANNAL_NOTICE (time) VALUES (" + std::to_string(time) + ");");
 }
 
-void put_garbage() {
-  std::ofstream(kLog, std::ios::trunc) << std::string(4096, 'x');
-}
-
-void append(Calls& calls, const Calls& more) {
-  calls.insert(calls.end(), more.begin(), more.end());
-}
-
-// What the library asks of SQLite in one connection.
 Calls connection(const Calls& work, bool waits) {
-  Calls calls = {"open /etc/logs/notice.log"};
-  if (waits) {
-    calls.emplace_back("busy_timeout 20000");
-  }
-  append(calls, work);
-  calls.emplace_back("close");
-  return calls;
+  return annal::test::connection(kLog, work, waits);
 }
 
 Calls trigger_calls(int limit, int batch) {
@@ -176,13 +157,6 @@ void make_table_without(const std::vector<std::string>& missing) {
   put_notice();
 }
 
-template <typename Call>
-std::chrono::steady_clock::duration time_of(const Call& call) {
-  const auto begin = std::chrono::steady_clock::now();
-  call();
-  return std::chrono::steady_clock::now() - begin;
-}
-
 // A log with its table and nothing in it.
 class NoticeTable : public ApplianceTest {
  protected:
@@ -195,26 +169,20 @@ class NoticeTable : public ApplianceTest {
 
 // ---- what all operations of one statement have in common ----
 
-struct Operation {
-  const char* name;
-  int (*call)();
-  Calls work;        // between opening and closing
-  bool waits;        // for a locked file
-  bool builds_text;  // from its arguments
-  int failure;
-  int success = ANNAL_OK;
+constexpr TestedLog kTested{
+    .path = kLog,
+    .table = "ANNAL_NOTICE",
+    .trigger = "annal_notice_logfull",
+    .create = annal_notice_create_tbl,
+    .entry = "INSERT INTO ANNAL_NOTICE (id, user, time) VALUES (7, 'ann', 1);",
 };
-
-void PrintTo(const Operation& operation, std::ostream* out) {
-  *out << operation.name;
-}
 
 int delete_number(unsigned selector, int number) {
   return annal_notice_del(selector, &number);
 }
 
-std::vector<Operation> operations_that(bool (*fit)(const Operation&)) {
-  std::vector<Operation> operations = {
+std::vector<Operation> operations() {
+  return {
       {.name = "Remove",
        .call = [] { return annal_notice_remove_tbl(); },
        .work = {"exec DROP TABLE ANNAL_NOTICE;"},
@@ -277,101 +245,16 @@ std::vector<Operation> operations_that(bool (*fit)(const Operation&)) {
        .builds_text = true,
        .failure = ANNAL_CHANGE_FAILED},
   };
-  std::erase_if(operations, [fit](const Operation& operation) { return !fit(operation); });
-  return operations;
 }
 
-std::string name_of(const testing::TestParamInfo<Operation>& tested) {
-  return tested.param.name;
-}
-
-// Each meets a log with one notice, which every deletion takes.
-class EveryOperation : public NoticeTable, public testing::WithParamInterface<Operation> {
- protected:
-  void SetUp() override {
-    NoticeTable::SetUp();
-    sql(kLog, "INSERT INTO ANNAL_NOTICE (id, user, time) VALUES (7, 'ann', 1);");
-    if (GetParam().work.front().starts_with("exec CREATE TRIGGER")) {
-      sql(kLog, "DROP TRIGGER annal_notice_logfull;");
-    }
-  }
-};
-class EveryBuiltOperation : public EveryOperation {};
-class EveryWaitingOperation : public EveryOperation {};
-class EveryImpatientOperation : public EveryOperation {};
-
-INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryOperation,
-                         testing::ValuesIn(operations_that([](const Operation&) { return true; })), &name_of);
-INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryBuiltOperation,
-                         testing::ValuesIn(operations_that([](const Operation& one) { return one.builds_text; })),
+INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryOperation, testing::ValuesIn(tested(kTested, operations(), Which::kAll)),
                          &name_of);
+INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryBuiltOperation,
+                         testing::ValuesIn(tested(kTested, operations(), Which::kBuildText)), &name_of);
 INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryWaitingOperation,
-                         testing::ValuesIn(operations_that([](const Operation& one) { return one.waits; })), &name_of);
+                         testing::ValuesIn(tested(kTested, operations(), Which::kWait)), &name_of);
 INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryImpatientOperation,
-                         testing::ValuesIn(operations_that([](const Operation& one) { return !one.waits; })), &name_of);
-
-TEST_P(EveryOperation, AsksSqliteForExactlyItsStatement) {
-  EXPECT_EQ(GetParam().call(), GetParam().success);
-  EXPECT_EQ(sqlite.calls(), connection(GetParam().work, GetParam().waits));
-}
-
-TEST_P(EveryOperation, FailsWithoutTheFolder) {
-  remove_log_folder();
-  EXPECT_EQ(GetParam().call(), ANNAL_OPEN_FAILED);
-}
-
-TEST_P(EveryOperation, ClosesWhatCouldNotBeOpened) {
-  const Rows before = content();
-  sqlite.fail("open");
-  EXPECT_EQ(GetParam().call(), ANNAL_OPEN_FAILED);
-  EXPECT_EQ(sqlite.calls(), connection({}, false));
-  EXPECT_EQ(content(), before);
-}
-
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFailedStatement) {
-  const Rows before = content();
-  sqlite.fail(GetParam().work.front().starts_with("exec") ? "exec" : "prepare");
-  EXPECT_EQ(GetParam().call(), GetParam().failure);
-  EXPECT_EQ(sqlite.calls(), connection({GetParam().work.front()}, GetParam().waits));
-  EXPECT_EQ(content(), before);
-}
-
-TEST_P(EveryOperation, AnswersItsOwnCodeWithoutTheTable) {
-  sql(kLog, "DROP TABLE ANNAL_NOTICE;");
-  EXPECT_EQ(GetParam().call(), GetParam().failure);
-}
-
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFileThatIsNoDatabase) {
-  put_garbage();
-  EXPECT_EQ(GetParam().call(), GetParam().failure);
-}
-
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFileThatWasNotThere) {
-  std::remove(kLog);
-  EXPECT_EQ(GetParam().call(), GetParam().failure);
-}
-
-TEST_P(EveryBuiltOperation, OpensNothingWhenItsTextCannotBeBuilt) {
-  std::remove(kLog);
-  sqlite.fail("mprintf");
-  EXPECT_EQ(GetParam().call(), ANNAL_NO_MEMORY);
-  EXPECT_EQ(sqlite.calls(), Calls());
-  EXPECT_FALSE(exists(kLog));
-}
-
-TEST_P(EveryWaitingOperation, WaitsForALock) {
-  const LockHolder lock(kLog, 200ms);
-  EXPECT_EQ(GetParam().call(), GetParam().success);
-}
-
-TEST_P(EveryImpatientOperation, GivesUpAtOnceWhenTheFileIsLocked) {
-  const Rows before = content();
-  {
-    const LockHolder lock(kLog);
-    EXPECT_LT(time_of([] { EXPECT_EQ(GetParam().call(), GetParam().failure); }), 5s);
-  }
-  EXPECT_EQ(content(), before);
-}
+                         testing::ValuesIn(tested(kTested, operations(), Which::kDoNotWait)), &name_of);
 
 // ---- annal_notice_create_tbl ----
 
@@ -488,7 +371,7 @@ TEST_F(NoticeTableCreation, RunsTheIndexesAndNoTriggerWhenTheTableFails) {
 }
 
 TEST_F(NoticeTableCreation, FailsOnAFileThatIsNoDatabase) {
-  put_garbage();
+  put_garbage(kLog);
   EXPECT_EQ(annal_notice_create_tbl(0, 0), ANNAL_TABLE_FAILED);
   EXPECT_EQ(sqlite.calls(), table_calls());
 }
@@ -1050,7 +933,7 @@ TEST_F(OlderNoticeTable, LacksAsManyColumnsAsAreMissing) {
 
 TEST_F(OlderNoticeTable, LacksAll21ColumnsWithoutTheTableOrTheFile) {
   EXPECT_EQ(isAllColumnExist(), 21);
-  put_garbage();
+  put_garbage(kLog);
   EXPECT_EQ(isAllColumnExist(), 21);
 }
 
@@ -1216,7 +1099,7 @@ TEST_F(OlderNoticeTable, IsMadeWhenThereIsNone) {
 }
 
 TEST_F(OlderNoticeTable, IsMadeAnewInPlaceOfAFileThatIsNoDatabase) {
-  put_garbage();
+  put_garbage(kLog);
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
   expect_recreated();
 }
