@@ -4,6 +4,7 @@
 namespace annal {
 
 inline constexpr char kEventLog[] = "/etc/logs/event.log";
+inline constexpr char kConnLog[] = "/etc/logs/conn.log";
 inline constexpr char kNoticeLog[] = "/etc/logs/notice.log";
 
 }  // namespace annal

@@ -27,7 +27,7 @@
  *    that came from outside (a user name, an address, a file name) without having refused single quotes in it first.
  *
  *  - Threads and signals. The library has no thread and no state of its own between calls, apart from the exported
- *    flag below; any number of threads and processes may call it at once, each with records of its own. No function
+ *    flags below; any number of threads and processes may call it at once, each with records of its own. No function
  *    may be called from a signal handler, nor between fork and exec.
  *
  *  - Processes. Storing an event starts commands of the appliance; the functions that do so say it. They share the
@@ -457,6 +457,78 @@ ANNAL_API int annal_event_query_group(annal_row_callback callback, unsigned int 
  * or ANNAL_QUERY_FAILED (no such table, or locked for longer than the wait). Waits up to 20 s.
  */
 ANNAL_API int annal_event_query_count(unsigned int type) ANNAL_NOEXCEPT;
+
+/* ---- connection log: table and maintenance ---- */
+/*
+ * The log's file is /etc/logs/conn.log, its table ANNAL_CONN. Every function here that opens it answers
+ * ANNAL_OPEN_FAILED when it cannot, and ANNAL_NO_MEMORY when its statement cannot be built.
+ */
+
+/*
+ * Creates the table, its indexes and its log-full trigger.
+ *
+ * max_rows: the largest number of entries kept; 0 or less means 10000. del_rows: how many of the oldest entries (by
+ * date, then time) go at once when an insert exceeds it; 0 or less means 1.
+ *
+ * Returns ANNAL_OK; ANNAL_TABLE_FAILED when the table could not be created, as when it is there already; or what
+ * annal_conn_add_trigger_logfull answers, with the table left in place. Waits up to 20 s.
+ */
+ANNAL_API int annal_conn_create_tbl(int max_rows, int del_rows) ANNAL_NOEXCEPT;
+
+/* Drops the table with all its entries. ANNAL_TABLE_FAILED when that fails, as when there is none. Does not wait. */
+ANNAL_API int annal_conn_remove_tbl(void) ANNAL_NOEXCEPT;
+
+/* Deletes every entry and keeps the table. ANNAL_EMPTY_FAILED when that fails. Waits up to 20 s. */
+ANNAL_API int annal_conn_flush_tbl(void) ANNAL_NOEXCEPT;
+
+/*
+ * Creates the log-full trigger; arguments and their defaults as for annal_conn_create_tbl. To change the limits, remove
+ * the trigger first. ANNAL_TRIGGER_FAILED when it fails, as when there is a trigger. Waits up to 20 s.
+ */
+ANNAL_API int annal_conn_add_trigger_logfull(int max_rows, int del_rows) ANNAL_NOEXCEPT;
+
+/* Drops the log-full trigger. ANNAL_REMOVE_TRIGGER_FAILED when that fails, as when there is none. Waits up to 20 s. */
+ANNAL_API int annal_conn_remove_trigger_logfull(void) ANNAL_NOEXCEPT;
+
+/*
+ * Deletes the count oldest entries (by date, then time). A negative count deletes every entry, 0 none.
+ * ANNAL_TRIGGER_FAILED on failure. Waits up to 20 s.
+ */
+ANNAL_API int annal_conn_del_full(int count) ANNAL_NOEXCEPT;
+
+/*
+ * Deletes the entries whose column equals a value. None that matches is a success.
+ *
+ * selector: the column. 0 conn_id, 1 conn_type, 2 conn_date, 3 conn_time, 4 conn_user, 5 conn_ip, 6 conn_comp,
+ * 7 conn_res, 8 conn_serv, 9 conn_action, 10 conn_app, 11 conn_action_result.
+ * value: for 0, 1, 8, 9 and 11 the address of an int, for the others a text. The text goes unescaped between single
+ * quotes into the statement: one with a single quote in it is SQL, not a value.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for another selector or a null value; ANNAL_CHANGE_FAILED when the statement
+ * fails. Does not wait.
+ */
+ANNAL_API int annal_conn_del(unsigned int selector, const void* value) ANNAL_NOEXCEPT;
+
+/*
+ * Tells whether the table has a column, by way of its value in the first row: as annal_event_table_check_column.
+ * Waits up to 20 s.
+ */
+ANNAL_API int annal_conn_table_check_column(const char* column) ANNAL_NOEXCEPT;
+
+/* Adds a column: as annal_event_table_add_column. Does not wait. */
+ANNAL_API int annal_conn_table_add_column(const char* column, int kind, const char* default_text) ANNAL_NOEXCEPT;
+
+/*
+ * Adds the columns that a table made by an earlier release lacks. Returns what annal_common_migrate_db answers for the
+ * connection table. Waits up to 20 s.
+ */
+ANNAL_API int annal_conn_modify_tbl(void) ANNAL_NOEXCEPT;
+
+/* How the filtering connection queries match a user: as is_event_name_matching, for connections. */
+ANNAL_API extern int is_conn_name_matching;
+
+/* Sets is_conn_name_matching to 1 when enable is not 0, else to 0. Returns ANNAL_OK. Touches no file. */
+ANNAL_API int annal_conn_enable_name_matching(int enable) ANNAL_NOEXCEPT;
 
 /* ---- notices: table and maintenance ---- */
 /*
