@@ -36,6 +36,11 @@ struct Answer {
   double plain;
 };
 
+[[noreturn]] void give_up(const char* why) {
+  std::perror(why);
+  _exit(EXIT_FAILURE);
+}
+
 EventRecord event() {
   EventRecord record{};
   record.event_timet = 1600000000;
@@ -100,8 +105,7 @@ void start(Caller& caller) {
   int requests[2];
   int answers[2];
   if (pipe2(requests, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0) {
-    std::perror("pipe");
-    std::exit(EXIT_FAILURE);
+    give_up("no pipe");
   }
   caller.process = fork();
   if (caller.process == 0) {
@@ -118,8 +122,7 @@ void start(Caller& caller) {
 Answer ask(const Caller& caller) {
   Answer answer{};
   if (write(caller.requests, "g", 1) != 1 || read(caller.answers, &answer, sizeof answer) != sizeof answer) {
-    std::perror("a caller has gone");
-    std::exit(EXIT_FAILURE);
+    give_up("a caller has gone");
   }
   return answer;
 }
@@ -132,7 +135,7 @@ double percentile(std::vector<double> values, double share) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 200;
+  const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 200;
   if (rounds < 1) {
     fmt::print(stderr, "usage: forwarding_bench [ROUNDS]\n");
     return EXIT_FAILURE;
@@ -144,7 +147,7 @@ int main(int argc, char** argv) {
     start(caller);
     ask(caller);  // the first of each is paid by start-up
   }
-  for (int round = 0; round < rounds; ++round) {
+  for (long round = 0; round < rounds; ++round) {
     for (Caller& caller : callers) {
       const Answer answer = ask(caller);
       caller.library.push_back(answer.library);

@@ -12,6 +12,7 @@ void ArgumentVector::add(const char* argument) noexcept {
   }
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
 void ArgumentVector::format(const char* format, ...) noexcept {
   if (count_ == most_arguments_) {
     return;

@@ -24,7 +24,7 @@ void add_client_details(ArgumentVector& arguments, const char* prefix, const Cli
   for (const auto& [known, key, variable] : kDetails) {
     const char* value = details.*known;
     if (value == nullptr) {
-      value = std::getenv(variable);
+      value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): callers keep the environment still
     }
     if (value != nullptr) {
       arguments.format("%s%s=%s", prefix, key, value);

@@ -93,7 +93,7 @@ using namespace annal;
 int annal_report_event(unsigned type, const char* message) noexcept {
   const KeptErrno kept;
   // Not inherited by a command that another thread starts meanwhile: this one would never see the end of its input.
-  std::FILE* const command = popen(kNotificationCentre, "we");
+  std::FILE* const command = popen(kNotificationCentre, "we");  // NOLINT(cert-env33-c): the text is constant
   if (command == nullptr) {
     return ANNAL_OK;
   }
