@@ -593,7 +593,7 @@ TEST_F(Forwarding, HandsOnTheCallersMaskThroughAShellThatKeepsIt) {
   }
   survive([] {
     ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-    ASSERT_EQ(mount("/bin/bash", "/bin/sh", nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount("/bin/bash", "/bin/sh", "none", MS_BIND, nullptr), 0);
     block({SIGUSR1});
     ASSERT_EQ(mask_behind_a_shell(), std::vector<int>{SIGUSR1});
     expect_mask_handed_on(kForwarders[0], {SIGUSR1});

@@ -12,7 +12,7 @@ const char* shown(const char* text) {
 
 template <typename... Values>
 int write_down(const char* consumer, const char* format, Values... values) {
-  const char* folder = std::getenv("DEMO_RECEIVED");
+  const char* folder = std::getenv("DEMO_RECEIVED");  // NOLINT(concurrency-mt-unsafe): annalctl has one thread
   char path[256];
   static_cast<void>(std::snprintf(path, sizeof path, "%s/%s", folder != nullptr ? folder : "/tmp", consumer));
   if (std::FILE* const file = std::fopen(path, "we")) {
