@@ -230,7 +230,8 @@ ANNAL_API void auto_free_str(void* slot) ANNAL_NOEXCEPT;
  * then time) go at once when an insert exceeds the limit; 0 or less means 1.
  *
  * Returns ANNAL_OK; ANNAL_TABLE_FAILED when the table could not be created, as when it is there already; or what
- * annal_event_add_trigger_logfull answers, with the table left in place. Waits up to 20 s.
+ * annal_event_add_trigger_logfull answers, with the table left in place. Waits up to 20 s, for the table and again for
+ * the trigger.
  */
 ANNAL_API int annal_event_create_tbl(int limit, int batch) ANNAL_NOEXCEPT;
 
@@ -471,7 +472,8 @@ ANNAL_API int annal_event_query_count(unsigned int type) ANNAL_NOEXCEPT;
  * date, then time) go at once when an insert exceeds it; 0 or less means 1.
  *
  * Returns ANNAL_OK; ANNAL_TABLE_FAILED when the table could not be created, as when it is there already; or what
- * annal_conn_add_trigger_logfull answers, with the table left in place. Waits up to 20 s.
+ * annal_conn_add_trigger_logfull answers, with the table left in place. Waits up to 20 s, for the table and again for
+ * the trigger.
  */
 ANNAL_API int annal_conn_create_tbl(int max_rows, int del_rows) ANNAL_NOEXCEPT;
 

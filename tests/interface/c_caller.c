@@ -1,4 +1,4 @@
-/* The library as a program in C uses it: every event function called once, with results that a mistake would change. */
+/* The library as a program in C uses it: every function called once, with results that a mistake would change. */
 #include <stdio.h>
 #include <string.h>
 
@@ -58,6 +58,38 @@ int main(void) {
   EXPECT(annal_event_add_trigger_logfull(5, 1) == ANNAL_OK);
   EXPECT(annal_event_flush_tbl() == ANNAL_OK && annal_event_query_count(0) == 0);
   EXPECT(annal_event_remove_tbl() == ANNAL_OK);
+
+  EXPECT(annal_report_event(1, "by itself") == ANNAL_OK);
+  SendEventToLumod(&record);
+  EXPECT(send_event_log_to_orca(&record, 1600000000UL) == ANNAL_OK);
+
+  EXPECT(annal_conn_create_tbl(0, 0) == ANNAL_OK);
+  EXPECT(annal_conn_table_check_column("conn_id") == ANNAL_QUERY_FAILED);
+  EXPECT(annal_conn_table_add_column("extra", 0, "") == ANNAL_OK);
+  EXPECT(annal_conn_modify_tbl() == ANNAL_CHANGE_FAILED);
+  EXPECT(annal_conn_del(1, &type) == ANNAL_OK);
+  EXPECT(annal_conn_del_full(1) == ANNAL_OK);
+  EXPECT(annal_conn_flush_tbl() == ANNAL_OK);
+  EXPECT(annal_conn_remove_trigger_logfull() == ANNAL_OK);
+  EXPECT(annal_conn_add_trigger_logfull(5, 1) == ANNAL_OK);
+  EXPECT(annal_conn_remove_tbl() == ANNAL_OK);
+  EXPECT(annal_conn_enable_name_matching(1) == 0 && is_conn_name_matching == 1);
+
+  EXPECT(annal_notice_create_tbl(0, 0) == ANNAL_OK);
+  EXPECT(annal_notice_table_check_column("id") == ANNAL_QUERY_FAILED);
+  EXPECT(isAllColumnExist() == 21);
+  EXPECT(AnnalNoticeModifyTbl() == ANNAL_CHANGE_FAILED);
+  EXPECT(annal_notice_table_add_column("extra", 0, "") == ANNAL_OK);
+  EXPECT(annal_notice_del(1, &type) == ANNAL_OK);
+  EXPECT(AnnalNoticeDellogByClientTime(1) == ANNAL_OK);
+  EXPECT(annal_notice_flush_tbl() == ANNAL_OK);
+  EXPECT(annal_notice_remove_trigger_logfull() == ANNAL_OK);
+  EXPECT(annal_notice_add_trigger_logfull(5, 1) == ANNAL_OK);
+  EXPECT(annal_notice_remove_tbl() == ANNAL_OK);
+  EXPECT(ChangeLogTypeToNoticeSeverity(2) == 3);
+  EXPECT(notice_facility_list[21].number == -1);
+  EXPECT(Get_Facility_String_By_Facility(99, text, (int)sizeof text) == 0 && strcmp(text, "Background Task") == 0);
+
   EXPECT(annal_common_pack_db() == ANNAL_TABLE_FAILED);
   EXPECT(annal_common_migrate_db("/etc/logs/event.log", "NONE", NULL, 0) == ANNAL_OK);
   EXPECT(annal_checkip(ip) == ANNAL_OK && strcmp(ip, "10.0.0.5") == 0);
