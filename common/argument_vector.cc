@@ -20,6 +20,7 @@ void ArgumentVector::format(const char* format, ...) noexcept {
   const std::size_t room = kTextRoom - used_;
   va_list values;
   va_start(values, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the analyzer misses the line above in a variadic member
   const int length = std::vsnprintf(text_ + used_, room, format, values);
   va_end(values);
   if (length < 0) {
