@@ -1,5 +1,7 @@
 #include "common/database.h"
 
+#include <cstring>
+
 namespace annal {
 
 namespace {
@@ -28,6 +30,19 @@ PreparedStatement::PreparedStatement(const Database& database, const char* sql) 
 
 PreparedStatement::~PreparedStatement() {
   sqlite3_finalize(handle_);
+}
+
+bool PreparedStatement::bind(int place, int value) const noexcept {
+  return sqlite3_bind_int(handle_, place, value) == SQLITE_OK;
+}
+
+bool PreparedStatement::bind(int place, const char* text) const noexcept {
+  const auto length = static_cast<int>(std::strlen(text));
+  return sqlite3_bind_text(handle_, place, text, length, SQLITE_STATIC) == SQLITE_OK;
+}
+
+void PreparedStatement::reset() const noexcept {
+  sqlite3_reset(handle_);
 }
 
 int PreparedStatement::step() const noexcept {

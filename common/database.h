@@ -35,6 +35,13 @@ class PreparedStatement {
 
   [[nodiscard]] bool prepared() const noexcept { return handle_ != nullptr; }
 
+  // Place 1 is the first. A text is not copied: it stays as it is until the statement has been reset.
+  [[nodiscard]] bool bind(int place, int value) const noexcept;
+  [[nodiscard]] bool bind(int place, const char* text) const noexcept;
+
+  // Ready for the next step; values stay bound.
+  void reset() const noexcept;
+
   // SQLITE_ROW, SQLITE_DONE or an error. A statement that could not be prepared answers an error.
   [[nodiscard]] int step() const noexcept;
   [[nodiscard]] int integer(int column) const noexcept;

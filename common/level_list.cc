@@ -13,7 +13,11 @@ constexpr int kPieces = 3;
 constexpr unsigned kHighestLevel = 2;
 }  // namespace
 
-LevelCondition::LevelCondition(const char* list, const char* column) noexcept {
+LevelClause::LevelClause(const LevelFilter& filter, const char* list) noexcept {
+  fill_field(text_, filter.prefix, kRoomForPrefix);
+  char* const condition = text_ + strnlen(text_, kRoomForPrefix - 1);
+  *condition = '\0';
+
   char pieces[64] = "";
   fill_field(pieces, list, sizeof pieces - 1);
 
@@ -25,12 +29,13 @@ LevelCondition::LevelCondition(const char* list, const char* column) noexcept {
     if (static_cast<unsigned>(level) > kHighestLevel) {
       continue;
     }
-    const std::size_t room = sizeof text_ - length;
-    const int written = std::snprintf(text_ + length, room, "%s(%s =%d )", length == 0 ? "" : " or ", column, level);
+    const std::size_t room = kRoomForCondition - length;
+    const int written =
+        std::snprintf(condition + length, room, "%s(%s =%d )", length == 0 ? "" : " or ", filter.column, level);
     if (written > 0 && static_cast<std::size_t>(written) < room) {
       length += static_cast<std::size_t>(written);
     } else {
-      text_[length] = '\0';  // a level that does not fit is left out whole
+      condition[length] = '\0';  // a level that does not fit is left out whole
     }
   }
 }

@@ -1,20 +1,28 @@
-// The levels that a polling client asks for, as a condition of its statement.
+// The levels that a polling client asks for, as a clause of its statement.
 #pragma once
 
 namespace annal {
 
-class LevelCondition {
+// How a statement asks for levels.
+struct LevelFilter {
+  const char* prefix;  // the WHERE, with a blank behind it or without: both are as other programs' traces know them
+  const char* column;
+};
+
+class LevelClause {
  public:
   // list: stored levels separated by commas, such as "0,2". The first three pieces count, and of these the levels 0 to
-  // 2; a piece that is no number reads as 0. column: the log's level column.
-  LevelCondition(const char* list, const char* column) noexcept;
+  // 2; a piece that is no number reads as 0.
+  LevelClause(const LevelFilter& filter, const char* list) noexcept;
 
-  // "(event_type =0 ) or (event_type =2 )"; empty without a valid level. Such a condition makes the statement fail,
-  // which is how a client learns of a wrong list.
+  // "where (event_type =0 ) or (event_type =2 )"; the prefix alone without a valid level. Such a clause makes the
+  // statement fail, which is how a client learns of a wrong list.
   [[nodiscard]] const char* text() const noexcept { return text_; }
 
  private:
-  char text_[64] = "";
+  static constexpr unsigned kRoomForPrefix = 8;
+  static constexpr unsigned kRoomForCondition = 64;
+  char text_[kRoomForPrefix + kRoomForCondition];
 };
 
 }  // namespace annal

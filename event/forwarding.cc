@@ -11,6 +11,7 @@
 #include "common/detached.h"
 #include "common/held_sigpipe.h"
 #include "common/kept_errno.h"
+#include "common/recorder.h"
 #include "platform/platform.h"
 
 namespace annal {
@@ -28,17 +29,6 @@ constexpr Surroundings kLogCentre{
     .streams = Surroundings::Streams::kSeparate,
     .script = Surroundings::Script::kRun,
     .status_without_command = 1,
-};
-
-// A recorder is there when its connection tool is: the two tools are installed together, and that one has always been
-// asked for.
-constexpr char kRecorderInstalled[] = "/sbin/orcapro_conn_log_tool";
-constexpr Surroundings kRecorder{
-    .first_child = Surroundings::FirstChild::kKeepsStreams,
-    .session = Surroundings::Session::kOwn,
-    .streams = Surroundings::Streams::kShared,
-    .script = Surroundings::Script::kRefused,
-    .status_without_command = 0,
 };
 
 constexpr int kWarning = 1;

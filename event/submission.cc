@@ -26,6 +26,8 @@ constexpr FieldBound kBounds[] = {
     {offsetof(EventRecord, event_category), 128, nullptr},
 };
 
+constexpr std::size_t kTextsEnd = offsetof(EventRecord, event_client_agent) + sizeof EventRecord::event_client_agent;
+
 constexpr unsigned kHighestType = 2;
 
 // The last byte of most fields is left alone: callers see exactly the bytes written that they always have.
@@ -63,16 +65,6 @@ void normalise(EventRecord& record) noexcept {
     fill_field(record.event_client_app, kHostName, 128);
   }
   Skip_Unicode_Control_Characters(record.event_desc);
-}
-
-// The client fields are the only ones without a bound, so that an overlong one runs on into the next field. What lies
-// behind the record is not the caller's to hand over: in this copy the last text ends with the record.
-EventRecord ended(const EventRecord& record) noexcept {
-  constexpr std::size_t kTextsEnd = offsetof(EventRecord, event_client_agent) + sizeof record.event_client_agent;
-  static_assert(kTextsEnd < sizeof record, "an alignment byte is there to end the last text");
-  EventRecord copy{};
-  std::memcpy(&copy, &record, kTextsEnd);
-  return copy;
 }
 
 int store(const EventRecord& record) noexcept {
@@ -149,7 +141,7 @@ int annal_event_add_msgid_ex3(EventRecord* record) noexcept {
     return ANNAL_BAD_ARGUMENT;
   }
   normalise(*record);
-  const EventRecord event = ended(*record);
+  const auto event = ended<kTextsEnd>(*record);
   const int stored = store(event);
   if (stored == ANNAL_OK) {
     forward(event);

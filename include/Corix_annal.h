@@ -30,10 +30,10 @@
  *    flags below; any number of threads and processes may call it at once, each with records of its own. No function
  *    may be called from a signal handler, nor between fork and exec.
  *
- *  - Processes. Storing an event starts commands of the appliance; the functions that do so say it. They share the
- *    caller's memory until they run, so the cost does not grow with the caller, and they inherit the descriptors that
- *    the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with no child; a
- *    SIGCHLD handler of its own may see one come and go. A command that cannot be run is nobody's failure.
+ *  - Processes. Storing an event or a connection starts commands of the appliance; the functions that do so say it.
+ * They share the caller's memory until they run, so the cost does not grow with the caller, and they inherit the
+ * descriptors that the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with no
+ * child; a SIGCHLD handler of its own may see one come and go. A command that cannot be run is nobody's failure.
  */
 #ifndef CORIX_ANNAL_H
 #define CORIX_ANNAL_H
@@ -148,6 +148,44 @@ typedef struct EventRecordEx {
   char event_category_id[65];
   char event_category[129];
 } EventRecordEx;
+
+/*
+ * One connection, as annal_conn_add2 takes it. Texts are UTF-8, end with a zero byte inside their field, and empty
+ * where there is nothing to say; zero the record before filling it. ConnRecordV1 is what callers of earlier releases
+ * were compiled with.
+ */
+typedef struct ConnRecord {
+  int32_t conn_id;             /* not read */
+  int32_t conn_type;           /* level: 0 information, 1 warning, 2 error */
+  char conn_date[28];          /* neither read nor written: the log stamps the entry itself */
+  char conn_time[28];          /* likewise */
+  char conn_user[65];          /* user name */
+  char conn_ip[65];            /* client address, IPv4 or IPv6 */
+  char conn_comp[65];          /* client computer name */
+  char conn_res[1025];         /* resource: the path, share or page that was accessed */
+  int32_t conn_serv;           /* service number, 0 to 12 */
+  int32_t conn_action;         /* action number, 0 to 36 */
+  char conn_app[257];          /* application name */
+  int32_t conn_action_result;  /* 0 or 13, nothing else */
+  char conn_client_id[65];     /* client identifier */
+  char conn_client_app[129];   /* client application */
+  char conn_client_agent[257]; /* client's user agent */
+} ConnRecord;
+
+typedef struct ConnRecordV1 {
+  int32_t conn_id;
+  int32_t conn_type;
+  char conn_date[28];
+  char conn_time[28];
+  char conn_user[65];
+  char conn_ip[65];
+  char conn_comp[65];
+  char conn_res[1025];
+  int32_t conn_serv;
+  int32_t conn_action;
+  char conn_app[257];
+  int32_t conn_action_result;
+} ConnRecordV1;
 
 /* One entry of notice_facility_list. */
 typedef struct NoticeFacility {
@@ -531,6 +569,207 @@ ANNAL_API extern int is_conn_name_matching;
 
 /* Sets is_conn_name_matching to 1 when enable is not 0, else to 0. Returns ANNAL_OK. Touches no file. */
 ANNAL_API int annal_conn_enable_name_matching(int enable) ANNAL_NOEXCEPT;
+
+/* ---- connection log: submission ---- */
+
+/*
+ * Stores one connection, and hands it to the appliance's other log consumers.
+ *
+ * A WARNING. conn_user, conn_ip, conn_comp and conn_app go unescaped between single quotes into the statement. A quote
+ * in one of them ends the text there: at best the statement fails with ANNAL_INSERT_FAILED and the entry is lost, at
+ * worst the rest of a crafted name is run as SQL. Names that came from the network, such as the user of a failed
+ * log-in, belong into annal_conn_add_entries2, also when there is only one: it binds its values, and a quote is a
+ * character like any other.
+ *
+ * record: the connection, changed in place as follows once its checks are passed, whether or not it can then be stored.
+ *   - empty conn_user becomes "---", and the field is zero bytes to its end;
+ *   - conn_ip is normalised as annal_checkip does it, and becomes "---", zero bytes to the field's end, when it is no
+ *     address: that is no error;
+ *   - empty conn_comp becomes "localhost", zero bytes to 64;
+ *   - empty conn_res, conn_app, conn_client_id, conn_client_app and conn_client_agent become "---"; the bytes behind
+ *     the terminator stay;
+ *   - with neither address nor client application ("---" in both, or what begins so), conn_client_app becomes
+ *     "localhost": it is the appliance's own;
+ *   - Unicode control characters are removed from conn_res.
+ * The entry is stamped with the current local date and time.
+ *
+ * Bounds, in bytes: 64 for conn_user, conn_ip and conn_comp, 256 for conn_app, 1024 for conn_res. The client fields are
+ * not checked: a text that is not terminated inside its field is read on into the next, though never beyond the record.
+ *
+ * Returns
+ *   ANNAL_OK             the connection is stored, whatever became of the rest;
+ *   ANNAL_TOO_LONG       a field is longer than its bound;
+ *   ANNAL_BAD_ARGUMENT   a null record, a conn_type above 2, conn_serv above 12, conn_action above 36 or one of these
+ *                        negative, or a conn_action_result other than 0 and 13;
+ *   ANNAL_NO_MEMORY      the statement could not be built;
+ *   ANNAL_OPEN_FAILED    /etc/logs/conn.log could not be opened;
+ *   ANNAL_INSERT_FAILED  a quote in a field, or the file is locked, damaged, full or has no such table. Nothing is
+ *                        stored and nothing handed on.
+ * Waits up to 20 s.
+ *
+ * A stored connection, as the record now holds it, then goes to the log centre (as a detached "/usr/local/sbin/evsh"
+ * "lumo.add_local_access_log", with level, action, service and action result as sets in which number n is bit n - 1),
+ * to SendConnToZSyslogd, and to the recorder (send_conn_log_to_orca). Starts processes and waits for none of them.
+ */
+ANNAL_API int annal_conn_add2(ConnRecord* record) ANNAL_NOEXCEPT;
+
+/* The same for callers of earlier releases: works on a copy whose client fields are empty. Results as above. */
+ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
+
+/*
+ * Stores many connections in one transaction, which is much cheaper than one by one, and hands each to the other
+ * consumers as annal_conn_add2 does. Every value is bound: no character in a text has a meaning to SQL. This is the
+ * form for names that came from the network.
+ *
+ * records: an array of count records, changed in place. A record that annal_conn_add2 would refuse for its bounds is
+ *   skipped silently, unchanged: no row, nothing handed on. The others are changed as by annal_conn_add2, except that
+ *   an empty conn_user becomes "System", that what is no address becomes "127.0.0.1" (zero bytes to 64), and that
+ *   conn_client_app "---" becomes "localhost" for the addresses that begin with "127.0.0.1". May be null when count is
+ *   0 or less; then only an empty transaction is run.
+ * inserted: set to 0, then to the number of rows inserted. A record whose insert failed is not counted, yet handed on.
+ *   After a failure code no row is stored, whatever the number says.
+ *
+ * Returns ANNAL_OK when the transaction is committed, also when records were skipped: compare inserted with count;
+ * ANNAL_BAD_ARGUMENT for a null inserted, or null records with a count above 0; ANNAL_OPEN_FAILED; ANNAL_INSERT_FAILED
+ * when the commit failed; ANNAL_BATCH_FAILED when no transaction could be begun in seven attempts.
+ *
+ * It mends a broken log by force. When the statement cannot be prepared, or the transaction not begun, twice in a row
+ * (a file that is no database, that has no table, or that stays locked longer than the wait), the file is DELETED and
+ * created anew with annal_conn_create_tbl(0, 0) before each further attempt.
+ *
+ * Waits up to 20 s in each attempt, and holds the log's write lock until the last record has been handed on. Starts
+ * processes and waits for none of them.
+ */
+ANNAL_API int annal_conn_add_entries2(ConnRecord* records, int count, int* inserted) ANNAL_NOEXCEPT;
+
+/* The same for callers of earlier releases: works on copies whose client fields are empty. Results as above. */
+ANNAL_API int annal_conn_add_entries(const ConnRecordV1* records, int count, int* inserted) ANNAL_NOEXCEPT;
+
+/*
+ * Sends a connection to the video-surveillance recorder when the action is 9, 10 or 11 and a recorder is installed,
+ * that is, when "/sbin/orcapro_conn_log_tool" exists: starts that tool with the type behind "-t", the current time
+ * "-l", user "-u", ip "-p", computer "-m", service "-s", action "-c" and resource "-a". A null text is sent as
+ * "(null)".
+ *
+ * Returns ANNAL_OK always. Touches no log. Starts a process and does not wait for it.
+ */
+ANNAL_API int send_conn_log_to_orca(int type, const char* user, const char* ip, const char* comp, int serv, int action,
+                                    const char* res) ANNAL_NOEXCEPT;
+
+/* ---- connection log: queries ---- */
+/*
+ * What the connection queries share:
+ *
+ * db_path: the file to read; null means /etc/logs/conn.log. Counts and the polling clients' queries always read that.
+ *
+ * callback: gets the fifteen columns of the table for each row, in the table's own order; the grouping queries add
+ * "COUNT(*)", the size of the group. context is handed to it as it is.
+ *
+ * sort: 0 date and time, 2 time and date, 4 type, 6 user, 8 address, 10 computer, 12 id, 14 service, 16 action,
+ * 18 application, 20 action result; one more for the reverse order.
+ *
+ * start, end: the rows from start up to, but not including, end, counted from 0. 0 and 0 mean all rows.
+ *
+ * type_mode: 0 all connections, 1 information, 2 warnings, 3 errors (one more than the stored conn_type).
+ *
+ * group: 0 id, 1 type, 2 date, 3 time, 4 user, 5 address, 6 computer, 7 resource, 8 service, 9 action, 10 application,
+ * 11 action result. Unlike the events' groups, these are not split by type.
+ *
+ * The filters, all of which a row must pass:
+ *   date_from, date_to    the dates between, both included, as "2026-01-31"; a null date_from means any time, while
+ *                         date_to is then not looked at. With date_from given, date_to must be given too.
+ *   time_from, time_to    with them the period is from one date and time to the other, as "23:59:59". Not looked at
+ *                         without date_from; with time_from given, time_to must be given too.
+ *   user                  contained in the user name, or the name itself (is_conn_name_matching); null means any
+ *   ip, comp, res, app, client_id, client_app, client_agent
+ *                         contained in the column; null means any. As in every LIKE of SQLite, "%" and "_" stand for
+ *                         any text and any character, and ASCII letters are the same in both cases.
+ *   serv                  the service number, up to 12; 0 means any
+ *   action                the action number, up to 36; 0 means any
+ *   action_result         13, or 0 for any
+ * Every text is escaped: nothing in it has a meaning to SQL.
+ *
+ * Listing and grouping return ANNAL_OK; ANNAL_BAD_ARGUMENT for a sort above 21, a range that is negative or inverted, a
+ * type_mode above 3, a group above 11, or a filter's number out of its range; ANNAL_NO_MEMORY; ANNAL_OPEN_FAILED;
+ * ANNAL_QUERY_FAILED when the statement fails or the callback stops it. Rows that were delivered before a failure stay
+ * delivered. Counting returns the number of rows, or one of these codes. All wait up to 20 s.
+ */
+
+/* Lists connections. */
+ANNAL_API int annal_conn_query(const char* db_path, annal_row_callback callback, unsigned int sort, int start, int end,
+                               unsigned int type_mode, void* context) ANNAL_NOEXCEPT;
+
+/* Lists connections that pass the filters. Each later form takes the earlier one's arguments and further filters. */
+ANNAL_API int annal_conn_query_ex(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
+                                  int end, unsigned int type_mode, const char* date_from, const char* date_to,
+                                  const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                  int action, void* context, const char* time_from, const char* time_to,
+                                  const char* app) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_ex2(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
+                                   int end, unsigned int type_mode, const char* date_from, const char* date_to,
+                                   const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                   int action, void* context, const char* time_from, const char* time_to,
+                                   const char* app, int action_result) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
+                                   int end, unsigned int type_mode, const char* date_from, const char* date_to,
+                                   const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                   int action, void* context, const char* time_from, const char* time_to,
+                                   const char* app, int action_result, const char* client_id, const char* client_app,
+                                   const char* client_agent) ANNAL_NOEXCEPT;
+
+/* Counts connections: all, or those that pass the filters. */
+ANNAL_API int annal_conn_query_count(unsigned int type_mode) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_count_ex(unsigned int type_mode, const char* date_from, const char* date_to,
+                                        const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                        int action, const char* time_from, const char* time_to,
+                                        const char* app) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_count_ex2(unsigned int type_mode, const char* date_from, const char* date_to,
+                                         const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                         int action, const char* time_from, const char* time_to, const char* app,
+                                         int action_result) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_count_ex3(unsigned int type_mode, const char* date_from, const char* date_to,
+                                         const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                         int action, const char* time_from, const char* time_to, const char* app,
+                                         int action_result, const char* client_id, const char* client_app,
+                                         const char* client_agent) ANNAL_NOEXCEPT;
+
+/* List one connection of each group, with the group's size; which one of the group is SQLite's choice. */
+ANNAL_API int annal_conn_query_group(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
+                                     int end, unsigned int type_mode, unsigned int group, void* context) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_group_ex(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
+                                        int end, unsigned int type_mode, const char* date_from, const char* date_to,
+                                        const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                        int action, unsigned int group, void* context, const char* time_from,
+                                        const char* time_to, const char* app) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
+                                         int end, unsigned int type_mode, const char* date_from, const char* date_to,
+                                         const char* user, const char* ip, const char* comp, const char* res, int serv,
+                                         int action, unsigned int group, void* context, const char* time_from,
+                                         const char* time_to, const char* app, int action_result) ANNAL_NOEXCEPT;
+
+/*
+ * What a polling client asks for: the connections of some levels since it last looked.
+ *
+ * levels: stored types (0, 1, 2) separated by commas, as "0,2". The first three count; what is no level is left out,
+ *   and without any the call answers ANNAL_QUERY_FAILED. At most 63 bytes are read.
+ * client_time: seconds since 1970 as a text, which goes into the statement as a bare expression: it must be a number.
+ * days: only connections of the last so many days, of 86400 seconds each.
+ * sort: as above, but accepted up to 25. The listing sorts by 0 to 17 only, the grouping by 0 to 21.
+ * group_text: a text of the caller's that goes, unescaped, behind the levels into the inner selection, such as
+ *   "group by conn_user"; not null.
+ *
+ * The count and the grouping leave out what is stamped in the future, the listing does not. Results as above;
+ * ANNAL_BAD_ARGUMENT also for a null levels, client_time or group_text, or negative days.
+ */
+ANNAL_API int annal_conn_query_byclientTime_count_ex(const char* levels, const char* client_time,
+                                                     int days) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_byclientTime_ex(annal_row_callback callback, const char* levels, const char* client_time,
+                                               int days, int start, int end, unsigned int sort,
+                                               void* context) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_byclientTime_group(annal_row_callback callback, const char* levels,
+                                                  const char* client_time, int days, int start, int end,
+                                                  unsigned int sort, const char* group_text,
+                                                  void* context) ANNAL_NOEXCEPT;
 
 /* ---- notices: table and maintenance ---- */
 /*

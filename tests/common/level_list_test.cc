@@ -8,12 +8,18 @@ namespace annal {
 namespace {
 
 std::string condition(const std::string& list) {
-  return LevelCondition(list.c_str(), "event_type").text();
+  return LevelClause({"", "event_type"}, list.c_str()).text();
+}
+
+TEST(LevelList, BeginsWithThePrefixAsItIs) {
+  EXPECT_STREQ(LevelClause({"where ", "event_type"}, "1").text(), "where (event_type =1 )");
+  EXPECT_STREQ(LevelClause({"where", "event_type"}, "1").text(), "where(event_type =1 )");
+  EXPECT_STREQ(LevelClause({"where ", "event_type"}, "7").text(), "where ");
 }
 
 TEST(LevelList, JoinsItsLevelsInTheirOrder) {
   EXPECT_EQ(condition("2,0"), "(event_type =2 ) or (event_type =0 )");
-  EXPECT_STREQ(LevelCondition("1", "conn_type").text(), "(conn_type =1 )");
+  EXPECT_STREQ(LevelClause({"", "conn_type"}, "1").text(), "(conn_type =1 )");
 }
 
 TEST(LevelList, HasRoomForThreeLevels) {
@@ -47,7 +53,7 @@ TEST(LevelList, ReadsSixtyThreeCharactersAtMost) {
 }
 
 TEST(LevelList, LeavesOutALevelThatDoesNotFit) {
-  const LevelCondition condition("0,1,2", "a_rather_long_name");
+  const LevelClause condition({"", "a_rather_long_name"}, "0,1,2");
   EXPECT_STREQ(condition.text(), "(a_rather_long_name =0 ) or (a_rather_long_name =1 )");
 }
 

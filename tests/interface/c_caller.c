@@ -20,6 +20,62 @@ static int remember_last_message(void* context, int columns, char** values, char
   return 0;
 }
 
+static int remember_user(void* context, int columns, char** values, char** names) {
+  EXPECT(columns >= 15 && strcmp(names[4], "conn_user") == 0);
+  snprintf((char*)context, 64, "%s", values[4]);
+  return 0;
+}
+
+static void store_and_search_connections(void) {
+  const char* from = "2000-01-01";
+  const char* to = "2999-12-31";
+  const char* earliest = "00:00:00";
+  const char* latest = "23:59:59";
+  char text[64] = "";
+  int inserted = -1;
+  ConnRecord record;
+  ConnRecordV1 older;
+
+  memset(&record, 0, sizeof record);
+  memset(&older, 0, sizeof older);
+  strcpy(record.conn_user, "ann");
+  strcpy(older.conn_user, "bob");
+  older.conn_action_result = 13;
+  EXPECT(annal_conn_add2(&record) == ANNAL_OK && strcmp(record.conn_ip, "---") == 0);
+  EXPECT(annal_conn_add(&older) == ANNAL_OK);
+  EXPECT(annal_conn_add_entries2(&record, 1, &inserted) == ANNAL_OK && inserted == 1);
+  EXPECT(annal_conn_add_entries(&older, 1, &inserted) == ANNAL_OK && inserted == 1);
+  EXPECT(send_conn_log_to_orca(0, "ann", NULL, "pc", 1, 8, "/") == ANNAL_OK);
+
+  EXPECT(annal_conn_query_count(0) == 4);
+  EXPECT(annal_conn_query_count_ex(0, from, to, "bob", NULL, NULL, NULL, 0, 0, earliest, latest, NULL) == 2);
+  EXPECT(annal_conn_query_count_ex2(0, from, to, NULL, NULL, NULL, NULL, 0, 0, earliest, latest, NULL, 13) == 2);
+  EXPECT(annal_conn_query_count_ex3(0, NULL, NULL, NULL, NULL, NULL, NULL, 0, 0, NULL, NULL, NULL, 0, NULL, "local",
+                                    NULL) == 4);
+  EXPECT(annal_conn_query(NULL, remember_user, 13, 0, 1, 1, text) == ANNAL_OK && strcmp(text, "bob") == 0);
+  EXPECT(annal_conn_query_ex(NULL, remember_user, 12, 0, 1, 0, from, to, "ann", NULL, NULL, NULL, 0, 0, text, earliest,
+                             latest, NULL) == ANNAL_OK &&
+         strcmp(text, "ann") == 0);
+  EXPECT(annal_conn_query_ex2(NULL, remember_user, 12, 0, 0, 0, from, to, NULL, NULL, NULL, NULL, 0, 0, text, NULL,
+                              NULL, NULL, 13) == ANNAL_OK &&
+         strcmp(text, "bob") == 0);
+  EXPECT(annal_conn_query_ex3(NULL, remember_user, 12, 0, 0, 0, from, to, "ann", NULL, NULL, NULL, 0, 0, text, NULL,
+                              NULL, NULL, 0, NULL, NULL, "-") == ANNAL_OK &&
+         strcmp(text, "ann") == 0);
+  EXPECT(annal_conn_query_group(NULL, remember_user, 7, 0, 0, 0, 4, text) == ANNAL_OK && strcmp(text, "ann") == 0);
+  EXPECT(annal_conn_query_group_ex(NULL, remember_user, 6, 0, 0, 0, from, to, NULL, NULL, NULL, NULL, 0, 0, 4, text,
+                                   NULL, NULL, NULL) == ANNAL_OK &&
+         strcmp(text, "bob") == 0);
+  EXPECT(annal_conn_query_group_ex2(NULL, remember_user, 7, 0, 0, 0, from, to, NULL, NULL, NULL, NULL, 0, 0, 4, text,
+                                    NULL, NULL, NULL, 13) == ANNAL_OK &&
+         strcmp(text, "bob") == 0);
+  EXPECT(annal_conn_query_byclientTime_count_ex("0,1,2", "0", 1) == 4);
+  EXPECT(annal_conn_query_byclientTime_ex(remember_user, "0", "0", 1, 0, 1, 12, text) == ANNAL_OK &&
+         strcmp(text, "ann") == 0);
+  EXPECT(annal_conn_query_byclientTime_group(remember_user, "0", "0", 1, 0, 0, 6, "group by conn_user", text) ==
+         ANNAL_OK);
+}
+
 int main(void) {
   char text[64] = "";
   char ip[65] = "::ffff:10.0.0.5";
@@ -64,6 +120,8 @@ int main(void) {
   EXPECT(send_event_log_to_orca(&record, 1600000000UL) == ANNAL_OK);
 
   EXPECT(annal_conn_create_tbl(0, 0) == ANNAL_OK);
+  store_and_search_connections();
+  EXPECT(annal_conn_flush_tbl() == ANNAL_OK);
   EXPECT(annal_conn_table_check_column("conn_id") == ANNAL_QUERY_FAILED);
   EXPECT(annal_conn_table_add_column("extra", 0, "") == ANNAL_OK);
   EXPECT(annal_conn_modify_tbl() == ANNAL_CHANGE_FAILED);

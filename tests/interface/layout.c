@@ -44,6 +44,29 @@ HOLDS(EventRecordEx_size, sizeof(EventRecordEx) == 2776);
 COMMON_FIELDS(EventRecordEx);
 EXTENDED_FIELDS(EventRecordEx);
 
+#define CONN_FIELDS(record)      \
+  AT(record, conn_id, 0);        \
+  AT(record, conn_type, 4);      \
+  AT(record, conn_date, 8);      \
+  AT(record, conn_time, 36);     \
+  AT(record, conn_user, 64);     \
+  AT(record, conn_ip, 129);      \
+  AT(record, conn_comp, 194);    \
+  AT(record, conn_res, 259);     \
+  AT(record, conn_serv, 1284);   \
+  AT(record, conn_action, 1288); \
+  AT(record, conn_app, 1292);    \
+  AT(record, conn_action_result, 1552)
+
+HOLDS(ConnRecord_size, sizeof(ConnRecord) == 2008);
+CONN_FIELDS(ConnRecord);
+AT(ConnRecord, conn_client_id, 1556);
+AT(ConnRecord, conn_client_app, 1621);
+AT(ConnRecord, conn_client_agent, 1750);
+
+HOLDS(ConnRecordV1_size, sizeof(ConnRecordV1) == 1556);
+CONN_FIELDS(ConnRecordV1);
+
 HOLDS(AnnalColumn_size, sizeof(AnnalColumn) == 2 * sizeof(void*));
 AT(AnnalColumn, name, 0);
 AT(AnnalColumn, add_sql, sizeof(void*));

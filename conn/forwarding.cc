@@ -1,0 +1,108 @@
+#include "conn/forwarding.h"
+
+#include <sys/stat.h>
+
+#include <cinttypes>
+#include <cstdint>
+#include <ctime>
+
+#include "common/argument_vector.h"
+#include "common/client_details.h"
+#include "common/detached.h"
+#include "common/kept_errno.h"
+#include "common/recorder.h"
+#include "platform/platform.h"
+
+namespace annal {
+
+namespace {
+
+constexpr std::size_t kLogCentreEntries = 15;
+constexpr Surroundings kLogCentre{
+    .first_child = Surroundings::FirstChild::kKeepsStreams,
+    .session = Surroundings::Session::kInherited,
+    .streams = Surroundings::Streams::kSeparate,
+    .script = Surroundings::Script::kRun,
+    .status_without_command = 1,
+};
+
+// The actions that the recorder wants to know of.
+constexpr unsigned kFirstRecorded = 9;
+constexpr unsigned kLastRecorded = 11;
+
+// The log centre takes sets: number 1 is the lowest bit, and no number the empty set.
+std::uint64_t as_set(int number) noexcept {
+  constexpr unsigned kBits = 63;
+  return number > 0 ? std::uint64_t{1} << (static_cast<unsigned>(number - 1) & kBits) : 0;
+}
+
+// Action before service, as the log centre has always been given them, although the record has them the other way
+// round.
+void send_to_log_centre(const ConnRecord& record) noexcept {
+  ArgumentVector arguments(kLogCentreEntries);
+  arguments.add("/usr/local/sbin/evsh");
+  arguments.add("lumo.add_local_access_log");
+  constexpr unsigned kTypeBits = 31;
+  arguments.format("level=%d", static_cast<int>(1U << (static_cast<unsigned>(record.conn_type) & kTypeBits)));
+  arguments.format("ip=%s", record.conn_ip);
+  arguments.format("user=%s", record.conn_user);
+  arguments.format("computer=%s", record.conn_comp);
+  arguments.format("resource=%s", record.conn_res);
+  arguments.format("action=%" PRIu64, as_set(record.conn_action));
+  arguments.format("service=%" PRIu64, as_set(record.conn_serv));
+  arguments.format("application=%s", record.conn_app);
+  arguments.format("action_result=%" PRIu64, as_set(record.conn_action_result));
+  add_client_details(arguments, "",
+                     {unless_empty(record.conn_client_id), unless_empty(record.conn_client_app),
+                      unless_empty(record.conn_client_agent)});
+  run_detached(arguments, kLogCentre);
+}
+
+// How the recorder's tool has always been told of a text that is not there.
+constexpr const char* or_null_text(const char* text) noexcept {
+  return text != nullptr ? text : "(null)";
+}
+
+}  // namespace
+
+void forward(const ConnRecord& record) noexcept {
+  send_to_log_centre(record);
+  SendConnToZSyslogd(record.conn_type, record.conn_user, record.conn_ip, record.conn_comp, record.conn_serv,
+                     record.conn_action, record.conn_res);
+  send_conn_log_to_orca(record.conn_type, record.conn_user, record.conn_ip, record.conn_comp, record.conn_serv,
+                        record.conn_action, record.conn_res);
+}
+
+}  // namespace annal
+
+using namespace annal;
+
+int send_conn_log_to_orca(int type, const char* user, const char* ip, const char* comp, int serv, int action,
+                          const char* res) noexcept {
+  const KeptErrno kept;
+  struct stat installed;
+  if (static_cast<unsigned>(action) < kFirstRecorded || static_cast<unsigned>(action) > kLastRecorded ||
+      stat(kRecorderInstalled, &installed) != 0) {
+    return ANNAL_OK;
+  }
+  ArgumentVector arguments;
+  arguments.add(kRecorderInstalled);
+  arguments.add("-t");
+  arguments.format("%d", type);
+  arguments.add("-l");  // the tool's letter for the time
+  arguments.format("%lu", static_cast<unsigned long>(std::time(nullptr)));
+  arguments.add("-u");
+  arguments.add(or_null_text(user));
+  arguments.add("-p");
+  arguments.add(or_null_text(ip));
+  arguments.add("-m");
+  arguments.add(or_null_text(comp));
+  arguments.add("-s");
+  arguments.format("%d", serv);
+  arguments.add("-c");
+  arguments.format("%d", action);
+  arguments.add("-a");
+  arguments.add(or_null_text(res));
+  run_detached(arguments, kRecorder);
+  return ANNAL_OK;
+}

@@ -1,0 +1,258 @@
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <type_traits>
+
+#include "Corix_annal.h"
+#include "common/address.h"
+#include "common/database.h"
+#include "common/paths.h"
+#include "common/record.h"
+#include "common/store.h"
+#include "conn/forwarding.h"
+#include "platform/platform.h"
+
+namespace annal {
+
+namespace {
+
+constexpr std::size_t kLongestResource = 1024;
+
+constexpr FieldBound kBounds[] = {
+    {offsetof(ConnRecord, conn_user), 64, nullptr},
+    {offsetof(ConnRecord, conn_app), 256, nullptr},
+    {offsetof(ConnRecord, conn_ip), 64, nullptr},
+    {offsetof(ConnRecord, conn_comp), 64, nullptr},
+    {offsetof(ConnRecord, conn_res), kLongestResource, nullptr},
+};
+
+constexpr std::size_t kTextsEnd = offsetof(ConnRecord, conn_client_agent) + sizeof ConnRecord::conn_client_agent;
+
+constexpr unsigned kHighestType = 2;
+constexpr unsigned kHighestService = 12;
+constexpr unsigned kHighestAction = 36;
+
+// The two results that every consumer of this log can show; there is no other.
+constexpr int kSucceeded = 0;
+constexpr int kFailed = 13;
+
+// Most fields take the text alone and keep what lies behind its terminator: callers see exactly the bytes written that
+// they always have.
+constexpr FieldDefault kDefaults[] = {
+    {offsetof(ConnRecord, conn_comp), kHostName, 64},
+    {offsetof(ConnRecord, conn_res), kAbsent, sizeof kAbsent},
+    {offsetof(ConnRecord, conn_app), kAbsent, sizeof kAbsent},
+    {offsetof(ConnRecord, conn_client_id), kAbsent, sizeof kAbsent},
+    {offsetof(ConnRecord, conn_client_app), kAbsent, sizeof kAbsent},
+    {offsetof(ConnRecord, conn_client_agent), kAbsent, sizeof kAbsent},
+};
+
+// Where a single entry and a batch differ. A single entry comes from a service that saw the client; a batch is what the
+// system has collected, so that what it leaves open is the system's own doing.
+struct Normalisation {
+  FieldDefault user;
+  FieldDefault no_address;  // replaces what is no address
+  const char* own_address;  // an entry from an address that begins like this, by no client, is the appliance's own
+};
+
+constexpr Normalisation kSingle{
+    .user = {offsetof(ConnRecord, conn_user), kAbsent, 65},
+    .no_address = {offsetof(ConnRecord, conn_ip), kAbsent, 65},
+    .own_address = kAbsent,
+};
+constexpr Normalisation kBatch{
+    .user = {offsetof(ConnRecord, conn_user), "System", sizeof "System"},
+    .no_address = {offsetof(ConnRecord, conn_ip), kLocalAddress, 64},
+    .own_address = kLocalAddress,
+};
+
+// The resource alone is escaped. A service's own names have no quotes in them, and one that lets a quote through is
+// told so by the failing statement.
+constexpr Statement kInsert{
+    "INSERT INTO ANNAL_CONN \t( conn_type, conn_user, conn_ip, conn_comp, conn_res, conn_serv, conn_action, "
+    "conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent ) \tVALUES \t( %d, '%s', "
+    "'%s', '%s', '%s', %d, %d, '%s', %d, %Q, %Q, %Q);",
+    Wait::kBusyTimeout, ANNAL_INSERT_FAILED};
+
+constexpr Statement kBatchInsert{
+    "INSERT INTO ANNAL_CONN ( conn_type, conn_date, conn_time, conn_user, conn_ip, conn_comp, conn_res, "
+    "conn_serv, conn_action, conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent ) "
+    "VALUES ( ?, strftime('%Y-%m-%d', CURRENT_TIMESTAMP, 'LOCALTIME'), strftime('%H:%M:%S', CURRENT_TIMESTAMP, "
+    "'LOCALTIME'), ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ? );",
+    Wait::kBusyTimeout, ANNAL_INSERT_FAILED};
+
+constexpr int kBatchAttempts = 7;
+constexpr int kAttemptsOnTheSameFile = 2;
+
+bool begins(const char* text, const char* prefix) noexcept {
+  return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+bool in_range(const ConnRecord& record) noexcept {
+  return static_cast<unsigned>(record.conn_type) <= kHighestType &&
+         static_cast<unsigned>(record.conn_serv) <= kHighestService &&
+         static_cast<unsigned>(record.conn_action) <= kHighestAction &&
+         (record.conn_action_result == kSucceeded || record.conn_action_result == kFailed);
+}
+
+void normalise(ConnRecord& record, const Normalisation& normalisation) noexcept {
+  fill_empty_fields(&record, {&normalisation.user, 1});
+  if (check_address(record.conn_ip, sizeof record.conn_ip) != ANNAL_OK) {
+    fill_field(record.conn_ip, normalisation.no_address.text, normalisation.no_address.width);
+  }
+  fill_empty_fields(&record, kDefaults);
+  if (begins(record.conn_ip, normalisation.own_address) && begins(record.conn_client_app, kAbsent)) {
+    fill_field(record.conn_client_app, kHostName, sizeof kHostName);
+  }
+  Skip_Unicode_Control_Characters(record.conn_res);
+}
+
+ConnRecord widen(const ConnRecordV1& record) noexcept {
+  ConnRecord copy{};
+  std::memcpy(&copy, &record, sizeof record);
+  return copy;
+}
+
+int store(const ConnRecord& record) noexcept {
+  const Text resource(sqlite3_mprintf("%q", record.conn_res));
+  if (!resource.built()) {
+    return ANNAL_NO_MEMORY;
+  }
+  const Text text(sqlite3_mprintf(kInsert.text, record.conn_type, record.conn_user, record.conn_ip, record.conn_comp,
+                                  resource.c_str(), record.conn_serv, record.conn_action, record.conn_app,
+                                  record.conn_action_result, record.conn_client_id, record.conn_client_app,
+                                  record.conn_client_agent));
+  return run(kConnLog, kInsert, text);
+}
+
+// Stops at the first value that cannot be bound. The texts are the record's own until the statement is reset.
+bool bind(const PreparedStatement& insert, const ConnRecord& record) noexcept {
+  return insert.bind(1, record.conn_type) && insert.bind(2, record.conn_user) && insert.bind(3, record.conn_ip) &&
+         insert.bind(4, record.conn_comp) && insert.bind(5, record.conn_res) && insert.bind(6, record.conn_serv) &&
+         insert.bind(7, record.conn_action) && insert.bind(8, record.conn_app) &&
+         insert.bind(9, record.conn_action_result) && insert.bind(10, record.conn_client_id) &&
+         insert.bind(11, record.conn_client_app) && insert.bind(12, record.conn_client_agent);
+}
+
+// A connection whose transaction has begun and whose statement is ready.
+class Batch {
+ public:
+  Batch() noexcept : database_(kConnLog, Wait::kBusyTimeout), insert_(database_, kBatchInsert.text) {}
+
+  [[nodiscard]] bool opened() const noexcept { return database_.opened(); }
+  [[nodiscard]] bool begin() const noexcept { return insert_.prepared() && run("BEGIN TRANSACTION;"); }
+  [[nodiscard]] bool end() const noexcept { return run("END TRANSACTION"); }
+
+  // Whether the record has got its row. One that cannot even be bound is none at all: nobody is told of it.
+  [[nodiscard]] std::optional<bool> add(const ConnRecord& record) const noexcept {
+    std::optional<bool> stored;
+    if (bind(insert_, record)) {
+      stored = insert_.step() == SQLITE_DONE;
+    }
+    insert_.reset();
+    return stored;
+  }
+
+ private:
+  [[nodiscard]] bool run(const char* sql) const noexcept { return database_.execute(sql, nullptr, nullptr); }
+
+  Database database_;
+  PreparedStatement insert_;
+};
+
+// A log that no batch can be written to is thrown away: the services would lose every later entry with it, one batch
+// after the other. The first failure is taken for a passing one.
+void prepare_attempt(int attempt) noexcept {
+  if (attempt > kAttemptsOnTheSameFile) {
+    unlink(kConnLog);
+    (void)annal_conn_create_tbl(0, 0);  // if this fails, so does the attempt
+  }
+}
+
+// Adds one of a batch's records. Earlier releases' records are widened on the way, and so stay as they are.
+template <typename Record>
+bool add_to(const Batch& batch, Record& original) noexcept {
+  ConnRecord widened;
+  ConnRecord* record = &widened;
+  if constexpr (std::is_same_v<Record, ConnRecord>) {
+    record = &original;
+  } else {
+    widened = widen(original);
+  }
+  if (!within_bounds(record, kBounds) || !in_range(*record)) {
+    return false;
+  }
+  normalise(*record, kBatch);
+  const auto connection = ended<kTextsEnd>(*record);
+  const std::optional<bool> stored = batch.add(connection);
+  if (stored.has_value()) {
+    forward(connection);
+  }
+  return stored.value_or(false);
+}
+
+template <typename Record>
+int add_all(Record* records, int count, int* inserted) noexcept {
+  if (inserted == nullptr || (records == nullptr && count > 0)) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  *inserted = 0;
+  for (int attempt = 1; attempt <= kBatchAttempts; ++attempt) {
+    prepare_attempt(attempt);
+    const Batch batch;
+    if (!batch.opened()) {
+      return ANNAL_OPEN_FAILED;
+    }
+    if (!batch.begin()) {
+      continue;
+    }
+    for (int i = 0; i < count; ++i) {
+      *inserted += add_to(batch, records[i]) ? 1 : 0;
+    }
+    return batch.end() ? ANNAL_OK : ANNAL_INSERT_FAILED;
+  }
+  return ANNAL_BATCH_FAILED;
+}
+
+}  // namespace
+
+}  // namespace annal
+
+using namespace annal;
+
+int annal_conn_add(const ConnRecordV1* record) noexcept {
+  if (record == nullptr) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  ConnRecord copy = widen(*record);
+  return annal_conn_add2(&copy);
+}
+
+int annal_conn_add2(ConnRecord* record) noexcept {
+  if (record == nullptr) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  if (!within_bounds(record, kBounds)) {
+    return ANNAL_TOO_LONG;
+  }
+  if (!in_range(*record)) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  normalise(*record, kSingle);
+  const auto connection = ended<kTextsEnd>(*record);
+  const int stored = store(connection);
+  if (stored == ANNAL_OK) {
+    forward(connection);
+  }
+  return stored;
+}
+
+int annal_conn_add_entries(const ConnRecordV1* records, int count, int* inserted) noexcept {
+  return add_all(records, count, inserted);
+}
+
+int annal_conn_add_entries2(ConnRecord* records, int count, int* inserted) noexcept {
+  return add_all(records, count, inserted);
+}
