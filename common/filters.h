@@ -89,27 +89,34 @@ inline void place_period(Filters& filters, std::size_t place, const PeriodClause
   }
 }
 
-// A search's statement, and how many of the filters have a place in it. Behind them come up to three texts more.
+// A search's statement, and how many of the filters have a place in it. Before them stand the columns where they are
+// named, behind them up to three texts more.
 struct Search {
   Statement statement;
   std::size_t places;
+  const char* columns = nullptr;
 };
 
 // The statement with all its places filled; not built when one of its filters is not.
 [[nodiscard]] inline Text search_text(const Search& search, const Filters& filters,
                                       std::span<const char* const> tail = {}) noexcept {
   constexpr std::size_t kMostInTail = 3;
+  constexpr std::size_t kMost = 1 + Filters::kMostPlaces + kMostInTail;
   if (!filters.complete()) {
     return Text(nullptr);
   }
   // A format takes as many of these as it has places.
-  std::array<const char*, Filters::kMostPlaces + kMostInTail> all{};
-  for (std::size_t place = 0; place < search.places; ++place) {
-    all[place] = filters[place];
+  std::array<const char*, kMost> all{};
+  std::size_t texts = 0;
+  if (search.columns != nullptr) {
+    all[texts++] = search.columns;
   }
-  std::copy_n(tail.begin(), std::min(tail.size(), kMostInTail), all.begin() + search.places);
+  for (std::size_t place = 0; place < search.places; ++place) {
+    all[texts++] = filters[place];
+  }
+  std::copy_n(tail.begin(), std::min(tail.size(), kMostInTail), &all[texts]);
   return Text(sqlite3_mprintf(search.statement.text, all[0], all[1], all[2], all[3], all[4], all[5], all[6], all[7],
-                              all[8], all[9], all[10], all[11], all[12], all[13], all[14], all[15]));
+                              all[8], all[9], all[10], all[11], all[12], all[13], all[14], all[15], all[16]));
 }
 
 }  // namespace annal

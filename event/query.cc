@@ -1,5 +1,7 @@
 #include "Corix_annal.h"
+#include "common/filters.h"
 #include "common/fragment.h"
+#include "common/level_list.h"
 #include "common/paths.h"
 #include "common/row_range.h"
 #include "common/store.h"
@@ -49,11 +51,24 @@ constexpr const char* kOrders[] = {
     "ORDER BY event_msgid DESC",
     "ORDER BY event_timet",
     "ORDER BY event_timet DESC",
+    "ORDER BY event_app_id",
+    "ORDER BY event_app_id DESC",
+    "ORDER BY event_app_name",
+    "ORDER BY event_app_name DESC",
+    "ORDER BY event_category_id",
+    "ORDER BY event_category_id DESC",
+    "ORDER BY event_category",
+    "ORDER BY event_category DESC",
 };
 
-// Accepted up to here, sorted only as far as there are orders: the codes between belong to the extended listing, and
-// callers pass them to either.
+// Accepted everywhere up to here. The later orders came with the later filters; the older listings and the polling
+// clients' never learnt them and stay unsorted, which callers that pass one set of codes to all of them count on.
 constexpr unsigned kHighestSort = 25;
+constexpr unsigned kOldOrders = 18;
+
+constexpr const char* old_order(unsigned sort) noexcept {
+  return fragment(std::span(kOrders).first(kOldOrders), sort);
+}
 
 constexpr const char* kGroupings[] = {
     "GROUP BY event_id",
@@ -69,6 +84,195 @@ constexpr const char* kGroupings[] = {
 };
 constexpr unsigned kHighestGroup = 9;
 
+// What a search may ask for. A text that is null and a period without a first date ask for nothing.
+struct Conditions {
+  unsigned type = 0;
+  Period period{};
+  const char* user = nullptr;
+  const char* ip = nullptr;
+  const char* comp = nullptr;
+  const char* desc = nullptr;
+  const char* app_id = nullptr;
+  const char* app_name = nullptr;
+  const char* category_id = nullptr;
+  const char* category = nullptr;
+  const char* client_id = nullptr;
+  const char* client_app = nullptr;
+  const char* client_agent = nullptr;
+};
+
+// The filters' places in a statement. They are joined in the order of the tables below, which has the client first, so
+// that a search for a client and an application, with nothing before them, is refused by SQLite. Callers know which
+// searches go together; a statement that became valid would find what they have learnt not to look for.
+enum Place : unsigned char {
+  kType,
+  kPeriod,
+  kUser,
+  kIp,
+  kComp,
+  kDesc,
+  kAppId,
+  kAppName,
+  kCategoryId,
+  kCategory,
+  kClientId,
+  kClientApp,
+  kClientAgent,
+  kPlaces
+};
+
+constexpr std::size_t kUpToDesc = kDesc + 1;
+
+constexpr Clause kTypeClause{"WHERE (event_type = %d)", "", Counts::kYes};
+
+// The blank before one of the WHEREs is part of the statement as other programs' traces know it.
+constexpr PeriodClauses kPeriodClauses{
+    .dates = {"WHERE (event_date >= '%q') AND (event_date <= '%q')",
+              " AND (event_date >= '%q') AND (event_date <= '%q')", Counts::kYes},
+    .dates_with_times = {" WHERE (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
+                         " AND (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
+                         Counts::kYes},
+};
+
+constexpr Clause kUserExactly{"WHERE (event_user = '%q')", " AND (event_user = '%q')", Counts::kYes};
+constexpr Clause kUserContains{"WHERE (event_user LIKE '%%%q%%')", " AND (event_user LIKE '%%%q%%')", Counts::kYes};
+
+// The category id has never counted as a filter, for the category behind it; the same holds for the two together.
+constexpr ValueFilter<Conditions> kValueFilters[] = {
+    {kIp, {"WHERE (event_ip LIKE '%%%q%%')", " AND (event_ip LIKE '%%%q%%')", Counts::kYes}, &Conditions::ip, nullptr},
+    {kComp,
+     {"WHERE (event_comp LIKE '%%%q%%')", " AND (event_comp LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::comp,
+     nullptr},
+    {kDesc,
+     {"WHERE (event_desc LIKE '%%%q%%')", " AND (event_desc LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::desc,
+     nullptr},
+    {kClientId,
+     {"WHERE (event_client_id LIKE '%%%q%%')", " AND (event_client_id LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::client_id,
+     nullptr},
+    {kClientApp,
+     {"WHERE (event_client_app LIKE '%%%q%%')", " AND (event_client_app LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::client_app,
+     nullptr},
+    {kClientAgent,
+     {"WHERE (event_client_agent LIKE '%%%q%%')", " AND (event_client_agent LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::client_agent,
+     nullptr},
+    {kAppId,
+     {"WHERE (event_app_id LIKE '%%%q%%')", " AND (event_app_id LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::app_id,
+     nullptr},
+    {kAppName,
+     {"WHERE (event_app_name LIKE '%%%q%%')", " AND (event_app_name LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::app_name,
+     nullptr},
+    {kCategoryId,
+     {"WHERE (event_category_id LIKE '%%%q%%')", " AND (event_category_id LIKE '%%%q%%')", Counts::kNo},
+     &Conditions::category_id,
+     nullptr},
+    {kCategory,
+     {"WHERE (event_category LIKE '%%%q%%')", " AND (event_category LIKE '%%%q%%')", Counts::kYes},
+     &Conditions::category,
+     nullptr},
+};
+
+constexpr Search kSearch{
+    {"SELECT %s  FROM ANNAL_EVENT %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
+    kUpToDesc,
+    kColumns};
+constexpr Search kSearchByAll{{"SELECT %s  FROM ANNAL_EVENT %s %s %s %s %s %s %s %s %s %s %s %s %s %s %s;",
+                               Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
+                              kPlaces,
+                              kColumns};
+constexpr Search kSearchGroups{
+    {"SELECT %s  , COUNT(*) FROM ANNAL_EVENT %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
+    kUpToDesc,
+    kColumns};
+constexpr Search kCountFound{
+    {"SELECT COUNT(*) FROM ANNAL_EVENT %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kUpToDesc};
+constexpr Search kCountFoundByAll{{"SELECT COUNT(*) FROM ANNAL_EVENT %s %s %s %s %s %s %s %s %s %s %s %s %s;",
+                                   Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
+                                  kPlaces};
+
+// What polling clients ask for. The count and the grouping leave out what is stamped in the future; the listing does
+// not, and it delivers the table's own columns in the table's own order. Formats: the columns where they are named, the
+// levels, then as SQL has them; a grouping sorts before it groups.
+constexpr Statement kCountSince{
+    "SELECT COUNT(*) FROM (SELECT %s  from ANNAL_EVENT %q) where event_date||' '||event_time >= datetime(%q , "
+    "'unixepoch', 'localtime') and event_date||' '||event_time >= datetime(strftime('%%s','now')-%d*86400, "
+    "'unixepoch', 'localtime') and event_date||' '||event_time <= datetime(strftime('%%s','now'), 'unixepoch', "
+    "'localtime');",
+    Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
+constexpr Statement kListingSince{
+    "SELECT * FROM (select * from ANNAL_EVENT %q) where event_date||' '||event_time >= datetime(%q , 'unixepoch', "
+    "'localtime') and event_date||' '||event_time >= datetime(strftime('%%s','now')-%d*86400, 'unixepoch', "
+    "'localtime') %s %s;",
+    Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
+constexpr Statement kGroupsSince{
+    "SELECT *,COUNT(*) FROM (select %s  from ANNAL_EVENT %q %s) where event_date||' '||event_time >= datetime(%q , "
+    "'unixepoch', 'localtime') and event_date||' '||event_time >= datetime(strftime('%%s','now')-%d*86400, "
+    "'unixepoch', 'localtime') and event_date||' '||event_time <= datetime(strftime('%%s','now'), 'unixepoch', "
+    "'localtime') %s %s;",
+    Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
+
+constexpr LevelFilter kLevelsOfCount{"where ", "event_type"};
+constexpr LevelFilter kLevels{"where", "event_type"};
+
+// Both or none.
+constexpr bool paired(const char* one, const char* other) noexcept {
+  return (one == nullptr) == (other == nullptr);
+}
+
+bool dates_paired(const Period& period) noexcept {
+  return paired(period.first_date, period.last_date);
+}
+
+bool times_paired(const Period& period) noexcept {
+  return paired(period.first_time, period.last_time);
+}
+
+Filters filters_of(const Conditions& wanted) noexcept {
+  Filters filters;
+  if (wanted.type != 0) {
+    filters.place(kType, kTypeClause, static_cast<int>(wanted.type) - 1);
+  }
+  place_period(filters, kPeriod, kPeriodClauses, wanted.period);
+  if (wanted.user != nullptr) {
+    filters.place(kUser, is_event_name_matching != 0 ? kUserExactly : kUserContains, wanted.user);
+  }
+  place_values<Conditions>(filters, kValueFilters, wanted);
+  return filters;
+}
+
+struct Receiver {
+  annal_row_callback callback;
+  void* context;
+};
+
+// Alone among the searches, a count takes a first time without a last one as it is: the period then ends where the last
+// date begins.
+int count_found(const Search& search, const Conditions& wanted) noexcept {
+  if (wanted.type > kHighestType || !dates_paired(wanted.period)) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  return first_integer(kEventLog, search.statement, search_text(search, filters_of(wanted)), Negative::kFails);
+}
+
+int list_found(const Search& search, const Conditions& wanted, std::span<const char* const> tail,
+               const Receiver& receiver) noexcept {
+  if (wanted.type > kHighestType || !dates_paired(wanted.period) || !times_paired(wanted.period)) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  return list(kEventLog, search.statement, search_text(search, filters_of(wanted), tail), receiver.callback,
+              receiver.context);
+}
+
+bool can_be_asked(const char* types, const char* client_time, int days) noexcept {
+  return types != nullptr && client_time != nullptr && days >= 0;
+}
+
 }  // namespace
 
 }  // namespace annal
@@ -81,8 +285,7 @@ int annal_event_query(annal_row_callback callback, unsigned sort, int start, int
   if (sort > kHighestSort || !rows.valid() || type > kHighestType) {
     return ANNAL_BAD_ARGUMENT;
   }
-  const Text text(
-      sqlite3_mprintf(kListing.text, kColumns, fragment(kTypes, type), fragment(kOrders, sort), rows.clause()));
+  const Text text(sqlite3_mprintf(kListing.text, kColumns, fragment(kTypes, type), old_order(sort), rows.clause()));
   return list(kEventLog, kListing, text, callback, context);
 }
 
@@ -93,7 +296,7 @@ int annal_event_query_group(annal_row_callback callback, unsigned sort, int star
     return ANNAL_BAD_ARGUMENT;
   }
   const Text text(sqlite3_mprintf(kGroups.text, kColumns, fragment(kTypes, type), fragment(kGroupings, group),
-                                  fragment(kOrders, sort), rows.clause()));
+                                  old_order(sort), rows.clause()));
   return list(kEventLog, kGroups, text, callback, context);
 }
 
@@ -102,4 +305,151 @@ int annal_event_query_count(unsigned type) noexcept {
     return ANNAL_BAD_ARGUMENT;
   }
   return first_integer(kEventLog, kCount, Text(sqlite3_mprintf(kCount.text, fragment(kTypes, type))), Negative::kFails);
+}
+
+int annal_event_query_ex(annal_row_callback callback, unsigned sort, int start, int end, unsigned type,
+                         const char* date_from, const char* date_to, const char* user, const char* ip, const char* comp,
+                         const char* desc, void* context, const char* time_from, const char* time_to) noexcept {
+  const RowRange rows(start, end);
+  if (sort > kHighestSort || !rows.valid()) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  const char* tail[] = {old_order(sort), rows.clause()};
+  return list_found(kSearch,
+                    {.type = type,
+                     .period = {date_from, date_to, time_from, time_to},
+                     .user = user,
+                     .ip = ip,
+                     .comp = comp,
+                     .desc = desc},
+                    tail, {callback, context});
+}
+
+int annal_event_query_ex2(annal_row_callback callback, unsigned sort, int start, int end, unsigned type,
+                          const char* date_from, const char* date_to, const char* user, const char* ip,
+                          const char* comp, const char* desc, void* context, const char* time_from, const char* time_to,
+                          const char* app_id, const char* app_name, const char* category_id,
+                          const char* category) noexcept {
+  return annal_event_query_ex3(callback, sort, start, end, type, date_from, date_to, user, ip, comp, desc, context,
+                               time_from, time_to, app_id, app_name, category_id, category, nullptr, nullptr, nullptr);
+}
+
+int annal_event_query_ex3(annal_row_callback callback, unsigned sort, int start, int end, unsigned type,
+                          const char* date_from, const char* date_to, const char* user, const char* ip,
+                          const char* comp, const char* desc, void* context, const char* time_from, const char* time_to,
+                          const char* app_id, const char* app_name, const char* category_id, const char* category,
+                          const char* client_id, const char* client_app, const char* client_agent) noexcept {
+  const RowRange rows(start, end);
+  if (sort > kHighestSort || !rows.valid()) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  const char* tail[] = {fragment(kOrders, sort), rows.clause()};
+  return list_found(kSearchByAll,
+                    {.type = type,
+                     .period = {date_from, date_to, time_from, time_to},
+                     .user = user,
+                     .ip = ip,
+                     .comp = comp,
+                     .desc = desc,
+                     .app_id = app_id,
+                     .app_name = app_name,
+                     .category_id = category_id,
+                     .category = category,
+                     .client_id = client_id,
+                     .client_app = client_app,
+                     .client_agent = client_agent},
+                    tail, {callback, context});
+}
+
+int annal_event_query_count_ex(unsigned type, const char* date_from, const char* date_to, const char* user,
+                               const char* ip, const char* comp, const char* desc, const char* time_from,
+                               const char* time_to) noexcept {
+  return count_found(kCountFound, {.type = type,
+                                   .period = {date_from, date_to, time_from, time_to},
+                                   .user = user,
+                                   .ip = ip,
+                                   .comp = comp,
+                                   .desc = desc});
+}
+
+int annal_event_query_count_ex2(unsigned type, const char* date_from, const char* date_to, const char* user,
+                                const char* ip, const char* comp, const char* desc, const char* time_from,
+                                const char* time_to, const char* app_id, const char* app_name, const char* category_id,
+                                const char* category) noexcept {
+  return annal_event_query_count_ex3(type, date_from, date_to, user, ip, comp, desc, time_from, time_to, app_id,
+                                     app_name, category_id, category, nullptr, nullptr, nullptr);
+}
+
+int annal_event_query_count_ex3(unsigned type, const char* date_from, const char* date_to, const char* user,
+                                const char* ip, const char* comp, const char* desc, const char* time_from,
+                                const char* time_to, const char* app_id, const char* app_name, const char* category_id,
+                                const char* category, const char* client_id, const char* client_app,
+                                const char* client_agent) noexcept {
+  return count_found(kCountFoundByAll, {.type = type,
+                                        .period = {date_from, date_to, time_from, time_to},
+                                        .user = user,
+                                        .ip = ip,
+                                        .comp = comp,
+                                        .desc = desc,
+                                        .app_id = app_id,
+                                        .app_name = app_name,
+                                        .category_id = category_id,
+                                        .category = category,
+                                        .client_id = client_id,
+                                        .client_app = client_app,
+                                        .client_agent = client_agent});
+}
+
+int annal_event_query_group_ex(annal_row_callback callback, unsigned sort, int start, int end, unsigned type,
+                               const char* date_from, const char* date_to, const char* user, const char* ip,
+                               const char* comp, const char* desc, unsigned group, void* context, const char* time_from,
+                               const char* time_to) noexcept {
+  const RowRange rows(start, end);
+  if (sort > kHighestSort || !rows.valid() || group > kHighestGroup) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  const char* tail[] = {fragment(kGroupings, group), old_order(sort), rows.clause()};
+  return list_found(kSearchGroups,
+                    {.type = type,
+                     .period = {date_from, date_to, time_from, time_to},
+                     .user = user,
+                     .ip = ip,
+                     .comp = comp,
+                     .desc = desc},
+                    tail, {callback, context});
+}
+
+int annal_event_query_byclientTime_count_ex(const char* types, const char* client_time, int days) noexcept {
+  if (!can_be_asked(types, client_time, days)) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  return first_integer(
+      kEventLog, kCountSince,
+      Text(sqlite3_mprintf(kCountSince.text, kColumns, LevelClause(kLevelsOfCount, types).text(), client_time, days)),
+      Negative::kFails);
+}
+
+int annal_event_query_byclientTime_ex(annal_row_callback callback, const char* types, const char* client_time, int days,
+                                      int start, int end, unsigned sort, void* context) noexcept {
+  const RowRange rows(start, end);
+  if (!can_be_asked(types, client_time, days) || sort > kHighestSort || !rows.valid()) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  return list(kEventLog, kListingSince,
+              Text(sqlite3_mprintf(kListingSince.text, LevelClause(kLevels, types).text(), client_time, days,
+                                   old_order(sort), rows.clause())),
+              callback, context);
+}
+
+int annal_event_query_byclientTime_group(annal_row_callback callback, const char* types, const char* client_time,
+                                         int days, int start, int end, unsigned sort, unsigned group,
+                                         void* context) noexcept {
+  const RowRange rows(start, end);
+  if (!can_be_asked(types, client_time, days) || sort > kHighestSort || !rows.valid() || group > kHighestGroup) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  return list(kEventLog, kGroupsSince,
+              Text(sqlite3_mprintf(kGroupsSince.text, kColumns, LevelClause(kLevels, types).text(), old_order(sort),
+                                   client_time, days, fragment(kGroupings, group), rows.clause())),
+              callback, context);
 }

@@ -497,6 +497,98 @@ ANNAL_API int annal_event_query_group(annal_row_callback callback, unsigned int 
  */
 ANNAL_API int annal_event_query_count(unsigned int type) ANNAL_NOEXCEPT;
 
+/*
+ * Filters of the searching event queries, all of which an event must pass:
+ *
+ *   date_from, date_to   the dates between, both included, as "2026-01-31"; both null for any time.
+ *   time_from, time_to   with them the period is from one date and time to the other, as "23:59:59"; both null for
+ *                        whole days. Not looked at without dates.
+ *   user                 contained in the user name, or the name itself (is_event_name_matching); null means any
+ *   ip, comp, desc, app_id, app_name, category_id, category, client_id, client_app, client_agent
+ *                        contained in the column; null means any. As in every LIKE of SQLite, "%" and "_" stand for any
+ *                        text and any character, and ASCII letters are the same in both cases.
+ * Every text is escaped: nothing in it has a meaning to SQL.
+ *
+ * Two combinations of the _ex2 and _ex3 forms are refused with ANNAL_QUERY_FAILED, by a custom that callers rely on:
+ *   - category_id and category together, when no other filter is given;
+ *   - a client filter together with an application or category filter, when none of type, period, user, ip, comp and
+ *     desc is given.
+ * With any of these six beside them, both work.
+ *
+ * Listing and grouping return ANNAL_OK; ANNAL_BAD_ARGUMENT for a sort above 25, a type above 3, a group above 9, a
+ * range that is negative or inverted, or one date or time of a pair without the other; ANNAL_NO_MEMORY;
+ * ANNAL_OPEN_FAILED; ANNAL_QUERY_FAILED when the statement fails or the callback stops it. Rows that were delivered
+ * before a failure stay delivered. Counting returns the number of events, or one of these codes; it does not check the
+ * pair of times: with a time_from and no time_to the period ends before the day of date_to begins, and a time_to
+ * without time_from is not looked at. All wait up to 20 s.
+ */
+
+/*
+ * List events that pass the filters, with the columns of annal_event_query. Each later form takes the earlier one's
+ * arguments and further filters. _ex2 and _ex3 sort by 18 application id, 20 application name, 22 category id and 24
+ * category too, one more for the reverse order; _ex leaves these unsorted.
+ */
+ANNAL_API int annal_event_query_ex(annal_row_callback callback, unsigned int sort, int start, int end,
+                                   unsigned int type, const char* date_from, const char* date_to, const char* user,
+                                   const char* ip, const char* comp, const char* desc, void* context,
+                                   const char* time_from, const char* time_to) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_query_ex2(annal_row_callback callback, unsigned int sort, int start, int end,
+                                    unsigned int type, const char* date_from, const char* date_to, const char* user,
+                                    const char* ip, const char* comp, const char* desc, void* context,
+                                    const char* time_from, const char* time_to, const char* app_id,
+                                    const char* app_name, const char* category_id, const char* category) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_query_ex3(annal_row_callback callback, unsigned int sort, int start, int end,
+                                    unsigned int type, const char* date_from, const char* date_to, const char* user,
+                                    const char* ip, const char* comp, const char* desc, void* context,
+                                    const char* time_from, const char* time_to, const char* app_id,
+                                    const char* app_name, const char* category_id, const char* category,
+                                    const char* client_id, const char* client_app,
+                                    const char* client_agent) ANNAL_NOEXCEPT;
+
+/* Count events that pass the filters. */
+ANNAL_API int annal_event_query_count_ex(unsigned int type, const char* date_from, const char* date_to,
+                                         const char* user, const char* ip, const char* comp, const char* desc,
+                                         const char* time_from, const char* time_to) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_query_count_ex2(unsigned int type, const char* date_from, const char* date_to,
+                                          const char* user, const char* ip, const char* comp, const char* desc,
+                                          const char* time_from, const char* time_to, const char* app_id,
+                                          const char* app_name, const char* category_id,
+                                          const char* category) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_query_count_ex3(unsigned int type, const char* date_from, const char* date_to,
+                                          const char* user, const char* ip, const char* comp, const char* desc,
+                                          const char* time_from, const char* time_to, const char* app_id,
+                                          const char* app_name, const char* category_id, const char* category,
+                                          const char* client_id, const char* client_app,
+                                          const char* client_agent) ANNAL_NOEXCEPT;
+
+/* Lists one event of each group of those that pass the filters, as annal_event_query_group does. */
+ANNAL_API int annal_event_query_group_ex(annal_row_callback callback, unsigned int sort, int start, int end,
+                                         unsigned int type, const char* date_from, const char* date_to,
+                                         const char* user, const char* ip, const char* comp, const char* desc,
+                                         unsigned int group, void* context, const char* time_from,
+                                         const char* time_to) ANNAL_NOEXCEPT;
+
+/*
+ * What a polling client asks for: the events of some types since it last looked.
+ *
+ * types: stored types (0, 1, 2), not the selector above, separated by commas, as "0,2". The first three count; what is
+ *   no type is left out, and without any the call answers ANNAL_QUERY_FAILED. At most 63 bytes are read.
+ * client_time: seconds since 1970 as a text, which goes into the statement as a bare expression: it must be a number.
+ * days: only events of the last so many days, of 86400 seconds each.
+ *
+ * The count and the grouping leave out what is stamped in the future; the listing does not. The listing delivers the
+ * table's own columns in the table's own order, the grouping the columns of annal_event_query_group; it sorts before it
+ * groups. Results as above; ANNAL_BAD_ARGUMENT also for a null types or client_time, or negative days.
+ */
+ANNAL_API int annal_event_query_byclientTime_count_ex(const char* types, const char* client_time,
+                                                      int days) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_query_byclientTime_ex(annal_row_callback callback, const char* types, const char* client_time,
+                                                int days, int start, int end, unsigned int sort,
+                                                void* context) ANNAL_NOEXCEPT;
+ANNAL_API int annal_event_query_byclientTime_group(annal_row_callback callback, const char* types,
+                                                   const char* client_time, int days, int start, int end,
+                                                   unsigned int sort, unsigned int group, void* context) ANNAL_NOEXCEPT;
+
 /* ---- connection log: table and maintenance ---- */
 /*
  * The log's file is /etc/logs/conn.log, its table ANNAL_CONN. Every function here that opens it answers

@@ -76,6 +76,35 @@ static void store_and_search_connections(void) {
          ANNAL_OK);
 }
 
+static void search_events(void) {
+  const char* from = "2000-01-01";
+  const char* to = "2999-12-31";
+  const char* earliest = "00:00:00";
+  const char* latest = "23:59:59";
+  char text[64] = "";
+
+  EXPECT(annal_event_query_ex(remember_last_message, 12, 0, 0, 3, from, to, NULL, NULL, NULL, "thi", text, earliest,
+                              latest) == ANNAL_OK &&
+         strcmp(text, "third") == 0);
+  EXPECT(annal_event_query_ex2(remember_last_message, 12, 0, 0, 0, from, to, NULL, NULL, NULL, "sec", text, NULL, NULL,
+                               NULL, NULL, NULL, "-") == ANNAL_OK &&
+         strcmp(text, "second") == 0);
+  EXPECT(annal_event_query_ex3(remember_last_message, 12, 0, 0, 0, from, to, NULL, NULL, NULL, "fir", text, NULL, NULL,
+                               NULL, NULL, NULL, NULL, NULL, "local", NULL) == ANNAL_OK &&
+         strcmp(text, "first") == 0);
+  EXPECT(annal_event_query_count_ex(3, from, to, NULL, NULL, NULL, "thi", earliest, latest) == 1);
+  EXPECT(annal_event_query_count_ex2(0, from, to, NULL, NULL, NULL, "sec", NULL, NULL, NULL, NULL, NULL, "-") == 1);
+  EXPECT(annal_event_query_count_ex3(0, from, to, NULL, NULL, NULL, "fir", NULL, NULL, NULL, NULL, NULL, NULL, NULL,
+                                     "local", NULL) == 1);
+  EXPECT(annal_event_query_group_ex(remember_last_message, 12, 0, 0, 0, from, to, NULL, NULL, NULL, "thi", 7, text,
+                                    NULL, NULL) == ANNAL_OK &&
+         strcmp(text, "third") == 0);
+  EXPECT(annal_event_query_byclientTime_count_ex("2", "0", 1) == 1);
+  EXPECT(annal_event_query_byclientTime_ex(remember_last_message, "2", "0", 1, 0, 1, 12, text) == ANNAL_OK);
+  EXPECT(annal_event_query_byclientTime_group(remember_last_message, "2", "0", 1, 0, 0, 12, 7, text) == ANNAL_OK);
+  EXPECT(strcmp(text, "third") == 0);
+}
+
 int main(void) {
   char text[64] = "";
   char ip[65] = "::ffff:10.0.0.5";
@@ -104,6 +133,7 @@ int main(void) {
   EXPECT(annal_event_query_count(0) == 4);
   EXPECT(annal_event_query(remember_last_message, 12, 0, 0, 0, text) == ANNAL_OK && strcmp(text, "third") == 0);
   EXPECT(annal_event_query_group(remember_last_message, 12, 0, 1, 0, 1, text) == ANNAL_OK);
+  search_events();
   EXPECT(annal_event_table_check_column("event_id") == 1);
   EXPECT(annal_event_table_add_column("extra", 1, "3") == ANNAL_OK);
   EXPECT(annal_event_modify_tbl() == ANNAL_CHANGE_FAILED);
