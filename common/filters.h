@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <span>
 
+#include "Corix_annal.h"
 #include "common/joiner.h"
 #include "common/statement.h"
 #include "common/text.h"
@@ -88,6 +89,45 @@ inline void place_period(Filters& filters, std::size_t place, const PeriodClause
                   period.last_time);
   }
 }
+
+// Where the filters that every log has stand; the others' places are the log's own.
+enum CommonPlace : std::size_t {
+  kTypePlace,
+  kPeriodPlace,
+  kUserPlace,
+};
+
+// The filters of a log's searches. Its conditions have a type, a period and a user beside the values: 0, no first date
+// and null ask for nothing.
+template <typename Conditions>
+struct FilterTable {
+  Clause type;  // format: the stored type, which is one less than the caller's
+  PeriodClauses period;
+  Clause user_exactly;
+  Clause user_contains;
+  const int* exact_users;  // the exported flag that decides between the two
+  std::span<const ValueFilter<Conditions>> values;
+};
+
+template <typename Conditions>
+[[nodiscard]] Filters filters_of(const FilterTable<Conditions>& table, const Conditions& wanted) noexcept {
+  Filters filters;
+  if (wanted.type != 0) {
+    filters.place(kTypePlace, table.type, static_cast<int>(wanted.type) - 1);
+  }
+  place_period(filters, kPeriodPlace, table.period, wanted.period);
+  if (wanted.user != nullptr) {
+    filters.place(kUserPlace, *table.exact_users != 0 ? table.user_exactly : table.user_contains, wanted.user);
+  }
+  place_values(filters, table.values, wanted);
+  return filters;
+}
+
+// Where the rows of a listing go.
+struct Receiver {
+  annal_row_callback callback;
+  void* context;
+};
 
 // A search's statement, and how many of the filters have a place in it. Before them stand the columns where they are
 // named, behind them up to three texts more.

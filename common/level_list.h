@@ -25,4 +25,9 @@ class LevelClause {
   char text_[kRoomForPrefix + kRoomForCondition];
 };
 
+// Whether a polling client's question makes sense: the levels, the time it last looked, and how many days back at most.
+[[nodiscard]] constexpr bool can_be_asked(const char* levels, const char* client_time, int days) noexcept {
+  return levels != nullptr && client_time != nullptr && days >= 0;
+}
+
 }  // namespace annal

@@ -12,7 +12,7 @@ namespace {
 
 // What a search may ask for. A text that is null, a number that is 0 and a period without a first date ask for nothing.
 struct Conditions {
-  unsigned type_mode = 0;
+  unsigned type = 0;
   Period period{};
   const char* user = nullptr;
   const char* ip = nullptr;
@@ -29,11 +29,8 @@ struct Conditions {
 
 // The filters' places in a statement, which are joined in this order too. Searches of earlier releases end before the
 // later ones.
-enum Place : unsigned char {
-  kType,
-  kPeriod,
-  kUser,
-  kIp,
+enum Place : std::size_t {
+  kIp = kUserPlace + 1,
   kComp,
   kRes,
   kServ,
@@ -46,25 +43,9 @@ enum Place : unsigned char {
   kPlaces
 };
 
-constexpr std::size_t kTypeOnly = kType + 1;
+constexpr std::size_t kTypeOnly = kTypePlace + 1;
 constexpr std::size_t kUpToApp = kApp + 1;
 constexpr std::size_t kUpToActionResult = kActionResult + 1;
-
-// A caller's mode is one more than the stored type; 0 means all.
-constexpr Clause kTypeClause{"WHERE conn_type = %d", "", Counts::kYes};
-constexpr unsigned kHighestTypeMode = 3;
-
-// The blank before one of the WHEREs is part of the statement as other programs' traces know it.
-constexpr PeriodClauses kPeriodClauses{
-    .dates = {"WHERE (conn_date >= '%q') AND (conn_date <= '%q')", " AND (conn_date >= '%q') AND (conn_date <= '%q')",
-              Counts::kYes},
-    .dates_with_times = {" WHERE (conn_date||' '||conn_time >= '%q %q') AND (conn_date||' '||conn_time <= '%q %q')",
-                         " AND (conn_date||' '||conn_time >= '%q %q') AND (conn_date||' '||conn_time <= '%q %q')",
-                         Counts::kYes},
-};
-
-constexpr Clause kUserExactly{"WHERE (conn_user = '%q')", " AND (conn_user = '%q')", Counts::kYes};
-constexpr Clause kUserContains{"WHERE (conn_user LIKE '%%%q%%')", " AND (conn_user LIKE '%%%q%%')", Counts::kYes};
 
 constexpr ValueFilter<Conditions> kValueFilters[] = {
     {kIp, {"WHERE (conn_ip LIKE '%%%q%%')", " AND (conn_ip LIKE '%%%q%%')", Counts::kYes}, &Conditions::ip, nullptr},
@@ -100,6 +81,26 @@ constexpr ValueFilter<Conditions> kValueFilters[] = {
      nullptr},
 };
 
+// A caller's type is one more than the stored one. The blank before one of the WHEREs is part of the statement as other
+// programs' traces know it.
+constexpr FilterTable<Conditions> kFilters{
+    .type = {"WHERE conn_type = %d", "", Counts::kYes},
+    .period =
+        {
+            .dates = {"WHERE (conn_date >= '%q') AND (conn_date <= '%q')",
+                      " AND (conn_date >= '%q') AND (conn_date <= '%q')", Counts::kYes},
+            .dates_with_times =
+                {" WHERE (conn_date||' '||conn_time >= '%q %q') AND (conn_date||' '||conn_time <= '%q %q')",
+                 " AND (conn_date||' '||conn_time >= '%q %q') AND (conn_date||' '||conn_time <= '%q %q')",
+                 Counts::kYes},
+        },
+    .user_exactly = {"WHERE (conn_user = '%q')", " AND (conn_user = '%q')", Counts::kYes},
+    .user_contains = {"WHERE (conn_user LIKE '%%%q%%')", " AND (conn_user LIKE '%%%q%%')", Counts::kYes},
+    .exact_users = &is_conn_name_matching,
+    .values = kValueFilters,
+};
+
+constexpr unsigned kHighestTypeMode = 3;
 constexpr int kHighestService = 12;
 constexpr int kHighestAction = 36;
 constexpr int kFailedAction = 13;
@@ -187,21 +188,8 @@ constexpr unsigned kHighestSortSince = 25;
 constexpr unsigned kOrdersOfListingSince = 18;
 
 bool in_range(const Conditions& wanted) noexcept {
-  return wanted.type_mode <= kHighestTypeMode && wanted.serv <= kHighestService && wanted.action <= kHighestAction &&
+  return wanted.type <= kHighestTypeMode && wanted.serv <= kHighestService && wanted.action <= kHighestAction &&
          (wanted.action_result == 0 || wanted.action_result == kFailedAction);
-}
-
-Filters filters_of(const Conditions& wanted) noexcept {
-  Filters filters;
-  if (wanted.type_mode != 0) {
-    filters.place(kType, kTypeClause, static_cast<int>(wanted.type_mode) - 1);
-  }
-  place_period(filters, kPeriod, kPeriodClauses, wanted.period);
-  if (wanted.user != nullptr) {
-    filters.place(kUser, is_conn_name_matching != 0 ? kUserExactly : kUserContains, wanted.user);
-  }
-  place_values<Conditions>(filters, kValueFilters, wanted);
-  return filters;
 }
 
 // What follows the filters in a listing.
@@ -212,15 +200,6 @@ struct Rows {
   [[nodiscard]] bool valid() const noexcept { return sort <= kHighestSort && range.valid(); }
 };
 
-struct Receiver {
-  annal_row_callback callback;
-  void* context;
-};
-
-bool can_be_asked(const char* levels, const char* client_time, int days) noexcept {
-  return levels != nullptr && client_time != nullptr && days >= 0;
-}
-
 const char* or_default(const char* path) noexcept {
   return path != nullptr ? path : kConnLog;
 }
@@ -229,7 +208,7 @@ int count_matching(const Search& search, const Conditions& wanted) noexcept {
   if (!in_range(wanted)) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kConnLog, search.statement, search_text(search, filters_of(wanted)), Negative::kFails);
+  return first_integer(kConnLog, search.statement, search_text(search, filters_of(kFilters, wanted)), Negative::kFails);
 }
 
 int list_matching(const Search& search, const char* path, const Conditions& wanted, const Rows& rows,
@@ -238,8 +217,8 @@ int list_matching(const Search& search, const char* path, const Conditions& want
     return ANNAL_BAD_ARGUMENT;
   }
   const char* tail[] = {fragment(kOrders, rows.sort), rows.range.clause()};
-  return list(or_default(path), search.statement, search_text(search, filters_of(wanted), tail), receiver.callback,
-              receiver.context);
+  return list(or_default(path), search.statement, search_text(search, filters_of(kFilters, wanted), tail),
+              receiver.callback, receiver.context);
 }
 
 int list_matching_groups(const Search& search, const char* path, const Conditions& wanted, unsigned group,
@@ -248,8 +227,8 @@ int list_matching_groups(const Search& search, const char* path, const Condition
     return ANNAL_BAD_ARGUMENT;
   }
   const char* tail[] = {fragment(kGroupings, group), fragment(kOrders, rows.sort), rows.range.clause()};
-  return list(or_default(path), search.statement, search_text(search, filters_of(wanted), tail), receiver.callback,
-              receiver.context);
+  return list(or_default(path), search.statement, search_text(search, filters_of(kFilters, wanted), tail),
+              receiver.callback, receiver.context);
 }
 
 }  // namespace
@@ -260,7 +239,7 @@ using namespace annal;
 
 int annal_conn_query(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
                      unsigned type_mode, void* context) noexcept {
-  return list_matching(kListing, db_path, {.type_mode = type_mode}, {sort, RowRange(start, end)}, {callback, context});
+  return list_matching(kListing, db_path, {.type = type_mode}, {sort, RowRange(start, end)}, {callback, context});
 }
 
 int annal_conn_query_ex(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
@@ -268,7 +247,7 @@ int annal_conn_query_ex(const char* db_path, annal_row_callback callback, unsign
                         const char* ip, const char* comp, const char* res, int serv, int action, void* context,
                         const char* time_from, const char* time_to, const char* app) noexcept {
   return list_matching(kListingUpToApp, db_path,
-                       {.type_mode = type_mode,
+                       {.type = type_mode,
                         .period = {date_from, date_to, time_from, time_to},
                         .user = user,
                         .ip = ip,
@@ -294,7 +273,7 @@ int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, unsig
                          const char* time_from, const char* time_to, const char* app, int action_result,
                          const char* client_id, const char* client_app, const char* client_agent) noexcept {
   return list_matching(kListingWithAll, db_path,
-                       {.type_mode = type_mode,
+                       {.type = type_mode,
                         .period = {date_from, date_to, time_from, time_to},
                         .user = user,
                         .ip = ip,
@@ -311,13 +290,13 @@ int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, unsig
 }
 
 int annal_conn_query_count(unsigned type_mode) noexcept {
-  return count_matching(kCount, {.type_mode = type_mode});
+  return count_matching(kCount, {.type = type_mode});
 }
 
 int annal_conn_query_count_ex(unsigned type_mode, const char* date_from, const char* date_to, const char* user,
                               const char* ip, const char* comp, const char* res, int serv, int action,
                               const char* time_from, const char* time_to, const char* app) noexcept {
-  return count_matching(kCountUpToApp, {.type_mode = type_mode,
+  return count_matching(kCountUpToApp, {.type = type_mode,
                                         .period = {date_from, date_to, time_from, time_to},
                                         .user = user,
                                         .ip = ip,
@@ -340,7 +319,7 @@ int annal_conn_query_count_ex3(unsigned type_mode, const char* date_from, const 
                                const char* ip, const char* comp, const char* res, int serv, int action,
                                const char* time_from, const char* time_to, const char* app, int action_result,
                                const char* client_id, const char* client_app, const char* client_agent) noexcept {
-  return count_matching(kCountWithAll, {.type_mode = type_mode,
+  return count_matching(kCountWithAll, {.type = type_mode,
                                         .period = {date_from, date_to, time_from, time_to},
                                         .user = user,
                                         .ip = ip,
@@ -357,7 +336,7 @@ int annal_conn_query_count_ex3(unsigned type_mode, const char* date_from, const 
 
 int annal_conn_query_group(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
                            unsigned type_mode, unsigned group, void* context) noexcept {
-  return list_matching_groups(kGroups, db_path, {.type_mode = type_mode}, group, {sort, RowRange(start, end)},
+  return list_matching_groups(kGroups, db_path, {.type = type_mode}, group, {sort, RowRange(start, end)},
                               {callback, context});
 }
 
@@ -366,7 +345,7 @@ int annal_conn_query_group_ex(const char* db_path, annal_row_callback callback, 
                               const char* ip, const char* comp, const char* res, int serv, int action, unsigned group,
                               void* context, const char* time_from, const char* time_to, const char* app) noexcept {
   return list_matching_groups(kGroupsUpToApp, db_path,
-                              {.type_mode = type_mode,
+                              {.type = type_mode,
                                .period = {date_from, date_to, time_from, time_to},
                                .user = user,
                                .ip = ip,
@@ -384,7 +363,7 @@ int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback,
                                void* context, const char* time_from, const char* time_to, const char* app,
                                int action_result) noexcept {
   return list_matching_groups(kGroupsUpToActionResult, db_path,
-                              {.type_mode = type_mode,
+                              {.type = type_mode,
                                .period = {date_from, date_to, time_from, time_to},
                                .user = user,
                                .ip = ip,

@@ -104,11 +104,8 @@ struct Conditions {
 // The filters' places in a statement. They are joined in the order of the tables below, which has the client first, so
 // that a search for a client and an application, with nothing before them, is refused by SQLite. Callers know which
 // searches go together; a statement that became valid would find what they have learnt not to look for.
-enum Place : unsigned char {
-  kType,
-  kPeriod,
-  kUser,
-  kIp,
+enum Place : std::size_t {
+  kIp = kUserPlace + 1,
   kComp,
   kDesc,
   kAppId,
@@ -122,20 +119,6 @@ enum Place : unsigned char {
 };
 
 constexpr std::size_t kUpToDesc = kDesc + 1;
-
-constexpr Clause kTypeClause{"WHERE (event_type = %d)", "", Counts::kYes};
-
-// The blank before one of the WHEREs is part of the statement as other programs' traces know it.
-constexpr PeriodClauses kPeriodClauses{
-    .dates = {"WHERE (event_date >= '%q') AND (event_date <= '%q')",
-              " AND (event_date >= '%q') AND (event_date <= '%q')", Counts::kYes},
-    .dates_with_times = {" WHERE (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
-                         " AND (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
-                         Counts::kYes},
-};
-
-constexpr Clause kUserExactly{"WHERE (event_user = '%q')", " AND (event_user = '%q')", Counts::kYes};
-constexpr Clause kUserContains{"WHERE (event_user LIKE '%%%q%%')", " AND (event_user LIKE '%%%q%%')", Counts::kYes};
 
 // The category id has never counted as a filter, for the category behind it; the same holds for the two together.
 constexpr ValueFilter<Conditions> kValueFilters[] = {
@@ -176,6 +159,25 @@ constexpr ValueFilter<Conditions> kValueFilters[] = {
      {"WHERE (event_category LIKE '%%%q%%')", " AND (event_category LIKE '%%%q%%')", Counts::kYes},
      &Conditions::category,
      nullptr},
+};
+
+// A caller's type is one more than the stored one. The blank before one of the WHEREs is part of the statement as other
+// programs' traces know it.
+constexpr FilterTable<Conditions> kFilters{
+    .type = {"WHERE (event_type = %d)", "", Counts::kYes},
+    .period =
+        {
+            .dates = {"WHERE (event_date >= '%q') AND (event_date <= '%q')",
+                      " AND (event_date >= '%q') AND (event_date <= '%q')", Counts::kYes},
+            .dates_with_times =
+                {" WHERE (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
+                 " AND (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
+                 Counts::kYes},
+        },
+    .user_exactly = {"WHERE (event_user = '%q')", " AND (event_user = '%q')", Counts::kYes},
+    .user_contains = {"WHERE (event_user LIKE '%%%q%%')", " AND (event_user LIKE '%%%q%%')", Counts::kYes},
+    .exact_users = &is_event_name_matching,
+    .values = kValueFilters,
 };
 
 constexpr Search kSearch{
@@ -233,31 +235,14 @@ bool times_paired(const Period& period) noexcept {
   return paired(period.first_time, period.last_time);
 }
 
-Filters filters_of(const Conditions& wanted) noexcept {
-  Filters filters;
-  if (wanted.type != 0) {
-    filters.place(kType, kTypeClause, static_cast<int>(wanted.type) - 1);
-  }
-  place_period(filters, kPeriod, kPeriodClauses, wanted.period);
-  if (wanted.user != nullptr) {
-    filters.place(kUser, is_event_name_matching != 0 ? kUserExactly : kUserContains, wanted.user);
-  }
-  place_values<Conditions>(filters, kValueFilters, wanted);
-  return filters;
-}
-
-struct Receiver {
-  annal_row_callback callback;
-  void* context;
-};
-
 // Alone among the searches, a count takes a first time without a last one as it is: the period then ends where the last
 // date begins.
 int count_found(const Search& search, const Conditions& wanted) noexcept {
   if (wanted.type > kHighestType || !dates_paired(wanted.period)) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kEventLog, search.statement, search_text(search, filters_of(wanted)), Negative::kFails);
+  return first_integer(kEventLog, search.statement, search_text(search, filters_of(kFilters, wanted)),
+                       Negative::kFails);
 }
 
 int list_found(const Search& search, const Conditions& wanted, std::span<const char* const> tail,
@@ -265,12 +250,8 @@ int list_found(const Search& search, const Conditions& wanted, std::span<const c
   if (wanted.type > kHighestType || !dates_paired(wanted.period) || !times_paired(wanted.period)) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return list(kEventLog, search.statement, search_text(search, filters_of(wanted), tail), receiver.callback,
+  return list(kEventLog, search.statement, search_text(search, filters_of(kFilters, wanted), tail), receiver.callback,
               receiver.context);
-}
-
-bool can_be_asked(const char* types, const char* client_time, int days) noexcept {
-  return types != nullptr && client_time != nullptr && days >= 0;
 }
 
 }  // namespace
