@@ -3,13 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <exception>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "tools/failure.h"
+#include "tools/kept_row.h"
 #include "tools/result.h"
 
 namespace annalctl {
@@ -18,27 +16,19 @@ namespace {
 
 // Carries rows across the library, which no exception may pass.
 struct Delivery {
-  const std::function<void(Row)>& take;
+  const TakeRow& take;
+  bool stopped = false;
   std::exception_ptr failure;
 };
 
 int deliver(void* context, int columns, char** values, char** /*names*/) {
   auto& delivery = *static_cast<Delivery*>(context);
   try {
-    delivery.take({values, static_cast<std::size_t>(columns)});
+    delivery.stopped = !delivery.take({values, static_cast<std::size_t>(columns)});
   } catch (...) {
     delivery.failure = std::current_exception();
   }
-  return delivery.failure ? 1 : 0;
-}
-
-int run(const Listing& listing, Page::Range range, const std::function<void(Row)>& take) {
-  Delivery delivery{take, nullptr};
-  const int code = listing.query(deliver, &delivery, range);
-  if (delivery.failure) {
-    std::rethrow_exception(delivery.failure);
-  }
-  return code;
+  return delivery.stopped || delivery.failure ? 1 : 0;
 }
 
 // Passes on the rows of a page, and says when the tool's own limit has left some out.
@@ -71,41 +61,34 @@ class PageWriter {
   bool more_ = false;
 };
 
-class KeptRow {
- public:
-  explicit KeptRow(Row values) {
-    for (const char* value : values) {
-      values_.push_back(value == nullptr ? std::nullopt : std::optional<std::string>(value));
-    }
-    if (!values_.empty() && values_.back()) {
-      size_ = std::strtoll(values_.back()->c_str(), nullptr, 10);
-    }
-  }
+// A group with its size.
+struct Group {
+  explicit Group(Row values) : row(values), size(values.empty() ? 0 : number_in(values, values.size() - 1)) {}
 
-  [[nodiscard]] long long size() const { return size_; }
-
-  [[nodiscard]] std::vector<const char*> values() const {
-    std::vector<const char*> pointers;
-    pointers.reserve(values_.size());
-    for (const auto& value : values_) {
-      pointers.push_back(value ? value->c_str() : nullptr);
-    }
-    return pointers;
-  }
-
- private:
-  std::vector<std::optional<std::string>> values_;
-  long long size_ = 0;
+  KeptRow row;
+  long long size;
 };
 
 }  // namespace
+
+int ask(const Query& query, Page::Range range, const TakeRow& take) {
+  Delivery delivery{take, false, nullptr};
+  const int code = query(deliver, &delivery, range);
+  if (delivery.failure) {
+    std::rethrow_exception(delivery.failure);
+  }
+  return delivery.stopped ? static_cast<int>(ANNAL_OK) : code;
+}
 
 int show_page(const Listing& listing, const Page& page, Program& program) {
   if (!log_is_there(listing.call.log)) {
     return kFailure;
   }
   PageWriter writer(listing, page, program);
-  const int code = run(listing, page.range(), [&writer](Row values) { writer.row(values); });
+  const int code = ask(listing.query, page.range(), [&writer](Row values) {
+    writer.row(values);
+    return true;
+  });
   if (code == ANNAL_OK) {
     writer.finish(program);
   }
@@ -116,16 +99,19 @@ int show_largest(const Listing& listing, const Page& page, Program& program) {
   if (!log_is_there(listing.call.log)) {
     return kFailure;
   }
-  std::vector<KeptRow> rows;
-  const int code = run(listing, {0, 0}, [&rows](Row values) { rows.emplace_back(values); });
+  std::vector<Group> rows;
+  const int code = ask(listing.query, {0, 0}, [&rows](Row values) {
+    rows.emplace_back(values);
+    return true;
+  });
   if (code != ANNAL_OK) {
     return report(listing.call, code);
   }
   std::stable_sort(rows.begin(), rows.end(),
-                   [](const KeptRow& left, const KeptRow& right) { return left.size() > right.size(); });
+                   [](const Group& left, const Group& right) { return left.size > right.size; });
   PageWriter writer(listing, page, program);
   for (std::size_t i = static_cast<std::size_t>(page.offset); i < rows.size(); ++i) {
-    writer.row(rows[i].values());
+    writer.row(rows[i].row.values());
   }
   writer.finish(program);
   return kSuccess;

@@ -18,6 +18,12 @@ struct Listing {
   Query query;
 };
 
+// Takes one row; false ends the listing.
+using TakeRow = std::function<bool(Row values)>;
+
+// Runs a query and returns the library's result. A listing that was ended is a success.
+[[nodiscard]] int ask(const Query& query, Page::Range range, const TakeRow& take);
+
 // Both return the exit status, and have reported a failure.
 [[nodiscard]] int show_page(const Listing& listing, const Page& page, Program& program);
 

@@ -42,7 +42,7 @@ class RowSink {
   RowSink& operator=(const RowSink&) = delete;
 
   virtual void row(Row values) = 0;
-  // What can only be written when the last row is known.
+  // Writes what was held back until more rows are known. Rows may follow nevertheless.
   virtual void finish() {}
 };
 

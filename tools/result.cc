@@ -51,18 +51,21 @@ bool log_is_there(const Log& log) {
   return !obstacle;
 }
 
+std::string failure_text(const Call& call, int code) {
+  if (const std::optional<std::string> obstacle = file_obstacle(call.log, call.purpose)) {
+    return fmt::format("cannot open {}: {}", call.log.path, *obstacle);
+  }
+  if (const std::optional<std::string> cause = statement_obstacle(call, code)) {
+    return fmt::format("cannot {}: {}", call.doing, *cause);
+  }
+  return fmt::format("cannot {}: the library answered {} ({}) on {}", call.doing, code, code_text(code), call.log.path);
+}
+
 int report(const Call& call, int code) {
   if (code == ANNAL_OK) {
     return kSuccess;
   }
-  if (const std::optional<std::string> obstacle = file_obstacle(call.log, call.purpose)) {
-    complain(fmt::format("cannot open {}: {}", call.log.path, *obstacle));
-  } else if (const std::optional<std::string> cause = statement_obstacle(call, code)) {
-    complain(fmt::format("cannot {}: {}", call.doing, *cause));
-  } else {
-    complain(
-        fmt::format("cannot {}: the library answered {} ({}) on {}", call.doing, code, code_text(code), call.log.path));
-  }
+  complain(failure_text(call, code));
   return kFailure;
 }
 

@@ -14,6 +14,9 @@ namespace annalctl {
 // the reason when the answer is false.
 [[nodiscard]] bool log_is_there(const Log& log);
 
+// Why a call failed, and what to do.
+[[nodiscard]] std::string failure_text(const Call& call, int code);
+
 // Prints what became of a call, unless it is a success, and returns the exit status.
 [[nodiscard]] int report(const Call& call, int code);
 

@@ -42,7 +42,8 @@ void fit(std::vector<std::size_t>& widths, std::size_t room) {
 
 }  // namespace
 
-Table::Table(std::span<const TableColumn> columns, const Terminal& terminal) : columns_(columns), terminal_(terminal) {
+Table::Table(std::span<const TableColumn> columns, const Terminal& terminal)
+    : columns_(columns), terminal_(terminal), widths_(columns.size()) {
   Cells titles;
   for (const TableColumn& column : columns_) {
     titles.push_back({column.title});
@@ -65,20 +66,25 @@ void Table::add(std::span<const char* const> values) {
   rows_.push_back(std::move(cells));
 }
 
-void Table::write(const std::function<void(const std::string&)>& line) const {
-  const std::vector<std::size_t> fitted = widths();
+void Table::write(const std::function<void(const std::string&)>& line) {
+  widen();
+  const std::vector<std::size_t> fitted = fitted_widths();
   for (const Cells& cells : rows_) {
     line(line_of(cells, fitted));
   }
+  rows_.clear();
 }
 
-std::vector<std::size_t> Table::widths() const {
-  std::vector<std::size_t> widths(columns_.size());
+void Table::widen() {
   for (const Cells& cells : rows_) {
     for (std::size_t i = 0; i < cells.size(); ++i) {
-      widths[i] = std::max(widths[i], display_width(cells[i].text));
+      widths_[i] = std::max(widths_[i], display_width(cells[i].text));
     }
   }
+}
+
+std::vector<std::size_t> Table::fitted_widths() const {
+  std::vector<std::size_t> widths = widths_;
   if (terminal_.present) {
     fit(widths, terminal_.width);
   }

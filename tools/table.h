@@ -31,23 +31,27 @@ struct TableColumn {
   Cell (*show)(const char*) = nullptr;  // for codes that have names
 };
 
-// Keeps its rows until it is written: the widths depend on all of them.
+// Keeps its rows until it is written, because the widths depend on all of them. Rows that come later are lined up with
+// those before as far as they fit.
 class Table {
  public:
   Table(std::span<const TableColumn> columns, const Terminal& terminal);
 
   void add(std::span<const char* const> values);
-  void write(const std::function<void(const std::string&)>& line) const;
+  // Writes the rows that were added since it did so last, below the titles the first time.
+  void write(const std::function<void(const std::string&)>& line);
 
  private:
   using Cells = std::vector<Cell>;
 
-  [[nodiscard]] std::vector<std::size_t> widths() const;
+  void widen();
+  [[nodiscard]] std::vector<std::size_t> fitted_widths() const;
   [[nodiscard]] std::string line_of(const Cells& cells, const std::vector<std::size_t>& widths) const;
 
   std::span<const TableColumn> columns_;
   Terminal terminal_;
   std::vector<Cells> rows_;
+  std::vector<std::size_t> widths_;
 };
 
 }  // namespace annalctl

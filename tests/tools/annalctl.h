@@ -2,7 +2,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,6 +24,34 @@ struct Finished {
 
 // The same at a terminal of its own, where a person has typed something.
 [[nodiscard]] Finished annalctl_at_terminal(const std::vector<std::string>& arguments, const std::string& typed);
+
+// One that runs on while the test does something else.
+class RunningAnnalctl {
+ public:
+  // out: where standard output goes instead of being read back; the descriptor stays the caller's.
+  explicit RunningAnnalctl(const std::vector<std::string>& arguments, int out = -1);
+  ~RunningAnnalctl();
+  RunningAnnalctl(const RunningAnnalctl&) = delete;
+  RunningAnnalctl& operator=(const RunningAnnalctl&) = delete;
+
+  // What it has written, once there are this many lines. After twenty seconds, what there is.
+  [[nodiscard]] std::vector<std::string> wait_for_lines(std::size_t count) const;
+  // The same for a text on standard error.
+  [[nodiscard]] std::string wait_for_error(const std::string& text) const;
+
+  // Waits for its end, after a signal when one is given.
+  [[nodiscard]] Finished finish(int signal = 0);
+
+ private:
+  struct CloseFile {
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
+  };
+  using File = std::unique_ptr<std::FILE, CloseFile>;
+
+  File out_;
+  File err_;
+  pid_t process_ = -1;
+};
 
 [[nodiscard]] std::vector<std::string> lines_of(const std::string& text);
 

@@ -8,10 +8,14 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 namespace {
 
@@ -21,13 +25,25 @@ struct CloseFile {
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
 std::string contents(std::FILE* file) {
+  // The place in the file is shared with a program that still writes to it, and is left alone.
   std::string text;
   std::array<char, 4096> buffer{};
-  std::rewind(file);
-  for (std::size_t got = 0; (got = std::fread(buffer.data(), 1, buffer.size(), file)) > 0;) {
-    text.append(buffer.data(), got);
+  for (ssize_t got = 0;
+       (got = pread(fileno(file), buffer.data(), buffer.size(), static_cast<off_t>(text.size()))) > 0;) {
+    text.append(buffer.data(), static_cast<std::size_t>(got));
   }
   return text;
+}
+
+bool becomes_true(const std::function<bool()>& condition) {
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > give_up) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
 }
 
 int wait_for(pid_t child) {
@@ -37,15 +53,8 @@ int wait_for(pid_t child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// Files rather than pipes: the tool cannot block on a reader that is still busy with the other stream.
-Finished run(const std::vector<std::string>& arguments, int input, const char* out_path) {
-  Finished finished;
-  const File out(out_path == nullptr ? std::tmpfile() : std::fopen(out_path, "r+"));
-  const File err(std::tmpfile());
-  if (!out || !err) {
-    ADD_FAILURE() << "no file for the program's output could be opened";
-    return finished;
-  }
+// Starts the tool with these descriptors; -1 when that fails.
+pid_t start(const std::vector<std::string>& arguments, int input, int out, int err) {
   std::vector<std::string> texts{ANNALCTL};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
@@ -58,13 +67,28 @@ Finished run(const std::vector<std::string>& arguments, int input, const char* o
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input, 0);
-  posix_spawn_file_actions_adddup2(&actions, fileno(out.get()), 1);
-  posix_spawn_file_actions_adddup2(&actions, fileno(err.get()), 2);
-  pid_t child = 0;
-  const int spawned = posix_spawn(&child, ANNALCTL, &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (spawned != 0) {
+  posix_spawn_file_actions_adddup2(&actions, out, 1);
+  posix_spawn_file_actions_adddup2(&actions, err, 2);
+  pid_t child = -1;
+  if (posix_spawn(&child, ANNALCTL, &actions, nullptr, argv.data(), environ) != 0) {
     ADD_FAILURE() << "cannot run " << ANNALCTL;
+    child = -1;
+  }
+  posix_spawn_file_actions_destroy(&actions);
+  return child;
+}
+
+// Files rather than pipes: the tool cannot block on a reader that is still busy with the other stream.
+Finished run(const std::vector<std::string>& arguments, int input, const char* out_path) {
+  Finished finished;
+  const File out(out_path == nullptr ? std::tmpfile() : std::fopen(out_path, "r+"));
+  const File err(std::tmpfile());
+  if (!out || !err) {
+    ADD_FAILURE() << "no file for the program's output could be opened";
+    return finished;
+  }
+  const pid_t child = start(arguments, input, fileno(out.get()), fileno(err.get()));
+  if (child < 0) {
     return finished;
   }
   finished.status = wait_for(child);
@@ -97,6 +121,49 @@ Finished annalctl_at_terminal(const std::vector<std::string>& arguments, const s
   Finished finished = run(arguments, program, nullptr);
   close(program);
   close(person);
+  return finished;
+}
+
+RunningAnnalctl::RunningAnnalctl(const std::vector<std::string>& arguments, int out)
+    : out_(std::tmpfile()), err_(std::tmpfile()) {
+  const File in(std::fopen("/dev/null", "r"));
+  process_ = start(arguments, fileno(in.get()), out < 0 ? fileno(out_.get()) : out, fileno(err_.get()));
+}
+
+RunningAnnalctl::~RunningAnnalctl() {
+  if (process_ > 0) {
+    kill(process_, SIGKILL);
+    static_cast<void>(wait_for(process_));
+  }
+}
+
+std::vector<std::string> RunningAnnalctl::wait_for_lines(std::size_t count) const {
+  std::vector<std::string> lines;
+  static_cast<void>(becomes_true([&] {
+    lines = lines_of(contents(out_.get()));
+    return lines.size() >= count;
+  }));
+  return lines;
+}
+
+std::string RunningAnnalctl::wait_for_error(const std::string& text) const {
+  std::string error;
+  static_cast<void>(becomes_true([&] {
+    error = contents(err_.get());
+    return error.find(text) != std::string::npos;
+  }));
+  return error;
+}
+
+Finished RunningAnnalctl::finish(int signal) {
+  if (signal != 0) {
+    kill(process_, signal);
+  }
+  Finished finished;
+  finished.status = wait_for(process_);
+  process_ = -1;
+  finished.out = contents(out_.get());
+  finished.err = contents(err_.get());
   return finished;
 }
 
@@ -192,10 +259,10 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
 
 TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
   const std::vector<std::vector<std::string>> all{
-      {"event", "create"},  {"event", "add"},    {"event", "list"},     {"event", "count"},
-      {"event", "group"},   {"event", "delete"}, {"event", "trim"},     {"event", "flush"},
-      {"event", "migrate"}, {"event", "import"}, {"notice", "create"},  {"notice", "age"},
-      {"notice", "delete"}, {"notice", "flush"}, {"notice", "migrate"}, {"facilities"},
+      {"event", "create"},   {"event", "add"},     {"event", "list"}, {"event", "count"},   {"event", "tail"},
+      {"event", "group"},    {"event", "delete"},  {"event", "trim"}, {"event", "flush"},   {"event", "migrate"},
+      {"event", "import"},   {"notice", "create"}, {"notice", "age"}, {"notice", "delete"}, {"notice", "flush"},
+      {"notice", "migrate"}, {"facilities"},
   };
   for (const auto& command : all) {
     std::vector<std::string> arguments = command;

@@ -21,6 +21,7 @@ void add_trim(CLI::App& commands, Program& program);
 void add_flush(CLI::App& commands, Program& program);
 void add_migrate(CLI::App& commands, Program& program);
 void add_import(CLI::App& commands, Program& program);
+void add_tail(CLI::App& commands, Program& program);
 
 }  // namespace event
 

@@ -80,10 +80,6 @@ const Grouping& grouping_of(unsigned code) {
                        [code](const Grouping& grouping) { return grouping.choice.code == code; });
 }
 
-RowShape listed_shape() {
-  return {{kLog.columns.begin(), kLog.columns.end()}, kListTable};
-}
-
 RowShape grouped_shape(const Grouping& grouping) {
   RowShape shape = listed_shape();
   shape.columns.push_back({"count", true});

@@ -110,6 +110,9 @@ const std::span<const Choice> kLevels = kLevelChoices;
 const std::span<const Choice> kLevelFilters = kFilterChoices;
 const std::span<const Choice> kSorts = kSortChoices;
 const std::span<const Grouping> kGroupings = kGroupingTable;
-const std::span<const TableColumn> kListTable = kListCells;
+
+RowShape listed_shape() {
+  return {{kColumns.begin(), kColumns.end()}, kListCells};
+}
 
 }  // namespace annalctl::event

@@ -6,6 +6,7 @@
 
 #include "tools/choice.h"
 #include "tools/log.h"
+#include "tools/output.h"
 #include "tools/table.h"
 
 namespace annalctl::event {
@@ -22,6 +23,7 @@ extern const std::span<const Choice> kSorts;
 enum SortCode : unsigned {
   kOldestFirst = 0,
   kNewestFirst = 1,
+  kHighestIdFirst = 13,
 };
 
 // One way to group: its code, the order that shows its groups best, and the columns that say something about a group
@@ -33,6 +35,6 @@ struct Grouping {
 };
 extern const std::span<const Grouping> kGroupings;
 
-extern const std::span<const TableColumn> kListTable;
+[[nodiscard]] RowShape listed_shape();
 
 }  // namespace annalctl::event

@@ -1,0 +1,30 @@
+// A row that outlives the library's call.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/output.h"
+
+namespace annalctl {
+
+class KeptRow {
+ public:
+  explicit KeptRow(Row values);
+
+  // The pointers are the row's own.
+  [[nodiscard]] std::vector<const char*> values() const;
+
+  // Whether both are the same as far as both go: a migration adds columns behind those that are there.
+  [[nodiscard]] bool agrees_with(const KeptRow& other) const;
+
+ private:
+  std::vector<std::optional<std::string>> values_;
+};
+
+// A value read as a whole number; 0 when there is none.
+[[nodiscard]] long long number_in(Row values, std::size_t place);
+
+}  // namespace annalctl
