@@ -1,0 +1,98 @@
+// What the searches of every log have in common: a log lists its functions, and the tests of searches.cc hold for each.
+// Add that file and search_model.cc to the log's test program.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "tests/support/appliance.h"
+#include "tests/support/search_model.h"
+
+namespace annal::test {
+
+void PrintTo(const SearchFunction& function, std::ostream* out);
+std::string name_of_search(const testing::TestParamInfo<SearchFunction>& tested);
+
+// A log with its table and nothing in it.
+class EverySearch : public ApplianceTest, public testing::WithParamInterface<SearchFunction> {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  int call(const Search& search = {});
+
+  // That the function says this, and nothing else, to SQLite.
+  void expect_statement(const Search& search, const std::string& text);
+  void expect_statement(const Search& search) { expect_statement(search, statement(GetParam(), search)); }
+
+  // What stands in the statement where no filter is.
+  static std::string no_filters();
+
+  Listing listing;
+};
+
+// Those that list rows, with or without their groups.
+class EveryListingSearch : public EverySearch {};
+
+// The functions that a suite is about.
+std::vector<SearchFunction> listing(std::vector<SearchFunction> functions);
+
+// ---- the polling clients' queries ----
+
+// The arguments of all of them.
+struct Poll {
+  const char* levels = "0,1,2";
+  const char* client_time = "0";
+  int days = 1;
+  int start = 0;
+  int end = 0;
+  unsigned sort = 0;
+  unsigned group = 0;           // of the events
+  const char* group_text = "";  // of the connections
+};
+
+struct PollFunction {
+  const char* name;
+  const SearchedLog* log;
+  SearchFunction::Kind kind;
+  // The statement's parts: %W the levels, %T the client time, %D the days, %G the grouping, %X the
+  // caller's own, %O the order, %P the page.
+  const char* statement;
+  const char* where;  // before the levels
+  int (*call)(const Poll& poll, annal_row_callback callback, void* context);
+  unsigned orders = 0;  // of the 26 codes
+};
+
+void PrintTo(const PollFunction& function, std::ostream* out);
+std::string name_of_poll(const testing::TestParamInfo<PollFunction>& tested);
+
+class EveryPoll : public ApplianceTest, public testing::WithParamInterface<PollFunction> {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  int call(const Poll& poll);
+
+  // An entry stamped so many seconds from now.
+  void put_entry(int seconds_from_now, int type = 0);
+
+  // How many entries this finds: the count, the number of rows, or the sum of the groups.
+  int found(const Poll& poll);
+
+  [[nodiscard]] std::string text(const std::string& levels, const Poll& poll) const;
+  void expect_statement(const std::string& levels, const Poll& poll);
+
+  Listing listing;
+
+ private:
+  std::string zone_;
+};
+
+class EveryListingPoll : public EveryPoll {};
+
+std::vector<PollFunction> listing(std::vector<PollFunction> functions);
+
+}  // namespace annal::test
