@@ -1,0 +1,327 @@
+#!/usr/bin/env python3
+"""Checks the message catalog's files and turns them into the arrays that the library exports.
+
+    generate.py --output FILE [--data DIR]   write the arrays as C++, from all files of the catalog
+    generate.py --check FILE...              check single files, complete or not
+    generate.py --similar FILE...            list rows that say nearly the same
+    generate.py --similar --words 2 FILE...  ... that differ in up to two words
+
+What is wrong is listed on the standard error stream as FILE:LINE: what, and the status is 1. README.md has the rules.
+"""
+
+import argparse
+import collections
+import itertools
+import pathlib
+import re
+import sys
+
+HERE = pathlib.Path(__file__).resolve().parent
+
+FIELDS = ("application", "level", "category", "number", "template")
+RESERVED = "[reserved]"
+LONGEST_TEMPLATE = 400
+HIGHEST_PLACEHOLDER = 20
+UNIT_PREFIX = {"A049": "[{0}]"}  # hardware messages name the unit, main unit or enclosure, in their brackets
+
+CATEGORY = re.compile(r"C[0-9]{3}")
+HEADING = re.compile(r"#\s*(C[0-9]{3})\s+\S")
+NUMBER = re.compile(r"[1-9][0-9]*")
+TOKEN = re.compile(r"%V[0-9]{3}%")
+PLACEHOLDER = re.compile(r"\{(0|[1-9][0-9]*)\}")
+FOREIGN = re.compile(r"[^ -~℃]")
+
+WORDING = (
+    (re.compile(r"!"), "an exclamation mark"),
+    (re.compile(r"\bplease\b", re.I), "the word please"),
+    (re.compile(r"\bsuccessful(ly)?\b", re.I), "the word successfully: the past tense says it"),
+    (re.compile(r"\berror occurred\b|\boccurred an error\b", re.I), "the words error occurred: say which"),
+    (re.compile(r"\b(can|don|won|isn|couldn|didn|doesn|wasn|aren)'t\b", re.I), "a contraction"),
+    (re.compile(r'"'), "a quotation mark"),
+    (re.compile(r"cancelled|cancelling|synchronis|initialis|unrecognis|authoris|\bcolour", re.I), "a spelling other than American"),
+)
+
+Application = collections.namedtuple("Application", "name file rows phrases uncategorized absent mixed title")
+Row = collections.namedtuple("Row", "line application level category number template")
+
+
+class Faults:
+    """Everything that is wrong, in the order in which it was found."""
+
+    def __init__(self):
+        self.lines = []
+
+    def add(self, path, line, text):
+        self.lines.append(f"{path}:{line}: {text}")
+
+    def report(self):
+        for line in self.lines:
+            print(line, file=sys.stderr)
+        return 1 if self.lines else 0
+
+
+def number_set(text):
+    """The numbers that "4,7-10" names; "-" names none."""
+    numbers = set()
+    if text != "-":
+        for part in text.split(","):
+            first, _, last = part.partition("-")
+            numbers.update(range(int(first), int(last or first) + 1))
+    return numbers
+
+
+def ranges(numbers):
+    """The reverse of number_set, for a message."""
+    parts = []
+    for _, group in itertools.groupby(enumerate(sorted(numbers)), lambda pair: pair[1] - pair[0]):
+        run = [number for _, number in group]
+        parts.append(str(run[0]) if len(run) == 1 else f"{run[0]}-{run[-1]}")
+    return ", ".join(parts)
+
+
+def read_applications(path):
+    applications = {}
+    for line in path.read_text(encoding="utf-8").splitlines():
+        if line and not line.startswith("#"):
+            file, rows, phrases, uncategorized, absent, order, title = line.split("\t")
+            applications[file] = Application(file.partition(".")[0], file, int(rows), int(phrases), int(uncategorized),
+                                             number_set(absent), order == "mixed", title)
+    return applications
+
+
+def read_lines(path, faults):
+    """The file's lines with their numbers, from 1. A line that is not UTF-8 is a fault and left out."""
+    content = path.read_bytes()
+    if content and not content.endswith(b"\n"):
+        faults.add(path, content.count(b"\n") + 1, "the last line has no line feed")
+    if content.startswith(b"\xef\xbb\xbf"):
+        faults.add(path, 1, "the file begins with a byte order mark")
+    lines = []
+    for number, line in enumerate(content.split(b"\n"), 1):
+        try:
+            lines.append((number, line.decode("utf-8")))
+        except UnicodeDecodeError:
+            faults.add(path, number, "the line is not UTF-8")
+    return lines
+
+
+def template_faults(row, application, tokens):
+    """What is wrong with a message's template, or a phrase."""
+    text = row.template
+    if len(text) > LONGEST_TEMPLATE:
+        yield f"the template has {len(text)} characters, at most {LONGEST_TEMPLATE} are allowed"
+    if FOREIGN.search(text):
+        yield f"the template holds {FOREIGN.search(text).group()!a}; the only character beyond printable ASCII is the degree sign"
+    if text != text.strip(" ") or "  " in text:
+        yield "the template has a blank at its start or end, or two in a row"
+    if TOKEN.fullmatch(row.number):
+        if not text:
+            yield "the phrase is empty"
+        if re.search(r"[{}\[\]%]|\.$", text):
+            yield "a phrase has no placeholder, no brackets, no token and no full stop"
+        return
+
+    placeholders = PLACEHOLDER.findall(text)
+    if re.search(r"[{}]", PLACEHOLDER.sub("", text)):
+        yield "a brace is not part of a placeholder {0} to {%d}" % HIGHEST_PLACEHOLDER
+    for number in placeholders:
+        if int(number) > HIGHEST_PLACEHOLDER:
+            yield "the placeholder {%s} is above {%d}" % (number, HIGHEST_PLACEHOLDER)
+    first_seen = list(dict.fromkeys(map(int, placeholders)))
+    if first_seen != sorted(first_seen):
+        yield "the placeholders are not numbered in the order in which they first appear"
+    for token in re.findall(r"%V[0-9]{0,3}%?", text):
+        if token not in tokens:
+            yield f"the template names {token}, which is no phrase of this application"
+    prefixes = [f"[{application.title}]", UNIT_PREFIX.get(application.name)]
+    if not any(prefix and text.startswith(prefix + " ") for prefix in prefixes):
+        yield "the template does not begin with " + " or ".join(prefix for prefix in prefixes if prefix) + " and a blank"
+    if not text.endswith("."):
+        yield "the template does not end with a full stop"
+    for pattern, what in WORDING:
+        if pattern.search(text):
+            yield f"the template holds {what}"
+
+
+def row_faults(row, application, headings):
+    """What is wrong with a row's first four fields."""
+    if row.application != application.name:
+        yield f"the application is {row.application!a}, the file is for {application.name}"
+    if row.category != RESERVED:
+        if not CATEGORY.fullmatch(row.category):
+            yield f"the category {row.category!a} is neither C and three digits nor {RESERVED}"
+        elif row.category not in headings:
+            yield f"no heading names the category {row.category} above its first row"
+    if TOKEN.fullmatch(row.number):
+        if row.category != RESERVED:
+            yield f"the phrase {row.number} has a category; a phrase has {RESERVED}"
+        if row.level != "0":
+            yield f"the phrase {row.number} has level {row.level}; a phrase has level 0"
+    elif not NUMBER.fullmatch(row.number):
+        yield f"the message number {row.number!a} is neither a decimal number nor a token"
+    elif row.level not in ("1", "2", "4"):
+        yield f"the level {row.level!a} is not 1, 2 or 4"
+
+
+def total_faults(rows, application):
+    """What is wrong with the file as a whole."""
+    phrases = sum(1 for row in rows if TOKEN.fullmatch(row.number))
+    uncategorized = sum(1 for row in rows if row.category == RESERVED) - phrases
+    for what, found, wanted in (("rows", len(rows), application.rows - 2), ("phrase rows", phrases, application.phrases),
+                                (f"numbered rows with {RESERVED}", uncategorized, application.uncategorized)):
+        if found != wanted:
+            yield f"the file has {found} {what}, it must have {wanted}"
+
+    numbers = [int(row.number) for row in rows if NUMBER.fullmatch(row.number)]
+    highest, count = 0, application.rows - 2 - application.phrases
+    while count:
+        highest += 1
+        count -= highest not in application.absent
+    wanted = set(range(1, highest + 1)) - application.absent
+    if wanted - set(numbers):
+        yield f"the message numbers {ranges(wanted - set(numbers))} are missing"
+    if application.mixed and len(numbers) > 1 and numbers == sorted(numbers):
+        yield "every message number ascends; some rows of this application stand out of order"
+
+
+def read_file(path, application, known_tokens, faults):
+    """The file's rows; what is wrong with them goes to faults."""
+    rows, headings, seen, templates = [], set(), {}, {}
+    previous = 0
+    lines = read_lines(path, faults)
+    tokens = known_tokens | {fields[3] for fields in (line.split("\t") for _, line in lines) if len(fields) == len(FIELDS)}
+    for line, text in lines:
+        if text.startswith("#") or not text:
+            heading = HEADING.match(text)
+            if heading:
+                headings.add(heading.group(1))
+            continue
+        fields = text.split("\t")
+        if len(fields) != len(FIELDS):
+            faults.add(path, line, f"the row has {len(fields)} fields, not {len(FIELDS)} with one tab between them")
+            continue
+        row = Row(line, *fields)
+        rows.append(row)
+        for fault in itertools.chain(row_faults(row, application, headings), template_faults(row, application, tokens)):
+            faults.add(path, line, fault)
+        if row.number in seen:
+            faults.add(path, line, f"the number {row.number} is taken by line {seen[row.number]}")
+        seen.setdefault(row.number, line)
+        kind_and_text = bool(TOKEN.fullmatch(row.number)), row.template
+        if kind_and_text in templates:
+            faults.add(path, line, f"the template repeats that of line {templates[kind_and_text]}")
+        templates.setdefault(kind_and_text, line)
+        if NUMBER.fullmatch(row.number):
+            number = int(row.number)
+            if number in application.absent:
+                faults.add(path, line, f"the number {number} is one that stays absent")
+            if number < previous and not application.mixed:
+                faults.add(path, line, f"the number {number} stands after {previous}; this application's numbers ascend")
+            previous = number
+    for fault in total_faults(rows, application):
+        faults.add(path, len(lines) - 1, fault)
+    return rows
+
+
+def tokens_of_parts(path):
+    """The tokens that the other parts of a file in parts (A002.1.tsv, A002.2.tsv) define."""
+    if path.stem.count(".") == 0:
+        return set()
+    tokens = set()
+    for part in path.parent.glob(path.name.partition(".")[0] + ".*.tsv"):
+        tokens.update(TOKEN.findall(part.read_text(encoding="utf-8", errors="replace")))
+    return tokens
+
+
+def check(paths, applications, faults):
+    """The rows of each file by its application."""
+    catalog = {}
+    for path in paths:
+        application = applications.get(path.stem)
+        if application is None or path.suffix != ".tsv":
+            faults.add(path, 1, "the file is none of the catalog's, which applications.tsv lists")
+        elif not path.is_file():
+            faults.add(path, 1, "the file is missing")
+        else:
+            catalog[application.file] = read_file(path, application, tokens_of_parts(path), faults)
+    return catalog
+
+
+def literal(text):
+    """A C string literal; three-digit octal escapes end by themselves, whatever follows them."""
+    return '"' + "".join(chr(byte) if 32 <= byte < 127 and byte not in b'"\\?' else f"\\{byte:03o}"
+                         for byte in text.encode("utf-8")) + '"'
+
+
+def arrays(catalog, applications):
+    """The C++ text of the arrays. Linkage and length come from the header's declarations, which the compiler compares."""
+    lines = ["// Generated by catalog/generate.py from catalog/data/. Change the data.", '#include "Corix_annal.h"', ""]
+    for file, rows in sorted(catalog.items()):
+        lines.append(f"const CatalogEntry {file}_list[{applications[file].rows}] = {{")
+        lines.append('    {"", 0, "", "", ""},')
+        for row in rows:
+            texts = [literal(text) for text in (row.application, row.category, row.number, row.template)]
+            lines.append(f"    {{{texts[0]}, {row.level}, {texts[1]}, {texts[2]}, {texts[3]}}},")
+        lines += ["    {nullptr, 0, nullptr, nullptr, nullptr},", "};", ""]
+    return "\n".join(lines)
+
+
+def generate(data, output, applications, faults):
+    whole = {file: application for file, application in applications.items() if "." not in file}
+    paths = sorted(set(data.iterdir()) | {data / f"{file}.tsv" for file in whole})
+    catalog = check(paths, whole, faults)
+    if not faults.lines:
+        output.write_text(arrays(catalog, whole), encoding="ascii")
+
+
+def similar(paths, words):
+    """Prints groups of templates that are alike but for so many words; brackets and placeholders' numbers do not count."""
+    groups = collections.defaultdict(dict)
+    for path in paths:
+        for line, text in enumerate(path.read_text(encoding="utf-8", errors="replace").splitlines(), 1):
+            fields = text.split("\t")
+            if len(fields) != len(FIELDS) or text.startswith("#") or TOKEN.fullmatch(fields[3]):
+                continue
+            template = re.sub(r"^\[[^]]*\] ", "", fields[4])
+            parts = PLACEHOLDER.sub("{}", template).lower().split()
+            for places in itertools.combinations(range(len(parts)), min(words, len(parts))):
+                pattern = " ".join("_" if place in places else part for place, part in enumerate(parts))
+                if re.search(r"[a-z]", pattern):
+                    groups[pattern][(path.name, line)] = f"{path.name}:{line}: {fields[4]}"
+    shown = set()
+    for pattern, members in sorted(groups.items(), key=lambda item: -len(item[1])):
+        key = frozenset(members)
+        if len(members) > 1 and not any(key <= other for other in shown):
+            shown.add(key)
+            print(f"{len(members)} alike: {pattern}")
+            for member in members.values():
+                print("    " + member)
+    print(f"{len(shown)} groups")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--applications", type=pathlib.Path, default=HERE / "applications.tsv")
+    parser.add_argument("--data", type=pathlib.Path, default=HERE / "data", help="the folder of the files")
+    parser.add_argument("--words", type=int, default=1, help="how many words similar rows may differ in")
+    mode = parser.add_mutually_exclusive_group(required=True)
+    mode.add_argument("--output", type=pathlib.Path, metavar="FILE")
+    mode.add_argument("--check", action="store_true")
+    mode.add_argument("--similar", action="store_true")
+    parser.add_argument("files", type=pathlib.Path, nargs="*")
+    arguments = parser.parse_args()
+
+    if arguments.similar:
+        similar(arguments.files, arguments.words)
+        return 0
+    applications = read_applications(arguments.applications)
+    faults = Faults()
+    if arguments.check:
+        check(arguments.files, applications, faults)
+    else:
+        generate(arguments.data, arguments.output, applications, faults)
+    return faults.report()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
