@@ -193,6 +193,18 @@ typedef struct NoticeFacility {
   const char* name; /* for display; a null pointer ends the list */
 } NoticeFacility;
 
+/*
+ * One message of the catalog. In an array's first entry all texts are empty and the level is 0; in its last every
+ * pointer is null and the level is 0.
+ */
+typedef struct CatalogEntry {
+  const char* app_id;       /* the application, "A" and three digits, as in the array's name; null ends the array */
+  long level;               /* 1 error, 2 warning, 4 information; 0 for a phrase */
+  const char* category_id;  /* "C" and three digits; "[reserved]" without a category, and for a phrase */
+  const char* msg_no;       /* the number, decimal, unique in the array; for a phrase its token, as "%V002%" */
+  const char* msg_template; /* one line of up to 400 characters with the placeholders {0} to {20}; or the phrase */
+} CatalogEntry;
+
 /* One column of a table's current layout, for annal_common_migrate_db. */
 typedef struct AnnalColumn {
   const char* name;    /* the column expected at this position */
@@ -971,6 +983,73 @@ ANNAL_API extern const NoticeFacility notice_facility_list[22];
  * Returns ANNAL_OK, or -1 for a null dst. Touches no file.
  */
 ANNAL_API int Get_Facility_String_By_Facility(int facility, char* dst, int len) ANNAL_NOEXCEPT;
+
+/* ---- message catalog ---- */
+
+/*
+ * What the applications of the appliance log, an array for each: entry 0 is blank, the messages and phrases follow, and
+ * an entry whose app_id is null ends the array. To find a message, compare msg_no from entry 1 on; never index by
+ * number: numbers are absent, and some stand out of order. No function looks anything up.
+ *
+ * A template is filled by putting the n-th value, counted from 0, in place of each {n}. A phrase is what its token
+ * stands for, in a template and in a value alike.
+ *
+ * The level is on the catalog's own scale, 1 for an error and 4 for information: the reverse of the scale on which the
+ * notification centre is told of an event.
+ *
+ * The entries and texts are read-only and live as long as the library is loaded. A program that is compiled neither
+ * with -fPIC nor with -mno-direct-extern-access carries a copy of each array that it names, as long as the array was
+ * when the program was linked: therefore no array changes its length within libCorix_annal.so.2.
+ */
+ANNAL_API extern const CatalogEntry A001_list[38];   /* system settings */
+ANNAL_API extern const CatalogEntry A002_list[1291]; /* pools, RAID groups, disks, volumes, LUNs, snapshots */
+ANNAL_API extern const CatalogEntry A003_list[21];   /* power schedules */
+ANNAL_API extern const CatalogEntry A004_list[47];   /* users and groups */
+ANNAL_API extern const CatalogEntry A005_list[82];   /* shared folders and permissions */
+ANNAL_API extern const CatalogEntry A007_list[39];   /* SMB, NFS and AFP */
+ANNAL_API extern const CatalogEntry A008_list[37];   /* adapters and virtual switches */
+ANNAL_API extern const CatalogEntry A009_list[96];   /* backup and synchronization jobs */
+ANNAL_API extern const CatalogEntry A010_list[15];   /* settings of logs and notifications */
+ANNAL_API extern const CatalogEntry A011_list[21];   /* printers, UPS, external disks */
+ANNAL_API extern const CatalogEntry A013_list[8];    /* recycle bin */
+ANNAL_API extern const CatalogEntry A015_list[54];   /* certificates, allow and deny lists, two-step sign-in */
+ANNAL_API extern const CatalogEntry A017_list[7];    /* time service */
+ANNAL_API extern const CatalogEntry A018_list[78];   /* firmware and its updates */
+ANNAL_API extern const CatalogEntry A019_list[7];    /* web server */
+ANNAL_API extern const CatalogEntry A020_list[26];   /* domain and directory */
+ANNAL_API extern const CatalogEntry A021_list[53];   /* installing applications */
+ANNAL_API extern const CatalogEntry A022_list[78];   /* VPN and remote access */
+ANNAL_API extern const CatalogEntry A023_list[38];   /* file manager */
+ANNAL_API extern const CatalogEntry A024_list[12];   /* download tasks */
+ANNAL_API extern const CatalogEntry A026_list[28];   /* media library */
+ANNAL_API extern const CatalogEntry A029_list[11];   /* DNS */
+ANNAL_API extern const CatalogEntry A030_list[9];    /* proxy */
+ANNAL_API extern const CatalogEntry A031_list[36];   /* antivirus */
+ANNAL_API extern const CatalogEntry A032_list[31];   /* database server */
+ANNAL_API extern const CatalogEntry A034_list[14];   /* SNMP and monitoring */
+ANNAL_API extern const CatalogEntry A035_list[22];   /* mail relay */
+ANNAL_API extern const CatalogEntry A036_list[22];   /* link to surveillance recorders */
+ANNAL_API extern const CatalogEntry A037_list[19];   /* resource monitor */
+ANNAL_API extern const CatalogEntry A038_list[5];    /* TFTP */
+ANNAL_API extern const CatalogEntry A039_list[102];  /* virtual machines */
+ANNAL_API extern const CatalogEntry A040_list[12];   /* syslog server */
+ANNAL_API extern const CatalogEntry A041_list[63];   /* cloud gateway */
+ANNAL_API extern const CatalogEntry A043_list[20];   /* remote mounts */
+ANNAL_API extern const CatalogEntry A044_list[29];   /* containers */
+ANNAL_API extern const CatalogEntry A045_list[6];    /* shell access */
+ANNAL_API extern const CatalogEntry A046_list[11];   /* FTP */
+ANNAL_API extern const CatalogEntry A047_list[64];   /* high availability */
+ANNAL_API extern const CatalogEntry A049_list[179];  /* state of the hardware */
+ANNAL_API extern const CatalogEntry A053_list[170];  /* snapshot replication */
+ANNAL_API extern const CatalogEntry A055_list[4];    /* RADIUS server */
+ANNAL_API extern const CatalogEntry A057_list[8];    /* LDAP server */
+ANNAL_API extern const CatalogEntry A059_list[14];   /* delegated administration */
+ANNAL_API extern const CatalogEntry A201_list[196];  /* object storage */
+ANNAL_API extern const CatalogEntry A234_list[13];   /* search index */
+ANNAL_API extern const CatalogEntry A255_list[20];   /* photos */
+ANNAL_API extern const CatalogEntry A259_list[4];    /* notes */
+ANNAL_API extern const CatalogEntry A267_list[4];    /* text editor */
+ANNAL_API extern const CatalogEntry A283_list[87];   /* retention and archive */
 
 #ifdef __cplusplus
 } /* extern "C" */

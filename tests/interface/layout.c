@@ -67,6 +67,13 @@ AT(ConnRecord, conn_client_agent, 1750);
 HOLDS(ConnRecordV1_size, sizeof(ConnRecordV1) == 1556);
 CONN_FIELDS(ConnRecordV1);
 
+HOLDS(CatalogEntry_size, sizeof(CatalogEntry) == 4 * sizeof(void*) + sizeof(long));
+AT(CatalogEntry, app_id, 0);
+AT(CatalogEntry, level, sizeof(void*));
+AT(CatalogEntry, category_id, sizeof(void*) + sizeof(long));
+AT(CatalogEntry, msg_no, 2 * sizeof(void*) + sizeof(long));
+AT(CatalogEntry, msg_template, 3 * sizeof(void*) + sizeof(long));
+
 HOLDS(AnnalColumn_size, sizeof(AnnalColumn) == 2 * sizeof(void*));
 AT(AnnalColumn, name, 0);
 AT(AnnalColumn, add_sql, sizeof(void*));
