@@ -90,18 +90,22 @@ def read_applications(path):
 
 
 def read_lines(path, faults):
-    """The file's lines with their numbers, from 1. A line that is not UTF-8 is a fault and left out."""
-    content = path.read_bytes()
-    if content and not content.endswith(b"\n"):
-        faults.add(path, content.count(b"\n") + 1, "the last line has no line feed")
-    if content.startswith(b"\xef\xbb\xbf"):
+    """The file's lines with their numbers, from 1. A line that is not UTF-8 is a fault and empty."""
+    content = path.read_bytes().split(b"\n")
+    if content[0].startswith(b"\xef\xbb\xbf"):
         faults.add(path, 1, "the file begins with a byte order mark")
+        content[0] = content[0][3:]
+    if content[-1]:
+        faults.add(path, len(content), "the last line has no line feed")
+    else:
+        content.pop()
     lines = []
-    for number, line in enumerate(content.split(b"\n"), 1):
+    for number, line in enumerate(content, 1):
         try:
             lines.append((number, line.decode("utf-8")))
         except UnicodeDecodeError:
             faults.add(path, number, "the line is not UTF-8")
+            lines.append((number, ""))
     return lines
 
 
@@ -166,7 +170,7 @@ def row_faults(row, application, headings):
 def total_faults(rows, application):
     """What is wrong with the file as a whole."""
     phrases = sum(1 for row in rows if TOKEN.fullmatch(row.number))
-    uncategorized = sum(1 for row in rows if row.category == RESERVED) - phrases
+    uncategorized = sum(1 for row in rows if row.category == RESERVED and not TOKEN.fullmatch(row.number))
     for what, found, wanted in (("rows", len(rows), application.rows - 2), ("phrase rows", phrases, application.phrases),
                                 (f"numbered rows with {RESERVED}", uncategorized, application.uncategorized)):
         if found != wanted:
@@ -179,7 +183,7 @@ def total_faults(rows, application):
         count -= highest not in application.absent
     wanted = set(range(1, highest + 1)) - application.absent
     if wanted - set(numbers):
-        yield f"the message numbers {ranges(wanted - set(numbers))} are missing"
+        yield f"message numbers are missing: {ranges(wanted - set(numbers))}"
     if application.mixed and len(numbers) > 1 and numbers == sorted(numbers):
         yield "every message number ascends; some rows of this application stand out of order"
 
@@ -219,7 +223,7 @@ def read_file(path, application, known_tokens, faults):
                 faults.add(path, line, f"the number {number} stands after {previous}; this application's numbers ascend")
             previous = number
     for fault in total_faults(rows, application):
-        faults.add(path, len(lines) - 1, fault)
+        faults.add(path, max(len(lines), 1), fault)
     return rows
 
 

@@ -1,0 +1,324 @@
+#!/usr/bin/env python3
+"""The generator takes a catalog that is right and refuses, with file and line, whatever breaks a rule.
+
+    generate_test.py GENERATOR
+"""
+
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+GENERATOR = None
+
+APPLICATIONS = (
+    "# file, rows, phrases, numbered without a category, absent, order, name\n"
+    "A011\t8\t2\t1\t2\tascending\tExternal Device\n"
+    "A049\t4\t0\t0\t-\tmixed\tHardware Status\n")
+
+A011 = (
+    "# Printers and UPS",
+    "A011\t0\t[reserved]\t%V001%\tNetwork UPS",
+    "# C001 Printers",
+    "A011\t4\tC001\t1\t[External Device] Added printer {0}.",
+    "",
+    "# C002 UPS",
+    "A011\t2\tC002\t3\t[External Device] UPS {0} is at {1}℃. Its limit is {2}℃.",
+    "A011\t1\tC002\t4\t[External Device] Failed to reach %V001% {0}.",
+    "A011\t0\t[reserved]\t%V999%\tUSB UPS",
+    "A011\t4\t[reserved]\t5\t[External Device] Shut down {20} external devices.",
+)
+A049 = (
+    "# C001 Fans",
+    "A049\t1\tC001\t2\t[{0}] System fan {1} failed.",
+    "A049\t4\tC001\t1\t[Hardware Status] Changed the fan speed.",
+)
+
+# What is written into which line of A011.tsv (None: the line is taken out), and all that is then refused.
+REFUSED = (
+    ("fewer fields", 4, "A011\t4\tC001\t1", [
+        "4: the row has 4 fields, not 5 with one tab between them",
+        "10: the file has 5 rows, it must have 6", "10: message numbers are missing: 1"]),
+    ("more fields", 4, A011[3] + "\tx", [
+        "4: the row has 6 fields, not 5 with one tab between them",
+        "10: the file has 5 rows, it must have 6", "10: message numbers are missing: 1"]),
+    ("another application", 4, "A049\t4\tC001\t1\t[External Device] Added printer {0}.", [
+        "4: the application is 'A049', the file is for A011"]),
+    ("a level that is none", 4, "A011\t3\tC001\t1\t[External Device] Added printer {0}.", [
+        "4: the level '3' is not 1, 2 or 4"]),
+    ("a message with a phrase's level", 4, "A011\t0\tC001\t1\t[External Device] Added printer {0}.", [
+        "4: the level '0' is not 1, 2 or 4"]),
+    ("a level with a zero in front", 4, "A011\t04\tC001\t1\t[External Device] Added printer {0}.", [
+        "4: the level '04' is not 1, 2 or 4"]),
+    ("a category that is none", 4, "A011\t4\tC1\t1\t[External Device] Added printer {0}.", [
+        "4: the category 'C1' is neither C and three digits nor [reserved]"]),
+    ("a category of four digits", 4, "A011\t4\tC0011\t1\t[External Device] Added printer {0}.", [
+        "4: the category 'C0011' is neither C and three digits nor [reserved]"]),
+    ("a category without a heading", 4, "A011\t4\tC002\t1\t[External Device] Added printer {0}.", [
+        "4: no heading names the category C002 above its first row"]),
+    ("a heading without words", 3, "# C001", [
+        "4: no heading names the category C001 above its first row"]),
+    ("a number in words", 4, "A011\t4\tC001\tone\t[External Device] Added printer {0}.", [
+        "4: the message number 'one' is neither a decimal number nor a token",
+        "10: message numbers are missing: 1"]),
+    ("a number with a zero in front", 4, "A011\t4\tC001\t01\t[External Device] Added printer {0}.", [
+        "4: the message number '01' is neither a decimal number nor a token",
+        "10: message numbers are missing: 1"]),
+    ("the number 0", 4, "A011\t4\tC001\t0\t[External Device] Added printer {0}.", [
+        "4: the message number '0' is neither a decimal number nor a token",
+        "10: message numbers are missing: 1"]),
+    ("a number that is taken", 7, "A011\t2\tC002\t1\t[External Device] Low.", [
+        "7: the number 1 is taken by line 4", "10: message numbers are missing: 3"]),
+    ("a token that is taken", 9, "A011\t0\t[reserved]\t%V001%\tUSB UPS", [
+        "9: the number %V001% is taken by line 2"]),
+    ("a number that stays absent", 7, "A011\t2\tC002\t2\t[External Device] Low.", [
+        "7: the number 2 is one that stays absent", "10: message numbers are missing: 3"]),
+    ("a number that leaves others out", 10, "A011\t4\t[reserved]\t6\t[External Device] Low.", [
+        "10: message numbers are missing: 5"]),
+    ("numbers out of order", 4, "A011\t4\tC001\t9\t[External Device] Added printer {0}.", [
+        "7: the number 3 stands after 9; this application's numbers ascend", "10: message numbers are missing: 1"]),
+    ("a phrase with a category", 9, "A011\t0\tC002\t%V999%\tUSB UPS", [
+        "9: the phrase %V999% has a category; a phrase has [reserved]"]),
+    ("a phrase with a level", 9, "A011\t4\t[reserved]\t%V999%\tUSB UPS", [
+        "9: the phrase %V999% has level 4; a phrase has level 0"]),
+    ("an empty phrase", 9, "A011\t0\t[reserved]\t%V999%\t", ["9: the phrase is empty"]),
+    ("a phrase with a placeholder", 9, "A011\t0\t[reserved]\t%V999%\tUPS {0}", [
+        "9: a phrase has no placeholder, no brackets, no token and no full stop"]),
+    ("a phrase with a full stop", 9, "A011\t0\t[reserved]\t%V999%\tUPS.", [
+        "9: a phrase has no placeholder, no brackets, no token and no full stop"]),
+    ("a phrase that names a token", 9, "A011\t0\t[reserved]\t%V999%\t%V001%", [
+        "9: a phrase has no placeholder, no brackets, no token and no full stop"]),
+    ("a phrase that is there already", 9, "A011\t0\t[reserved]\t%V999%\tNetwork UPS", [
+        "9: the template repeats that of line 2"]),
+    ("a placeholder above 20", 4, "A011\t4\tC001\t1\t[External Device] Added printer {21}.", [
+        "4: the placeholder {21} is above {20}"]),
+    ("a placeholder with a zero in front", 4, "A011\t4\tC001\t1\t[External Device] Added printer {00}.", [
+        "4: a brace is not part of a placeholder {0} to {20}"]),
+    ("a placeholder with a name", 4, "A011\t4\tC001\t1\t[External Device] Added printer {name}.", [
+        "4: a brace is not part of a placeholder {0} to {20}"]),
+    ("a brace alone", 4, "A011\t4\tC001\t1\t[External Device] Added printer {0.", [
+        "4: a brace is not part of a placeholder {0} to {20}"]),
+    ("placeholders out of order", 4, "A011\t4\tC001\t1\t[External Device] Added {1} {0}.", [
+        "4: the placeholders are not numbered in the order in which they first appear"]),
+    ("a token of no phrase", 4, "A011\t4\tC001\t1\t[External Device] Added %V002%.", [
+        "4: the template names %V002%, which is no phrase of this application"]),
+    ("a token cut short", 4, "A011\t4\tC001\t1\t[External Device] Added %V001.", [
+        "4: the template names %V001, which is no phrase of this application"]),
+    ("a template that is too long", 4, "A011\t4\tC001\t1\t[External Device] " + "℃" * 382 + ".", [
+        "4: the template has 401 characters, at most 400 are allowed"]),
+    ("another character beyond ASCII", 4, "A011\t4\tC001\t1\t[External Device] Added “{0}”.", [
+        "4: the template holds '\\u201c'; the only character beyond printable ASCII is the degree sign"]),
+    ("a carriage return", 4, A011[3] + "\r", [
+        "4: the template holds '\\r'; the only character beyond printable ASCII is the degree sign",
+        "4: the template does not end with a full stop"]),
+    ("a control character", 4, "A011\t4\tC001\t1\t[External Device] Added\x1b{0}.", [
+        "4: the template holds '\\x1b'; the only character beyond printable ASCII is the degree sign"]),
+    ("a byte that is no UTF-8", 4, b"A011\t4\tC001\t1\t[External Device] Added \xff.", [
+        "4: the line is not UTF-8",
+        "10: the file has 5 rows, it must have 6", "10: message numbers are missing: 1"]),
+    ("a byte order mark", 1, b"\xef\xbb\xbf# Printers", [
+        "1: the file begins with a byte order mark"]),
+    ("a blank at the end", 4, A011[3] + " ", [
+        "4: the template has a blank at its start or end, or two in a row",
+        "4: the template does not end with a full stop"]),
+    ("two blanks in a row", 4, "A011\t4\tC001\t1\t[External Device] Added  {0}.", [
+        "4: the template has a blank at its start or end, or two in a row"]),
+    ("no full stop", 4, "A011\t4\tC001\t1\t[External Device] Added {0}", [
+        "4: the template does not end with a full stop"]),
+    ("another application's brackets", 4, "A011\t4\tC001\t1\t[Hardware Status] Added printer {0}.", [
+        "4: the template does not begin with [External Device] and a blank"]),
+    ("a unit's brackets", 4, "A011\t4\tC001\t1\t[{0}] Added printer.", [
+        "4: the template does not begin with [External Device] and a blank"]),
+    ("a template that is there already", 7, "A011\t2\tC002\t3\t[External Device] Added printer {0}.", [
+        "7: the template repeats that of line 4"]),
+    ("an exclamation mark", 4, "A011\t4\tC001\t1\t[External Device] Fire! Added {0}.", [
+        "4: the template holds an exclamation mark"]),
+    ("the word please", 4, "A011\t4\tC001\t1\t[External Device] Please check {0}.", [
+        "4: the template holds the word please"]),
+    ("the word successfully", 4, "A011\t4\tC001\t1\t[External Device] Successfully added {0}.", [
+        "4: the template holds the word successfully: the past tense says it"]),
+    ("an error that occurred", 4, "A011\t4\tC001\t1\t[External Device] An error occurred.", [
+        "4: the template holds the words error occurred: say which"]),
+    ("a contraction", 4, "A011\t4\tC001\t1\t[External Device] Couldn't add {0}.", [
+        "4: the template holds a contraction"]),
+    ("a quotation mark", 4, "A011\t4\tC001\t1\t[External Device] Added \"{0}\".", [
+        "4: the template holds a quotation mark"]),
+    ("another spelling", 4, "A011\t4\tC001\t1\t[External Device] Cancelled {0}.", [
+        "4: the template holds a spelling other than American"]),
+    ("a row missing", 4, None, [
+        "9: the file has 5 rows, it must have 6", "9: message numbers are missing: 1"]),
+    ("a row too many", 10, A011[9] + "\nA011\t4\tC001\t6\t[External Device] Low.", [
+        "11: the file has 7 rows, it must have 6"]),
+    ("a phrase too few", 9, "A011\t4\tC001\t6\t[External Device] Low.", [
+        "10: the number 5 stands after 6; this application's numbers ascend",
+        "10: the file has 1 phrase rows, it must have 2"]),
+    ("a category too many", 10, "A011\t4\tC001\t5\t[External Device] Low.", [
+        "10: the file has 0 numbered rows with [reserved], it must have 1"]),
+)
+
+
+class Catalog:
+    """A small catalog in a folder of its own."""
+
+    def __init__(self, folder):
+        self.folder = pathlib.Path(folder)
+        self.data = self.folder / "data"
+        self.output = self.folder / "catalog.cc"
+        self.data.mkdir()
+        (self.folder / "applications.tsv").write_text(APPLICATIONS, encoding="utf-8")
+        self.write("A011", A011)
+        self.write("A049", A049)
+
+    def write(self, name, lines, end=b"\n"):
+        lines = [line if isinstance(line, bytes) else line.encode() for line in lines]
+        (self.data / f"{name}.tsv").write_bytes(b"\n".join(lines) + end)
+
+    def run(self, *arguments):
+        return subprocess.run([sys.executable, GENERATOR, "--applications", str(self.folder / "applications.tsv"), "--data",
+                               str(self.data), *map(str, arguments)], capture_output=True, encoding="utf-8", check=False)
+
+    def generate(self):
+        return self.run("--output", self.output)
+
+
+class GeneratorTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.catalog = Catalog(folder.name)
+
+    def expect_refused(self, finished, file, faults):
+        self.assertEqual(finished.returncode, 1)
+        self.assertEqual(finished.stderr.splitlines(), [f"{self.catalog.data / file}:{fault}" for fault in faults])
+        self.assertFalse(self.catalog.output.exists())
+
+
+class Generating(GeneratorTest):
+    def test_writes_the_rows_of_each_file_in_order_between_a_blank_row_and_a_terminator(self):
+        finished = self.catalog.generate()
+        self.assertEqual((finished.returncode, finished.stderr, finished.stdout), (0, "", ""))
+        text = self.catalog.output.read_text(encoding="ascii")
+        self.assertEqual([line for line in text.splitlines() if line[:1] not in ("/", "#", "")], [
+            "const CatalogEntry A011_list[8] = {",
+            '    {"", 0, "", "", ""},',
+            '    {"A011", 0, "[reserved]", "%V001%", "Network UPS"},',
+            '    {"A011", 4, "C001", "1", "[External Device] Added printer {0}."},',
+            '    {"A011", 2, "C002", "3", "[External Device] UPS {0} is at {1}\\342\\204\\203. Its limit is {2}\\342\\204\\203."},',
+            '    {"A011", 1, "C002", "4", "[External Device] Failed to reach %V001% {0}."},',
+            '    {"A011", 0, "[reserved]", "%V999%", "USB UPS"},',
+            '    {"A011", 4, "[reserved]", "5", "[External Device] Shut down {20} external devices."},',
+            "    {nullptr, 0, nullptr, nullptr, nullptr},",
+            "};",
+            "const CatalogEntry A049_list[4] = {",
+            '    {"", 0, "", "", ""},',
+            '    {"A049", 1, "C001", "2", "[{0}] System fan {1} failed."},',
+            '    {"A049", 4, "C001", "1", "[Hardware Status] Changed the fan speed."},',
+            "    {nullptr, 0, nullptr, nullptr, nullptr},",
+            "};",
+        ])
+
+    def test_keeps_backslashes_and_question_marks_from_meaning_anything_to_the_compiler(self):
+        lines = list(A011)
+        lines[3] = "A011\t4\tC001\t1\t[External Device] Why??/n \\n {0}."
+        self.catalog.write("A011", lines)
+        self.assertEqual(self.catalog.generate().returncode, 0)
+        self.assertIn('"[External Device] Why\\077\\077/n \\134n {0}."', self.catalog.output.read_text(encoding="ascii"))
+
+    def test_takes_a_template_of_400_characters(self):
+        lines = list(A011)
+        lines[3] = "A011\t4\tC001\t1\t[External Device] " + "℃" * 381 + "."
+        self.catalog.write("A011", lines)
+        self.assertEqual(self.catalog.generate().stderr, "")
+
+    def test_takes_placeholders_twice_and_with_one_left_out(self):
+        lines = list(A011)
+        lines[3] = "A011\t4\tC001\t1\t[External Device] Added {1} and {3} and {1}."
+        self.catalog.write("A011", lines)
+        self.assertEqual(self.catalog.generate().stderr, "")
+
+    def test_refuses_what_breaks_a_rule_with_file_and_line(self):
+        for what, line, text, faults in REFUSED:
+            with self.subTest(what):
+                lines = list(A011)
+                lines[line - 1:line] = [] if text is None else [text]
+                self.catalog.write("A011", lines)
+                self.expect_refused(self.catalog.generate(), "A011.tsv", faults)
+
+    def test_judges_a_row_whose_token_is_none_as_a_message(self):
+        lines = list(A011)
+        lines[8] = "A011\t0\t[reserved]\t%V99%\tUSB UPS"
+        self.catalog.write("A011", lines)
+        finished = self.catalog.generate()
+        self.assertIn("A011.tsv:9: the message number '%V99%' is neither a decimal number nor a token", finished.stderr)
+        self.assertIn("A011.tsv:10: the file has 1 phrase rows, it must have 2", finished.stderr)
+        self.assertEqual(finished.returncode, 1)
+
+    def test_refuses_a_last_line_without_its_end(self):
+        self.catalog.write("A011", A011, end=b"")
+        self.expect_refused(self.catalog.generate(), "A011.tsv", ["10: the last line has no line feed"])
+
+    def test_refuses_ascending_numbers_where_some_rows_stand_out_of_order(self):
+        self.catalog.write("A049", (A049[0], A049[2], A049[1]))
+        self.expect_refused(self.catalog.generate(), "A049.tsv", [
+            "3: every message number ascends; some rows of this application stand out of order"])
+
+    def test_refuses_a_catalog_that_lacks_an_application(self):
+        (self.catalog.data / "A049.tsv").unlink()
+        self.expect_refused(self.catalog.generate(), "A049.tsv", ["1: the file is missing"])
+
+    def test_refuses_a_file_of_no_application(self):
+        for name in ("A012.tsv", "A011.txt", "notes"):
+            with self.subTest(name):
+                (self.catalog.data / name).write_text("", encoding="utf-8")
+                self.expect_refused(self.catalog.generate(), name, [
+                    "1: the file is none of the catalog's, which applications.tsv lists"])
+                (self.catalog.data / name).unlink()
+
+    def test_tells_everything_that_is_wrong_at_once(self):
+        self.catalog.write("A011", [line.replace("[External Device]", "[Device]") for line in A011])
+        (self.catalog.data / "A049.tsv").unlink()
+        self.assertEqual(len(self.catalog.generate().stderr.splitlines()), 5)
+
+
+class Checking(GeneratorTest):
+    def test_looks_at_the_named_files_only(self):
+        self.catalog.write("A049", ())
+        finished = self.catalog.run("--check", self.catalog.data / "A011.tsv")
+        self.assertEqual((finished.returncode, finished.stderr), (0, ""))
+        finished = self.catalog.run("--check", self.catalog.data / "A049.tsv")
+        self.expect_refused(finished, "A049.tsv", [
+            "1: the file has 0 rows, it must have 2", "1: message numbers are missing: 1-2"])
+
+
+class ListingWhatIsSimilar(GeneratorTest):
+    def similar(self, *arguments):
+        return self.catalog.run("--similar", *arguments, *sorted(self.catalog.data.iterdir())).stdout.splitlines()
+
+    def test_shows_rows_that_differ_in_a_word_within_and_across_applications(self):
+        lines = list(A011)
+        lines[7] = "A011\t1\tC002\t4\t[External Device] Removed printer {1}."
+        self.catalog.write("A011", lines)
+        self.catalog.write("A049", ("A049\t1\tC001\t2\t[{0}] Renamed printer {1}.",))
+        self.assertEqual(self.similar(), [
+            "3 alike: _ printer {}.",
+            "    A011.tsv:4: [External Device] Added printer {0}.",
+            "    A011.tsv:8: [External Device] Removed printer {1}.",
+            "    A049.tsv:1: [{0}] Renamed printer {1}.",
+            "1 groups"])
+
+    def test_shows_rows_that_differ_in_two_words_when_asked(self):
+        lines = list(A011)
+        lines[7] = "A011\t1\tC002\t4\t[External Device] Removed scanner {0}."
+        self.catalog.write("A011", lines)
+        self.assertEqual(self.similar(), ["0 groups"])
+        self.assertEqual(self.similar("--words", "2")[-1], "0 groups")
+        lines[3] = "A011\t4\tC001\t1\t[External Device] Added printer {0} for good."
+        lines[7] = "A011\t1\tC002\t4\t[External Device] Removed scanner {0} for good."
+        self.catalog.write("A011", lines)
+        self.assertEqual(self.similar("--words", "2")[-1], "1 groups")
+
+
+if __name__ == "__main__":
+    GENERATOR = sys.argv.pop(1)
+    unittest.main()
