@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 
+#include "tools/catalog/commands.h"
 #include "tools/event/commands.h"
 #include "tools/notice/commands.h"
 #include "tools/text.h"
@@ -26,6 +27,7 @@ constexpr char kFooter[] =
     "  annalctl event import /var/log/dpkg.log\n"
     "  annalctl notice age 30\n"
     "  annalctl facilities --json\n"
+    "  annalctl catalog search fan failed\n"
     "\n"
     "Exit status: 0 success, 1 a failure or refused lines of an import, 2 wrong usage.";
 
@@ -108,6 +110,7 @@ int run_program(int argc, char** argv) {
   add_event_commands(app, program);
   add_notice_commands(app, program);
   add_facilities(app, program);
+  add_catalog_commands(app, program);
 
   try {
     return run_command(app, argc, argv, program);
