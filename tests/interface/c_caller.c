@@ -178,6 +178,9 @@ int main(void) {
   EXPECT(notice_facility_list[21].number == -1);
   EXPECT(Get_Facility_String_By_Facility(99, text, (int)sizeof text) == 0 && strcmp(text, "Background Task") == 0);
 
+  EXPECT(strcmp(A011_list[0].app_id, "") == 0 && strcmp(A011_list[1].app_id, "A011") == 0);
+  EXPECT(A011_list[sizeof A011_list / sizeof A011_list[0] - 1].app_id == NULL);
+
   EXPECT(annal_common_pack_db() == ANNAL_TABLE_FAILED);
   EXPECT(annal_common_migrate_db("/etc/logs/event.log", "NONE", NULL, 0) == ANNAL_OK);
   EXPECT(annal_checkip(ip) == ANNAL_OK && strcmp(ip, "10.0.0.5") == 0);

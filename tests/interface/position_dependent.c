@@ -1,8 +1,19 @@
 /*
- * A program that is not position-independent keeps its own copy of an exported variable, and the library has to use
- * that copy. Built without PIE on purpose.
+ * A program that is not position-independent keeps its own copy of an exported object. The library has to use that copy
+ * of a variable; a table's copy has to be whole. Built without PIE on purpose.
  */
+#include <string.h>
+
 #include "Corix_annal.h"
+
+static int rows_of(const CatalogEntry* list) {
+  int rows = 1;
+  while (list->app_id != 0) {
+    ++list;
+    ++rows;
+  }
+  return rows;
+}
 
 int main(void) {
   int* librarys;
@@ -14,5 +25,11 @@ int main(void) {
     return 2;
   }
   is_event_name_matching = 5;
-  return *librarys == 5 ? 0 : 3;
+  if (*librarys != 5) {
+    return 3;
+  }
+  if (rows_of(A002_list) != 1291 || rows_of(A011_list) != 21) {
+    return 4;
+  }
+  return strcmp(A011_list[1].msg_template, "[External Device] Added printer {0}.") == 0 ? 0 : 5;
 }

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# shape_of_library.sh LIBRARY HEADER MAP: what the built library promises to the dynamic linker. Exported are exactly
-# the names that the header declares, and needed is nothing but SQLite, libc and the two platform libraries.
+# shape_of_library.sh LIBRARY HEADER MAP PACKING: what the built library promises to the dynamic linker. Exported are
+# exactly the names that the header declares, and needed is nothing but SQLite, libc and the two platform libraries.
+# PACKING says whether the relative relocations are "packed" or "plain".
 set -euo pipefail
-library=$1 header=$2 map=$3
+library=$1 header=$2 map=$3 packing=$4
 
 declared() {
   grep -v '^#' "$header" | tr '\n' ' ' | sed 's|/\*|\n&|g; s|\*/|&\n|g' | grep -v '^/\*' | tr '\n' ' ' | tr ';' '\n' |
@@ -10,6 +11,19 @@ declared() {
 }
 mapped() { sed -n 's/^ *\([A-Za-z_][A-Za-z0-9_]*\);$/\1/p' "$map" | sort; }
 exported() { nm -D --defined-only "$library" | awk '{print $3}' | sort; }
+
+# The catalog's arrays outside of what is made read-only once it is relocated.
+writable_arrays() {
+  local start length value name
+  read -r start length < <(readelf -lW "$library" | awk '/GNU_RELRO/ {print $3, $6}')
+  while read -r value _ name; do
+    ((16#$value >= start && 16#$value < start + length)) || echo "$name"
+  done < <(nm -D --defined-only "$library" | grep -E ' A[0-9]{3}_list$')
+}
+# 12000 pointers are thousands of relocations, or a bitmap of some 270 words.
+relocation_form() {
+  if readelf -rW "$library" | grep -q '_RELATIVE'; then echo plain; else echo packed; fi
+}
 
 failures=0
 same() { # WHAT EXPECTED FOUND
@@ -41,6 +55,9 @@ same "where the libraries beside it are looked for" '$ORIGIN' \
 same "symbols are bound at load time" "Flags: NOW" "$(grep -o 'Flags: NOW' <<<"$dynamic")"
 same "relocated data is made read-only" "GNU_RELRO" "$(grep -o 'GNU_RELRO' <<<"$segments")"
 same "the stack is not executable" "RW" "$(awk '/GNU_STACK/ {print $7}' <<<"$segments")"
+same "relative relocations are $packing" "$packing" "$(relocation_form)"
+same "an application's name is there once" 1 "$(strings -a -d "$library" | grep -cx A002)"
+lacks "arrays that can be written" . "$(writable_arrays)"
 lacks "text relocations" "TEXTREL" "$dynamic"
 lacks "calls into a C++ run-time library" " (_Z|__cxa_(throw|begin|guard)|__gxx)" "$undefined"
 
