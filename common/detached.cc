@@ -167,11 +167,11 @@ void wait_for(pid_t child) noexcept {
 
 }  // namespace
 
-void run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept {
+bool run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept {
   const KeptErrno kept;  // the children share it
   const ChildStacks stacks;
   if (!arguments.complete() || !stacks.usable()) {
-    return;
+    return false;
   }
   const NotCancelled not_cancelled;
   pid_t child = -1;
@@ -180,9 +180,11 @@ void run_detached(const ArgumentVector& arguments, const Surroundings& surroundi
     Task task{arguments.argv(), &surroundings, &stacks, &signals};
     child = create_child(leave_command_behind, stacks.first(), task);
   }
-  if (child > 0) {
-    wait_for(child);
+  if (child < 0) {
+    return false;
   }
+  wait_for(child);
+  return true;
 }
 
 }  // namespace annal

@@ -27,10 +27,10 @@ struct Surroundings {
 
 // Runs the command that the first argument names, two generations away: the caller waits for the first child only,
 // which is gone as soon as the command has been started, so the command is nobody's child here and leaves no zombie.
-// Whatever fails does so silently.
+// False when there is no first child: nothing has been started then. Whatever fails behind it does so silently.
 //
 // Children share the caller's memory until they run the command, so that the cost does not grow with the caller. That
 // is why every text is there before this is called.
-void run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept;
+bool run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept;
 
 }  // namespace annal
