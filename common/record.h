@@ -35,8 +35,8 @@ struct FieldDefault {
 
 void fill_empty_fields(void* record, std::span<const FieldDefault> fields) noexcept;
 
-// A copy whose last text ends with the record. The client fields, which come last, have no bound, so that an overlong
-// one runs on into the next; what lies behind the record is not the caller's to hand over.
+// A copy whose last text ends with the record. The fields that come last have no bound, so that an overlong one runs on
+// into the next; what lies behind the record is not the caller's to hand over.
 // kTextsEnd: where the last field ends; an alignment byte behind it takes the terminator.
 template <std::size_t kTextsEnd, typename Record>
 [[nodiscard]] Record ended(const Record& record) noexcept {

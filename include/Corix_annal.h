@@ -187,6 +187,35 @@ typedef struct ConnRecordV1 {
   int32_t conn_action_result;
 } ConnRecordV1;
 
+/*
+ * One notice, as callers hand it in. Every text field is a zero-terminated string inside its array. Zero the whole
+ * record (memset) before filling it: the text of an unused field must at least be terminated.
+ */
+typedef struct NoticeRecord {
+  int32_t id;        /* not read */
+  uint32_t severity; /* as syslog numbers it, 0 to 7: 3 error, 4 warning, 6 information */
+  int32_t server;    /* the numbers of which nothing is said have the meaning that callers give them */
+  int32_t action;
+  char serviceName[1025];    /* the service that the notice comes from */
+  int32_t facility;          /* as in notice_facility_list */
+  ANNAL_ALIGN8 int64_t time; /* not read */
+  int64_t endtime;           /* not read */
+  char user[65];             /* user name */
+  char ip[65];               /* the client's address, IPv4 or IPv6 */
+  char client[65];           /* the client's host name */
+  char desc[2049];           /* the notice's text */
+  char msgCode[65];          /* message code */
+  int32_t varNum;            /* how many variables the message has */
+  char varContent[2049];     /* the variables, as one text */
+  char name[129];            /* the notice's name */
+  int32_t status;
+  int32_t uid;            /* user number; any negative one for none */
+  int32_t gid;            /* group number; any negative one for none */
+  char link_id[257];      /* identifier of what the notice is linked to */
+  char link_option[1025]; /* option of that link */
+  char title[257];        /* the notice's title */
+} NoticeRecord;
+
 /* One entry of notice_facility_list. */
 typedef struct NoticeFacility {
   int32_t number;   /* -1 ends the list */
@@ -967,6 +996,110 @@ ANNAL_API int annal_notice_table_add_column(const char* column, int type, const 
  * Returns ANNAL_OK, or what creating the table or adding the column answers. Waits up to 20 s, for each of its steps.
  */
 ANNAL_API int AnnalNoticeModifyTbl(void) ANNAL_NOEXCEPT;
+
+/* ---- notices: submission ---- */
+
+/*
+ * Stores one notice.
+ *
+ * record: the notice, changed in place as follows once its checks are passed, whether or not it can then be stored.
+ *   - empty user and serviceName become "System", an empty msgCode becomes "0", an empty client "localhost";
+ *   - ip is normalised as annal_checkip does it, and becomes "127.0.0.1" when it is no address: that is no error;
+ *   - a uid or gid below 0 becomes -1;
+ *   - Unicode control characters are removed from desc.
+ *   A replaced user or msgCode is filled up with zero bytes to its end, client and ip to 64 bytes in all, an address
+ *   without its prefix to 63; behind "System" in serviceName nothing but its terminator is written.
+ * The time and endtime columns both get the current time, stored as a 32-bit number; the record's own are neither read
+ * nor changed.
+ *
+ * Bounds, in bytes: 64 for user, ip and client, 2048 for desc. The other texts are not checked: one that is not
+ * terminated inside its field is read on into the next, though never beyond the record.
+ *
+ * Returns
+ *   ANNAL_OK             the notice is stored;
+ *   ANNAL_TOO_LONG       a field is longer than its bound;
+ *   ANNAL_BAD_ARGUMENT   a null record, or a severity above 7;
+ *   ANNAL_NO_MEMORY      the statement could not be built;
+ *   ANNAL_OPEN_FAILED    /etc/logs/notice.log could not be opened;
+ *   ANNAL_INSERT_FAILED  the file is locked, damaged, full or has no such table. Nothing is stored.
+ * Waits up to 20 s. Starts no process.
+ */
+ANNAL_API int annal_notice_add(NoticeRecord* record) ANNAL_NOEXCEPT;
+
+/* ---- notices: queries ---- */
+/*
+ * Arguments that the notice queries share:
+ *
+ * sort: 0 time, 4 severity, 6 user, 8 ip, 10 client, 12 id, 14 server, 16 action, 18 serviceName, 20 facility,
+ * 22 msgCode; one more for the reverse order. 2 and 3 leave the rows in SQLite's own order.
+ *
+ * start, end: the rows from start up to, but not including, end, counted from 0; 0 and 0 mean all rows, any other equal
+ * pair none.
+ *
+ * kind: 0 or 1, which are the same.
+ *
+ * from, days, to: the notices whose time is from "from" to "to", both included, and no more than so many days of 86400
+ * seconds before "to". Texts in seconds since 1970: "1795255200". They go without quotes into the statement, where an
+ * expression such as "strftime('%s','now')" cannot stand, because its quotes are doubled; one without quotes can.
+ * condition: an SQL expression that the notices must also satisfy, such as "severity < 4", or a null pointer for none.
+ * Its quotes are doubled too: a condition with a text in it fails. None of these texts is checked, and a null from or
+ * to matches nothing; never pass what came from outside.
+ *
+ * The listings hand their callback the 22 columns of the table: id, severity, server, action, serviceName, facility,
+ * time, endtime, user, ip, client, desc, msgCode, varNum, varContent, name, status, uid, gid, link_id, link_option and
+ * title. context is handed to it as it is. Rows that were delivered before a failure stay delivered.
+ *
+ * Every query waits up to 20 s.
+ */
+
+/*
+ * Counts all notices. The five further arguments are accepted and not read.
+ *
+ * Returns their number, or ANNAL_BAD_ARGUMENT for a kind above 1, ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED, or
+ * ANNAL_QUERY_FAILED (no such table, or locked for longer than the wait).
+ */
+ANNAL_API int annal_notice_query_count(unsigned int kind, const void* unused1, const void* unused2, const void* unused3,
+                                       const void* unused4, const void* unused5) ANNAL_NOEXCEPT;
+
+/*
+ * Lists notices.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for a sort above 23, a kind above 1, or a range that is negative or inverted;
+ * ANNAL_NO_MEMORY; ANNAL_OPEN_FAILED; ANNAL_QUERY_FAILED when the statement fails or the callback stops it.
+ */
+ANNAL_API int annal_notice_query(annal_row_callback callback, unsigned int sort, int start, int end, unsigned int kind,
+                                 void* context) ANNAL_NOEXCEPT;
+
+/*
+ * Counts the notices of a time. Returns their number, or ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED, or ANNAL_QUERY_FAILED,
+ * also for texts that make no statement.
+ */
+ANNAL_API int annal_notice_query_byclientTime_count(const char* from, int days, const char* to,
+                                                    const char* condition) ANNAL_NOEXCEPT;
+
+/* Lists the notices of a time. Results as annal_notice_query; ANNAL_QUERY_FAILED also for texts that make no statement.
+ */
+ANNAL_API int annal_notice_query_byclientTime(annal_row_callback callback, const char* from, int days, const char* to,
+                                              int start, int end, unsigned int sort, const char* condition,
+                                              void* context) ANNAL_NOEXCEPT;
+
+/*
+ * Lists one notice of each group of the notices of a time, with a twenty-third column "COUNT(*)": the size of the
+ * group. Which notice of its group is listed is SQLite's choice, and so is the order of the groups: the sort is that of
+ * the notices before they are grouped.
+ *
+ * group: what the notices of a group share. 0 id, 1 severity, 2 server, 3 action, 4 serviceName, 5 facility, 6 time,
+ * 7 endtime, 8 user, 9 ip, 11 desc, 12 msgCode, 13 varNum, 14 varContent; any above 14 facility, name and desc
+ * together. 10 has no column and always fails.
+ *
+ * Results as annal_notice_query_byclientTime.
+ */
+ANNAL_API int annal_notice_query_group_byclientTime(annal_row_callback callback, const char* from, int days,
+                                                    const char* to, int start, int end, unsigned int sort,
+                                                    unsigned int group, const char* condition,
+                                                    void* context) ANNAL_NOEXCEPT;
+
+/* ---- notices: severities and facilities ---- */
 
 /* The severity of a notice about an event, as syslog numbers it: 4 for type 1, 3 for type 2, 6 for any other. */
 ANNAL_API int ChangeLogTypeToNoticeSeverity(int type) ANNAL_NOEXCEPT;

@@ -105,6 +105,30 @@ static void search_events(void) {
   EXPECT(strcmp(text, "third") == 0);
 }
 
+static int count_rows(void* context, int columns, char** values, char** names) {
+  EXPECT(columns >= 22 && strcmp(names[11], "desc") == 0 && strcmp(values[11], "Fan 2 failed.") == 0);
+  ++*(int*)context;
+  return 0;
+}
+
+static void store_and_search_notices(void) {
+  int rows = 0;
+  NoticeRecord notice;
+
+  memset(&notice, 0, sizeof notice);
+  strcpy(notice.desc, "Fan 2 failed.");
+  EXPECT(annal_notice_add(&notice) == ANNAL_OK && strcmp(notice.user, "System") == 0);
+  EXPECT(annal_notice_query_count(0, NULL, NULL, NULL, NULL, NULL) == 1);
+  EXPECT(annal_notice_query_byclientTime_count("0", 1, "2147483647", NULL) == 0);
+  EXPECT(annal_notice_query(count_rows, 0, 0, 0, 0, &rows) == ANNAL_OK && rows == 1);
+  EXPECT(annal_notice_query_byclientTime(count_rows, "0", 30000, "2147483647", 0, 0, 0, "severity = 0", &rows) ==
+             ANNAL_OK &&
+         rows == 2);
+  EXPECT(annal_notice_query_group_byclientTime(count_rows, "0", 30000, "2147483647", 0, 0, 0, 99, NULL, &rows) ==
+             ANNAL_OK &&
+         rows == 3);
+}
+
 int main(void) {
   char text[64] = "";
   char ip[65] = "::ffff:10.0.0.5";
@@ -168,6 +192,7 @@ int main(void) {
   EXPECT(isAllColumnExist() == 21);
   EXPECT(AnnalNoticeModifyTbl() == ANNAL_CHANGE_FAILED);
   EXPECT(annal_notice_table_add_column("extra", 0, "") == ANNAL_OK);
+  store_and_search_notices();
   EXPECT(annal_notice_del(1, &type) == ANNAL_OK);
   EXPECT(AnnalNoticeDellogByClientTime(1) == ANNAL_OK);
   EXPECT(annal_notice_flush_tbl() == ANNAL_OK);
