@@ -1000,7 +1000,7 @@ ANNAL_API int AnnalNoticeModifyTbl(void) ANNAL_NOEXCEPT;
 /* ---- notices: submission ---- */
 
 /*
- * Stores one notice.
+ * Stores one notice. No other program is told of it: that is annal_notice_send and notify_send.
  *
  * record: the notice, changed in place as follows once its checks are passed, whether or not it can then be stored.
  *   - empty user and serviceName become "System", an empty msgCode becomes "0", an empty client "localhost";
@@ -1098,6 +1098,56 @@ ANNAL_API int annal_notice_query_group_byclientTime(annal_row_callback callback,
                                                     const char* to, int start, int end, unsigned int sort,
                                                     unsigned int group, const char* condition,
                                                     void* context) ANNAL_NOEXCEPT;
+
+/* ---- notices: the notification command ---- */
+/*
+ * Both hand a notice to "/usr/local/sbin/notify" "send2" instead of storing it. A text that is not valid UTF-8 is
+ * passed on as it is. Both read the environment variables HTTP_CLIENT_ID, HTTP_CLIENT_APP and HTTP_CLIENT_AGENT: no
+ * other thread may change the environment meanwhile.
+ */
+
+/*
+ * Runs the notification command through the platform's zeno_exec_v.
+ *
+ * app_id, category_id, msg_no: what identifies the message ("-A", "-C", "-M"). level: 1 error, 2 warning, any other
+ * information ("-l" "error", "warn" or "info"). type: any number ("-t"). ip, user, comp: of the client, each left out
+ * when it is null ("-p", "-u", "--comp="); what the environment says of the client follows ("--client_id=",
+ * "--client_app=", "--client_agent="). message: the text. param and all that follows: texts for the message's
+ * parameters, ended by a null pointer (in C "(char*)NULL"; a null param means that there are none). The vector has 63
+ * arguments at most, and further parameters are dropped; the arguments that begin with "--" have room for 10240 bytes
+ * in all, and what is beyond is cut. A null app_id, category_id, msg_no or message ends the vector there.
+ *
+ * Where "/usr/local/sbin/notify" does not exist, "/sbin/log_tool" is run instead: "-a" message, "-t" and the level as
+ * an event type, "-p" ip, "-u" user, "-m" comp, and nothing else. Notices of type 2 and 3 are then dropped.
+ *
+ * Returns ANNAL_OK, also when the command fails or the notice is dropped; -1 when the command could not be run. Sets
+ * LC_ALL to "en_US.UTF-8" in the calling process, and leaves it so, unless the notice is dropped: not to be called
+ * while another thread uses the environment. Touches no log. Starts a process, and waits for it as long as zeno_exec_v
+ * does.
+ */
+ANNAL_API int annal_notice_send(const char* app_id, int level, int type, const char* category_id, const char* msg_no,
+                                const char* ip, const char* user, const char* comp, const char* message,
+                                const char* param, ...) ANNAL_NOEXCEPT;
+
+/*
+ * Starts the notification command for a message of the catalog.
+ *
+ * ip, user, comp: of the client, each left out when it is null ("--ip=", "--user=", "--comp="). client_id, client_app,
+ * client_agent: likewise ("--client_id=", "--client_app=", "--client_agent="), but a null one is looked for in the
+ * environment first. type: any number ("-t7"). level: on the scale of the catalog; sent as it is when it is 2, any
+ * other combined with 5 by exclusive or, so that 1 becomes 4 and 4 becomes 1 ("-l4"). entry: the message, of which all
+ * is sent but the level ("-AA011", "-CC001", "-M7" and the template). All that follows: texts for its parameters, ended
+ * by a null pointer (in C "(char*)NULL"). The command's vector has 22 arguments at most, and further parameters are
+ * dropped; the arguments, but for the first two and the template, have room for 10240 bytes in all, and what is beyond
+ * is cut.
+ *
+ * Returns ANNAL_OK once a child has been created to start the command, whatever becomes of it then; 1 when none could
+ * be created; ANNAL_BAD_ARGUMENT for a null entry or one with a null text, as the last of each array is. Touches no
+ * log. Starts a process and does not wait for it.
+ */
+ANNAL_API int notify_send(const char* ip, const char* user, const char* comp, const char* client_id,
+                          const char* client_app, const char* client_agent, const CatalogEntry* entry, int type,
+                          int level, ...) ANNAL_NOEXCEPT;
 
 /* ---- notices: severities and facilities ---- */
 

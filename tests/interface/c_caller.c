@@ -139,6 +139,8 @@ int main(void) {
   EventRecordMsgId with_id;
   EventRecordEx extended;
 
+  const CatalogEntry entry = {"A011", 4, "C001", "1", "[External Device] Added printer {0}."};
+
   EXPECT(annal_event_create_tbl(100, 1) == ANNAL_OK);
   memset(&record, 0xff, sizeof record);
   EXPECT(InitAnnalEvent(&record) == record.event_desc);
@@ -199,6 +201,9 @@ int main(void) {
   EXPECT(annal_notice_remove_trigger_logfull() == ANNAL_OK);
   EXPECT(annal_notice_add_trigger_logfull(5, 1) == ANNAL_OK);
   EXPECT(annal_notice_remove_tbl() == ANNAL_OK);
+  EXPECT(annal_notice_send("A011", 1, 2, "C001", "1", NULL, NULL, NULL, "text", NULL) == 0);
+  EXPECT(annal_notice_send("A011", 1, 0, "C001", "1", NULL, NULL, NULL, "text", "one", "two", (char*)NULL) == -1);
+  EXPECT(notify_send(NULL, NULL, NULL, NULL, NULL, NULL, &entry, 1, 4, "one", "two", (char*)NULL) == ANNAL_OK);
   EXPECT(ChangeLogTypeToNoticeSeverity(2) == 3);
   EXPECT(notice_facility_list[21].number == -1);
   EXPECT(Get_Facility_String_By_Facility(99, text, (int)sizeof text) == 0 && strcmp(text, "Background Task") == 0);

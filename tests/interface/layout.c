@@ -98,6 +98,13 @@ AT(NoticeRecord, link_id, 5572);
 AT(NoticeRecord, link_option, 5829);
 AT(NoticeRecord, title, 6854);
 
+HOLDS(CatalogEntry_size, sizeof(CatalogEntry) == 5 * sizeof(void*));
+AT(CatalogEntry, app_id, 0);
+AT(CatalogEntry, level, sizeof(void*));
+AT(CatalogEntry, category_id, 2 * sizeof(void*));
+AT(CatalogEntry, msg_no, 3 * sizeof(void*));
+AT(CatalogEntry, msg_template, 4 * sizeof(void*));
+
 HOLDS(AnnalColumn_size, sizeof(AnnalColumn) == 2 * sizeof(void*));
 AT(AnnalColumn, name, 0);
 AT(AnnalColumn, add_sql, sizeof(void*));
