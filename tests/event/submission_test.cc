@@ -20,33 +20,16 @@
 #include "Corix_annal.h"
 #include "platform/platform.h"
 #include "tests/support/appliance.h"
+#include "tests/support/records.h"
 
 namespace annal::test {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::AssertionFailure;
-using testing::AssertionResult;
-using testing::AssertionSuccess;
 
 constexpr const char* kLog = "/etc/logs/event.log";
 
-// What the bytes hold that nobody has set.
-constexpr char kLeftBehind = '\xAA';
-
 // ---- records ----
-
-// A text field of the full record. It has the name of its column.
-struct Field {
-  const char* name;
-  std::size_t offset;
-  std::size_t size;
-
-  template <typename Record>
-  [[nodiscard]] char* in(Record& record) const {
-    return reinterpret_cast<char*>(&record) + offset;
-  }
-};
 
 #define FIELD(name) Field({#name, offsetof(EventRecord, name), sizeof(EventRecord::name)})
 constexpr Field kUser = FIELD(event_user);
@@ -66,57 +49,9 @@ constexpr Field kClientAgent = FIELD(event_client_agent);
 constexpr Field kTexts[] = {kUser,    kIp,         kComp,     kDesc,     kMsgId,     kAppId,
                             kAppName, kCategoryId, kCategory, kClientId, kClientApp, kClientAgent};
 
-// Puts a text and its terminator into a field and leaves the bytes behind it as they are.
 template <typename Record>
-void put(Record& record, const Field& field, std::string_view text) {
-  *std::copy(text.begin(), text.end(), field.in(record)) = '\0';
-}
-
-// Writes so many bytes of a field: a text, and zero bytes behind it.
-template <typename Record>
-void fill(Record& record, const Field& field, std::string_view text, std::size_t width) {
-  std::memset(field.in(record), 0, width);
-  std::copy(text.begin(), text.end(), field.in(record));
-}
-
-// Fills a field to its last byte: that is one more than it may hold, and there is no terminator.
-template <typename Record>
-void overfill(Record& record, const Field& field, char letter) {
-  std::memset(field.in(record), letter, field.size);
-}
-
-template <typename Record>
-std::string bytes_of(const Record& record) {
-  return {reinterpret_cast<const char*>(&record), sizeof record};
-}
-
-std::string place_of(std::size_t offset) {
-  for (const Field& field : kTexts) {
-    if (offset >= field.offset && offset < field.offset + field.size) {
-      return std::string(field.name) + "[" + std::to_string(offset - field.offset) + "]";
-    }
-  }
-  return "byte " + std::to_string(offset);
-}
-
-// Compares every byte, those between the fields too.
-template <typename Record>
-AssertionResult same_bytes(const Record& actual, const Record& expected) {
-  const std::string left = bytes_of(actual);
-  const std::string right = bytes_of(expected);
-  const auto [found, wanted] = std::mismatch(left.begin(), left.end(), right.begin());
-  if (found == left.end()) {
-    return AssertionSuccess();
-  }
-  return AssertionFailure() << place_of(static_cast<std::size_t>(found - left.begin())) << " is " << +*found
-                            << " instead of " << +*wanted;
-}
-
-template <typename Record>
-Record copy_of(const Record& record) {
-  Record copy;
-  std::memcpy(&copy, &record, sizeof copy);
-  return copy;
+testing::AssertionResult same_bytes(const Record& actual, const Record& expected) {
+  return test::same_bytes(actual, expected, kTexts);
 }
 
 constexpr std::time_t kWinter = 1705361400;  // 2024-01-16 00:30:00, in UTC still the day before
@@ -187,24 +122,6 @@ Record leading_part(const EventRecord& full) {
   std::memcpy(&record, &full, sizeof record);
   return record;
 }
-
-// A record of which the last byte is the last one that can be read at all.
-template <typename Record>
-class RecordAtTheEnd {
- public:
-  RecordAtTheEnd() { EXPECT_EQ(mprotect(pages_ + page_, page_, PROT_NONE), 0); }
-  ~RecordAtTheEnd() { munmap(pages_, 2 * page_); }
-  RecordAtTheEnd(const RecordAtTheEnd&) = delete;
-  RecordAtTheEnd& operator=(const RecordAtTheEnd&) = delete;
-
-  Record* get() { return reinterpret_cast<Record*>(pages_ + page_ - sizeof(Record)); }
-  Record& operator*() { return *get(); }
-
- private:
-  std::size_t page_ = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  char* pages_ =
-      static_cast<char*>(mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-};
 
 int submit(const EventRecordBasic* record) {
   return annal_event_add(record);
