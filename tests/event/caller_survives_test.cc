@@ -30,6 +30,7 @@
 
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
+#include "tests/support/few_processes.h"
 
 namespace annal::test {
 namespace {
@@ -962,16 +963,6 @@ TEST_F(Forwarding, RunsNoRecorderScriptWithoutAHeader) {
 }
 
 // ---- no room for another process ----
-
-// Lets this process have so many more, itself not counted.
-void allow_processes(rlim_t more) {
-  std::filesystem::permissions("/usr/local/sbin/.recordings", std::filesystem::perms::all);
-  // Nobody else's user: every process of a user's counts against its limit.
-  const uid_t lonely = 0x40000000U + static_cast<uid_t>(getpid());
-  const rlimit limit{1 + more, 1 + more};
-  ASSERT_EQ(setrlimit(RLIMIT_NPROC, &limit), 0);
-  ASSERT_EQ(setresuid(lonely, lonely, lonely), 0);
-}
 
 class ForwardingWithoutProcesses : public Forwarding {
  protected:
