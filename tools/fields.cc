@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
+#include "Corix_annal.h"
 #include "tools/failure.h"
 
 namespace annalctl {
@@ -19,6 +21,13 @@ void set_text(void* record, const TextField& field, std::string_view text) {
   char* const to = static_cast<char*>(record) + field.offset;
   std::memset(to, 0, field.bound + 1);
   text.copy(to, text.size());
+}
+
+void require_address(std::string_view text) {
+  std::string copy(text);
+  if (annal_checkip(copy.data()) != ANNAL_OK) {
+    throw Refusal(fmt::format("'{}' is no IPv4 or IPv6 address", text));
+  }
 }
 
 const TextField* find_field(std::span<const TextField> fields, std::string_view column) {

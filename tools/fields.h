@@ -18,6 +18,9 @@ struct TextField {
 // Puts a text into its field. Throws Refusal when it is too long or cannot be stored as a text: nothing is ever cut.
 void set_text(void* record, const TextField& field, std::string_view text);
 
+// Throws Refusal for what the library would replace.
+void require_address(std::string_view text);
+
 [[nodiscard]] const TextField* find_field(std::span<const TextField> fields, std::string_view column);
 
 }  // namespace annalctl

@@ -25,6 +25,7 @@ constexpr char kFooter[] =
     "  annalctl event list --type error --limit 20\n"
     "  annalctl event list --all --json > events.jsonl\n"
     "  annalctl event import /var/log/dpkg.log\n"
+    "  annalctl notice list --severity error --days 7\n"
     "  annalctl notice age 30\n"
     "  annalctl facilities --json\n"
     "  annalctl catalog search fan failed\n"
@@ -111,6 +112,7 @@ int run_program(int argc, char** argv) {
   add_notice_commands(app, program);
   add_facilities(app, program);
   add_catalog_commands(app, program);
+  add_notify(app, program);
 
   try {
     return run_command(app, argc, argv, program);

@@ -187,11 +187,15 @@ TEST_F(AnnalctlTest, ReadingCommandsDoNotCreateAMissingLog) {
   }
 }
 
-TEST_F(AnnalctlTest, WritingCommandsDoNotCreateAMissingLog) {
+TEST_F(AnnalctlTest, CommandsDoNotCreateAMissingLog) {
   const std::vector<std::vector<std::string>> cases{
-      {"event", "add", "x"}, {"event", "delete", "--id", "1"},  {"event", "trim", "1"}, {"event", "flush"},
-      {"event", "migrate"},  {"event", "import", "-"},          {"notice", "age", "1"}, {"notice", "flush"},
-      {"notice", "migrate"}, {"notice", "delete", "--id", "1"},
+      {"event", "add", "x"},  {"event", "delete", "--id", "1"},
+      {"event", "trim", "1"}, {"event", "flush"},
+      {"event", "migrate"},   {"event", "import", "-"},
+      {"notice", "age", "1"}, {"notice", "flush"},
+      {"notice", "migrate"},  {"notice", "delete", "--id", "1"},
+      {"notice", "add", "x"}, {"notice", "list"},
+      {"notice", "count"},    {"notice", "group", "--by", "user"},
   };
   for (const auto& command : cases) {
     const std::string name = command[0] + " " + command[1];
@@ -247,6 +251,9 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
       {"notice", "age", "0"},
       {"notice", "delete"},
       {"notice", "delete", "--id", "one"},
+      {"notice", "group"},
+      {"notice", "list", "--severity", "8"},
+      {"notify", "A011"},
       {"facilities", "one"},
   };
   for (const auto& command : cases) {
@@ -259,10 +266,12 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
 
 TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
   const std::vector<std::vector<std::string>> all{
-      {"event", "create"},   {"event", "add"},     {"event", "list"}, {"event", "count"},   {"event", "tail"},
-      {"event", "group"},    {"event", "delete"},  {"event", "trim"}, {"event", "flush"},   {"event", "migrate"},
-      {"event", "import"},   {"notice", "create"}, {"notice", "age"}, {"notice", "delete"}, {"notice", "flush"},
-      {"notice", "migrate"}, {"facilities"},
+      {"event", "create"}, {"event", "add"},     {"event", "list"},   {"event", "count"},
+      {"event", "tail"},   {"event", "group"},   {"event", "delete"}, {"event", "trim"},
+      {"event", "flush"},  {"event", "migrate"}, {"event", "import"}, {"notice", "create"},
+      {"notice", "age"},   {"notice", "delete"}, {"notice", "flush"}, {"notice", "migrate"},
+      {"notice", "add"},   {"notice", "list"},   {"notice", "count"}, {"notice", "group"},
+      {"notify"},          {"facilities"},
   };
   for (const auto& command : all) {
     std::vector<std::string> arguments = command;

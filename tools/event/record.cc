@@ -41,13 +41,6 @@ constexpr std::array kFields{
     TextField{"event_client_agent", "--client-agent", "client agent", offsetof(EventRecord, event_client_agent), 255},
 };
 
-void require_address(std::string_view text) {
-  std::string copy(text);
-  if (annal_checkip(copy.data()) != ANNAL_OK) {
-    throw Refusal(fmt::format("'{}' is no IPv4 or IPv6 address", text));
-  }
-}
-
 // What an object says about the time, until all of it is known.
 struct TimeParts {
   std::optional<std::int64_t> stamp;

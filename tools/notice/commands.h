@@ -1,4 +1,5 @@
-// The commands of the notice log, "annalctl notice …", and of the facilities that notices come from.
+// The commands of the notice log, "annalctl notice …", of the facilities that notices come from, and of the device's
+// notification command.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -9,10 +10,15 @@ namespace annalctl {
 
 void add_notice_commands(CLI::App& app, Program& program);
 void add_facilities(CLI::App& app, Program& program);
+void add_notify(CLI::App& app, Program& program);
 
 namespace notice {
 
 void add_create(CLI::App& commands, Program& program);
+void add_add(CLI::App& commands, Program& program);
+void add_list(CLI::App& commands, Program& program);
+void add_count(CLI::App& commands, Program& program);
+void add_group(CLI::App& commands, Program& program);
 void add_delete(CLI::App& commands, Program& program);
 void add_age(CLI::App& commands, Program& program);
 void add_flush(CLI::App& commands, Program& program);

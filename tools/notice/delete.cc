@@ -1,22 +1,17 @@
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <iterator>
 #include <limits>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "Corix_annal.h"
 #include "tools/deletion.h"
 #include "tools/notice/commands.h"
 #include "tools/notice/model.h"
 #include "tools/text.h"
-#include "tools/time_text.h"
 
 namespace annalctl::notice {
 
@@ -34,23 +29,6 @@ constexpr char kFooter[] =
     "  annalctl notice delete --facility 'USB Drive'\n"
     "  annalctl notice delete --time '2026-11-21 10:00:00'";
 
-std::optional<std::int64_t> whole_number(std::string_view text) {
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
-std::int64_t seconds_of(const std::string& text) {
-  std::optional<std::int64_t> seconds = whole_number(text);
-  if (!seconds) {
-    seconds = parse_time(text);
-  }
-  if (!seconds) {
-    throw Refusal(fmt::format("'{}' is no time: write it as '2026-11-21 10:00:00' or '1795255200'", text));
-  }
-  return *seconds;
-}
-
 // The library takes the time as a text, which SQLite makes a number again before it compares.
 SelectorValue read_time(const std::string& text) {
   return fmt::to_string(seconds_of(text));
@@ -65,24 +43,8 @@ SelectorValue read_end_time(const std::string& text) {
   return static_cast<int>(seconds);
 }
 
-bool same_name(std::string_view left, std::string_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](char one, char other) { return lower(one) == lower(other); });
-}
-
 SelectorValue read_facility(const std::string& text) {
-  if (const std::optional<std::int64_t> number = whole_number(text)) {
-    return read_number(text);
-  }
-  // Facility 0 has no name, which is not to say that an empty text means it.
-  const std::vector<Facility> all = facilities();
-  const auto found = std::find_if(all.begin(), all.end(), [&text](const Facility& facility) {
-    return !text.empty() && same_name(facility.name, text);
-  });
-  if (found == all.end()) {
-    throw Refusal(fmt::format("'{}' is no facility: 'annalctl facilities' lists them", text));
-  }
-  return found->number;
+  return facility_of(text);
 }
 
 // For the columns whose value the library puts into its statement as an expression, its quotes doubled, so that no
