@@ -3,6 +3,7 @@
 case "${0##*/} $*" in
   *nc.send_message) consumer="1 notification centre" ;;
   *add_local_event_log*) consumer="3 log centre" ;;
+  'notify send2'*) consumer="7 notification command" ;;
   *) consumer="6 recorder" ;;
 esac
 {
