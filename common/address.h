@@ -9,6 +9,9 @@ namespace annal {
 // behind it are cleared at least as far as the old text went, and up to the buffer's size where that is known.
 [[nodiscard]] int check_address(char* ip, std::size_t size) noexcept;
 
+// The same with another opinion of what an IPv4 address is: not 0 for one.
+[[nodiscard]] int check_address(char* ip, std::size_t size, int (*is_ipv4)(const char* text)) noexcept;
+
 inline constexpr std::size_t kUnknownSize = 0;
 
 }  // namespace annal

@@ -5,12 +5,28 @@
 namespace annal {
 
 namespace {
+
 constexpr int kBusyTimeoutMilliseconds = 20000;
+
+constexpr int kRetries = 50;
+constexpr int kPauseMilliseconds = 100;
+
+// Tells SQLite whether to try once more, having been asked so many times before.
+int try_again(void* /*context*/, int retries) noexcept {
+  if (retries >= kRetries) {
+    return 0;
+  }
+  sqlite3_sleep(kPauseMilliseconds);
+  return 1;
 }
+
+}  // namespace
 
 Database::Database(const char* path, Wait wait) noexcept : opened_(sqlite3_open(path, &handle_) == SQLITE_OK) {
   if (opened_ && wait == Wait::kBusyTimeout) {
     sqlite3_busy_timeout(handle_, kBusyTimeoutMilliseconds);
+  } else if (opened_ && wait == Wait::kBusyHandler) {
+    sqlite3_busy_handler(handle_, &try_again, nullptr);
   }
 }
 
@@ -21,6 +37,10 @@ Database::~Database() {
 
 bool Database::execute(const char* sql, annal_row_callback callback, void* context) const noexcept {
   return sqlite3_exec(handle_, sql, callback, context, nullptr) == SQLITE_OK;
+}
+
+std::int64_t Database::last_row_id() const noexcept {
+  return sqlite3_last_insert_rowid(handle_);
 }
 
 PreparedStatement::PreparedStatement(const Database& database, const char* sql) noexcept {

@@ -3,6 +3,8 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
+
 #include "Corix_annal.h"
 #include "common/statement.h"
 
@@ -19,6 +21,9 @@ class Database {
 
   // Runs one text of one or more statements to its end; false when SQLite reports anything but success.
   [[nodiscard]] bool execute(const char* sql, annal_row_callback callback, void* context) const noexcept;
+
+  // Of the row inserted last, whatever a trigger has inserted or deleted since.
+  [[nodiscard]] std::int64_t last_row_id() const noexcept;
 
  private:
   friend class PreparedStatement;

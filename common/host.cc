@@ -40,6 +40,10 @@ void drop_prefix(char* text, std::size_t size) noexcept {
 }  // namespace
 
 int annal::check_address(char* ip, std::size_t size) noexcept {
+  return check_address(ip, size, &Is_Valid_Source);
+}
+
+int annal::check_address(char* ip, std::size_t size, int (*is_ipv4)(const char* text)) noexcept {
   if (ip == nullptr) {
     return ANNAL_NO_MEMORY;
   }
@@ -52,7 +56,7 @@ int annal::check_address(char* ip, std::size_t size) noexcept {
     }
     return ANNAL_OK;
   }
-  return Is_Valid_Source(ip) != 0 ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
+  return is_ipv4(ip) != 0 ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
 }
 
 int annal_checkip(char* ip) noexcept {

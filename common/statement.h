@@ -10,6 +10,7 @@ namespace annal {
 enum class Wait {
   kNever,        // the statement fails at once
   kBusyTimeout,  // SQLite retries for 20 seconds
+  kBusyHandler,  // we retry 50 times, 100 milliseconds apart
 };
 
 struct Statement {

@@ -25,6 +25,18 @@ int run(const char* path, const Statement& statement, const Text& text) noexcept
   return list(path, statement, text, nullptr, nullptr);
 }
 
+std::int64_t insert(const char* path, const Statement& statement, const Text& text) noexcept {
+  if (!text.built()) {
+    return ANNAL_NO_MEMORY;
+  }
+  const Database database(path, statement.wait);
+  if (!database.opened()) {
+    return ANNAL_OPEN_FAILED;
+  }
+  return database.execute(text.c_str(), nullptr, nullptr) ? database.last_row_id()
+                                                          : static_cast<std::int64_t>(statement.failure);
+}
+
 int list(const char* path, const Statement& query, const Text& text, annal_row_callback callback,
          void* context) noexcept {
   return text.built() ? execute(path, query, text.c_str(), callback, context) : ANNAL_NO_MEMORY;

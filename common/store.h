@@ -1,6 +1,8 @@
 // One unit of work on a log's file: open it, run one statement, close it, and answer with a result code.
 #pragma once
 
+#include <cstdint>
+
 #include "Corix_annal.h"
 #include "common/statement.h"
 #include "common/text.h"
@@ -13,6 +15,9 @@ namespace annal {
 // Runs a text that was built from the statement's format. ANNAL_NO_MEMORY, with nothing opened, when it could not be
 // built: SQLite takes a null text for an empty one and reports success.
 [[nodiscard]] int run(const char* path, const Statement& statement, const Text& text) noexcept;
+
+// The same for a statement that stores one row: the answer to a success is the row's id.
+[[nodiscard]] std::int64_t insert(const char* path, const Statement& statement, const Text& text) noexcept;
 
 // Runs a built query and hands its rows to the caller.
 [[nodiscard]] int list(const char* path, const Statement& query, const Text& text, annal_row_callback callback,
