@@ -39,6 +39,7 @@
 #define CORIX_ANNAL_H
 
 #include <stdint.h>
+#include <time.h>
 
 #if defined(__GNUC__)
 #define ANNAL_API __attribute__((visibility("default")))
@@ -215,6 +216,47 @@ typedef struct NoticeRecord {
   char link_option[1025]; /* option of that link */
   char title[257];        /* the notice's title */
 } NoticeRecord;
+
+/*
+ * One entry of a file-operation log, as pavo2log_event_add takes it: what a user of the web file manager did, to what
+ * file. Zero the whole record before filling it. The widths include the terminators; the two paths may have any length.
+ */
+typedef struct FileOpRecord {
+  int32_t event_id;              /* not read */
+  uint32_t event_type;           /* level: 0 information, 1 warning, 2 error */
+  struct tm event_tm;            /* local time; a tm_year of 0 means now. Of the others only date and time are read */
+  char event_user[65];           /* user name; empty: "System" */
+  char event_ip[65];             /* client address; none: "127.0.0.1" */
+  const char* event_oldfilepath; /* path before a move or renaming; null: an empty text */
+  const char* event_filepath;    /* path that was operated on; null: an empty text */
+  uint32_t event_isFolder;       /* 0 to 2, as the file manager defines it */
+  uint32_t event_action;         /* operation, 1 to 35, as the file manager defines it */
+  int32_t event_filesize;        /* in bytes, as far as 32 bits hold it: stored as it is, a negative one too */
+  char event_comp[65];           /* client computer; empty: "localhost" */
+  char event_duid[65];           /* client device; empty: "localhost" */
+  char event_desc[1025];         /* description */
+} FileOpRecord;
+
+/*
+ * Which file operations are looked for: every condition that is there has to hold. "Contains" ignores the case of ASCII
+ * letters and reads "%" as any text and "_" as any character.
+ */
+typedef struct FileOpFilter {
+  int32_t event_id;              /* not read */
+  uint32_t event_type;           /* 0 all, 1 information, 2 warnings, 3 errors (one more than the stored event_type) */
+  char date_from[11];            /* first date, as 2026-11-21; empty with a date_to: today */
+  char date_to[11];              /* last date; empty with a date_from: today. Both empty: any date */
+  char event_user[65];           /* contained in the user; empty: any */
+  char event_ip[65];             /* contained in the address; empty: any */
+  const char* event_oldfilepath; /* contained in the old path; null: any */
+  const char* event_filepath;    /* contained in the path; null: any */
+  int32_t event_isFolder;        /* equal; 0 or less: any */
+  int32_t event_action;          /* equal; 0 or less: any */
+  int32_t event_filesize;        /* equal; below 0: any. A zeroed filter looks for empty files */
+  char event_comp[65];           /* contained in the computer; empty: any */
+  char event_duid[65];           /* empty: any; else the device equals the text in event_comp */
+  char event_desc[1025];         /* contained in the description; empty: any */
+} FileOpFilter;
 
 /* One entry of notice_facility_list. */
 typedef struct NoticeFacility {
@@ -903,6 +945,134 @@ ANNAL_API int annal_conn_query_byclientTime_group(annal_row_callback callback, c
                                                   const char* client_time, int days, int start, int end,
                                                   unsigned int sort, const char* group_text,
                                                   void* context) ANNAL_NOEXCEPT;
+
+/* ---- file-operation log: table and maintenance ---- */
+/*
+ * The operations of the web file manager, in the table PAVO2LOG_EVENT of a file that the caller names: path, the first
+ * argument of every function here. A null path is answered with ANNAL_BAD_ARGUMENT. Every function that opens the file
+ * answers ANNAL_OPEN_FAILED when it cannot, and ANNAL_NO_MEMORY when its statement cannot be built. All but
+ * pavo2log_event_create_tbl leave an empty file behind where there was none.
+ */
+
+/*
+ * Creates the file with its table, indexes and log-full trigger. May be called on every start: whatever the path holds
+ * already, unless it is an empty file, is left alone, and is not looked into. So a success does not say that there is a
+ * table, and the limits of an existing log are changed by removing its trigger and adding another.
+ *
+ * max_rows: the largest number of operations kept; 0 or less means 100000. delete_count: how many of the oldest (by
+ * date, then time) go at once when an insert exceeds it; 0 or less means 1.
+ *
+ * Returns ANNAL_OK; ANNAL_TABLE_FAILED when the table could not be created (an index that could not be created is no
+ * failure); or what pavo2log_event_add_trigger_logfull answers, with the table left in place. Waits up to 20 s, for
+ * each of its statements.
+ */
+ANNAL_API int pavo2log_event_create_tbl(const char* path, int max_rows, int delete_count) ANNAL_NOEXCEPT;
+
+/* Drops the table with all its entries. ANNAL_TABLE_FAILED when that fails, as when there is none. Does not wait. */
+ANNAL_API int pavo2log_event_remove_tbl(const char* path) ANNAL_NOEXCEPT;
+
+/* Deletes every entry and keeps the table. ANNAL_EMPTY_FAILED when that fails. Waits up to 20 s. */
+ANNAL_API int pavo2log_event_flush_tbl(const char* path) ANNAL_NOEXCEPT;
+
+/*
+ * Creates the log-full trigger; arguments and their defaults as for pavo2log_event_create_tbl. To change the limits,
+ * remove the trigger first. ANNAL_TRIGGER_FAILED when it fails, as when there is a trigger. Waits up to 20 s.
+ */
+ANNAL_API int pavo2log_event_add_trigger_logfull(const char* path, int max_rows, int delete_count) ANNAL_NOEXCEPT;
+
+/* Drops the log-full trigger. ANNAL_REMOVE_TRIGGER_FAILED when that fails, as when there is none. Waits up to 20 s. */
+ANNAL_API int pavo2log_event_remove_trigger_logfull(const char* path) ANNAL_NOEXCEPT;
+
+/*
+ * Deletes the entries whose column equals a value. None that matches is a success.
+ *
+ * selector: the column. 0 event_id, 1 event_type, 2 event_date, 3 event_time, 4 event_user, 5 event_ip,
+ * 6 event_isFolder, 7 event_action, 8 event_filesize, 9 event_comp, 10 event_duid, 11 event_desc, 12 event_filepath.
+ * value: for 0, 1 and 6 to 8 the address of an int, for the others a text. The text goes unescaped between single
+ * quotes into the statement: one with a single quote in it is SQL, not a value.
+ *
+ * Returns ANNAL_OK; ANNAL_BAD_ARGUMENT for another selector or a null value; ANNAL_CHANGE_FAILED when the statement
+ * fails. Does not wait.
+ */
+ANNAL_API int pavo2log_event_del(const char* path, unsigned int selector, const void* value) ANNAL_NOEXCEPT;
+
+/* ---- file-operation log: submission ---- */
+
+/*
+ * Normalises and checks an address in place, as annal_checkip does, but for what an IPv4 address is: here, four decimal
+ * numbers from 0 to 255 with dots between them, whatever stands behind the last. So "10.0.0.5:8080" is accepted, and
+ * left as it is.
+ *
+ * Returns ANNAL_OK, ANNAL_BAD_ARGUMENT for what is no address, ANNAL_NO_MEMORY for a null pointer. Touches no file.
+ */
+ANNAL_API int pavo2log_checkip(char* ip) ANNAL_NOEXCEPT;
+
+/*
+ * Stores one file operation. The record is first normalised in place, and stays so whatever becomes of storing it:
+ *
+ *  - an empty event_user becomes "System", the rest of its array zeroed; an empty event_comp or event_duid becomes
+ *    "localhost";
+ *  - event_ip is what pavo2log_checkip makes of it; what it refuses becomes "127.0.0.1".
+ *
+ * Single quotes in the two paths and in event_desc are stored as they are. event_user, event_ip, event_comp and
+ * event_duid go unescaped into the statement: a quote in one of them makes it fail at best.
+ *
+ * Returns the new entry's event_id, which is above 0, also when the log-full trigger has taken that entry away again.
+ * Otherwise, and with nothing stored:
+ *   ANNAL_TOO_LONG       event_user, event_ip, event_comp or event_duid is longer than 64 bytes, or event_desc than
+ * 1024; ANNAL_BAD_ARGUMENT   a null record, an event_type or event_isFolder above 2, an event_action other than 1 to
+ * 35; ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED; ANNAL_INSERT_FAILED  the statement failed: no such table, locked for longer
+ * than the wait, disk full. The record is unchanged after the first two. Waits for a lock by trying again 50 times, 100
+ * ms apart: about 5 s.
+ */
+ANNAL_API int64_t pavo2log_event_add(const char* path, FileOpRecord* record) ANNAL_NOEXCEPT;
+
+/* ---- file-operation log: queries ---- */
+/*
+ * Selectors that the queries share:
+ *
+ * type: 0 all operations, 1 information, 2 warnings, 3 errors (one more than the stored event_type).
+ *
+ * sort: 0 date and time, 2 time and date, 4 type, 6 user, 8 address, 10 computer, 12 id, 14 event_isFolder,
+ * 16 event_action, 18 size; one more for the reverse order. 20 and 21 leave the rows unsorted.
+ *
+ * start, end: as for the event log's queries. 0 and 0 mean all rows.
+ *
+ * filter: read only, its text fields terminated. Its texts go unescaped into the statement: a single quote in one makes
+ * it fail at best. Its conditions together have room for 2047 bytes, which only long paths and descriptions exceed:
+ * each takes what it holds and 20 to 40 bytes more.
+ *
+ * All wait up to 20 s. The arguments called unused are not read.
+ */
+
+/*
+ * Count the operations of a type, or those that a filter picks. Return their number, or ANNAL_BAD_ARGUMENT for a type
+ * above 3, a null filter, or one with a text that is not terminated or with conditions that do not fit;
+ * ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED, or ANNAL_QUERY_FAILED (no such table, locked for longer than the wait, a text
+ * that breaks the statement).
+ */
+ANNAL_API int pavo2log_event_query_count(const char* path, unsigned int type, const void* unused1, const void* unused2,
+                                         const void* unused3, const void* unused4) ANNAL_NOEXCEPT;
+ANNAL_API int pavo2log_event_query_count_by(const char* path, FileOpFilter* filter, const void* unused1,
+                                            const void* unused2, const void* unused3,
+                                            const void* unused4) ANNAL_NOEXCEPT;
+
+/*
+ * List the operations of a type, or those that a filter picks. The callback gets the table's 16 columns: event_id,
+ * event_type, event_date, event_time, event_user, event_ip, event_oldfilepath, event_filepath, event_isFolder,
+ * event_action, event_filesize, event_comp, event_duid, event_desc, sub_user and pid. context is handed to it as it is.
+ *
+ * With sort 1 the two differ: pavo2log_event_query lists by date and time, the latest first, pavo2log_event_query_by
+ * by event_id, the last stored first.
+ *
+ * Return ANNAL_OK; ANNAL_BAD_ARGUMENT for a sort above 21, a range that is negative or inverted, or what the counts
+ * answer so; ANNAL_NO_MEMORY; ANNAL_OPEN_FAILED; ANNAL_QUERY_FAILED when the statement fails or the callback stops it.
+ * Rows that were delivered before a failure stay delivered.
+ */
+ANNAL_API int pavo2log_event_query(const char* path, annal_row_callback callback, unsigned int sort, int start, int end,
+                                   unsigned int type, void* context) ANNAL_NOEXCEPT;
+ANNAL_API int pavo2log_event_query_by(const char* path, annal_row_callback callback, FileOpFilter* filter,
+                                      unsigned int sort, int start, int end, void* context) ANNAL_NOEXCEPT;
 
 /* ---- notices: table and maintenance ---- */
 /*

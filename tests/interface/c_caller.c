@@ -129,6 +129,42 @@ static void store_and_search_notices(void) {
          rows == 3);
 }
 
+static int remember_path(void* context, int columns, char** values, char** names) {
+  EXPECT(columns == 16 && strcmp(names[7], "event_filepath") == 0);
+  snprintf((char*)context, 64, "%s", values[7]);
+  return 0;
+}
+
+static void store_and_search_operations(void) {
+  const char* operations = "/etc/logs/operations.db";
+  char text[64] = "";
+  int type = 0;
+  FileOpRecord operation;
+  FileOpFilter filter;
+
+  memset(&operation, 0, sizeof operation);
+  memset(&filter, 0, sizeof filter);
+  operation.event_action = 35;
+  operation.event_filepath = "/share/it's";
+  operation.event_filesize = 5;
+  filter.event_filepath = "SHARE";
+  filter.event_filesize = -1;
+  EXPECT(pavo2log_event_create_tbl(operations, 0, 0) == ANNAL_OK);
+  EXPECT(pavo2log_event_add(operations, &operation) == 1 && strcmp(operation.event_user, "System") == 0);
+  EXPECT(pavo2log_event_query_count(operations, 0, NULL, NULL, NULL, NULL) == 1);
+  EXPECT(pavo2log_event_query_count_by(operations, &filter, NULL, NULL, NULL, NULL) == 1);
+  EXPECT(pavo2log_event_query(operations, remember_path, 0, 0, 0, 0, text) == ANNAL_OK);
+  EXPECT(strcmp(text, "/share/it's") == 0);
+  text[0] = '\0';
+  EXPECT(pavo2log_event_query_by(operations, remember_path, &filter, 1, 0, 0, text) == ANNAL_OK);
+  EXPECT(strcmp(text, "/share/it's") == 0);
+  EXPECT(pavo2log_event_del(operations, 1, &type) == ANNAL_OK);
+  EXPECT(pavo2log_event_flush_tbl(operations) == ANNAL_OK);
+  EXPECT(pavo2log_event_remove_trigger_logfull(operations) == ANNAL_OK);
+  EXPECT(pavo2log_event_add_trigger_logfull(operations, 5, 1) == ANNAL_OK);
+  EXPECT(pavo2log_event_remove_tbl(operations) == ANNAL_OK);
+}
+
 int main(void) {
   char text[64] = "";
   char ip[65] = "::ffff:10.0.0.5";
@@ -189,6 +225,8 @@ int main(void) {
   EXPECT(annal_conn_remove_tbl() == ANNAL_OK);
   EXPECT(annal_conn_enable_name_matching(1) == 0 && is_conn_name_matching == 1);
 
+  store_and_search_operations();
+
   EXPECT(annal_notice_create_tbl(0, 0) == ANNAL_OK);
   EXPECT(annal_notice_table_check_column("id") == ANNAL_QUERY_FAILED);
   EXPECT(isAllColumnExist() == 21);
@@ -213,6 +251,7 @@ int main(void) {
 
   EXPECT(annal_common_pack_db() == ANNAL_TABLE_FAILED);
   EXPECT(annal_common_migrate_db("/etc/logs/event.log", "NONE", NULL, 0) == ANNAL_OK);
+  EXPECT(pavo2log_checkip(ip) == ANNAL_OK && strcmp(ip, "10.0.0.5") == 0);
   EXPECT(annal_checkip(ip) == ANNAL_OK && strcmp(ip, "10.0.0.5") == 0);
   EXPECT(annal_gethostname(ip) == ANNAL_OK && strcmp(ip, "localhost") == 0);
   EXPECT(annal_getlocalip(ip) == ANNAL_OK && strcmp(ip, "127.0.0.1") == 0);

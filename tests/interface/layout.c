@@ -105,6 +105,37 @@ AT(CatalogEntry, category_id, 2 * sizeof(void*));
 AT(CatalogEntry, msg_no, 3 * sizeof(void*));
 AT(CatalogEntry, msg_template, 4 * sizeof(void*));
 
+HOLDS(FileOpRecord_size, sizeof(FileOpRecord) == 1384);
+AT(FileOpRecord, event_id, 0);
+AT(FileOpRecord, event_type, 4);
+AT(FileOpRecord, event_tm, 8);
+AT(FileOpRecord, event_user, 64);
+AT(FileOpRecord, event_ip, 129);
+AT(FileOpRecord, event_oldfilepath, 200);
+AT(FileOpRecord, event_filepath, 208);
+AT(FileOpRecord, event_isFolder, 216);
+AT(FileOpRecord, event_action, 220);
+AT(FileOpRecord, event_filesize, 224);
+AT(FileOpRecord, event_comp, 228);
+AT(FileOpRecord, event_duid, 293);
+AT(FileOpRecord, event_desc, 358);
+
+HOLDS(FileOpFilter_size, sizeof(FileOpFilter) == 1344);
+AT(FileOpFilter, event_id, 0);
+AT(FileOpFilter, event_type, 4);
+AT(FileOpFilter, date_from, 8);
+AT(FileOpFilter, date_to, 19);
+AT(FileOpFilter, event_user, 30);
+AT(FileOpFilter, event_ip, 95);
+AT(FileOpFilter, event_oldfilepath, 160);
+AT(FileOpFilter, event_filepath, 168);
+AT(FileOpFilter, event_isFolder, 176);
+AT(FileOpFilter, event_action, 180);
+AT(FileOpFilter, event_filesize, 184);
+AT(FileOpFilter, event_comp, 188);
+AT(FileOpFilter, event_duid, 253);
+AT(FileOpFilter, event_desc, 318);
+
 HOLDS(AnnalColumn_size, sizeof(AnnalColumn) == 2 * sizeof(void*));
 AT(AnnalColumn, name, 0);
 AT(AnnalColumn, add_sql, sizeof(void*));

@@ -1,0 +1,231 @@
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+
+#include "Corix_annal.h"
+#include "common/fragment.h"
+#include "common/local_time.h"
+#include "common/record.h"
+#include "common/row_range.h"
+#include "common/store.h"
+
+namespace annal {
+
+namespace {
+
+// Formats: WHERE, ORDER BY and LIMIT, each of which may be empty. The blanks are part of the statements as other
+// programs' traces know them.
+constexpr Statement kListing{"SELECT * FROM PAVO2LOG_EVENT %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
+constexpr Statement kCount{"SELECT COUNT(*) FROM PAVO2LOG_EVENT %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
+
+// A caller's type is one more than the stored one: 0 means all.
+constexpr const char* kTypes[] = {
+    "",
+    "WHERE event_type = 0",
+    "WHERE event_type = 1",
+    "WHERE event_type = 2",
+};
+constexpr unsigned kHighestType = 3;
+
+constexpr const char* kOrders[] = {
+    "ORDER BY event_date, event_time",
+    "ORDER BY event_date DESC, event_time DESC",
+    "ORDER BY event_time, event_date",
+    "ORDER BY event_time DESC, event_date DESC",
+    "ORDER BY event_type",
+    "ORDER BY event_type DESC",
+    "ORDER BY event_user",
+    "ORDER BY event_user DESC",
+    "ORDER BY event_ip",
+    "ORDER BY event_ip DESC",
+    "ORDER BY event_comp",
+    "ORDER BY event_comp DESC",
+    "ORDER BY event_id",
+    "ORDER BY event_id DESC",
+    "ORDER BY event_isFolder",
+    "ORDER BY event_isFolder DESC",
+    "ORDER BY event_action",
+    "ORDER BY event_action DESC",
+    "ORDER BY event_filesize",
+    "ORDER BY event_filesize DESC",
+};
+// The last two codes are accepted and leave the rows in SQLite's own order.
+constexpr unsigned kHighestSort = 21;
+
+// The one order in which the two listings differ: what a search finds is shown the last stored first, which is not the
+// latest where a caller gave the time or a clock was set back.
+constexpr unsigned kNewestFirst = 1;
+constexpr char kLastStoredFirst[] = "ORDER BY event_id DESC";
+
+const char* filtered_order(unsigned sort) noexcept {
+  return sort == kNewestFirst ? kLastStoredFirst : fragment(kOrders, sort);
+}
+
+constexpr FieldBound kFilterBounds[] = {
+    {offsetof(FileOpFilter, date_from), 10, nullptr},    {offsetof(FileOpFilter, date_to), 10, nullptr},
+    {offsetof(FileOpFilter, event_user), 64, nullptr},   {offsetof(FileOpFilter, event_ip), 64, nullptr},
+    {offsetof(FileOpFilter, event_comp), 64, nullptr},   {offsetof(FileOpFilter, event_duid), 64, nullptr},
+    {offsetof(FileOpFilter, event_desc), 1024, nullptr},
+};
+
+// The conditions of a filter, one behind the other, each with "AND " in front. What does not fit is not cut: a listing
+// with half of a condition would show what nobody asked for.
+class Conditions {
+ public:
+  explicit Conditions(const FileOpFilter& filter) noexcept {
+    if (filter.event_isFolder > 0) {
+      add("AND event_isFolder = %d ", filter.event_isFolder);
+    }
+    // An empty file is something to look for, so that here 0 is a condition.
+    if (filter.event_filesize >= 0) {
+      add("AND event_filesize = %d ", filter.event_filesize);
+    }
+    if (filter.event_action > 0) {
+      add("AND event_action = %d ", filter.event_action);
+    }
+    if (given(filter.event_user)) {
+      contains("AND event_user LIKE '%s%s%s' ", filter.event_user);
+    }
+    if (given(filter.event_ip)) {
+      contains("AND event_ip LIKE '%s%s%s' ", filter.event_ip);
+    }
+    // An empty path is a condition, which every operation with a path meets.
+    if (filter.event_oldfilepath != nullptr) {
+      contains("AND event_oldfilepath LIKE '%s%s%s' ", filter.event_oldfilepath);
+    }
+    if (filter.event_filepath != nullptr) {
+      contains("AND event_filepath LIKE '%s%s%s' ", filter.event_filepath);
+    }
+    if (given(filter.event_comp)) {
+      contains("AND event_comp LIKE '%s%s%s' ", filter.event_comp);
+    }
+    // Compared with the computer's text, not with its own, which callers only fill to say that it is to be compared.
+    if (given(filter.event_duid)) {
+      add("AND event_duid = '%s' ", filter.event_comp);
+    }
+    if (given(filter.event_desc)) {
+      contains("AND event_desc LIKE '%s%s%s' ", filter.event_desc);
+    }
+    if (given(filter.date_from) || given(filter.date_to)) {
+      const Today today;
+      add("AND event_date >= '%s' AND event_date <= '%s' ", given(filter.date_from) ? filter.date_from : today.text,
+          given(filter.date_to) ? filter.date_to : today.text);
+    }
+  }
+
+  // False when the conditions are longer than there is room for; their text is of no use then.
+  [[nodiscard]] bool fit() const noexcept { return fit_; }
+  [[nodiscard]] bool any() const noexcept { return length_ > 0; }
+  [[nodiscard]] const char* text() const noexcept { return text_; }
+  [[nodiscard]] const char* without_first_and() const noexcept { return text_ + (sizeof "AND " - 1); }
+
+  static constexpr std::size_t kRoom = 2048;  // the terminator included
+
+ private:
+  // The local date.
+  struct Today {
+    Today() noexcept {
+      const std::tm now = local_time();
+      (void)std::snprintf(text, sizeof text, "%04d-%02d-%02d", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday);
+    }
+    char text[sizeof "-2147483648-2147483648-2147483648"];
+  };
+
+  static bool given(const char* text) noexcept { return *text != '\0'; }
+
+  void contains(const char* format, const char* text) noexcept { add(format, "%", text, "%"); }
+
+  template <typename... Values>
+  void add(const char* format, Values... values) noexcept {
+    const std::size_t room = kRoom - length_;
+    const int length = std::snprintf(text_ + length_, room, format, values...);
+    if (length < 0 || static_cast<std::size_t>(length) >= room) {
+      fit_ = false;
+      return;
+    }
+    length_ += static_cast<std::size_t>(length);
+  }
+
+  char text_[kRoom] = "";
+  std::size_t length_ = 0;
+  bool fit_ = true;
+};
+
+// The whole WHERE part of a filter's statement.
+class Where {
+ public:
+  Where(unsigned type, const Conditions& conditions) noexcept {
+    const char* of_type = fragment(kTypes, type);
+    if (!conditions.any()) {
+      (void)std::snprintf(text_, sizeof text_, "%s", of_type);
+    } else if (*of_type != '\0') {
+      (void)std::snprintf(text_, sizeof text_, "%s %s", of_type, conditions.text());
+    } else {
+      (void)std::snprintf(text_, sizeof text_, "WHERE %s", conditions.without_first_and());
+    }
+  }
+
+  [[nodiscard]] const char* text() const noexcept { return text_; }
+
+ private:
+  char text_[sizeof "WHERE event_type = 2 " + Conditions::kRoom];
+};
+
+int list_operations(const char* path, annal_row_callback callback, const char* where, const char* order,
+                    const RowRange& rows, void* context) noexcept {
+  return list(path, kListing, Text(sqlite3_mprintf(kListing.text, where, order, rows.clause())), callback, context);
+}
+
+int count_operations(const char* path, const char* where) noexcept {
+  return first_integer(path, kCount, Text(sqlite3_mprintf(kCount.text, where)), Negative::kFails);
+}
+
+bool acceptable(FileOpFilter* filter) noexcept {
+  return filter != nullptr && filter->event_type <= kHighestType && within_bounds(filter, kFilterBounds);
+}
+
+}  // namespace
+
+}  // namespace annal
+
+using namespace annal;
+
+int pavo2log_event_query_count(const char* path, unsigned type, const void* /*unused1*/, const void* /*unused2*/,
+                               const void* /*unused3*/, const void* /*unused4*/) noexcept {
+  if (path == nullptr || type > kHighestType) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  return count_operations(path, fragment(kTypes, type));
+}
+
+int pavo2log_event_query_count_by(const char* path, FileOpFilter* filter, const void* /*unused1*/,
+                                  const void* /*unused2*/, const void* /*unused3*/, const void* /*unused4*/) noexcept {
+  if (path == nullptr || !acceptable(filter)) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  const Conditions conditions(*filter);
+  return conditions.fit() ? count_operations(path, Where(filter->event_type, conditions).text()) : ANNAL_BAD_ARGUMENT;
+}
+
+int pavo2log_event_query(const char* path, annal_row_callback callback, unsigned sort, int start, int end,
+                         unsigned type, void* context) noexcept {
+  const RowRange rows(start, end);
+  if (path == nullptr || sort > kHighestSort || !rows.valid() || type > kHighestType) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  return list_operations(path, callback, fragment(kTypes, type), fragment(kOrders, sort), rows, context);
+}
+
+int pavo2log_event_query_by(const char* path, annal_row_callback callback, FileOpFilter* filter, unsigned sort,
+                            int start, int end, void* context) noexcept {
+  const RowRange rows(start, end);
+  if (path == nullptr || !acceptable(filter) || sort > kHighestSort || !rows.valid()) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  const Conditions conditions(*filter);
+  if (!conditions.fit()) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  const Where where(filter->event_type, conditions);
+  return list_operations(path, callback, where.text(), filtered_order(sort), rows, context);
+}

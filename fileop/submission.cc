@@ -1,0 +1,129 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+
+#include "Corix_annal.h"
+#include "common/address.h"
+#include "common/local_time.h"
+#include "common/record.h"
+#include "common/store.h"
+
+namespace annal {
+
+namespace {
+
+constexpr FieldBound kBounds[] = {
+    {offsetof(FileOpRecord, event_user), 64, nullptr},   {offsetof(FileOpRecord, event_ip), 64, nullptr},
+    {offsetof(FileOpRecord, event_comp), 64, nullptr},   {offsetof(FileOpRecord, event_duid), 64, nullptr},
+    {offsetof(FileOpRecord, event_desc), 1024, nullptr},
+};
+
+constexpr unsigned kHighestType = 2;
+constexpr unsigned kHighestFolder = 2;
+constexpr unsigned kLowestAction = 1;
+constexpr unsigned kHighestAction = 35;
+
+// The user's field is cleared to its end. Of the others the last byte is left alone, as in every log.
+constexpr char kNoUser[] = "System";
+constexpr FieldDefault kDefaults[] = {
+    {offsetof(FileOpRecord, event_user), kNoUser, 65},
+    {offsetof(FileOpRecord, event_comp), kHostName, 64},
+    {offsetof(FileOpRecord, event_duid), kHostName, 64},
+};
+
+// Paths and descriptions are what users typed, so their quotes are doubled. The four texts that go in as they are come
+// from the file manager itself. A user waits for the operation to end, so a locked log is given up sooner than
+// elsewhere.
+constexpr Statement kInsert{
+    "INSERT INTO PAVO2LOG_EVENT "
+    "\t( event_type, event_date, event_time, event_user, event_ip, event_oldfilepath, event_filepath, "
+    "event_isFolder, event_action, event_filesize, event_comp, event_duid, event_desc, sub_user, pid) "
+    "\tVALUES "
+    "\t( %d, '%s', '%s', '%s', '%s', '%q', '%q', %d, %d, %d, '%s', '%s', '%q', '%s', %d);",
+    Wait::kBusyHandler, ANNAL_INSERT_FAILED};
+
+// What columns hold that the record has no field for.
+constexpr char kNoSubUser[] = "";
+constexpr int kNoProcess = 0;
+
+bool in_range(const FileOpRecord& record) noexcept {
+  return record.event_type <= kHighestType && record.event_isFolder <= kHighestFolder &&
+         record.event_action >= kLowestAction && record.event_action <= kHighestAction;
+}
+
+// Four numbers with dots between them, and whatever follows: some clients are known by address and port. The platform's
+// own check would refuse those.
+int is_dotted_quad(const char* text) noexcept {
+  constexpr int kParts = 4;
+  constexpr unsigned long kHighestPart = 255;
+  for (int part = 0; part < kParts; ++part) {
+    if (part > 0 && *text++ != '.') {
+      return 0;
+    }
+    char* end = nullptr;
+    const long number = std::strtol(text, &end, 10);
+    if (end == text || static_cast<unsigned long>(number) > kHighestPart) {
+      return 0;
+    }
+    text = end;
+  }
+  return 1;
+}
+
+void normalise(FileOpRecord& record) noexcept {
+  fill_empty_fields(&record, kDefaults);
+  if (check_address(record.event_ip, sizeof record.event_ip, is_dotted_quad) != ANNAL_OK) {
+    fill_field(record.event_ip, kLocalAddress, 64);
+  }
+}
+
+// A date and a time as columns hold them. Fields that no calendar has may be too long for their text, which is empty
+// then.
+struct Moment {
+  explicit Moment(const std::tm& fields) noexcept {
+    if (std::strftime(date, sizeof date, "%F", &fields) == 0) {
+      date[0] = '\0';
+    }
+    if (std::strftime(time, sizeof time, "%T", &fields) == 0) {
+      time[0] = '\0';
+    }
+  }
+  char date[32];
+  char time[32];
+};
+
+const char* text_or_empty(const char* text) noexcept {
+  return text != nullptr ? text : "";
+}
+
+}  // namespace
+
+}  // namespace annal
+
+using namespace annal;
+
+int pavo2log_checkip(char* ip) noexcept {
+  return check_address(ip, kUnknownSize, is_dotted_quad);
+}
+
+std::int64_t pavo2log_event_add(const char* path, FileOpRecord* record) noexcept {
+  if (path == nullptr || record == nullptr) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  if (!within_bounds(record, kBounds)) {
+    return ANNAL_TOO_LONG;
+  }
+  if (!in_range(*record)) {
+    return ANNAL_BAD_ARGUMENT;
+  }
+  normalise(*record);
+  // Counted from 1900, a year of 0 is before every file: records are zeroed before they are filled.
+  const Moment moment(record->event_tm.tm_year != 0 ? record->event_tm : local_time());
+  const Text text(sqlite3_mprintf(kInsert.text, record->event_type, moment.date, moment.time, record->event_user,
+                                  record->event_ip, text_or_empty(record->event_oldfilepath),
+                                  text_or_empty(record->event_filepath), record->event_isFolder, record->event_action,
+                                  record->event_filesize, record->event_comp, record->event_duid, record->event_desc,
+                                  kNoSubUser, kNoProcess));
+  return insert(path, kInsert, text);
+}
