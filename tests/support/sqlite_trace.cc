@@ -155,6 +155,14 @@ int sqlite3_busy_handler(sqlite3* handle, int (*handler)(void*, int), void* cont
   return real(handle, handler, context);
 }
 
+int sqlite3_sleep(int milliseconds) {
+  static auto* const real = next(&sqlite3_sleep, "sqlite3_sleep");
+  if (CALLED_BY_LIBRARY()) {
+    record("sleep " + std::to_string(milliseconds));
+  }
+  return real(milliseconds);
+}
+
 int sqlite3_exec(sqlite3* handle, const char* sql, int (*callback)(void*, int, char**, char**), void* context,
                  char** message) {
   static auto* const real = next(&sqlite3_exec, "sqlite3_exec");

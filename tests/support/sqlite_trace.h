@@ -14,7 +14,8 @@ using Calls = std::vector<std::string>;
 class SqliteTrace {
  public:
   // Every call since the last reset, in order, each as one text:
-  //   "open PATH", "busy_timeout MILLISECONDS", "busy_handler", "exec SQL", "prepare SQL", "finalize", "close"
+  //   "open PATH", "busy_timeout MILLISECONDS", "busy_handler", "sleep MILLISECONDS", "exec SQL", "prepare SQL",
+  //   "finalize", "close"
   static const Calls& calls();
 
   // The texts of the "exec" and "prepare" calls alone.
