@@ -70,7 +70,7 @@ Finding header_obstacle(const Log& log) {
     return {};  // An empty file is a database without tables yet.
   }
   if (std::string_view(head.data(), head.size()) != kHeader) {
-    return fmt::format("it is not a database (move it away, then run 'annalctl {} create')", log.name);
+    return fmt::format("it is not a database (move it away, then run 'annalctl {}{} create')", log.name, log.options);
   }
   return {};
 }
@@ -126,7 +126,7 @@ Finding table_obstacle(const Call& call, int code) {
     if (call.purpose == Purpose::kCreating) {
       return {};
     }
-    return fmt::format("the log has no table yet: run 'annalctl {} create'", log.name);
+    return fmt::format("the log has no table yet: run 'annalctl {}{} create'", log.name, log.options);
   }
   const int entries = log.count();
   if (entries < 0) {
@@ -144,7 +144,8 @@ Finding table_obstacle(const Call& call, int code) {
     }
     return "the table's columns are not those of an earlier release; nothing was changed";
   }
-  return fmt::format("the table lacks columns or has others than this release's: run 'annalctl {} migrate'", log.name);
+  const std::string finding = "the table lacks columns or has others than this release's";
+  return log.migrates ? fmt::format("{}: run 'annalctl {} migrate'", finding, log.name) : finding;
 }
 
 }  // namespace
@@ -161,7 +162,7 @@ std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {
     if (purpose == Purpose::kCreating) {
       return {};
     }
-    return fmt::format("there is no log yet: run 'annalctl {} create'", log.name);
+    return fmt::format("there is no log yet: run 'annalctl {}{} create'", log.name, log.options);
   }
   if (S_ISDIR(status.st_mode)) {
     return "it is a directory (move it away)";

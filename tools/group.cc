@@ -4,7 +4,7 @@
 
 namespace annalctl {
 
-void add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Program& program) {
+CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Program& program) {
   CLI::App* const group = app.add_subcommand(log.name, fmt::format("The {} log, {}", log.name, log.path));
   group->fallthrough();
   group->require_subcommand(1);
@@ -15,6 +15,7 @@ void add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand>
   for (CLI::App* command : group->get_subcommands({})) {
     command->fallthrough();
   }
+  return group;
 }
 
 }  // namespace annalctl

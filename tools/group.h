@@ -11,7 +11,7 @@ namespace annalctl {
 
 using AddCommand = void (*)(CLI::App& commands, Program& program);
 
-// The commands of a log, in the order of its help.
-void add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Program& program);
+// The commands of a log, in the order of its help, and what they have in common.
+CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Program& program);
 
 }  // namespace annalctl

@@ -19,6 +19,8 @@ struct Log {
   const char* table;
   std::span<const Column> columns;  // the current layout, which is also the order of a listing
   int (*count)() noexcept;          // of all entries; a negative number is a result code
+  const char* options = "";         // what each of its commands needs, a blank in front, for texts that name one
+  bool migrates = true;             // there is a command for it
 };
 
 enum class Purpose {

@@ -42,8 +42,8 @@ void add_create_command(CLI::App& commands, Program& program, const Maintenance&
   const Log& log = maintenance.log;
   CLI::App* const command = commands.add_subcommand("create", "Create the log with its size limit");
   const auto limits = std::make_shared<Limits>();
-  command->footer(
-      fmt::format("Examples:\n  annalctl {0} create\n  annalctl {0} create --limit 50000 --batch 100", log.name));
+  command->footer(fmt::format("Examples:\n  annalctl {0}{1} create\n  annalctl {0}{1} create --limit 50000 --batch 100",
+                              log.name, log.options));
   command
       ->add_option(
           "--limit", limits->limit,
@@ -67,9 +67,9 @@ void add_flush_command(CLI::App& commands, Program& program, const Maintenance& 
       fmt::format("Asks first when standard input is a terminal, and goes ahead when it is none.\n"
                   "\n"
                   "Examples:\n"
-                  "  annalctl {0} flush\n"
-                  "  annalctl {0} flush --yes",
-                  log.name));
+                  "  annalctl {0}{1} flush\n"
+                  "  annalctl {0}{1} flush --yes",
+                  log.name, log.options));
   command->add_flag("--yes,-y", *yes, "Do not ask");
   command->callback([yes, &program, &maintenance] { program.status = run_flush(maintenance, *yes); });
 }

@@ -7,6 +7,7 @@
 #include "tools/event/commands.h"
 #include "tools/event/model.h"
 #include "tools/event/record.h"
+#include "tools/level.h"
 #include "tools/result.h"
 #include "tools/time_text.h"
 

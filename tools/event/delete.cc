@@ -7,6 +7,7 @@
 #include "tools/deletion.h"
 #include "tools/event/commands.h"
 #include "tools/event/model.h"
+#include "tools/level.h"
 
 namespace annalctl::event {
 

@@ -8,6 +8,7 @@
 #include "tools/event/record.h"
 #include "tools/import/formats.h"
 #include "tools/import/run.h"
+#include "tools/level.h"
 #include "tools/number.h"
 #include "tools/result.h"
 

@@ -4,6 +4,7 @@
 #include "Corix_annal.h"
 #include "tools/event/commands.h"
 #include "tools/event/model.h"
+#include "tools/level.h"
 #include "tools/listing.h"
 #include "tools/result.h"
 

@@ -1,9 +1,7 @@
 #include "tools/event/model.h"
 
-#include <string_view>
-
 #include "Corix_annal.h"
-#include "tools/text.h"
+#include "tools/level.h"
 
 namespace annalctl::event {
 
@@ -32,28 +30,10 @@ enum Place : std::size_t {
   kSize = kColumns.size(),  // of a group
 };
 
-constexpr std::array kLevelChoices{
-    Choice{"information", 0}, Choice{"warning", 1},  Choice{"error", 2},    Choice{"info", 0, false},
-    Choice{"warn", 1, false}, Choice{"0", 0, false}, Choice{"1", 1, false}, Choice{"2", 2, false},
-};
-
-// The bare numbers are those of the stored levels here too: one meaning in all commands.
-constexpr std::array kFilterChoices{
-    Choice{"all", 0},      Choice{"information", 1}, Choice{"warning", 2},
-    Choice{"error", 3},    Choice{"info", 1, false}, Choice{"warn", 2, false},
-    Choice{"0", 1, false}, Choice{"1", 2, false},    Choice{"2", 3, false},
-};
-
 constexpr std::array kSortChoices{
     Choice{"date", 0},      Choice{"time", 2}, Choice{"type", 4},   Choice{"user", 6},       Choice{"ip", 8},
     Choice{"computer", 10}, Choice{"id", 12},  Choice{"msgid", 14}, Choice{"timestamp", 16},
 };
-
-Cell level_cell(const char* code) {
-  constexpr std::array kStyles{Style::kInformation, Style::kWarning, Style::kError};
-  const std::optional<unsigned> level = code_of(kLevels, code);
-  return {printable(name_of(kLevels, code)), level ? kStyles.at(*level) : Style::kPlain};
-}
 
 constexpr TableColumn kIdCell{"ID", kId, true};
 constexpr TableColumn kDateCell{"Date", kDate};
@@ -106,8 +86,6 @@ const Log kLog{
     .count = count_all,
 };
 
-const std::span<const Choice> kLevels = kLevelChoices;
-const std::span<const Choice> kLevelFilters = kFilterChoices;
 const std::span<const Choice> kSorts = kSortChoices;
 const std::span<const Grouping> kGroupings = kGroupingTable;
 

@@ -13,10 +13,6 @@ namespace annalctl::event {
 
 extern const Log kLog;
 
-// The stored levels. Queries count them from 1, because 0 is "all" there.
-extern const std::span<const Choice> kLevels;
-extern const std::span<const Choice> kLevelFilters;
-
 // The sort codes of ascending order; one more is descending.
 extern const std::span<const Choice> kSorts;
 

@@ -8,6 +8,7 @@
 
 #include "tools/event/model.h"
 #include "tools/failure.h"
+#include "tools/level.h"
 #include "tools/time_text.h"
 
 namespace annalctl::event {

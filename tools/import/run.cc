@@ -49,12 +49,12 @@ class FileImport {
 
   [[nodiscard]] std::string summary() const {
     return fmt::format("{} {} from {}, {} refused\n", request_.dry_run ? "would import" : "imported",
-                       counted(stored_, "event"), printable(name_), counted(refused_, "line"));
+                       counted(stored_, log_.entries), printable(name_), counted(refused_, "lines"));
   }
 
  private:
-  static std::string counted(std::uint64_t count, std::string_view what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+  static std::string counted(std::uint64_t count, std::string_view plural) {
+    return fmt::format("{} {}", count, plural.substr(0, plural.size() - (count == 1 ? 1 : 0)));
   }
 
   End read_lines(LineReader& reader, std::uint64_t from_line) {
@@ -85,7 +85,7 @@ class FileImport {
     if (is_blank_line(line)) {
       return true;
     }
-    const Call call{log_, "store an event", Purpose::kWriting};
+    const Call call{log_, fmt::format("store the {}", log_.entries), Purpose::kWriting};
     int code = ANNAL_OK;
     try {
       code = store_line(line);
@@ -104,7 +104,7 @@ class FileImport {
     progress_.clear();
     static_cast<void>(report(call, code));
     complain(fmt::format("stopped at line {0} of {1}, after {2}: import it again with --from-line {0}", number, name_,
-                         counted(stored_, "stored event")));
+                         counted(stored_, fmt::format("stored {}", log_.entries))));
     return false;
   }
 
