@@ -11,6 +11,7 @@
 
 #include "tools/catalog/commands.h"
 #include "tools/event/commands.h"
+#include "tools/fileop/commands.h"
 #include "tools/notice/commands.h"
 #include "tools/text.h"
 
@@ -25,6 +26,7 @@ constexpr char kFooter[] =
     "  annalctl event list --type error --limit 20\n"
     "  annalctl event list --all --json > events.jsonl\n"
     "  annalctl event import /var/log/dpkg.log\n"
+    "  annalctl fileop --db operations.db list --path /share/photos\n"
     "  annalctl notice list --severity error --days 7\n"
     "  annalctl notice age 30\n"
     "  annalctl facilities --json\n"
@@ -109,6 +111,7 @@ int run_program(int argc, char** argv) {
   app.require_subcommand(1);
   add_general_options(app, program);
   add_event_commands(app, program);
+  add_fileop_commands(app, program);
   add_notice_commands(app, program);
   add_facilities(app, program);
   add_catalog_commands(app, program);

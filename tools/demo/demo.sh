@@ -94,7 +94,23 @@ for _ in {1..100}; do
 done
 cat "$sent"
 
-heading "12. Files that any SQLite tool can read"
+heading "12. A user of the web file manager copies a small tree, and each copy is an operation (action 4, say)"
+operations=/etc/logs/operations.db
+share=$(mktemp -d)
+run annalctl fileop --db "$operations" create --limit 50000
+cp -R "$folder" "$share/demo"
+while IFS=$'\t' read -r -d '' kind size name; do
+  [[ $kind == d ]] && is_folder=1 || is_folder=0
+  annalctl fileop --db "$operations" add "$share/demo/$name" --old-path "$folder/$name" --action 4 --size "$size" \
+    --folder "$is_folder" --user ann --ip 10.0.0.5 --computer "Ann's laptop"
+done < <(find "$folder" -printf '%y\t%s\t%P\0')
+rm -r "$share"
+run annalctl fileop --db "$operations" count
+
+heading "13. Where did that file come from? Found by a part of its path, in either case"
+run annalctl fileop --db "$operations" list --path "DEMO/consumers.cc"
+
+heading "14. Files that any SQLite tool can read"
 run ls -l /etc/logs
 
 cat <<END

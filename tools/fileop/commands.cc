@@ -1,0 +1,26 @@
+#include "tools/fileop/commands.h"
+
+#include <string>
+
+#include "tools/fileop/model.h"
+#include "tools/group.h"
+
+namespace annalctl {
+
+namespace {
+
+// In the order of the help.
+constexpr AddCommand kCommands[] = {
+    fileop::add_create, fileop::add_add,   fileop::add_list,   fileop::add_count,
+    fileop::add_delete, fileop::add_flush, fileop::add_import,
+};
+
+}  // namespace
+
+void add_fileop_commands(CLI::App& app, Program& program) {
+  CLI::App* const group = add_log_commands(app, fileop::kLog, kCommands, program);
+  group->description("A log of file operations, in a file of its own");
+  group->add_option_function<std::string>("--db", fileop::use_file, "The log's file")->type_name("FILE")->required();
+}
+
+}  // namespace annalctl

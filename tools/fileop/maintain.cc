@@ -1,0 +1,42 @@
+#include <sys/stat.h>
+
+#include "Corix_annal.h"
+#include "tools/fileop/commands.h"
+#include "tools/fileop/model.h"
+#include "tools/maintenance.h"
+
+namespace annalctl::fileop {
+
+namespace {
+
+// The library leaves a file alone that holds something, and calls that a success. Who asks for a log with a limit by
+// hand has to hear that there is none of that limit now.
+int create(int limit, int batch) noexcept {
+  struct stat status {};
+  const bool there = stat(kLog.path, &status) == 0 && status.st_size != 0;
+  const int code = pavo2log_event_create_tbl(kLog.path, limit, batch);
+  return there && code == ANNAL_OK ? static_cast<int>(ANNAL_TABLE_FAILED) : code;
+}
+
+int flush() noexcept {
+  return pavo2log_event_flush_tbl(kLog.path);
+}
+
+constexpr Maintenance kMaintenance{
+    .log = kLog,
+    .usual_limit = 100000,
+    .create = create,
+    .flush = flush,
+};
+
+}  // namespace
+
+void add_create(CLI::App& commands, Program& program) {
+  add_create_command(commands, program, kMaintenance);
+}
+
+void add_flush(CLI::App& commands, Program& program) {
+  add_flush_command(commands, program, kMaintenance);
+}
+
+}  // namespace annalctl::fileop

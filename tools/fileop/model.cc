@@ -1,0 +1,86 @@
+#include "tools/fileop/model.h"
+
+#include <array>
+#include <filesystem>
+
+#include "Corix_annal.h"
+#include "tools/failure.h"
+#include "tools/level.h"
+
+namespace annalctl::fileop {
+
+namespace {
+
+constexpr std::array kColumns{
+    Column{"event_id", true},           Column{"event_type", true},
+    Column{"event_date", false},        Column{"event_time", false},
+    Column{"event_user", false},        Column{"event_ip", false},
+    Column{"event_oldfilepath", false}, Column{"event_filepath", false},
+    Column{"event_isFolder", true},     Column{"event_action", true},
+    Column{"event_filesize", true},     Column{"event_comp", false},
+    Column{"event_duid", false},        Column{"event_desc", false},
+    Column{"sub_user", false},          Column{"pid", true},
+};
+
+constexpr std::array kSortChoices{
+    Choice{"date", 0},      Choice{"time", 2}, Choice{"type", 4},    Choice{"user", 6},    Choice{"ip", 8},
+    Choice{"computer", 10}, Choice{"id", 12},  Choice{"folder", 14}, Choice{"action", 16}, Choice{"size", 18},
+};
+
+// By where each column is in a row.
+constexpr std::array kListCells{
+    TableColumn{"ID", 0, true},     TableColumn{"Date", 2},
+    TableColumn{"Time", 3},         TableColumn{"Level", 1, false, level_cell},
+    TableColumn{"User", 4},         TableColumn{"Address", 5},
+    TableColumn{"Action", 9, true}, TableColumn{"Size", 10, true},
+    TableColumn{"Path", 7},         TableColumn{"Old path", 6},
+    TableColumn{"Description", 13},
+};
+
+std::string& named_file() {
+  static std::string file;
+  return file;
+}
+
+int count_all() noexcept {
+  constexpr unsigned kAllLevels = 0;
+  return pavo2log_event_query_count(kLog.path, kAllLevels, nullptr, nullptr, nullptr, nullptr);
+}
+
+}  // namespace
+
+Log kLog{
+    .name = "fileop",
+    .entries = "file operations",
+    .path = "",
+    .table = "PAVO2LOG_EVENT",
+    .columns = kColumns,
+    .count = count_all,
+    .options = " --db FILE",
+    .migrates = false,
+};
+
+const std::span<const Choice> kSorts = kSortChoices;
+
+void use_file(const std::string& file) {
+  if (file.empty()) {
+    throw Refusal("--db needs the name of a file");
+  }
+  // Diagnoses look at the folder too, which a name alone does not show.
+  named_file() = std::filesystem::absolute(file).string();
+  kLog.path = named_file().c_str();
+}
+
+RowShape listed_shape() {
+  return {{kColumns.begin(), kColumns.end()}, kListCells};
+}
+
+std::string escaped(const std::string& text) {
+  std::string doubled;
+  for (const char c : text) {
+    doubled.append(c == '\'' ? 2 : 1, c);
+  }
+  return doubled;
+}
+
+}  // namespace annalctl::fileop

@@ -1,0 +1,31 @@
+// A file-operation log as data: its columns, codes and what people see of it. Its file is named on the command line.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "tools/choice.h"
+#include "tools/log.h"
+#include "tools/output.h"
+
+namespace annalctl::fileop {
+
+// Has its path once use_file has been called, which is before any command runs.
+extern Log kLog;
+
+void use_file(const std::string& file);
+
+// The sort codes of ascending order; one more is descending.
+extern const std::span<const Choice> kSorts;
+
+enum SortCode : unsigned {
+  kOldestFirst = 0,
+  kNewestFirst = 1,
+};
+
+[[nodiscard]] RowShape listed_shape();
+
+// Where a text goes unescaped between quotes into a statement: with its own quotes doubled it stands there for itself.
+[[nodiscard]] std::string escaped(const std::string& text);
+
+}  // namespace annalctl::fileop
