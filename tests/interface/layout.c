@@ -67,13 +67,6 @@ AT(ConnRecord, conn_client_agent, 1750);
 HOLDS(ConnRecordV1_size, sizeof(ConnRecordV1) == 1556);
 CONN_FIELDS(ConnRecordV1);
 
-HOLDS(CatalogEntry_size, sizeof(CatalogEntry) == 4 * sizeof(void*) + sizeof(long));
-AT(CatalogEntry, app_id, 0);
-AT(CatalogEntry, level, sizeof(void*));
-AT(CatalogEntry, category_id, sizeof(void*) + sizeof(long));
-AT(CatalogEntry, msg_no, 2 * sizeof(void*) + sizeof(long));
-AT(CatalogEntry, msg_template, 3 * sizeof(void*) + sizeof(long));
-
 HOLDS(NoticeRecord_size, sizeof(NoticeRecord) == 7112);
 AT(NoticeRecord, id, 0);
 AT(NoticeRecord, severity, 4);
