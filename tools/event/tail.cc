@@ -5,6 +5,7 @@
 #include "Corix_annal.h"
 #include "tools/event/commands.h"
 #include "tools/event/model.h"
+#include "tools/level.h"
 
 namespace annalctl::event {
 
