@@ -22,7 +22,7 @@ writable_arrays() {
 }
 # 12000 pointers are thousands of relocations, or a bitmap of some 270 words.
 relocation_form() {
-  if readelf -rW "$library" | grep -q '_RELATIVE'; then echo plain; else echo packed; fi
+  readelf -rW "$library" | awk '/_RELATIVE/ {found = 1} END {print found ? "plain" : "packed"}'
 }
 
 failures=0
