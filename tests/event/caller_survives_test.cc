@@ -6,7 +6,6 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,7 +19,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -31,6 +29,7 @@
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
 #include "tests/support/few_processes.h"
+#include "tests/support/forwarding.h"
 
 namespace annal::test {
 namespace {
@@ -44,8 +43,6 @@ constexpr const char* kRecorderInstalled = "/sbin/orcapro_conn_log_tool";
 constexpr const char* kRecorderTool = "/sbin/orcapro_log_tool";
 
 constexpr const char* kNotification = R"({"type":1,"level":2,"message":"Fan 2 failed."})";
-
-using Descriptors = std::map<int, std::string>;
 
 EventRecord warning() {
   EventRecord record{};
@@ -75,43 +72,6 @@ const Row& recorder_vector() {
   static const Row vector{kRecorderTool, "-t",       "1",  "-l",    "1705361400", "-u",           "admin",
                           "-p",          "10.0.0.5", "-m", "nas-1", "-a",         "Fan 2 failed."};
   return vector;
-}
-
-// ---- a caller of its own ----
-
-// Runs a scenario in a process of its own, because it changes what is the whole process's. The scenario's expectations
-// count here, and the process must come to its end.
-void survive(const std::function<void()>& scenario) {
-  std::fflush(nullptr);
-  const pid_t caller = fork();
-  if (caller == 0) {
-    scenario();
-    std::fflush(nullptr);
-    _exit(testing::Test::HasFailure() ? 1 : 0);
-  }
-  const auto deadline = steady_clock::now() + 60s;
-  int status = 0;
-  while (waitpid(caller, &status, WNOHANG) == 0) {
-    if (steady_clock::now() > deadline) {
-      kill(caller, SIGKILL);
-      waitpid(caller, nullptr, 0);
-      FAIL() << "the caller hangs";
-    }
-    std::this_thread::sleep_for(2ms);
-  }
-  ASSERT_FALSE(WIFSIGNALED(status)) << "the caller was ended by signal " << WTERMSIG(status);
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "the caller's own expectations, above, failed";
-}
-
-void expect_no_child_left() {
-  errno = 0;
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD);
-}
-
-void install_script(const char* path, const std::string& text) {
-  std::ofstream(path) << text;
-  ASSERT_EQ(chmod(path, 0755), 0);
 }
 
 // ---- the forwarders ----
@@ -219,13 +179,6 @@ INSTANTIATE_TEST_SUITE_P(, ForwardingWithoutStoringBy,
                          [](const testing::TestParamInfo<Forwarder>& forwarder) { return forwarder.param.name; });
 
 // ---- signals that the caller gets ----
-
-void set_handler(int signal, void (*handler)(int), int flags = 0) {
-  struct sigaction action {};
-  action.sa_handler = handler;
-  action.sa_flags = flags;
-  ASSERT_EQ(sigaction(signal, &action, nullptr), 0);
-}
 
 sigset_t set_of(std::initializer_list<int> signals) {
   sigset_t set;
@@ -637,45 +590,6 @@ TEST_P(ForwardingBy, LeavesTheCallersHandlersInPlace) {
 
 // ---- closed descriptors ----
 
-// Closes some of the three standard descriptors (bit 0 stands for descriptor 0), and puts them back.
-class Closed {
- public:
-  explicit Closed(unsigned which) {
-    std::fflush(nullptr);
-    for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) {
-      kept_[descriptor] = fcntl(descriptor, F_DUPFD_CLOEXEC, 100);
-      if ((which >> static_cast<unsigned>(descriptor) & 1U) != 0) {
-        close(descriptor);
-      }
-    }
-  }
-  ~Closed() {
-    for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) {
-      dup2(kept_[descriptor], descriptor);
-      close(kept_[descriptor]);
-    }
-  }
-  Closed(const Closed&) = delete;
-  Closed& operator=(const Closed&) = delete;
-
- private:
-  int kept_[3] = {-1, -1, -1};
-};
-
-unsigned closed_now() {
-  unsigned which = 0;
-  for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) {
-    which |= fcntl(descriptor, F_GETFD) < 0 ? 1U << static_cast<unsigned>(descriptor) : 0U;
-  }
-  return which;
-}
-
-Descriptors standard_descriptors(const CommandRun& run) {
-  Descriptors standard = run.descriptors;
-  standard.erase(standard.upper_bound(STDERR_FILENO), standard.end());
-  return standard;
-}
-
 class ForwardingWithClosedDescriptors : public Forwarding, public testing::WithParamInterface<unsigned> {
  protected:
   static void expect_redirected(const std::vector<CommandRun>& runs) {
@@ -694,18 +608,9 @@ class ForwardingWithClosedDescriptors : public Forwarding, public testing::WithP
     }
   }
 
-  // Descriptors beside the three that the commands get from whoever runs these tests.
-  static std::size_t inherited() {
-    std::size_t found = 0;
-    for (int descriptor = STDERR_FILENO + 1; descriptor < 1024; ++descriptor) {
-      const int flags = fcntl(descriptor, F_GETFD);
-      found += flags >= 0 && (flags & FD_CLOEXEC) == 0 ? 1U : 0U;
-    }
-    return found;
-  }
-
  private:
-  static inline const std::size_t inherited_ = inherited();
+  // Beside the three, the commands get these from whoever runs these tests.
+  static inline const std::size_t inherited_ = inheritable_descriptors().size();
 };
 
 INSTANTIATE_TEST_SUITE_P(, ForwardingWithClosedDescriptors, testing::Range(0U, 8U),

@@ -1,13 +1,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -23,6 +19,7 @@
 
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
+#include "tests/support/forwarding.h"
 
 namespace annal::test {
 namespace {
@@ -37,8 +34,6 @@ constexpr const char* kRecorderTool = "/sbin/orcapro_log_tool";
 
 constexpr std::size_t kTextRoom = 10240;
 constexpr std::time_t kMoment = 1705361400;
-
-using Descriptors = std::map<int, std::string>;
 
 template <typename Parameter>
 std::string name_of(const testing::TestParamInfo<Parameter>& info) {
@@ -122,11 +117,6 @@ std::ptrdiff_t count(const std::vector<CommandRun>& runs, bool (*which)(const Co
   return std::count_if(runs.begin(), runs.end(), which);
 }
 
-void install_script(const char* path, const std::string& text) {
-  std::ofstream(path) << text;
-  ASSERT_EQ(chmod(path, 0755), 0);
-}
-
 std::string content_of(const char* path) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
@@ -134,94 +124,13 @@ std::string content_of(const char* path) {
   return text.str();
 }
 
-// Every descriptor that a command started now gets from this process, beside the three standard ones.
-std::set<int> inheritable_descriptors() {
-  std::set<int> found;
-  for (int descriptor = STDERR_FILENO + 1; descriptor < 1024; ++descriptor) {
-    const int flags = fcntl(descriptor, F_GETFD);
-    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) {
-      found.insert(descriptor);
-    }
-  }
-  return found;
-}
-
-std::set<int> further_descriptors(const CommandRun& run) {
-  std::set<int> found;
-  for (const auto& [descriptor, target] : run.descriptors) {
-    if (descriptor > STDERR_FILENO) {
-      found.insert(descriptor);
-    }
-  }
-  return found;
-}
-
-Descriptors standard_descriptors(const CommandRun& run) {
-  Descriptors standard = run.descriptors;
-  standard.erase(standard.upper_bound(STDERR_FILENO), standard.end());
-  return standard;
-}
-
-void expect_no_child_left() {
-  errno = 0;
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD);
-}
-
 // ---- what a stored event sets off ----
-
-Calls consumer_calls() {
-  Calls found;
-  for (const std::string& call : PlatformRecorder::calls()) {
-    if (call.starts_with("S") && !call.starts_with("Skip_")) {
-      found.push_back(call);
-    }
-  }
-  return found;
-}
 
 void install_everything() {
   for (const char* path : {kEvsh, kRecorderInstalled, kRecorderTool}) {
     Commands::install(path);
   }
 }
-
-// A child of this process that ended: how many of the platform's functions had been called by then.
-constexpr std::size_t kMostChildren = 16;
-volatile std::size_t children_ended = 0;
-volatile std::size_t calls_before[kMostChildren];
-volatile int status_of[kMostChildren];
-
-void note_child(int /*signal*/, siginfo_t* info, void* /*context*/) {
-  if (children_ended < kMostChildren) {
-    calls_before[children_ended] = PlatformRecorder::calls().size();
-    status_of[children_ended] = info->si_code == CLD_EXITED ? info->si_status : -1;
-    children_ended = children_ended + 1;
-  }
-}
-
-// Notes the end of every child of this thread in its calls of the library: it is then that the signal comes.
-class ChildrenNoted {
- public:
-  ChildrenNoted() {
-    children_ended = 0;
-    struct sigaction action {};
-    action.sa_sigaction = note_child;
-    action.sa_flags = SA_SIGINFO | SA_RESTART;
-    sigaction(SIGCHLD, &action, &before_);
-  }
-  ~ChildrenNoted() { sigaction(SIGCHLD, &before_, nullptr); }
-  ChildrenNoted(const ChildrenNoted&) = delete;
-  ChildrenNoted& operator=(const ChildrenNoted&) = delete;
-
-  static std::vector<std::size_t> calls() {
-    return {std::begin(calls_before), std::begin(calls_before) + children_ended};
-  }
-  static std::vector<int> statuses() { return {std::begin(status_of), std::begin(status_of) + children_ended}; }
-
- private:
-  struct sigaction before_ {};
-};
 
 class EventForwarding : public ApplianceTest {
  protected:

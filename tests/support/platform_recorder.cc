@@ -14,6 +14,7 @@ struct State {
   std::mutex mutex;
   std::vector<std::string> calls;
   std::map<std::string, int, std::less<>> answers;
+  std::map<std::string, std::function<void()>, std::less<>> actions;
 };
 
 State& state() {
@@ -54,6 +55,9 @@ template <typename... Arguments>
 int pass_on(bool traced, const char* name, int (* /*interposed*/)(Arguments...), Arguments... arguments) {
   if (traced) {
     const std::lock_guard lock(state().mutex);
+    if (const auto action = state().actions.find(name); action != state().actions.end()) {
+      action->second();
+    }
     state().calls.push_back(call_text(name, arguments...));
     const auto found = state().answers.find(name);
     if (found != state().answers.end()) {
@@ -84,10 +88,16 @@ void PlatformRecorder::answer(std::string_view function, int value) {
   state().answers[std::string(function)] = value;
 }
 
+void PlatformRecorder::meanwhile(std::string_view function, std::function<void()> action) {
+  const std::lock_guard lock(state().mutex);
+  state().actions[std::string(function)] = std::move(action);
+}
+
 void PlatformRecorder::reset() {
   const std::lock_guard lock(state().mutex);
   state().calls.clear();
   state().answers.clear();
+  state().actions.clear();
 }
 
 }  // namespace annal::test

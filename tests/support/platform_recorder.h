@@ -2,6 +2,7 @@
 // on to them, unless a test wants another answer.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,9 @@ class PlatformRecorder {
 
   // Makes a function answer this value, without passing its calls on, until the next reset.
   static void answer(std::string_view function, int value);
+
+  // Has something done at the beginning of each call of a function, until the next reset.
+  static void meanwhile(std::string_view function, std::function<void()> action);
 
   static void reset();
 };

@@ -2,9 +2,12 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstdarg>
+#include <cstring>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 
 #include "tests/support/from_library.h"
@@ -20,6 +23,9 @@ struct State {
   std::set<const void*> statements;
   std::set<const void*> texts;
   std::map<std::string, int, std::less<>> until_failure;
+  std::map<std::string, int, std::less<>> failures;  // so many more, of the calls that begin like this
+  bool statements_followed = false;
+  std::optional<int> longest_wait;
 };
 
 State& state() {
@@ -57,6 +63,26 @@ bool fails_now(std::string_view function) {
   }
   state().until_failure.erase(found);
   return true;
+}
+
+// Of a call that is in the trace.
+bool fails_now(std::string_view function, const std::string& call) {
+  {
+    const std::lock_guard lock(state().mutex);
+    for (auto& [beginning, left] : state().failures) {
+      if (call.starts_with(beginning) && left > 0) {
+        --left;
+        return true;
+      }
+    }
+  }
+  return fails_now(function);
+}
+
+void record_work(std::string call) {
+  if (state().statements_followed) {
+    record(std::move(call));
+  }
 }
 
 template <typename Function>
@@ -103,6 +129,19 @@ void SqliteTrace::fail(std::string_view function, int nth) {
   state().until_failure[std::string(function)] = nth;
 }
 
+void SqliteTrace::fail_first(int calls, std::string_view beginning) {
+  const std::lock_guard lock(state().mutex);
+  state().failures[std::string(beginning)] = calls;
+}
+
+void SqliteTrace::follow_statements() {
+  state().statements_followed = true;
+}
+
+void SqliteTrace::shorten_waits(int milliseconds) {
+  state().longest_wait = milliseconds;
+}
+
 void SqliteTrace::reset() {
   const std::lock_guard lock(state().mutex);
   state().calls.clear();
@@ -110,6 +149,9 @@ void SqliteTrace::reset() {
   state().statements.clear();
   state().texts.clear();
   state().until_failure.clear();
+  state().failures.clear();
+  state().statements_followed = false;
+  state().longest_wait.reset();
 }
 
 }  // namespace annal::test
@@ -143,6 +185,7 @@ int sqlite3_busy_timeout(sqlite3* handle, int milliseconds) {
   static auto* const real = next(&sqlite3_busy_timeout, "sqlite3_busy_timeout");
   if (CALLED_BY_LIBRARY()) {
     record("busy_timeout " + std::to_string(milliseconds));
+    milliseconds = std::min(milliseconds, state().longest_wait.value_or(milliseconds));
   }
   return real(handle, milliseconds);
 }
@@ -167,8 +210,9 @@ int sqlite3_exec(sqlite3* handle, const char* sql, int (*callback)(void*, int, c
                  char** message) {
   static auto* const real = next(&sqlite3_exec, "sqlite3_exec");
   if (CALLED_BY_LIBRARY()) {
-    record("exec " + text_or_null(sql));
-    if (fails_now("exec")) {
+    const std::string call = "exec " + text_or_null(sql);
+    record(call);
+    if (fails_now("exec", call)) {
       return SQLITE_ERROR;
     }
   }
@@ -179,8 +223,9 @@ int sqlite3_prepare(sqlite3* handle, const char* sql, int length, sqlite3_stmt**
   static auto* const real = next(&sqlite3_prepare, "sqlite3_prepare");
   const bool traced = CALLED_BY_LIBRARY();
   if (traced) {
-    record("prepare " + text_or_null(sql));
-    if (fails_now("prepare")) {
+    const std::string call = "prepare " + text_or_null(sql);
+    record(call);
+    if (fails_now("prepare", call)) {
       *statement = nullptr;
       return SQLITE_ERROR;
     }
@@ -194,8 +239,44 @@ int sqlite3_prepare(sqlite3* handle, const char* sql, int length, sqlite3_stmt**
 
 int sqlite3_step(sqlite3_stmt* statement) {
   static auto* const real = next(&sqlite3_step, "sqlite3_step");
-  if (CALLED_BY_LIBRARY() && fails_now("step")) {
-    return SQLITE_IOERR;
+  if (CALLED_BY_LIBRARY()) {
+    record_work("step");
+    if (fails_now("step")) {
+      return SQLITE_IOERR;
+    }
+  }
+  return real(statement);
+}
+
+int sqlite3_bind_int(sqlite3_stmt* statement, int place, int value) {
+  static auto* const real = next(&sqlite3_bind_int, "sqlite3_bind_int");
+  if (CALLED_BY_LIBRARY()) {
+    record_work("bind " + std::to_string(place) + " " + std::to_string(value));
+    if (fails_now("bind")) {
+      return SQLITE_NOMEM;
+    }
+  }
+  return real(statement, place, value);
+}
+
+int sqlite3_bind_text(sqlite3_stmt* statement, int place, const char* text, int length,
+                      sqlite3_destructor_type destructor) {
+  static auto* const real = next(&sqlite3_bind_text, "sqlite3_bind_text");
+  if (CALLED_BY_LIBRARY()) {
+    const bool whole = length == static_cast<int>(std::strlen(text));
+    record_work("bind " + std::to_string(place) + " \"" + text + "\"" + (whole ? "" : " (of another length)") +
+                (destructor == SQLITE_STATIC ? "" : " (copied)"));
+    if (fails_now("bind")) {
+      return SQLITE_NOMEM;
+    }
+  }
+  return real(statement, place, text, length, destructor);
+}
+
+int sqlite3_reset(sqlite3_stmt* statement) {
+  static auto* const real = next(&sqlite3_reset, "sqlite3_reset");
+  if (CALLED_BY_LIBRARY()) {
+    record_work("reset");
   }
   return real(statement);
 }

@@ -27,8 +27,19 @@ class SqliteTrace {
   static std::size_t live_texts();
 
   // Makes the nth next call of a function fail: "open" (with a handle to close, as SQLite does), "exec" and "prepare"
-  // (SQLITE_ERROR), "step" (SQLITE_IOERR) or "mprintf" (a null text).
+  // (SQLITE_ERROR), "bind" (SQLITE_NOMEM), "step" (SQLITE_IOERR) or "mprintf" (a null text).
   static void fail(std::string_view function, int nth = 1);
+
+  // Makes the next calls of which the text begins so fail, as many as said, with SQLITE_ERROR: "exec" and "prepare".
+  static void fail_first(int calls, std::string_view beginning);
+
+  // From now on calls() has the work with prepared statements too:
+  //   "bind PLACE NUMBER", "bind PLACE "TEXT"", "step", "reset"
+  // with " (copied)" or " (of another length)" behind a text that SQLite is not to read where it stands, or not whole.
+  static void follow_statements();
+
+  // Locks are waited for this long only, whatever the library asks for, and is still recorded as asking for.
+  static void shorten_waits(int milliseconds);
 
   static void reset();
 };
