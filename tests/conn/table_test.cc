@@ -5,12 +5,10 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tests/support/log_operations.h"
+#include "tests/conn/conn_log.h"
 
 namespace annal::test {
 namespace {
-
-constexpr const char* kLog = "/etc/logs/conn.log";
 
 // ---- the table as the file holds it ----
 
@@ -81,27 +79,9 @@ Rows triggers() {
   return sql(kLog, "SELECT name, sql FROM sqlite_master WHERE type = 'trigger';");
 }
 
-// A log with its table and nothing in it.
-class ConnTable : public ApplianceTest {
- protected:
-  void SetUp() override {
-    ApplianceTest::SetUp();
-    ASSERT_EQ(annal_conn_create_tbl(0, 0), ANNAL_OK);
-    sqlite.reset();
-  }
-};
+class ConnTable : public ConnLogTest {};
 
 // ---- what all operations on the table have in common ----
-
-constexpr TestedLog kTested{
-    .path = kLog,
-    .table = "ANNAL_CONN",
-    .trigger = "annal_conn_logfull",
-    .create = annal_conn_create_tbl,
-    .entry =
-        "INSERT INTO ANNAL_CONN VALUES (7, 1, '2020-01-02', '10:00:00', 'ann', '10.0.0.5', 'pc1', '/share/a', 3, "
-        "10, 'Files', 13, 'id', 'app', 'agent');",
-};
 
 std::vector<Operation> operations() {
   return {

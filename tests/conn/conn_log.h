@@ -1,0 +1,165 @@
+// The connection log as its tests use it: its file, its records, and what its consumers are given.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include "Corix_annal.h"
+#include "tests/support/appliance.h"
+#include "tests/support/log_operations.h"
+#include "tests/support/records.h"
+
+namespace annal::test {
+
+inline constexpr const char* kLog = "/etc/logs/conn.log";
+
+inline constexpr TestedLog kTested{
+    .path = kLog,
+    .table = "ANNAL_CONN",
+    .trigger = "annal_conn_logfull",
+    .create = annal_conn_create_tbl,
+    .entry =
+        "INSERT INTO ANNAL_CONN VALUES (7, 1, '2020-01-02', '10:00:00', 'ann', '10.0.0.5', 'pc1', '/share/a', 3, "
+        "10, 'Files', 13, 'id', 'app', 'agent');",
+};
+
+// ---- records ----
+
+#define FIELD(name) Field({#name, offsetof(ConnRecord, name), sizeof(ConnRecord::name)})
+inline constexpr Field kUser = FIELD(conn_user);
+inline constexpr Field kIp = FIELD(conn_ip);
+inline constexpr Field kComp = FIELD(conn_comp);
+inline constexpr Field kRes = FIELD(conn_res);
+inline constexpr Field kApp = FIELD(conn_app);
+inline constexpr Field kClientId = FIELD(conn_client_id);
+inline constexpr Field kClientApp = FIELD(conn_client_app);
+inline constexpr Field kClientAgent = FIELD(conn_client_agent);
+#undef FIELD
+
+inline constexpr Field kTexts[] = {kUser, kIp, kComp, kRes, kApp, kClientId, kClientApp, kClientAgent};
+inline constexpr Field kClientTexts[] = {kClientId, kClientApp, kClientAgent};
+
+template <typename Record>
+testing::AssertionResult same_bytes(const Record& actual, const Record& expected) {
+  return same_bytes(actual, expected, kTexts);
+}
+
+// A connection that leaves nothing to replace. What is not read holds what nobody has set.
+inline ConnRecord complete_record() {
+  ConnRecord record;
+  std::memset(&record, kLeftBehind, sizeof record);
+  record.conn_type = 1;
+  record.conn_serv = 3;
+  record.conn_action = 10;
+  record.conn_action_result = 13;
+  put(record, kUser, "ann");
+  put(record, kIp, "10.0.0.5");
+  put(record, kComp, "pc1");
+  put(record, kRes, "/share/a");
+  put(record, kApp, "Files");
+  put(record, kClientId, "id-3");
+  put(record, kClientApp, "Browser");
+  put(record, kClientAgent, "Mozilla/5.0 (X11)");
+  return record;
+}
+
+// A connection that leaves everything to replace.
+inline ConnRecord bare_record() {
+  ConnRecord record = complete_record();
+  for (const Field& field : kTexts) {
+    *field.in(record) = '\0';
+  }
+  return record;
+}
+
+// What an empty field becomes: the text, and zero bytes up to the width.
+struct Default {
+  Field field;
+  const char* text;
+  std::size_t width;
+};
+
+// What all forms of submission make of a field, beside the user and the address.
+inline constexpr Default kCommonDefaults[] = {
+    {kComp, "localhost", 64}, {kRes, "---", 4},       {kApp, "---", 4},
+    {kClientId, "---", 4},    {kClientApp, "---", 4}, {kClientAgent, "---", 4},
+};
+
+// The earlier form, with what a full record has at its place.
+inline ConnRecordV1 earlier_form(const ConnRecord& full) {
+  ConnRecordV1 record;
+  std::memcpy(&record, &full, sizeof record);
+  return record;
+}
+
+// ---- what is stored ----
+
+inline Rows stored_rows() {
+  return sql(kLog,
+             "SELECT conn_type, conn_user, conn_ip, conn_comp, conn_res, conn_serv, conn_action, conn_app, "
+             "conn_action_result, conn_client_id, conn_client_app, conn_client_agent FROM ANNAL_CONN ORDER BY conn_id;");
+}
+
+inline const Row& complete_row() {
+  static const Row row{"1",  "ann",   "10.0.0.5", "pc1",  "/share/a", "3",
+                       "10", "Files", "13",       "id-3", "Browser",  "Mozilla/5.0 (X11)"};
+  return row;
+}
+
+inline std::string stored_count() {
+  return value(kLog, "SELECT COUNT(*) FROM ANNAL_CONN;");
+}
+
+// A column of the connection that was stored last.
+inline std::string stored(const std::string& column) {
+  return value(kLog, "SELECT " + column + " FROM ANNAL_CONN ORDER BY conn_id DESC LIMIT 1;");
+}
+
+// A log with its table and nothing in it.
+class ConnLogTest : public ApplianceTest {
+ protected:
+  void SetUp() override {
+    ApplianceTest::SetUp();
+    ASSERT_EQ(annal_conn_create_tbl(0, 0), ANNAL_OK);
+    sqlite.reset();
+  }
+};
+
+// ---- connections that are refused one by one, and skipped in a batch ----
+
+struct Refused {
+  const char* name;
+  int answer;
+  void (*spoil)(ConnRecord& record);
+};
+
+inline constexpr Refused kRefused[] = {
+    {"OverlongUser", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kUser, 'x'); }},
+    {"OverlongApplication", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kApp, 'x'); }},
+    {"OverlongAddress", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kIp, 'x'); }},
+    {"OverlongComputer", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kComp, 'x'); }},
+    {"OverlongResource", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kRes, 'x'); }},
+    {"Type3", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_type = 3; }},
+    {"NegativeType", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_type = -1; }},
+    {"LowestType", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_type = INT32_MIN; }},
+    {"Service13", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_serv = 13; }},
+    {"NegativeService", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_serv = -1; }},
+    {"LowestService", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_serv = INT32_MIN; }},
+    {"Action37", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action = 37; }},
+    {"NegativeAction", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action = -1; }},
+    {"LowestAction", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action = INT32_MIN; }},
+    {"Result1", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action_result = 1; }},
+    {"Result12", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action_result = 12; }},
+    {"Result14", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action_result = 14; }},
+    {"Result256", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action_result = 256; }},
+    {"NegativeResult", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_action_result = -13; }},
+};
+
+template <typename Parameter>
+std::string name_in(const testing::TestParamInfo<Parameter>& tested) {
+  return tested.param.name;
+}
+
+}  // namespace annal::test
