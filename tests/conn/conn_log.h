@@ -97,9 +97,10 @@ inline ConnRecordV1 earlier_form(const ConnRecord& full) {
 // ---- what is stored ----
 
 inline Rows stored_rows() {
-  return sql(kLog,
-             "SELECT conn_type, conn_user, conn_ip, conn_comp, conn_res, conn_serv, conn_action, conn_app, "
-             "conn_action_result, conn_client_id, conn_client_app, conn_client_agent FROM ANNAL_CONN ORDER BY conn_id;");
+  return sql(
+      kLog,
+      "SELECT conn_type, conn_user, conn_ip, conn_comp, conn_res, conn_serv, conn_action, conn_app, "
+      "conn_action_result, conn_client_id, conn_client_app, conn_client_agent FROM ANNAL_CONN ORDER BY conn_id;");
 }
 
 inline const Row& complete_row() {
