@@ -44,8 +44,10 @@ std::int64_t Database::last_row_id() const noexcept {
 }
 
 PreparedStatement::PreparedStatement(const Database& database, const char* sql) noexcept {
-  // The result is not needed: without a statement the handle stays null, which every user of it answers.
-  sqlite3_prepare(database.handle_, sql, -1, &handle_, nullptr);
+  if (database.opened()) {
+    // The result is not needed: without a statement the handle stays null, which every user of it answers.
+    sqlite3_prepare(database.handle_, sql, -1, &handle_, nullptr);
+  }
 }
 
 PreparedStatement::~PreparedStatement() {
