@@ -802,7 +802,7 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  *   conn_client_app "---" becomes "localhost" for the addresses that begin with "127.0.0.1". May be null when count is
  *   0 or less; then only an empty transaction is run.
  * inserted: set to 0, then to the number of rows inserted. A record whose insert failed is not counted, yet handed on.
- *   After a failure code no row is stored, whatever the number says.
+ *   After ANNAL_INSERT_FAILED it says nothing about what is stored: mostly no row at all.
  *
  * Returns ANNAL_OK when the transaction is committed, also when records were skipped: compare inserted with count;
  * ANNAL_BAD_ARGUMENT for a null inserted, or null records with a count above 0; ANNAL_OPEN_FAILED; ANNAL_INSERT_FAILED
