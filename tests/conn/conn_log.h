@@ -128,6 +128,16 @@ class ConnLogTest : public ApplianceTest {
   }
 };
 
+// ---- batches ----
+
+inline constexpr const char* kBatchInsert =
+    "INSERT INTO ANNAL_CONN ( conn_type, conn_date, conn_time, conn_user, conn_ip, conn_comp, conn_res, conn_serv, "
+    "conn_action, conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent ) VALUES ( ?, "
+    "strftime('%Y-%m-%d', CURRENT_TIMESTAMP, 'LOCALTIME'), strftime('%H:%M:%S', CURRENT_TIMESTAMP, 'LOCALTIME'), ?, ?, "
+    "?, ?, ?, ?, ?, ?, ?, ?, ? );";
+
+inline constexpr int kNobody = -99;  // no batch counts it
+
 // ---- connections that are refused one by one, and skipped in a batch ----
 
 struct Refused {

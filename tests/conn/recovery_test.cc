@@ -1,0 +1,401 @@
+// What a batch does about a log that it cannot write to: it tries once more, and then throws the file away.
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "Corix_annal.h"
+#include "tests/conn/conn_log.h"
+#include "tests/support/forwarding.h"
+
+namespace annal::test {
+namespace {
+
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+constexpr int kAttempts = 7;
+
+// A log with one entry from before.
+class ConnRecovery : public ConnLogTest {
+ protected:
+  void SetUp() override {
+    ConnLogTest::SetUp();
+    sql(kLog, kTested.entry);
+    sqlite.reset();
+  }
+
+  // A batch of two bare records, which are changed when they are stored and only then.
+  static void expect_answer(int result, int count) {
+    std::array records{bare_record(), bare_record()};
+    int inserted = kNobody;
+    EXPECT_EQ(annal_conn_add_entries2(records.data(), 2, &inserted), result);
+    EXPECT_EQ(inserted, count);
+    if (result == ANNAL_OK) {
+      EXPECT_EQ(consumer_calls().size(), 2U);
+    } else {
+      EXPECT_EQ(PlatformRecorder::calls(), Calls());
+      EXPECT_TRUE(same_bytes(records[0], bare_record()));
+      EXPECT_TRUE(same_bytes(records[1], bare_record()));
+    }
+  }
+
+  // The entry from before is still there, or the log has been made anew: with the table, its indexes and the default
+  // limits, and without the entry.
+  static void expect_same_log() { EXPECT_EQ(value(kLog, "SELECT MIN(conn_id) FROM ANNAL_CONN;"), "7"); }
+  static void expect_new_log(const std::string& entries) {
+    EXPECT_EQ(value(kLog, "SELECT COUNT(*) || ' ' || coalesce(MIN(conn_id), 'none') FROM ANNAL_CONN;"), entries);
+    EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE name LIKE 'idx_conn_%';"), "11");
+    const std::string trigger = value(kLog, "SELECT sql FROM sqlite_master WHERE type = 'trigger';");
+    EXPECT_NE(trigger.find("WHEN 10000 <"), std::string::npos) << trigger;
+    EXPECT_NE(trigger.find("LIMIT 1);"), std::string::npos) << trigger;
+  }
+};
+
+// ---- what is asked of SQLite ----
+
+Calls unprepared() {
+  return connection(kLog, {std::string("prepare ") + kBatchInsert}, true);
+}
+
+Calls not_begun() {
+  return connection(kLog, {std::string("prepare ") + kBatchInsert, "exec BEGIN TRANSACTION;", "finalize"}, true);
+}
+
+Calls complete() {
+  return connection(
+      kLog, {std::string("prepare ") + kBatchInsert, "exec BEGIN TRANSACTION;", "exec END TRANSACTION", "finalize"},
+      true);
+}
+
+// The creation of a log where none is.
+Calls creation() {
+  const fs::path kept = "/etc/logs/kept";
+  std::error_code none;
+  fs::rename(kLog, kept, none);
+  SqliteTrace::reset();
+  EXPECT_EQ(annal_conn_create_tbl(0, 0), ANNAL_OK);
+  Calls calls = SqliteTrace::calls();
+  SqliteTrace::reset();
+  fs::remove(kLog);
+  fs::rename(kept, kLog, none);
+  return calls;
+}
+
+// The calls of so many attempts that fail alike, each from the third on behind a new log, and of one that does not.
+Calls attempts(int failures, const Calls& failed, const Calls& created) {
+  Calls all;
+  for (int attempt = 1; attempt <= failures + 1 && attempt <= kAttempts; ++attempt) {
+    if (attempt > 2) {
+      append(all, created);
+    }
+    append(all, attempt <= failures ? failed : complete());
+  }
+  return all;
+}
+
+struct Fault {
+  const char* name;
+  const char* call;
+  Calls (*failed)();
+};
+
+constexpr Fault kFaults[] = {
+    {"Prepared", "prepare ", unprepared},
+    {"Begun", "exec BEGIN TRANSACTION;", not_begun},
+};
+
+// ---- faults ----
+
+class ConnRecoveryOfABatchThatIsNot : public ConnRecovery,
+                                      public testing::WithParamInterface<std::tuple<Fault, int>> {};
+INSTANTIATE_TEST_SUITE_P(, ConnRecoveryOfABatchThatIsNot,
+                         testing::Combine(testing::ValuesIn(kFaults), testing::Range(0, kAttempts + 1)),
+                         [](const testing::TestParamInfo<std::tuple<Fault, int>>& tested) {
+                           return std::get<0>(tested.param).name + std::to_string(std::get<1>(tested.param)) + "Times";
+                         });
+
+TEST_P(ConnRecoveryOfABatchThatIsNot, KeepsTheLogOnceAndMakesItAnewBeforeEachFurtherAttempt) {
+  const auto& [fault, failures] = GetParam();
+  const Calls created = creation();
+  sqlite.fail_first(failures, fault.call);
+  if (failures < kAttempts) {
+    expect_answer(ANNAL_OK, 2);
+  } else {
+    expect_answer(ANNAL_BATCH_FAILED, 0);
+  }
+  EXPECT_EQ(sqlite.calls(), attempts(failures, fault.failed(), created));
+  if (failures < 2) {
+    expect_same_log();
+    EXPECT_EQ(stored_count(), "3");
+  } else {
+    expect_new_log(failures < kAttempts ? "2 1" : "0 none");
+  }
+}
+
+TEST_P(ConnRecoveryOfABatchThatIsNot, IsTheSameForNothingAndForTheEarlierForm) {
+  const auto& [fault, failures] = GetParam();
+  const ConnRecordV1 record = earlier_form(complete_record());
+  for (const int count : {0, 1}) {
+    sqlite.fail_first(failures, fault.call);
+    int inserted = kNobody;
+    EXPECT_EQ(annal_conn_add_entries(&record, count, &inserted), failures < kAttempts ? ANNAL_OK : ANNAL_BATCH_FAILED);
+    EXPECT_EQ(inserted, failures < kAttempts ? count : 0);
+  }
+}
+
+TEST_F(ConnRecovery, CountsFaultsOfBothKinds) {
+  Calls expected = unprepared();
+  append(expected, not_begun());
+  append(expected, creation());
+  append(expected, complete());
+  sqlite.fail_first(1, "prepare ");
+  sqlite.fail_first(1, "exec BEGIN TRANSACTION;");
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(sqlite.calls(), expected);
+  expect_new_log("2 1");
+}
+
+// A file is opened for each attempt, and for the table and again for the trigger of each new log.
+struct Opening {
+  int nth;
+  int attempt;  // which it belongs to
+};
+
+TEST_F(ConnRecovery, EndsWithAnAttemptThatCannotOpenTheFile) {
+  constexpr Opening kOpenings[] = {{1, 1}, {2, 2}, {5, 3}, {8, 4}, {11, 5}, {14, 6}, {17, 7}};
+  for (const auto& [nth, attempt] : kOpenings) {
+    sqlite.reset();
+    sqlite.fail_first(attempt - 1, "prepare ");
+    sqlite.fail("open", nth);
+    expect_answer(ANNAL_OPEN_FAILED, 0);
+    EXPECT_EQ(std::count(sqlite.calls().begin(), sqlite.calls().end(), "prepare " + std::string(kBatchInsert)),
+              attempt - 1);
+    EXPECT_EQ(sqlite.calls().back(), "close");
+  }
+}
+
+// Only the attempt behind it fails for it.
+TEST_F(ConnRecovery, GoesOnBehindACreationThatFails) {
+  Calls expected = unprepared();
+  append(expected, unprepared());
+  append(expected, connection(kLog, {}, false));
+  append(expected, unprepared());
+  append(expected, creation());
+  append(expected, complete());
+  sqlite.fail_first(2, "prepare ");
+  sqlite.fail("open", 3);
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(sqlite.calls(), expected);
+  expect_new_log("2 1");
+}
+
+TEST_F(ConnRecovery, StoresIntoANewLogThatHasNoTrigger) {
+  sqlite.fail_first(2, "prepare ");
+  sqlite.fail_first(1, "exec CREATE TRIGGER");
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(stored_count(), "2");
+  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger';"), "0");
+}
+
+// ---- files ----
+
+// What may stand in the place of a log.
+struct Broken {
+  const char* name;
+  void (*make)();
+};
+
+constexpr Broken kBroken[] = {
+    {"NoDatabase", [] { put_garbage(kLog); }},
+    {"CutOff", [] { fs::resize_file(kLog, 1000); }},
+    {"Empty", [] { fs::resize_file(kLog, 0); }},
+    {"Missing", [] { fs::remove(kLog); }},
+    {"WithoutTheTable", [] { sql(kLog, "DROP TABLE ANNAL_CONN; CREATE TABLE other (x);"); }},
+    {"OfAnEarlierRelease", [] { sql(kLog, "ALTER TABLE ANNAL_CONN DROP COLUMN conn_client_agent;"); }},
+};
+
+class ConnRecoveryOfAFile : public ConnRecovery, public testing::WithParamInterface<Broken> {};
+INSTANTIATE_TEST_SUITE_P(, ConnRecoveryOfAFile, testing::ValuesIn(kBroken), name_in<Broken>);
+
+TEST_P(ConnRecoveryOfAFile, MakesItAnewAfterTwoAttempts) {
+  const Calls expected = attempts(2, unprepared(), creation());
+  GetParam().make();
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(sqlite.calls(), expected);
+  expect_new_log("2 1");
+  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'other';"), "0");
+}
+
+TEST_F(ConnRecovery, LeavesAloneWhatCannotBeOpened) {
+  fs::remove(kLog);
+  fs::create_symlink("/etc/logs/missing/conn.log", kLog);
+  expect_answer(ANNAL_OPEN_FAILED, 0);
+  EXPECT_TRUE(fs::is_symlink(kLog));
+  fs::remove(kLog);
+  fs::create_directory(kLog);
+  expect_answer(ANNAL_OPEN_FAILED, 0);
+  EXPECT_TRUE(fs::is_directory(kLog));
+  fs::remove(kLog);
+  remove_log_folder();
+  sqlite.reset();
+  expect_answer(ANNAL_OPEN_FAILED, 0);
+  EXPECT_EQ(sqlite.calls(), connection(kLog, {}, false));
+}
+
+// A batch that can be begun is not one to recover from.
+TEST_F(ConnRecovery, KeepsALogThatRefusesEveryRow) {
+  sql(kLog, "CREATE TRIGGER refuse BEFORE INSERT ON ANNAL_CONN BEGIN SELECT RAISE(ABORT, 'no'); END;");
+  expect_answer(ANNAL_OK, 0);
+  EXPECT_EQ(sqlite.calls(), complete());
+  expect_same_log();
+}
+
+TEST_F(ConnRecovery, KeepsALogThatCannotBeCommitted) {
+  sqlite.fail("exec", 2);
+  std::array records{bare_record()};
+  int inserted = kNobody;
+  EXPECT_EQ(annal_conn_add_entries2(records.data(), 1, &inserted), ANNAL_INSERT_FAILED);
+  EXPECT_EQ(sqlite.calls(), complete());
+  expect_same_log();
+  EXPECT_EQ(stored_count(), "1");
+}
+
+// ---- permissions ----
+
+// Somebody who may not do what root may.
+void become_nobody_in(fs::perms permissions) {
+  fs::permissions("/etc/logs", permissions);
+  if (geteuid() == 0) {
+    const uid_t nobody = 0x40000000U;
+    ASSERT_EQ(setresuid(nobody, nobody, nobody), 0);
+  }
+}
+
+constexpr fs::perms kUnwritable = fs::perms::owner_read | fs::perms::owner_exec | fs::perms::group_read |
+                                  fs::perms::group_exec | fs::perms::others_read | fs::perms::others_exec;
+
+TEST_F(ConnRecovery, CannotMakeALogInAnUnwritableFolder) {
+  fs::remove(kLog);
+  survive([this] {
+    become_nobody_in(kUnwritable);
+    expect_answer(ANNAL_OPEN_FAILED, 0);
+    EXPECT_EQ(sqlite.calls(), connection(kLog, {}, false));
+  });
+  fs::permissions("/etc/logs", fs::perms::owner_all);
+  EXPECT_FALSE(exists(kLog));
+}
+
+// It tries all the same, and leaves what it cannot delete.
+TEST_F(ConnRecovery, GivesUpOnABrokenLogInAnUnwritableFolder) {
+  put_garbage(kLog);
+  fs::permissions(kLog, fs::perms::all);
+  const std::string create = creation().at(2);
+  Calls expected = unprepared();
+  append(expected, unprepared());
+  for (int attempt = 3; attempt <= kAttempts; ++attempt) {
+    append(expected, connection(kLog, {create}, true));
+    append(expected, unprepared());
+  }
+  survive([&] {
+    become_nobody_in(kUnwritable);
+    expect_answer(ANNAL_BATCH_FAILED, 0);
+    EXPECT_EQ(sqlite.calls(), expected);
+  });
+  fs::permissions("/etc/logs", fs::perms::owner_all);
+  std::ifstream file(kLog);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), std::string(4096, 'x'));
+}
+
+// ---- locks ----
+
+ino_t file_number() {
+  struct stat file {};
+  EXPECT_EQ(stat(kLog, &file), 0);
+  return file.st_ino;
+}
+
+TEST_F(ConnRecovery, WaitsForALockAndKeepsTheLog) {
+  const ino_t before = file_number();
+  const LockHolder lock(kLog, 300ms);
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(sqlite.calls(), complete());
+  EXPECT_EQ(file_number(), before);
+  expect_same_log();
+  EXPECT_EQ(stored_count(), "3");
+}
+
+TEST_F(ConnRecovery, WaitsForALockTwiceAndKeepsTheLog) {
+  const ino_t before = file_number();
+  Calls expected = unprepared();
+  append(expected, complete());
+  sqlite.shorten_waits(1000);
+  const LockHolder lock(kLog, 1500ms);
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(sqlite.calls(), expected);
+  EXPECT_EQ(file_number(), before);
+  expect_same_log();
+}
+
+// Whoever holds the lock keeps a file that nobody else sees any more.
+TEST_F(ConnRecovery, ThrowsAwayALogThatStaysLocked) {
+  const Calls expected = attempts(2, unprepared(), creation());
+  const fs::path held = "/etc/logs/held";
+  fs::create_hard_link(kLog, held);
+  const LockHolder lock(held.c_str());
+  sqlite.shorten_waits(100);
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(sqlite.calls(), expected);
+  EXPECT_FALSE(fs::equivalent(kLog, held));
+  expect_new_log("2 1");
+}
+
+class Connection {
+ public:
+  Connection() { EXPECT_EQ(sqlite3_open(kLog, &handle_), SQLITE_OK); }
+  ~Connection() { sqlite3_close(handle_); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  void run(const char* statement) {
+    EXPECT_EQ(sqlite3_exec(handle_, statement, nullptr, nullptr, nullptr), SQLITE_OK) << statement;
+  }
+
+ private:
+  sqlite3* handle_ = nullptr;
+};
+
+// A writer that lets others read keeps nobody from beginning: the rows fail, one by one.
+TEST_F(ConnRecovery, KeepsALogThatAnotherIsWritingTo) {
+  Connection writer;
+  writer.run("BEGIN IMMEDIATE;");
+  sqlite.shorten_waits(20);
+  expect_answer(ANNAL_OK, 0);
+  EXPECT_EQ(sqlite.calls(), complete());
+  writer.run("ROLLBACK;");
+  expect_same_log();
+  EXPECT_EQ(stored_count(), "1");
+}
+
+TEST_F(ConnRecovery, AnswersACommitThatAReaderPrevents) {
+  Connection reader;
+  reader.run("BEGIN; SELECT * FROM ANNAL_CONN;");
+  sqlite.shorten_waits(20);
+  std::array records{complete_record(), complete_record()};
+  int inserted = kNobody;
+  EXPECT_EQ(annal_conn_add_entries2(records.data(), 2, &inserted), ANNAL_INSERT_FAILED);
+  EXPECT_EQ(inserted, 2);
+  EXPECT_EQ(consumer_calls().size(), 2U);
+  reader.run("COMMIT;");
+  EXPECT_EQ(stored_count(), "1");
+  expect_same_log();
+}
+
+}  // namespace
+}  // namespace annal::test
