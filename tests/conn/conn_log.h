@@ -140,6 +140,12 @@ inline constexpr int kNobody = -99;  // no batch counts it
 
 // ---- connections that are refused one by one, and skipped in a batch ----
 
+// One byte longer than it may be, and no longer.
+inline void make_overlong(ConnRecord& record, const Field& field) {
+  overfill(record, field, 'x');
+  field.in(record)[field.size] = '\0';
+}
+
 struct Refused {
   const char* name;
   int answer;
@@ -147,11 +153,11 @@ struct Refused {
 };
 
 inline constexpr Refused kRefused[] = {
-    {"OverlongUser", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kUser, 'x'); }},
-    {"OverlongApplication", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kApp, 'x'); }},
-    {"OverlongAddress", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kIp, 'x'); }},
-    {"OverlongComputer", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kComp, 'x'); }},
-    {"OverlongResource", ANNAL_TOO_LONG, [](ConnRecord& record) { overfill(record, kRes, 'x'); }},
+    {"OverlongUser", ANNAL_TOO_LONG, [](ConnRecord& record) { make_overlong(record, kUser); }},
+    {"OverlongApplication", ANNAL_TOO_LONG, [](ConnRecord& record) { make_overlong(record, kApp); }},
+    {"OverlongAddress", ANNAL_TOO_LONG, [](ConnRecord& record) { make_overlong(record, kIp); }},
+    {"OverlongComputer", ANNAL_TOO_LONG, [](ConnRecord& record) { make_overlong(record, kComp); }},
+    {"OverlongResource", ANNAL_TOO_LONG, [](ConnRecord& record) { make_overlong(record, kRes); }},
     {"Type3", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_type = 3; }},
     {"NegativeType", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_type = -1; }},
     {"LowestType", ANNAL_BAD_ARGUMENT, [](ConnRecord& record) { record.conn_type = INT32_MIN; }},
