@@ -17,6 +17,7 @@
 
 #include "Corix_annal.h"
 #include "tests/conn/conn_log.h"
+#include "tests/support/few_processes.h"
 #include "tests/support/forwarding.h"
 
 namespace annal::test {
@@ -327,6 +328,45 @@ TEST_P(ConnForwardingOfOne, HappensWhenTheRowIsThere) {
   const bool alone = std::string(GetParam().name).find("Batch") == std::string::npos;
   EXPECT_EQ(seen.back(), alone ? "close" : "reset");
   EXPECT_EQ(commands.wait_for(2).size(), 2U);
+}
+
+// ---- no room for another process ----
+
+class ConnForwardingWithoutProcesses : public ConnForwarding {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) {
+      GTEST_SKIP() << "only root can become a user without other processes";
+    }
+    ConnForwarding::SetUp();
+    for (const char* file : {"/etc/logs", kLog}) {
+      std::filesystem::permissions(file, std::filesystem::perms::all);
+    }
+  }
+
+  // Stores a connection as one who may have so many processes, none of which gets as far as a command.
+  void expect_stored_with(rlim_t processes, const std::vector<int>& statuses) {
+    survive([&] {
+      allow_processes(processes);
+      const ChildrenNoted noted;
+      ConnRecord record = complete_record();
+      EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
+      EXPECT_EQ(ChildrenNoted::statuses(), statuses);
+      EXPECT_EQ(consumer_calls(), Calls({kSyslogCall}));
+      expect_no_child_left();
+    });
+    EXPECT_TRUE(commands.settled().empty());
+    EXPECT_EQ(stored_count(), "1");
+  }
+};
+
+TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSame) {
+  expect_stored_with(0, {});
+}
+
+// It is the log centre's first child that says so, to whoever looks.
+TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSameWhenTheSecondIsMissing) {
+  expect_stored_with(1, {1, 0});
 }
 
 // ---- refusals ----
