@@ -1,4 +1,5 @@
 // Searching the events: by period, text, application, category and client.
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -101,7 +102,7 @@ std::vector<SearchFunction> functions() {
   // The orders by application and category belong to the listings with these filters.
   functions[1].orders = 26;
   functions[2].orders = 26;
-  for (const std::size_t older : {1, 4}) {
+  for (const std::size_t older : {1U, 4U}) {
     functions[older].empty_places = 3;
   }
   return functions;

@@ -89,6 +89,39 @@ int random_number(std::string_view filter, std::mt19937& random) {
                               : one_of(kActionResults, random);
 }
 
+std::string joined(bool first, const std::string& column, const Search& search, const std::string& filter) {
+  return (first ? "WHERE (" : " AND (") + column +
+         (is_number(filter) ? " = " + std::to_string(search.number(filter))
+                            : " LIKE '%" + escaped(search.text(filter)) + "%'") +
+         ")";
+}
+
+// The same condition, worded differently.
+std::string reworded(const std::string& column, const Search& search, const std::string& filter) {
+  return " AND " + column +
+         (is_number(filter) ? " IS " + std::to_string(search.number(filter))
+                            : " LIKE '%' || " + quoted(search.text(filter)) + " || '%'");
+}
+
+std::string random_value(const std::string& filter, std::mt19937& random) {
+  constexpr unsigned kOneInSoManyIsNull = 10;
+  return is_number(filter)                        ? std::to_string(random_number(filter, random))
+         : below(kOneInSoManyIsNull, random) == 0 ? "NULL"
+                                                  : quoted(one_of(kTexts, random));
+}
+
+std::string random_entry(const SearchedLog& log, std::mt19937& random) {
+  const std::string prefix = log.prefix;
+  std::string columns = prefix + "type, " + prefix + "date, " + prefix + "time, " + prefix + "user";
+  std::string values = std::to_string(below(3, random)) + ", " + quoted(one_of(kDates, random)) + ", " +
+                       quoted(one_of(kTimes, random)) + ", " + quoted(one_of(kTexts, random));
+  for (const std::string& filter : log.joined) {
+    columns.append(", ").append(prefix).append(filter);
+    values.append(", ").append(random_value(filter, random));
+  }
+  return std::string("INSERT INTO ") + log.table + " (" + columns + ") VALUES (" + values + ");";
+}
+
 }  // namespace
 
 const char* Search::text(std::string_view name) const {
@@ -144,9 +177,7 @@ std::string statement(const SearchFunction& function, const Search& search) {
     if (!has(function, search, filter)) {
       continue;
     }
-    const std::string comparison = is_number(filter) ? " = " + std::to_string(search.number(filter))
-                                                     : " LIKE '%" + escaped(search.text(filter)) + "%'";
-    placed[filter] = (free ? "WHERE (" : " AND (") + prefix + filter + comparison + ")";
+    placed[filter] = joined(free, prefix + filter, search, filter);
     free = free && filter == "category_id";  // which does not count
   }
 
@@ -197,12 +228,9 @@ std::string condition(const SearchFunction& function, const Search& search) {
     all += " AND " + prefix + "user IS " + quoted(search.text("user"));
   }
   for (const std::string& filter : function.places) {
-    const bool left_out = filter == "type" || filter == "period" || !has(function, search, filter) ||
-                          (filter == "user" && *function.log->exact_users != 0);
-    if (!left_out && is_number(filter)) {
-      all += " AND " + prefix + filter + " IS " + std::to_string(search.number(filter));
-    } else if (!left_out) {
-      all += " AND " + prefix + filter + " LIKE '%' || " + quoted(search.text(filter)) + " || '%'";
+    const bool worded = filter == "user" && *function.log->exact_users != 0;
+    if (filter != "type" && filter != "period" && !worded && has(function, search, filter)) {
+      all += reworded(prefix + filter, search, filter);
     }
   }
   return all;
@@ -249,19 +277,9 @@ Search random_search(const SearchFunction& function, std::mt19937& random) {
 }
 
 void put_random_entries(const SearchedLog& log, int count, std::mt19937& random) {
-  const std::string prefix = log.prefix;
   std::string all = "BEGIN;";
   for (int i = 0; i < count; ++i) {
-    std::string columns = prefix + "type, " + prefix + "date, " + prefix + "time, " + prefix + "user";
-    std::string values = std::to_string(below(3, random)) + ", " + quoted(one_of(kDates, random)) + ", " +
-                         quoted(one_of(kTimes, random)) + ", " + quoted(one_of(kTexts, random));
-    for (const std::string& filter : log.joined) {
-      columns += ", " + prefix + filter;
-      values += ", " + (is_number(filter)        ? std::to_string(random_number(filter, random))
-                        : below(10, random) == 0 ? "NULL"
-                                                 : quoted(one_of(kTexts, random)));
-    }
-    all += std::string("INSERT INTO ") + log.table + " (" + columns + ") VALUES (" + values + ");";
+    all += random_entry(log, random);
   }
   sql(log.path, all + "COMMIT;");
 }

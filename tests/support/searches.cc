@@ -113,26 +113,30 @@ void EverySearch::expect_statement(const Search& search, const std::string& text
   EXPECT_EQ(sqlite.calls(), connection(GetParam().log->path, GetParam().kind, text));
 }
 
-std::string EverySearch::no_filters() {
-  return std::string(GetParam().places.size() + GetParam().empty_places, ' ');
+std::string EverySearch::tail(unsigned sort, unsigned group) {
+  const SearchFunction& function = GetParam();
+  std::string all(function.empty_places, ' ');
+  if (function.kind == SearchFunction::kGroups) {
+    all += " " + function.log->groupings.at(group);
+  }
+  if (function.kind != SearchFunction::kCount) {
+    all += " " + (sort < function.orders ? function.log->orders.at(sort) : "") + " ";
+  }
+  return all + ";";
+}
+
+std::string EverySearch::without_filters(unsigned sort, unsigned group) {
+  return GetParam().begin + std::string(GetParam().places.size(), ' ') + tail(sort, group);
+}
+
+std::mt19937 EverySearch::random() {
+  return std::mt19937(std::hash<std::string>()(GetParam().name));
 }
 
 // ---- the statement ----
 
 TEST_P(EverySearch, FillsAPlaceWithoutAFilterWithNothing) {
-  const std::string blanks = no_filters();
-  Search search;
-  switch (GetParam().kind) {
-    case SearchFunction::kCount:
-      expect_statement(search, GetParam().begin + blanks + ";");
-      break;
-    case SearchFunction::kListing:
-      expect_statement(search, GetParam().begin + blanks + " " + GetParam().log->orders[0] + " ;");
-      break;
-    default:
-      expect_statement(search, GetParam().begin + blanks + " " + GetParam().log->groupings[0] + " " +
-                                   GetParam().log->orders[0] + " ;");
-  }
+  expect_statement({}, without_filters(0, 0));
 }
 
 TEST_P(EverySearch, PutsEachArgumentInItsOwnPlace) {
@@ -158,19 +162,12 @@ TEST_P(EverySearch, PutsAFilterFirstOrBehindAnother) {
       for (const std::string& place : GetParam().places) {
         text += " ";
         if (place == "type" && !type.empty()) {
-          text += GetParam().log->type_begin + std::string("1") + GetParam().log->type_end;
+          text.append(GetParam().log->type_begin).append("1").append(GetParam().log->type_end);
         } else if (place == example.filter) {
           text += type.empty() ? example.first : example.further;
         }
       }
-      text.append(GetParam().empty_places, ' ');
-      if (GetParam().kind == SearchFunction::kGroups) {
-        text += " " + GetParam().log->groupings[0];
-      }
-      if (GetParam().kind != SearchFunction::kCount) {
-        text += " " + GetParam().log->orders[0] + " ";
-      }
-      expect_statement(search, text + ";");
+      expect_statement(search, text + tail(0, 0));
     }
   }
   // One example for each place but the type's, and two for the period and the user.
@@ -193,9 +190,7 @@ TEST_P(EverySearch, TakesTypesThatAreOneMoreThanTheStoredOnes) {
 TEST_P(EveryListingSearch, OrdersByEachOfItsCodes) {
   for (unsigned sort = 0; sort < GetParam().sorts; ++sort) {
     SCOPED_TRACE(sort);
-    const std::string grouping = GetParam().kind == SearchFunction::kGroups ? " " + GetParam().log->groupings[0] : "";
-    const std::string order = sort < GetParam().orders ? GetParam().log->orders[sort] : "";
-    expect_statement({.sort = sort}, GetParam().begin + no_filters() + grouping + " " + order + " ;");
+    expect_statement({.sort = sort}, without_filters(sort, 0));
   }
 }
 
@@ -234,8 +229,7 @@ TEST_P(EveryListingSearch, GroupsByEachOfItsCodes) {
   }
   for (unsigned group = 0; group < GetParam().log->groupings.size(); ++group) {
     SCOPED_TRACE(group);
-    expect_statement({.group = group}, GetParam().begin + no_filters() + " " + GetParam().log->groupings[group] + " " +
-                                           GetParam().log->orders[0] + " ;");
+    expect_statement({.group = group}, without_filters(0, group));
   }
 }
 
@@ -245,7 +239,7 @@ TEST_P(EveryListingSearch, GroupsByEachOfItsCodes) {
 TEST_P(EverySearch, SaysAndFindsWhatItsFiltersAskFor) {
   constexpr int kEntries = 40;
   constexpr int kSearches = 800;
-  std::mt19937 random(std::hash<std::string>()(GetParam().name));
+  std::mt19937 random = EverySearch::random();
   const SearchedLog& log = *GetParam().log;
   put_random_entries(log, kEntries, random);
   int refusals = 0;
@@ -491,7 +485,7 @@ TEST_P(EverySearch, OpensNothingWhenAnyOfItsTextsCannotBeBuilt) {
 
 TEST_P(EveryListingSearch, HandsOnEveryColumnAndItsName) {
   const SearchedLog& log = *GetParam().log;
-  std::mt19937 random(1);
+  std::mt19937 random = EverySearch::random();
   put_random_entries(log, 1, random);
   Row names = column(sql(log.path, std::string("SELECT name FROM pragma_table_info('") + log.table + "')"), 0);
   Row entry = sql(log.path, std::string("SELECT * FROM ") + log.table).at(0);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <iosfwd>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,11 @@ class EverySearch : public ApplianceTest, public testing::WithParamInterface<Sea
   void expect_statement(const Search& search, const std::string& text);
   void expect_statement(const Search& search) { expect_statement(search, statement(GetParam(), search)); }
 
-  // What stands in the statement where no filter is.
-  static std::string no_filters();
+  // What follows the filters' places in a statement for all rows, and that statement without a filter.
+  static std::string tail(unsigned sort, unsigned group);
+  static std::string without_filters(unsigned sort, unsigned group);
+
+  static std::mt19937 random();  // the same at every run
 
   Listing listing;
 };
