@@ -257,10 +257,10 @@ std::string tail_footer(const Log& log) {
       "and deleted again between two looks is not seen.\n"
       "\n"
       "Examples:\n"
-      "  annalctl {0} tail\n"
-      "  annalctl {0} tail --lines 100 --no-follow\n"
-      "  annalctl {0} tail --lines 0 --json",
-      log.name, log.entries);
+      "  annalctl {0}{2} tail\n"
+      "  annalctl {0}{2} tail --lines 100 --no-follow\n"
+      "  annalctl {0}{2} tail --lines 0 --json",
+      log.name, log.entries, log.options);
 }
 
 int show_tail(const Tail& tail, const TailOptions& options, Program& program) {

@@ -266,12 +266,14 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
 
 TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
   const std::vector<std::vector<std::string>> all{
-      {"event", "create"}, {"event", "add"},     {"event", "list"},   {"event", "count"},
-      {"event", "tail"},   {"event", "group"},   {"event", "delete"}, {"event", "trim"},
-      {"event", "flush"},  {"event", "migrate"}, {"event", "import"}, {"notice", "create"},
-      {"notice", "age"},   {"notice", "delete"}, {"notice", "flush"}, {"notice", "migrate"},
-      {"notice", "add"},   {"notice", "list"},   {"notice", "count"}, {"notice", "group"},
-      {"notify"},          {"facilities"},
+      {"event", "create"}, {"event", "add"},     {"event", "list"},    {"event", "count"},
+      {"event", "tail"},   {"event", "group"},   {"event", "delete"},  {"event", "trim"},
+      {"event", "flush"},  {"event", "migrate"}, {"event", "import"},  {"notice", "create"},
+      {"notice", "age"},   {"notice", "delete"}, {"notice", "flush"},  {"notice", "migrate"},
+      {"notice", "add"},   {"notice", "list"},   {"notice", "count"},  {"notice", "group"},
+      {"notify"},          {"facilities"},       {"fileop", "create"}, {"fileop", "add"},
+      {"fileop", "list"},  {"fileop", "count"},  {"fileop", "tail"},   {"fileop", "delete"},
+      {"fileop", "flush"}, {"fileop", "import"},
   };
   for (const auto& command : all) {
     std::vector<std::string> arguments = command;

@@ -231,6 +231,24 @@ TEST_F(AnnalctlFileOpTest, ConditionsThatAreTooLongAreWrongUsage) {
   }
 }
 
+// --- tail ---
+
+TEST_F(AnnalctlFileOpTest, TailShowsTheLastStoredInTheOrderOfStoring) {
+  put_three_entries();
+  const auto shown = [](std::vector<std::string> options) {
+    options.insert(options.begin(), {"tail", "--no-follow", "--json"});
+    std::string ids;
+    for (const std::string& line : lines_of(fileop(options).out)) {
+      ids += (ids.empty() ? "" : ",") + Json::parse(line)["event_id"].dump();
+    }
+    return ids;
+  };
+  EXPECT_EQ(shown({}), "1,2,3");
+  EXPECT_EQ(shown({"--lines", "2"}), "2,3");
+  EXPECT_EQ(shown({"--path", "photo"}), "1,2");
+  EXPECT_EQ(shown({"--type", "error"}), "3");
+}
+
 // --- delete and flush ---
 
 TEST_F(AnnalctlFileOpTest, DeleteTakesTheEntriesOfEachColumnsValueAndNoOthers) {

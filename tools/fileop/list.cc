@@ -12,6 +12,7 @@
 #include "tools/listing.h"
 #include "tools/number.h"
 #include "tools/result.h"
+#include "tools/tail.h"
 
 namespace annalctl::fileop {
 
@@ -148,11 +149,15 @@ struct Selection {
   }
 };
 
-int run_list(Selection& selection, Program& program) {
-  const unsigned sort = selection.order();
-  const unsigned type = selection.conditions.type();
-  FileOpFilter* const filter = selection.conditions.filter();
-  const Listing listing{
+struct TailArguments {
+  Conditions conditions;
+  TailOptions options;
+};
+
+Listing listing_of(Conditions& conditions, unsigned sort) {
+  const unsigned type = conditions.type();
+  FileOpFilter* const filter = conditions.filter();
+  return {
       {kLog, "list the file operations", Purpose::kReading},
       listed_shape(),
       [=](annal_row_callback callback, void* context, Page::Range range) {
@@ -162,7 +167,14 @@ int run_list(Selection& selection, Program& program) {
                          pavo2log_event_query_by(kLog.path, callback, filter, sort, range.start, range.end, context));
       },
   };
-  return show_page(listing, selection.page, program);
+}
+
+int run_list(Selection& selection, Program& program) {
+  return show_page(listing_of(selection.conditions, selection.order()), selection.page, program);
+}
+
+int run_tail(TailArguments& arguments, Program& program) {
+  return show_tail({listing_of(arguments.conditions, kHighestIdFirst)}, arguments.options, program);
 }
 
 int run_count(Conditions& conditions, Program& program) {
@@ -206,6 +218,16 @@ void add_count(CLI::App& commands, Program& program) {
   command->footer(kCountFooter);
   conditions->add_options(*command);
   command->callback([conditions, &program] { program.status = run_count(*conditions, program); });
+}
+
+void add_tail(CLI::App& commands, Program& program) {
+  CLI::App* const command =
+      commands.add_subcommand("tail", "Show the newest file operations, and each new one when it is there");
+  const auto arguments = std::make_shared<TailArguments>();
+  command->footer(tail_footer(kLog));
+  add_tail_options(*command, arguments->options);
+  arguments->conditions.add_options(*command);
+  command->callback([arguments, &program] { program.status = run_tail(*arguments, program); });
 }
 
 }  // namespace annalctl::fileop

@@ -21,6 +21,7 @@ extern const std::span<const Choice> kSorts;
 enum SortCode : unsigned {
   kOldestFirst = 0,
   kNewestFirst = 1,
+  kHighestIdFirst = 13,
 };
 
 [[nodiscard]] RowShape listed_shape();
