@@ -91,18 +91,24 @@ CatalogEntry message_of(const Arguments& arguments) {
   return message;
 }
 
+// What the library will say of the client: a text of the command line's own, or what the web server knows.
+std::optional<std::string> said_of_client(const Arguments& arguments, std::size_t place) {
+  const char* const variable = kClientOptions[place].variable;
+  if (arguments.client[place] || variable == nullptr) {
+    return arguments.client[place];
+  }
+  const char* const found = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): the tool has one thread
+  return found != nullptr ? std::optional<std::string>(found) : std::nullopt;
+}
+
 void require_room(const Arguments& arguments, const CatalogEntry& message) {
   std::size_t count = kAlwaysThere + arguments.values.size();
-  std::size_t bytes = std::string("-t-2147483648-l-2147483648-A-C-M").size() + 5;
-  bytes +=
-      std::string(message.app_id).size() + std::string(message.category_id).size() + std::string(message.msg_no).size();
+  std::size_t bytes = fmt::format("-t{} -l{} -A{} -C{} -M{} ", arguments.type, kInformation, message.app_id,
+                                  message.category_id, message.msg_no)
+                          .size();
   for (std::size_t i = 0; i < kClientOptions.size(); ++i) {
-    const auto& [option, label, variable] = kClientOptions[i];
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): the tool has one thread
-    const char* const found = variable != nullptr ? std::getenv(variable) : nullptr;
-    if (arguments.client[i] || found != nullptr) {
-      const std::size_t length = arguments.client[i] ? arguments.client[i]->size() : std::string(found).size();
-      bytes += std::string(option).size() + length + 2;
+    if (const std::optional<std::string> said = said_of_client(arguments, i)) {
+      bytes += fmt::format("{}={} ", kClientOptions[i].option, *said).size();
       ++count;
     }
   }
