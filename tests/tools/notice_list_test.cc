@@ -181,6 +181,25 @@ TEST_F(AnnalctlNoticeList, ProgramsGetEveryColumn) {
   EXPECT_EQ(row["severity"], nullptr);
 }
 
+// --- tail ---
+
+TEST_F(AnnalctlNoticeList, TailShowsTheNewestByTheirIds) {
+  put_sixty();
+  sql(kPath, "UPDATE ANNAL_NOTICE SET time = 0 WHERE id = 60;");
+  const auto shown = [](Texts options) {
+    options.insert(options.begin(), {"notice", "tail", "--no-follow", "--json"});
+    Texts texts;
+    for (const std::string& line : lines_of(annalctl(options).out)) {
+      texts.push_back(Json::parse(line)["desc"]);
+    }
+    return texts;
+  };
+  EXPECT_EQ(shown({"--lines", "2"}), (Texts{"m58", "m59"}));
+  EXPECT_EQ(shown({}).size(), 10U);
+  EXPECT_EQ(shown({"--lines", "2", "--severity", "error"}), (Texts{"m54", "m57"}));
+  EXPECT_EQ(shown({"--lines", "2", "--where", "id < 4"}), (Texts{"m1", "m2"}));
+}
+
 // --- count ---
 
 TEST_F(AnnalctlNoticeList, CountCountsWhatListWouldShow) {

@@ -46,6 +46,25 @@ TEST_F(AnnalctlNotify, SendsTheMessageAndItsValues) {
   EXPECT_EQ(vector_for({"--level", "warning"}).at(3), "-l2");
 }
 
+TEST_F(AnnalctlNotify, SendsAMessageOfTheCatalogWithItsLevel) {
+  const Finished sent = annalctl({"notify", "A011", "7", "60", "--user", "ann"});
+  EXPECT_EQ(sent.status, 0) << sent.err;
+  const auto runs = commands.wait_for(1);
+  ASSERT_EQ(runs.size(), 1U);
+  EXPECT_EQ(runs[0].arguments,
+            Row({kCommand, "send2", "--user=ann", "-t0", "-l2", "-AA011", "-CC002", "-M7",
+                 "[External Device] Detected UPS power loss. Shutting down NAS in {0} second(s).", "60"}));
+}
+
+TEST_F(AnnalctlNotify, SendsAnErrorOfTheCatalogAsOne) {
+  EXPECT_EQ(annalctl({"notify", "A049", "16", "Main unit", "2"}).status, 0);
+  EXPECT_EQ(annalctl({"notify", "A049", "16", "Main unit", "2", "--level", "information"}).status, 0);
+  const auto runs = commands.wait_for(2);
+  ASSERT_EQ(runs.size(), 2U);
+  EXPECT_EQ(runs[0].arguments.at(3), "-l4");
+  EXPECT_EQ(runs[1].arguments.at(3), "-l1");
+}
+
 TEST_F(AnnalctlNotify, SendsWhatIsSaidOfTheClient) {
   EXPECT_EQ(vector_for({"--ip", "10.0.0.5", "--user", "ann", "--computer", "pc", "--client-id", "i", "--client-app",
                         "a", "--client-agent", "g"},
@@ -90,6 +109,10 @@ TEST_F(AnnalctlNotify, RefusesWhatTheLibraryWouldDrop) {
 TEST_F(AnnalctlNotify, RefusesWhatIsNoMessageOrAddress) {
   EXPECT_EQ(annalctl({"notify", "A777", "7"}).status, 2);
   EXPECT_EQ(annalctl({"notify", "A777", "7", "--category", "C777"}).status, 2);
+  EXPECT_EQ(annalctl({"notify", "A777", "7", "--template", "x"}).status, 2);
+  EXPECT_EQ(annalctl({"notify", "A010", "4"}).status, 2);
+  EXPECT_EQ(annalctl({"notify", "A011", "7"}).status, 2);
+  EXPECT_EQ(annalctl({"notify", "A011", "7", "60", "61"}).status, 2);
   EXPECT_EQ(notify({"--ip", "nonsense"}).status, 2);
   EXPECT_EQ(notify({"--level", "loud"}).status, 2);
   EXPECT_TRUE(commands.settled().empty());

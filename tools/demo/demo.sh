@@ -83,10 +83,10 @@ run annalctl event count
 
 heading "11. A notice for the users: stored in a list of its own, and sent by the notification command, which receives"
 run annalctl notice create
-run annalctl notice add "UPS power loss: shutting down in 60 s." --severity warning --facility System --title "Power"
+run annalctl notice add "$(annalctl catalog fill A011 7 60)" --severity warning --facility System --title "Power"
 run annalctl notice list
 cp "$folder/command.sh" /usr/local/sbin/notify
-run annalctl notify A011 7 60 --category C002 --template "UPS power loss: shutting down in {0} s." --level warning
+run annalctl notify A011 7 60
 sent="$DEMO_RECEIVED/7 notification command"
 for _ in {1..100}; do
   [[ ! -e $sent ]] || break

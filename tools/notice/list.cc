@@ -15,6 +15,7 @@
 #include "tools/notice/model.h"
 #include "tools/number.h"
 #include "tools/result.h"
+#include "tools/tail.h"
 
 namespace annalctl::notice {
 
@@ -46,6 +47,14 @@ struct Filter {
   [[nodiscard]] bool wanted() const { return !since.empty() || !until.empty() || days || severity || !where.empty(); }
 };
 
+void add_condition_options(CLI::App& command, Filter& filter) {
+  add_choice(command, "--severity", filter.severity, kSeverities, "Only notices of this severity");
+  command
+      .add_option("--where", filter.where,
+                  "Only notices that satisfy this SQL expression on the columns, which has no quotes")
+      ->type_name("SQL");
+}
+
 void add_filter_options(CLI::App& command, Filter& filter) {
   command.add_option("--since", filter.since, "Only notices from this time on: local time or seconds since 1970")
       ->type_name("TIME");
@@ -53,11 +62,7 @@ void add_filter_options(CLI::App& command, Filter& filter) {
   command.add_option("--days", filter.days, "Only notices of so many days of 24 hours before --until, or before now")
       ->type_name("N")
       ->check(at_least(0));
-  add_choice(command, "--severity", filter.severity, kSeverities, "Only notices of this severity");
-  command
-      .add_option("--where", filter.where,
-                  "Only notices that satisfy this SQL expression on the columns, which has no quotes")
-      ->type_name("SQL");
+  add_condition_options(command, filter);
 }
 
 // The filter in the library's words.
@@ -118,6 +123,11 @@ struct ListArguments {
   }
 };
 
+struct TailArguments {
+  Filter filter;
+  TailOptions options;
+};
+
 struct GroupArguments {
   Filter filter;
   std::string by;
@@ -136,11 +146,10 @@ void add_order_options(CLI::App& command, ListArguments& arguments) {
   oldest->excludes(sort)->excludes(reverse);
 }
 
-int run_list(const ListArguments& arguments, Program& program) {
-  const unsigned sort = arguments.order();
-  const bool filtered = arguments.filter.wanted();
-  const Span span = span_of(arguments.filter);
-  const Listing listing{
+// The notices that pass a filter, in an order. The span has to live as long as the listing.
+Listing listing_of(const Filter& filter, const Span& span, unsigned sort) {
+  const bool filtered = filter.wanted();
+  return {
       {kLog, "list the notices", Purpose::kReading},
       listed_shape(),
       [sort, filtered, &span](annal_row_callback callback, void* context, Page::Range range) {
@@ -149,7 +158,16 @@ int run_list(const ListArguments& arguments, Program& program) {
                         : annal_notice_query(callback, sort, range.start, range.end, 0, context);
       },
   };
-  return show_page(listing, arguments.page, program);
+}
+
+int run_list(const ListArguments& arguments, Program& program) {
+  const Span span = span_of(arguments.filter);
+  return show_page(listing_of(arguments.filter, span, arguments.order()), arguments.page, program);
+}
+
+int run_tail(const TailArguments& arguments, Program& program) {
+  const Span span = span_of(arguments.filter);
+  return show_tail({listing_of(arguments.filter, span, kHighestIdFirst)}, arguments.options, program);
 }
 
 const Grouping& grouping_of(const std::string& name) {
@@ -211,6 +229,16 @@ void add_list(CLI::App& commands, Program& program) {
   add_order_options(*command, *arguments);
   add_page_options(*command, arguments->page);
   command->callback([arguments, &program] { program.status = run_list(*arguments, program); });
+}
+
+void add_tail(CLI::App& commands, Program& program) {
+  CLI::App* const command =
+      commands.add_subcommand("tail", "Show the newest notices, and each new one when it is there");
+  const auto arguments = std::make_shared<TailArguments>();
+  command->footer(tail_footer(kLog));
+  add_tail_options(*command, arguments->options);
+  add_condition_options(*command, arguments->filter);
+  command->callback([arguments, &program] { program.status = run_tail(*arguments, program); });
 }
 
 void add_count(CLI::App& commands, Program& program) {

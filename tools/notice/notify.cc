@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "Corix_annal.h"
+#include "tools/catalog/model.h"
 #include "tools/choice.h"
 #include "tools/failure.h"
 #include "tools/fields.h"
 #include "tools/notice/commands.h"
-#include "tools/notice/message.h"
 
 namespace annalctl {
 
@@ -26,8 +26,9 @@ constexpr char kFooter[] =
     "variables HTTP_CLIENT_ID, HTTP_CLIENT_APP and HTTP_CLIENT_AGENT. A value that begins with '-' stands behind "
     "'--'.\n"
     "\n"
-    "Example:\n"
-    "  annalctl notify A011 7 60 --category C002 --template 'UPS power loss: shutting down in {0} s.' --level warning";
+    "Examples:\n"
+    "  annalctl notify A011 7 60 --user admin\n"
+    "  annalctl notify A999 1 60 --category C001 --template 'Shutting down in {0} s.' --level warning";
 
 constexpr const char* kCommand = "/usr/local/sbin/notify";
 
@@ -72,23 +73,16 @@ struct Arguments {
   std::array<std::optional<std::string>, kClientOptions.size()> client;
 };
 
-// The catalog's message, unless the command line has another one.
+// The catalog's message, which takes as many values as it has places for, unless the command line has one of its own.
 CatalogEntry message_of(const Arguments& arguments) {
-  const CatalogEntry* const known = notice::find_message(arguments.application, arguments.number);
-  CatalogEntry message{arguments.application.c_str(), 0, "", arguments.number.c_str(), ""};
-  if (known != nullptr) {
-    message = *known;
-  } else if (arguments.category.empty() || arguments.text.empty()) {
-    throw Refusal(fmt::format("message {} of {} is not known, and needs --category and --template", arguments.number,
-                              arguments.application));
-  }
-  if (!arguments.category.empty()) {
-    message.category_id = arguments.category.c_str();
-  }
   if (!arguments.text.empty()) {
-    message.msg_template = arguments.text.c_str();
+    return {arguments.application.c_str(), 0, arguments.category.c_str(), arguments.number.c_str(),
+            arguments.text.c_str()};
   }
-  return message;
+  const catalog::Application& application = catalog::require_application(arguments.application);
+  const CatalogEntry& entry = catalog::require_entry(application, arguments.number);
+  static_cast<void>(catalog::filled(application, entry, arguments.values));
+  return entry;
 }
 
 // What the library will say of the client: a text of the command line's own, or what the web server knows.
@@ -168,8 +162,13 @@ void add_notify(CLI::App& app, Program& program) {
   command->add_option("APPLICATION", arguments->application, "The application's identifier, as A011")->required();
   command->add_option("NUMBER", arguments->number, "The message's number within the application")->required();
   command->add_option("VALUES", arguments->values, "What stands for {0}, {1} and so on in the message");
-  command->add_option("--category", arguments->category, "The category's identifier, as C002")->type_name("TEXT");
-  command->add_option("--template", arguments->text, "The message's text")->type_name("TEXT");
+  auto* const category =
+      command->add_option("--category", arguments->category, "The category of a message that is not in the catalog")
+          ->type_name("TEXT");
+  auto* const text =
+      command->add_option("--template", arguments->text, "The text of such a message")->type_name("TEXT");
+  category->needs(text);
+  text->needs(category);
   add_choice(*command, "--level", arguments->level, kLevels, "Level; without it the message's own, or information");
   command->add_option("--type", arguments->type, "The number of the notice's type; without it 0")->type_name("N");
   for (std::size_t i = 0; i < kClientOptions.size(); ++i) {
