@@ -5,13 +5,14 @@
 #include <charconv>
 #include <memory>
 
+#include "tools/level.h"
 #include "tools/result.h"
 
 namespace annalctl {
 
 namespace {
 
-struct Choice {
+struct Chosen {
   const Selector* selector = nullptr;
   SelectorValue value;
 };
@@ -23,7 +24,7 @@ const void* address_of(const SelectorValue& value) {
   return std::get_if<int>(&value);
 }
 
-int run_delete(const Deletion& deletion, const Choice& choice) {
+int run_delete(const Deletion& deletion, const Chosen& choice) {
   if (!log_is_there(deletion.log)) {
     return kFailure;
   }
@@ -31,7 +32,7 @@ int run_delete(const Deletion& deletion, const Choice& choice) {
   return report(call, deletion.run(choice.selector->code, address_of(choice.value)));
 }
 
-void add_selector(CLI::App& command, const Selector& selector, Choice& choice) {
+void add_selector(CLI::App& command, const Selector& selector, Chosen& choice) {
   CLI::Option* const option = command.add_option_function<std::string>(
       selector.option,
       [&selector, &choice](const std::string& text) {
@@ -54,7 +55,7 @@ void add_selector(CLI::App& command, const Selector& selector, Choice& choice) {
 void add_delete_command(CLI::App& commands, Program& program, const Deletion& deletion) {
   CLI::App* const command =
       commands.add_subcommand("delete", fmt::format("Delete the {} that have a value", deletion.log.entries));
-  const auto choice = std::make_shared<Choice>();
+  const auto choice = std::make_shared<Chosen>();
   command->footer(deletion.footer);
   auto* const selectors = command->add_option_group("Value");
   for (const Selector& selector : deletion.selectors) {
@@ -74,6 +75,21 @@ SelectorValue read_number(const std::string& text) {
 }
 
 SelectorValue read_text(const std::string& text) {
+  return text;
+}
+
+SelectorValue read_level(const std::string& name) {
+  const std::optional<unsigned> code = code_of(kLevels, name);
+  if (!code) {
+    throw Refusal(fmt::format("'{}' is not known; it takes one of {}", name, names_of(kLevels)));
+  }
+  return static_cast<int>(*code);
+}
+
+SelectorValue read_text_without_quote(const std::string& text) {
+  if (text.find('\'') != std::string::npos) {
+    throw Refusal("a value with a single quote (') cannot be deleted by: nothing was deleted (use --id instead)");
+  }
   return text;
 }
 

@@ -34,5 +34,9 @@ void add_delete_command(CLI::App& commands, Program& program, const Deletion& de
 
 [[nodiscard]] SelectorValue read_number(const std::string& text);
 [[nodiscard]] SelectorValue read_text(const std::string& text);
+[[nodiscard]] SelectorValue read_level(const std::string& name);
+
+// For a text that becomes part of a statement as it is, where a quote would end it and the rest would be executed.
+[[nodiscard]] SelectorValue read_text_without_quote(const std::string& text);
 
 }  // namespace annalctl

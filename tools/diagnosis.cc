@@ -135,7 +135,7 @@ Finding table_obstacle(const Call& call, int code) {
   if (call.purpose == Purpose::kCreating && code == ANNAL_TABLE_FAILED) {
     return fmt::format("the log exists already and holds {} entries; nothing was changed", entries);
   }
-  if (layout_is(log, log.columns)) {
+  if (layout_is_current(log)) {
     return {};
   }
   if (call.purpose == Purpose::kMigrating) {
@@ -186,6 +186,10 @@ std::optional<std::string> statement_obstacle(const Call& call, int code) {
     return table;
   }
   return space_obstacle(call);
+}
+
+bool layout_is_current(const Log& log) {
+  return layout_is(log, log.columns);
 }
 
 }  // namespace annalctl

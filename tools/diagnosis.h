@@ -14,4 +14,7 @@ namespace annalctl {
 // Why a statement failed on a file that can be opened, or nothing when no cause was found.
 [[nodiscard]] std::optional<std::string> statement_obstacle(const Call& call, int code);
 
+// Whether the table has exactly this release's columns. Waits for a lock.
+[[nodiscard]] bool layout_is_current(const Log& log);
+
 }  // namespace annalctl

@@ -11,7 +11,17 @@
 
 namespace annalctl {
 
+namespace {
+
+constexpr std::string_view kAbsent = "---";
+
+}  // namespace
+
 void set_text(void* record, const TextField& field, std::string_view text) {
+  const bool is_address = field.kind == FieldKind::kAddress;
+  if (is_address && (text.empty() || text == kAbsent)) {
+    return;
+  }
   if (text.size() > field.bound) {
     throw Refusal(fmt::format("the {} is {} bytes long, and at most {} fit", field.label, text.size(), field.bound));
   }
@@ -21,6 +31,9 @@ void set_text(void* record, const TextField& field, std::string_view text) {
   char* const to = static_cast<char*>(record) + field.offset;
   std::memset(to, 0, field.bound + 1);
   text.copy(to, text.size());
+  if (is_address) {
+    require_address(text);
+  }
 }
 
 void require_address(std::string_view text) {

@@ -7,15 +7,22 @@
 
 namespace annalctl {
 
+enum class FieldKind {
+  kText,
+  kAddress,  // has to be one, unless it is empty or "---", which is what the library stores for none
+};
+
 struct TextField {
   const char* column;  // its name in the table and in JSON Lines
   const char* option;  // of the command that adds one entry; null when it is no option
   const char* label;   // for people
   std::size_t offset;  // into the record
   std::size_t bound;   // in bytes, without the terminator
+  FieldKind kind = FieldKind::kText;
 };
 
-// Puts a text into its field. Throws Refusal when it is too long or cannot be stored as a text: nothing is ever cut.
+// Puts a text into its field. Throws Refusal when it is too long or cannot be stored as what it is to be: nothing is
+// ever cut or replaced.
 void set_text(void* record, const TextField& field, std::string_view text);
 
 // Throws Refusal for what the library would replace.

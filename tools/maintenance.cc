@@ -36,6 +36,22 @@ int run_flush(const Maintenance& maintenance, bool yes) {
   return report(call, maintenance.flush());
 }
 
+int run_trim(const Log& log, int (*trim)(int keep) noexcept, int keep) {
+  if (!log_is_there(log)) {
+    return kFailure;
+  }
+  const Call call{log, fmt::format("trim the {} log", log.name), Purpose::kWriting};
+  return report(call, trim(keep));
+}
+
+int run_migrate(const Log& log, int (*migrate)() noexcept) {
+  if (!log_is_there(log)) {
+    return kFailure;
+  }
+  const Call call{log, fmt::format("bring the {} log up to date", log.name), Purpose::kMigrating};
+  return report(call, migrate());
+}
+
 }  // namespace
 
 void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance) {
@@ -72,6 +88,24 @@ void add_flush_command(CLI::App& commands, Program& program, const Maintenance& 
                   log.name, log.options));
   command->add_flag("--yes,-y", *yes, "Do not ask");
   command->callback([yes, &program, &maintenance] { program.status = run_flush(maintenance, *yes); });
+}
+
+void add_trim_command(CLI::App& commands, Program& program, const Log& log, int (*trim)(int keep) noexcept) {
+  CLI::App* const command =
+      commands.add_subcommand("trim", fmt::format("Delete the oldest {} until so many are left", log.entries));
+  const auto keep = std::make_shared<int>(0);
+  command->footer(fmt::format("Example:\n  annalctl {} trim 1000", log.name));
+  command->add_option("KEEP", *keep, "How many to keep, 1 or more ('flush' deletes all)")
+      ->required()
+      ->check(at_least(1));
+  command->callback([keep, &program, &log, trim] { program.status = run_trim(log, trim, *keep); });
+}
+
+void add_migrate_command(CLI::App& commands, Program& program, const Log& log, int (*migrate)() noexcept) {
+  CLI::App* const command =
+      commands.add_subcommand("migrate", "Add the columns that the log of an earlier release lacks");
+  command->footer("Changes nothing in a log that has them all.");
+  command->callback([&program, &log, migrate] { program.status = run_migrate(log, migrate); });
 }
 
 }  // namespace annalctl

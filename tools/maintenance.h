@@ -1,4 +1,4 @@
-// Creating and emptying a log, which only differ by the calls of the library.
+// Creating, emptying, trimming and migrating a log, which only differ by the calls of the library.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -18,5 +18,11 @@ struct Maintenance {
 // A command keeps the reference.
 void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
 void add_flush_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
+
+// Deletes the oldest entries until so many are left.
+void add_trim_command(CLI::App& commands, Program& program, const Log& log, int (*trim)(int keep) noexcept);
+
+// Adds the columns that the log of an earlier release lacks.
+void add_migrate_command(CLI::App& commands, Program& program, const Log& log, int (*migrate)() noexcept);
 
 }  // namespace annalctl

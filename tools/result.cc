@@ -30,6 +30,7 @@ constexpr std::array kCodeTexts{
     CodeText{ANNAL_TRIGGER_FAILED, "the size limit could not be set or applied"},
     CodeText{ANNAL_REMOVE_TRIGGER_FAILED, "the size limit could not be removed"},
     CodeText{ANNAL_CHANGE_FAILED, "the change could not be made"},
+    CodeText{ANNAL_BATCH_FAILED, "the entries could not be stored"},
 };
 
 }  // namespace

@@ -147,11 +147,11 @@ TEST(JsonLine, WhatIsNoObjectOfTextsAndNumbersIsRefused) {
 }
 
 TEST(ProgressText, FitsTheTerminalAndShowsPercentOnlyWhenKnown) {
-  EXPECT_EQ(progress_text("f", 50, 7, 80), " 50% [##########          ] 7 events  f");
-  EXPECT_EQ(progress_text("f", 0, 0, 80), "  0% [                    ] 0 events  f");
-  EXPECT_EQ(progress_text("f", 100, 1, 80), "100% [####################] 1 events  f");
-  EXPECT_EQ(progress_text("f", std::nullopt, 7, 80), "7 events  f");
-  EXPECT_EQ(progress_text("abcdefghij", std::nullopt, 7, 12), "7 events  …");
+  EXPECT_EQ(progress_text("f", 50, 7, "events", 80), " 50% [##########          ] 7 events  f");
+  EXPECT_EQ(progress_text("f", 0, 0, "events", 80), "  0% [                    ] 0 events  f");
+  EXPECT_EQ(progress_text("f", 100, 1, "events", 80), "100% [####################] 1 events  f");
+  EXPECT_EQ(progress_text("f", std::nullopt, 7, "events", 80), "7 events  f");
+  EXPECT_EQ(progress_text("abcdefghij", std::nullopt, 7, "events", 12), "7 events  …");
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ EventRecord record_of_arguments(const Arguments& arguments) {
   EventRecord record{};
   record.event_type = static_cast<std::int32_t>(arguments.level.value_or(0));
   for (std::size_t i = 0; i < kTextFields.size(); ++i) {
-    set_field(record, kTextFields[i], arguments.texts[i]);
+    set_text(&record, kTextFields[i], arguments.texts[i]);
   }
   if (!arguments.time.empty()) {
     const std::optional<std::int64_t> seconds = parse_time(arguments.time);

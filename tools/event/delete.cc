@@ -1,7 +1,4 @@
-#include <fmt/format.h>
-
 #include <array>
-#include <string>
 
 #include "Corix_annal.h"
 #include "tools/deletion.h"
@@ -22,22 +19,6 @@ constexpr char kFooter[] =
     "  annalctl event delete --id 4711\n"
     "  annalctl event delete --date 2026-11-21\n"
     "  annalctl event delete --type information";
-
-SelectorValue read_level(const std::string& name) {
-  const std::optional<unsigned> code = code_of(kLevels, name);
-  if (!code) {
-    throw Refusal(fmt::format("'{}' is not known; it takes one of {}", name, names_of(kLevels)));
-  }
-  return static_cast<int>(*code);
-}
-
-// The text becomes part of a statement as it is, where a quote would end it and the rest would be executed.
-SelectorValue read_text_without_quote(const std::string& text) {
-  if (text.find('\'') != std::string::npos) {
-    throw Refusal("a value with a single quote (') cannot be deleted by: nothing was deleted (use --id instead)");
-  }
-  return text;
-}
 
 constexpr std::array kSelectors{
     Selector{0, "--id", "id", read_number, "N"},

@@ -9,7 +9,6 @@
 #include "tools/import/formats.h"
 #include "tools/import/run.h"
 #include "tools/level.h"
-#include "tools/number.h"
 #include "tools/result.h"
 
 namespace annalctl::event {
@@ -64,20 +63,29 @@ EventRecord parse(std::string_view line, LineFormat format, std::int64_t now) {
 }
 
 int run_import(const Arguments& arguments, Program& program) {
-  const bool dry_run = arguments.request.dry_run;
-  if (!dry_run && !log_is_there(kLog)) {
+  if (!arguments.request.dry_run && !log_is_there(kLog)) {
     return kFailure;
   }
   const auto format = static_cast<LineFormat>(arguments.format.value_or(code(LineFormat::kUnknown)));
   const std::int64_t now = std::time(nullptr);
-  const StoreLine store = [&arguments, format, now, dry_run](std::string_view line) {
-    EventRecord record = parse(line, format, now);
-    if (arguments.level) {
-      record.event_type = static_cast<std::int32_t>(*arguments.level);
-    }
-    return dry_run ? static_cast<int>(ANNAL_OK) : annal_event_add_msgid_ex3(&record);
+  EventRecord record{};
+  const LineStore lines{
+      .take =
+          [&arguments, format, now, &record](std::string_view line) {
+            record = parse(line, format, now);
+            if (arguments.level) {
+              record.event_type = static_cast<std::int32_t>(*arguments.level);
+            }
+            return true;
+          },
+      .store =
+          [&record] {
+            const int result = annal_event_add_msgid_ex3(&record);
+            return Stored{result, result == ANNAL_OK ? 1U : 0U};
+          },
+      .batch = 1,
   };
-  return import_files(arguments.request, kLog, store, program);
+  return import_files(arguments.request, kLog, lines, program);
 }
 
 }  // namespace
@@ -85,15 +93,10 @@ int run_import(const Arguments& arguments, Program& program) {
 void add_import(CLI::App& commands, Program& program) {
   CLI::App* const command = commands.add_subcommand("import", "Store the lines of log files as events");
   const auto arguments = std::make_shared<Arguments>();
-  ImportRequest& request = arguments->request;
   command->footer(kFooter);
-  command->add_option("FILE", request.files, "Files to read, also gzipped ones; '-' is standard input")->required();
+  add_import_options(*command, arguments->request);
   add_choice(*command, "--format", arguments->format, kFormats, "Format of the lines; without it auto");
   add_choice(*command, "--type", arguments->level, kLevels, "Level of all events, whatever the lines say");
-  command->add_option("--from-line", request.from_line, "Leave out the lines before this one in the first file")
-      ->type_name("N")
-      ->check(at_least(1));
-  command->add_flag("--dry-run", request.dry_run, "Only say what would be stored");
   command->callback([arguments, &program] { program.status = run_import(*arguments, program); });
 }
 

@@ -15,10 +15,8 @@ namespace annalctl::event {
 
 namespace {
 
-constexpr std::string_view kAbsent = "---";  // what the library stores for a field that was empty
-
 constexpr TextField kUser{"event_user", "--user", "user", offsetof(EventRecord, event_user), 64};
-constexpr TextField kAddress{"event_ip", "--ip", "address", offsetof(EventRecord, event_ip), 64};
+constexpr TextField kAddress{"event_ip", "--ip", "address", offsetof(EventRecord, event_ip), 64, FieldKind::kAddress};
 constexpr TextField kComputer{"event_comp", "--computer", "computer", offsetof(EventRecord, event_comp), 64};
 constexpr TextField kMessage{"event_desc", "message", "message", offsetof(EventRecord, event_desc), 2048};
 constexpr TextField kAppId{"event_app_id", "--app-id", "application id", offsetof(EventRecord, event_app_id), 64};
@@ -94,7 +92,7 @@ void set_member(EventRecord& record, TimeParts& time, const JsonMember& member) 
   } else if (member.key == "event_time") {
     time.clock = member.text;
   } else if (const TextField* field = find_field(kTextFields, member.key)) {
-    set_field(record, *field, member.text);
+    set_text(&record, *field, member.text);
   } else {
     throw Refusal(fmt::format("'{}' is no column of the event log", member.key));
   }
@@ -104,30 +102,19 @@ void set_member(EventRecord& record, TimeParts& time, const JsonMember& member) 
 
 const std::span<const TextField> kTextFields = kFields;
 
-void set_field(EventRecord& record, const TextField& field, std::string_view text) {
-  const bool is_address = field.offset == kAddress.offset;
-  if (is_address && (text.empty() || text == kAbsent)) {
-    return;
-  }
-  set_text(&record, field, text);
-  if (is_address) {
-    require_address(text);
-  }
-}
-
 EventRecord record_of(const LogLine& line) {
   EventRecord record{};
   record.event_type = static_cast<std::int32_t>(line.severity);
   record.event_timet = storable_time(line.time);
-  set_field(record, kComputer, line.host);
-  set_field(record, kApp, line.program);
-  set_field(record, kAppId, line.process);
-  set_field(record, kCategory, line.category);
-  set_field(record, kMessage, line.text);
-  set_field(record, kAddress, line.address);
+  set_text(&record, kComputer, line.host);
+  set_text(&record, kApp, line.program);
+  set_text(&record, kAppId, line.process);
+  set_text(&record, kCategory, line.category);
+  set_text(&record, kMessage, line.text);
+  set_text(&record, kAddress, line.address);
   // The user was picked out of the text, where it stays: one that does not fit costs nothing.
   if (line.user.size() <= kUser.bound) {
-    set_field(record, kUser, line.user);
+    set_text(&record, kUser, line.user);
   }
   return record;
 }

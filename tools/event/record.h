@@ -16,9 +16,6 @@ namespace annalctl::event {
 
 extern const std::span<const TextField> kTextFields;
 
-// Puts a text into its field; the address must be one.
-void set_field(EventRecord& record, const TextField& field, std::string_view text);
-
 // The record of a line of some program's log, which knows fewer fields than ours.
 [[nodiscard]] EventRecord record_of(const LogLine& line);
 

@@ -1,5 +1,3 @@
-#include <fmt/format.h>
-
 #include <array>
 #include <string>
 
@@ -7,7 +5,6 @@
 #include "tools/deletion.h"
 #include "tools/fileop/commands.h"
 #include "tools/fileop/model.h"
-#include "tools/level.h"
 
 namespace annalctl::fileop {
 
@@ -22,14 +19,6 @@ constexpr char kFooter[] =
     "  annalctl fileop --db operations.db delete --id 4711\n"
     "  annalctl fileop --db operations.db delete --date 2026-11-21\n"
     "  annalctl fileop --db operations.db delete --path '/share/photos/a.jpg'";
-
-SelectorValue read_level(const std::string& name) {
-  const std::optional<unsigned> code = code_of(kLevels, name);
-  if (!code) {
-    throw Refusal(fmt::format("'{}' is not known; it takes one of {}", name, names_of(kLevels)));
-  }
-  return static_cast<int>(*code);
-}
 
 SelectorValue read_escaped(const std::string& text) {
   return escaped(text);

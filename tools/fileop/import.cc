@@ -5,7 +5,6 @@
 #include "tools/fileop/model.h"
 #include "tools/fileop/record.h"
 #include "tools/import/run.h"
-#include "tools/number.h"
 #include "tools/result.h"
 
 namespace annalctl::fileop {
@@ -29,11 +28,21 @@ int run_import(const ImportRequest& request, Program& program) {
   if (!request.dry_run && !log_is_there(kLog)) {
     return kFailure;
   }
-  const StoreLine store = [&request](std::string_view line) {
-    Operation operation = operation_of(parse_json_line(line));
-    return request.dry_run ? static_cast<int>(ANNAL_OK) : operation.store();
+  Operation operation;
+  const LineStore lines{
+      .take =
+          [&operation](std::string_view line) {
+            operation = operation_of(parse_json_line(line));
+            return true;
+          },
+      .store =
+          [&operation] {
+            const int code = operation.store();
+            return Stored{code, code == ANNAL_OK ? 1U : 0U};
+          },
+      .batch = 1,
   };
-  return import_files(request, kLog, store, program);
+  return import_files(request, kLog, lines, program);
 }
 
 }  // namespace
@@ -42,11 +51,7 @@ void add_import(CLI::App& commands, Program& program) {
   CLI::App* const command = commands.add_subcommand("import", "Store the lines of JSON files as file operations");
   const auto request = std::make_shared<ImportRequest>();
   command->footer(kFooter);
-  command->add_option("FILE", request->files, "Files to read, also gzipped ones; '-' is standard input")->required();
-  command->add_option("--from-line", request->from_line, "Leave out the lines before this one in the first file")
-      ->type_name("N")
-      ->check(at_least(1));
-  command->add_flag("--dry-run", request->dry_run, "Only say what would be stored");
+  add_import_options(*command, *request);
   command->callback([request, &program] { program.status = run_import(*request, program); });
 }
 

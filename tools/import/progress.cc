@@ -19,24 +19,24 @@ void put(const std::string& text) {
 
 }  // namespace
 
-std::string progress_text(const std::string& name, std::optional<int> percent, std::uint64_t events,
+std::string progress_text(const std::string& name, std::optional<int> percent, std::uint64_t count, const char* entries,
                           std::size_t width) {
   std::string text;
   if (percent) {
     const int filled = *percent * kBarWidth / 100;
     text = fmt::format("{:3}% [{:#<{}}{:{}}] ", *percent, "", filled, "", kBarWidth - filled);
   }
-  text += fmt::format("{} events  {}", events, printable(name));
+  text += fmt::format("{} {}  {}", count, entries, printable(name));
   return clipped(text, width == 0 ? 0 : width - 1);
 }
 
-void Progress::show(const std::string& name, std::optional<int> percent, std::uint64_t events) {
+void Progress::show(const std::string& name, std::optional<int> percent, std::uint64_t count, const char* entries) {
   const auto now = std::chrono::steady_clock::now();
   if (!terminal_.present || (drawn_ && now - last_ < kInterval)) {
     return;
   }
   // The cursor goes back at once: whatever is written next, also by a shell after an interrupt, starts the line.
-  put(progress_text(name, percent, events, terminal_.width) + "\033[K\r");
+  put(progress_text(name, percent, count, entries, terminal_.width) + "\033[K\r");
   drawn_ = true;
   last_ = now;
 }

@@ -11,8 +11,8 @@
 namespace annalctl {
 
 // The text of the line, no wider than the terminal.
-[[nodiscard]] std::string progress_text(const std::string& name, std::optional<int> percent, std::uint64_t events,
-                                        std::size_t width);
+[[nodiscard]] std::string progress_text(const std::string& name, std::optional<int> percent, std::uint64_t count,
+                                        const char* entries, std::size_t width);
 
 class Progress {
  public:
@@ -22,7 +22,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   // Draws at most ten times a second.
-  void show(const std::string& name, std::optional<int> percent, std::uint64_t events);
+  void show(const std::string& name, std::optional<int> percent, std::uint64_t count, const char* entries);
 
   // Makes room for another line.
   void clear();

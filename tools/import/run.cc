@@ -3,9 +3,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "Corix_annal.h"
 #include "tools/import/line_reader.h"
 #include "tools/import/progress.h"
+#include "tools/number.h"
 #include "tools/result.h"
 #include "tools/text.h"
 
@@ -26,8 +29,8 @@ bool is_blank_line(std::string_view line) {
 // The import of one file.
 class FileImport {
  public:
-  FileImport(std::string name, const ImportRequest& request, const Log& log, const StoreLine& store)
-      : name_(std::move(name)), request_(request), log_(log), store_(store), progress_(terminal_of(STDERR_FILENO)) {}
+  FileImport(std::string name, const ImportRequest& request, const Log& log, const LineStore& lines)
+      : name_(std::move(name)), request_(request), log_(log), lines_(lines), progress_(terminal_of(STDERR_FILENO)) {}
 
   enum class End {
     kComplete,
@@ -37,19 +40,28 @@ class FileImport {
   };
 
   End run(std::uint64_t from_line) {
+    End end = End::kUnreadable;
     try {
       LineReader reader(name_);
-      return read_lines(reader, from_line);
+      end = read_lines(reader, from_line);
     } catch (const ReadFailure& failure) {
       progress_.clear();
       complain(fmt::format("{}: {}", name_, failure.what()));
-      return End::kUnreadable;
     }
+    if (end != End::kStoreFailed && pending_ > 0 && !store_pending()) {
+      end = End::kStoreFailed;
+    }
+    progress_.clear();
+    return end == End::kComplete && refused_ > 0 ? End::kRefusedLines : end;
   }
 
   [[nodiscard]] std::string summary() const {
-    return fmt::format("{} {} from {}, {} refused\n", request_.dry_run ? "would import" : "imported",
-                       counted(stored_, log_.entries), printable(name_), counted(refused_, "lines"));
+    std::string text = fmt::format("{} {} from {}, {} refused", request_.dry_run ? "would import" : "imported",
+                                   counted(stored_, log_.entries), printable(name_), counted(refused_, "lines"));
+    if (left_out_ > 0) {
+      text += fmt::format(", {} left out", left_out_);
+    }
+    return text + "\n";
   }
 
  private:
@@ -62,8 +74,7 @@ class FileImport {
     for (;;) {
       const LineReader::Got got = reader.next(line);
       if (got == LineReader::Got::kEnd) {
-        progress_.clear();
-        return refused_ == 0 ? End::kComplete : End::kRefusedLines;
+        return End::kComplete;
       }
       if (reader.number() < from_line) {
         continue;
@@ -73,7 +84,7 @@ class FileImport {
       } else if (!take(line, reader.number())) {
         return End::kStoreFailed;
       }
-      progress_.show(name_, reader.percent(), stored_);
+      progress_.show(name_, reader.percent(), stored_, log_.entries);
     }
   }
 
@@ -85,34 +96,52 @@ class FileImport {
     if (is_blank_line(line)) {
       return true;
     }
-    const Call call{log_, fmt::format("store the {}", log_.entries), Purpose::kWriting};
-    int code = ANNAL_OK;
     try {
-      code = store_line(line);
+      require_text(line);
+      if (!lines_.take(line)) {
+        ++left_out_;
+        return true;
+      }
     } catch (const Refusal& refusal) {
       refuse(number, refusal.what());
       return true;
     }
-    if (code == ANNAL_OK) {
-      ++stored_;
+    if (pending_ == 0) {
+      first_pending_ = number;
+    }
+    ++pending_;
+    return pending_ < lines_.batch || store_pending();
+  }
+
+  // False when the import cannot go on.
+  bool store_pending() {
+    const std::size_t entries = std::exchange(pending_, 0);
+    const Call call{log_, fmt::format("store the {}", log_.entries), Purpose::kWriting};
+    const Stored result = request_.dry_run ? Stored{ANNAL_OK, entries} : lines_.store();
+    stored_ += result.count;
+    if (result.code == ANNAL_OK) {
       return true;
     }
-    if (is_bad_line(code)) {
-      refuse(number, code_text(code));
+    if (entries == 1 && is_bad_line(result.code)) {
+      refuse(first_pending_, code_text(result.code));
       return true;
     }
     progress_.clear();
-    static_cast<void>(report(call, code));
-    complain(fmt::format("stopped at line {0} of {1}, after {2}: import it again with --from-line {0}", number, name_,
-                         counted(stored_, fmt::format("stored {}", log_.entries))));
+    static_cast<void>(report(call, result.code));
+    if (result.count > 0) {
+      complain(fmt::format("stopped: only {} of {} from line {} of {} on are stored", result.count,
+                           counted(entries, log_.entries), first_pending_, name_));
+    } else {
+      complain(fmt::format("stopped at line {0} of {1}, after {2}: import it again with --from-line {0}",
+                           first_pending_, name_, counted(stored_, fmt::format("stored {}", log_.entries))));
+    }
     return false;
   }
 
-  int store_line(std::string_view line) {
+  static void require_text(std::string_view line) {
     if (line.find('\0') != std::string_view::npos) {
       throw Refusal("it holds a NUL character");
     }
-    return store_(line);
   }
 
   void refuse(std::uint64_t number, const std::string& reason) {
@@ -124,19 +153,30 @@ class FileImport {
   std::string name_;
   const ImportRequest& request_;
   const Log& log_;
-  const StoreLine& store_;
+  const LineStore& lines_;
   Progress progress_;
   std::uint64_t stored_ = 0;
   std::uint64_t refused_ = 0;
+  std::uint64_t left_out_ = 0;
+  std::size_t pending_ = 0;
+  std::uint64_t first_pending_ = 0;
 };
 
 }  // namespace
 
-int import_files(const ImportRequest& request, const Log& log, const StoreLine& store, Program& program) {
+void add_import_options(CLI::App& command, ImportRequest& request) {
+  command.add_option("FILE", request.files, "Files to read, also gzipped ones; '-' is standard input")->required();
+  command.add_option("--from-line", request.from_line, "Leave out the lines before this one in the first file")
+      ->type_name("N")
+      ->check(at_least(1));
+  command.add_flag("--dry-run", request.dry_run, "Only say what would be stored");
+}
+
+int import_files(const ImportRequest& request, const Log& log, const LineStore& lines, Program& program) {
   int status = kSuccess;
   std::uint64_t from_line = request.from_line;
   for (const std::string& file : request.files) {
-    FileImport import(file, request, log, store);
+    FileImport import(file, request, log, lines);
     const FileImport::End end = import.run(from_line);
     program.output.write(import.summary());
     program.output.finish();

@@ -1,6 +1,8 @@
 // Imports files line by line, whichever log their lines go to.
 #pragma once
 
+#include <CLI/CLI.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -17,10 +19,23 @@ struct ImportRequest {
   bool dry_run = false;
 };
 
-// Takes one line and returns the library's result. Throws Refusal for a bad line.
-using StoreLine = std::function<int(std::string_view line)>;
+void add_import_options(CLI::App& command, ImportRequest& request);
 
-// Returns the exit status. doing is the call of one store, for reporting.
-[[nodiscard]] int import_files(const ImportRequest& request, const Log& log, const StoreLine& store, Program& program);
+struct Stored {
+  int code;           // the library's
+  std::size_t count;  // of entries that are stored, also when others are not
+};
+
+// Where the lines go.
+struct LineStore {
+  // Makes an entry of a line, or leaves the line out and returns false. Throws Refusal for a bad line.
+  std::function<bool(std::string_view line)> take;
+  // Stores what has been taken since it did so last.
+  std::function<Stored()> store;
+  std::size_t batch;  // so many entries are stored at once
+};
+
+// Returns the exit status.
+[[nodiscard]] int import_files(const ImportRequest& request, const Log& log, const LineStore& lines, Program& program);
 
 }  // namespace annalctl
