@@ -100,6 +100,105 @@ TEST_F(AnnalctlList, GeneralOptionsMayStandBeforeOrBehindTheCommand) {
   EXPECT_EQ(annalctl({"event", "count"}).out, "60\n");
 }
 
+// One event with something to find in every column, between two others.
+class AnnalctlSearch : public AnnalctlEventTest {
+ protected:
+  void SetUp() override {
+    AnnalctlEventTest::SetUp();
+    ASSERT_EQ(annalctl({"event", "add", "old", "--time", "2020-01-01 10:00:00"}).status, 0);
+    ASSERT_EQ(annalctl({"event",          "add",         "m-this",        "--time",       "2026-05-05 12:00:00",
+                        "--type",         "warning",     "--user",        "u-this",       "--ip",
+                        "10.9.9.9",       "--computer",  "c-this",        "--app-id",     "ai-this",
+                        "--app",          "a-this",      "--category-id", "ci-this",      "--category",
+                        "ca-this",        "--client-id", "i-this",        "--client-app", "p-this",
+                        "--client-agent", "g-this"})
+                  .status,
+              0);
+    ASSERT_EQ(annalctl({"event", "add", "new", "--time", "2030-01-01 10:00:00"}).status, 0);
+  }
+
+  static Texts found(Texts options) {
+    options.insert(options.begin(), {"event", "list", "--all", "--json"});
+    Texts texts;
+    for (const std::string& line : lines_of(annalctl(options).out)) {
+      texts.push_back(Json::parse(line)["event_desc"]);
+    }
+    return texts;
+  }
+};
+
+TEST_F(AnnalctlSearch, EachFilterSelectsByItsColumn) {
+  const std::vector<Texts> old{{"--user", "u-th"},
+                               {"--exact-user", "u-this"},
+                               {"--ip", "10.9"},
+                               {"--computer", "C-TH"},
+                               {"--text", "m-th"},
+                               {"--type", "warning"},
+                               {"--since", "2026-05-05", "--until", "2026-05-05"},
+                               {"--since", "2026-05-05 12:00:00", "--until", "2026-05-05 12:00:00"}};
+  const std::vector<Texts> later{{"--app-id", "ai-th"},      {"--app", "a-th"},
+                                 {"--category-id", "ci-th"}, {"--category", "ca-th"},
+                                 {"--client-id", "i-th"},    {"--client-app", "p-th"},
+                                 {"--client-agent", "g-th"}, {"--user", "u", "--app", "a", "--client-app", "p-"}};
+  for (const std::vector<Texts>& filters : {old, later}) {
+    for (const Texts& filter : filters) {
+      EXPECT_EQ(found(filter), Texts{"m-this"}) << filter[0];
+      EXPECT_EQ(count(filter), 1) << filter[0];
+    }
+  }
+  for (Texts filter : old) {
+    filter.insert(filter.begin(), {"event", "group", "--by", "id", "--csv"});
+    EXPECT_EQ(lines_of(annalctl(filter).out).size(), 2U) << filter[5];
+  }
+  for (Texts filter : later) {
+    filter.insert(filter.begin(), {"event", "group", "--by", "id"});
+    if (filter[4] != "--user") {
+      EXPECT_EQ(annalctl(filter).status, 2) << filter[4];
+    }
+  }
+  EXPECT_EQ(count({"--exact-user", "u-thi"}), 0);
+  EXPECT_EQ(found({"--text", "x' OR 1 --"}), Texts{});
+}
+
+TEST_F(AnnalctlSearch, PeriodMayBeOpenAtEitherEnd) {
+  EXPECT_EQ(found({"--since", "2026-05-05 12:00:00"}), (Texts{"new", "m-this"}));
+  EXPECT_EQ(found({"--since", "2026-05-05 12:00:01"}), Texts{"new"});
+  EXPECT_EQ(found({"--until", "2026-05-05 12:00:00"}), (Texts{"m-this", "old"}));
+  EXPECT_EQ(found({"--until", "2026-05-05 11:59:59"}), Texts{"old"});
+  EXPECT_EQ(found({"--since", "today", "--until", "-1d"}), Texts{});
+  EXPECT_EQ(annalctl({"event", "list", "--since", "2026-02-02", "--until", "2026-02-01"}).status, 2);
+  const Finished refused = annalctl({"event", "count", "--since", "soon"});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.err.find("--since: 'soon' is no time"), std::string::npos) << refused.err;
+}
+
+TEST_F(AnnalctlSearch, CombinationThatTheLibraryRefusesIsExplainedWithOneThatWorks) {
+  for (Texts filter : std::vector<Texts>{{"--category-id", "c", "--category", "c"},
+                                         {"--client-id", "i", "--app", "a"},
+                                         {"--client-app", "p", "--category", "c"},
+                                         {"--client-agent", "g", "--category-id", "c"},
+                                         {"--client-agent", "g", "--app-id", "a"}}) {
+    for (const char* verb : {"list", "count", "tail"}) {
+      Texts command{"event", verb};
+      command.insert(command.end(), filter.begin(), filter.end());
+      const Finished finished = annalctl(command);
+      EXPECT_EQ(finished.status, 2) << filter[0];
+      EXPECT_NE(finished.err.find("--since 0001-01-01"), std::string::npos) << finished.err;
+    }
+    filter.insert(filter.end(), {"--since", "0001-01-01"});
+    EXPECT_EQ(found(filter), Texts{"m-this"}) << filter[0];
+    EXPECT_EQ(count(filter), 1) << filter[0];
+  }
+  EXPECT_EQ(found({"--category-id", "ci", "--category", "ca", "--app", "a"}), Texts{"m-this"});
+}
+
+TEST_F(AnnalctlSearch, LaterColumnsCanBeSortedBy) {
+  for (const char* sort : {"app-id", "app", "category-id", "category"}) {
+    EXPECT_EQ(found({"--sort", sort, "--reverse"}).front(), "m-this") << sort;
+    EXPECT_EQ(annalctl({"event", "group", "--by", "id", "--sort", sort}).status, 2) << sort;
+  }
+}
+
 TEST_F(AnnalctlEventTest, StoredControlCharactersDoNotReachATableRaw) {
   ASSERT_EQ(annalctl({"event", "add", "x", "--user", "\033]0;owned\a", "--app", "bad\xff"}).status, 0);
   const std::string table = annalctl({"event", "list"}).out;

@@ -5,6 +5,7 @@
 #include "tools/import/json_lines.h"
 #include "tools/import/progress.h"
 #include "tools/time_text.h"
+#include "tools/when.h"
 
 namespace annalctl {
 
@@ -35,6 +36,72 @@ TEST(TimeText, WhatIsNoTimeIsNone) {
     EXPECT_FALSE(parse_time(text).has_value()) << text;
   }
   EXPECT_TRUE(parse_time("2024-02-29 00:00:00").has_value());
+}
+
+TEST(When, ReadsWhatPeopleSay) {
+  const auto moment = [](std::int64_t seconds) { return std::pair(seconds, seconds); };
+  const std::vector<std::pair<const char*, std::pair<std::int64_t, std::int64_t>>> cases{
+      {"now", moment(now())},
+      {"2026-11-21 10:00:00", moment(local(2026, 11, 21, 10, 0, 0))},
+      {"2026-11-21T10:00:00Z", moment(1795255200)},
+      {"@1795255200", moment(1795255200)},
+      {"2026-11-20", {local(2026, 11, 20, 0, 0, 0), local(2026, 11, 20, 23, 59, 59)}},
+      {"today", {local(2026, 11, 21, 0, 0, 0), local(2026, 11, 21, 23, 59, 59)}},
+      {"yesterday", {local(2026, 11, 20, 0, 0, 0), local(2026, 11, 20, 23, 59, 59)}},
+      {"-90s", moment(now() - 90)},
+      {"-5m", moment(now() - 300)},
+      {"-2h", moment(now() - 7200)},
+      {"-1d", moment(local(2026, 11, 20, 12, 0, 0))},
+      {"-3w", moment(local(2026, 10, 31, 12, 0, 0))},
+      {"1 second ago", moment(now() - 1)},
+      {"90 minutes ago", moment(now() - 5400)},
+      {"1 hour ago", moment(now() - 3600)},
+      {"2 days ago", moment(local(2026, 11, 19, 12, 0, 0))},
+      {"1 week ago", moment(local(2026, 11, 14, 12, 0, 0))},
+      {"2 months ago", moment(local(2026, 9, 21, 12, 0, 0))},
+      {"1 year ago", moment(local(2025, 11, 21, 12, 0, 0))},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(parse_when(text, now(), EndOfDay::kFirst), expected.first) << text;
+    EXPECT_EQ(parse_when(text, now(), EndOfDay::kLast), expected.second) << text;
+  }
+}
+
+TEST(When, WhatIsNoTimeIsNone) {
+  for (const char* text : {"",
+                           "soon",
+                           "-",
+                           "-h",
+                           "-2",
+                           "-2x",
+                           "--2h",
+                           "2h",
+                           "2 days",
+                           "days ago",
+                           " days ago",
+                           "2 ago",
+                           "2  ago",
+                           "-2 days ago",
+                           "2 fortnights ago",
+                           "2 dayss ago",
+                           "2026-11",
+                           "2026-11-31",
+                           "2026-11-21 10:00",
+                           "yesterday ",
+                           "1x days ago",
+                           "99999999999 days ago",
+                           "1000000001 days ago",
+                           "1000000000 weeks ago"}) {
+    EXPECT_FALSE(parse_when(text, now(), EndOfDay::kFirst).has_value()) << text;
+  }
+}
+
+TEST(When, LogsHaveDateAndTimeOfFourDigitYears) {
+  const DateAndTime moment = date_and_time(local(2026, 1, 2, 3, 4, 5));
+  EXPECT_EQ(moment.date, "2026-01-02");
+  EXPECT_EQ(moment.time, "03:04:05");
+  EXPECT_THROW(static_cast<void>(date_and_time(local(9999, 12, 31, 0, 0, 0) + 864000)), Refusal);
+  EXPECT_THROW(static_cast<void>(date_and_time(-99999999999)), Refusal);
 }
 
 TEST(TimeText, OnlyThirtyTwoBitsAndNotZeroCanBeStored) {

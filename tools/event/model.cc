@@ -1,5 +1,7 @@
 #include "tools/event/model.h"
 
+#include <array>
+
 #include "Corix_annal.h"
 #include "tools/level.h"
 
@@ -31,8 +33,10 @@ enum Place : std::size_t {
 };
 
 constexpr std::array kSortChoices{
-    Choice{"date", 0},      Choice{"time", 2}, Choice{"type", 4},   Choice{"user", 6},       Choice{"ip", 8},
-    Choice{"computer", 10}, Choice{"id", 12},  Choice{"msgid", 14}, Choice{"timestamp", 16},
+    Choice{"date", 0},       Choice{"time", 2},      Choice{"type", 4}, Choice{"user", 6},
+    Choice{"ip", 8},         Choice{"computer", 10}, Choice{"id", 12},  Choice{"msgid", 14},
+    Choice{"timestamp", 16}, Choice{"app-id", 18},   Choice{"app", 20}, Choice{"category-id", 22},
+    Choice{"category", 24},
 };
 
 constexpr TableColumn kIdCell{"ID", kId, true};
@@ -86,11 +90,8 @@ const Log kLog{
     .count = count_all,
 };
 
-const std::span<const Choice> kSorts = kSortChoices;
-const std::span<const Grouping> kGroupings = kGroupingTable;
-
-RowShape listed_shape() {
-  return {{kColumns.begin(), kColumns.end()}, kListCells};
-}
+constinit const std::span<const Choice> kSorts = kSortChoices;
+constinit const std::span<const Grouping> kGroupings = kGroupingTable;
+constinit const std::span<const TableColumn> kListTable = kListCells;
 
 }  // namespace annalctl::event

@@ -1,0 +1,172 @@
+#include "tools/search.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/listing.h"
+#include "tools/result.h"
+#include "tools/tail.h"
+#include "tools/when.h"
+
+namespace annalctl {
+
+namespace {
+
+struct Selection {
+  Filters filters;
+  std::optional<unsigned> sort;
+  bool reverse = false;
+  Page page;
+
+  // The order asked for, or the one of the command.
+  [[nodiscard]] unsigned order(unsigned usual) const {
+    const unsigned code = sort.value_or(usual);
+    return reverse ? code ^ 1U : code;
+  }
+};
+
+struct GroupArguments {
+  Selection selection;
+  std::vector<Choice> choices;  // the names of the groupings, as options want them
+  std::optional<unsigned> by;
+  bool by_size = false;
+};
+
+struct TailArguments {
+  Filters filters;
+  TailOptions options;
+};
+
+std::string footer(const char* notes, const char* examples) {
+  return fmt::format("{}{}{}\n\nExamples:\n{}", notes, kFilterNotes, kWhenForms, examples);
+}
+
+void add_selection_options(CLI::App& command, Selection& selection, std::span<const Choice> sorts) {
+  auto* const sort = add_choice(command, "--sort", selection.sort, sorts, "Order, ascending");
+  auto* const reverse = command.add_flag("--reverse", selection.reverse, "Turn the order round");
+  auto* const newest = command.add_flag_callback(
+      "--newest", [&selection] { selection.sort = kNewestFirst; }, "Newest date first");
+  auto* const oldest = command.add_flag_callback(
+      "--oldest", [&selection] { selection.sort = kOldestFirst; }, "Oldest date first");
+  newest->excludes(sort)->excludes(reverse)->excludes(oldest);
+  oldest->excludes(sort)->excludes(reverse);
+  add_page_options(command, selection.page);
+}
+
+void prepare(const Search& search, Filters& filters) {
+  filters.resolve_period();
+  search.check(filters);
+  search.match_users(filters.exact_user());
+}
+
+RowShape listed_shape(const Search& search) {
+  return {{search.log.columns.begin(), search.log.columns.end()}, search.table};
+}
+
+RowShape grouped_shape(const Search& search, const Grouping& grouping) {
+  RowShape shape = listed_shape(search);
+  shape.columns.push_back({"count", true});
+  shape.table = grouping.table;
+  return shape;
+}
+
+Listing listing_of(const Search& search, const Filters& filters, unsigned sort) {
+  return {
+      {search.log, fmt::format("list the {}", search.log.entries), Purpose::kReading},
+      listed_shape(search),
+      [&search, &filters, sort](annal_row_callback callback, void* context, Page::Range range) {
+        return search.list(filters, {callback, context, sort, range});
+      },
+  };
+}
+
+int run_list(const Search& search, Selection& selection, Program& program) {
+  prepare(search, selection.filters);
+  return show_page(listing_of(search, selection.filters, selection.order(kNewestFirst)), selection.page, program);
+}
+
+int run_tail(const Search& search, TailArguments& arguments, Program& program) {
+  prepare(search, arguments.filters);
+  return show_tail({listing_of(search, arguments.filters, kHighestIdFirst)}, arguments.options, program);
+}
+
+int run_count(const Search& search, Filters& filters, Program& program) {
+  prepare(search, filters);
+  if (!log_is_there(search.log)) {
+    return kFailure;
+  }
+  const Call call{search.log, fmt::format("count the {}", search.log.entries), Purpose::kReading};
+  const int count = search.count(filters);
+  if (count < 0) {
+    return report(call, count);
+  }
+  write_number(program.format(), "count", count, program.output);
+  return kSuccess;
+}
+
+int run_group(const Search& search, GroupArguments& arguments, Program& program) {
+  Selection& selection = arguments.selection;
+  prepare(search, selection.filters);
+  const unsigned by = arguments.by.value_or(0);
+  const Grouping& grouping = *std::find_if(search.groupings.begin(), search.groupings.end(),
+                                           [by](const Grouping& one) { return one.choice.code == by; });
+  const unsigned sort = selection.order(grouping.sort);
+  const Listing listing{
+      {search.log, fmt::format("group the {}", search.log.entries), Purpose::kReading},
+      grouped_shape(search, grouping),
+      [&search, &selection, by, sort](annal_row_callback callback, void* context, Page::Range range) {
+        return search.group(selection.filters, by, {callback, context, sort, range});
+      },
+  };
+  return (arguments.by_size ? show_largest : show_page)(listing, selection.page, program);
+}
+
+}  // namespace
+
+void add_list_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command =
+      commands.add_subcommand("list", fmt::format("Show {}, the newest first", search.log.entries));
+  const auto selection = std::make_shared<Selection>();
+  command->footer(footer("Without --sort and --oldest the newest date comes first.\n", search.list_examples));
+  selection->filters.add_options(*command, search.filters, search.log.entries);
+  add_selection_options(*command, *selection, search.sorts);
+  command->callback([selection, &program, &search] { program.status = run_list(search, *selection, program); });
+}
+
+void add_tail_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command = commands.add_subcommand(
+      "tail", fmt::format("Show the newest {}, and each new one when it is there", search.log.entries));
+  const auto arguments = std::make_shared<TailArguments>();
+  command->footer(fmt::format("{}{}\n\n{}", kFilterNotes, kWhenForms, tail_footer(search.log)));
+  add_tail_options(*command, arguments->options);
+  arguments->filters.add_options(*command, search.filters, search.log.entries);
+  command->callback([arguments, &program, &search] { program.status = run_tail(search, *arguments, program); });
+}
+
+void add_count_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command = commands.add_subcommand("count", fmt::format("Print the number of {}", search.log.entries));
+  const auto filters = std::make_shared<Filters>();
+  command->footer(footer("", search.count_examples));
+  filters->add_options(*command, search.filters, search.log.entries);
+  command->callback([filters, &program, &search] { program.status = run_count(search, *filters, program); });
+}
+
+void add_group_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command =
+      commands.add_subcommand("group", fmt::format("Show groups of {} and their sizes", search.log.entries));
+  const auto arguments = std::make_shared<GroupArguments>();
+  std::transform(search.groupings.begin(), search.groupings.end(), std::back_inserter(arguments->choices),
+                 [](const Grouping& grouping) { return grouping.choice; });
+  command->footer(footer(search.group_notes, search.group_examples));
+  add_choice(*command, "--by", arguments->by, arguments->choices, "What those of a group share")->required();
+  arguments->selection.filters.add_options(*command, search.filters.first(search.group_texts), search.log.entries);
+  add_selection_options(*command, arguments->selection, search.sorts.first(search.group_sorts));
+  command->add_flag("--by-size", arguments->by_size, "Largest groups first; --sort decides between equal ones");
+  command->callback([arguments, &program, &search] { program.status = run_group(search, *arguments, program); });
+}
+
+}  // namespace annalctl

@@ -1,0 +1,32 @@
+// Points of time as people say them: "2026-11-21", "yesterday", "2 days ago", "-2h".
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace annalctl {
+
+// Which end of a day is meant by a text that names the day alone.
+enum class EndOfDay {
+  kFirst,
+  kLast,
+};
+
+// Seconds since 1970; nothing for a text that is no time.
+[[nodiscard]] std::optional<std::int64_t> parse_when(std::string_view text, std::int64_t now, EndOfDay end);
+
+// What parse_when reads, for a help text.
+extern const char* const kWhenForms;
+
+// A moment as the logs have it: local date and time.
+struct DateAndTime {
+  std::string date;
+  std::string time;
+};
+
+// Throws Refusal for a year that has no four digits.
+[[nodiscard]] DateAndTime date_and_time(std::int64_t seconds);
+
+}  // namespace annalctl
