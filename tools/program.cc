@@ -10,6 +10,7 @@
 #include <string>
 
 #include "tools/catalog/commands.h"
+#include "tools/conn/commands.h"
 #include "tools/event/commands.h"
 #include "tools/fileop/commands.h"
 #include "tools/notice/commands.h"
@@ -26,6 +27,9 @@ constexpr char kFooter[] =
     "  annalctl event list --type error --limit 20\n"
     "  annalctl event list --all --json > events.jsonl\n"
     "  annalctl event import /var/log/dpkg.log\n"
+    "  annalctl event tail --type warning\n"
+    "  annalctl conn import /var/log/auth.log\n"
+    "  annalctl conn group --by ip --failed --since -7d --by-size\n"
     "  annalctl fileop --db operations.db list --path /share/photos\n"
     "  annalctl notice list --severity error --days 7\n"
     "  annalctl notice age 30\n"
@@ -111,6 +115,7 @@ int run_program(int argc, char** argv) {
   app.require_subcommand(1);
   add_general_options(app, program);
   add_event_commands(app, program);
+  add_conn_commands(app, program);
   add_fileop_commands(app, program);
   add_notice_commands(app, program);
   add_facilities(app, program);

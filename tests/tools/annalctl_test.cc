@@ -266,14 +266,17 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
 
 TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
   const std::vector<std::vector<std::string>> all{
-      {"event", "create"}, {"event", "add"},     {"event", "list"},    {"event", "count"},
-      {"event", "tail"},   {"event", "group"},   {"event", "delete"},  {"event", "trim"},
-      {"event", "flush"},  {"event", "migrate"}, {"event", "import"},  {"notice", "create"},
-      {"notice", "age"},   {"notice", "delete"}, {"notice", "flush"},  {"notice", "migrate"},
-      {"notice", "add"},   {"notice", "list"},   {"notice", "count"},  {"notice", "group"},
-      {"notify"},          {"facilities"},       {"fileop", "create"}, {"fileop", "add"},
-      {"fileop", "list"},  {"fileop", "count"},  {"fileop", "tail"},   {"fileop", "delete"},
-      {"fileop", "flush"}, {"fileop", "import"},
+      {"conn", "create"},   {"conn", "add"},      {"conn", "list"},      {"conn", "tail"},
+      {"conn", "count"},    {"conn", "group"},    {"conn", "delete"},    {"conn", "trim"},
+      {"conn", "flush"},    {"conn", "migrate"},  {"conn", "import"},    {"event", "create"},
+      {"event", "add"},     {"event", "list"},    {"event", "count"},    {"event", "tail"},
+      {"event", "group"},   {"event", "delete"},  {"event", "trim"},     {"event", "flush"},
+      {"event", "migrate"}, {"event", "import"},  {"notice", "create"},  {"notice", "age"},
+      {"notice", "delete"}, {"notice", "flush"},  {"notice", "migrate"}, {"notice", "add"},
+      {"notice", "list"},   {"notice", "count"},  {"notice", "group"},   {"notify"},
+      {"facilities"},       {"fileop", "create"}, {"fileop", "add"},     {"fileop", "list"},
+      {"fileop", "count"},  {"fileop", "tail"},   {"fileop", "delete"},  {"fileop", "flush"},
+      {"fileop", "import"},
   };
   for (const auto& command : all) {
     std::vector<std::string> arguments = command;

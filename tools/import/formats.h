@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "tools/import/log_line.h"
@@ -24,6 +25,16 @@ enum class LineFormat {
 // "Jun 14 15:16:01 host program(module)[123]: text", or with an ISO time in front. The first form names no year: it is
 // the latest in which the time does not lie after now.
 [[nodiscard]] LogLine parse_syslog(std::string_view line, std::int64_t now);
+
+// What an OpenSSH server's line says about somebody who wanted to log in. The texts are parts of the line.
+struct LogIn {
+  bool accepted;
+  std::string_view user;
+  std::string_view address;
+};
+
+// Nothing for the lines that say something else, or say the same once more.
+[[nodiscard]] std::optional<LogIn> log_in_of(const LogLine& line);
 
 // Whether a syslog line could begin with this text: "Jun 14 15:16:01" or "2026-11-21T10:00:00".
 [[nodiscard]] bool begins_with_month(std::string_view line);

@@ -1,0 +1,116 @@
+#include "tools/conn/model.h"
+
+#include <array>
+
+#include "Corix_annal.h"
+#include "tools/text.h"
+
+namespace annalctl::conn {
+
+namespace {
+
+constexpr std::array kColumns{
+    Column{"conn_id", true},         Column{"conn_type", true},        Column{"conn_date", false},
+    Column{"conn_time", false},      Column{"conn_user", false},       Column{"conn_ip", false},
+    Column{"conn_comp", false},      Column{"conn_res", false},        Column{"conn_serv", true},
+    Column{"conn_action", true},     Column{"conn_app", false},        Column{"conn_action_result", true},
+    Column{"conn_client_id", false}, Column{"conn_client_app", false}, Column{"conn_client_agent", false},
+};
+
+// Where those columns are in a row.
+enum Place : std::size_t {
+  kId = 0,
+  kType = 1,
+  kDate = 2,
+  kTime = 3,
+  kUser = 4,
+  kAddress = 5,
+  kComputer = 6,
+  kResource = 7,
+  kService = 8,
+  kAction = 9,
+  kApplication = 10,
+  kResult = 11,
+  kSize = kColumns.size(),  // of a group
+};
+
+constexpr std::array kSortChoices{
+    Choice{"date", 0},    Choice{"time", 2},      Choice{"type", 4},    Choice{"user", 6},
+    Choice{"ip", 8},      Choice{"computer", 10}, Choice{"id", 12},     Choice{"service", 14},
+    Choice{"action", 16}, Choice{"app", 18},      Choice{"result", 20},
+};
+
+constexpr std::array kResults{Choice{"ok", kSucceeded}, Choice{"failed", kFailed}};
+
+Cell result_cell(const char* code) {
+  const std::string name = name_of(kResults, code);
+  return {name == code ? printable(name) : name, name == "failed" ? Style::kWarning : Style::kPlain};
+}
+
+constexpr TableColumn kIdCell{"ID", kId, true};
+constexpr TableColumn kDateCell{"Date", kDate};
+constexpr TableColumn kTimeCell{"Time", kTime};
+constexpr TableColumn kLevelCell{"Level", kType, false, level_cell};
+constexpr TableColumn kUserCell{"User", kUser};
+constexpr TableColumn kAddressCell{"Address", kAddress};
+constexpr TableColumn kComputerCell{"Computer", kComputer};
+constexpr TableColumn kServiceCell{"Service", kService, true};
+constexpr TableColumn kActionCell{"Action", kAction, true};
+constexpr TableColumn kResultCell{"Result", kResult, false, result_cell};
+constexpr TableColumn kApplicationCell{"Application", kApplication};
+constexpr TableColumn kResourceCell{"Resource", kResource};
+constexpr TableColumn kSizeCell{"Count", kSize, true};
+
+constexpr std::array kListCells{kIdCell,      kDateCell,   kTimeCell,   kLevelCell,       kUserCell,    kAddressCell,
+                                kServiceCell, kActionCell, kResultCell, kApplicationCell, kResourceCell};
+
+constexpr std::array kByIdCells{kSizeCell, kIdCell, kDateCell, kTimeCell, kUserCell, kAddressCell, kResourceCell};
+constexpr std::array kByTypeCells{kSizeCell, kLevelCell};
+constexpr std::array kByDateCells{kSizeCell, kDateCell};
+constexpr std::array kByTimeCells{kSizeCell, kTimeCell};
+constexpr std::array kByUserCells{kSizeCell, kUserCell};
+constexpr std::array kByAddressCells{kSizeCell, kAddressCell};
+constexpr std::array kByComputerCells{kSizeCell, kComputerCell};
+constexpr std::array kByResourceCells{kSizeCell, kResourceCell};
+constexpr std::array kByServiceCells{kSizeCell, kServiceCell};
+constexpr std::array kByActionCells{kSizeCell, kActionCell};
+constexpr std::array kByApplicationCells{kSizeCell, kApplicationCell};
+constexpr std::array kByResultCells{kSizeCell, kResultCell};
+
+// There is no order by resource, so those groups stand by date.
+constexpr std::array kGroupingTable{
+    Grouping{{"id", 0}, 12, kByIdCells},
+    Grouping{{"type", 1}, 4, kByTypeCells},
+    Grouping{{"date", 2}, 0, kByDateCells},
+    Grouping{{"time", 3}, 2, kByTimeCells},
+    Grouping{{"user", 4}, 6, kByUserCells},
+    Grouping{{"ip", 5}, 8, kByAddressCells},
+    Grouping{{"computer", 6}, 10, kByComputerCells},
+    Grouping{{"resource", 7}, 0, kByResourceCells},
+    Grouping{{"service", 8}, 14, kByServiceCells},
+    Grouping{{"action", 9}, 16, kByActionCells},
+    Grouping{{"app", 10}, 18, kByApplicationCells},
+    Grouping{{"result", 11}, 20, kByResultCells},
+};
+
+int count_all() noexcept {
+  constexpr unsigned kAllLevels = 0;
+  return annal_conn_query_count(kAllLevels);
+}
+
+}  // namespace
+
+const Log kLog{
+    .name = "conn",
+    .entries = "connections",
+    .path = "/etc/logs/conn.log",
+    .table = "ANNAL_CONN",
+    .columns = kColumns,
+    .count = count_all,
+};
+
+constinit const std::span<const Choice> kSorts = kSortChoices;
+constinit const std::span<const Grouping> kGroupings = kGroupingTable;
+constinit const std::span<const TableColumn> kListTable = kListCells;
+
+}  // namespace annalctl::conn
