@@ -110,7 +110,25 @@ run annalctl fileop --db "$operations" count
 heading "13. Where did that file come from? Found by a part of its path, in either case"
 run annalctl fileop --db "$operations" list --path "DEMO/consumers.cc"
 
-heading "14. Files that any SQLite tool can read"
+heading "14. Who logged in, and who only tried? The lines of an OpenSSH server become connections, names like SQL included"
+run annalctl conn create
+attempts() {
+  local time outcome
+  time=$(date +%Y-%m-%dT%H:%M:%S%:z)
+  for outcome in "Accepted password for ann from 10.0.0.5" "Failed password for root from 203.0.113.7" \
+    "Failed password for invalid user oracle from 203.0.113.7" "Failed password for root from 198.51.100.9" \
+    "Failed password for invalid user x'); DROP TABLE ANNAL_CONN; -- from 203.0.113.7"; do
+    echo "$time nas sshd[4711]: $outcome port 50022 ssh2"
+  done
+  echo "$time nas sshd[4711]: Connection closed by 203.0.113.7 port 50022 [preauth]"
+}
+attempts | run annalctl conn import -
+run annalctl conn group --by ip --failed --since today --by-size
+
+heading "15. The newest of them (without --no-follow each new one is shown when it is there)"
+run annalctl conn tail --no-follow --lines 4
+
+heading "16. Files that any SQLite tool can read"
 run ls -l /etc/logs
 
 cat <<END
