@@ -1,0 +1,45 @@
+// A batch whose transaction SQLite undoes half-way, as it does when a disk is full.
+#include <sqlite3.h>
+
+#include <array>
+
+#include "Corix_annal.h"
+#include "common/paths.h"
+#include "tests/support/log_file.h"
+#include "tests/trust/shim_vfs.h"
+#include "tests/trust/trust_test.h"
+
+namespace annal::test {
+namespace {
+
+constexpr DiskFault kFullDisk{"write to a full disk", DiskOperation::kWrite, SQLITE_FULL};
+
+class UndoneBatch : public TrustTest {
+ protected:
+  void SetUp() override {
+    TrustTest::SetUp();
+    ASSERT_EQ(annal_conn_create_tbl(0, 0), ANNAL_OK);
+    ASSERT_EQ(annal_conn_remove_trigger_logfull(), ANNAL_OK);  // with one, SQLite undoes the insert alone
+  }
+};
+
+TEST_F(UndoneBatch, StoresNoneOfTheRecordsBehind) {
+  std::array<ConnRecord, 3> records{};
+  Disk::fail(kFullDisk, 1, Lasting::kOnce);
+  int inserted = -1;
+  EXPECT_EQ(annal_conn_add_entries2(records.data(), 3, &inserted), ANNAL_INSERT_FAILED);
+  Disk::count();
+  EXPECT_EQ(inserted, 0);
+  EXPECT_EQ(value(kConnLog, "SELECT COUNT(*) FROM ANNAL_CONN;"), "0");
+}
+
+TEST_F(UndoneBatch, HandsTheRecordsBehindOn) {
+  std::array<ConnRecord, 3> records{};
+  Disk::fail(kFullDisk, 1, Lasting::kOnce);
+  int inserted = -1;
+  EXPECT_EQ(annal_conn_add_entries2(records.data(), 3, &inserted), ANNAL_INSERT_FAILED);
+  EXPECT_EQ(PlatformRecorder::calls_of("SendConnToZSyslogd").size(), 3U);
+}
+
+}  // namespace
+}  // namespace annal::test

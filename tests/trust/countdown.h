@@ -1,0 +1,35 @@
+// Which of a row of like operations fails: the nth, once or from then on.
+#pragma once
+
+namespace annal::test {
+
+enum class Lasting { kOnce, kFromThenOn };
+
+class Countdown {
+ public:
+  void arm(int nth, Lasting lasting) noexcept { *this = Countdown(nth, lasting); }
+  // Goes on counting, and nothing fails.
+  void count_only() noexcept { *this = Countdown(0, Lasting::kOnce); }
+
+  [[nodiscard]] bool strikes() noexcept {
+    ++seen_;
+    const bool now = nth_ > 0 && (lasting_ == Lasting::kOnce ? seen_ == nth_ : seen_ >= nth_);
+    struck_ += now ? 1 : 0;
+    return now;
+  }
+
+  [[nodiscard]] int seen() const noexcept { return seen_; }
+  [[nodiscard]] int struck() const noexcept { return struck_; }
+
+  Countdown() noexcept = default;
+
+ private:
+  Countdown(int nth, Lasting lasting) noexcept : nth_(nth), lasting_(lasting) {}
+
+  int nth_ = 0;
+  Lasting lasting_ = Lasting::kOnce;
+  int seen_ = 0;
+  int struck_ = 0;
+};
+
+}  // namespace annal::test
