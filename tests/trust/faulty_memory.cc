@@ -173,10 +173,12 @@ void* allocate_for(const void* caller, Allocate allocate) {
 
 // libc's own, under the names by which it keeps them for a program that brings others.
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are libc's
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void __libc_free(void* memory);
+// NOLINTEND(bugprone-reserved-identifier)
 
 void* malloc(std::size_t size) {
   return annal::test::allocate_for(__builtin_return_address(0), [=] { return __libc_malloc(size); });

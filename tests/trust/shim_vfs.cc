@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -54,10 +54,26 @@ struct TrackedFile {
   bool creation_unsynced = false;
 };
 
+// The same throws on every machine for the same seed.
+class Dice {
+ public:
+  Dice() = default;
+  explicit Dice(unsigned seed) : state_(seed) {}
+  unsigned operator()() {
+    state_ += 0x9E3779B97F4A7C15U;
+    std::uint64_t mixed = (state_ ^ (state_ >> 30U)) * 0xBF58476D1CE4E5B9U;
+    mixed = (mixed ^ (mixed >> 27U)) * 0x94D049BB133111EBU;
+    return static_cast<unsigned>(mixed >> 32U);
+  }
+
+ private:
+  std::uint64_t state_ = 0;
+};
+
 struct PowerState {
   bool on = false;
   Folder folder = Folder::kInOrder;
-  std::mt19937 dice;
+  Dice dice;
   std::map<std::string, TrackedFile> files;
   std::map<std::string, std::string> deleted;  // unsynced deletions, with what would come back
   int barriers = 0;
@@ -394,7 +410,7 @@ void Power::on(Folder folder, unsigned seed) {
   power = {};
   power.on = true;
   power.folder = folder;
-  power.dice.seed(seed);
+  power.dice = Dice(seed);
   for (const fs::directory_entry& entry : fs::directory_iterator(kLogFolder)) {
     power.files[entry.path()].safe = read_file(entry.path());
   }

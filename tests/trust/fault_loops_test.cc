@@ -1,0 +1,214 @@
+// Every exported function meets every failing allocation and every failing operation of the disk, one at a time and
+// from one on: it answers a documented code, and what it leaves is what that code says.
+#include <signal.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "Corix_annal.h"
+#include "tests/trust/faulty_memory.h"
+#include "tests/trust/scenarios.h"
+#include "tests/trust/shim_vfs.h"
+#include "tests/trust/trust_test.h"
+
+namespace annal::test {
+namespace {
+
+// What the process was at when it crashed: a test that is gone cannot say.
+char at_work[200];
+
+void tell_and_die(int signal) {
+  const iovec message[] = {{const_cast<char*>("crashed at: "), 12}, {at_work, strnlen(at_work, sizeof at_work)}};
+  [[maybe_unused]] const ssize_t told = writev(STDERR_FILENO, message, 2);
+  struct sigaction usual {};
+  usual.sa_handler = SIG_DFL;
+  sigaction(signal, &usual, nullptr);
+  raise(signal);
+}
+
+class EveryFunction : public TrustTest, public testing::WithParamInterface<Scenario> {
+ protected:
+  void SetUp() override {
+    TrustTest::SetUp();
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL}) {
+      struct sigaction action {};
+      action.sa_handler = &tell_and_die;
+      sigaction(signal, &action, nullptr);
+    }
+    path_ = path_of(scenario().log);
+    set_up(scenario().log, scenario().start);
+    image_ = Image::of(path_);
+    expected_.before = content_of(path_);
+    // Once to have what libc and SQLite make at their first use, and once for the rest of the walk to be compared with.
+    for (int i = 0; i < 2; ++i) {
+      image_.put_back(path_);
+      expected_.output.clear();
+      ASSERT_EQ(scenario().call(expected_.output), scenario().success);
+    }
+    expected_.after = content_of(path_);
+  }
+
+  static const Scenario& scenario() { return GetParam(); }
+
+  // Puts the log back and calls the function, armed by the caller, with nothing left armed.
+  template <typename Arm>
+  Outcome call_with(Arm arm) {
+    image_.put_back(path_);
+    SqliteTrace::reset();
+    Outcome outcome{};
+    arm();
+    outcome.result = scenario().call(outcome.output);
+    PlainMemory::watch(false);
+    return outcome;
+  }
+
+  // How often something happens in a call that meets no fault.
+  template <typename Seen>
+  int count(Seen seen) {
+    (void)call_with([&] { calm(); });
+    PlainMemory::watch(false);
+    return seen();
+  }
+
+  static void calm() {
+    SqliteMemory::countdown().count_only();
+    PlainMemory::countdown().count_only();
+    PlainMemory::watch(true);
+    Disk::count();
+  }
+
+  // Arms, calls and judges. struck tells how many faults there were.
+  template <typename Arm, typename Struck>
+  void walk(const std::string& what, int nth, Lasting lasting, Arm arm, Struck struck, bool commit_may_stand = false) {
+    const std::string place = name_of(scenario()) + ", " + what + " number " + std::to_string(nth) +
+                              (lasting == Lasting::kOnce ? "" : " and all that follow");
+    std::snprintf(at_work, sizeof at_work, "%s\n", place.c_str());
+    SCOPED_TRACE(place);
+    const std::size_t sqlite_memory = SqliteMemory::outstanding();
+    const std::size_t plain_memory = PlainMemory::outstanding();
+    const int descriptors = open_descriptors();
+    Outcome outcome = call_with([&] {
+      calm();
+      arm();
+    });
+    const long waited = Disk::waited();
+    outcome.faults = struck();
+    SqliteMemory::countdown().count_only();
+    PlainMemory::countdown().count_only();
+    Disk::count();
+
+    EXPECT_GT(outcome.faults, 0) << "a walk that meets no fault";
+    EXPECT_EQ(SqliteMemory::outstanding(), sqlite_memory) << "memory of SQLite's is lost";
+    EXPECT_EQ(PlainMemory::outstanding(), plain_memory) << "memory is lost";
+    EXPECT_EQ(SqliteTrace::open_connections(), 0U);
+    EXPECT_EQ(SqliteTrace::live_statements(), 0U);
+    EXPECT_EQ(SqliteTrace::live_texts(), 0U);
+    EXPECT_EQ(Disk::open_files(), 0);
+    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_LE(waited, static_cast<long>(scenario().waits) * scenario().wait_milliseconds)
+        << "waits longer than it says";
+    judge(outcome, commit_may_stand);
+  }
+
+ private:
+  // What a description says of a call that answered so.
+  [[nodiscard]] bool is_described(const Outcome& outcome) const {
+    if (outcome.result == scenario().success && outcome.output == expected_.output &&
+        outcome.found == expected_.after) {
+      return true;
+    }
+    if (is_one_of(scenario().failures, outcome.result) && outcome.found == expected_.before) {
+      return true;
+    }
+    return scenario().allows != nullptr && scenario().allows(outcome, expected_);
+  }
+
+  [[nodiscard]] static bool is_one_of(const std::vector<int>& codes, int code) {
+    return std::find(codes.begin(), codes.end(), code) != codes.end();
+  }
+
+  // The same for a failure whose work may have been committed all the same.
+  [[nodiscard]] bool is_described_as_done(Outcome outcome) const {
+    std::vector<int> codes = scenario().failures;
+    codes.insert(codes.end(), scenario().partial_failures.begin(), scenario().partial_failures.end());
+    const bool failed = is_one_of(codes, outcome.result);
+    codes.push_back(scenario().success);
+    return failed && std::any_of(codes.begin(), codes.end(), [&](int code) {
+             outcome.result = code;
+             return is_described(outcome);
+           });
+  }
+
+  void judge(Outcome& outcome, bool commit_may_stand) {
+    if (image_.is_at(path_)) {
+      outcome.found = expected_.before;
+    } else {
+      try {
+        outcome.found = content_of(path_);
+      } catch (const std::exception& problem) {
+        FAIL() << "answered " << outcome.result << " and left a file that is not sound: " << problem.what();
+      }
+    }
+    EXPECT_TRUE(is_described(outcome) || (commit_may_stand && is_described_as_done(outcome)))
+        << "answered " << outcome.result << " with \"" << outcome.output << "\", and left\n"
+        << text_of(outcome.found) << "where it found\n"
+        << text_of(expected_.before) << "and would leave\n"
+        << text_of(expected_.after);
+  }
+
+  const char* path_ = nullptr;
+  Image image_;
+  Expectation expected_;
+};
+
+constexpr Lasting kLastings[] = {Lasting::kOnce, Lasting::kFromThenOn};
+
+TEST_P(EveryFunction, StandsThatSqlitesMemoryRunsOut) {
+  constexpr int kFew = 60;
+  const int all = count([] { return SqliteMemory::countdown().seen(); });
+  for (const Lasting lasting : kLastings) {
+    for (const int nth : positions(all, kFew, name_of(scenario()))) {
+      walk(
+          "allocation by SQLite", nth, lasting, [&] { SqliteMemory::countdown().arm(nth, lasting); },
+          [] { return SqliteMemory::countdown().struck() > 0; });
+    }
+  }
+}
+
+TEST_P(EveryFunction, StandsThatPlainMemoryRunsOut) {
+  if (!PlainMemory::interposed()) {
+    GTEST_SKIP() << "the sanitizers bring a malloc of their own";
+  }
+  constexpr int kFew = 50;
+  const int all = count([] { return PlainMemory::countdown().seen(); });
+  for (const Lasting lasting : kLastings) {
+    for (const int nth : positions(all, kFew, name_of(scenario()))) {
+      walk(
+          "allocation", nth, lasting, [&] { PlainMemory::countdown().arm(nth, lasting); },
+          [] { return PlainMemory::countdown().struck() > 0; });
+    }
+  }
+}
+
+TEST_P(EveryFunction, StandsThatTheDiskFails) {
+  constexpr int kFew = 25;
+  for (const DiskFault& fault : disk_faults()) {
+    const int all = count([&] { return Disk::seen(fault.operation); });
+    for (const Lasting lasting : kLastings) {
+      for (const int nth : positions(all, kFew, name_of(scenario()) + fault.name)) {
+        walk(
+            fault.name, nth, lasting, [&] { Disk::fail(fault, nth, lasting); }, [] { return Disk::struck(); },
+            fault.commit_may_stand);
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Trust, EveryFunction, testing::ValuesIn(scenarios()),
+                         [](const auto& scenario) { return name_of(scenario.param); });
+
+}  // namespace
+}  // namespace annal::test
