@@ -1142,7 +1142,9 @@ ANNAL_API int annal_notice_table_check_column(const char* column) ANNAL_NOEXCEPT
 
 /*
  * How many of the 21 columns from id to link_option annal_notice_table_check_column does not find: despite the name, 0
- * means that all are there, and an empty table answers 21. Waits up to 20 s, for each.
+ * means that all are there, and an empty table answers 21. A column that cannot be read, because the file is locked or
+ * damaged, counts as missing, one that cannot be looked for, because the file does not open or memory is short, does
+ * not. Waits up to 20 s, for each.
  */
 ANNAL_API int isAllColumnExist(void) ANNAL_NOEXCEPT;
 
@@ -1161,9 +1163,11 @@ ANNAL_API int annal_notice_table_add_column(const char* column, int type, const 
  * Brings the file of an earlier release up to date. A file that lacks only title gets that column. One that lacks any
  * of the columns from id to link_option is deleted with all its notices and created anew for 10000, and so is one that
  * holds no notice: the call then answers ANNAL_CHANGE_FAILED, although the new table is as it should be, because title
- * is looked for in the empty table, not found, and cannot be added again.
+ * is looked for in the empty table, not found, and cannot be added again. A column that cannot be read counts as
+ * lacking here too, so call this while nobody else is at the file.
  *
- * Returns ANNAL_OK, or what creating the table or adding the column answers. Waits up to 20 s, for each of its steps.
+ * Returns ANNAL_OK, also when the file could not be opened to look for the columns, and nothing was done; or what
+ * creating the table or adding the column answers. Waits up to 20 s, for each of its steps.
  */
 ANNAL_API int AnnalNoticeModifyTbl(void) ANNAL_NOEXCEPT;
 

@@ -252,6 +252,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
   [[nodiscard]] int cuts() const { return cuts_; }
   [[nodiscard]] int dropped() const { return dropped_; }
   [[nodiscard]] int trashed() const { return trashed_; }
+  [[nodiscard]] int undone() const { return undone_; }
 
  private:
   void judge(const std::vector<Course>& courses, std::size_t at) {
@@ -269,6 +270,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
     }
     bool expected = found == states[committed];
     if (!expected && report_->delete_unsynced) {
+      undone_ += 1;
       if (committed > 0) {
         expected = found == states[committed - 1];
       } else if (at > 0) {
@@ -284,6 +286,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
   int cuts_ = 0;
   int dropped_ = 0;
   int trashed_ = 0;
+  int undone_ = 0;
 };
 
 TEST_P(PowerCut, LeavesWhatWasCommitted) {
@@ -303,7 +306,8 @@ TEST_P(PowerCut, LeavesWhatWasCommitted) {
       }
     }
   }
-  std::printf("%d cuts, %d blocks dropped, %d trashed, seeds from %u\n", cuts(), dropped(), trashed(), first_seed());
+  std::printf("%s: %d cuts, %d blocks dropped, %d trashed, %d commits undone whose journal came back, seeds from %u\n",
+              life().name, cuts(), dropped(), trashed(), undone(), first_seed());
   EXPECT_GT(dropped(), 0);
   EXPECT_GT(trashed(), 0);
 }
