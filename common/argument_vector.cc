@@ -3,13 +3,32 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace annal {
 
 void ArgumentVector::add(const char* argument) noexcept {
   if (count_ < most_arguments_) {
     entries_[count_++] = argument;
+    entries_[count_] = nullptr;
   }
+}
+
+void ArgumentVector::join(std::initializer_list<const char*> pieces) noexcept {
+  if (count_ == most_arguments_) {
+    return;
+  }
+  add(text_ + used_);
+  if (used_ == kTextRoom) {
+    return;
+  }
+  const std::size_t last = kTextRoom - 1;
+  for (const char* piece : pieces) {
+    const std::size_t length = strnlen(piece, last - used_);
+    std::memcpy(text_ + used_, piece, length);
+    used_ += length;
+  }
+  text_[used_++] = '\0';
 }
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 
 namespace annal {
 
@@ -12,10 +13,16 @@ class ArgumentVector {
   static constexpr std::size_t kMostEntries = 64;  // the closing null pointer included
 
   // entries: how many this command's vector has, the closing null pointer included.
-  explicit ArgumentVector(std::size_t entries = kMostEntries) noexcept : most_arguments_(entries - 1) {}
+  explicit ArgumentVector(std::size_t entries = kMostEntries) noexcept : most_arguments_(entries - 1) {
+    entries_[0] = nullptr;
+    text_[kTextRoom] = '\0';
+  }
 
   // An argument that outlives the vector, handed over as it is.
   void add(const char* argument) noexcept;
+
+  // An argument put together in the text area: what most are made of, without a formatter's cost.
+  void join(std::initializer_list<const char*> pieces) noexcept;
 
   // An argument formatted into the text area.
   [[gnu::format(printf, 2, 3)]] void format(const char* format, ...) noexcept;
@@ -29,10 +36,11 @@ class ArgumentVector {
  private:
   static constexpr std::size_t kTextRoom = 10240;
 
-  const char* entries_[kMostEntries] = {};
+  // Not cleared: they are large, and only what has been written is ever read.
+  const char* entries_[kMostEntries];  // null behind the last
   std::size_t count_ = 0;
   std::size_t most_arguments_;
-  char text_[kTextRoom + 1] = {};  // the last byte is the text of what finds no room at all
+  char text_[kTextRoom + 1];  // the last byte is the text of what finds no room at all
   std::size_t used_ = 0;
   bool complete_ = true;
 };

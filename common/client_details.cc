@@ -27,7 +27,7 @@ void add_client_details(ArgumentVector& arguments, const char* prefix, const Cli
       value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): callers keep the environment still
     }
     if (value != nullptr) {
-      arguments.format("%s%s=%s", prefix, key, value);
+      arguments.join({prefix, key, "=", value});
     }
   }
 }

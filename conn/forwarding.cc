@@ -2,12 +2,12 @@
 
 #include <sys/stat.h>
 
-#include <cinttypes>
 #include <cstdint>
 #include <ctime>
 
 #include "common/argument_vector.h"
 #include "common/client_details.h"
+#include "common/decimal.h"
 #include "common/detached.h"
 #include "common/kept_errno.h"
 #include "common/recorder.h"
@@ -43,15 +43,16 @@ void send_to_log_centre(const ConnRecord& record) noexcept {
   arguments.add("/usr/local/sbin/evsh");
   arguments.add("lumo.add_local_access_log");
   constexpr unsigned kTypeBits = 31;
-  arguments.format("level=%d", static_cast<int>(1U << (static_cast<unsigned>(record.conn_type) & kTypeBits)));
-  arguments.format("ip=%s", record.conn_ip);
-  arguments.format("user=%s", record.conn_user);
-  arguments.format("computer=%s", record.conn_comp);
-  arguments.format("resource=%s", record.conn_res);
-  arguments.format("action=%" PRIu64, as_set(record.conn_action));
-  arguments.format("service=%" PRIu64, as_set(record.conn_serv));
-  arguments.format("application=%s", record.conn_app);
-  arguments.format("action_result=%" PRIu64, as_set(record.conn_action_result));
+  arguments.join(
+      {"level=", Decimal(static_cast<int>(1U << (static_cast<unsigned>(record.conn_type) & kTypeBits))).text()});
+  arguments.join({"ip=", record.conn_ip});
+  arguments.join({"user=", record.conn_user});
+  arguments.join({"computer=", record.conn_comp});
+  arguments.join({"resource=", record.conn_res});
+  arguments.join({"action=", Decimal(as_set(record.conn_action)).text()});
+  arguments.join({"service=", Decimal(as_set(record.conn_serv)).text()});
+  arguments.join({"application=", record.conn_app});
+  arguments.join({"action_result=", Decimal(as_set(record.conn_action_result)).text()});
   add_client_details(arguments, "",
                      {unless_empty(record.conn_client_id), unless_empty(record.conn_client_app),
                       unless_empty(record.conn_client_agent)});

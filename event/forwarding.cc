@@ -8,6 +8,7 @@
 #include "common/argument_vector.h"
 #include "common/client_details.h"
 #include "common/command_input.h"
+#include "common/decimal.h"
 #include "common/detached.h"
 #include "common/held_sigpipe.h"
 #include "common/kept_errno.h"
@@ -36,7 +37,7 @@ constexpr int kError = 2;
 
 void add_unless_empty(ArgumentVector& arguments, const char* key, const char* text) noexcept {
   if (*text != '\0') {
-    arguments.format("%s=%s", key, text);
+    arguments.join({key, "=", text});
   }
 }
 
@@ -105,9 +106,10 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   arguments.add("/usr/local/sbin/evsh");
   arguments.add("lumo.add_local_event_log");
   constexpr unsigned kTypeBits = 31;
-  arguments.format("level=%d", static_cast<int>(1U << (static_cast<unsigned>(record->event_type) & kTypeBits)));
+  arguments.join(
+      {"level=", Decimal(static_cast<int>(1U << (static_cast<unsigned>(record->event_type) & kTypeBits))).text()});
   if (record->event_timet != 0) {
-    arguments.format("timestamp=%d", static_cast<int>(record->event_timet));
+    arguments.join({"timestamp=", Decimal(static_cast<int>(record->event_timet)).text()});
   }
   add_unless_empty(arguments, "user", record->event_user);
   add_unless_empty(arguments, "ip", record->event_ip);

@@ -1,5 +1,10 @@
 #include "common/argument_vector.h"
 
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include "common/decimal.h"
 #include "common/detached.h"
 #include "tests/support/appliance.h"
 
@@ -40,6 +45,47 @@ TEST_F(ArgumentVectorTest, IsNotRunWithATextThatCouldNotBeFormatted) {
   EXPECT_FALSE(arguments.complete());
   run_detached(arguments, kAny);
   EXPECT_TRUE(commands.settled().empty());
+}
+
+TEST_F(ArgumentVectorTest, JoinsPieces) {
+  arguments.join({"user", "=", "admin"});
+  arguments.join({"", ""});
+  arguments.join({"level=", Decimal(4).text()});
+  EXPECT_STREQ(arguments.argv()[1], "user=admin");
+  EXPECT_STREQ(arguments.argv()[2], "");
+  EXPECT_STREQ(arguments.argv()[3], "level=4");
+  EXPECT_EQ(arguments.argv()[4], nullptr);
+}
+
+// Whichever way an argument is made, it has the room that is left and its terminator in it.
+TEST_F(ArgumentVectorTest, CutsWhatDoesNotFitAndEmptiesWhatFollows) {
+  const std::string long_text(10236, 'x');
+  ArgumentVector joined;
+  ArgumentVector formatted;
+  joined.join({"abc", long_text.c_str()});
+  formatted.format("abc%s", long_text.c_str());
+  for (const ArgumentVector* vector : {&joined, &formatted}) {
+    EXPECT_EQ(vector->argv()[0], "abc" + long_text);  // fits to the byte
+  }
+  for (ArgumentVector* vector : {&joined, &formatted}) {
+    vector->join({"next"});
+    vector->format("%s", "last");
+    EXPECT_STREQ(vector->argv()[1], "");
+    EXPECT_STREQ(vector->argv()[2], "");
+  }
+
+  ArgumentVector cut;
+  cut.join({long_text.c_str(), "abcd", "ef"});
+  cut.join({"next"});
+  EXPECT_EQ(cut.argv()[0], long_text + "abc");
+  EXPECT_STREQ(cut.argv()[1], "");
+}
+
+TEST(DecimalTest, WritesEveryNumber) {
+  EXPECT_STREQ(Decimal(0).text(), "0");
+  EXPECT_STREQ(Decimal(std::numeric_limits<int>::min()).text(), "-2147483648");
+  EXPECT_STREQ(Decimal(std::numeric_limits<std::uint64_t>::max()).text(), "18446744073709551615");
+  EXPECT_STREQ(Decimal(std::numeric_limits<std::int64_t>::min()).text(), "-9223372036854775808");
 }
 
 TEST_F(ArgumentVectorTest, DropsWhatIsBeyondItsNumberOfEntries) {
