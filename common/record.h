@@ -35,15 +35,18 @@ struct FieldDefault {
 
 void fill_empty_fields(void* record, std::span<const FieldDefault> fields) noexcept;
 
-// A copy whose last text ends with the record. The fields that come last have no bound, so that an overlong one runs on
-// into the next; what lies behind the record is not the caller's to hand over.
-// kTextsEnd: where the last field ends; an alignment byte behind it takes the terminator.
+// The record, if its last text ends with it; else a copy of which that is true. The fields that come last have no
+// bound, so that an overlong one runs on into the next; what lies behind the record is not the caller's to hand over.
+// kTextsEnd: where the last field ends; an alignment byte behind it takes the copy's terminator.
 template <std::size_t kTextsEnd, typename Record>
-[[nodiscard]] Record ended(const Record& record) noexcept {
+[[nodiscard]] const Record& ended(const Record& record, Record& room_for_copy) noexcept {
   static_assert(kTextsEnd < sizeof record);
-  Record copy{};
-  std::memcpy(&copy, &record, kTextsEnd);
-  return copy;
+  if (reinterpret_cast<const char*>(&record)[kTextsEnd - 1] == '\0') {
+    return record;
+  }
+  std::memcpy(&room_for_copy, &record, kTextsEnd);
+  std::memset(reinterpret_cast<char*>(&room_for_copy) + kTextsEnd, 0, sizeof record - kTextsEnd);
+  return room_for_copy;
 }
 
 }  // namespace annal

@@ -186,7 +186,8 @@ bool add_to(const Batch& batch, Record& original) noexcept {
     return false;
   }
   normalise(*record, kBatch);
-  const auto connection = ended<kTextsEnd>(*record);
+  ConnRecord room;
+  const ConnRecord& connection = ended<kTextsEnd>(*record, room);
   const std::optional<bool> stored = batch.add(connection);
   if (stored.has_value()) {
     forward(connection);
@@ -242,7 +243,8 @@ int annal_conn_add2(ConnRecord* record) noexcept {
     return ANNAL_BAD_ARGUMENT;
   }
   normalise(*record, kSingle);
-  const auto connection = ended<kTextsEnd>(*record);
+  ConnRecord room;
+  const ConnRecord& connection = ended<kTextsEnd>(*record, room);
   const int stored = store(connection);
   if (stored == ANNAL_OK) {
     forward(connection);

@@ -141,7 +141,8 @@ int annal_event_add_msgid_ex3(EventRecord* record) noexcept {
     return ANNAL_BAD_ARGUMENT;
   }
   normalise(*record);
-  const auto event = ended<kTextsEnd>(*record);
+  EventRecord room;
+  const EventRecord& event = ended<kTextsEnd>(*record, room);
   const int stored = store(event);
   if (stored == ANNAL_OK) {
     forward(event);

@@ -146,7 +146,7 @@ class Conditions {
     length_ += static_cast<std::size_t>(length);
   }
 
-  char text_[kRoom] = "";
+  char text_[kRoom];
   std::size_t length_ = 0;
   bool fit_ = true;
 };

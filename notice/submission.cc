@@ -88,5 +88,6 @@ int annal_notice_add(NoticeRecord* record) noexcept {
     return ANNAL_BAD_ARGUMENT;
   }
   normalise(*record);
-  return store(ended<kTextsEnd>(*record));
+  NoticeRecord room;
+  return store(ended<kTextsEnd>(*record, room));
 }
