@@ -14,6 +14,9 @@ namespace {
 // The length in bytes of the control character that a text begins with, or 0.
 std::size_t control_character_length(const unsigned char* text) {
   const unsigned char first = text[0];
+  if (first >= 0x20 && first <= 0x7E) {
+    return 0;  // as most are
+  }
   if ((first >= 0x01 && first <= 0x1F) || first == 0x7F) {
     return 1;
   }
