@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "tools/confirm.h"
@@ -17,10 +18,18 @@ struct Limits {
   int batch = 0;
 };
 
+// A full log looks through all that it holds for its oldest entries: with a batch, for one of so many that are added.
+int usual_batch(int limit) {
+  constexpr int kPercent = 100;
+  return std::max(1, limit / kPercent);
+}
+
 int run_create(const Maintenance& maintenance, const Limits& limits) {
   const Log& log = maintenance.log;
+  const int limit = limits.limit > 0 ? limits.limit : maintenance.usual_limit;
+  const int batch = limits.batch > 0 ? limits.batch : usual_batch(limit);
   const Call call{log, fmt::format("create the {} log", log.name), Purpose::kCreating};
-  return report(call, maintenance.create(limits.limit, limits.batch));
+  return report(call, maintenance.create(limit, batch));
 }
 
 int run_flush(const Maintenance& maintenance, bool yes) {
@@ -68,7 +77,7 @@ void add_create_command(CLI::App& commands, Program& program, const Maintenance&
       ->check(at_least(0));
   command
       ->add_option("--batch", limits->batch,
-                   "So many of the oldest go at once when the log is full; 0, as without it, means 1")
+                   "So many of the oldest go at once when the log is full; 0, as without it, means 1 % of the limit")
       ->type_name("N")
       ->check(at_least(0));
   command->callback([limits, &program, &maintenance] { program.status = run_create(maintenance, *limits); });

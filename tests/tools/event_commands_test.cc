@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "tests/support/log_file.h"
 #include "tests/tools/annalctl.h"
 
 namespace {
@@ -146,6 +147,32 @@ TEST_F(AnnalctlEventTest, CreateAppliesTheLimit) {
     add({"x"});
   }
   EXPECT_EQ(count(), 2);
+}
+
+// A full log is looked through once in so many entries, not for each.
+TEST_F(AnnalctlEventTest, CreateDropsOnePercentAtOnceUnlessToldOtherwise) {
+  struct Choice {
+    std::vector<std::string> options;
+    std::string condition;
+    std::string batch;
+  };
+  const Choice choices[] = {
+      {{}, "WHEN 100000 <", "LIMIT 1000)"},
+      {{"--batch", "0"}, "WHEN 100000 <", "LIMIT 1000)"},
+      {{"--limit", "250"}, "WHEN 250 <", "LIMIT 2)"},
+      {{"--limit", "99"}, "WHEN 99 <", "LIMIT 1)"},
+      {{"--batch", "1"}, "WHEN 100000 <", "LIMIT 1)"},
+  };
+  for (const Choice& choice : choices) {
+    static_cast<void>(std::remove("/etc/logs/event.log"));
+    std::vector<std::string> arguments{"event", "create"};
+    arguments.insert(arguments.end(), choice.options.begin(), choice.options.end());
+    ASSERT_EQ(annalctl(arguments).status, 0);
+    const std::string trigger =
+        annal::test::value("/etc/logs/event.log", "SELECT sql FROM sqlite_master WHERE type = 'trigger'");
+    EXPECT_NE(trigger.find(choice.condition), std::string::npos) << trigger;
+    EXPECT_NE(trigger.find(choice.batch), std::string::npos) << trigger;
+  }
 }
 
 TEST_F(AnnalctlEventTest, DeleteRemovesWhatEqualsTheValueAndNothingElse) {
