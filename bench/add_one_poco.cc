@@ -1,0 +1,8 @@
+// The same with POCO's SQLChannel.
+#include "bench/poco_channel.h"
+
+int main() {
+  annal::bench::PocoChannel channel("/etc/logs/poco.log");
+  channel.log("Share \"projects\" was mounted by a client.");
+  return 0;
+}

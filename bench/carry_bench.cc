@@ -1,0 +1,86 @@
+// What it costs a program to carry the library: start to end of one that makes a single count, linked with the library
+// and with SQLite alone, taken in turn; and what the library's files weigh. Run it on a private appliance.
+#include <fmt/format.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "bench/logs.h"
+#include "bench/measure.h"
+
+namespace annal::bench {
+namespace {
+
+void run_program(const char* program, Answer& answer) {
+  std::string name = program;
+  char* const argv[] = {name.data(), nullptr};
+  pid_t child = 0;
+  int status = 0;
+  if (posix_spawn(&child, program, nullptr, nullptr, argv, environ) != 0 || waitpid(child, &status, 0) != child) {
+    give_up(program);
+  }
+  answer.result = status;
+}
+
+std::string output_of(const std::string& command) {
+  std::FILE* const pipe = popen(command.c_str(), "r");
+  std::array<char, 4096> buffer{};
+  std::string output;
+  while (pipe != nullptr && std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) {
+    output += buffer.data();
+  }
+  if (pipe == nullptr || pclose(pipe) != 0) {
+    give_up(command);
+  }
+  return output;
+}
+
+long number_in(const std::string& text) {
+  return std::strtol(text.c_str(), nullptr, 10);
+}
+
+// Relocations: what the loader has to write before the program begins. Packed ones are counted one by one.
+void print_weight(const char* name, const std::string& path) {
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0) {
+    give_up(path);
+  }
+  const long relocations =
+      number_in(output_of("readelf --relocs --wide " + path + " | grep -cE '^[0-9a-f]{8,} |^ *[0-9a-f]{16}$' || true"));
+  fmt::print("| {:24} | {:>10} | {:>9} |\n", name, relocations, file.st_size / 1024);
+}
+
+int run(bool quick) {
+  make_log(logs().front(), 1000, 100000, 1);
+  const Work work{[](int /*round*/, Answer& answer) { run_program(CARRY_WITH, answer); },
+                  [](int /*round*/, Answer& answer) { run_program(CARRY_WITHOUT, answer); }};
+  const Pairs pairs = alternate(work, {.seconds = quick ? 1.0 : 8.0, .most = 4000});
+  print_line("a program that counts once", pairs, 1.15);
+
+  fmt::print("\n| {:24} | relocations | file, KiB |\n|---|--:|--:|\n", "what is loaded");
+  print_weight("libCorix_annal.so.2", CARRY_LIBRARY);
+  print_weight("libCorix_Util.so.0", CARRY_UTIL);
+  print_weight("libCorix_config.so.0", CARRY_CONFIG);
+  const long with = number_in(output_of(CARRY_WITH " memory"));
+  const long without = number_in(output_of(CARRY_WITHOUT " memory"));
+  fmt::print(
+      "\n| private dirty memory, KiB | with the library {} | with SQLite alone {} | difference {} "
+      "|\n|---|--:|--:|--:|\n",
+      with, without, with - without);
+  return pairs.same ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace
+}  // namespace annal::bench
+
+int main(int argc, char** argv) {
+  annal::bench::progress("carrying the library");
+  return annal::bench::run(argc > 1 && std::string_view(argv[1]) == "--quick");
+}

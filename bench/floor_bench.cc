@@ -1,0 +1,202 @@
+// Every call of the library beside the same statements by bare SQLite calls, on logs of different sizes: in time, and
+// in instructions as callgrind counts them. No consumer is started (quiet.cc). Run it on a private appliance.
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/logs.h"
+#include "bench/measure.h"
+
+// What callgrind is told to count: nothing but what happens in here.
+extern "C" [[gnu::noinline]] void measured_call(const annal::bench::Side& side, annal::bench::Answer& answer) {
+  side(1, answer);
+}
+
+namespace annal::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr double kMostTime = 1.03;
+constexpr double kMostInstructions = 1.02;
+constexpr int kRoom = 100000;  // the limit of a log that is empty
+constexpr int kMostWrites = 400;
+
+// An empty log is measured while it is empty; any other is full, so that an entry that is added drops the oldest.
+void make(const LogUnderTest& log, int rows) {
+  make_log(log, rows, rows > 0 ? rows : kRoom, 1);
+}
+
+std::string title(const LogUnderTest& log, const Call& call, int rows) {
+  return fmt::format("{} {}, {} rows", log.name, call.name, rows);
+}
+
+// Both sides' statements, word for word.
+void expect_same_statements(const LogUnderTest& log, const Call& call) {
+  const auto traced = [](const Side& side) {
+    return statements_of([&side] {
+      Answer answer;
+      side(0, answer);
+    });
+  };
+  const auto ours = traced(call.ours);
+  const auto theirs = traced(call.theirs);
+  if (ours != theirs) {
+    fmt::print(stderr, "{} {}:\n", log.name, call.name);
+    for (const auto* statements : {&ours, &theirs}) {
+      for (const std::string& statement : *statements) {
+        fmt::print(stderr, "  {}{}\n", statements == &ours ? "library: " : "floor:   ", statement.substr(0, 700));
+      }
+    }
+    give_up("the two sides run different statements");
+  }
+}
+
+bool measure(const LogUnderTest& log, int rows, double seconds) {
+  bool same = true;
+  make(log, rows);
+  // A batch looks through the whole log for each of its entries: in a full one it would take minutes.
+  for (const Call& call : log.calls(rows)) {
+    const bool batch = std::strstr(call.name, "batch") != nullptr;
+    if (batch) {
+      make_log(log, rows, rows + 1000000, 1);
+    }
+    Work work{call.ours, call.theirs};
+    if (rows == 0 && call.writes) {
+      work.before_round = [&log] {
+        execute(log.path, fmt::format("DELETE FROM {}", log.table));
+        execute(log.floor_path, fmt::format("DELETE FROM {}", log.table));
+      };
+    }
+    Pairs pairs = alternate(
+        work,
+        {.seconds = seconds, .fewest = 11, .most = call.writes ? kMostWrites : 2000, .ratio = Ratio::kOfProcessor});
+    pairs.same = pairs.same && (!call.writes || contents(log, log.path) == contents(log, log.floor_path));
+    same = print_line(title(log, call, rows), pairs, kMostTime) && same;
+    if (batch) {
+      make(log, rows);
+    }
+  }
+  return same;
+}
+
+// ---- instructions ----
+
+// In the child that callgrind watches: each call once unwatched, because the first of each pays for finding functions.
+int count_calls(bool ours, int rows) {
+  for (const LogUnderTest& log : logs()) {
+    for (const Call& call : log.calls(rows)) {
+      const Side& side = ours ? call.ours : call.theirs;
+      Answer answer;
+      side(0, answer);
+      measured_call(side, answer);
+    }
+  }
+  return EXIT_SUCCESS;
+}
+
+// The counts in the order of the calls. Callgrind numbers its files by them.
+std::vector<double> instructions(const char* program, bool ours, int rows) {
+  const fs::path folder = "/etc/logs/callgrind";
+  fs::remove_all(folder);
+  fs::create_directory(folder);
+  const std::string command = fmt::format(
+      "valgrind --tool=callgrind --callgrind-out-file={}/out --toggle-collect=measured_call "
+      "--dump-after=measured_call {} --calls {} {} >/dev/null 2>&1",
+      folder.string(), program, ours ? "ours" : "theirs", rows);
+  if (std::system(command.c_str()) != 0) {
+    give_up("callgrind failed: " + command);
+  }
+  std::map<int, double> counts;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    std::ifstream file(entry.path());
+    const std::string extension = entry.path().extension();
+    for (std::string line; extension.size() > 1 && std::getline(file, line);) {
+      if (line.starts_with("totals: ")) {
+        counts[std::stoi(extension.substr(1))] = std::stod(line.substr(8));
+      }
+    }
+  }
+  std::vector<double> in_order;
+  for (const auto& [part, count] : counts) {
+    in_order.push_back(count);
+  }
+  return in_order;
+}
+
+void compare_instructions(const char* program, int rows) {
+  for (const LogUnderTest& log : logs()) {
+    make(log, rows);
+  }
+  const std::vector<double> ours = instructions(program, true, rows);
+  const std::vector<double> theirs = instructions(program, false, rows);
+  std::size_t at = 0;
+  for (const LogUnderTest& log : logs()) {
+    for (const Call& call : log.calls(rows)) {
+      if (at >= ours.size() || at >= theirs.size()) {
+        give_up("callgrind has counted too few calls");
+      }
+      print_line("instructions, thousands: " + title(log, call, rows), {{ours[at] / 1000}, {theirs[at] / 1000}},
+                 kMostInstructions);
+      ++at;
+    }
+  }
+}
+
+struct Options {
+  bool quick = false;
+  bool instructions = false;
+  std::string only;
+};
+
+int run(const char* program, const Options& options) {
+  bool same = true;
+  for (const LogUnderTest& log : logs()) {
+    make_log(log, 2000, 2000, 1);
+    for (const Call& call : log.calls(2000)) {
+      expect_same_statements(log, call);
+    }
+  }
+  if (!options.instructions) {
+    const std::vector<int> sizes = options.quick ? std::vector{0, 10000} : std::vector{0, 10000, 100000};
+    for (const int rows : sizes) {
+      for (const LogUnderTest& log : logs()) {
+        if (options.only.empty() || options.only == log.name) {
+          progress(fmt::format("{} log, {} rows", log.name, rows));
+          same = measure(log, rows, options.quick ? 0.1 : 1.5) && same;
+        }
+      }
+    }
+  } else {
+    progress("instructions");
+    compare_instructions(program, 0);
+  }
+  return same ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace
+}  // namespace annal::bench
+
+int main(int argc, char** argv) {
+  using namespace annal::bench;
+  if (argc == 4 && std::string_view(argv[1]) == "--calls") {
+    return count_calls(std::string_view(argv[2]) == "ours", std::atoi(argv[3]));
+  }
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    options.quick = options.quick || argument == "--quick";
+    options.instructions = options.instructions || argument == "--instructions";
+    if (!argument.starts_with("--")) {
+      options.only = argument;
+    }
+  }
+  return run(argv[0], options);
+}
