@@ -295,7 +295,7 @@ TEST_F(AnnalctlConn, TableNamesWhatHasAName) {
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_EQ(lines[0].find("Level"), lines[1].find("warning"));
   EXPECT_EQ(lines[0].find("Result"), lines[1].find("failed"));
-  EXPECT_EQ(lines[0].find("Resource"), lines[1].find("x", lines[0].find("Resource")));
+  EXPECT_EQ(lines[0].find("Resource"), lines[1].find('x', lines[0].find("Resource")));
 }
 
 TEST_F(AnnalctlConn, TailFollows) {
