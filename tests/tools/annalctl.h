@@ -39,6 +39,10 @@ class RunningAnnalctl {
   // The same for a text on standard error.
   [[nodiscard]] std::string wait_for_error(const std::string& text) const;
 
+  // Holds it up while the test does what it must not see the half of.
+  void pause() const;
+  void resume() const;
+
   // Waits for its end, after a signal when one is given.
   [[nodiscard]] Finished finish(int signal = 0);
 

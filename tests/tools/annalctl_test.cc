@@ -155,6 +155,17 @@ std::string RunningAnnalctl::wait_for_error(const std::string& text) const {
   return error;
 }
 
+void RunningAnnalctl::pause() const {
+  kill(process_, SIGSTOP);
+  int status = 0;
+  while (waitpid(process_, &status, WUNTRACED) == -1 && errno == EINTR) {
+  }
+}
+
+void RunningAnnalctl::resume() const {
+  kill(process_, SIGCONT);
+}
+
 Finished RunningAnnalctl::finish(int signal) {
   if (signal != 0) {
     kill(process_, signal);
