@@ -181,6 +181,9 @@ TEST_F(AnnalctlSearch, CombinationThatTheLibraryRefusesIsExplainedWithOneThatWor
     for (const char* verb : {"list", "count", "tail"}) {
       Texts command{"event", verb};
       command.insert(command.end(), filter.begin(), filter.end());
+      if (command[1] == "tail") {
+        command.emplace_back("--no-follow");
+      }
       const Finished finished = annalctl(command);
       EXPECT_EQ(finished.status, 2) << filter[0];
       EXPECT_NE(finished.err.find("--since 0001-01-01"), std::string::npos) << finished.err;
