@@ -14,7 +14,7 @@ void ArgumentVector::add(const char* argument) noexcept {
   }
 }
 
-void ArgumentVector::join(std::initializer_list<const char*> pieces) noexcept {
+void ArgumentVector::join(std::initializer_list<std::string_view> pieces) noexcept {
   if (count_ == most_arguments_) {
     return;
   }
@@ -22,13 +22,15 @@ void ArgumentVector::join(std::initializer_list<const char*> pieces) noexcept {
   if (used_ == kTextRoom) {
     return;
   }
-  const std::size_t last = kTextRoom - 1;
-  for (const char* piece : pieces) {
-    const std::size_t length = strnlen(piece, last - used_);
-    std::memcpy(text_ + used_, piece, length);
-    used_ += length;
+  char* to = text_ + used_;
+  char* const last = text_ + kTextRoom - 1;
+  for (const std::string_view piece : pieces) {
+    const std::size_t length = std::min(piece.size(), static_cast<std::size_t>(last - to));
+    std::memcpy(to, piece.data(), length);
+    to += length;
   }
-  text_[used_++] = '\0';
+  *to++ = '\0';
+  used_ = static_cast<std::size_t>(to - text_);
 }
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format

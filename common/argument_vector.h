@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <string_view>
 
 namespace annal {
 
@@ -21,8 +22,9 @@ class ArgumentVector {
   // An argument that outlives the vector, handed over as it is.
   void add(const char* argument) noexcept;
 
-  // An argument put together in the text area: what most are made of, without a formatter's cost.
-  void join(std::initializer_list<const char*> pieces) noexcept;
+  // An argument put together in the text area: what most are made of, without a formatter's cost. The lengths of names
+  // are the compiler's to know.
+  void join(std::initializer_list<std::string_view> pieces) noexcept;
 
   // An argument formatted into the text area.
   [[gnu::format(printf, 2, 3)]] void format(const char* format, ...) noexcept;

@@ -1,6 +1,7 @@
 #include "common/client_details.h"
 
 #include <cstdlib>
+#include <string_view>
 
 namespace annal {
 
@@ -8,26 +9,26 @@ namespace {
 
 struct Detail {
   const char* ClientDetails::*known;
-  const char* key;
+  std::string_view key;
   const char* variable;
 };
 
 constexpr Detail kDetails[] = {
-    {&ClientDetails::id, "client_id", "HTTP_CLIENT_ID"},
-    {&ClientDetails::app, "client_app", "HTTP_CLIENT_APP"},
-    {&ClientDetails::agent, "client_agent", "HTTP_CLIENT_AGENT"},
+    {&ClientDetails::id, "client_id=", "HTTP_CLIENT_ID"},
+    {&ClientDetails::app, "client_app=", "HTTP_CLIENT_APP"},
+    {&ClientDetails::agent, "client_agent=", "HTTP_CLIENT_AGENT"},
 };
 
 }  // namespace
 
-void add_client_details(ArgumentVector& arguments, const char* prefix, const ClientDetails& details) noexcept {
+void add_client_details(ArgumentVector& arguments, std::string_view prefix, const ClientDetails& details) noexcept {
   for (const auto& [known, key, variable] : kDetails) {
     const char* value = details.*known;
     if (value == nullptr) {
       value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): callers keep the environment still
     }
     if (value != nullptr) {
-      arguments.join({prefix, key, "=", value});
+      arguments.join({prefix, key, value});
     }
   }
 }

@@ -1,6 +1,8 @@
 // What the device's commands are told about the client behind an entry.
 #pragma once
 
+#include <string_view>
+
 #include "common/argument_vector.h"
 
 namespace annal {
@@ -14,7 +16,7 @@ struct ClientDetails {
 };
 
 // Adds "client_id=…", "client_app=…" and "client_agent=…", each behind the prefix, and leaves out what is not known.
-void add_client_details(ArgumentVector& arguments, const char* prefix, const ClientDetails& details) noexcept;
+void add_client_details(ArgumentVector& arguments, std::string_view prefix, const ClientDetails& details) noexcept;
 
 // For details that stand in a record, where an empty text means none.
 [[nodiscard]] constexpr const char* unless_empty(const char* text) noexcept {

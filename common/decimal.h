@@ -2,20 +2,24 @@
 #pragma once
 
 #include <charconv>
+#include <cstddef>
 #include <limits>
+#include <string_view>
 
 namespace annal {
 
 template <typename Integer>
 class Decimal {
  public:
-  explicit Decimal(Integer number) noexcept { *std::to_chars(text_, text_ + kMostDigits, number).ptr = '\0'; }
+  explicit Decimal(Integer number) noexcept
+      : length_(static_cast<std::size_t>(std::to_chars(text_, text_ + kMostDigits, number).ptr - text_)) {}
 
-  [[nodiscard]] const char* text() const noexcept { return text_; }
+  [[nodiscard]] std::string_view text() const noexcept { return {text_, length_}; }
 
  private:
   static constexpr int kMostDigits = std::numeric_limits<Integer>::digits10 + 2;  // with a sign
-  char text_[kMostDigits + 1];
+  char text_[kMostDigits];
+  std::size_t length_;
 };
 
 }  // namespace annal

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <iterator>
+#include <string_view>
 
 #include "common/argument_vector.h"
 #include "common/client_details.h"
@@ -35,9 +36,9 @@ constexpr Surroundings kLogCentre{
 constexpr int kWarning = 1;
 constexpr int kError = 2;
 
-void add_unless_empty(ArgumentVector& arguments, const char* key, const char* text) noexcept {
+void add_unless_empty(ArgumentVector& arguments, std::string_view name, const char* text) noexcept {
   if (*text != '\0') {
-    arguments.join({key, "=", text});
+    arguments.join({name, text});
   }
 }
 
@@ -111,12 +112,12 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   if (record->event_timet != 0) {
     arguments.join({"timestamp=", Decimal(static_cast<int>(record->event_timet)).text()});
   }
-  add_unless_empty(arguments, "user", record->event_user);
-  add_unless_empty(arguments, "ip", record->event_ip);
-  add_unless_empty(arguments, "computer", record->event_comp);
-  add_unless_empty(arguments, "application", record->event_app_name);
-  add_unless_empty(arguments, "category", record->event_category);
-  add_unless_empty(arguments, "message", record->event_desc);
+  add_unless_empty(arguments, "user=", record->event_user);
+  add_unless_empty(arguments, "ip=", record->event_ip);
+  add_unless_empty(arguments, "computer=", record->event_comp);
+  add_unless_empty(arguments, "application=", record->event_app_name);
+  add_unless_empty(arguments, "category=", record->event_category);
+  add_unless_empty(arguments, "message=", record->event_desc);
   add_client_details(arguments, "",
                      {unless_empty(record->event_client_id), unless_empty(record->event_client_app),
                       unless_empty(record->event_client_agent)});

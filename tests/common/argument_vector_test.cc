@@ -62,7 +62,7 @@ TEST_F(ArgumentVectorTest, CutsWhatDoesNotFitAndEmptiesWhatFollows) {
   const std::string long_text(10236, 'x');
   ArgumentVector joined;
   ArgumentVector formatted;
-  joined.join({"abc", long_text.c_str()});
+  joined.join({"abc", long_text});
   formatted.format("abc%s", long_text.c_str());
   for (const ArgumentVector* vector : {&joined, &formatted}) {
     EXPECT_EQ(vector->argv()[0], "abc" + long_text);  // fits to the byte
@@ -75,17 +75,17 @@ TEST_F(ArgumentVectorTest, CutsWhatDoesNotFitAndEmptiesWhatFollows) {
   }
 
   ArgumentVector cut;
-  cut.join({long_text.c_str(), "abcd", "ef"});
+  cut.join({long_text, "abcd", "ef"});
   cut.join({"next"});
   EXPECT_EQ(cut.argv()[0], long_text + "abc");
   EXPECT_STREQ(cut.argv()[1], "");
 }
 
 TEST(DecimalTest, WritesEveryNumber) {
-  EXPECT_STREQ(Decimal(0).text(), "0");
-  EXPECT_STREQ(Decimal(std::numeric_limits<int>::min()).text(), "-2147483648");
-  EXPECT_STREQ(Decimal(std::numeric_limits<std::uint64_t>::max()).text(), "18446744073709551615");
-  EXPECT_STREQ(Decimal(std::numeric_limits<std::int64_t>::min()).text(), "-9223372036854775808");
+  EXPECT_EQ(Decimal(0).text(), "0");
+  EXPECT_EQ(Decimal(std::numeric_limits<int>::min()).text(), "-2147483648");
+  EXPECT_EQ(Decimal(std::numeric_limits<std::uint64_t>::max()).text(), "18446744073709551615");
+  EXPECT_EQ(Decimal(std::numeric_limits<std::int64_t>::min()).text(), "-9223372036854775808");
 }
 
 TEST_F(ArgumentVectorTest, DropsWhatIsBeyondItsNumberOfEntries) {
