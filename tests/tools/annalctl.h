@@ -38,6 +38,8 @@ class RunningAnnalctl {
   [[nodiscard]] std::vector<std::string> wait_for_lines(std::size_t count) const;
   // The same for a text on standard error.
   [[nodiscard]] std::string wait_for_error(const std::string& text) const;
+  // Whether it has the file open, within twenty seconds.
+  [[nodiscard]] bool comes_to_open(const std::string& path) const;
 
   // Holds it up while the test does what it must not see the half of.
   void pause() const;

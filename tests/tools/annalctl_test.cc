@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <sstream>
@@ -153,6 +154,19 @@ std::string RunningAnnalctl::wait_for_error(const std::string& text) const {
     return error.find(text) != std::string::npos;
   }));
   return error;
+}
+
+bool RunningAnnalctl::comes_to_open(const std::string& path) const {
+  const std::filesystem::path descriptors = "/proc/" + std::to_string(process_) + "/fd";
+  return becomes_true([&] {
+    std::error_code gone;
+    for (const auto& descriptor : std::filesystem::directory_iterator(descriptors, gone)) {
+      if (std::filesystem::read_symlink(descriptor, gone) == path) {
+        return true;
+      }
+    }
+    return false;
+  });
 }
 
 void RunningAnnalctl::pause() const {

@@ -288,7 +288,7 @@ TEST_F(AnnalctlTail, SignalEndsItAtOnceEvenWhileItWaitsForALock) {
   for (const int signal : {SIGINT, SIGTERM}) {
     const LockHolder holder(kPath);
     RunningAnnalctl tail({"event", "tail", "--interval", "0.01"});
-    usleep(100000);  // most likely inside the library's wait by then
+    ASSERT_TRUE(tail.comes_to_open(kPath));  // so it is inside the library's wait, or will be at once
     EXPECT_EQ(tail.finish(signal).status, 0);
   }
 }
