@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# shape_of_library.sh LIBRARY HEADER MAP PACKING: what the built library promises to the dynamic linker. Exported are
-# exactly the names that the header declares, and needed is nothing but SQLite, libc and the two platform libraries.
-# PACKING says whether the relative relocations are "packed" or "plain".
+# shape_of_library.sh LIBRARY HEADER MAP PACKING LANDING_PAD: what the built library promises to the dynamic linker.
+# Exported are exactly the names that the header declares, and needed is nothing but SQLite, libc and the two platform
+# libraries.
+# PACKING says whether the relative relocations are "packed" or "plain", LANDING_PAD what the processor wants to
+# see where a function is called by its address, "none" where it does not care.
 set -euo pipefail
-library=$1 header=$2 map=$3 packing=$4
+library=$1 header=$2 map=$3 packing=$4 landing_pad=$5
 
 declared() {
   grep -v '^#' "$header" | tr '\n' ' ' | sed 's|/\*|\n&|g; s|\*/|&\n|g' | grep -v '^/\*' | tr '\n' ' ' | tr ';' '\n' |
@@ -19,6 +21,13 @@ writable_arrays() {
   while read -r value _ name; do
     ((16#$value >= start && 16#$value < start + length)) || echo "$name"
   done < <(nm -D --defined-only "$library" | grep -E ' A[0-9]{3}_list$')
+}
+# The first instruction of each exported function, where it is no landing pad.
+unguarded_functions() {
+  [[ $landing_pad == none ]] || objdump -d --no-show-raw-insn "$library" |
+    awk -v pad="$landing_pad" '
+      name != "" { if ($2 !~ "^(" pad ")") print name, $2; name = "" }
+      /^[0-9a-f]+ <annal_[a-z0-9_]+>:$/ { name = $2 }'
 }
 # 12000 pointers are thousands of relocations, or a bitmap of some 270 words.
 relocation_form() {
@@ -56,6 +65,11 @@ same "symbols are bound at load time" "Flags: NOW" "$(grep -o 'Flags: NOW' <<<"$
 same "relocated data is made read-only" "GNU_RELRO" "$(grep -o 'GNU_RELRO' <<<"$segments")"
 same "the stack is not executable" "RW" "$(awk '/GNU_STACK/ {print $7}' <<<"$segments")"
 same "relative relocations are $packing" "$packing" "$(relocation_form)"
+[[ $landing_pad != endbr ]] ||
+  same "returns are checked against a shadow stack" SHSTK "$(readelf -nW "$library" | grep -o SHSTK)"
+lacks "functions that cannot be jumped to" . "$(unguarded_functions)"
+same "the stack is protected" "__stack_chk_fail" "$(grep -o '__stack_chk_fail' <<<"$undefined")"
+same "calls with bounded buffers are checked" "__vsnprintf_chk" "$(grep -o '__vsnprintf_chk' <<<"$undefined")"
 same "an application's name is there once" 1 "$(strings -a -d "$library" | grep -cx A002)"
 lacks "arrays that can be written" . "$(writable_arrays)"
 lacks "text relocations" "TEXTREL" "$dynamic"
