@@ -1167,7 +1167,7 @@ ANNAL_API int annal_notice_table_add_column(const char* column, int type, const 
  * lacking here too, so call this while nobody else is at the file.
  *
  * Returns ANNAL_OK, also when the file could not be opened to look for the columns, and nothing was done; or what
- * creating the table or adding the column answers. Waits up to 20 s, for each of its steps.
+ * creating the table or adding the column answers. Waits up to 20 s, for each of its steps but the adding of title.
  */
 ANNAL_API int AnnalNoticeModifyTbl(void) ANNAL_NOEXCEPT;
 
