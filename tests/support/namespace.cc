@@ -37,6 +37,8 @@ bool write_text(const char* path, const std::string& text) {
   return file.good();
 }
 
+}  // namespace
+
 std::string leave_the_machines_mounts() {
   const uid_t uid = getuid();
   const gid_t gid = getgid();
@@ -57,6 +59,8 @@ std::string leave_the_machines_mounts() {
   }
   return {};
 }
+
+namespace {
 
 std::string mount_empty(const std::string& folder) {
   if (mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") != 0) {

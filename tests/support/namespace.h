@@ -9,6 +9,10 @@ namespace annal::test {
 inline constexpr const char* kLogFolder = "/etc/logs";
 inline constexpr const char* kCommandFolders[] = {"/usr/local/sbin", "/sbin"};
 
+// Gives this process mounts of its own, so that it may mount what nobody else sees. Returns an empty text, or why it
+// was not possible.
+std::string leave_the_machines_mounts();
+
 // True inside a private appliance, however this process got there.
 bool inside_private_appliance();
 

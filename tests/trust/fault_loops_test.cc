@@ -1,12 +1,6 @@
 // Every exported function meets every failing allocation and every failing operation of the disk, one at a time and
 // from one on: it answers a documented code, and what it leaves is what that code says.
-#include <signal.h>
-#include <sys/uio.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 
 #include "Corix_annal.h"
 #include "tests/trust/faulty_memory.h"
@@ -17,27 +11,10 @@
 namespace annal::test {
 namespace {
 
-// What the process was at when it crashed: a test that is gone cannot say.
-char at_work[200];
-
-void tell_and_die(int signal) {
-  const iovec message[] = {{const_cast<char*>("crashed at: "), 12}, {at_work, strnlen(at_work, sizeof at_work)}};
-  [[maybe_unused]] const ssize_t told = writev(STDERR_FILENO, message, 2);
-  struct sigaction usual {};
-  usual.sa_handler = SIG_DFL;
-  sigaction(signal, &usual, nullptr);
-  raise(signal);
-}
-
 class EveryFunction : public TrustTest, public testing::WithParamInterface<Scenario> {
  protected:
   void SetUp() override {
     TrustTest::SetUp();
-    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL}) {
-      struct sigaction action {};
-      action.sa_handler = &tell_and_die;
-      sigaction(signal, &action, nullptr);
-    }
     path_ = path_of(scenario().log);
     set_up(scenario().log, scenario().start);
     image_ = Image::of(path_);
@@ -85,11 +62,9 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
   void walk(const std::string& what, int nth, Lasting lasting, Arm arm, Struck struck, bool commit_may_stand = false) {
     const std::string place = name_of(scenario()) + ", " + what + " number " + std::to_string(nth) +
                               (lasting == Lasting::kOnce ? "" : " and all that follow");
-    std::snprintf(at_work, sizeof at_work, "%s\n", place.c_str());
+    be_at(place);
     SCOPED_TRACE(place);
-    const std::size_t sqlite_memory = SqliteMemory::outstanding();
-    const std::size_t plain_memory = PlainMemory::outstanding();
-    const int descriptors = open_descriptors();
+    const Ledger ledger;
     Outcome outcome = call_with([&] {
       calm();
       arm();
@@ -101,31 +76,13 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
     Disk::count();
 
     EXPECT_GT(outcome.faults, 0) << "a walk that meets no fault";
-    EXPECT_EQ(SqliteMemory::outstanding(), sqlite_memory) << "memory of SQLite's is lost";
-    EXPECT_EQ(PlainMemory::outstanding(), plain_memory) << "memory is lost";
-    EXPECT_EQ(SqliteTrace::open_connections(), 0U);
-    EXPECT_EQ(SqliteTrace::live_statements(), 0U);
-    EXPECT_EQ(SqliteTrace::live_texts(), 0U);
-    EXPECT_EQ(Disk::open_files(), 0);
-    EXPECT_EQ(open_descriptors(), descriptors);
+    ledger.expect_balance();
     EXPECT_LE(waited, static_cast<long>(scenario().waits) * scenario().wait_milliseconds)
         << "waits longer than it says";
     judge(outcome, commit_may_stand);
   }
 
  private:
-  // What a description says of a call that answered so.
-  [[nodiscard]] bool is_described(const Outcome& outcome) const {
-    if (outcome.result == scenario().success && outcome.output == expected_.output &&
-        outcome.found == expected_.after) {
-      return true;
-    }
-    if (is_one_of(scenario().failures, outcome.result) && outcome.found == expected_.before) {
-      return true;
-    }
-    return scenario().allows != nullptr && scenario().allows(outcome, expected_);
-  }
-
   [[nodiscard]] static bool is_one_of(const std::vector<int>& codes, int code) {
     return std::find(codes.begin(), codes.end(), code) != codes.end();
   }
@@ -138,7 +95,7 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
     codes.push_back(scenario().success);
     return failed && std::any_of(codes.begin(), codes.end(), [&](int code) {
              outcome.result = code;
-             return is_described(outcome);
+             return is_described(scenario(), outcome, expected_);
            });
   }
 
@@ -152,7 +109,7 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
         FAIL() << "answered " << outcome.result << " and left a file that is not sound: " << problem.what();
       }
     }
-    EXPECT_TRUE(is_described(outcome) || (commit_may_stand && is_described_as_done(outcome)))
+    EXPECT_TRUE(is_described(scenario(), outcome, expected_) || (commit_may_stand && is_described_as_done(outcome)))
         << "answered " << outcome.result << " with \"" << outcome.output << "\", and left\n"
         << text_of(outcome.found) << "where it found\n"
         << text_of(expected_.before) << "and would leave\n"

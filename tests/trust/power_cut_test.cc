@@ -5,13 +5,11 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <stdexcept>
 
 #include "Corix_annal.h"
 #include "common/paths.h"
-#include "tests/support/from_library.h"
 #include "tests/support/log_file.h"
 #include "tests/trust/log_state.h"
 #include "tests/trust/scenarios.h"
@@ -164,11 +162,6 @@ struct Course {
   int barriers;
 };
 
-unsigned first_seed() {
-  const char* seed = std::getenv("ANNAL_TRUST_SEED");
-  return seed != nullptr ? static_cast<unsigned>(std::strtoul(seed, nullptr, 10)) : 1;
-}
-
 // Forking a process that the sanitizers watch costs many times what it costs otherwise, and shows nothing new.
 unsigned how_many_seeds() {
 #if defined(__SANITIZE_ADDRESS__)
@@ -180,14 +173,11 @@ unsigned how_many_seeds() {
   return whole_walk() ? kMany : kSample;
 }
 
-// A command costs many times what a commit does, and has nothing to do with the file.
-bool no_shell = false;
-
 class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
  protected:
   void SetUp() override {
     TrustTest::SetUp();
-    no_shell = true;
+    run_no_shell(true);
     report_ = static_cast<CutReport*>(
         mmap(nullptr, sizeof *report_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     ASSERT_NE(report_, MAP_FAILED);
@@ -195,7 +185,6 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
 
   void TearDown() override {
     munmap(report_, sizeof *report_);
-    no_shell = false;
     TrustTest::TearDown();
   }
 
@@ -316,9 +305,3 @@ INSTANTIATE_TEST_SUITE_P(Trust, PowerCut, testing::ValuesIn(lives()), [](const a
 
 }  // namespace
 }  // namespace annal::test
-
-extern "C" std::FILE* popen(const char* command, const char* mode) {
-  using Popen = std::FILE*(const char*, const char*);
-  static auto* const real = reinterpret_cast<Popen*>(annal::test::next_function("popen"));
-  return annal::test::no_shell ? nullptr : real(command, mode);
-}

@@ -689,6 +689,14 @@ void set_up(Log log, Start start) {
   }
 }
 
+bool is_described(const Scenario& scenario, const Outcome& outcome, const Expectation& expected) {
+  const std::vector<int>& failures = scenario.failures;
+  const bool succeeded = outcome.result == scenario.success && outcome.output == expected.output;
+  const bool failed = std::find(failures.begin(), failures.end(), outcome.result) != failures.end();
+  return (succeeded && outcome.found == expected.after) || (failed && outcome.found == expected.before) ||
+         (scenario.allows != nullptr && scenario.allows(outcome, expected));
+}
+
 void PrintTo(const Scenario& scenario, std::ostream* out) {
   *out << name_of(scenario);
 }

@@ -120,6 +120,9 @@ struct Scenario {
   int wait_milliseconds = 20000;        // each time
 };
 
+// True when a function's description allows what became of a call, and what it left.
+bool is_described(const Scenario& scenario, const Outcome& outcome, const Expectation& expected);
+
 void PrintTo(const Scenario& scenario, std::ostream* out);
 std::string name_of(const Scenario& scenario);
 

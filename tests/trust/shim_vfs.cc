@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -32,6 +33,10 @@ struct Faults {
   DiskFault armed{};
   int open_files = 0;
   long waited_microseconds = 0;
+  long act_after_microseconds = 0;
+  std::function<void()> action;
+  Countdown fresh_locks;
+  std::function<void()> lock_action;
 };
 Faults faults;
 
@@ -218,6 +223,9 @@ int file_size(sqlite3_file* file, sqlite3_int64* size) {
 }
 
 int lock(sqlite3_file* file, int level) {
+  if (level == SQLITE_LOCK_SHARED && faults.lock_action && faults.fresh_locks.strikes()) {
+    std::exchange(faults.lock_action, {})();
+  }
   return unless_struck(DiskOperation::kLock, [&] {
     sqlite3_file* const real = shim(file)->real();
     return real->pMethods->xLock(real, level);
@@ -253,8 +261,30 @@ int device_characteristics(sqlite3_file* file) {
   return real->pMethods->xDeviceCharacteristics(real);
 }
 
+// What a log with a write-ahead log needs beside.
+
+int map_shared(sqlite3_file* file, int region, int size, int extend, void volatile** memory) {
+  sqlite3_file* const real = shim(file)->real();
+  return real->pMethods->xShmMap(real, region, size, extend, memory);
+}
+
+int lock_shared(sqlite3_file* file, int offset, int count, int flags) {
+  sqlite3_file* const real = shim(file)->real();
+  return real->pMethods->xShmLock(real, offset, count, flags);
+}
+
+void order_shared(sqlite3_file* file) {
+  sqlite3_file* const real = shim(file)->real();
+  real->pMethods->xShmBarrier(real);
+}
+
+int unmap_shared(sqlite3_file* file, int remove) {
+  sqlite3_file* const real = shim(file)->real();
+  return real->pMethods->xShmUnmap(real, remove);
+}
+
 constexpr sqlite3_io_methods kMethods = {
-    .iVersion = 1,  // without shared memory and mapped files, which a rollback journal does not need
+    .iVersion = 2,  // without mapped files, so that every operation is seen
     .xClose = &close_file,
     .xRead = &read_some,
     .xWrite = &write_some,
@@ -267,10 +297,10 @@ constexpr sqlite3_io_methods kMethods = {
     .xFileControl = &file_control,
     .xSectorSize = &sector_size,
     .xDeviceCharacteristics = &device_characteristics,
-    .xShmMap = nullptr,
-    .xShmLock = nullptr,
-    .xShmBarrier = nullptr,
-    .xShmUnmap = nullptr,
+    .xShmMap = &map_shared,
+    .xShmLock = &lock_shared,
+    .xShmBarrier = &order_shared,
+    .xShmUnmap = &unmap_shared,
     .xFetch = nullptr,
     .xUnfetch = nullptr,
 };
@@ -328,6 +358,9 @@ int full_path(sqlite3_vfs* /*vfs*/, const char* path, int size, char* out) {
 
 int sleep_for(sqlite3_vfs* /*vfs*/, int microseconds) {
   faults.waited_microseconds += microseconds;
+  if (faults.action && faults.waited_microseconds >= faults.act_after_microseconds) {
+    std::exchange(faults.action, {})();
+  }
   return microseconds;
 }
 
@@ -356,8 +389,13 @@ const std::vector<DiskFault>& disk_faults() {
   return all;
 }
 
+namespace {
+
+sqlite3_vfs shim_vfs;
+
+}  // namespace
+
 void Disk::install() {
-  static sqlite3_vfs shim_vfs;
   machine = sqlite3_vfs_find(nullptr);
   if (machine == nullptr || machine->iVersion < 2) {
     throw std::runtime_error("SQLite has no VFS to stand in front of");
@@ -377,6 +415,12 @@ void Disk::install() {
   }
 }
 
+void Disk::stand_in(bool in) {
+  if (machine != nullptr) {
+    sqlite3_vfs_register(in ? &shim_vfs : machine, 1);
+  }
+}
+
 void Disk::fail(const DiskFault& fault, int nth, Lasting lasting) {
   count();
   faults.armed = fault;
@@ -388,6 +432,8 @@ void Disk::count() {
     each.count_only();
   }
   faults.waited_microseconds = 0;
+  faults.action = {};
+  faults.lock_action = {};
 }
 
 int Disk::seen(DiskOperation operation) {
@@ -400,6 +446,16 @@ int Disk::struck() {
 
 int Disk::open_files() {
   return faults.open_files;
+}
+
+void Disk::meanwhile(long milliseconds, std::function<void()> action) {
+  faults.act_after_microseconds = milliseconds * 1000;
+  faults.action = std::move(action);
+}
+
+void Disk::before_lock(int nth, std::function<void()> action) {
+  faults.fresh_locks.arm(nth, Lasting::kOnce);
+  faults.lock_action = std::move(action);
 }
 
 long Disk::waited() {

@@ -2,6 +2,7 @@
 // sqlite3_open takes by default: the library under test is the shipped one.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ extern const std::vector<DiskFault>& disk_faults();
 class Disk {
  public:
   static void install();
+  // For tests that need the machine's own disk and clock, after a test that did not.
+  static void stand_in(bool in);
 
   // From now on the nth operation of a fault's kind fails.
   static void fail(const DiskFault& fault, int nth, Lasting lasting);
@@ -35,6 +38,10 @@ class Disk {
   static int open_files();
   // How long SQLite has wanted to wait for locks since the last count or fail, in milliseconds. It never really waits.
   static long waited();
+  // Has something done once SQLite has wanted to wait for so long, until the next count or fail.
+  static void meanwhile(long milliseconds, std::function<void()> action);
+  // The same before SQLite locks a file of which it holds no lock, for the nth time from now.
+  static void before_lock(int nth, std::function<void()> action);
 };
 
 // When the names in a folder are safe from a power cut.

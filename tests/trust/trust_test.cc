@@ -1,15 +1,41 @@
 #include "tests/trust/trust_test.h"
 
+#include <sys/uio.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 
+#include "tests/support/from_library.h"
 #include "tests/trust/faulty_memory.h"
 #include "tests/trust/shim_vfs.h"
 
 namespace annal::test {
+
+namespace {
+
+bool no_shell = false;
+
+char at_work[256];
+
+void tell_and_die(int signal) {
+  char what[] = "crashed at: ";
+  char what_else[] = "hung at: ";
+  char* const beginning = signal == SIGALRM ? what_else : what;
+  const iovec message[] = {{beginning, std::strlen(beginning)}, {at_work, strnlen(at_work, sizeof at_work)}};
+  [[maybe_unused]] const ssize_t told = writev(STDERR_FILENO, message, 2);
+  struct sigaction usual {};
+  usual.sa_handler = SIG_DFL;
+  sigaction(signal, &usual, nullptr);
+  raise(signal);
+}
+
+}  // namespace
 
 void TrustTest::SetUpTestSuite() {
   static const bool installed = [] {
@@ -30,6 +56,8 @@ void TrustTest::SetUp() {
 }
 
 void TrustTest::TearDown() {
+  alarm(0);
+  run_no_shell(false);
   PlainMemory::watch(false);
   SqliteMemory::countdown().count_only();
   Disk::count();
@@ -39,6 +67,11 @@ void TrustTest::TearDown() {
 bool whole_walk() {
   const char* walk = std::getenv("ANNAL_TRUST");
   return walk != nullptr && std::strcmp(walk, "whole") == 0;
+}
+
+unsigned first_seed() {
+  const char* seed = std::getenv("ANNAL_TRUST_SEED");
+  return seed != nullptr ? static_cast<unsigned>(std::strtoul(seed, nullptr, 10)) : 1;
 }
 
 std::vector<int> positions(int last, int few, const std::string& name) {
@@ -60,4 +93,43 @@ int open_descriptors() {
   return static_cast<int>(std::distance(begin(descriptors), end(descriptors)));
 }
 
+void be_at(const std::string& place, unsigned seconds) {
+  static const bool watched = [] {
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGALRM}) {
+      struct sigaction action {};
+      action.sa_handler = &tell_and_die;
+      sigaction(signal, &action, nullptr);
+    }
+    return true;
+  }();
+  (void)watched;
+  std::snprintf(at_work, sizeof at_work, "%s\n", place.c_str());
+  alarm(seconds);
+}
+
+Ledger::Ledger()
+    : sqlite_memory_(SqliteMemory::outstanding()),
+      plain_memory_(PlainMemory::outstanding()),
+      descriptors_(open_descriptors()) {}
+
+void Ledger::expect_balance() const {
+  EXPECT_EQ(SqliteMemory::outstanding(), sqlite_memory_) << "memory of SQLite's is lost";
+  EXPECT_EQ(PlainMemory::outstanding(), plain_memory_) << "memory is lost";
+  EXPECT_EQ(SqliteTrace::open_connections(), 0U);
+  EXPECT_EQ(SqliteTrace::live_statements(), 0U);
+  EXPECT_EQ(SqliteTrace::live_texts(), 0U);
+  EXPECT_EQ(Disk::open_files(), 0);
+  EXPECT_EQ(open_descriptors(), descriptors_);
+}
+
+void run_no_shell(bool none) {
+  no_shell = none;
+}
+
 }  // namespace annal::test
+
+extern "C" std::FILE* popen(const char* command, const char* mode) {
+  using Popen = std::FILE*(const char*, const char*);
+  static auto* const real = reinterpret_cast<Popen*>(annal::test::next_function("popen"));
+  return annal::test::no_shell ? nullptr : real(command, mode);
+}
