@@ -1,0 +1,960 @@
+// Every exported function that touches a log meets what other programs, a machine that broke, and a careless hand make
+// of its file: it answers a documented code, loses and changes nothing that its description does not say, waits no
+// longer than it says, and what SQLite can still read is what it delivers.
+#include <sqlite3.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "Corix_annal.h"
+#include "common/paths.h"
+#include "tests/support/namespace.h"
+#include "tests/trust/faulty_memory.h"
+#include "tests/trust/scenarios.h"
+#include "tests/trust/shim_vfs.h"
+#include "tests/trust/trust_test.h"
+
+namespace annal::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// ---- what is called, and on what ----
+
+constexpr Log kLogs[] = {Log::kEvents, Log::kConnections, Log::kFileOperations, Log::kNotices};
+
+std::string table_of(Log log) {
+  switch (log) {
+    case Log::kEvents:
+      return "ANNAL_EVENT";
+    case Log::kConnections:
+      return "ANNAL_CONN";
+    case Log::kFileOperations:
+      return "PAVO2LOG_EVENT";
+    default:
+      return "ANNAL_NOTICE";
+  }
+}
+
+Log another(Log log) {
+  return log == Log::kEvents ? Log::kConnections : Log::kEvents;
+}
+
+// Also a journal or what else a neighbour has left, and what was put there in place of a file.
+void empty_the_folder() {
+  fs::remove_all(kLogFolder);
+  fs::create_directory(kLogFolder);
+}
+
+// The file of a log in a state, with nothing beside it.
+const std::string& bytes_of(Log log, Start start) {
+  static std::map<std::pair<Log, Start>, std::string> made;
+  const auto [entry, is_new] = made.try_emplace({log, start});
+  if (is_new) {
+    empty_the_folder();
+    set_up(log, start);
+    entry->second = read_file(path_of(log));
+  }
+  return entry->second;
+}
+
+struct Subject {
+  const Scenario* scenario;
+  std::string bytes;  // of the log that it is called on; empty for none
+  Expectation expected;
+
+  [[nodiscard]] const char* path() const { return path_of(scenario->log); }
+  [[nodiscard]] bool creates() const { return scenario->start == Start::kAbsent; }
+  [[nodiscard]] bool answers_number() const { return scenario->success > 0; }
+  [[nodiscard]] bool is(const char* function) const { return std::strcmp(scenario->function, function) == 0; }
+  [[nodiscard]] bool fails_with(int code) const {
+    const std::vector<int>& codes = scenario->failures;
+    return std::find(codes.begin(), codes.end(), code) != codes.end();
+  }
+  [[nodiscard]] bool queries() const { return fails_with(ANNAL_QUERY_FAILED); }
+  [[nodiscard]] bool only_reads() const { return queries() || is("isAllColumnExist") || is("annal_common_pack_db"); }
+  void put_log() const {
+    empty_the_folder();
+    if (!bytes.empty()) {
+      write_file(path(), bytes);
+    }
+  }
+};
+
+// Every function with a log.
+const std::vector<Subject>& subjects() {
+  static const std::vector<Subject> all = [] {
+    std::vector<Subject> made;
+    for (const Scenario& scenario : scenarios()) {
+      if (scenario.log == Log::kNone) {
+        continue;
+      }
+      Subject subject{&scenario, bytes_of(scenario.log, scenario.start), {}};
+      // Once to have what libc and SQLite make at their first use.
+      for (int i = 0; i < 2; ++i) {
+        subject.put_log();
+        subject.expected = {content_of(subject.path()), {}, {}};
+        if (scenario.call(subject.expected.output) != scenario.success) {
+          throw std::runtime_error(name_of(scenario) + " fails on a log as it should be");
+        }
+        subject.expected.after = content_of(subject.path());
+      }
+      made.push_back(subject);
+    }
+    return made;
+  }();
+  return all;
+}
+
+// Those that a test with a process beside each call goes through. Forking a process that the sanitizers watch costs
+// many times what it costs otherwise, and shows nothing new: a sample then, another one for each test.
+std::vector<Subject> subjects_beside_a_process(const std::string& test) {
+#if defined(__SANITIZE_ADDRESS__)
+  constexpr std::size_t kOneIn = 8;
+#else
+  constexpr std::size_t kOneIn = 1;
+#endif
+  std::vector<Subject> chosen;
+  for (std::size_t i = std::hash<std::string>{}(test) % kOneIn; i < subjects().size(); i += kOneIn) {
+    chosen.push_back(subjects()[i]);
+  }
+  return chosen;
+}
+
+// ---- neighbours ----
+
+// Another process at the log: it runs some statements at once, others when it is told to, and is killed in the end.
+class Neighbour {
+ public:
+  Neighbour(const char* path, const std::string& at_once, const std::string& later = "") {
+    int go[2];
+    int report[2];
+    if (pipe(go) != 0 || pipe(report) != 0) {
+      throw std::runtime_error("no pipe for a neighbour");
+    }
+    process_ = fork();
+    if (process_ == 0) {
+      close(go[1]);
+      close(report[0]);
+      work(path, at_once, later, go[0], report[1]);
+    }
+    close(go[0]);
+    close(report[1]);
+    go_ = go[1];
+    report_ = report[0];
+    hear(at_once);
+  }
+
+  ~Neighbour() {
+    end();
+    close(go_);
+    close(report_);
+  }
+
+  Neighbour(const Neighbour&) = delete;
+  Neighbour& operator=(const Neighbour&) = delete;
+
+  void go_on() {
+    if (process_ > 0 && write(go_, "g", 1) == 1) {
+      hear("what it should do later");
+    }
+    end();
+  }
+
+  void end() {
+    if (process_ > 0) {
+      kill(process_, SIGKILL);
+      waitpid(std::exchange(process_, -1), nullptr, 0);
+    }
+  }
+
+ private:
+  [[noreturn]] static void work(const char* path, const std::string& at_once, const std::string& later, int go,
+                                int report) {
+    Disk::count();
+    sqlite3* database = nullptr;
+    sqlite3_open(path, &database);
+    for (const std::string* statements : {&at_once, &later}) {
+      const bool done = sqlite3_exec(database, statements->c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+      const char answer = done ? 'y' : 'n';
+      char order = 0;
+      if (write(report, &answer, 1) != 1 || read(go, &order, 1) != 1) {
+        break;
+      }
+    }
+    _exit(0);
+  }
+
+  void hear(const std::string& what) const {
+    char answer = 'n';
+    if (read(report_, &answer, 1) != 1 || answer != 'y') {
+      ADD_FAILURE() << "a neighbour cannot do its part: " << what;
+    }
+  }
+
+  pid_t process_ = -1;
+  int go_ = -1;
+  int report_ = -1;
+};
+
+using Keeper = std::unique_ptr<Neighbour>;  // what has to live as long as the call
+
+// ---- judging ----
+
+// What there is where the log should be.
+struct Sight {
+  fs::file_type type;
+  std::string bytes;
+  std::set<std::string> names;  // in the folder
+
+  static Sight of(const char* path) {
+    std::error_code none;
+    Sight sight{fs::symlink_status(path, none).type(), {}, {}};
+    if (fs::is_regular_file(path, none)) {
+      sight.bytes = read_file(path);
+    }
+    for (const fs::directory_entry& entry : fs::directory_iterator(kLogFolder, none)) {
+      sight.names.insert(entry.path().filename());
+    }
+    return sight;
+  }
+};
+
+// What SQLite makes of the statement of a query, to its end.
+struct Answer {
+  bool opened = false;
+  bool complete = false;
+  std::string rows;
+  bool has_row = false;
+  int first = 0;
+};
+
+Answer ask_sqlite(const char* path, const std::string& statement) {
+  Answer answer;
+  sqlite3* handle = nullptr;
+  answer.opened = sqlite3_open(path, &handle) == SQLITE_OK;
+  sqlite3_stmt* query = nullptr;
+  if (answer.opened && sqlite3_prepare_v2(handle, statement.c_str(), -1, &query, nullptr) == SQLITE_OK) {
+    int step = sqlite3_step(query);
+    for (; step == SQLITE_ROW; step = sqlite3_step(query)) {
+      for (int i = 0; i < sqlite3_column_count(query); ++i) {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(query, i));
+        answer.rows += std::string(text != nullptr ? text : "NULL") + "|";
+      }
+      answer.rows += "\n";
+      if (!std::exchange(answer.has_row, true)) {
+        answer.first = sqlite3_column_int(query, 0);
+      }
+    }
+    answer.complete = step == SQLITE_DONE;
+  }
+  sqlite3_finalize(query);
+  sqlite3_close(handle);
+  return answer;
+}
+
+int result_for(const Subject& subject, const Answer& answer) {
+  if (!answer.opened) {
+    return ANNAL_OPEN_FAILED;
+  }
+  if (!subject.answers_number()) {
+    return answer.complete ? ANNAL_OK : ANNAL_QUERY_FAILED;
+  }
+  const bool usable = answer.has_row && (answer.first >= 0 || subject.is("annal_notice_table_check_column"));
+  return usable ? answer.first : ANNAL_QUERY_FAILED;
+}
+
+bool is_documented(const Subject& subject, int result) {
+  const Scenario& scenario = *subject.scenario;
+  const std::vector<int>& partial = scenario.partial_failures;
+  constexpr int kRequiredColumns = 21;
+  return result == scenario.success || subject.fails_with(result) ||
+         std::find(partial.begin(), partial.end(), result) != partial.end() ||
+         (subject.answers_number() && result >= 0) ||
+         (subject.is("isAllColumnExist") && result >= 0 && result <= kRequiredColumns);
+}
+
+// What a call may leave.
+enum class Demand {
+  kAsEver,        // nothing is in its way: what it always does
+  kAllOrNothing,  // what its description says of a failure
+  kDocumented,    // a documented code: the log is not what it was
+};
+
+struct Circumstances {
+  Demand demand;
+  bool mended_by_opening = false;  // what a neighbour left unfinished is finished by whoever opens the file next
+};
+
+class NeighbourTest : public TrustTest {
+ protected:
+  void SetUp() override {
+    TrustTest::SetUp();
+    run_no_shell(true);
+    (void)subjects();
+  }
+
+  // Calls a function on what the test has arranged, and judges what holds whatever that was.
+  Outcome call(const Subject& subject, const Circumstances& circumstances) {
+    constexpr unsigned kHangs = 60;
+    const Sight before = Sight::of(subject.path());
+    const Ledger ledger;
+    Outcome outcome{};
+    outcome.faults = 2;  // as far as a neighbour goes: again and again
+    SqliteTrace::reset();
+    PlatformRecorder::reset();
+    SqliteMemory::countdown().count_only();
+    PlainMemory::countdown().count_only();
+    be_at(name_of(*subject.scenario) + " " + place_, kHangs);
+    PlainMemory::watch(true);
+    outcome.result = subject.scenario->call(outcome.output);
+    PlainMemory::watch(false);
+    be_at("");
+    const long waited = Disk::waited();
+    Disk::count();
+
+    ledger.expect_balance();
+    EXPECT_LE(waited, static_cast<long>(subject.scenario->waits) * subject.scenario->wait_milliseconds)
+        << "waits longer than it says";
+    EXPECT_TRUE(is_documented(subject, outcome.result)) << "answered " << outcome.result;
+    const Sight after = Sight::of(subject.path());
+    expect_nothing_beside(before, after);
+    if (subject.only_reads() && !circumstances.mended_by_opening) {
+      EXPECT_TRUE(after.bytes == before.bytes) << "reading has changed the file";
+      const bool made_empty = before.type == fs::file_type::not_found && after.type == fs::file_type::regular;
+      EXPECT_TRUE(after.type == before.type || made_empty);
+    }
+    if (is_failure(subject, outcome.result) && !circumstances.mended_by_opening) {
+      EXPECT_TRUE(after.bytes == before.bytes) << "answered " << outcome.result << ", and has changed the file";
+    }
+    return outcome;
+  }
+
+  // One that says that nothing was done, from a function that deletes no file to mend it.
+  static bool is_failure(const Subject& subject, int result) {
+    return subject.fails_with(result) && !subject.creates() && !subject.is("AnnalNoticeModifyTbl") &&
+           !subject.fails_with(ANNAL_BATCH_FAILED);
+  }
+
+  // A query delivers what SQLite can read, to the first row that it cannot, and says so there.
+  static void expect_what_sqlite_reads(const Subject& subject, const Outcome& outcome) {
+    if (!subject.queries() || outcome.result == ANNAL_NO_MEMORY) {
+      return;
+    }
+    const Calls statements = SqliteTrace::statements();
+    const Answer answer = ask_sqlite(subject.path(), statements.empty() ? "" : statements.back());
+    EXPECT_EQ(outcome.result, result_for(subject, answer));
+    EXPECT_EQ(outcome.output, subject.answers_number() ? "" : answer.rows);
+  }
+
+  // What has been acknowledged is so, as far as the table can be read. Where a trigger might take a new entry again
+  // there is no telling.
+  static void expect_what_was_acknowledged(const Subject& subject, const Outcome& outcome) {
+    static const std::map<std::string, const char*> kFound = {
+        {"annal_event_add_msgid_ex3", "WHERE event_desc = 'it''s new'"},
+        {"annal_event_flush_tbl", ""},
+        {"annal_conn_add2", "WHERE conn_res = '/it''s new'"},
+        {"annal_conn_add_entries", "WHERE conn_res LIKE '/batch%'"},
+        {"annal_conn_add_entries2", "WHERE conn_res LIKE '/batch%'"},
+        {"annal_conn_flush_tbl", ""},
+        {"pavo2log_event_add", "WHERE event_filepath = '/it''s new'"},
+        {"pavo2log_event_flush_tbl", ""},
+        {"annal_notice_add", "WHERE desc = 'it''s new'"},
+        {"annal_notice_flush_tbl", ""}};
+    const auto found = kFound.find(subject.scenario->function);
+    const bool empties = subject.fails_with(ANNAL_EMPTY_FAILED);
+    if (found == kFound.end() || outcome.result < 0 || (!empties && subject.scenario->start != Start::kUnlimited)) {
+      return;
+    }
+    const std::string stored = outcome.output.empty() ? "1" : outcome.output;  // a batch says how many
+    const Answer answer = ask_sqlite(
+        subject.path(), "SELECT COUNT(*) FROM " + table_of(subject.scenario->log) + " NOT INDEXED " + found->second);
+    if (answer.complete) {
+      EXPECT_EQ(answer.rows, (empties ? "0" : stored) + "|\n") << "acknowledged, and not so";
+    }
+  }
+
+  static void judge(const Subject& subject, Outcome outcome, Demand demand) {
+    if (demand == Demand::kDocumented) {
+      expect_what_sqlite_reads(subject, outcome);
+      expect_what_was_acknowledged(subject, outcome);
+      return;
+    }
+    try {
+      outcome.found = content_of(subject.path());
+    } catch (const std::exception& problem) {
+      FAIL() << "answered " << outcome.result << " and left a file that is not sound: " << problem.what();
+    }
+    const Expectation& expected = subject.expected;
+    const bool as_ever = outcome.result == subject.scenario->success && outcome.output == expected.output &&
+                         outcome.found == expected.after;
+    const bool described = demand == Demand::kAllOrNothing && is_described(*subject.scenario, outcome, expected);
+    EXPECT_TRUE(as_ever || described) << "answered " << outcome.result << " with \"" << outcome.output
+                                      << "\", and left\n"
+                                      << text_of(outcome.found) << "where it found\n"
+                                      << text_of(expected.before) << "and would leave\n"
+                                      << text_of(expected.after);
+  }
+
+  std::string place_;  // for a crash to be told
+
+ private:
+  // A call takes away what it has put beside the log.
+  static void expect_nothing_beside(const Sight& before, const Sight& after) {
+    for (const std::string& name : after.names) {
+      EXPECT_TRUE(before.names.contains(name) || name.ends_with(".log")) << "left " << name;
+    }
+  }
+};
+
+// ---- the file is not what it should be ----
+
+struct Situation {
+  const char* name;
+  Circumstances circumstances;
+  std::function<Keeper(const Subject&)> arrange;  // with the log in place
+  bool with_a_process = false;
+};
+
+void PrintTo(const Situation& situation, std::ostream* out) {
+  *out << situation.name;
+}
+
+// A situation that some statements make.
+Situation by_sql(const char* name, Demand demand, std::function<std::string(Log)> statements) {
+  return {name, {demand}, [statements = std::move(statements)](const Subject& subject) -> Keeper {
+            sql(subject.path(), statements(subject.scenario->log));
+            return nullptr;
+          }};
+}
+
+// One that comes of other bytes in the file.
+Situation by_bytes(const char* name, std::function<std::string(std::string)> change) {
+  return {name, {Demand::kDocumented}, [change = std::move(change)](const Subject& subject) -> Keeper {
+            write_file(subject.path(), change(read_file(subject.path())));
+            return nullptr;
+          }};
+}
+
+Situation garbage(const char* name, std::size_t size, char fill) {
+  return by_bytes(name, [size, fill](const std::string& /*log*/) { return std::string(size, fill); });
+}
+
+std::size_t page_of(const std::string& log) {
+  constexpr std::size_t kPlaceInHeader = 16;
+  return std::size_t{static_cast<unsigned char>(log.at(kPlaceInHeader))} * 256;  // none of ours is smaller or odd
+}
+
+// To a number of pages and of bytes behind them.
+Situation truncated(const char* name, std::size_t pages, std::size_t bytes = 0) {
+  return by_bytes(name, [pages, bytes](const std::string& log) { return log.substr(0, pages * page_of(log) + bytes); });
+}
+
+// One byte of the file's header, as SQLite's file format has it.
+Situation header(const char* name, std::size_t place, char byte) {
+  return by_bytes(name, [place, byte](std::string log) {
+    log.at(place) = byte;
+    return log;
+  });
+}
+
+// One where something else is in the place of the file.
+Situation in_its_place(const char* name, std::function<void(const char*)> put) {
+  return {name, {Demand::kDocumented}, [put = std::move(put)](const Subject& subject) -> Keeper {
+            fs::remove(subject.path());
+            put(subject.path());
+            return nullptr;
+          }};
+}
+
+Situation beside_it(const char* name, Circumstances circumstances, std::function<void(const std::string&)> put) {
+  return {name, circumstances, [put = std::move(put)](const Subject& subject) -> Keeper {
+            put(subject.path());
+            return nullptr;
+          }};
+}
+
+// One with another process at the file.
+Situation by_neighbour(const char* name, Circumstances circumstances, std::string statements, bool killed) {
+  return {name, circumstances,
+          [statements = std::move(statements), killed](const Subject& subject) {
+            auto neighbour = std::make_unique<Neighbour>(subject.path(), statements);
+            return killed ? nullptr : std::move(neighbour);
+          },
+          true};
+}
+
+std::string noise(std::size_t size) {
+  std::mt19937 dice(first_seed());
+  std::string bytes(size, '\0');
+  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(dice()); });
+  return bytes;
+}
+
+std::vector<Situation> situations() {
+  constexpr Demand kAsEver = Demand::kAsEver;
+  constexpr Demand kDocumented = Demand::kDocumented;
+  // Enough to make SQLite write to the file before the transaction ends.
+  const std::string unfinished =
+      "PRAGMA cache_size = 1; BEGIN; CREATE TABLE unfinished AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + "
+      "1 "
+      "FROM n WHERE i < 200) SELECT i, hex(zeroblob(200)) FROM n;";
+  return {
+      // A neighbour that has changed the log.
+      by_sql("DroppedTable", kDocumented, [](Log log) { return "DROP TABLE " + table_of(log) + ";"; }),
+      by_sql("RenamedTable", kDocumented,
+             [](Log log) { return "ALTER TABLE " + table_of(log) + " RENAME TO another;"; }),
+      by_sql("AView", kDocumented,
+             [](Log log) {
+               return "ALTER TABLE " + table_of(log) + " RENAME TO t; CREATE VIEW " + table_of(log) +
+                      " AS SELECT * FROM t;";
+             }),
+      by_sql("FewerColumns", kDocumented,
+             [](Log log) {
+               return "DROP TABLE " + table_of(log) + "; CREATE TABLE " + table_of(log) + " (one INTEGER, two TEXT);";
+             }),
+      by_sql("MoreColumns", kDocumented,
+             [](Log log) {
+               return "ALTER TABLE " + table_of(log) + " ADD COLUMN later_one TEXT DEFAULT 'a'; ALTER TABLE " +
+                      table_of(log) + " ADD COLUMN later_two INTEGER;";
+             }),
+      by_sql("MoreTables", kDocumented,
+             [](Log /*log*/) {
+               return "CREATE TABLE later (one, two); CREATE VIEW later_view AS SELECT one FROM later; INSERT INTO "
+                      "later VALUES (1, 2); PRAGMA user_version = 99; PRAGMA application_id = 99;";
+             }),
+      by_sql("ForeignTrigger", kDocumented,
+             [](Log log) {
+               return "CREATE TRIGGER foreign_one BEFORE INSERT ON " + table_of(log) +
+                      " BEGIN SELECT RAISE(ABORT, 'no'); END;";
+             }),
+      by_sql("SchemaThatCannotBeRead", kDocumented,
+             [](Log log) {
+               return "PRAGMA writable_schema = ON; UPDATE sqlite_master SET sql = 'CREATE TABLE " + table_of(log) +
+                      " (event_id FROM THE FUTURE' WHERE type = 'table';";
+             }),
+      {"AnotherLog",
+       {kDocumented},
+       [](const Subject& subject) -> Keeper {
+         write_file(subject.path(), bytes_of(another(subject.scenario->log), Start::kFilled));
+         return nullptr;
+       }},
+      // Other forms of a sound file.
+      by_sql("PagesOf512", kAsEver, [](Log /*log*/) { return "PRAGMA page_size = 512; VACUUM;"; }),
+      by_sql("PagesOf65536", kAsEver, [](Log /*log*/) { return "PRAGMA page_size = 65536; VACUUM;"; }),
+      by_sql("AutoVacuum", kAsEver, [](Log /*log*/) { return "PRAGMA auto_vacuum = FULL; VACUUM;"; }),
+      by_sql("WriteAheadLog", kAsEver, [](Log /*log*/) { return "PRAGMA journal_mode = WAL;"; }),
+      by_neighbour("WriteAheadLogInUse", {kAsEver},
+                   "PRAGMA journal_mode = WAL; PRAGMA user_version = 7; SELECT * FROM sqlite_master;", false),
+      by_neighbour("WriteAheadLogBeingRead", {kAsEver},
+                   "PRAGMA journal_mode = WAL; PRAGMA user_version = 7; BEGIN; SELECT * FROM sqlite_master;", false),
+      by_neighbour("WriteAheadLogBeingWritten", {Demand::kAllOrNothing},
+                   "PRAGMA journal_mode = WAL; PRAGMA user_version = 7; BEGIN IMMEDIATE;", false),
+      by_neighbour("WriteAheadLogLeftBehind", {kAsEver, true}, "PRAGMA journal_mode = WAL; PRAGMA user_version = 7;",
+                   true),
+      by_neighbour("UnfinishedTransactionLeftBehind", {kAsEver, true}, unfinished, true),
+      // What lies beside it.
+      beside_it("JournalOfNoise", {kAsEver, true},
+                [](const std::string& path) { write_file(path + "-journal", noise(4096)); }),
+      beside_it("EmptyJournal", {kAsEver, true}, [](const std::string& path) { write_file(path + "-journal", ""); }),
+      beside_it("FolderAsJournal", {kDocumented},
+                [](const std::string& path) { fs::create_directory(path + "-journal"); }),
+      beside_it("WriteAheadLogOfNoise", {kAsEver, true},
+                [](const std::string& path) { write_file(path + "-wal", noise(4096)); }),
+      // A file that has lost its end.
+      truncated("TruncatedToNothing", 0),
+      truncated("TruncatedToOneByte", 0, 1),
+      truncated("TruncatedToItsHeader", 0, 100),
+      truncated("TruncatedToOnePage", 1),
+      truncated("TruncatedToTwoPages", 2),
+      truncated("TruncatedInsideAPage", 1, 333),
+      by_bytes("TruncatedToHalf",
+               [](const std::string& log) { return log.substr(0, log.size() / page_of(log) / 2 * page_of(log)); }),
+      by_bytes("WithoutItsLastByte", [](const std::string& log) { return log.substr(0, log.size() - 1); }),
+      by_bytes("GrownByHalfAPage", [](const std::string& log) { return log + std::string(page_of(log) / 2, '\0'); }),
+      // No log at all.
+      garbage("OneByte", 1, 'x'),
+      garbage("SomeText", 100, 'x'),
+      garbage("APageOfText", 4096, 'x'),
+      garbage("MuchText", 70000, '\n'),
+      garbage("SomeZeros", 100, '\0'),
+      garbage("ManyZeros", 8192, '\0'),
+      by_bytes("Noise", [](const std::string& /*log*/) { return noise(4096); }),
+      by_bytes("HeaderWithZeros", [](const std::string& log) { return log.substr(0, 100) + std::string(4996, '\0'); }),
+      by_bytes("HeaderWithNoise", [](const std::string& log) { return log.substr(0, 100) + noise(log.size() - 100); }),
+      by_bytes("LaterPagesOfNoise",
+               [](const std::string& log) { return log.substr(0, page_of(log)) + noise(log.size() - page_of(log)); }),
+      by_bytes("LaterPagesOfZeros",
+               [](const std::string& log) {
+                 return log.substr(0, page_of(log)) + std::string(log.size() - page_of(log), '\0');
+               }),
+      header("FormatThatOnlyNewerOnesRead", 19, 3),
+      header("FormatThatOnlyNewerOnesWrite", 18, 3),
+      header("SchemaOfAFutureFormat", 47, 9),
+      header("PageSizeThatIsNone", 16, 0x55),
+      header("AnotherEncoding", 59, 2),
+      // Something else in its place.
+      in_its_place("Nothing", [](const char* /*path*/) {}),
+      in_its_place("AFolder", [](const char* path) { fs::create_directory(path); }),
+      in_its_place("ALinkToItself", [](const char* path) { fs::create_symlink(path, path); }),
+      in_its_place("ALinkToNowhere", [](const char* path) { fs::create_symlink("/etc/logs/none/none", path); }),
+      in_its_place("AFolderWithAFile",
+                   [](const char* path) {
+                     fs::create_directory(path);
+                     write_file(std::string(path) + "/file", "x");
+                   }),
+      in_its_place("APipe", [](const char* path) { mkfifo(path, 0600); }),
+      in_its_place("NoFolder", [](const char* /*path*/) { fs::remove_all(kLogFolder); }),
+  };
+}
+
+class Neighbours : public NeighbourTest, public testing::WithParamInterface<Situation> {};
+
+TEST_P(Neighbours, EveryFunctionAnswersAsDescribed) {
+  const Situation& situation = GetParam();
+  place_ = situation.name;
+  for (const Subject& each : situation.with_a_process ? subjects_beside_a_process(situation.name) : subjects()) {
+    Subject subject = each;
+    Circumstances circumstances = situation.circumstances;
+    if (subject.creates()) {  // there is something already
+      subject.bytes = bytes_of(subject.scenario->log, Start::kFilled);
+      circumstances.demand = Demand::kDocumented;
+    }
+    SCOPED_TRACE(name_of(*subject.scenario));
+    subject.put_log();
+    const Keeper keeper = situation.arrange(subject);
+    const Outcome outcome = call(subject, circumstances);
+    judge(subject, outcome, circumstances.demand);
+  }
+  empty_the_folder();
+}
+
+INSTANTIATE_TEST_SUITE_P(Trust, Neighbours, testing::ValuesIn(situations()),
+                         [](const auto& situation) { return situation.param.name; });
+
+// ---- another process holds a lock ----
+
+struct Hold {
+  const char* name;
+  const char* begin;
+  bool stops_readers;
+  std::function<std::string(Log)> work;  // that it does under the lock; empty for none
+  bool ends;                             // while the call waits
+};
+
+void PrintTo(const Hold& hold, std::ostream* out) {
+  *out << hold.name;
+}
+
+class HeldLogs : public NeighbourTest, public testing::WithParamInterface<Hold> {};
+
+TEST_P(HeldLogs, EveryFunctionWaitsAsLongAsItSays) {
+  constexpr long kHeldFor = 700;
+  const Hold& hold = GetParam();
+  place_ = hold.name;
+  for (const Subject& subject : subjects_beside_a_process(hold.name)) {
+    SCOPED_TRACE(name_of(*subject.scenario));
+    subject.put_log();
+    const std::string work = hold.work && !subject.creates() ? hold.work(subject.scenario->log) : "";
+    Neighbour neighbour(subject.path(), hold.begin + work, "COMMIT;");
+    long waited = 0;
+    if (hold.ends) {
+      Disk::meanwhile(kHeldFor, [&] {
+        waited = Disk::waited();
+        neighbour.go_on();
+      });
+    }
+    const bool reads = subject.only_reads();
+    const Outcome outcome = call(subject, {Demand::kAllOrNothing, !work.empty()});
+    neighbour.end();
+    // The column that this function adds is added without a wait, by the function for that; it waits while it looks.
+    const bool waits = subject.scenario->waits > 0 && (hold.stops_readers || !subject.is("AnnalNoticeModifyTbl"));
+    const bool hindered = (!reads || hold.stops_readers) && !subject.is("annal_common_pack_db");
+    if (hold.ends && waits && hindered) {
+      EXPECT_GE(waited, kHeldFor) << "did not wait";
+    }
+    const bool as_ever = !hindered || (hold.ends && waits);
+    if (work.empty()) {
+      judge(subject, outcome, as_ever ? Demand::kAsEver : Demand::kAllOrNothing);
+    } else if (waits) {
+      judge(subject, outcome, Demand::kDocumented);
+    }
+  }
+}
+
+std::vector<Hold> holds() {
+  const auto nothing = [](Log /*log*/) { return std::string(); };
+  const auto drop = [](Log log) { return "DROP TABLE " + table_of(log) + ";"; };
+  const auto migrate = [](Log log) { return "ALTER TABLE " + table_of(log) + " ADD COLUMN later TEXT DEFAULT 'a';"; };
+  const auto replace = [](Log log) { return "DELETE FROM " + table_of(log) + ";"; };
+  constexpr const char* kAll = "BEGIN EXCLUSIVE;";
+  constexpr const char* kWriting = "BEGIN IMMEDIATE;";
+  constexpr const char* kReading = "BEGIN; SELECT COUNT(*) FROM sqlite_master;";
+  return {
+      {"WholeForAShortWhile", kAll, true, nothing, true},
+      {"WholeForever", kAll, true, nothing, false},
+      {"ForWritingForAShortWhile", kWriting, false, nothing, true},
+      {"ForWritingForever", kWriting, false, nothing, false},
+      {"ForReadingForAShortWhile", kReading, false, nothing, true},
+      {"ForReadingForever", kReading, false, nothing, false},
+      {"WhileTheTableIsDropped", kAll, true, drop, true},
+      {"WhileTheTableIsMigrated", kAll, true, migrate, true},
+      {"WhileTheTableIsEmptied", kAll, true, replace, true},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Trust, HeldLogs, testing::ValuesIn(holds()), [](const auto& hold) { return hold.param.name; });
+
+// ---- another process acts at the worst moment ----
+
+struct Act {
+  const char* name;
+  bool keeps_file;  // false: it puts another in its place, or none
+  std::function<void(const Subject&)> act;
+};
+
+void PrintTo(const Act& act, std::ostream* out) {
+  *out << act.name;
+}
+
+class WorstMoments : public NeighbourTest, public testing::WithParamInterface<Act> {};
+
+// Each moment at which a call is about to lock the file, having let go of it or not yet looked at it.
+TEST_P(WorstMoments, EveryFunctionAnswersAsDescribed) {
+  const Act& act = GetParam();
+  for (const Subject& each : subjects()) {
+    Subject subject = each;
+    if (subject.creates()) {
+      subject.bytes = bytes_of(subject.scenario->log, Start::kFilled);
+    }
+    bool struck = true;
+    for (int nth = 1; struck; ++nth) {
+      place_ = std::string(act.name) + " before lock " + std::to_string(nth);
+      SCOPED_TRACE(name_of(*subject.scenario) + ", " + place_);
+      subject.put_log();
+      struck = false;
+      Disk::before_lock(nth, [&] {
+        struck = true;
+        act.act(subject);
+      });
+      const Outcome outcome = call(subject, {Demand::kDocumented, true});
+      // A count prepares its statement once: where the schema is another when it is run, it fails.
+      const bool prepared_before = subject.answers_number() && outcome.result == ANNAL_QUERY_FAILED;
+      if (act.keeps_file && !prepared_before) {
+        expect_what_sqlite_reads(subject, outcome);
+      }
+      expect_what_was_acknowledged(subject, outcome);
+    }
+  }
+}
+
+std::vector<Act> acts() {
+  const auto log = [](const Subject& subject) { return table_of(subject.scenario->log); };
+  return {
+      {"TheTableIsDropped", true,
+       [=](const Subject& subject) { sql(subject.path(), "DROP TABLE " + log(subject) + ";"); }},
+      {"TheTableIsMigrated", true,
+       [=](const Subject& subject) { sql(subject.path(), "ALTER TABLE " + log(subject) + " ADD COLUMN later TEXT;"); }},
+      {"TheFileIsDeleted", false, [](const Subject& subject) { fs::remove(subject.path()); }},
+      {"TheFileIsReplaced", false,
+       [](const Subject& subject) {
+         write_file("/etc/logs/new.log", subject.bytes);
+         fs::rename("/etc/logs/new.log", subject.path());
+       }},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Trust, WorstMoments, testing::ValuesIn(acts()),
+                         [](const auto& act) { return act.param.name; });
+
+// ---- the folder is of another kind ----
+
+// A file system that the folder of the logs lies on, in a mount namespace of a process of its own.
+struct Ground {
+  const char* name;
+  Demand demand;
+  long room;  // pages left free behind the log and a page of its journal; negative: the folder is read-only
+};
+
+void PrintTo(const Ground& ground, std::ostream* out) {
+  *out << ground.name;
+}
+
+class Grounds : public NeighbourTest, public testing::WithParamInterface<Ground> {
+ protected:
+  static void must(int result, const char* what) {
+    if (result != 0) {
+      throw std::runtime_error(std::string(what) + ": " + std::strerror(errno));
+    }
+  }
+
+  static void put_read_only(const Subject& subject) {
+    subject.put_log();
+    must(mount(kLogFolder, kLogFolder, nullptr, MS_BIND, nullptr), "bind");
+    must(mount(nullptr, kLogFolder, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV, nullptr),
+         "read-only");
+  }
+
+  static void put_full(const Subject& subject, long room) {
+    must(mount("tmpfs", kLogFolder, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755,size=1m"), "tmpfs");
+    if (!subject.bytes.empty()) {
+      write_file(subject.path(), subject.bytes);
+    }
+    std::FILE* filler = std::fopen("/etc/logs/filler", "w");
+    std::setvbuf(filler, nullptr, _IONBF, 0);
+    constexpr long kBlock = 4096;
+    const std::string block(kBlock, 'x');
+    long blocks = 0;
+    while (std::fwrite(block.data(), block.size(), 1, filler) == 1) {
+      ++blocks;
+    }
+    must(ftruncate(fileno(filler), std::max(blocks - room, 0L) * kBlock), "room");
+    std::fclose(filler);
+  }
+
+  // In a process of its own, which has left the machine's mounts.
+  void call_all() {
+    const Ground& ground = GetParam();
+    place_ = ground.name;
+    for (const Subject& subject : subjects()) {
+      SCOPED_TRACE(name_of(*subject.scenario));
+      if (ground.room < 0) {
+        put_read_only(subject);
+      } else {
+        put_full(subject, ground.room);
+      }
+      const Outcome outcome = call(subject, {ground.demand});
+      judge(subject, outcome, subject.only_reads() ? Demand::kAsEver : ground.demand);
+      must(umount2(kLogFolder, MNT_DETACH), "umount");
+    }
+  }
+};
+
+TEST_P(Grounds, EveryFunctionDoesAllOrNothing) {
+  std::fflush(nullptr);
+  const pid_t process = fork();
+  if (process == 0) {
+    const std::string problem = leave_the_machines_mounts();
+    if (problem.empty()) {
+      try {
+        call_all();
+      } catch (const std::exception& trouble) {
+        ADD_FAILURE() << trouble.what();
+      }
+    } else {
+      ADD_FAILURE() << problem;
+    }
+    std::fflush(nullptr);
+    _exit(HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(process, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+constexpr Ground kGrounds[] = {
+    {"ReadOnly", Demand::kAllOrNothing, -1},        {"Full", Demand::kAllOrNothing, 0},
+    {"FullButOnePage", Demand::kAllOrNothing, 1},   {"FullButTwoPages", Demand::kAllOrNothing, 2},
+    {"FullButFivePages", Demand::kAllOrNothing, 5}, {"FullButTwelvePages", Demand::kAllOrNothing, 12},
+};
+
+INSTANTIATE_TEST_SUITE_P(Trust, Grounds, testing::ValuesIn(kGrounds),
+                         [](const auto& ground) { return ground.param.name; });
+
+// ---- single bits ----
+
+class FlippedBits : public NeighbourTest, public testing::WithParamInterface<Log> {
+ protected:
+  // The log in a state with all that a log has, on as few pages as can be.
+  static std::string small(Log log, Start start) {
+    empty_the_folder();
+    write_file(path_of(log), bytes_of(log, start));
+    const Rows indexes = sql(path_of(log), "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL;");
+    for (std::size_t i = 1; i < indexes.size(); ++i) {
+      sql(path_of(log), "DROP INDEX " + indexes[i].at(0) + ";");
+    }
+    sql(path_of(log), "PRAGMA page_size = 512; VACUUM;");
+    return read_file(path_of(log));
+  }
+
+  void call_on(const Subject& subject, const std::string& flipped) {
+    write_file(subject.path(), flipped);
+    const Outcome outcome = call(subject, {Demand::kDocumented});
+    judge(subject, outcome, Demand::kDocumented);
+    calls_ += 1;
+    failures_ += outcome.result < 0 ? 1 : 0;
+  }
+
+  void flip(const std::vector<const Subject*>& called, const std::string& log) {
+    std::mt19937 dice(first_seed());
+    constexpr unsigned kBits = 8;
+#if defined(__SANITIZE_ADDRESS__)
+    constexpr std::size_t kStride = 8;
+#else
+    constexpr std::size_t kStride = 1;
+#endif
+    const std::size_t stride = whole_walk() ? 1 : kStride;
+    std::size_t turn = 0;
+    for (std::size_t at = 0; at < log.size(); at += stride) {
+      const unsigned chosen = dice() % kBits;
+      for (unsigned bit = 0; bit < kBits; ++bit) {
+        if (bit != chosen && !whole_walk()) {
+          continue;
+        }
+        std::string flipped = log;
+        flipped[at] = static_cast<char>(static_cast<unsigned char>(flipped[at]) ^ (1U << bit));
+        place_ = "bit " + std::to_string(bit) + " of byte " + std::to_string(at);
+        for (std::size_t i = 0; i < (whole_walk() ? called.size() : 1); ++i) {
+          const Subject& subject = *called[turn++ % called.size()];
+          SCOPED_TRACE(name_of(*subject.scenario) + ", " + place_ +
+                       ", ANNAL_TRUST_SEED=" + std::to_string(first_seed()));
+          call_on(subject, flipped);
+        }
+      }
+    }
+  }
+
+  int calls_ = 0;
+  int failures_ = 0;
+};
+
+TEST_P(FlippedBits, NeitherCrashNorLie) {
+  const Log log = GetParam();
+  for (const Start start : {Start::kFilled, Start::kUnlimited, Start::kOld}) {
+    std::vector<const Subject*> called;
+    for (const Subject& subject : subjects()) {
+      const Start on = subject.creates() ? Start::kFilled : subject.scenario->start;
+      if (subject.scenario->log == log && on == start) {
+        called.push_back(&subject);
+      }
+    }
+    if (!called.empty()) {
+      const std::string bytes = small(log, start);
+      empty_the_folder();
+      flip(called, bytes);
+    }
+  }
+  std::printf("%s: %d calls, %d of which answered a failure, seed %u\n", table_of(log).c_str(), calls_, failures_,
+              first_seed());
+  EXPECT_GT(failures_, 0);
+  EXPECT_LT(failures_, calls_);
+}
+
+INSTANTIATE_TEST_SUITE_P(Trust, FlippedBits, testing::ValuesIn(kLogs),
+                         [](const auto& log) { return table_of(log.param); });
+
+}  // namespace
+}  // namespace annal::test
