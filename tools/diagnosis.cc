@@ -63,16 +63,13 @@ Finding folder_obstacle(const std::string& folder, Purpose purpose) {
 }
 
 Finding header_obstacle(const Log& log) {
-  constexpr std::string_view kHeader("SQLite format 3\0", 16);
-  std::array<char, kHeader.size()> head{};
-  std::ifstream file(log.path, std::ios::binary);
-  if (!file.read(head.data(), static_cast<std::streamsize>(head.size())) && file.gcount() == 0) {
-    return {};  // An empty file is a database without tables yet.
+  if (begins_as_database(log.path)) {
+    return {};
   }
-  if (std::string_view(head.data(), head.size()) != kHeader) {
-    return fmt::format("it is not a database (move it away, then run 'annalctl {}{} create')", log.name, log.options);
-  }
-  return {};
+  return fmt::format(
+      "it is not a database (if it was one, 'annalctl {0}{1} salvage' gets out of it what can be read; if not, move it "
+      "away, then run 'annalctl {0}{1} create')",
+      log.name, log.options);
 }
 
 Finding lock_obstacle(const Call& call) {
@@ -149,6 +146,16 @@ Finding table_obstacle(const Call& call, int code) {
 }
 
 }  // namespace
+
+bool begins_as_database(const char* path) {
+  constexpr std::string_view kHeader("SQLite format 3\0", 16);
+  std::array<char, kHeader.size()> head{};
+  std::ifstream file(path, std::ios::binary);
+  if (!file.read(head.data(), static_cast<std::streamsize>(head.size())) && file.gcount() == 0) {
+    return true;
+  }
+  return std::string_view(head.data(), head.size()) == kHeader;
+}
 
 std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {
   if (Finding folder = folder_obstacle(folder_of(log.path), purpose)) {

@@ -11,6 +11,9 @@ namespace annalctl {
 // What stands in the way of opening the log's file, or nothing. Opens no database and creates nothing.
 [[nodiscard]] std::optional<std::string> file_obstacle(const Log& log, Purpose purpose);
 
+// Whether the file begins as a database does, or is empty, which is one without tables.
+[[nodiscard]] bool begins_as_database(const char* path);
+
 // Why a statement failed on a file that can be opened, or nothing when no cause was found.
 [[nodiscard]] std::optional<std::string> statement_obstacle(const Call& call, int code);
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <span>
 #include <string>
 
@@ -18,9 +19,13 @@ struct Log {
   const char* path;
   const char* table;
   std::span<const Column> columns;  // the current layout, which is also the order of a listing
+  std::size_t first_columns;        // so many of them had the earliest release
+  int usual_limit;                  // of entries: the library's own, for a limit of 0
   int (*count)() noexcept;          // of all entries; a negative number is a result code
-  const char* options = "";         // what each of its commands needs, a blank in front, for texts that name one
-  bool migrates = true;             // there is a command for it
+  // Creates the log where blueprint_of has led all databases, whatever is at the log's path.
+  int (*create_anywhere)(int limit, int batch) noexcept;
+  const char* options = "";  // what each of its commands needs, a blank in front, for texts that name one
+  bool migrates = true;      // there is a command for it
 };
 
 enum class Purpose {

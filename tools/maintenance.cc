@@ -18,15 +18,9 @@ struct Limits {
   int batch = 0;
 };
 
-// A full log looks through all that it holds for its oldest entries: with a batch, for one of so many that are added.
-int usual_batch(int limit) {
-  constexpr int kPercent = 100;
-  return std::max(1, limit / kPercent);
-}
-
 int run_create(const Maintenance& maintenance, const Limits& limits) {
   const Log& log = maintenance.log;
-  const int limit = limits.limit > 0 ? limits.limit : maintenance.usual_limit;
+  const int limit = limits.limit > 0 ? limits.limit : log.usual_limit;
   const int batch = limits.batch > 0 ? limits.batch : usual_batch(limit);
   const Call call{log, fmt::format("create the {} log", log.name), Purpose::kCreating};
   return report(call, maintenance.create(limit, batch));
@@ -63,6 +57,11 @@ int run_migrate(const Log& log, int (*migrate)() noexcept) {
 
 }  // namespace
 
+int usual_batch(int limit) {
+  constexpr int kPercent = 100;
+  return std::max(1, limit / kPercent);
+}
+
 void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance) {
   const Log& log = maintenance.log;
   CLI::App* const command = commands.add_subcommand("create", "Create the log with its size limit");
@@ -70,9 +69,8 @@ void add_create_command(CLI::App& commands, Program& program, const Maintenance&
   command->footer(fmt::format("Examples:\n  annalctl {0}{1} create\n  annalctl {0}{1} create --limit 50000 --batch 100",
                               log.name, log.options));
   command
-      ->add_option(
-          "--limit", limits->limit,
-          fmt::format("Keep at most so many {}; 0, as without it, means {}", log.entries, maintenance.usual_limit))
+      ->add_option("--limit", limits->limit,
+                   fmt::format("Keep at most so many {}; 0, as without it, means {}", log.entries, log.usual_limit))
       ->type_name("N")
       ->check(at_least(0));
   command

@@ -10,10 +10,12 @@ namespace annalctl {
 
 struct Maintenance {
   const Log& log;
-  int usual_limit;  // the library's own, for a limit of 0
   int (*create)(int limit, int batch) noexcept;
   int (*flush)() noexcept;
 };
+
+// A full log looks through all that it holds for its oldest entries: with a batch, for one of so many that are added.
+[[nodiscard]] int usual_batch(int limit);
 
 // A command keeps the reference.
 void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance);

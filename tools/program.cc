@@ -10,6 +10,7 @@
 #include <string>
 
 #include "tools/catalog/commands.h"
+#include "tools/check.h"
 #include "tools/conn/commands.h"
 #include "tools/event/commands.h"
 #include "tools/fileop/commands.h"
@@ -33,6 +34,7 @@ constexpr char kFooter[] =
     "  annalctl fileop --db operations.db list --path /share/photos\n"
     "  annalctl notice list --severity error --days 7\n"
     "  annalctl notice age 30\n"
+    "  annalctl check\n"
     "  annalctl facilities --json\n"
     "  annalctl catalog search fan failed\n"
     "\n"
@@ -118,6 +120,7 @@ int run_program(int argc, char** argv) {
   add_conn_commands(app, program);
   add_fileop_commands(app, program);
   add_notice_commands(app, program);
+  add_check_of_all(app, program);
   add_facilities(app, program);
   add_catalog_commands(app, program);
   add_notify(app, program);

@@ -22,6 +22,8 @@ void add_flush(CLI::App& commands, Program& program);
 void add_migrate(CLI::App& commands, Program& program);
 void add_import(CLI::App& commands, Program& program);
 void add_tail(CLI::App& commands, Program& program);
+void add_check(CLI::App& commands, Program& program);
+void add_salvage(CLI::App& commands, Program& program);
 
 }  // namespace conn
 

@@ -1,9 +1,11 @@
 #include <algorithm>
 
 #include "Corix_annal.h"
+#include "tools/check.h"
 #include "tools/conn/commands.h"
 #include "tools/conn/model.h"
 #include "tools/maintenance.h"
+#include "tools/salvage.h"
 
 namespace annalctl::conn {
 
@@ -11,7 +13,6 @@ namespace {
 
 constexpr Maintenance kMaintenance{
     .log = kLog,
-    .usual_limit = 10000,
     .create = annal_conn_create_tbl,
     .flush = annal_conn_flush_tbl,
 };
@@ -38,6 +39,14 @@ void add_flush(CLI::App& commands, Program& program) {
 
 void add_migrate(CLI::App& commands, Program& program) {
   add_migrate_command(commands, program, kLog, annal_conn_modify_tbl);
+}
+
+void add_check(CLI::App& commands, Program& program) {
+  add_check_command(commands, program, kLog);
+}
+
+void add_salvage(CLI::App& commands, Program& program) {
+  add_salvage_command(commands, program, kLog);
 }
 
 }  // namespace annalctl::conn

@@ -106,7 +106,10 @@ const Log kLog{
     .path = "/etc/logs/conn.log",
     .table = "ANNAL_CONN",
     .columns = kColumns,
+    .first_columns = 10,
+    .usual_limit = 10000,
     .count = count_all,
+    .create_anywhere = annal_conn_create_tbl,
 };
 
 constinit const std::span<const Choice> kSorts = kSortChoices;

@@ -1,7 +1,9 @@
 #include "Corix_annal.h"
+#include "tools/check.h"
 #include "tools/event/commands.h"
 #include "tools/event/model.h"
 #include "tools/maintenance.h"
+#include "tools/salvage.h"
 
 namespace annalctl::event {
 
@@ -9,7 +11,6 @@ namespace {
 
 constexpr Maintenance kMaintenance{
     .log = kLog,
-    .usual_limit = 100000,
     .create = annal_event_create_tbl,
     .flush = annal_event_flush_tbl,
 };
@@ -30,6 +31,14 @@ void add_flush(CLI::App& commands, Program& program) {
 
 void add_migrate(CLI::App& commands, Program& program) {
   add_migrate_command(commands, program, kLog, annal_event_modify_tbl);
+}
+
+void add_check(CLI::App& commands, Program& program) {
+  add_check_command(commands, program, kLog);
+}
+
+void add_salvage(CLI::App& commands, Program& program) {
+  add_salvage_command(commands, program, kLog);
 }
 
 }  // namespace annalctl::event

@@ -87,7 +87,10 @@ const Log kLog{
     .path = "/etc/logs/event.log",
     .table = "ANNAL_EVENT",
     .columns = kColumns,
+    .first_columns = 8,
+    .usual_limit = 100000,
     .count = count_all,
+    .create_anywhere = annal_event_create_tbl,
 };
 
 constinit const std::span<const Choice> kSorts = kSortChoices;

@@ -1,9 +1,11 @@
 #include <sys/stat.h>
 
 #include "Corix_annal.h"
+#include "tools/check.h"
 #include "tools/fileop/commands.h"
 #include "tools/fileop/model.h"
 #include "tools/maintenance.h"
+#include "tools/salvage.h"
 
 namespace annalctl::fileop {
 
@@ -24,7 +26,6 @@ int flush() noexcept {
 
 constexpr Maintenance kMaintenance{
     .log = kLog,
-    .usual_limit = 100000,
     .create = create,
     .flush = flush,
 };
@@ -37,6 +38,14 @@ void add_create(CLI::App& commands, Program& program) {
 
 void add_flush(CLI::App& commands, Program& program) {
   add_flush_command(commands, program, kMaintenance);
+}
+
+void add_check(CLI::App& commands, Program& program) {
+  add_check_command(commands, program, kLog);
+}
+
+void add_salvage(CLI::App& commands, Program& program) {
+  add_salvage_command(commands, program, kLog);
 }
 
 }  // namespace annalctl::fileop

@@ -47,6 +47,11 @@ int count_all() noexcept {
   return pavo2log_event_query_count(kLog.path, kAllLevels, nullptr, nullptr, nullptr, nullptr);
 }
 
+// The library creates nothing at a path where it finds something: below this one there can be no file.
+int create_anywhere(int limit, int batch) noexcept {
+  return pavo2log_event_create_tbl("/dev/null/fileop", limit, batch);
+}
+
 }  // namespace
 
 Log kLog{
@@ -55,7 +60,10 @@ Log kLog{
     .path = "",
     .table = "PAVO2LOG_EVENT",
     .columns = kColumns,
+    .first_columns = 16,
+    .usual_limit = 100000,
     .count = count_all,
+    .create_anywhere = create_anywhere,
     .options = " --db FILE",
     .migrates = false,
 };

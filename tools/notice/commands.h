@@ -18,6 +18,8 @@ void add_create(CLI::App& commands, Program& program);
 void add_add(CLI::App& commands, Program& program);
 void add_list(CLI::App& commands, Program& program);
 void add_tail(CLI::App& commands, Program& program);
+void add_check(CLI::App& commands, Program& program);
+void add_salvage(CLI::App& commands, Program& program);
 void add_count(CLI::App& commands, Program& program);
 void add_group(CLI::App& commands, Program& program);
 void add_delete(CLI::App& commands, Program& program);

@@ -8,12 +8,14 @@
 #include <vector>
 
 #include "Corix_annal.h"
+#include "tools/check.h"
 #include "tools/confirm.h"
 #include "tools/maintenance.h"
 #include "tools/notice/commands.h"
 #include "tools/notice/model.h"
 #include "tools/number.h"
 #include "tools/result.h"
+#include "tools/salvage.h"
 
 namespace annalctl::notice {
 
@@ -30,7 +32,6 @@ constexpr char kMigrateFooter[] =
 
 constexpr Maintenance kMaintenance{
     .log = kLog,
-    .usual_limit = 10000,
     .create = annal_notice_create_tbl,
     .flush = annal_notice_flush_tbl,
 };
@@ -61,7 +62,7 @@ bool may_start_anew(const std::vector<std::string>& missing, int notices) {
   complain(
       fmt::format("the notice log lacks {}, and can only be deleted and created anew, for at most {} notices: what it "
                   "holds now would be lost (notices: {})",
-                  fmt::join(missing, ", "), kMaintenance.usual_limit, notices));
+                  fmt::join(missing, ", "), kLog.usual_limit, notices));
   const std::optional<bool> answer = answer_to(fmt::format("Delete {} and create it anew?", kLog.path));
   if (!answer) {
     complain("nothing was changed: run this at a terminal, or with --yes if the notices may go");
@@ -134,6 +135,14 @@ void add_migrate(CLI::App& commands, Program& program) {
   command->footer(kMigrateFooter);
   command->add_flag("--yes,-y", *yes, "Do not ask");
   command->callback([yes, &program] { program.status = run_migrate(*yes); });
+}
+
+void add_check(CLI::App& commands, Program& program) {
+  add_check_command(commands, program, kLog);
+}
+
+void add_salvage(CLI::App& commands, Program& program) {
+  add_salvage_command(commands, program, kLog);
 }
 
 }  // namespace annalctl::notice

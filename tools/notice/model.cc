@@ -179,7 +179,10 @@ const Log kLog{
     .path = "/etc/logs/notice.log",
     .table = "ANNAL_NOTICE",
     .columns = kColumns,
+    .first_columns = 21,
+    .usual_limit = 10000,
     .count = count_all,
+    .create_anywhere = annal_notice_create_tbl,
 };
 
 std::vector<Facility> facilities() {

@@ -1,0 +1,60 @@
+// What happens to the files of logs.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace damage {
+
+inline std::string contents_of(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+inline void put(const std::string& path, const std::string& contents) {
+  std::ofstream(path, std::ios::binary) << contents;
+}
+
+inline void overwrite(const std::string& path, std::size_t place, const std::string& bytes) {
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(static_cast<std::streamoff>(place));
+  file << bytes;
+}
+
+// Leaves the log as a crash of its writer does: half changed, with the journal that undoes it.
+inline void cut_off_a_change(const char* path, const char* change) {
+  const std::string journal = std::string(path) + "-journal";
+  sqlite3* writer = nullptr;
+  ASSERT_EQ(sqlite3_open(path, &writer), SQLITE_OK);
+  const std::string statements = std::string("PRAGMA cache_size = 1; BEGIN; ") + change;
+  ASSERT_EQ(sqlite3_exec(writer, statements.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  const std::string half = contents_of(path);
+  const std::string undoing = contents_of(journal);
+  sqlite3_close(writer);
+  put(path, half);
+  put(journal, undoing);
+}
+
+// The names in the folder of the logs, with a blank behind each.
+inline std::string names_in_folder() {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator("/etc/logs")) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  std::string all;
+  for (const std::string& name : names) {
+    all += name + " ";
+  }
+  return all;
+}
+
+}  // namespace damage

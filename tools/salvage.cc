@@ -1,0 +1,233 @@
+#include "tools/salvage.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "tools/confirm.h"
+#include "tools/inspection.h"
+#include "tools/rescue.h"
+#include "tools/set_aside.h"
+#include "tools/sqlite.h"
+
+namespace annalctl {
+
+namespace {
+
+struct Wishes {
+  bool yes = false;
+  bool force = false;
+};
+
+constexpr char kBegun[] = "salvage";
+constexpr char kUnfinished[] = "unfinished";
+
+// The new file until it is in place. A run that fails takes it away again; one that is killed leaves it behind.
+class NewFile {
+ public:
+  explicit NewFile(const std::string& log) : path_(free_name(log, kBegun)) { make_like(log, path_); }
+  ~NewFile() {
+    if (!in_place_) {
+      unlink(path_.c_str());
+    }
+  }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  [[nodiscard]] const std::string& path() const { return path_; }
+  void is_in_place() { in_place_ = true; }
+
+ private:
+  std::string path_;
+  bool in_place_ = false;
+};
+
+class Salvage {
+ public:
+  Salvage(const Log& log, const Wishes& wishes, Program& program) : log_(log), wishes_(wishes), program_(program) {}
+
+  int run() {
+    try {
+      return attempt();
+    } catch (const FileFailure& failure) {
+      complain(failure.what());
+    } catch (const RescueFailure& failure) {
+      complain(fmt::format("cannot salvage {}: {}", log_.path, failure.what()));
+    }
+    complain("the log was left as it is");
+    return kFailure;
+  }
+
+ private:
+  int attempt() {
+    Inspection inspection = inspect(log_);
+    const bool unfinished = inspection.has(State::kUnfinished);
+    if (!unfinished && !is_wanted(inspection)) {
+      return inspection.sound() ? kSuccess : kFailure;
+    }
+    if (!wishes_.yes && !confirmed(fmt::format("Make {} anew from what can be read of it?", log_.path))) {
+      complain("nothing was changed");
+      return kFailure;
+    }
+    path_ = std::filesystem::canonical(log_.path).string();
+    if (unfinished) {
+      finish_change();
+      inspection = inspect(log_);
+      if (!is_wanted(inspection)) {
+        return inspection.sound() ? kSuccess : kFailure;
+      }
+    }
+    return make_anew();
+  }
+
+  // Whether to go on; says why not.
+  [[nodiscard]] bool is_wanted(const Inspection& inspection) const {
+    if (inspection.has(State::kDamaged)) {
+      return true;
+    }
+    for (const Finding& finding : inspection.findings) {
+      const bool forced = wishes_.force && finding.state == State::kFault && is_file();
+      if (finding.state != State::kRemark && !forced) {
+        complain(fmt::format("{}: {}", log_.path, finding.text));
+      }
+      if (finding.state == State::kUnknown || finding.state == State::kUnfinished) {
+        return false;
+      }
+    }
+    if (wishes_.force && is_file()) {
+      return true;
+    }
+    complain(
+        fmt::format("{} is {}: nothing {}was changed", log_.path,
+                    inspection.sound() ? fmt::format("sound ({} {})", inspection.entries, log_.entries) : "not damaged",
+                    finished_ ? "else " : ""));
+    return false;
+  }
+
+  [[nodiscard]] bool is_file() const {
+    struct stat status {};
+    return stat(log_.path, &status) == 0 && S_ISREG(status.st_mode);
+  }
+
+  // Beside the log is what undoes, or completes, its last change. SQLite does that, in the file itself and safe from
+  // crashes, when it opens it: before, both are copied as they are. A new file must not get in the place of the old one
+  // while that is there, because it would be applied to it.
+  void finish_change() {
+    const std::string copy = free_name(path_, kUnfinished);
+    {
+      const LogLock lock(path_);
+      for (const char* beside : {"", "-journal", "-wal"}) {
+        if (access((path_ + beside).c_str(), F_OK) == 0) {
+          copy_file(path_ + beside, copy + beside);
+        }
+      }
+      sync_folder_of(path_);
+    }
+    complain(fmt::format("its last change was not finished: as it was, it stands in {}", copy));
+    const Database database(path_, SQLITE_OPEN_READWRITE);
+    sqlite3_busy_timeout(database.handle(), kLockWaitMilliseconds);
+    static_cast<void>(database.run("PRAGMA journal_mode = DELETE; SELECT COUNT(*) FROM sqlite_master"));
+    finished_ = true;
+  }
+
+  int make_anew() {
+    const LogLock lock(path_);
+    if (!lock.held()) {
+      complain("its file system knows no locks: no program may write to the log meanwhile");
+    }
+    NewFile anew(path_);
+    const Rescued rescued = rescue(log_, path_, anew.path());
+    if (rescued.rows == 0 && !rescued.whole && !wishes_.force) {
+      throw RescueFailure("nothing in it looks like one of its rows (with --force it is set aside for an empty one)");
+    }
+    if (!rescued.tables_left.empty() && !wishes_.force) {
+      throw RescueFailure(
+          fmt::format("it has other tables too, which would only be in the file that is set aside: {} "
+                      "(with --force it goes ahead)",
+                      fmt::join(rescued.tables_left, ", ")));
+    }
+    sync_file(anew.path());
+    const std::string aside = replace_file(path_, anew.path());
+    anew.is_in_place();
+    tell(rescued, aside);
+    return kSuccess;
+  }
+
+  static std::string told_lost(const std::optional<std::int64_t>& lost) {
+    if (!lost) {
+      return "whether more are lost cannot be told";
+    }
+    return *lost == 0 ? "none is known to be lost" : fmt::format("known to be lost: {}", *lost);
+  }
+
+  void tell(const Rescued& rescued, const std::string& aside) {
+    const std::string rows = fmt::to_string(rescued.rows);
+    const std::string lost = rescued.lost ? fmt::to_string(*rescued.lost) : std::string();
+    const std::string limit = fmt::to_string(rescued.limit);
+    const std::string batch = fmt::to_string(rescued.batch);
+    if (program_.format() == Format::kTable) {
+      program_.output.write(
+          fmt::format("saved {} {} in {}; {}\n"
+                      "what it was before is {}\n",
+                      rows, log_.entries, log_.path, told_lost(rescued.lost), aside));
+    } else {
+      const RowShape shape{
+          {{"saved", true}, {"lost", true}, {"file", false}, {"aside", false}, {"limit", true}, {"batch", true}}, {}};
+      const auto sink = make_sink(program_.format(), shape, program_.terminal, program_.output);
+      sink->row(std::array<const char*, 6>{rows.c_str(), rescued.lost ? lost.c_str() : nullptr, log_.path,
+                                           aside.c_str(), limit.c_str(), batch.c_str()});
+      sink->finish();
+    }
+    if (!rescued.limit_kept) {
+      complain(fmt::format("its row limit could not be read: it is {} now, {} at once", limit, batch));
+    }
+    if (!rescued.columns_left.empty()) {
+      complain(fmt::format("columns that this release does not know are only in the file that was set aside: {}",
+                           fmt::join(rescued.columns_left, ", ")));
+    }
+    for (const std::string& leftover : leftovers_of(path_, kBegun)) {
+      complain(fmt::format("{} was left by a run that was cut off, and may be deleted", leftover));
+    }
+  }
+
+  const Log& log_;
+  const Wishes& wishes_;
+  Program& program_;
+  bool finished_ = false;
+  std::string path_;  // without links: the files beside it stand where it does
+};
+
+}  // namespace
+
+void add_salvage_command(CLI::App& commands, Program& program, const Log& log) {
+  CLI::App* const command = commands.add_subcommand("salvage", "Make a damaged log anew from what can be read of it");
+  const auto wishes = std::make_shared<Wishes>();
+  command->footer(fmt::format(
+      "Stop the programs that write to the log first. It is locked meanwhile, and refused when others have it locked,\n"
+      "but one that waits for the lock fails to store what it has.\n"
+      "\n"
+      "Copies every row that can be read into a new file, with its id, sets the old file aside as "
+      "FILE.aside-DATE-TIME\n"
+      "and puts the new one in its place. Nothing is deleted, at no moment: a run that was cut off is simply "
+      "repeated.\n"
+      "The new file has this release's columns and indexes, and the row limit of the old one if that can be read.\n"
+      "The folder needs room for a second log. Asks first when standard input is a terminal, and goes ahead when it "
+      "is\n"
+      "none. A sound log is left alone.\n"
+      "\n"
+      "Examples:\n"
+      "  annalctl {0}{1} check\n"
+      "  annalctl {0}{1} salvage\n"
+      "  annalctl {0}{1} salvage --yes --json",
+      log.name, log.options));
+  command->add_flag("--yes,-y", wishes->yes, "Do not ask");
+  command->add_flag("--force", wishes->force, "Make it anew even if it is sound, or nothing of it can be read");
+  command->callback([wishes, &program, &log] { program.status = Salvage(log, *wishes, program).run(); });
+}
+
+}  // namespace annalctl

@@ -1,0 +1,55 @@
+// SQLite asked directly, where the library has no call: the state of a file, and the rows of a damaged one.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace annalctl {
+
+class Database {
+ public:
+  // flags: SQLite's for opening. A file that cannot be opened has that as the failure of each statement.
+  Database(const std::string& name, int flags);
+
+  [[nodiscard]] sqlite3* handle() const { return handle_.get(); }
+  [[nodiscard]] int code() const;  // of the last failure, in SQLite's extended form
+  [[nodiscard]] std::string message() const;
+  bool run(const std::string& statements) const;
+
+ private:
+  struct Close {
+    void operator()(sqlite3* handle) const { sqlite3_close(handle); }
+  };
+  std::unique_ptr<sqlite3, Close> handle_;
+};
+
+// One statement and where it stands. It must not outlive its database.
+class Statement {
+ public:
+  Statement(const Database& database, const std::string& text);
+
+  [[nodiscard]] bool prepared() const { return handle_ != nullptr; }
+  [[nodiscard]] bool next();  // false at the end, and on a failure
+  [[nodiscard]] bool ended() const { return code_ == SQLITE_DONE; }
+  [[nodiscard]] sqlite3_stmt* handle() const { return handle_.get(); }
+  [[nodiscard]] std::int64_t integer(int place) const { return sqlite3_column_int64(handle_.get(), place); }
+  [[nodiscard]] std::string text(int place) const;  // empty for NULL
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
+  };
+  std::unique_ptr<sqlite3_stmt, Finalize> handle_;
+  int code_;
+};
+
+// A name in the form in which it stands for itself in any statement.
+[[nodiscard]] std::string quoted_name(const std::string& name);
+
+// The file as it is: no lock is taken and no journal looked at. Only for one that nobody else changes meanwhile.
+[[nodiscard]] std::string immutable_name(const std::string& path);
+
+}  // namespace annalctl
