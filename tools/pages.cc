@@ -170,15 +170,15 @@ void Pages::read(std::uint32_t page_size, const Take& take) {
   }
 }
 
-bool Pages::load(std::uint32_t number, std::vector<unsigned char>& page) {
+bool Pages::load(std::uint32_t number, std::vector<unsigned char>& page) const {
   page.resize(page_size_);
   const auto offset = static_cast<off_t>(std::uint64_t{number - 1} * page_size_);
   return pread(file_, page.data(), page.size(), offset) == static_cast<ssize_t>(page.size());
 }
 
 // A list with any fault might name pages that are in use: then no page counts as free.
-std::vector<bool> Pages::free_pages() {
-  const std::vector<bool> none(std::size_t{count_} + 1);
+std::vector<bool> Pages::free_pages() const {
+  std::vector<bool> none(std::size_t{count_} + 1);
   std::vector<bool> free = none;
   std::uint32_t found = 0;
   const auto mark = [&](std::uint32_t number) {

@@ -49,8 +49,8 @@ class Pages {
   struct Cell;
   using Bytes = std::span<const unsigned char>;
 
-  bool load(std::uint32_t number, std::vector<unsigned char>& page);
-  [[nodiscard]] std::vector<bool> free_pages();
+  bool load(std::uint32_t number, std::vector<unsigned char>& page) const;
+  [[nodiscard]] std::vector<bool> free_pages() const;
   void read_leaf(Bytes page, std::size_t start, const Take& take);
   bool read_record(const Cell& cell, StoredRecord& record);
   bool follow(std::uint32_t number, std::size_t wanted);

@@ -66,7 +66,8 @@ class Salvage {
  private:
   int attempt() {
     Inspection inspection = inspect(log_);
-    const bool unfinished = inspection.has(State::kUnfinished);
+    const bool can_be_read = is_file() && !inspection.has(State::kUnknown);
+    const bool unfinished = can_be_read && !inspection.sound() && change_is_pending(real_path());
     if (!unfinished && !is_wanted(inspection)) {
       return inspection.sound() ? kSuccess : kFailure;
     }
@@ -74,7 +75,7 @@ class Salvage {
       complain("nothing was changed");
       return kFailure;
     }
-    path_ = std::filesystem::canonical(log_.path).string();
+    path_ = real_path();
     if (unfinished) {
       finish_change();
       inspection = inspect(log_);
@@ -114,6 +115,9 @@ class Salvage {
     return stat(log_.path, &status) == 0 && S_ISREG(status.st_mode);
   }
 
+  // Without links: the files beside it stand where it does.
+  [[nodiscard]] std::string real_path() const { return std::filesystem::canonical(log_.path).string(); }
+
   // Beside the log is what undoes, or completes, its last change. SQLite does that, in the file itself and safe from
   // crashes, when it opens it: before, both are copied as they are. A new file must not get in the place of the old one
   // while that is there, because it would be applied to it.
@@ -121,6 +125,9 @@ class Salvage {
     const std::string copy = free_name(path_, kUnfinished);
     {
       const LogLock lock(path_);
+      if (!change_is_pending(path_)) {
+        return;  // It was only being made.
+      }
       for (const char* beside : {"", "-journal", "-wal"}) {
         if (access((path_ + beside).c_str(), F_OK) == 0) {
           copy_file(path_ + beside, copy + beside);
@@ -139,6 +146,10 @@ class Salvage {
     const LogLock lock(path_);
     if (!lock.held()) {
       complain("its file system knows no locks: no program may write to the log meanwhile");
+    }
+    if (change_is_pending(path_)) {
+      throw FileFailure(
+          fmt::format("what undoes or completes its last change cannot be applied: it stands beside {}", path_));
     }
     NewFile anew(path_);
     const Rescued rescued = rescue(log_, path_, anew.path());
@@ -199,7 +210,7 @@ class Salvage {
   const Wishes& wishes_;
   Program& program_;
   bool finished_ = false;
-  std::string path_;  // without links: the files beside it stand where it does
+  std::string path_;
 };
 
 }  // namespace

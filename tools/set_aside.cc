@@ -13,6 +13,7 @@
 #include <chrono>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 
 #include "tools/failure.h"
 #include "tools/file_lock.h"
@@ -114,6 +115,13 @@ LogLock::LogLock(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_
 
 LogLock::~LogLock() {
   close(file_);
+}
+
+bool change_is_pending(const std::string& path) {
+  struct stat status {};
+  // A journal that is kept for the next change has its beginning blanked out.
+  const bool journal = std::ifstream(path + "-journal", std::ios::binary).get() > 0;
+  return journal || (stat((path + "-wal").c_str(), &status) == 0 && status.st_size > 0);
 }
 
 std::string free_name(const std::string& path, const char* kind) {

@@ -31,6 +31,10 @@ class LogLock {
   bool held_ = false;
 };
 
+// Whether something stands beside the log that SQLite applies to the file of that name before it reads it: what undoes
+// a change that was cut off, or changes that were written ahead. While a change is being made it looks the same.
+[[nodiscard]] bool change_is_pending(const std::string& path);
+
 // All of these throw FileFailure.
 
 // PATH.KIND-20261121-160155, with a number behind it if anything of that name is there.

@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "Corix_annal.h"
 #include "tests/tools/annalctl.h"
 #include "tests/tools/damage.h"
 
@@ -138,9 +139,9 @@ TEST_F(AnnalctlSalvageTest, OfALogWithAnyPageOverwrittenTheRowsOfAllOthersAreSav
     const std::string damaged = contents_of(kLog);
     const Finished salvaged = annalctl({"event", "salvage", "--json"});
     ASSERT_EQ(salvaged.status, 0) << salvaged.err;
-    const std::set<std::string> allowed = rows.count(page) != 0 ? rows.at(page) : std::set<std::string>{};
+    const std::set<std::string> allowed = rows.contains(page) ? rows.at(page) : std::set<std::string>{};
     for (const std::string& id : differing()) {
-      EXPECT_EQ(allowed.count(id), 1U) << "row " << id;
+      EXPECT_TRUE(allowed.contains(id)) << "row " << id;
     }
     if (salvaged.out.empty()) {
       // A free page may hold anything, and a text that goes on on a page of garbage is a text like any other: SQLite
@@ -153,7 +154,7 @@ TEST_F(AnnalctlSalvageTest, OfALogWithAnyPageOverwrittenTheRowsOfAllOthersAreSav
     EXPECT_EQ(Json::parse(salvaged.out)["aside"], aside());
     EXPECT_EQ(std::to_string(Json::parse(salvaged.out)["saved"].get<int>()),
               value(kLog, "SELECT COUNT(*) FROM ANNAL_EVENT;"));
-    if (schema.count(page) == 0) {
+    if (!schema.contains(page)) {
       EXPECT_EQ(trigger(), limits);
       const std::string left = value(kLog, "SELECT 95 - COUNT(*) FROM ANNAL_EVENT;");
       EXPECT_EQ(Json::parse(salvaged.out)["lost"].dump(), left);
@@ -182,7 +183,7 @@ TEST_F(AnnalctlSalvageTest, RowsAreFoundWithoutTheHeaderAndInAHalfOfTheFile) {
     }
   }
   for (const std::string& id : differing()) {
-    EXPECT_EQ(cut.count(id), 1U) << "row " << id;
+    EXPECT_TRUE(cut.contains(id)) << "row " << id;
   }
 }
 
@@ -207,6 +208,22 @@ TEST_F(AnnalctlSalvageTest, DeletedRowsDoNotComeBackAndTheirIdsAreNotGivenAgain)
   EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM ANNAL_EVENT WHERE event_id BETWEEN 30 AND 60;"), "0");
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_desc) VALUES ('next');");
   EXPECT_EQ(value(kLog, "SELECT MAX(event_id) FROM ANNAL_EVENT;"), "101");
+}
+
+TEST_F(AnnalctlSalvageTest, LogWithMoreRowsThanItsLimitKeepsThemAndTheLimit) {
+  sql(kLog, "DROP TRIGGER annal_event_logfull;");
+  const Finished without = annalctl({"event", "salvage", "--force", "--json"});
+  EXPECT_EQ(Json::parse(without.out)["limit"], 100000) << without.err;
+  ASSERT_EQ(annal_event_remove_trigger_logfull(), ANNAL_OK);
+  ASSERT_EQ(annal_event_add_trigger_logfull(10, 20), ANNAL_OK);
+  fs::remove(aside());
+  const Finished salvaged = annalctl({"event", "salvage", "--force", "--json"});
+  const Json told = Json::parse(salvaged.out);
+  EXPECT_EQ(told["saved"], 95);
+  EXPECT_EQ(told["limit"], 10);
+  EXPECT_EQ(told["batch"], 20);
+  sql(kLog, "INSERT INTO ANNAL_EVENT (event_desc) VALUES ('next');");
+  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM ANNAL_EVENT;"), "76");
 }
 
 TEST_F(AnnalctlSalvageTest, RowsOfAnEarlierReleaseKeepWhatTheirNewerColumnsHave) {
@@ -239,6 +256,12 @@ TEST_F(AnnalctlSalvageTest, ValuesOfEveryKindAreReadFromPagesAsFromTheTable) {
       "'ä'), (1003, 127, x'00ff'), (1004, -32768, 'x'), (1005, 8388607, 'x'), (1006, -2147483648, 'x'), (1007, "
       "140737488355327, 'x'), (1008, -9223372036854775808, 'x'), (1009, 1.5, 'x'), (1010, 'text', 'x'), "
       "(9223372036854775000, 1, 'x'), (-5, 1, 'x');");
+  // And of the lengths from which on more of a row, or less, stands on other pages.
+  for (const char* length : {"1930", "2180", "3960", "4220"}) {
+    sql(kLog,
+        std::string("WITH n(i) AS (VALUES (") + length + ") UNION ALL SELECT i + 1 FROM n WHERE i < " + length +
+            " + 110) INSERT INTO ANNAL_EVENT (event_id, event_desc) SELECT i + 10000, printf('%.*c', i, 'd') FROM n;");
+  }
   put(kGood, contents_of(kLog));
   overwrite(kLog, 0, garbage(kPage));
   ASSERT_EQ(annalctl({"event", "salvage"}).status, 0);
@@ -401,23 +424,59 @@ TEST_F(AnnalctlSalvageTest, NewLogHasTheOwnerAndTheModeOfTheOldOneAndStandsWhere
 }
 
 TEST_F(AnnalctlSalvageTest, ChangeThatWasCutOffIsUndoneAndBothFilesAreKeptAsTheyWere) {
-  put(kGood, good_);
-  damage::cut_off_a_change(kLog, "UPDATE ANNAL_EVENT SET event_user = 'y' || event_user, event_desc = event_user;");
-  const std::string half = contents_of(kLog);
-  const std::string undoing = contents_of(std::string(kLog) + "-journal");
-  ASSERT_TRUE(half != good_);
-  const Finished salvaged = annalctl({"event", "salvage"});
-  EXPECT_EQ(salvaged.status, 0) << salvaged.err;
-  EXPECT_NE(salvaged.err.find("is sound (95 events): nothing else was changed"), std::string::npos) << salvaged.err;
-  EXPECT_TRUE(differing().empty());
-  EXPECT_FALSE(exists("/etc/logs/event.log-journal"));
-  std::string kept;
-  for (const auto& entry : fs::directory_iterator("/etc/logs")) {
-    const std::string name = entry.path().string();
-    kept = name.find(".unfinished-") != std::string::npos && !name.ends_with("-journal") ? name : kept;
+  const auto index = std::stoul(value(kLog, "SELECT rootpage FROM sqlite_master WHERE name = 'idx_event_ip';")) - 1;
+  for (const bool damaged : {false, true}) {
+    SCOPED_TRACE(damaged);
+    start_anew();
+    damage::cut_off_a_change(kLog, "UPDATE ANNAL_EVENT SET event_user = 'y' || event_user, event_desc = event_user;");
+    overwrite(kLog, index * kPage, damaged ? garbage(kPage) : good_.substr(index * kPage, kPage));
+    const std::string half = contents_of(kLog);
+    const std::string undoing = contents_of(std::string(kLog) + "-journal");
+    ASSERT_TRUE(half != good_);
+    const Finished salvaged = annalctl({"event", "salvage"});
+    EXPECT_EQ(salvaged.status, 0) << salvaged.err;
+    const bool alone = salvaged.err.find("is sound (95 events): nothing else was changed") != std::string::npos;
+    EXPECT_EQ(alone, !damaged) << salvaged.err;
+    EXPECT_EQ(aside().empty(), !damaged);
+    EXPECT_TRUE(differing().empty());
+    EXPECT_FALSE(exists("/etc/logs/event.log-journal"));
+    std::string kept;
+    for (const auto& entry : fs::directory_iterator("/etc/logs")) {
+      const std::string name = entry.path().string();
+      kept = name.find(".unfinished-") != std::string::npos && !name.ends_with("-journal") ? name : kept;
+    }
+    EXPECT_TRUE(contents_of(kept) == half);
+    EXPECT_TRUE(contents_of(kept + "-journal") == undoing);
   }
-  EXPECT_TRUE(contents_of(kept) == half);
-  EXPECT_TRUE(contents_of(kept + "-journal") == undoing);
+}
+
+TEST_F(AnnalctlSalvageTest, JournalBesideAFileThatIsNoDatabaseAnyMoreIsNotAppliedToTheNewOne) {
+  start_anew();
+  damage::cut_off_a_change(kLog, "DELETE FROM ANNAL_EVENT;");
+  overwrite(kLog, 0, garbage(100));
+  ASSERT_EQ(annalctl({"event", "salvage"}).status, 0);
+  EXPECT_FALSE(exists("/etc/logs/event.log-journal"));
+  EXPECT_TRUE(differing().empty());
+  EXPECT_EQ(annalctl({"event", "check"}).status, 0);
+}
+
+TEST_F(AnnalctlSalvageTest, LogInWriteAheadModeIsBroughtBackFirst) {
+  start_anew();
+  sqlite3* writer = nullptr;
+  ASSERT_EQ(sqlite3_open(kLog, &writer), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(writer, "PRAGMA journal_mode = WAL; DELETE FROM ANNAL_EVENT WHERE event_id > 50;", nullptr,
+                         nullptr, nullptr),
+            SQLITE_OK);
+  const std::string file = contents_of(kLog);
+  const std::string ahead = contents_of(std::string(kLog) + "-wal");
+  sqlite3_close(writer);
+  put(kLog, file);
+  put(std::string(kLog) + "-wal", ahead);
+  const Finished salvaged = annalctl({"event", "salvage", "--force"});
+  EXPECT_EQ(salvaged.status, 0) << salvaged.err;
+  EXPECT_FALSE(exists("/etc/logs/event.log-wal"));
+  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM ANNAL_EVENT;"), "50");
+  EXPECT_EQ(annalctl({"event", "check"}).out, "/etc/logs/event.log: sound: 50 events\n");
 }
 
 TEST_F(AnnalctlSalvageTest, RunThatWasCutOffIsRepeated) {
