@@ -26,9 +26,12 @@ UNIT_PREFIX = {"A049": "[{0}]"}  # hardware messages name the unit, main unit or
 
 CATEGORY = re.compile(r"C[0-9]{3}")
 HEADING = re.compile(r"#\s*(C[0-9]{3})\s+\S")
-NUMBER = re.compile(r"[1-9][0-9]*")
+NUMBER = re.compile(r"[1-9][0-9]{0,5}")
 TOKEN = re.compile(r"%V[0-9]{3}%")
-PLACEHOLDER = re.compile(r"\{(0|[1-9][0-9]*)\}")
+NAME = re.compile(r"A[0-9]{3}")
+FIGURE = re.compile(r"[0-9]{1,6}")
+NUMBER_SET = re.compile(r"-|[0-9]{1,6}(-[0-9]{1,6})?(,[0-9]{1,6}(-[0-9]{1,6})?)*")
+PLACEHOLDER = re.compile(r"\{(0|[1-9][0-9]{0,5})\}")
 FOREIGN = re.compile(r"[^ -~℃]")
 
 WORDING = (
@@ -79,16 +82,6 @@ def ranges(numbers):
     return ", ".join(parts)
 
 
-def read_applications(path):
-    applications = {}
-    for line in path.read_text(encoding="utf-8").splitlines():
-        if line and not line.startswith("#"):
-            name, rows, phrases, uncategorized, absent, order, title = line.split("\t")
-            applications[name] = Application(name, int(rows), int(phrases), int(uncategorized), number_set(absent),
-                                             order == "mixed", title)
-    return applications
-
-
 def read_lines(path, faults):
     """The file's lines with their numbers, from 1. A line that is not UTF-8 is a fault and empty."""
     content = path.read_bytes().split(b"\n")
@@ -107,6 +100,45 @@ def read_lines(path, faults):
             faults.add(path, number, "the line is not UTF-8")
             lines.append((number, ""))
     return lines
+
+
+def application_faults(name, figures, absent, order):
+    """What is wrong with an application's figures."""
+    if not NAME.fullmatch(name):
+        yield f"the application {name!a} is not A and three digits"
+    for figure in figures:
+        if not FIGURE.fullmatch(figure):
+            yield f"{figure!a} is no number of rows"
+    if all(map(FIGURE.fullmatch, figures)):
+        rows, phrases, uncategorized = map(int, figures)
+        if rows < 2 + phrases + uncategorized:
+            yield f"{rows} rows have no room for a blank one, {phrases} phrases, {uncategorized} messages and a last one"
+    if not NUMBER_SET.fullmatch(absent):
+        yield f"{absent!a} is no list of numbers"
+    if order not in ("ascending", "mixed"):
+        yield f"the order {order!a} is neither ascending nor mixed"
+
+
+def read_applications(path, faults):
+    """The applications by their names; what is wrong with them goes to faults."""
+    applications = {}
+    for line, text in read_lines(path, faults):
+        if not text or text.startswith("#"):
+            continue
+        fields = text.split("\t")
+        if len(fields) != len(Application._fields):
+            faults.add(path, line, f"the line has {len(fields)} fields, not {len(Application._fields)} with one tab between them")
+            continue
+        name, rows, phrases, uncategorized, absent, order, title = fields
+        found = list(application_faults(name, (rows, phrases, uncategorized), absent, order))
+        if name in applications:
+            found.append(f"the application {name} stands here twice")
+        for fault in found:
+            faults.add(path, line, fault)
+        if not found:
+            applications[name] = Application(name, int(rows), int(phrases), int(uncategorized), number_set(absent),
+                                             order == "mixed", title)
+    return applications
 
 
 def template_faults(row, application, tokens):
@@ -307,8 +339,10 @@ def main():
     if arguments.similar:
         similar(arguments.files, arguments.words)
         return 0
-    applications = read_applications(arguments.applications)
     faults = Faults()
+    applications = read_applications(arguments.applications, faults)
+    if faults.lines:
+        return faults.report()
     if arguments.check:
         check(arguments.files, applications, faults)
     else:

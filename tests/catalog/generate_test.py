@@ -99,6 +99,13 @@ REFUSED = (
         "4: a brace is not part of a placeholder {0} to {20}"]),
     ("a brace alone", 4, "A011\t4\tC001\t1\t[External Device] Added printer {0.", [
         "4: a brace is not part of a placeholder {0} to {20}"]),
+    ("a placeholder of more digits than a number has", 4,
+     "A011\t4\tC001\t1\t[External Device] Added {" + "9" * 300 + "}.", [
+        "4: a brace is not part of a placeholder {0} to {20}"]),
+    ("a message number of more digits than there are messages", 4,
+     "A011\t4\tC001\t" + "9" * 5000 + "\t[External Device] Added printer {0}.", [
+        "4: the message number '" + "9" * 5000 + "' is neither a decimal number nor a token",
+        "10: message numbers are missing: 1"]),
     ("placeholders out of order", 4, "A011\t4\tC001\t1\t[External Device] Added {1} {0}.", [
         "4: the placeholders are not numbered in the order in which they first appear"]),
     ("a token of no phrase", 4, "A011\t4\tC001\t1\t[External Device] Added %V002%.", [
@@ -279,6 +286,27 @@ class Generating(GeneratorTest):
         self.catalog.write("A011", [line.replace("[External Device]", "[Device]") for line in A011])
         (self.catalog.data / "A049.tsv").unlink()
         self.assertEqual(len(self.catalog.generate().stderr.splitlines()), 5)
+
+
+    def test_refuses_what_is_wrong_with_the_list_of_applications(self):
+        for what, line, fault in (
+                ("a field too few", "A012\t8\t2\t1\t2\tascending", "the line has 6 fields, not 7 with one tab between them"),
+                ("a name that is none", "A11\t8\t2\t1\t2\tascending\tx", "the application 'A11' is not A and three digits"),
+                ("a figure that is none", "A012\t-8\t2\t1\t2\tascending\tx", "'-8' is no number of rows"),
+                ("fewer rows than kinds of them", "A012\t4\t2\t1\t2\tascending\tx",
+                 "4 rows have no room for a blank one, 2 phrases, 1 messages and a last one"),
+                ("a list of numbers that is none", "A012\t8\t2\t1\t2-\tascending\tx", "'2-' is no list of numbers"),
+                ("an order that is none", "A012\t8\t2\t1\t2\tup\tx", "the order 'up' is neither ascending nor mixed"),
+                ("an application that is there already", "A049\t4\t0\t0\t-\tmixed\tx", "the application A049 stands here twice"),
+                ("a byte that is no UTF-8", b"A012\t8\t2\t1\t2\tascending\t\xff", "the line is not UTF-8")):
+            with self.subTest(what):
+                lines = APPLICATIONS.encode().split(b"\n")
+                lines[3:] = [line if isinstance(line, bytes) else line.encode(), b""]
+                (self.catalog.folder / "applications.tsv").write_bytes(b"\n".join(lines))
+                finished = self.catalog.generate()
+                self.assertEqual(finished.returncode, 1)
+                self.assertEqual(finished.stderr, f"{self.catalog.folder / 'applications.tsv'}:4: {fault}\n")
+                self.assertFalse(self.catalog.output.exists())
 
 
 class Checking(GeneratorTest):
