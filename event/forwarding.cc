@@ -13,6 +13,7 @@
 #include "common/detached.h"
 #include "common/held_sigpipe.h"
 #include "common/kept_errno.h"
+#include "common/record.h"
 #include "common/recorder.h"
 #include "platform/platform.h"
 
@@ -103,24 +104,26 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   if (record == nullptr || record->event_desc[0] == '\0') {
     return;
   }
+  EventRecord room;
+  const EventRecord& event = ended<kEventTextsEnd>(*record, room);
   ArgumentVector arguments(kLogCentreEntries);
   arguments.add("/usr/local/sbin/evsh");
   arguments.add("lumo.add_local_event_log");
   constexpr unsigned kTypeBits = 31;
   arguments.join(
-      {"level=", Decimal(static_cast<int>(1U << (static_cast<unsigned>(record->event_type) & kTypeBits))).text()});
-  if (record->event_timet != 0) {
-    arguments.join({"timestamp=", Decimal(static_cast<int>(record->event_timet)).text()});
+      {"level=", Decimal(static_cast<int>(1U << (static_cast<unsigned>(event.event_type) & kTypeBits))).text()});
+  if (event.event_timet != 0) {
+    arguments.join({"timestamp=", Decimal(static_cast<int>(event.event_timet)).text()});
   }
-  add_unless_empty(arguments, "user=", record->event_user);
-  add_unless_empty(arguments, "ip=", record->event_ip);
-  add_unless_empty(arguments, "computer=", record->event_comp);
-  add_unless_empty(arguments, "application=", record->event_app_name);
-  add_unless_empty(arguments, "category=", record->event_category);
-  add_unless_empty(arguments, "message=", record->event_desc);
+  add_unless_empty(arguments, "user=", event.event_user);
+  add_unless_empty(arguments, "ip=", event.event_ip);
+  add_unless_empty(arguments, "computer=", event.event_comp);
+  add_unless_empty(arguments, "application=", event.event_app_name);
+  add_unless_empty(arguments, "category=", event.event_category);
+  add_unless_empty(arguments, "message=", event.event_desc);
   add_client_details(arguments, "",
-                     {unless_empty(record->event_client_id), unless_empty(record->event_client_app),
-                      unless_empty(record->event_client_agent)});
+                     {unless_empty(event.event_client_id), unless_empty(event.event_client_app),
+                      unless_empty(event.event_client_agent)});
   run_detached(arguments, kLogCentre);
 }
 
@@ -130,20 +133,22 @@ int send_event_log_to_orca(const EventRecord* record, unsigned long timestamp) n
   if (record == nullptr || stat(kRecorderInstalled, &installed) != 0) {
     return ANNAL_OK;
   }
+  EventRecord room;
+  const EventRecord& event = ended<kEventTextsEnd>(*record, room);
   ArgumentVector arguments;
   arguments.add("/sbin/orcapro_log_tool");
   arguments.add("-t");
-  arguments.format("%d", record->event_type);
+  arguments.format("%d", event.event_type);
   arguments.add("-l");  // the tool's letter for the time stamp
   arguments.format("%lu", timestamp);
   arguments.add("-u");
-  arguments.add(record->event_user);
+  arguments.add(event.event_user);
   arguments.add("-p");
-  arguments.add(record->event_ip);
+  arguments.add(event.event_ip);
   arguments.add("-m");
-  arguments.add(record->event_comp);
+  arguments.add(event.event_comp);
   arguments.add("-a");
-  arguments.add(record->event_desc);
+  arguments.add(event.event_desc);
   run_detached(arguments, kRecorder);
   return ANNAL_OK;
 }

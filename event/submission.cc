@@ -26,8 +26,6 @@ constexpr FieldBound kBounds[] = {
     {offsetof(EventRecord, event_category), 128, nullptr},
 };
 
-constexpr std::size_t kTextsEnd = offsetof(EventRecord, event_client_agent) + sizeof EventRecord::event_client_agent;
-
 constexpr unsigned kHighestType = 2;
 
 // The last byte of most fields is left alone: callers see exactly the bytes written that they always have.
@@ -142,7 +140,7 @@ int annal_event_add_msgid_ex3(EventRecord* record) noexcept {
   }
   normalise(*record);
   EventRecord room;
-  const EventRecord& event = ended<kTextsEnd>(*record, room);
+  const EventRecord& event = ended<kEventTextsEnd>(*record, room);
   const int stored = store(event);
   if (stored == ANNAL_OK) {
     forward(event);

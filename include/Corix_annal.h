@@ -523,8 +523,9 @@ ANNAL_API int annal_report_event(unsigned int type, const char* message) ANNAL_N
  * variables HTTP_CLIENT_ID, HTTP_CLIENT_APP and HTTP_CLIENT_AGENT. The texts have room for 10240 bytes in all, and what
  * is beyond is cut.
  *
- * record: read only, its text fields terminated. A null record, or one without event_desc, sends nothing. Starts a
- * process and does not wait for it. Reads the environment: no other thread may change it meanwhile.
+ * record: read only. A text that is not terminated inside its field is read on into the next, though never beyond the
+ * record. A null record, or one without event_desc, sends nothing. Starts a process and does not wait for it. Reads the
+ * environment: no other thread may change it meanwhile.
  */
 ANNAL_API void SendEventToLumod(const EventRecord* record) ANNAL_NOEXCEPT;
 
@@ -534,7 +535,7 @@ ANNAL_API void SendEventToLumod(const EventRecord* record) ANNAL_NOEXCEPT;
  * behind
  * "-l", user "-u", ip "-p", computer "-m" and message "-a".
  *
- * record: read only, its text fields terminated; null sends nothing. timestamp: seconds since 1970.
+ * record: read only, its texts read as by SendEventToLumod; null sends nothing. timestamp: seconds since 1970.
  *
  * Returns ANNAL_OK always. Starts a process and does not wait for it.
  */

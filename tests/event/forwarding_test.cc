@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -20,6 +22,7 @@
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
 #include "tests/support/forwarding.h"
+#include "tests/support/records.h"
 
 namespace annal::test {
 namespace {
@@ -681,6 +684,18 @@ TEST_P(LogCentreDetail, IsNoFormat) {
   EXPECT_EQ(vector_for(record)[GetParam().place], std::string(GetParam().name) + "=%s%n%d");
 }
 
+// With no byte behind it that could be read.
+TEST_F(LogCentre, GetsNothingFromBehindARecordWithoutAnEnd) {
+  RecordAtTheEnd<EventRecord> record;
+  *record = full_record();
+  std::memset((*record).event_client_app, 'a', sizeof(EventRecord) - offsetof(EventRecord, event_client_app));
+  Row expected = full_vector();
+  const std::string agent(sizeof EventRecord::event_client_agent, 'a');
+  expected[11] = "client_app=" + std::string(sizeof EventRecord::event_client_app, 'a') + agent;
+  expected[12] = "client_agent=" + agent;
+  EXPECT_EQ(vector_for(*record), expected);
+}
+
 TEST_F(LogCentre, GetsNothingWithoutAMessage) {
   EventRecord record = full_record();
   record.event_desc[0] = '\0';
@@ -790,6 +805,15 @@ TEST_F(Recorder, GetsAFullRecord) {
   EXPECT_TRUE(run.path.ends_with("/sbin/orcapro_log_tool")) << run.path;
   EXPECT_EQ(run.arguments, Row({kRecorderTool, "-t", "1", "-l", "77", "-u", "admin", "-p", "10.0.0.5", "-m", "nas-1",
                                 "-a", "Fan \"2\" failed: 100%s \\ $HOME."}));
+}
+
+TEST_F(Recorder, GetsNothingFromBehindARecordWithoutAnEnd) {
+  RecordAtTheEnd<EventRecord> record;
+  *record = full_record();
+  constexpr std::size_t kDesc = offsetof(EventRecord, event_desc);
+  std::memset((*record).event_desc, 'm', sizeof(EventRecord) - kDesc);
+  constexpr std::size_t kEnd = offsetof(EventRecord, event_client_agent) + sizeof EventRecord::event_client_agent;
+  EXPECT_EQ(run_for(*record, 77).arguments.back(), std::string(kEnd - kDesc, 'm'));
 }
 
 TEST_F(Recorder, GetsEmptyTextsToo) {
