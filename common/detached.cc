@@ -46,7 +46,7 @@ class ChildStacks {
   [[nodiscard]] void* second() const noexcept { return static_cast<char*>(memory_) + 2 * kEach; }
 
  private:
-  static constexpr std::size_t kEach = std::size_t{64} * 1024;
+  static constexpr std::size_t kEach = std::size_t{256} * 1024;
   void* memory_;
 };
 
