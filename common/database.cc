@@ -35,10 +35,6 @@ Database::~Database() {
   sqlite3_close(handle_);
 }
 
-bool Database::in_transaction() const noexcept {
-  return sqlite3_get_autocommit(handle_) == 0;
-}
-
 bool Database::execute(const char* sql, annal_row_callback callback, void* context) const noexcept {
   return sqlite3_exec(handle_, sql, callback, context, nullptr) == SQLITE_OK;
 }

@@ -19,10 +19,6 @@ class Database {
 
   [[nodiscard]] bool opened() const noexcept { return opened_; }
 
-  // True between a BEGIN and what ends it, be that a COMMIT or SQLite, which undoes a whole transaction when a disk is
-  // full or memory is short.
-  [[nodiscard]] bool in_transaction() const noexcept;
-
   // Runs one text of one or more statements to its end; false when SQLite reports anything but success.
   [[nodiscard]] bool execute(const char* sql, annal_row_callback callback, void* context) const noexcept;
 

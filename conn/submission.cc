@@ -145,12 +145,12 @@ class Batch {
   [[nodiscard]] bool begin() const noexcept { return insert_.prepared() && run("BEGIN TRANSACTION;"); }
   [[nodiscard]] bool end() const noexcept { return run("END TRANSACTION"); }
 
-  // Whether the record has got its row. One that cannot even be bound is none at all: nobody is told of it. Once a
-  // failed insert has undone the transaction no more are tried: they would be stored one by one in a batch that fails.
+  // Whether the record has got its row. One that cannot even be bound is none at all: nobody is told of it. A failed
+  // insert stops nothing, not even one that has undone the transaction: what can still be stored is, each by itself.
   [[nodiscard]] std::optional<bool> add(const ConnRecord& record) const noexcept {
     std::optional<bool> stored;
     if (bind(insert_, record)) {
-      stored = database_.in_transaction() && insert_.step() == SQLITE_DONE;
+      stored = insert_.step() == SQLITE_DONE;
     }
     insert_.reset();
     return stored;

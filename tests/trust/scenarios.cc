@@ -164,22 +164,25 @@ std::vector<std::string> rows_with(const Content& content, bool of_batch) {
   return rows;
 }
 
-// What is counted is in the log, each once, and nothing else that is new; or, after a failure, nothing new. What was
-// there before stays, but for what the trigger takes, or goes as a whole when two attempts at the file have failed.
+// What is counted is in the log, each once, and nothing else that is new. After a failure nothing is new, but for what
+// comes behind the place where SQLite has undone the transaction. What was there before stays, but for what the trigger
+// takes, or goes as a whole when two attempts at the file have failed.
 bool batch_is_whole(const Outcome& outcome, const Expectation& expected) {
   const std::vector<std::string> all_old = rows_with(expected.before, false);
   const std::vector<std::string> old_rows = rows_with(outcome.found, false);
   const std::vector<std::string> new_rows = rows_with(outcome.found, true);
   const bool made_anew = outcome.faults >= 2 && old_rows.empty();
-  if (outcome.result != ANNAL_OK) {
+  if (outcome.result != ANNAL_OK && new_rows.empty()) {
     return is_one_of(outcome.result, {ANNAL_OPEN_FAILED, ANNAL_INSERT_FAILED, ANNAL_BATCH_FAILED}) &&
-           (outcome.found == expected.before || (made_anew && new_rows.empty()));
+           (outcome.found == expected.before || made_anew);
   }
   const bool limited = without_trigger(outcome.found) != outcome.found;
   const std::size_t kept = limited ? all_old.size() - std::min(all_old.size(), new_rows.size()) : all_old.size();
   const bool each_once = std::set(new_rows.begin(), new_rows.end()).size() == new_rows.size();
   const bool latest_kept = old_rows.size() == kept && std::equal(old_rows.rbegin(), old_rows.rend(), all_old.rbegin());
-  return each_once && std::to_string(new_rows.size()) == outcome.output && (latest_kept || made_anew);
+  const bool counted = outcome.result == ANNAL_INSERT_FAILED ||
+                       (outcome.result == ANNAL_OK && std::to_string(new_rows.size()) == outcome.output);
+  return each_once && counted && (latest_kept || made_anew);
 }
 
 // ---- the registry ----
