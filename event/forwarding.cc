@@ -107,8 +107,8 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   EventRecord room;
   const EventRecord& event = ended<kEventTextsEnd>(*record, room);
   ArgumentVector arguments(kLogCentreEntries);
-  arguments.add("/usr/local/sbin/evsh");
-  arguments.add("lumo.add_local_event_log");
+  arguments.join({"/usr/local/sbin/evsh"});
+  arguments.join({"lumo.add_local_event_log"});
   constexpr unsigned kTypeBits = 31;
   arguments.join(
       {"level=", Decimal(static_cast<int>(1U << (static_cast<unsigned>(event.event_type) & kTypeBits))).text()});

@@ -707,10 +707,11 @@ TEST_F(LogCentre, GetsNothingWithoutAMessage) {
 }
 
 // How much the web server says, and what becomes of the three details. A text and its terminator fill the room that the
-// level and the message leave, to the last byte.
+// command, the level and the message leave, to the last byte.
 class LogCentreRoom : public LogCentre {
  protected:
-  static constexpr std::size_t kLeft = kTextRoom - sizeof "level=1" - sizeof "message=x";
+  static constexpr std::size_t kLeft = kTextRoom - sizeof "/usr/local/sbin/evsh" - sizeof "lumo.add_local_event_log" -
+                                       sizeof "level=1" - sizeof "message=x";
 
   void TearDown() override {
     for (const char* variable : {"HTTP_CLIENT_ID", "HTTP_CLIENT_APP", "HTTP_CLIENT_AGENT"}) {
