@@ -8,14 +8,14 @@
 namespace annal {
 
 void ArgumentVector::add(const char* argument) noexcept {
-  if (count_ < most_arguments_) {
+  if (!full()) {
     entries_[count_++] = argument;
     entries_[count_] = nullptr;
   }
 }
 
 void ArgumentVector::join(std::initializer_list<std::string_view> pieces) noexcept {
-  if (count_ == most_arguments_) {
+  if (full()) {
     return;
   }
   add(text_ + used_);
@@ -35,7 +35,7 @@ void ArgumentVector::join(std::initializer_list<std::string_view> pieces) noexce
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
 void ArgumentVector::format(const char* format, ...) noexcept {
-  if (count_ == most_arguments_) {
+  if (full()) {
     return;
   }
   const std::size_t room = kTextRoom - used_;

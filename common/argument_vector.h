@@ -29,6 +29,9 @@ class ArgumentVector {
   // An argument formatted into the text area.
   [[gnu::format(printf, 2, 3)]] void format(const char* format, ...) noexcept;
 
+  // Whether a further argument would be dropped.
+  [[nodiscard]] bool full() const noexcept { return count_ == most_arguments_; }
+
   // False once an argument could not be formatted: such a command is not to be run.
   [[nodiscard]] bool complete() const noexcept { return complete_; }
 

@@ -37,7 +37,9 @@ const char* name_of(int facility) noexcept {
   if (facility == kBackgroundTask) {
     return "Background Task";
   }
-  return facility >= 0 && facility <= kHighestListed ? notice_facility_list[facility].name : "";
+  // The list is exported, so that a program may put its own in this one's place, with facilities that have no name.
+  const char* const name = facility >= 0 && facility <= kHighestListed ? notice_facility_list[facility].name : nullptr;
+  return name != nullptr ? name : "";
 }
 
 }  // namespace

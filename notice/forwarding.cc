@@ -169,7 +169,12 @@ int notify_send(const char* ip, const char* user, const char* comp, const char* 
   arguments.add(entry->msg_template);
   va_list further;
   va_start(further, level);
-  for (const char* text = va_arg(further, const char*); text != nullptr; text = va_arg(further, const char*)) {
+  // A list that fills the vector needs no null pointer behind it.
+  while (!arguments.full()) {
+    const char* const text = va_arg(further, const char*);
+    if (text == nullptr) {
+      break;
+    }
     arguments.format("%s", text);
   }
   va_end(further);
