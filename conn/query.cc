@@ -161,7 +161,8 @@ constexpr Search kGroupsUpToActionResult{{"SELECT *,COUNT(*) FROM ANNAL_CONN %s 
                                           Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
                                          kUpToActionResult};
 
-// The polling clients' statements; the count alone leaves out what is stamped in the future and would be found again.
+// The polling clients' statements; the count and the groups leave out what is stamped in the future, the
+// listing does not.
 constexpr Statement kCountSince{
     "SELECT COUNT(*) FROM (select * from ANNAL_CONN %q) where conn_date||' '||conn_time >= datetime(%q , "
     "'unixepoch', 'localtime') and conn_date||' '||conn_time >= datetime(strftime('%%s','now')-%d*86400, "
@@ -180,12 +181,17 @@ constexpr Statement kGroupsSince{
     "'localtime') %s %s;",
     Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 
-// Sorted only as far as each has orders; the listing never got those of action, application and result. Callers pass
-// the event log's codes to either.
 constexpr LevelFilter kLevels{"where ", "conn_type"};
 
+// Sorted only as far as each has orders; the listing never got those of application and result. Callers pass the event
+// log's codes to either.
 constexpr unsigned kHighestSortSince = 25;
 constexpr unsigned kOrdersOfListingSince = 18;
+
+// Callers have codes in plain numbers. A negative one is far above the highest.
+constexpr unsigned as_code(int number) noexcept {
+  return static_cast<unsigned>(number);
+}
 
 bool in_range(const Conditions& wanted) noexcept {
   return wanted.type <= kHighestTypeMode && wanted.serv <= kHighestService && wanted.action <= kHighestAction &&
@@ -237,17 +243,18 @@ int list_matching_groups(const Search& search, const char* path, const Condition
 
 using namespace annal;
 
-int annal_conn_query(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
-                     unsigned type_mode, void* context) noexcept {
-  return list_matching(kListing, db_path, {.type = type_mode}, {sort, RowRange(start, end)}, {callback, context});
+int annal_conn_query(const char* db_path, annal_row_callback callback, int sort, int start, int end, int type_mode,
+                     void* context) noexcept {
+  return list_matching(kListing, db_path, {.type = as_code(type_mode)}, {as_code(sort), RowRange(start, end)},
+                       {callback, context});
 }
 
-int annal_conn_query_ex(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
-                        unsigned type_mode, const char* date_from, const char* date_to, const char* user,
-                        const char* ip, const char* comp, const char* res, int serv, int action, void* context,
-                        const char* time_from, const char* time_to, const char* app) noexcept {
+int annal_conn_query_ex(const char* db_path, annal_row_callback callback, int sort, int start, int end, int type_mode,
+                        const char* date_from, const char* date_to, const char* user, const char* ip, const char* comp,
+                        const char* res, int serv, int action, void* context, const char* time_from,
+                        const char* time_to, const char* app) noexcept {
   return list_matching(kListingUpToApp, db_path,
-                       {.type = type_mode,
+                       {.type = as_code(type_mode),
                         .period = {date_from, date_to, time_from, time_to},
                         .user = user,
                         .ip = ip,
@@ -256,24 +263,24 @@ int annal_conn_query_ex(const char* db_path, annal_row_callback callback, unsign
                         .serv = serv,
                         .action = action,
                         .app = app},
-                       {sort, RowRange(start, end)}, {callback, context});
+                       {as_code(sort), RowRange(start, end)}, {callback, context});
 }
 
-int annal_conn_query_ex2(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
-                         unsigned type_mode, const char* date_from, const char* date_to, const char* user,
-                         const char* ip, const char* comp, const char* res, int serv, int action, void* context,
-                         const char* time_from, const char* time_to, const char* app, int action_result) noexcept {
+int annal_conn_query_ex2(const char* db_path, annal_row_callback callback, int sort, int start, int end, int type_mode,
+                         const char* date_from, const char* date_to, const char* user, const char* ip, const char* comp,
+                         const char* res, int serv, int action, void* context, const char* time_from,
+                         const char* time_to, const char* app, int action_result) noexcept {
   return annal_conn_query_ex3(db_path, callback, sort, start, end, type_mode, date_from, date_to, user, ip, comp, res,
                               serv, action, context, time_from, time_to, app, action_result, nullptr, nullptr, nullptr);
 }
 
-int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
-                         unsigned type_mode, const char* date_from, const char* date_to, const char* user,
-                         const char* ip, const char* comp, const char* res, int serv, int action, void* context,
-                         const char* time_from, const char* time_to, const char* app, int action_result,
-                         const char* client_id, const char* client_app, const char* client_agent) noexcept {
+int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, int sort, int start, int end, int type_mode,
+                         const char* date_from, const char* date_to, const char* user, const char* ip, const char* comp,
+                         const char* res, int serv, int action, void* context, const char* time_from,
+                         const char* time_to, const char* app, int action_result, const char* client_id,
+                         const char* client_app, const char* client_agent) noexcept {
   return list_matching(kListingWithAll, db_path,
-                       {.type = type_mode,
+                       {.type = as_code(type_mode),
                         .period = {date_from, date_to, time_from, time_to},
                         .user = user,
                         .ip = ip,
@@ -286,17 +293,17 @@ int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, unsig
                         .client_id = client_id,
                         .client_app = client_app,
                         .client_agent = client_agent},
-                       {sort, RowRange(start, end)}, {callback, context});
+                       {as_code(sort), RowRange(start, end)}, {callback, context});
 }
 
-int annal_conn_query_count(unsigned type_mode) noexcept {
-  return count_matching(kCount, {.type = type_mode});
+int annal_conn_query_count(int type_mode) noexcept {
+  return count_matching(kCount, {.type = as_code(type_mode)});
 }
 
-int annal_conn_query_count_ex(unsigned type_mode, const char* date_from, const char* date_to, const char* user,
+int annal_conn_query_count_ex(int type_mode, const char* date_from, const char* date_to, const char* user,
                               const char* ip, const char* comp, const char* res, int serv, int action,
                               const char* time_from, const char* time_to, const char* app) noexcept {
-  return count_matching(kCountUpToApp, {.type = type_mode,
+  return count_matching(kCountUpToApp, {.type = as_code(type_mode),
                                         .period = {date_from, date_to, time_from, time_to},
                                         .user = user,
                                         .ip = ip,
@@ -307,7 +314,7 @@ int annal_conn_query_count_ex(unsigned type_mode, const char* date_from, const c
                                         .app = app});
 }
 
-int annal_conn_query_count_ex2(unsigned type_mode, const char* date_from, const char* date_to, const char* user,
+int annal_conn_query_count_ex2(int type_mode, const char* date_from, const char* date_to, const char* user,
                                const char* ip, const char* comp, const char* res, int serv, int action,
                                const char* time_from, const char* time_to, const char* app,
                                int action_result) noexcept {
@@ -315,11 +322,11 @@ int annal_conn_query_count_ex2(unsigned type_mode, const char* date_from, const 
                                     time_to, app, action_result, nullptr, nullptr, nullptr);
 }
 
-int annal_conn_query_count_ex3(unsigned type_mode, const char* date_from, const char* date_to, const char* user,
+int annal_conn_query_count_ex3(int type_mode, const char* date_from, const char* date_to, const char* user,
                                const char* ip, const char* comp, const char* res, int serv, int action,
                                const char* time_from, const char* time_to, const char* app, int action_result,
                                const char* client_id, const char* client_app, const char* client_agent) noexcept {
-  return count_matching(kCountWithAll, {.type = type_mode,
+  return count_matching(kCountWithAll, {.type = as_code(type_mode),
                                         .period = {date_from, date_to, time_from, time_to},
                                         .user = user,
                                         .ip = ip,
@@ -334,18 +341,18 @@ int annal_conn_query_count_ex3(unsigned type_mode, const char* date_from, const 
                                         .client_agent = client_agent});
 }
 
-int annal_conn_query_group(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
-                           unsigned type_mode, unsigned group, void* context) noexcept {
-  return list_matching_groups(kGroups, db_path, {.type = type_mode}, group, {sort, RowRange(start, end)},
-                              {callback, context});
+int annal_conn_query_group(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                           int type_mode, unsigned group, void* context) noexcept {
+  return list_matching_groups(kGroups, db_path, {.type = as_code(type_mode)}, group,
+                              {as_code(sort), RowRange(start, end)}, {callback, context});
 }
 
-int annal_conn_query_group_ex(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
-                              unsigned type_mode, const char* date_from, const char* date_to, const char* user,
+int annal_conn_query_group_ex(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                              int type_mode, const char* date_from, const char* date_to, const char* user,
                               const char* ip, const char* comp, const char* res, int serv, int action, unsigned group,
                               void* context, const char* time_from, const char* time_to, const char* app) noexcept {
   return list_matching_groups(kGroupsUpToApp, db_path,
-                              {.type = type_mode,
+                              {.type = as_code(type_mode),
                                .period = {date_from, date_to, time_from, time_to},
                                .user = user,
                                .ip = ip,
@@ -354,16 +361,16 @@ int annal_conn_query_group_ex(const char* db_path, annal_row_callback callback, 
                                .serv = serv,
                                .action = action,
                                .app = app},
-                              group, {sort, RowRange(start, end)}, {callback, context});
+                              group, {as_code(sort), RowRange(start, end)}, {callback, context});
 }
 
-int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback, unsigned sort, int start, int end,
-                               unsigned type_mode, const char* date_from, const char* date_to, const char* user,
+int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                               int type_mode, const char* date_from, const char* date_to, const char* user,
                                const char* ip, const char* comp, const char* res, int serv, int action, unsigned group,
                                void* context, const char* time_from, const char* time_to, const char* app,
                                int action_result) noexcept {
   return list_matching_groups(kGroupsUpToActionResult, db_path,
-                              {.type = type_mode,
+                              {.type = as_code(type_mode),
                                .period = {date_from, date_to, time_from, time_to},
                                .user = user,
                                .ip = ip,
@@ -373,7 +380,7 @@ int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback,
                                .action = action,
                                .app = app,
                                .action_result = action_result},
-                              group, {sort, RowRange(start, end)}, {callback, context});
+                              group, {as_code(sort), RowRange(start, end)}, {callback, context});
 }
 
 int annal_conn_query_byclientTime_count_ex(const char* levels, const char* client_time, int days) noexcept {

@@ -655,8 +655,9 @@ ANNAL_API int annal_event_query_group_ex(annal_row_callback callback, unsigned i
 /*
  * What a polling client asks for: the events of some types since it last looked.
  *
- * types: stored types (0, 1, 2), not the selector above, separated by commas, as "0,2". The first three count; what is
- *   no type is left out, and without any the call answers ANNAL_QUERY_FAILED. At most 63 bytes are read.
+ * types: stored types (0, 1, 2), not the selector above, separated by commas, as "0,2". The first three count;
+ *   other numbers are left out, and what begins with no number is 0. Without any type the call answers
+ *   ANNAL_QUERY_FAILED. At most 63 bytes are read.
  * client_time: seconds since 1970 as a text, which goes into the statement as a bare expression: it must be a number.
  * days: only events of the last so many days, of 86400 seconds each.
  *
@@ -803,7 +804,8 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  *   conn_client_app "---" becomes "localhost" for the addresses that begin with "127.0.0.1". May be null when count is
  *   0 or less; then only an empty transaction is run.
  * inserted: set to 0, then to the number of rows inserted. A record whose insert failed is not counted, yet handed on.
- *   After ANNAL_INSERT_FAILED it says nothing about what is stored: mostly no row at all.
+ *   After ANNAL_INSERT_FAILED it says nothing about what is stored: mostly no row at all; when SQLite itself had undone
+ *   the transaction half-way (a disk that is full for a moment), the records behind that, each by itself.
  *
  * Returns ANNAL_OK when the transaction is committed, also when records were skipped: compare inserted with count;
  * ANNAL_BAD_ARGUMENT for a null inserted, or null records with a count above 0; ANNAL_OPEN_FAILED; ANNAL_INSERT_FAILED
@@ -872,62 +874,62 @@ ANNAL_API int send_conn_log_to_orca(int type, const char* user, const char* ip, 
  */
 
 /* Lists connections. */
-ANNAL_API int annal_conn_query(const char* db_path, annal_row_callback callback, unsigned int sort, int start, int end,
-                               unsigned int type_mode, void* context) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                               int type_mode, void* context) ANNAL_NOEXCEPT;
 
 /* Lists connections that pass the filters. Each later form takes the earlier one's arguments and further filters. */
-ANNAL_API int annal_conn_query_ex(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
-                                  int end, unsigned int type_mode, const char* date_from, const char* date_to,
-                                  const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                  int action, void* context, const char* time_from, const char* time_to,
+ANNAL_API int annal_conn_query_ex(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                                  int type_mode, const char* date_from, const char* date_to, const char* user,
+                                  const char* ip, const char* comp, const char* res, int serv, int action,
+                                  void* context, const char* time_from, const char* time_to,
                                   const char* app) ANNAL_NOEXCEPT;
-ANNAL_API int annal_conn_query_ex2(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
-                                   int end, unsigned int type_mode, const char* date_from, const char* date_to,
-                                   const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                   int action, void* context, const char* time_from, const char* time_to,
-                                   const char* app, int action_result) ANNAL_NOEXCEPT;
-ANNAL_API int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
-                                   int end, unsigned int type_mode, const char* date_from, const char* date_to,
-                                   const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                   int action, void* context, const char* time_from, const char* time_to,
-                                   const char* app, int action_result, const char* client_id, const char* client_app,
+ANNAL_API int annal_conn_query_ex2(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                                   int type_mode, const char* date_from, const char* date_to, const char* user,
+                                   const char* ip, const char* comp, const char* res, int serv, int action,
+                                   void* context, const char* time_from, const char* time_to, const char* app,
+                                   int action_result) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_ex3(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                                   int type_mode, const char* date_from, const char* date_to, const char* user,
+                                   const char* ip, const char* comp, const char* res, int serv, int action,
+                                   void* context, const char* time_from, const char* time_to, const char* app,
+                                   int action_result, const char* client_id, const char* client_app,
                                    const char* client_agent) ANNAL_NOEXCEPT;
 
 /* Counts connections: all, or those that pass the filters. */
-ANNAL_API int annal_conn_query_count(unsigned int type_mode) ANNAL_NOEXCEPT;
-ANNAL_API int annal_conn_query_count_ex(unsigned int type_mode, const char* date_from, const char* date_to,
-                                        const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                        int action, const char* time_from, const char* time_to,
-                                        const char* app) ANNAL_NOEXCEPT;
-ANNAL_API int annal_conn_query_count_ex2(unsigned int type_mode, const char* date_from, const char* date_to,
-                                         const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                         int action, const char* time_from, const char* time_to, const char* app,
+ANNAL_API int annal_conn_query_count(int type_mode) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_count_ex(int type_mode, const char* date_from, const char* date_to, const char* user,
+                                        const char* ip, const char* comp, const char* res, int serv, int action,
+                                        const char* time_from, const char* time_to, const char* app) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_count_ex2(int type_mode, const char* date_from, const char* date_to, const char* user,
+                                         const char* ip, const char* comp, const char* res, int serv, int action,
+                                         const char* time_from, const char* time_to, const char* app,
                                          int action_result) ANNAL_NOEXCEPT;
-ANNAL_API int annal_conn_query_count_ex3(unsigned int type_mode, const char* date_from, const char* date_to,
-                                         const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                         int action, const char* time_from, const char* time_to, const char* app,
-                                         int action_result, const char* client_id, const char* client_app,
+ANNAL_API int annal_conn_query_count_ex3(int type_mode, const char* date_from, const char* date_to, const char* user,
+                                         const char* ip, const char* comp, const char* res, int serv, int action,
+                                         const char* time_from, const char* time_to, const char* app, int action_result,
+                                         const char* client_id, const char* client_app,
                                          const char* client_agent) ANNAL_NOEXCEPT;
 
 /* List one connection of each group, with the group's size; which one of the group is SQLite's choice. */
-ANNAL_API int annal_conn_query_group(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
-                                     int end, unsigned int type_mode, unsigned int group, void* context) ANNAL_NOEXCEPT;
-ANNAL_API int annal_conn_query_group_ex(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
-                                        int end, unsigned int type_mode, const char* date_from, const char* date_to,
-                                        const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                        int action, unsigned int group, void* context, const char* time_from,
-                                        const char* time_to, const char* app) ANNAL_NOEXCEPT;
-ANNAL_API int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback, unsigned int sort, int start,
-                                         int end, unsigned int type_mode, const char* date_from, const char* date_to,
-                                         const char* user, const char* ip, const char* comp, const char* res, int serv,
-                                         int action, unsigned int group, void* context, const char* time_from,
-                                         const char* time_to, const char* app, int action_result) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_group(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                                     int type_mode, unsigned int group, void* context) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_group_ex(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                                        int type_mode, const char* date_from, const char* date_to, const char* user,
+                                        const char* ip, const char* comp, const char* res, int serv, int action,
+                                        unsigned int group, void* context, const char* time_from, const char* time_to,
+                                        const char* app) ANNAL_NOEXCEPT;
+ANNAL_API int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback, int sort, int start, int end,
+                                         int type_mode, const char* date_from, const char* date_to, const char* user,
+                                         const char* ip, const char* comp, const char* res, int serv, int action,
+                                         unsigned int group, void* context, const char* time_from, const char* time_to,
+                                         const char* app, int action_result) ANNAL_NOEXCEPT;
 
 /*
  * What a polling client asks for: the connections of some levels since it last looked.
  *
- * levels: stored types (0, 1, 2) separated by commas, as "0,2". The first three count; what is no level is left out,
- *   and without any the call answers ANNAL_QUERY_FAILED. At most 63 bytes are read.
+ * levels: stored types (0, 1, 2) separated by commas, as "0,2". The first three count; other numbers are left
+ *   out, and what begins with no number is 0. Without any level the call answers ANNAL_QUERY_FAILED. At most 63 bytes
+ *   are read.
  * client_time: seconds since 1970 as a text, which goes into the statement as a bare expression: it must be a number.
  * days: only connections of the last so many days, of 86400 seconds each.
  * sort: as above, but accepted up to 25. The listing sorts by 0 to 17 only, the grouping by 0 to 21.
@@ -1020,11 +1022,15 @@ ANNAL_API int pavo2log_checkip(char* ip) ANNAL_NOEXCEPT;
  *
  * Returns the new entry's event_id, which is above 0, also when the log-full trigger has taken that entry away again.
  * Otherwise, and with nothing stored:
- *   ANNAL_TOO_LONG       event_user, event_ip, event_comp or event_duid is longer than 64 bytes, or event_desc than
- * 1024; ANNAL_BAD_ARGUMENT   a null record, an event_type or event_isFolder above 2, an event_action other than 1 to
- * 35; ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED; ANNAL_INSERT_FAILED  the statement failed: no such table, locked for longer
- * than the wait, disk full. The record is unchanged after the first two. Waits for a lock by trying again 50 times, 100
- * ms apart: about 5 s.
+ *
+ *  - ANNAL_TOO_LONG: event_user, event_ip, event_comp or event_duid is longer than 64 bytes, or event_desc than 1024.
+ *    The record is unchanged;
+ *  - ANNAL_BAD_ARGUMENT: a null record, an event_type or event_isFolder above 2, an event_action other than 1 to 35.
+ *    The record is unchanged;
+ *  - ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED;
+ *  - ANNAL_INSERT_FAILED: the statement failed: no such table, locked for longer than the wait, disk full.
+ *
+ * Waits for a lock by trying again 50 times, 100 ms apart: about 5 s.
  */
 ANNAL_API int64_t pavo2log_event_add(const char* path, FileOpRecord* record) ANNAL_NOEXCEPT;
 
