@@ -32,10 +32,10 @@ TOKENS = tuple(token.encode() for token in (
 
 
 def load_generator():
-    specification = importlib.util.spec_from_file_location("generate", CATALOG / "generate.py")
-    module = importlib.util.module_from_spec(specification)
+    origin = importlib.util.spec_from_file_location("generate", CATALOG / "generate.py")
+    module = importlib.util.module_from_spec(origin)
     sys.modules["generate"] = module
-    specification.loader.exec_module(module)
+    origin.loader.exec_module(module)
     return module
 
 
