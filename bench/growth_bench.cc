@@ -107,8 +107,9 @@ std::vector<Question> conn_questions() {
                                        "id",         "service",    "action", "application", "action result"};
   for (unsigned sort = 0; sort < 2 * std::size(orders); ++sort) {
     questions.push_back(
-        {fmt::format("50 by {}{}", orders[sort / 2], sort % 2 == 0 ? "" : ", reversed"),
-         [sort](Answer* answer) { return annal_conn_query(nullptr, take_row, sort, 0, 50, 0, answer); }});
+        {fmt::format("50 by {}{}", orders[sort / 2], sort % 2 == 0 ? "" : ", reversed"), [sort](Answer* answer) {
+           return annal_conn_query(nullptr, take_row, static_cast<int>(sort), 0, 50, 0, answer);
+         }});
   }
   struct Filter {
     const char* name;

@@ -163,43 +163,48 @@ SearchFunction function(const char* name, SearchFunction::Kind kind, const std::
           .takes_path = kind != SearchFunction::kCount};
 }
 
+// The functions take these codes as plain numbers, negative ones too.
+constexpr int plain(unsigned code) {
+  return static_cast<int>(code);
+}
+
 std::vector<SearchFunction> functions() {
   return {
       function("Listing", SearchFunction::kListing, kTypeOnly,
                [](const Search& s, annal_row_callback callback, void* context) {
-                 return annal_conn_query(s.path, callback, s.sort, s.start, s.end, s.type, context);
+                 return annal_conn_query(s.path, callback, plain(s.sort), s.start, s.end, plain(s.type), context);
                }),
       function("ListingUpToApplication", SearchFunction::kListing, up_to("app"),
                [](const Search& s, annal_row_callback callback, void* context) {
-                 return annal_conn_query_ex(s.path, callback, s.sort, s.start, s.end, s.type, s.text("date_from"),
-                                            s.text("date_to"), s.text("user"), s.text("ip"), s.text("comp"),
-                                            s.text("res"), s.number("serv"), s.number("action"), context,
-                                            s.text("time_from"), s.text("time_to"), s.text("app"));
+                 return annal_conn_query_ex(s.path, callback, plain(s.sort), s.start, s.end, plain(s.type),
+                                            s.text("date_from"), s.text("date_to"), s.text("user"), s.text("ip"),
+                                            s.text("comp"), s.text("res"), s.number("serv"), s.number("action"),
+                                            context, s.text("time_from"), s.text("time_to"), s.text("app"));
                }),
       function(
           "ListingUpToResult", SearchFunction::kListing, up_to("action_result"),
           [](const Search& s, annal_row_callback callback, void* context) {
-            return annal_conn_query_ex2(s.path, callback, s.sort, s.start, s.end, s.type, s.text("date_from"),
-                                        s.text("date_to"), s.text("user"), s.text("ip"), s.text("comp"), s.text("res"),
-                                        s.number("serv"), s.number("action"), context, s.text("time_from"),
-                                        s.text("time_to"), s.text("app"), s.number("action_result"));
+            return annal_conn_query_ex2(
+                s.path, callback, plain(s.sort), s.start, s.end, plain(s.type), s.text("date_from"), s.text("date_to"),
+                s.text("user"), s.text("ip"), s.text("comp"), s.text("res"), s.number("serv"), s.number("action"),
+                context, s.text("time_from"), s.text("time_to"), s.text("app"), s.number("action_result"));
           },
           3),
       function("ListingByClient", SearchFunction::kListing, up_to("client_agent"),
                [](const Search& s, annal_row_callback callback, void* context) {
                  return annal_conn_query_ex3(
-                     s.path, callback, s.sort, s.start, s.end, s.type, s.text("date_from"), s.text("date_to"),
-                     s.text("user"), s.text("ip"), s.text("comp"), s.text("res"), s.number("serv"), s.number("action"),
-                     context, s.text("time_from"), s.text("time_to"), s.text("app"), s.number("action_result"),
-                     s.text("client_id"), s.text("client_app"), s.text("client_agent"));
+                     s.path, callback, plain(s.sort), s.start, s.end, plain(s.type), s.text("date_from"),
+                     s.text("date_to"), s.text("user"), s.text("ip"), s.text("comp"), s.text("res"), s.number("serv"),
+                     s.number("action"), context, s.text("time_from"), s.text("time_to"), s.text("app"),
+                     s.number("action_result"), s.text("client_id"), s.text("client_app"), s.text("client_agent"));
                }),
       function("Count", SearchFunction::kCount, kTypeOnly,
                [](const Search& s, annal_row_callback /*callback*/, void* /*context*/) {
-                 return annal_conn_query_count(s.type);
+                 return annal_conn_query_count(plain(s.type));
                }),
       function("CountUpToApplication", SearchFunction::kCount, up_to("app"),
                [](const Search& s, annal_row_callback /*callback*/, void* /*context*/) {
-                 return annal_conn_query_count_ex(s.type, s.text("date_from"), s.text("date_to"), s.text("user"),
+                 return annal_conn_query_count_ex(plain(s.type), s.text("date_from"), s.text("date_to"), s.text("user"),
                                                   s.text("ip"), s.text("comp"), s.text("res"), s.number("serv"),
                                                   s.number("action"), s.text("time_from"), s.text("time_to"),
                                                   s.text("app"));
@@ -207,7 +212,7 @@ std::vector<SearchFunction> functions() {
       function(
           "CountUpToResult", SearchFunction::kCount, up_to("action_result"),
           [](const Search& s, annal_row_callback /*callback*/, void* /*context*/) {
-            return annal_conn_query_count_ex2(s.type, s.text("date_from"), s.text("date_to"), s.text("user"),
+            return annal_conn_query_count_ex2(plain(s.type), s.text("date_from"), s.text("date_to"), s.text("user"),
                                               s.text("ip"), s.text("comp"), s.text("res"), s.number("serv"),
                                               s.number("action"), s.text("time_from"), s.text("time_to"), s.text("app"),
                                               s.number("action_result"));
@@ -215,26 +220,27 @@ std::vector<SearchFunction> functions() {
           3),
       function("CountByClient", SearchFunction::kCount, up_to("client_agent"),
                [](const Search& s, annal_row_callback /*callback*/, void* /*context*/) {
-                 return annal_conn_query_count_ex3(s.type, s.text("date_from"), s.text("date_to"), s.text("user"),
-                                                   s.text("ip"), s.text("comp"), s.text("res"), s.number("serv"),
-                                                   s.number("action"), s.text("time_from"), s.text("time_to"),
-                                                   s.text("app"), s.number("action_result"), s.text("client_id"),
-                                                   s.text("client_app"), s.text("client_agent"));
+                 return annal_conn_query_count_ex3(plain(s.type), s.text("date_from"), s.text("date_to"),
+                                                   s.text("user"), s.text("ip"), s.text("comp"), s.text("res"),
+                                                   s.number("serv"), s.number("action"), s.text("time_from"),
+                                                   s.text("time_to"), s.text("app"), s.number("action_result"),
+                                                   s.text("client_id"), s.text("client_app"), s.text("client_agent"));
                }),
       function("Groups", SearchFunction::kGroups, kTypeOnly,
                [](const Search& s, annal_row_callback callback, void* context) {
-                 return annal_conn_query_group(s.path, callback, s.sort, s.start, s.end, s.type, s.group, context);
+                 return annal_conn_query_group(s.path, callback, plain(s.sort), s.start, s.end, plain(s.type), s.group,
+                                               context);
                }),
       function("GroupsUpToApplication", SearchFunction::kGroups, up_to("app"),
                [](const Search& s, annal_row_callback callback, void* context) {
-                 return annal_conn_query_group_ex(s.path, callback, s.sort, s.start, s.end, s.type, s.text("date_from"),
-                                                  s.text("date_to"), s.text("user"), s.text("ip"), s.text("comp"),
-                                                  s.text("res"), s.number("serv"), s.number("action"), s.group, context,
-                                                  s.text("time_from"), s.text("time_to"), s.text("app"));
+                 return annal_conn_query_group_ex(
+                     s.path, callback, plain(s.sort), s.start, s.end, plain(s.type), s.text("date_from"),
+                     s.text("date_to"), s.text("user"), s.text("ip"), s.text("comp"), s.text("res"), s.number("serv"),
+                     s.number("action"), s.group, context, s.text("time_from"), s.text("time_to"), s.text("app"));
                }),
       function("GroupsUpToResult", SearchFunction::kGroups, up_to("action_result"),
                [](const Search& s, annal_row_callback callback, void* context) {
-                 return annal_conn_query_group_ex2(s.path, callback, s.sort, s.start, s.end, s.type,
+                 return annal_conn_query_group_ex2(s.path, callback, plain(s.sort), s.start, s.end, plain(s.type),
                                                    s.text("date_from"), s.text("date_to"), s.text("user"), s.text("ip"),
                                                    s.text("comp"), s.text("res"), s.number("serv"), s.number("action"),
                                                    s.group, context, s.text("time_from"), s.text("time_to"),

@@ -141,9 +141,10 @@ constexpr std::array<int (*)(Input&), 15> kConnOperations{
     },
     [](Input& input) {
       Listing listing;
-      return annal_conn_query(nullptr, &Listing::callback, input.below(22), 0, 0, input.below(4), &listing);
+      return annal_conn_query(nullptr, &Listing::callback, static_cast<int>(input.below(22)), 0, 0,
+                              static_cast<int>(input.below(4)), &listing);
     },
-    [](Input& input) { return annal_conn_query_count(input.below(4)); },
+    [](Input& input) { return annal_conn_query_count(static_cast<int>(input.below(4))); },
     [](Input& input) {
       Listing listing;
       return annal_conn_query_group(nullptr, &Listing::callback, 0, 0, 0, 0, input.below(12), &listing);

@@ -216,35 +216,38 @@ void searched_connections(Input& input) {
       std::tuple(or_null(texts[0]), or_null(texts[1]), or_null(texts[2]), or_null(texts[3]));
   const auto [app, client_id, client_app, agent] =
       std::tuple(or_null(texts[4]), or_null(texts[5]), or_null(texts[6]), or_null(texts[7]));
+  const auto sort = static_cast<int>(page.sort);
+  const auto type_mode = static_cast<int>(mode);
   int listed = 0;
   std::optional<int> count;
   const unsigned form = input.below(7);
   if (form == 0) {
-    listed = annal_conn_query(path, page.callback, page.sort, page.start, page.end, mode, &page.listing);
-    count = annal_conn_query_count(mode);
+    listed = annal_conn_query(path, page.callback, sort, page.start, page.end, type_mode, &page.listing);
+    count = annal_conn_query_count(type_mode);
   } else if (form == 1) {
-    listed = annal_conn_query_ex(path, page.callback, page.sort, page.start, page.end, mode, from, to, user, ip, comp,
+    listed = annal_conn_query_ex(path, page.callback, sort, page.start, page.end, type_mode, from, to, user, ip, comp,
                                  res, service, action, &page.listing, time_from, time_to, app);
-    count = annal_conn_query_count_ex(mode, from, to, user, ip, comp, res, service, action, time_from, time_to, app);
+    count =
+        annal_conn_query_count_ex(type_mode, from, to, user, ip, comp, res, service, action, time_from, time_to, app);
   } else if (form == 2) {
-    listed = annal_conn_query_ex2(path, page.callback, page.sort, page.start, page.end, mode, from, to, user, ip, comp,
+    listed = annal_conn_query_ex2(path, page.callback, sort, page.start, page.end, type_mode, from, to, user, ip, comp,
                                   res, service, action, &page.listing, time_from, time_to, app, result);
-    count = annal_conn_query_count_ex2(mode, from, to, user, ip, comp, res, service, action, time_from, time_to, app,
-                                       result);
+    count = annal_conn_query_count_ex2(type_mode, from, to, user, ip, comp, res, service, action, time_from, time_to,
+                                       app, result);
   } else if (form == 3) {
-    listed = annal_conn_query_ex3(path, page.callback, page.sort, page.start, page.end, mode, from, to, user, ip, comp,
+    listed = annal_conn_query_ex3(path, page.callback, sort, page.start, page.end, type_mode, from, to, user, ip, comp,
                                   res, service, action, &page.listing, time_from, time_to, app, result, client_id,
                                   client_app, agent);
-    count = annal_conn_query_count_ex3(mode, from, to, user, ip, comp, res, service, action, time_from, time_to, app,
-                                       result, client_id, client_app, agent);
+    count = annal_conn_query_count_ex3(type_mode, from, to, user, ip, comp, res, service, action, time_from, time_to,
+                                       app, result, client_id, client_app, agent);
   } else if (form == 4) {
-    listed = annal_conn_query_group(path, page.callback, page.sort, page.start, page.end, mode, group, &page.listing);
+    listed = annal_conn_query_group(path, page.callback, sort, page.start, page.end, type_mode, group, &page.listing);
   } else if (form == 5) {
-    listed = annal_conn_query_group_ex(path, page.callback, page.sort, page.start, page.end, mode, from, to, user, ip,
+    listed = annal_conn_query_group_ex(path, page.callback, sort, page.start, page.end, type_mode, from, to, user, ip,
                                        comp, res, service, action, group, &page.listing, time_from, time_to, app);
   } else {
     listed =
-        annal_conn_query_group_ex2(path, page.callback, page.sort, page.start, page.end, mode, from, to, user, ip, comp,
+        annal_conn_query_group_ex2(path, page.callback, sort, page.start, page.end, type_mode, from, to, user, ip, comp,
                                    res, service, action, group, &page.listing, time_from, time_to, app, result);
   }
   require_listing(listed, page);

@@ -94,7 +94,7 @@ constexpr std::array kGroupingTable{
 };
 
 int count_all() noexcept {
-  constexpr unsigned kAllLevels = 0;
+  constexpr int kAllLevels = 0;
   return annal_conn_query_count(kAllLevels);
 }
 

@@ -51,25 +51,33 @@ void match_users(bool exactly) {
 
 void check_nothing(const Filters& /*filters*/) {}
 
+// The library takes the codes that it compares without a sign as plain numbers.
+int sort_of(const Rows& rows) {
+  return static_cast<int>(rows.sort);
+}
+int type_mode_of(const Filters& filters) {
+  return static_cast<int>(filters.type());
+}
+
 int list(const Filters& filters, const Rows& rows) {
-  return annal_conn_query_ex3(kLog.path, rows.callback, rows.sort, rows.range.start, rows.range.end, filters.type(),
-                              filters.date_from(), filters.date_to(), filters.text(kUser), filters.text(kAddress),
-                              filters.text(kComputer), filters.text(kResource), filters.number(kService),
-                              filters.number(kAction), rows.context, filters.time_from(), filters.time_to(),
-                              filters.text(kApp), filters.number(kResult), filters.text(kClientId),
+  return annal_conn_query_ex3(kLog.path, rows.callback, sort_of(rows), rows.range.start, rows.range.end,
+                              type_mode_of(filters), filters.date_from(), filters.date_to(), filters.text(kUser),
+                              filters.text(kAddress), filters.text(kComputer), filters.text(kResource),
+                              filters.number(kService), filters.number(kAction), rows.context, filters.time_from(),
+                              filters.time_to(), filters.text(kApp), filters.number(kResult), filters.text(kClientId),
                               filters.text(kClientApp), filters.text(kClientAgent));
 }
 
 int group(const Filters& filters, unsigned by, const Rows& rows) {
   return annal_conn_query_group_ex2(
-      kLog.path, rows.callback, rows.sort, rows.range.start, rows.range.end, filters.type(), filters.date_from(),
-      filters.date_to(), filters.text(kUser), filters.text(kAddress), filters.text(kComputer), filters.text(kResource),
-      filters.number(kService), filters.number(kAction), by, rows.context, filters.time_from(), filters.time_to(),
-      filters.text(kApp), filters.number(kResult));
+      kLog.path, rows.callback, sort_of(rows), rows.range.start, rows.range.end, type_mode_of(filters),
+      filters.date_from(), filters.date_to(), filters.text(kUser), filters.text(kAddress), filters.text(kComputer),
+      filters.text(kResource), filters.number(kService), filters.number(kAction), by, rows.context, filters.time_from(),
+      filters.time_to(), filters.text(kApp), filters.number(kResult));
 }
 
 int count(const Filters& filters) {
-  return annal_conn_query_count_ex3(filters.type(), filters.date_from(), filters.date_to(), filters.text(kUser),
+  return annal_conn_query_count_ex3(type_mode_of(filters), filters.date_from(), filters.date_to(), filters.text(kUser),
                                     filters.text(kAddress), filters.text(kComputer), filters.text(kResource),
                                     filters.number(kService), filters.number(kAction), filters.time_from(),
                                     filters.time_to(), filters.text(kApp), filters.number(kResult),
