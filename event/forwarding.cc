@@ -107,6 +107,7 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   EventRecord room;
   const EventRecord& event = ended<kEventTextsEnd>(*record, room);
   ArgumentVector arguments(kLogCentreEntries);
+  // Copied, although both outlive the vector: the room that they take decides where the texts behind are cut.
   arguments.join({"/usr/local/sbin/evsh"});
   arguments.join({"lumo.add_local_event_log"});
   constexpr unsigned kTypeBits = 31;
