@@ -3,31 +3,18 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 namespace annal {
 
-void ArgumentVector::add(const char* argument) noexcept {
-  if (!full()) {
-    entries_[count_++] = argument;
-    entries_[count_] = nullptr;
-  }
-}
-
-void ArgumentVector::join(std::initializer_list<std::string_view> pieces) noexcept {
-  if (full()) {
-    return;
-  }
-  add(text_ + used_);
+void ArgumentVector::join_what_fits(std::string_view name, std::string_view value) noexcept {
+  char* to = text_ + used_;
+  add(to);
   if (used_ == kTextRoom) {
     return;
   }
-  char* to = text_ + used_;
-  char* const last = text_ + kTextRoom - 1;
-  for (const std::string_view piece : pieces) {
-    const std::size_t length = std::min(piece.size(), static_cast<std::size_t>(last - to));
-    std::memcpy(to, piece.data(), length);
-    to += length;
+  const char* const last = text_ + kTextRoom - 1;
+  for (const std::string_view piece : {name, value}) {
+    to = copy(to, piece.substr(0, static_cast<std::size_t>(last - to)));
   }
   *to++ = '\0';
   used_ = static_cast<std::size_t>(to - text_);

@@ -1,5 +1,6 @@
 #include "common/client_details.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <string_view>
 
@@ -9,26 +10,27 @@ namespace {
 
 struct Detail {
   const char* ClientDetails::*known;
-  std::string_view key;
+  std::string_view option;
   const char* variable;
 };
 
+constexpr std::size_t kDashes = 2;
 constexpr Detail kDetails[] = {
-    {&ClientDetails::id, "client_id=", "HTTP_CLIENT_ID"},
-    {&ClientDetails::app, "client_app=", "HTTP_CLIENT_APP"},
-    {&ClientDetails::agent, "client_agent=", "HTTP_CLIENT_AGENT"},
+    {&ClientDetails::id, "--client_id=", "HTTP_CLIENT_ID"},
+    {&ClientDetails::app, "--client_app=", "HTTP_CLIENT_APP"},
+    {&ClientDetails::agent, "--client_agent=", "HTTP_CLIENT_AGENT"},
 };
 
 }  // namespace
 
-void add_client_details(ArgumentVector& arguments, std::string_view prefix, const ClientDetails& details) noexcept {
-  for (const auto& [known, key, variable] : kDetails) {
+void add_client_details(ArgumentVector& arguments, Key key, const ClientDetails& details) noexcept {
+  for (const auto& [known, option, variable] : kDetails) {
     const char* value = details.*known;
     if (value == nullptr) {
       value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): callers keep the environment still
     }
     if (value != nullptr) {
-      arguments.join({prefix, key, value});
+      arguments.join(key == Key::kOption ? option : option.substr(kDashes), value);
     }
   }
 }

@@ -1,8 +1,6 @@
 // What the device's commands are told about the client behind an entry.
 #pragma once
 
-#include <string_view>
-
 #include "common/argument_vector.h"
 
 namespace annal {
@@ -15,8 +13,11 @@ struct ClientDetails {
   const char* agent;
 };
 
-// Adds "client_id=…", "client_app=…" and "client_agent=…", each behind the prefix, and leaves out what is not known.
-void add_client_details(ArgumentVector& arguments, std::string_view prefix, const ClientDetails& details) noexcept;
+// "client_id=…", or "--client_id=…".
+enum class Key { kPlain, kOption };
+
+// Adds client_id, client_app and client_agent, and leaves out what is not known.
+void add_client_details(ArgumentVector& arguments, Key key, const ClientDetails& details) noexcept;
 
 // For details that stand in a record, where an empty text means none.
 [[nodiscard]] constexpr const char* unless_empty(const char* text) noexcept {

@@ -43,17 +43,17 @@ void send_to_log_centre(const ConnRecord& record) noexcept {
   arguments.add("/usr/local/sbin/evsh");
   arguments.add("lumo.add_local_access_log");
   constexpr unsigned kTypeBits = 31;
-  arguments.join(
-      {"level=", Decimal(static_cast<int>(1U << (static_cast<unsigned>(record.conn_type) & kTypeBits))).text()});
-  arguments.join({"ip=", record.conn_ip});
-  arguments.join({"user=", record.conn_user});
-  arguments.join({"computer=", record.conn_comp});
-  arguments.join({"resource=", record.conn_res});
-  arguments.join({"action=", Decimal(as_set(record.conn_action)).text()});
-  arguments.join({"service=", Decimal(as_set(record.conn_serv)).text()});
-  arguments.join({"application=", record.conn_app});
-  arguments.join({"action_result=", Decimal(as_set(record.conn_action_result)).text()});
-  add_client_details(arguments, "",
+  arguments.join("level=",
+                 Decimal(static_cast<int>(1U << (static_cast<unsigned>(record.conn_type) & kTypeBits))).text());
+  arguments.join("ip=", record.conn_ip);
+  arguments.join("user=", record.conn_user);
+  arguments.join("computer=", record.conn_comp);
+  arguments.join("resource=", record.conn_res);
+  arguments.join("action=", Decimal(as_set(record.conn_action)).text());
+  arguments.join("service=", Decimal(as_set(record.conn_serv)).text());
+  arguments.join("application=", record.conn_app);
+  arguments.join("action_result=", Decimal(as_set(record.conn_action_result)).text());
+  add_client_details(arguments, Key::kPlain,
                      {unless_empty(record.conn_client_id), unless_empty(record.conn_client_app),
                       unless_empty(record.conn_client_agent)});
   run_detached(arguments, kLogCentre);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 #include <optional>
+#include <string_view>
 #include <type_traits>
 
 #include "Corix_annal.h"
@@ -53,8 +54,8 @@ constexpr FieldDefault kDefaults[] = {
 // system has collected, so that what it leaves open is the system's own doing.
 struct Normalisation {
   FieldDefault user;
-  FieldDefault no_address;  // replaces what is no address
-  const char* own_address;  // an entry from an address that begins like this, by no client, is the appliance's own
+  FieldDefault no_address;       // replaces what is no address
+  std::string_view own_address;  // an entry from an address that begins like this, by no client, is the appliance's own
 };
 
 constexpr Normalisation kSingle{
@@ -86,8 +87,8 @@ constexpr Statement kBatchInsert{
 constexpr int kBatchAttempts = 7;
 constexpr int kAttemptsOnTheSameFile = 2;
 
-bool begins(const char* text, const char* prefix) noexcept {
-  return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+bool begins(const char* text, std::string_view prefix) noexcept {
+  return std::strncmp(text, prefix.data(), prefix.size()) == 0;
 }
 
 bool in_range(const ConnRecord& record) noexcept {

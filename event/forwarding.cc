@@ -39,7 +39,7 @@ constexpr int kError = 2;
 
 void add_unless_empty(ArgumentVector& arguments, std::string_view name, const char* text) noexcept {
   if (*text != '\0') {
-    arguments.join({name, text});
+    arguments.join(name, text);
   }
 }
 
@@ -108,13 +108,13 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   const EventRecord& event = ended<kEventTextsEnd>(*record, room);
   ArgumentVector arguments(kLogCentreEntries);
   // Copied, although both outlive the vector: the room that they take decides where the texts behind are cut.
-  arguments.join({"/usr/local/sbin/evsh"});
-  arguments.join({"lumo.add_local_event_log"});
+  arguments.join("/usr/local/sbin/evsh");
+  arguments.join("lumo.add_local_event_log");
   constexpr unsigned kTypeBits = 31;
-  arguments.join(
-      {"level=", Decimal(static_cast<int>(1U << (static_cast<unsigned>(event.event_type) & kTypeBits))).text()});
+  arguments.join("level=",
+                 Decimal(static_cast<int>(1U << (static_cast<unsigned>(event.event_type) & kTypeBits))).text());
   if (event.event_timet != 0) {
-    arguments.join({"timestamp=", Decimal(static_cast<int>(event.event_timet)).text()});
+    arguments.join("timestamp=", Decimal(static_cast<int>(event.event_timet)).text());
   }
   add_unless_empty(arguments, "user=", event.event_user);
   add_unless_empty(arguments, "ip=", event.event_ip);
@@ -122,7 +122,7 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   add_unless_empty(arguments, "application=", event.event_app_name);
   add_unless_empty(arguments, "category=", event.event_category);
   add_unless_empty(arguments, "message=", event.event_desc);
-  add_client_details(arguments, "",
+  add_client_details(arguments, Key::kPlain,
                      {unless_empty(event.event_client_id), unless_empty(event.event_client_app),
                       unless_empty(event.event_client_agent)});
   run_detached(arguments, kLogCentre);

@@ -1,8 +1,12 @@
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <initializer_list>
+#include <string_view>
 
 #include "Corix_annal.h"
+#include "common/decimal.h"
 #include "common/fragment.h"
 #include "common/local_time.h"
 #include "common/record.h"
@@ -74,43 +78,44 @@ class Conditions {
  public:
   explicit Conditions(const FileOpFilter& filter) noexcept {
     if (filter.event_isFolder > 0) {
-      add("AND event_isFolder = %d ", filter.event_isFolder);
+      add("AND event_isFolder = ", Decimal(filter.event_isFolder).text(), " ");
     }
     // An empty file is something to look for, so that here 0 is a condition.
     if (filter.event_filesize >= 0) {
-      add("AND event_filesize = %d ", filter.event_filesize);
+      add("AND event_filesize = ", Decimal(filter.event_filesize).text(), " ");
     }
     if (filter.event_action > 0) {
-      add("AND event_action = %d ", filter.event_action);
+      add("AND event_action = ", Decimal(filter.event_action).text(), " ");
     }
     if (given(filter.event_user)) {
-      contains("AND event_user LIKE '%s%s%s' ", filter.event_user);
+      add("AND event_user LIKE '%", filter.event_user, "%' ");
     }
     if (given(filter.event_ip)) {
-      contains("AND event_ip LIKE '%s%s%s' ", filter.event_ip);
+      add("AND event_ip LIKE '%", filter.event_ip, "%' ");
     }
     // An empty path is a condition, which every operation with a path meets.
     if (filter.event_oldfilepath != nullptr) {
-      contains("AND event_oldfilepath LIKE '%s%s%s' ", filter.event_oldfilepath);
+      add("AND event_oldfilepath LIKE '%", filter.event_oldfilepath, "%' ");
     }
     if (filter.event_filepath != nullptr) {
-      contains("AND event_filepath LIKE '%s%s%s' ", filter.event_filepath);
+      add("AND event_filepath LIKE '%", filter.event_filepath, "%' ");
     }
     if (given(filter.event_comp)) {
-      contains("AND event_comp LIKE '%s%s%s' ", filter.event_comp);
+      add("AND event_comp LIKE '%", filter.event_comp, "%' ");
     }
     // Compared with the computer's text, not with its own, which callers only fill to say that it is to be compared.
     if (given(filter.event_duid)) {
-      add("AND event_duid = '%s' ", filter.event_comp);
+      add("AND event_duid = '", filter.event_comp, "' ");
     }
     if (given(filter.event_desc)) {
-      contains("AND event_desc LIKE '%s%s%s' ", filter.event_desc);
+      add("AND event_desc LIKE '%", filter.event_desc, "%' ");
     }
     if (given(filter.date_from) || given(filter.date_to)) {
       const Today today;
-      add("AND event_date >= '%s' AND event_date <= '%s' ", given(filter.date_from) ? filter.date_from : today.text,
-          given(filter.date_to) ? filter.date_to : today.text);
+      add("AND event_date >= '", given(filter.date_from) ? filter.date_from : today.text, "' AND event_date <= '",
+          given(filter.date_to) ? filter.date_to : today.text, "' ");
     }
+    text_[length_] = '\0';
   }
 
   // False when the conditions are longer than there is room for; their text is of no use then.
@@ -133,17 +138,24 @@ class Conditions {
 
   static bool given(const char* text) noexcept { return *text != '\0'; }
 
-  void contains(const char* format, const char* text) noexcept { add(format, "%", text, "%"); }
+  template <typename... Pieces>
+  void add(const Pieces&... pieces) noexcept {
+    add_all({std::string_view(pieces)...});
+  }
 
-  template <typename... Values>
-  void add(const char* format, Values... values) noexcept {
-    const std::size_t room = kRoom - length_;
-    const int length = std::snprintf(text_ + length_, room, format, values...);
-    if (length < 0 || static_cast<std::size_t>(length) >= room) {
+  void add_all(std::initializer_list<std::string_view> pieces) noexcept {
+    std::size_t length = length_;
+    for (const std::string_view piece : pieces) {
+      length += piece.size();
+    }
+    if (length >= kRoom) {
       fit_ = false;
       return;
     }
-    length_ += static_cast<std::size_t>(length);
+    for (const std::string_view piece : pieces) {
+      std::memcpy(text_ + length_, piece.data(), piece.size());
+      length_ += piece.size();
+    }
   }
 
   char text_[kRoom];
@@ -157,11 +169,11 @@ class Where {
   Where(unsigned type, const Conditions& conditions) noexcept {
     const char* of_type = fragment(kTypes, type);
     if (!conditions.any()) {
-      (void)std::snprintf(text_, sizeof text_, "%s", of_type);
+      stpcpy(text_, of_type);
     } else if (*of_type != '\0') {
-      (void)std::snprintf(text_, sizeof text_, "%s %s", of_type, conditions.text());
+      stpcpy(stpcpy(stpcpy(text_, of_type), " "), conditions.text());
     } else {
-      (void)std::snprintf(text_, sizeof text_, "WHERE %s", conditions.without_first_and());
+      stpcpy(stpcpy(text_, "WHERE "), conditions.without_first_and());
     }
   }
 

@@ -137,7 +137,7 @@ int annal_notice_send(const char* app_id, int level, int type, const char* categ
   add_option(arguments, "-p", ip);
   add_option(arguments, "-u", user);
   format_option(arguments, "comp", comp);
-  add_client_details(arguments, "--", {});
+  add_client_details(arguments, Key::kOption, {});
   arguments.add(message);
   va_list further;
   va_start(further, param);
@@ -160,7 +160,7 @@ int notify_send(const char* ip, const char* user, const char* comp, const char* 
   format_option(arguments, "ip", ip);
   format_option(arguments, "user", user);
   format_option(arguments, "comp", comp);
-  add_client_details(arguments, "--", {client_id, client_app, client_agent});
+  add_client_details(arguments, Key::kOption, {client_id, client_app, client_agent});
   arguments.format("-t%d", type);
   arguments.format("-l%d", sent_level(level));
   arguments.format("-A%s", entry->app_id);

@@ -11,12 +11,13 @@
 
 namespace {
 
+bool printable(char character) {
+  return character >= 0x20 && character <= 0x7E;
+}
+
 // The length in bytes of the control character that a text begins with, or 0.
 std::size_t control_character_length(const unsigned char* text) {
   const unsigned char first = text[0];
-  if (first >= 0x20 && first <= 0x7E) {
-    return 0;  // as most are
-  }
   if ((first >= 0x01 && first <= 0x1F) || first == 0x7F) {
     return 1;
   }
@@ -40,7 +41,8 @@ std::size_t control_character_length(const unsigned char* text) {
 
 extern "C" int IS_IPv6_Address(const char* text) {
   in6_addr address;
-  return text != nullptr && inet_pton(AF_INET6, text, &address) == 1 ? 1 : 0;
+  // Most addresses are IPv4's, which a glance tells.
+  return text != nullptr && std::strchr(text, ':') != nullptr && inet_pton(AF_INET6, text, &address) == 1 ? 1 : 0;
 }
 
 extern "C" int Is_Valid_Source(const char* text) {
@@ -53,7 +55,10 @@ extern "C" int Skip_Unicode_Control_Characters(char* text) {
     return 0;
   }
   char* to = text;
-  const char* from = text;
+  while (printable(*to)) {  // to the end, in most texts
+    ++to;
+  }
+  const char* from = to;
   while (*from != '\0') {
     const std::size_t skipped = control_character_length(reinterpret_cast<const unsigned char*>(from));
     from += skipped;

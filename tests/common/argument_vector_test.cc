@@ -47,14 +47,16 @@ TEST_F(ArgumentVectorTest, IsNotRunWithATextThatCouldNotBeFormatted) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-TEST_F(ArgumentVectorTest, JoinsPieces) {
-  arguments.join({"user", "=", "admin"});
-  arguments.join({"", ""});
-  arguments.join({"level=", Decimal(4).text()});
+TEST_F(ArgumentVectorTest, JoinsANameAndItsValue) {
+  arguments.join("user=", "admin");
+  arguments.join("", "");
+  arguments.join("alone");
+  arguments.join("level=", Decimal(4).text());
   EXPECT_STREQ(arguments.argv()[1], "user=admin");
   EXPECT_STREQ(arguments.argv()[2], "");
-  EXPECT_STREQ(arguments.argv()[3], "level=4");
-  EXPECT_EQ(arguments.argv()[4], nullptr);
+  EXPECT_STREQ(arguments.argv()[3], "alone");
+  EXPECT_STREQ(arguments.argv()[4], "level=4");
+  EXPECT_EQ(arguments.argv()[5], nullptr);
 }
 
 // Whichever way an argument is made, it has the room that is left and its terminator in it.
@@ -62,21 +64,21 @@ TEST_F(ArgumentVectorTest, CutsWhatDoesNotFitAndEmptiesWhatFollows) {
   const std::string long_text(10236, 'x');
   ArgumentVector joined;
   ArgumentVector formatted;
-  joined.join({"abc", long_text});
+  joined.join("abc", long_text);
   formatted.format("abc%s", long_text.c_str());
   for (const ArgumentVector* vector : {&joined, &formatted}) {
     EXPECT_EQ(vector->argv()[0], "abc" + long_text);  // fits to the byte
   }
   for (ArgumentVector* vector : {&joined, &formatted}) {
-    vector->join({"next"});
+    vector->join("next");
     vector->format("%s", "last");
     EXPECT_STREQ(vector->argv()[1], "");
     EXPECT_STREQ(vector->argv()[2], "");
   }
 
   ArgumentVector cut;
-  cut.join({long_text, "abcd", "ef"});
-  cut.join({"next"});
+  cut.join(long_text, "abcdef");
+  cut.join("next");
   EXPECT_EQ(cut.argv()[0], long_text + "abc");
   EXPECT_STREQ(cut.argv()[1], "");
 }
