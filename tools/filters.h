@@ -41,9 +41,9 @@ class Filters {
   [[nodiscard]] int number(std::size_t filter) const;
   [[nodiscard]] bool has_period() const { return since_.has_value() || until_.has_value(); }
   [[nodiscard]] const char* date_from() const { return period_text(date_from_); }
-  [[nodiscard]] const char* time_from() const { return period_text(time_from_); }
+  [[nodiscard]] const char* time_from() const { return time_text(time_from_); }
   [[nodiscard]] const char* date_to() const { return period_text(date_to_); }
-  [[nodiscard]] const char* time_to() const { return period_text(time_to_); }
+  [[nodiscard]] const char* time_to() const { return time_text(time_to_); }
   [[nodiscard]] bool exact_user() const { return exact_user_; }
 
   // The object is filled when the command line is read, and has to be there until then.
@@ -55,6 +55,15 @@ class Filters {
  private:
   [[nodiscard]] const char* period_text(const std::string& text) const { return has_period() ? text.c_str() : nullptr; }
 
+  // Whole days are asked for by their dates alone: these have an index.
+  [[nodiscard]] const char* time_text(const std::string& text) const {
+    const bool whole_days = time_from_ == kDayBegins && time_to_ == kDayEnds;
+    return whole_days ? nullptr : period_text(text);
+  }
+
+  static constexpr char kDayBegins[] = "00:00:00";
+  static constexpr char kDayEnds[] = "23:59:59";
+
   std::optional<unsigned> type_;
   std::vector<std::optional<std::string>> texts_;
   std::vector<int> numbers_;
@@ -62,9 +71,9 @@ class Filters {
   std::optional<std::string> since_;
   std::optional<std::string> until_;
   std::string date_from_ = "0000-01-01";
-  std::string time_from_ = "00:00:00";
+  std::string time_from_ = kDayBegins;
   std::string date_to_ = "9999-12-31";
-  std::string time_to_ = "23:59:59";
+  std::string time_to_ = kDayEnds;
 };
 
 // What a help text has to say about them.

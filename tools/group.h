@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <span>
+#include <string>
 
 #include "tools/log.h"
 #include "tools/program.h"
@@ -11,7 +12,11 @@ namespace annalctl {
 
 using AddCommand = void (*)(CLI::App& commands, Program& program);
 
-// The commands of a log, in the order of its help, and what they have in common.
+// Commands in the order of their help, which are made when the group is named: the span outlives the parsing.
+CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description,
+                    std::span<const AddCommand> commands, Program& program);
+
+// The commands of a log.
 CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Program& program);
 
 }  // namespace annalctl

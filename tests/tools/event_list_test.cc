@@ -172,6 +172,16 @@ TEST_F(AnnalctlSearch, PeriodMayBeOpenAtEitherEnd) {
   EXPECT_NE(refused.err.find("--since: 'soon' is no time"), std::string::npos) << refused.err;
 }
 
+// They are looked for by their dates alone, which have an index. Only an entry without a time of day shows it.
+TEST_F(AnnalctlSearch, WholeDaysAreFoundByTheirDates) {
+  annal::test::sql("/etc/logs/event.log", "UPDATE ANNAL_EVENT SET event_time = '' WHERE event_desc = 'm-this'");
+  EXPECT_EQ(found({"--since", "2026-05-05", "--until", "2026-05-05"}), Texts{"m-this"});
+  EXPECT_EQ(found({"--since", "2026-05-05"}), (Texts{"new", "m-this"}));
+  EXPECT_EQ(found({"--until", "2026-05-05"}), (Texts{"m-this", "old"}));
+  EXPECT_EQ(found({"--since", "2026-05-05", "--until", "2026-05-05 23:59:58"}), Texts{});
+  EXPECT_EQ(found({"--since", "2026-05-05 00:00:01", "--until", "2026-05-05"}), Texts{});
+}
+
 TEST_F(AnnalctlSearch, CombinationThatTheLibraryRefusesIsExplainedWithOneThatWorks) {
   for (Texts filter : std::vector<Texts>{{"--category-id", "c", "--category", "c"},
                                          {"--client-id", "i", "--app", "a"},
