@@ -182,7 +182,7 @@ int run(const char* program, const Options& options) {
       for (const LogUnderTest& log : logs()) {
         if (options.only.empty() || options.only == log.name) {
           progress(fmt::format("{} log, {} rows", log.name, rows));
-          same = measure(log, rows, options.quick ? 0.1 : 1.5) && same;
+          same = measure(log, rows, options.quick ? 0.1 : 3.0) && same;
         }
       }
     }

@@ -14,7 +14,7 @@ void ArgumentVector::join_what_fits(std::string_view name, std::string_view valu
   }
   const char* const last = text_ + kTextRoom - 1;
   for (const std::string_view piece : {name, value}) {
-    to = copy(to, piece.substr(0, static_cast<std::size_t>(last - to)));
+    to = copy(to, {piece.data(), std::min(piece.size(), static_cast<std::size_t>(last - to))});
   }
   *to++ = '\0';
   used_ = static_cast<std::size_t>(to - text_);

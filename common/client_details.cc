@@ -29,9 +29,14 @@ void add_client_details(ArgumentVector& arguments, Key key, const ClientDetails&
     if (value == nullptr) {
       value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe): callers keep the environment still
     }
-    if (value != nullptr) {
-      arguments.join(key == Key::kOption ? option : option.substr(kDashes), value);
+    if (value == nullptr) {
+      continue;
     }
+    std::string_view name = option;
+    if (key == Key::kPlain) {
+      name.remove_prefix(kDashes);
+    }
+    arguments.join(name, value);
   }
 }
 

@@ -111,9 +111,9 @@ class Conditions {
       add("AND event_desc LIKE '%", filter.event_desc, "%' ");
     }
     if (given(filter.date_from) || given(filter.date_to)) {
-      const Today today;
-      add("AND event_date >= '", given(filter.date_from) ? filter.date_from : today.text, "' AND event_date <= '",
-          given(filter.date_to) ? filter.date_to : today.text, "' ");
+      Today today;
+      add("AND event_date >= '", given(filter.date_from) ? filter.date_from : today.text(), "' AND event_date <= '",
+          given(filter.date_to) ? filter.date_to : today.text(), "' ");
     }
     text_[length_] = '\0';
   }
@@ -127,13 +127,19 @@ class Conditions {
   static constexpr std::size_t kRoom = 2048;  // the terminator included
 
  private:
-  // The local date.
-  struct Today {
-    Today() noexcept {
-      const std::tm now = local_time();
-      (void)std::snprintf(text, sizeof text, "%04d-%02d-%02d", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday);
+  // The local date, which costs more than all conditions together and is seldom needed.
+  class Today {
+   public:
+    [[nodiscard]] const char* text() noexcept {
+      if (text_[0] == '\0') {
+        const std::tm now = local_time();
+        (void)std::snprintf(text_, sizeof text_, "%04d-%02d-%02d", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday);
+      }
+      return text_;
     }
-    char text[sizeof "-2147483648-2147483648-2147483648"];
+
+   private:
+    char text_[sizeof "-2147483648-2147483648-2147483648"] = "";
   };
 
   static bool given(const char* text) noexcept { return *text != '\0'; }
