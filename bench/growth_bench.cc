@@ -25,13 +25,18 @@ constexpr char kNobody[] = "no such text";
 // Not in any filled log, and later than all: a period that nothing is in.
 constexpr char kFirstDate[] = "2031-01-01";
 constexpr char kLastDate[] = "2031-01-31";
+// In every filled log: what one in a hundred entries has (and as a part, one in nine), and the days before the newest.
+constexpr char kSomebody[] = "user1";
+constexpr char kRecentFirst[] = "2025-09-10";
+constexpr char kRecentLast[] = "2025-10-09";
 
 struct Question {
   std::string name;
   std::function<int(Answer* answer)> ask;
 };
 
-// The filters are such that nothing passes them: what they cost when SQLite has to look at all there is.
+// Where a question does not say how many pass, nothing does: what a filter costs when SQLite has to look at all there
+// is.
 struct EventFilters {
   unsigned type = 0;
   const char* first_date = nullptr;
@@ -82,6 +87,13 @@ std::vector<Question> event_questions() {
            {.first_date = kFirstDate, .last_date = kLastDate, .first_time = "00:00:00", .last_time = "23:59:59"})});
   questions.push_back({"50 of a user, exactly", event_page({.user = kNobody}, true)});
   questions.push_back({"50 of a user, contained", event_page({.user = kNobody})});
+  questions.push_back({"50 of a user that 1 % have, exactly", event_page({.user = kSomebody}, true)});
+  questions.push_back({"50 of users that 11 % have, contained", event_page({.user = kSomebody})});
+  questions.push_back({"50 of the last 30 days", event_page({.first_date = kRecentFirst, .last_date = kRecentLast})});
+  questions.push_back(
+      {"50 of the last 30 days, with times",
+       event_page(
+           {.first_date = kRecentFirst, .last_date = kRecentLast, .first_time = "00:00:00", .last_time = "23:59:59"})});
   questions.push_back({"50 of an address", event_page({.ip = kNobody})});
   questions.push_back({"50 of a computer", event_page({.comp = kNobody})});
   questions.push_back({"50 with a text", event_page({.desc = kNobody})});
@@ -127,6 +139,8 @@ std::vector<Question> conn_questions() {
   static const Filter filters[] = {
       {"50 of a user, exactly", kNobody, nullptr, nullptr, nullptr, 0, 0, nullptr, 0, nullptr, true},
       {"50 of a user, contained", kNobody, nullptr, nullptr, nullptr, 0, 0, nullptr, 0, nullptr, false},
+      {"50 of a user that 1 % have, exactly", kSomebody, nullptr, nullptr, nullptr, 0, 0, nullptr, 0, nullptr, true},
+      {"50 of users that 11 % have, contained", kSomebody, nullptr, nullptr, nullptr, 0, 0, nullptr, 0, nullptr, false},
       {"50 of an address", nullptr, kNobody, nullptr, nullptr, 0, 0, nullptr, 0, nullptr, false},
       {"50 of a computer", nullptr, nullptr, kNobody, nullptr, 0, 0, nullptr, 0, nullptr, false},
       {"50 of a resource", nullptr, nullptr, nullptr, kNobody, 0, 0, nullptr, 0, nullptr, false},
