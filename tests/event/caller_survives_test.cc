@@ -6,6 +6,7 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,6 +31,17 @@
 #include "tests/support/appliance.h"
 #include "tests/support/few_processes.h"
 #include "tests/support/forwarding.h"
+
+namespace {
+
+std::atomic<bool> a_byte_a_write = false;
+
+}  // namespace
+
+// Comes before the C library's own: a pipe takes what is written to it whole, but nothing says that it has to.
+extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
+  return syscall(SYS_write, descriptor, data, a_byte_a_write ? std::min<size_t>(size, 1) : size);
+}
 
 namespace annal::test {
 namespace {
@@ -426,6 +438,13 @@ TEST_F(Forwarding, WaitsForItsCommandWhenInterrupted) {
   });
 }
 
+void expect_the_long_message_in(const char* path) {
+  std::ifstream file(path);
+  const std::string input(std::istreambuf_iterator<char>(file), {});
+  EXPECT_EQ(input.size(), std::string_view(R"({"type":1,"level":2,"message":""})").size() + 100000);
+  EXPECT_TRUE(input.ends_with("x\"}"));
+}
+
 // The command reads late, so that the writer has to wait for it, and is interrupted there.
 TEST_F(Forwarding, WritesAMessageWholeWhenInterrupted) {
   install_script(kEvsh, "#!/bin/sh\nsleep 0.1\nexec cat >/etc/logs/input\n");
@@ -433,10 +452,16 @@ TEST_F(Forwarding, WritesAMessageWholeWhenInterrupted) {
     const Storm storm;
     notify_at_length();
   });
-  std::ifstream file("/etc/logs/input");
-  const std::string input(std::istreambuf_iterator<char>(file), {});
-  EXPECT_EQ(input.size(), std::string_view(R"({"type":1,"level":2,"message":""})").size() + 100000);
-  EXPECT_TRUE(input.ends_with("x\"}"));
+  expect_the_long_message_in("/etc/logs/input");
+}
+
+TEST_F(Forwarding, WritesAMessageWholeWhenEachWriteTakesAByte) {
+  install_script(kEvsh, "#!/bin/sh\nexec cat >/etc/logs/input\n");
+  survive([] {
+    a_byte_a_write = true;
+    notify_at_length();
+  });
+  expect_the_long_message_in("/etc/logs/input");
 }
 
 // ---- handlers and the children that share the caller's memory ----
