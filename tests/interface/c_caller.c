@@ -177,6 +177,7 @@ int main(void) {
 
   const CatalogEntry entry = {"A011", 4, "C001", "1", "[External Device] Added printer {0}."};
 
+  EXPECT(is_event_name_matching == 0 && is_conn_name_matching == 0);
   EXPECT(annal_event_create_tbl(100, 1) == ANNAL_OK);
   memset(&record, 0xff, sizeof record);
   EXPECT(InitAnnalEvent(&record) == record.event_desc);
