@@ -1,6 +1,5 @@
 #include "common/held_sigpipe.h"
 
-#include <cerrno>
 #include <ctime>
 
 namespace annal {
@@ -29,8 +28,7 @@ HeldSigpipe::~HeldSigpipe() {
   if (!callers_own_) {
     const sigset_t sigpipe = only_sigpipe();
     const std::timespec at_once{};
-    while (sigtimedwait(&sigpipe, nullptr, &at_once) == -1 && errno == EINTR) {
-    }
+    sigtimedwait(&sigpipe, nullptr, &at_once);  // which does not wait, so that nothing can interrupt it
   }
   pthread_sigmask(SIG_SETMASK, &callers_mask_, nullptr);
 }

@@ -32,10 +32,10 @@ LevelClause::LevelClause(const LevelFilter& filter, const char* list) noexcept {
     const std::size_t room = kRoomForCondition - length;
     const int written =
         std::snprintf(condition + length, room, "%s(%s =%d )", length == 0 ? "" : " or ", filter.column, level);
-    if (written > 0 && static_cast<std::size_t>(written) < room) {
+    if (static_cast<std::size_t>(written) < room) {
       length += static_cast<std::size_t>(written);
     } else {
-      condition[length] = '\0';  // a level that does not fit is left out whole
+      condition[length] = '\0';  // a level that does not fit, or could not be written, is left out whole
     }
   }
 }

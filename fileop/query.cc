@@ -127,14 +127,13 @@ class Conditions {
   static constexpr std::size_t kRoom = 2048;  // the terminator included
 
  private:
-  // The local date, which costs more than all conditions together and is seldom needed.
+  // The local date, which costs more than all conditions together and is seldom needed: in the place of one of the two
+  // dates, never of both.
   class Today {
    public:
     [[nodiscard]] const char* text() noexcept {
-      if (text_[0] == '\0') {
-        const std::tm now = local_time();
-        (void)std::snprintf(text_, sizeof text_, "%04d-%02d-%02d", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday);
-      }
+      const std::tm now = local_time();
+      (void)std::snprintf(text_, sizeof text_, "%04d-%02d-%02d", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday);
       return text_;
     }
 

@@ -119,9 +119,7 @@ int annal_notice_send(const char* app_id, int level, int type, const char* categ
     return run_in_utf8(kLogTool, arguments);
   }
   char type_text[sizeof "-2147483648"];  // not in the vector's text area, which is the options' alone
-  if (std::snprintf(type_text, sizeof type_text, "%d", type) < 0) {
-    return kNotRun;
-  }
+  (void)std::snprintf(type_text, sizeof type_text, "%d", type);
   arguments.add(kNotify);
   arguments.add(kSendToUsers);
   arguments.add("-A");
