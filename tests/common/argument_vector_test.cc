@@ -95,7 +95,8 @@ TEST_F(ArgumentVectorTest, DropsWhatIsBeyondItsNumberOfEntries) {
   two.add("first");
   two.format("%s", "second");
   two.format("%s", "third");
-  two.add("fourth");
+  two.join("fourth=", "4");
+  two.add("fifth");
   EXPECT_STREQ(two.argv()[1], "second");
   EXPECT_EQ(two.argv()[2], nullptr);
 }

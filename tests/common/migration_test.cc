@@ -125,6 +125,19 @@ TEST_F(Migration, AddsNothingWhenAnyMissingColumnHasNoStatement) {
   }
 }
 
+TEST_F(Migration, TakesNoColumnForOneWithoutAName) {
+  make_table("id, title, pages");
+  for (const std::size_t without : {0U, 1U, 2U}) {
+    SCOPED_TRACE(without);
+    auto list = kPaper;
+    list.at(without).name = nullptr;
+    sqlite.reset();
+    EXPECT_EQ(migrate(list), ANNAL_CHANGE_FAILED);
+    EXPECT_EQ(columns(), "id,title,pages");
+    EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+  }
+}
+
 TEST_F(Migration, RunsNothingForEmptyStatements) {
   make_table("id, title");
   auto list = kPaper;

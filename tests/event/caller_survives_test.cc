@@ -700,6 +700,35 @@ TEST_F(Forwarding, RunsItsCommandsWithoutANullDevice) {
   });
 }
 
+// With one that can be read and not written the log centre's command has something to read. The recorder's tool wants
+// one for both.
+TEST_F(Forwarding, RunsItsCommandsWithANullDeviceThatCannotBeWritten) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can put another device in its place";
+  }
+  survive([] {
+    constexpr const char* kNothing = "/etc/logs/nothing";
+    constexpr const char* kNull = "/dev/null";
+    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+    ASSERT_EQ(close(open(kNothing, O_RDONLY | O_CREAT, 0600)), 0);
+    ASSERT_EQ(mount(kNothing, kNull, "none", MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount("none", kNull, "none", MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV, nullptr), 0);
+    send_to_log_centre();
+    auto runs = Commands::wait_for(1);
+    ASSERT_EQ(runs.size(), 1U);
+    EXPECT_EQ(runs[0].arguments, log_centre_vector());
+    EXPECT_TRUE(runs[0].descriptors[0].starts_with("r ")) << runs[0].descriptors[0];
+    EXPECT_FALSE(runs[0].descriptors.contains(2));
+    Commands::reset();
+    ASSERT_EQ(dup2(open("/etc/logs/held", O_RDONLY | O_CREAT, 0600), 0), 0);
+    send_to_recorder();
+    runs = Commands::wait_for(1);
+    ASSERT_EQ(runs.size(), 1U);
+    EXPECT_EQ(runs[0].arguments, recorder_vector());
+    EXPECT_EQ(runs[0].descriptors[0], "r /etc/logs/held");
+  });
+}
+
 TEST_P(ForwardingBy, LeavesTheCallersDescriptorsAsTheyAre) {
   survive([] {
     const auto open_descriptors = [] {

@@ -1,4 +1,5 @@
 // Handing notices to the notification command.
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,6 +98,31 @@ std::string call_of(const char* path, const Row& vector) {
   }
   return call + "NULL})";
 }
+
+// A text of any length, in the memory of a small piece of it that stands there again and again.
+class EndlessText {
+ public:
+  explicit EndlessText(std::size_t length) : size_(length + kPiece) {
+    const int piece = memfd_create("piece", MFD_CLOEXEC);
+    EXPECT_EQ(write(piece, std::string(kPiece, 'x').data(), kPiece), ssize_t{kPiece});
+    // Behind the last piece are zero bytes.
+    start_ = static_cast<char*>(mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    for (std::size_t at = 0; at < length; at += kPiece) {
+      EXPECT_NE(mmap(start_ + at, kPiece, PROT_READ, MAP_SHARED | MAP_FIXED, piece, 0), MAP_FAILED);
+    }
+    close(piece);
+  }
+  ~EndlessText() { munmap(start_, size_); }
+  EndlessText(const EndlessText&) = delete;
+  EndlessText& operator=(const EndlessText&) = delete;
+
+  [[nodiscard]] const char* text() const { return start_; }
+
+ private:
+  static constexpr std::size_t kPiece = std::size_t{2} << 20;
+  std::size_t size_;
+  char* start_ = nullptr;
+};
 
 class NoticeSend : public Notification {
  protected:
@@ -244,6 +270,18 @@ TEST_F(NoticeSend, CutsTheOptionsThatDoNotFit) {
   expected[17] = "--c";
   expect_sent(expected, {.comp = shorter.c_str(), .message = text.c_str()}, text.c_str());
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which look at every byte of a text
+// The C library formats no text that is longer than its answer can say.
+TEST_F(NoticeSend, RunsNothingWithATextThatCannotBeFormatted) {
+  constexpr std::size_t kLength = std::size_t{INT_MAX} + 1;
+  const EndlessText endless(kLength);
+  setenv("LC_ALL", "C", 1);
+  EXPECT_EQ(send({.comp = endless.text()}, "one"), -1);
+  EXPECT_TRUE(platform.calls().empty());
+  EXPECT_EQ(text_of("LC_ALL"), "C");
+}
+#endif
 
 TEST_F(NoticeSend, LogsWithoutTheCommand) {
   std::filesystem::remove(kNotify);

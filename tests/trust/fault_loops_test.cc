@@ -1,6 +1,7 @@
 // Every exported function meets every failing allocation and every failing operation of the disk, one at a time and
 // from one on: it answers a documented code, and what it leaves is what that code says.
 #include <algorithm>
+#include <iterator>
 
 #include "Corix_annal.h"
 #include "tests/trust/faulty_memory.h"
@@ -160,6 +161,39 @@ TEST_P(EveryFunction, StandsThatTheDiskFails) {
             fault.name, nth, lasting, [&] { Disk::fail(fault, nth, lasting); }, [] { return Disk::struck(); },
             fault.commit_may_stand);
       }
+    }
+  }
+}
+
+// Where texts are not kept as they are delivered, a name costs memory after its row has been read without fault.
+class MigrationInUtf16 : public TrustTest {};
+
+TEST_F(MigrationInUtf16, StandsThatSqlitesMemoryRunsOut) {
+  constexpr const char* kFile = "/etc/logs/paper.log";
+  constexpr AnnalColumn kColumns[] = {{"id", nullptr}, {"title", "ALTER TABLE paper ADD COLUMN title TEXT;"}};
+  sql(kFile, "PRAGMA encoding = 'UTF-16'; CREATE TABLE paper (id INTEGER); INSERT INTO paper VALUES (7);");
+  const Image image = Image::of(kFile);
+  const auto migrated = [&] {
+    image.put_back(kFile);
+    return annal_common_migrate_db(kFile, "paper", kColumns, std::size(kColumns));
+  };
+  ASSERT_EQ(migrated(), ANNAL_OK);
+  const Content after = content_of(kFile);
+  SqliteMemory::countdown().count_only();
+  ASSERT_EQ(migrated(), ANNAL_OK);
+  const int all = SqliteMemory::countdown().seen();
+  for (int nth = 1; nth <= all; ++nth) {
+    SCOPED_TRACE(nth);
+    const Ledger ledger;
+    SqliteMemory::countdown().arm(nth, Lasting::kOnce);
+    const int result = migrated();
+    SqliteMemory::countdown().count_only();
+    ledger.expect_balance();
+    if (result == ANNAL_OK) {
+      EXPECT_EQ(content_of(kFile), after);
+    } else {
+      EXPECT_TRUE(result == ANNAL_OPEN_FAILED || result == ANNAL_CHANGE_FAILED) << result;
+      EXPECT_TRUE(image.is_at(kFile));
     }
   }
 }
