@@ -9,6 +9,7 @@
 #include <span>
 
 #include "Corix_annal.h"
+#include "common/flag.h"
 #include "common/joiner.h"
 #include "common/statement.h"
 #include "common/text.h"
@@ -105,7 +106,7 @@ struct FilterTable {
   PeriodClauses period;
   Clause user_exactly;
   Clause user_contains;
-  const int* exact_users;  // the exported flag that decides between the two
+  int* exact_users;  // the exported flag that decides between the two
   std::span<const ValueFilter<Conditions>> values;
 };
 
@@ -117,7 +118,7 @@ template <typename Conditions>
   }
   place_period(filters, kPeriodPlace, table.period, wanted.period);
   if (wanted.user != nullptr) {
-    filters.place(kUserPlace, *table.exact_users != 0 ? table.user_exactly : table.user_contains, wanted.user);
+    filters.place(kUserPlace, is_set(*table.exact_users) ? table.user_exactly : table.user_contains, wanted.user);
   }
   place_values(filters, table.values, wanted);
   return filters;

@@ -1,6 +1,7 @@
 #include "common/table.h"
 #include "Corix_annal.h"
 #include "common/columns.h"
+#include "common/flag.h"
 #include "common/paths.h"
 #include "common/store.h"
 
@@ -158,6 +159,6 @@ int annal_conn_modify_tbl() noexcept {
 }
 
 int annal_conn_enable_name_matching(int enable) noexcept {
-  is_conn_name_matching = enable != 0 ? 1 : 0;
+  set(is_conn_name_matching, enable != 0);
   return ANNAL_OK;
 }

@@ -1,6 +1,7 @@
 #include "common/table.h"
 #include "Corix_annal.h"
 #include "common/columns.h"
+#include "common/flag.h"
 #include "common/paths.h"
 #include "common/store.h"
 
@@ -180,6 +181,6 @@ int annal_event_modify_tbl() noexcept {
 }
 
 int* annal_event_enable_name_matching(int on) noexcept {
-  is_event_name_matching = on != 0 ? 1 : 0;
+  set(is_event_name_matching, on != 0);
   return &is_event_name_matching;
 }

@@ -432,8 +432,8 @@ ANNAL_API int annal_event_modify_tbl(void) ANNAL_NOEXCEPT;
 
 /*
  * How the filtering event queries match a user: 0, the initial value, finds every user whose name contains the given
- * text; anything else finds the user of exactly that name. A program may read and write it directly at any time; it
- * holds for the whole process.
+ * text; anything else finds the user of exactly that name. A program may read and write it directly at any time,
+ * atomically where other threads use it; it holds for the whole process.
  */
 ANNAL_API extern int is_event_name_matching;
 
