@@ -14,8 +14,8 @@
 
 #include "common/kept_errno.h"
 
-// The address sanitizer knows the stack of the thread only.
-#define ANNAL_ON_A_STACK_OF_ITS_OWN __attribute__((no_sanitize_address))
+// The sanitizers know the stack of the thread only.
+#define ANNAL_ON_A_STACK_OF_ITS_OWN __attribute__((no_sanitize_address, no_sanitize_thread))
 
 // Between creating a child and running the command only async-signal-safe calls are made: the children run in the
 // caller's memory, in the middle of whatever its other threads were doing.

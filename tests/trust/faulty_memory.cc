@@ -109,7 +109,7 @@ std::size_t PlainMemory::outstanding() {
   return plain.held_count;
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)  // which bring their own
 
 bool PlainMemory::interposed() {
   return false;

@@ -122,11 +122,7 @@ const std::vector<Subject>& subjects() {
 // Those that a test with a process beside each call goes through. Forking a process that the sanitizers watch costs
 // many times what it costs otherwise, and shows nothing new: a sample then, another one for each test.
 std::vector<Subject> subjects_beside_a_process(const std::string& test) {
-#if defined(__SANITIZE_ADDRESS__)
-  constexpr std::size_t kOneIn = 8;
-#else
-  constexpr std::size_t kOneIn = 1;
-#endif
+  constexpr std::size_t kOneIn = kSanitized ? 8 : 1;
   std::vector<Subject> chosen;
   for (std::size_t i = std::hash<std::string>{}(test) % kOneIn; i < subjects().size(); i += kOneIn) {
     chosen.push_back(subjects()[i]);
@@ -901,11 +897,7 @@ class FlippedBits : public NeighbourTest, public testing::WithParamInterface<Log
   void flip(const std::vector<const Subject*>& called, const std::string& log) {
     std::mt19937 dice(first_seed());
     constexpr unsigned kBits = 8;
-#if defined(__SANITIZE_ADDRESS__)
-    constexpr std::size_t kStride = 8;
-#else
-    constexpr std::size_t kStride = 1;
-#endif
+    constexpr std::size_t kStride = kSanitized ? 8 : 1;
     const std::size_t stride = whole_walk() ? 1 : kStride;
     std::size_t turn = 0;
     for (std::size_t at = 0; at < log.size(); at += stride) {

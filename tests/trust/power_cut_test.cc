@@ -164,11 +164,7 @@ struct Course {
 
 // Forking a process that the sanitizers watch costs many times what it costs otherwise, and shows nothing new.
 unsigned how_many_seeds() {
-#if defined(__SANITIZE_ADDRESS__)
-  constexpr unsigned kSample = 1;
-#else
-  constexpr unsigned kSample = 3;
-#endif
+  constexpr unsigned kSample = kSanitized ? 1 : 3;
   constexpr unsigned kMany = 1000;
   return whole_walk() ? kMany : kSample;
 }

@@ -10,6 +10,13 @@
 
 namespace annal::test {
 
+// Whether a sanitizer watches, so that a walk takes a sample only.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
 class TrustTest : public ApplianceTest {
  protected:
   static void SetUpTestSuite();
