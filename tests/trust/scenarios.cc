@@ -341,7 +341,9 @@ void add_events(Registry& registry) {
                built_failing(ANNAL_CHANGE_FAILED), 0,
                [] { return annal_event_table_update_event_timet(nullptr, "%s"); });
 
-  registry.plain("annal_event_enable_name_matching", 0, [] { return *annal_event_enable_name_matching(0); });
+  registry.plain("annal_event_enable_name_matching", ANNAL_OK, [] {
+    return annal_event_enable_name_matching(0) == &is_event_name_matching ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
+  });
   registry.plain("InitAnnalEvent", ANNAL_OK, [] {
     EventRecord record = an_event<EventRecord>("text");
     return InitAnnalEvent(&record) == record.event_desc ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
