@@ -28,7 +28,7 @@ class ArgumentVector {
 
   // An argument put together in the text area, a name before its value: what most are made of, without a formatter's
   // cost. A batch makes a dozen for each of its records; expanded where it is called, a name's length is a constant.
-  [[gnu::always_inline]] void join(std::string_view name, std::string_view value = {}) noexcept {
+  [[gnu::always_inline]] void join(std::string_view name, std::string_view value = "") noexcept {
     if (name.size() + value.size() >= kTextRoom - used_) {
       join_what_fits(name, value);
       return;
