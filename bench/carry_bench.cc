@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bench/logs.h"
 #include "bench/measure.h"
@@ -58,11 +59,14 @@ void print_weight(const char* name, const std::string& path) {
 }
 
 int run(bool quick) {
-  make_log(logs().front(), 1000, 100000, 1);
   const Work work{[](int /*round*/, Answer& answer) { run_program(CARRY_WITH, answer); },
                   [](int /*round*/, Answer& answer) { run_program(CARRY_WITHOUT, answer); }};
-  const Pairs pairs = alternate(work, {.seconds = quick ? 1.0 : 8.0, .most = 4000});
-  print_line("a program that counts once", pairs, 1.15);
+  bool same = true;
+  for (const int rows : quick ? std::vector{1000} : std::vector{1000, 10000, 100000}) {
+    make_log(logs().front(), rows, 100000, 1);
+    const Pairs pairs = alternate(work, {.seconds = quick ? 1.0 : 8.0, .most = 4000});
+    same = print_line(fmt::format("a program that counts {} rows once", rows), pairs, 1.15) && same;
+  }
 
   fmt::print("\n| {:24} | relocations | file, KiB |\n|---|--:|--:|\n", "what is loaded");
   print_weight("libCorix_annal.so.2", CARRY_LIBRARY);
@@ -74,7 +78,7 @@ int run(bool quick) {
       "\n| private dirty memory, KiB | with the library {} | with SQLite alone {} | difference {} "
       "|\n|---|--:|--:|--:|\n",
       with, without, with - without);
-  return pairs.same ? EXIT_SUCCESS : EXIT_FAILURE;
+  return same ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace

@@ -70,11 +70,21 @@ pid_t start(const std::vector<std::string>& arguments, int input, int out, int e
   posix_spawn_file_actions_adddup2(&actions, input, 0);
   posix_spawn_file_actions_adddup2(&actions, out, 1);
   posix_spawn_file_actions_adddup2(&actions, err, 2);
+  // Not ignored, as they may be where the tests are run in the background: what ignores them is not ended by them.
+  sigset_t interrupts;
+  sigemptyset(&interrupts);
+  sigaddset(&interrupts, SIGINT);
+  sigaddset(&interrupts, SIGTERM);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setsigdefault(&attributes, &interrupts);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   pid_t child = -1;
-  if (posix_spawn(&child, ANNALCTL, &actions, nullptr, argv.data(), environ) != 0) {
+  if (posix_spawn(&child, ANNALCTL, &actions, &attributes, argv.data(), environ) != 0) {
     ADD_FAILURE() << "cannot run " << ANNALCTL;
     child = -1;
   }
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return child;
 }
