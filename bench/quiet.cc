@@ -8,7 +8,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <string_view>
+#include <cstring>
 
 #include "common/recorder.h"
 
@@ -30,7 +30,7 @@ extern "C" void* mmap(void* address, std::size_t length, int protection, int fla
 
 // The first that handing an entry to the recorder takes is a look at whether there is one.
 extern "C" int stat(const char* path, struct stat* found) noexcept {
-  if (std::string_view(path) == annal::kRecorderInstalled) {
+  if (std::strcmp(path, annal::kRecorderInstalled) == 0) {
     errno = ENOENT;
     return -1;
   }
