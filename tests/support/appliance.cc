@@ -11,16 +11,11 @@ namespace fs = std::filesystem;
 namespace {
 
 void empty_folders() {
-  constexpr int kAttempts = 100;
   fs::remove_all(kLogFolder);
   fs::create_directory(kLogFolder);
   for (const char* folder : kCommandFolders) {
-    // A command that the test before left behind may still be writing: what comes up meanwhile goes too.
-    for (int attempt = 0; attempt < kAttempts && !fs::is_empty(folder); ++attempt) {
-      for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        std::error_code filled_again;
-        fs::remove_all(entry.path(), filled_again);
-      }
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+      fs::remove_all(entry.path());
     }
   }
 }
@@ -28,7 +23,7 @@ void empty_folders() {
 }  // namespace
 
 void ApplianceTest::SetUp() {
-  ASSERT_TRUE(inside_private_appliance());
+  ASSERT_TRUE(inside_private_appliance() && is_kept());
   empty_folders();
   Clock::run();
   SqliteTrace::reset();
@@ -37,6 +32,7 @@ void ApplianceTest::SetUp() {
 }
 
 void ApplianceTest::TearDown() {
+  EXPECT_TRUE(end_strays());
   EXPECT_EQ(SqliteTrace::open_connections(), 0U);
   EXPECT_EQ(SqliteTrace::live_statements(), 0U);
   EXPECT_EQ(SqliteTrace::live_texts(), 0U);

@@ -12,8 +12,9 @@
 
 namespace annal::test {
 
-// Empties the appliance's folders and resets every recorder before each test. After each test it checks that the
-// library has given back to SQLite whatever it took.
+// Empties the appliance's folders and resets every recorder before each test. After each test it ends the commands that
+// are still running, lest the next test take them for its own, and checks that the library has given back to SQLite
+// whatever it took.
 class ApplianceTest : public testing::Test {
  protected:
   void SetUp() override;

@@ -41,9 +41,16 @@ TEST_F(Appliance, StillShowsTheMachinesOwnConfiguration) {
 
 TEST_F(Appliance, IsSeenByNoProcessOutside) {
   std::ofstream("/etc/logs/secret") << "x";
-  // The parent of this process is the runner of the tests, outside.
+  // The parent of this process is its keeper, outside.
   const std::string outside = "/proc/" + std::to_string(getppid()) + "/root/etc/logs/secret";
   EXPECT_FALSE(exists(outside.c_str()));
+}
+
+TEST_F(Appliance, EndsWhatATestLeavesRunning) {
+  ASSERT_EQ(std::system("sleep 60 & sleep 60 &"), 0);
+  EXPECT_EQ(strays().size(), 2U);
+  ApplianceTest::TearDown();
+  EXPECT_TRUE(strays().empty());
 }
 
 TEST_F(Appliance, LosesTheLogFolderOnRequest) {

@@ -42,7 +42,8 @@ class Commands {
   // them. After ten seconds it returns what there is.
   static std::vector<CommandRun> wait_for(std::size_t count);
 
-  // Waits long enough for a command that was wrongly started to have shown up, and returns all runs.
+  // Waits long enough for a command that was wrongly started to have shown up, and for those that were started detached
+  // to end, and returns all runs.
   static std::vector<CommandRun> settled();
 
   static void reset();

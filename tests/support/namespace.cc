@@ -3,14 +3,21 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <thread>
 
 namespace annal::test {
 
@@ -20,6 +27,11 @@ namespace fs = std::filesystem;
 
 // Holds the name of the mount namespace, so that a copy of the variable that escaped from it is not believed.
 constexpr const char* kMark = "CORIX_PRIVATE_APPLIANCE";
+
+// Holds the keeper's process number, which is this process' parent or the variable is another program's.
+constexpr const char* kKeeper = "CORIX_APPLIANCE_KEEPER";
+
+constexpr int kCannotRun = 125;
 
 std::string mount_namespace() {
   std::error_code ignored;
@@ -116,6 +128,86 @@ std::string enter_private_appliance() {
     problem = failure("cannot set the environment");
   }
   return problem;
+}
+
+namespace {
+
+[[noreturn]] void run_kept(pid_t keeper, const char* program, char** argv) {
+  std::string problem = inside_private_appliance() ? "" : enter_private_appliance();
+  // Only now: a change of what this process may do would undo it.
+  if (problem.empty() && (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != keeper ||
+                          setenv(kKeeper, std::to_string(keeper).c_str(), 1) != 0)) {
+    problem = "no keeper";
+  }
+  if (problem.empty()) {
+    execvp(program, argv);
+    problem = failure(program);
+  }
+  std::fprintf(stderr, "Cannot run on a private appliance: %s\n", problem.c_str());
+  _exit(kCannotRun);
+}
+
+}  // namespace
+
+int run_kept_on_private_appliance(const char* program, char** argv) {
+  const pid_t keeper = getpid();
+  const pid_t kept = prctl(PR_SET_CHILD_SUBREAPER, 1) == 0 ? fork() : -1;
+  if (kept < 0) {
+    std::fprintf(stderr, "Cannot run on a private appliance: %s\n", failure("no process").c_str());
+    return kCannotRun;
+  }
+  if (kept == 0) {
+    run_kept(keeper, program, argv);
+  }
+  // What a terminal sends is for the program to answer.
+  std::signal(SIGINT, SIG_IGN);
+  std::signal(SIGQUIT, SIG_IGN);
+  int status = 0;
+  for (pid_t ended = 0; ended != kept;) {
+    ended = waitpid(-1, &status, 0);
+    if (ended == -1 && errno != EINTR) {
+      return kCannotRun;
+    }
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+bool is_kept() {
+  const char* keeper = std::getenv(kKeeper);
+  return keeper != nullptr && keeper == std::to_string(getppid());
+}
+
+namespace {
+
+std::string keepers_children() {
+  const std::string keeper = std::to_string(getppid());
+  return "/proc/" + keeper + "/task/" + keeper + "/children";
+}
+
+}  // namespace
+
+std::vector<pid_t> strays() {
+  std::ifstream children(keepers_children());
+  std::vector<pid_t> found{std::istream_iterator<pid_t>(children), {}};
+  std::erase(found, getpid());
+  return found;
+}
+
+bool end_strays() {
+  if (access(keepers_children().c_str(), R_OK) != 0) {
+    return false;
+  }
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  for (std::vector<pid_t> left = strays(); !left.empty(); left = strays()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    for (const pid_t process : left) {
+      kill(process, SIGKILL);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
 }  // namespace annal::test

@@ -1,7 +1,10 @@
 // The private appliance: a mount namespace of this process in which the appliance's fixed folders are throw-away.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
+#include <vector>
 
 namespace annal::test {
 
@@ -15,6 +18,20 @@ std::string leave_the_machines_mounts();
 
 // True inside a private appliance, however this process got there.
 bool inside_private_appliance();
+
+// Runs a program with a keeper: this process, which stays where it is, takes in every process that the program leaves
+// behind, and answers with the program's exit status. The program is moved into a private appliance of its own unless
+// this process is in one. It ends when its keeper is killed.
+int run_kept_on_private_appliance(const char* program, char** argv);
+
+// True when this process is the program of a keeper.
+bool is_kept();
+
+// What this process, and those that it has started, have left behind and what still runs: a detached command, say.
+std::vector<pid_t> strays();
+
+// Kills them, and whatever they leave behind. False when that does not work.
+bool end_strays();
 
 // Moves this process into a private appliance of its own; nothing outside it is touched. It works for root and, where
 // user namespaces are allowed, for anybody else. Returns an empty text, or why it was not possible.
