@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "Corix_annal.h"
+#include "tests/fuzz/captured.h"
 #include "tests/fuzz/fuzz.h"
 #include "tools/conn/commands.h"
 #include "tools/conn/record.h"
@@ -23,6 +24,7 @@
 
 namespace {
 
+using annal::fuzz::Captured;
 using annal::fuzz::Input;
 using annal::fuzz::require;
 
@@ -107,32 +109,6 @@ void parse_lines(Input& input) {
 }
 
 // ---- whole files ----
-
-// What the program writes to a stream.
-class Captured {
- public:
-  explicit Captured(std::FILE*& stream) : stream_(stream), real_(stream) { stream_ = open_memstream(&text_, &size_); }
-  ~Captured() {
-    restore();
-    std::free(text_);
-  }
-  Captured(const Captured&) = delete;
-  Captured& operator=(const Captured&) = delete;
-
-  std::string restore() {
-    if (stream_ != real_) {
-      std::fclose(stream_);
-      stream_ = real_;
-    }
-    return {text_, size_};
-  }
-
- private:
-  char* text_ = nullptr;
-  std::size_t size_ = 0;
-  std::FILE*& stream_;
-  std::FILE* real_;
-};
 
 struct Import {
   void (*add)(CLI::App& commands, annalctl::Program& program);
