@@ -36,11 +36,16 @@ namespace {
 
 std::atomic<bool> a_byte_a_write = false;
 std::atomic<int> waits_to_interrupt = 0;
+std::atomic<bool> writing_is_watched = false;
+std::set<int> inheritable_while_writing;
 
 }  // namespace
 
 // Comes before the C library's own: a pipe takes what is written to it whole, but nothing says that it has to.
 extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
+  if (writing_is_watched.exchange(false)) {
+    inheritable_while_writing = annal::test::inheritable_descriptors();
+  }
   return syscall(SYS_write, descriptor, data, a_byte_a_write ? std::min<size_t>(size, 1) : size);
 }
 
@@ -773,6 +778,15 @@ TEST_P(ForwardingBy, LeavesTheCallersDescriptorsAsTheyAre) {
 }
 
 // ---- threads ----
+
+// Another thread's command that had the pipe would keep the notification centre from seeing the end of its input.
+TEST_F(Forwarding, KeepsTheNotificationsPipeFromWhatOtherThreadsStart) {
+  const std::set<int> before = inheritable_descriptors();
+  writing_is_watched = true;
+  EXPECT_EQ(annal_report_event(1, "Fan 2 failed."), ANNAL_OK);
+  EXPECT_FALSE(writing_is_watched);
+  EXPECT_EQ(inheritable_while_writing, before);
+}
 
 TEST_F(Forwarding, WorksInManyThreadsAtOnce) {
   constexpr std::size_t kThreads = 64;
