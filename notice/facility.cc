@@ -1,31 +1,6 @@
 #include "Corix_annal.h"
 #include "common/record.h"
 
-const NoticeFacility notice_facility_list[] = {
-    {0, ""},
-    {1, "SMART"},
-    {2, "Antivirus"},
-    {3, "Backup External Drive"},
-    {4, "Backup MIRA"},
-    {5, "Backup Rsync"},
-    {6, "Backup LUN"},
-    {7, "Backup Amazon S3"},
-    {8, "event log"},
-    {9, "connect log"},
-    {10, "USB Drive"},
-    {11, "eSATA Drive"},
-    {12, "Disk Volume"},
-    {13, "App"},
-    {14, "Media Library"},
-    {15, "Video Transcoding"},
-    {16, "Video Real-time Transcoding"},
-    {17, "System"},
-    {18, "USB One Touch Copy"},
-    {19, "Tandem"},
-    {20, "NEWS"},
-    {-1, nullptr},
-};
-
 namespace {
 
 constexpr int kHighestListed = 20;
@@ -37,8 +12,9 @@ const char* name_of(int facility) noexcept {
   if (facility == kBackgroundTask) {
     return "Background Task";
   }
-  // The list is exported, so that a program may put its own in this one's place, with facilities that have no name.
-  const char* const name = facility >= 0 && facility <= kHighestListed ? notice_facility_list[facility].name : nullptr;
+  // The list is exported, so that a program may put its own in this one's place: with a name for what is not listed,
+  // and with facilities that have none.
+  const char* const name = notice_facility_list[facility >= 0 && facility <= kHighestListed ? facility : 0].name;
   return name != nullptr ? name : "";
 }
 
