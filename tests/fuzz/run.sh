@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# run.sh BUILD SECONDS [TARGET...]: runs each target (without any named, all of them) for so long, three at a time, on what
+# run.sh BUILD SECONDS [TARGET...]: runs each target (without any named, all of them) for so long, four at a time, on what
 # stands in corpus/ and on what earlier runs in BUILD have found. A line a target; what was found ends with a failure that
 # says how to repeat it.
 set -uo pipefail
@@ -7,7 +7,7 @@ set -uo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly here
 readonly ALL=(addresses generator importers migration queries records salvage)
-readonly AT_ONCE=3
+readonly AT_ONCE=4
 
 usage() {
   printf 'usage: %s BUILD SECONDS [TARGET...]\ntargets: %s\n' "$0" "${ALL[*]}" >&2
