@@ -194,7 +194,7 @@ int list_operations(const char* path, annal_row_callback callback, const char* w
 }
 
 int count_operations(const char* path, const char* where) noexcept {
-  return first_integer(path, kCount, Text(sqlite3_mprintf(kCount.text, where)), Negative::kFails);
+  return first_integer(path, kCount, Text(sqlite3_mprintf(kCount.text, where)), Negative::kReturned);
 }
 
 bool acceptable(FileOpFilter* filter) noexcept {

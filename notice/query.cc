@@ -97,7 +97,7 @@ int annal_notice_query_count(unsigned kind, const void* /*unused1*/, const void*
   if (kind > kHighestKind) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kNoticeLog, kCount, Text(sqlite3_mprintf(kCount.text, kNoFilter)), Negative::kFails);
+  return first_integer(kNoticeLog, kCount, Text(sqlite3_mprintf(kCount.text, kNoFilter)), Negative::kReturned);
 }
 
 int annal_notice_query(annal_row_callback callback, unsigned sort, int start, int end, unsigned kind,
@@ -113,10 +113,10 @@ int annal_notice_query(annal_row_callback callback, unsigned sort, int start, in
 int annal_notice_query_byclientTime_count(const char* from, int days, const char* to, const char* condition) noexcept {
   if (condition == nullptr) {
     const Text text(sqlite3_mprintf(kCountOfTime.text, from, to, to, days));
-    return first_integer(kNoticeLog, kCountOfTime, text, Negative::kFails);
+    return first_integer(kNoticeLog, kCountOfTime, text, Negative::kReturned);
   }
   const Text text(sqlite3_mprintf(kCountOfTimeWhere.text, from, to, to, days, condition));
-  return first_integer(kNoticeLog, kCountOfTimeWhere, text, Negative::kFails);
+  return first_integer(kNoticeLog, kCountOfTimeWhere, text, Negative::kReturned);
 }
 
 int annal_notice_query_byclientTime(annal_row_callback callback, const char* from, int days, const char* to, int start,

@@ -322,6 +322,21 @@ TEST_F(ConnSearch, CannotSearchForServiceActionAndResultNone) {
   EXPECT_EQ(count(0, 0, 13), 1);
 }
 
+TEST_F(ConnSearch, FailsToCountWhatIsNegative) {
+  const auto all = [] { return annal_conn_query_count(0); };
+  const auto search = [] {
+    return annal_conn_query_count_ex2(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr, nullptr,
+                                      nullptr, 0);
+  };
+  const auto poll = [] { return annal_conn_query_byclientTime_count_ex("0,1,2", "0", 30000); };
+  for (int (*const function)() : {+all, +search, +poll}) {
+    sqlite.answer_next(-7);
+    EXPECT_EQ(function(), ANNAL_QUERY_FAILED);
+    sqlite.answer_next(0);
+    EXPECT_EQ(function(), 0);
+  }
+}
+
 // ---- the polling clients' queries ----
 
 std::vector<PollFunction> polls() {

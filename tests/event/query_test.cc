@@ -544,6 +544,27 @@ TEST_F(EventQuery, CountsAsManyAsThereAre) {
   EXPECT_EQ(annal_event_query_count(3), 333);
 }
 
+// What counts by a search takes it for a failure; this one answers what it reads.
+TEST_F(EventQuery, AnswersACountThatIsNegative) {
+  put_entries(3);
+  sqlite.answer_next(-7);
+  EXPECT_EQ(annal_event_query_count(0), -7);
+  const auto search_ex = [] {
+    return annal_event_query_count_ex(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+  };
+  const auto search_ex3 = [] {
+    return annal_event_query_count_ex3(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                       nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+  };
+  const auto poll = [] { return annal_event_query_byclientTime_count_ex("0,1,2", "0", 30000); };
+  for (int (*const count)() : {+search_ex, +search_ex3, +poll}) {
+    sqlite.answer_next(-7);
+    EXPECT_EQ(count(), ANNAL_QUERY_FAILED);
+    sqlite.answer_next(0);
+    EXPECT_EQ(count(), 0);
+  }
+}
+
 TEST_F(EventQuery, FailsToCountWithoutARow) {
   put_entries(3);
   sqlite.fail("step");

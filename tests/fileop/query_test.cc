@@ -722,6 +722,14 @@ TEST_F(FileOpQuery, CountsAsManyAsThereAre) {
   EXPECT_EQ(count_by(any()), 1000);
 }
 
+TEST_F(FileOpQuery, AnswersACountThatIsNegative) {
+  put_entries(3);
+  sqlite.answer_next(-7);
+  EXPECT_EQ(count_of(0), -7);
+  sqlite.answer_next(-7);
+  EXPECT_EQ(count_by(any()), -7);
+}
+
 TEST_F(FileOpQuery, FailsToCountWithoutARow) {
   put_entries(3);
   sqlite.fail("step");

@@ -456,6 +456,15 @@ TEST_F(NoticeQuery, ReadsNoneOfTheFiveFurtherArgumentsOfACount) {
   }
 }
 
+TEST_F(NoticeQuery, AnswersACountThatIsNegative) {
+  put_notices(3);
+  sqlite.answer_next(-7);
+  EXPECT_EQ(annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr), -7);
+  sqlite.answer_next(-7);
+  EXPECT_EQ(annal_notice_query_byclientTime_count("0", 1, "100", nullptr), -7);
+  EXPECT_EQ(annal_notice_query_byclientTime_count("0", 1, "100", "1 UNION SELECT -5 ORDER BY 1"), -5);
+}
+
 TEST_F(NoticeQuery, FailsToCountWithoutARow) {
   put_notices(3);
   sqlite.fail("step");

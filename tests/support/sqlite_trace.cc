@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "tests/support/from_library.h"
 
@@ -26,6 +27,7 @@ struct State {
   std::map<std::string, int, std::less<>> failures;  // so many more, of the calls that begin like this
   bool statements_followed = false;
   std::optional<int> longest_wait;
+  std::optional<int> next_number;
 };
 
 State& state() {
@@ -134,6 +136,11 @@ void SqliteTrace::fail_first(int calls, std::string_view beginning) {
   state().failures[std::string(beginning)] = calls;
 }
 
+void SqliteTrace::answer_next(int number) {
+  const std::lock_guard lock(state().mutex);
+  state().next_number = number;
+}
+
 void SqliteTrace::follow_statements() {
   state().statements_followed = true;
 }
@@ -152,6 +159,7 @@ void SqliteTrace::reset() {
   state().failures.clear();
   state().statements_followed = false;
   state().longest_wait.reset();
+  state().next_number.reset();
 }
 
 }  // namespace annal::test
@@ -246,6 +254,17 @@ int sqlite3_step(sqlite3_stmt* statement) {
     }
   }
   return real(statement);
+}
+
+int sqlite3_column_int(sqlite3_stmt* statement, int column) {
+  static auto* const real = next(&sqlite3_column_int, "sqlite3_column_int");
+  if (CALLED_BY_LIBRARY()) {
+    const std::lock_guard lock(state().mutex);
+    if (const std::optional<int> answer = std::exchange(state().next_number, std::nullopt)) {
+      return *answer;
+    }
+  }
+  return real(statement, column);
 }
 
 int sqlite3_bind_int(sqlite3_stmt* statement, int place, int value) {

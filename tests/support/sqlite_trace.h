@@ -33,6 +33,9 @@ class SqliteTrace {
   // Makes the next calls of which the text begins so fail, as many as said, with SQLITE_ERROR: "exec" and "prepare".
   static void fail_first(int calls, std::string_view beginning);
 
+  // The next number that the library reads of a row is this one. Of more than 2,147,483,647 rows it is a negative one.
+  static void answer_next(int number);
+
   // From now on calls() has the work with prepared statements too:
   //   "bind PLACE NUMBER", "bind PLACE "TEXT"", "step", "reset"
   // with " (copied)" or " (of another length)" behind a text that SQLite is not to read where it stands, or not whole.
