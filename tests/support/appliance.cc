@@ -32,7 +32,7 @@ void ApplianceTest::SetUp() {
 }
 
 void ApplianceTest::TearDown() {
-  EXPECT_TRUE(end_strays());
+  EXPECT_TRUE(end_strays()) << "commands that do not end, or a kernel that does not list the children of a process";
   EXPECT_EQ(SqliteTrace::open_connections(), 0U);
   EXPECT_EQ(SqliteTrace::live_statements(), 0U);
   EXPECT_EQ(SqliteTrace::live_texts(), 0U);
