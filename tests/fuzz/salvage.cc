@@ -150,9 +150,11 @@ using Texts = std::map<std::int64_t, std::vector<std::optional<std::string>>>;
 Texts rows_of(const annalctl::Log& log) {
   std::string select = "SELECT rowid";
   for (const annalctl::Column& column : log.columns.subspan(1)) {
-    const std::string name = column.name;
-    select += ", CASE WHEN typeof(" + name + ") IN ('real', '" + (column.integer ? "text" : "real") +
-              "') THEN 0 ELSE CAST(" + name + " AS TEXT) END";
+    for (const char* const part :
+         {", CASE WHEN typeof(", column.name, column.integer ? ") IN ('real', 'text')" : ") = 'real'",
+          " THEN 0 ELSE CAST(", column.name, " AS TEXT) END"}) {
+      select += part;
+    }
   }
   select += std::string(" FROM ") + log.table + " NOT INDEXED ORDER BY rowid";
   Texts texts;
