@@ -285,7 +285,8 @@ int annal_event_query_count(unsigned type) noexcept {
   if (type > kHighestType) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kEventLog, kCount, Text(sqlite3_mprintf(kCount.text, fragment(kTypes, type))), Negative::kReturned);
+  return first_integer(kEventLog, kCount, Text(sqlite3_mprintf(kCount.text, fragment(kTypes, type))),
+                       Negative::kReturned);
 }
 
 int annal_event_query_ex(annal_row_callback callback, unsigned sort, int start, int end, unsigned type,

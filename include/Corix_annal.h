@@ -1342,7 +1342,8 @@ ANNAL_API extern const NoticeFacility notice_facility_list[22];
  * Copies the display name of a facility.
  *
  * facility: 0 to 20 as listed, or 99 ("Background Task"); any other has the name of 0, which is empty. dst: a buffer of
- * len bytes, of which all are written: the name, then zero bytes. A name of len bytes or more is cut and not terminated.
+ * len bytes, of which all are written: the name, then zero bytes. A name of len bytes or more is cut and not
+ * terminated.
  *
  * Returns ANNAL_OK, or -1 for a null dst. Touches no file.
  */

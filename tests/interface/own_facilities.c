@@ -1,6 +1,6 @@
 /*
- * A program may put a list of its own in the place of the exported one. What is not listed has the first one's name, and
- * one that is left without a name has an empty one.
+ * A program may put a list of its own in the place of the exported one. What is not listed has the first one's name,
+ * and one that is left without a name has an empty one.
  */
 #include <string.h>
 

@@ -17,7 +17,8 @@ namespace annalctl::fileop {
 namespace {
 
 constexpr char kFooter[] =
-    "What the codes of actions and folders mean is the file manager's to say. A single quote takes two bytes of a text,\n"
+    "What the codes of actions and folders mean is the file manager's to say. A single quote takes two bytes of a "
+    "text,\n"
     "except in the description.\n"
     "\n"
     "Examples:\n"
