@@ -8,9 +8,9 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
-#include "Corix_annal.h"
 #include "tests/fuzz/captured.h"
 #include "tests/fuzz/fuzz.h"
+#include "tools/blueprint.h"
 #include "tools/check.h"
 #include "tools/conn/model.h"
 #include "tools/event/model.h"
@@ -38,7 +38,7 @@ struct Make {
 
 constexpr std::array kMakes{
     Make{"", "", 2048, false},
-    Make{"PRAGMA page_size = 512;", "", 512, false},
+    Make{"", "", 512, false},
     Make{"PRAGMA secure_delete = OFF;", "DELETE FROM % WHERE rowid > 20 AND rowid < 40;", 2048, false},
     Make{"PRAGMA encoding = 'UTF-16le';", "", 2048, true},
 };
@@ -52,26 +52,15 @@ std::array<const annalctl::Log*, 4> all_logs() {
   return {&annalctl::event::kLog, &annalctl::conn::kLog, &annalctl::notice::kLog, &annalctl::fileop::kLog};
 }
 
-bool create(const annalctl::Log& log) {
-  const std::string name = log.name;
-  if (name == "event") {
-    return annal_event_create_tbl(500, 7) == ANNAL_OK;
-  }
-  if (name == "conn") {
-    return annal_conn_create_tbl(500, 7) == ANNAL_OK;
-  }
-  return name == "notice" ? annal_notice_create_tbl(500, 7) == ANNAL_OK
-                          : pavo2log_event_create_tbl(annal::fuzz::kFileOpLog, 500, 7) == ANNAL_OK;
-}
-
 // Rows on several pages, some of which go on on others.
 std::string content_of(const annalctl::Log& log, const Make& make) {
-  annal::fuzz::put_back({});
-  require(create(log), "a new log");
-  const auto schema = annal::fuzz::rows(log.path, "SELECT sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_%'");
-  std::string statements = make.first;
-  for (const auto& row : schema.value()) {
-    statements += row.at(0).value() + ";";
+  const std::optional<annalctl::Blueprint> blueprint = annalctl::blueprint_of(log, 500, 7);
+  require(blueprint.has_value(), "what a new log is made of");
+  std::string statements = "PRAGMA page_size = " + std::to_string(make.page_size) + ";" + make.first;
+  for (const annalctl::SchemaObject& object : blueprint->objects) {
+    if (!object.text.empty() && !object.name.starts_with("sqlite_")) {
+      statements += object.text + ";";
+    }
   }
   annal::fuzz::put_back({});
   annal::fuzz::run(log.path, statements);
