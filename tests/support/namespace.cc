@@ -31,8 +31,6 @@ constexpr const char* kMark = "CORIX_PRIVATE_APPLIANCE";
 // Holds the keeper's process number, which is this process' parent or the variable is another program's.
 constexpr const char* kKeeper = "CORIX_APPLIANCE_KEEPER";
 
-constexpr int kCannotRun = 125;
-
 std::string mount_namespace() {
   std::error_code ignored;
   return fs::read_symlink("/proc/self/ns/mnt", ignored).string();

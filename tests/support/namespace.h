@@ -19,6 +19,9 @@ std::string leave_the_machines_mounts();
 // True inside a private appliance, however this process got there.
 bool inside_private_appliance();
 
+// The exit status of what could not be run at all.
+inline constexpr int kCannotRun = 125;
+
 // Runs a program with a keeper: this process, which stays where it is, takes in every process that the program leaves
 // behind, and answers with the program's exit status. The program is moved into a private appliance of its own unless
 // this process is in one. It ends when its keeper is killed.

@@ -6,7 +6,7 @@
 int main(int argc, char** argv) {
   if (argc < 2) {
     std::fputs("usage: private-appliance COMMAND [ARGUMENT...]\n", stderr);
-    return 125;
+    return annal::test::kCannotRun;
   }
   return annal::test::run_kept_on_private_appliance(argv[1], argv + 1);
 }

@@ -17,9 +17,8 @@ namespace annalctl::fileop {
 namespace {
 
 constexpr char kFooter[] =
-    "What the codes of actions and folders mean is the file manager's to say. A single quote takes two bytes of a "
-    "text,\n"
-    "except in the description.\n"
+    "What the codes of actions and folders mean is the file manager's to say.\n"
+    "A single quote takes two bytes of a text, except in the description.\n"
     "\n"
     "Examples:\n"
     "  annalctl fileop --db operations.db add /share/photos/a.jpg --action 4 --size 52000 --user ann --ip 10.0.0.5\n"
