@@ -4,6 +4,20 @@
 
 namespace annalctl {
 
+namespace {
+
+// Lets the general options stand behind the command too.
+void take_general_options(CLI::App& command) {
+  command.fallthrough();
+  // The parser asks a command's option groups first. One that falls through inherits this from its command, and would
+  // ask the command in return, without end: for commands that are there when it begins, the parser sees to that itself.
+  for (CLI::App* options : command.get_subcommands([](const CLI::App* part) { return part->get_name().empty(); })) {
+    options->fallthrough(false);
+  }
+}
+
+}  // namespace
+
 CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description,
                     std::span<const AddCommand> commands, Program& program) {
   CLI::App* const group = app.add_subcommand(name, description);
@@ -14,9 +28,8 @@ CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& d
     for (const AddCommand add : commands) {
       add(*group, program);
     }
-    // The general options may stand behind any command too.
     for (CLI::App* command : group->get_subcommands({})) {
-      command->fallthrough();
+      take_general_options(*command);
     }
   });
   return group;

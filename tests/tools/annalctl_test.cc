@@ -301,6 +301,51 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
   }
 }
 
+class AnnalctlDelete : public AnnalctlTest {
+ protected:
+  void SetUp() override {
+    AnnalctlTest::SetUp();
+    for (const std::vector<std::string>& log : logs()) {
+      ASSERT_EQ(annalctl(joined(log, {"create"})).status, 0);
+    }
+  }
+
+  static std::vector<std::vector<std::string>> logs() {
+    return {{"event"}, {"conn"}, {"fileop", "--db", "/etc/logs/operations.db"}, {"notice"}};
+  }
+
+  static std::vector<std::string> joined(std::vector<std::string> log, const std::vector<std::string>& arguments) {
+    log.insert(log.end(), arguments.begin(), arguments.end());
+    return log;
+  }
+};
+
+TEST_F(AnnalctlDelete, NamesWhatItDoesNotKnow) {
+  for (const std::vector<std::string>& log : logs()) {
+    for (const std::string unknown : {"--since", "-x", "yesterday", "flush"}) {
+      const Finished finished = annalctl(joined(log, {"delete", unknown}));
+      EXPECT_EQ(finished.status, 2) << log[0] << " " << unknown;
+      EXPECT_NE(finished.err.find("'" + unknown + "' is not known"), std::string::npos) << finished.err;
+      EXPECT_EQ(annalctl(joined(log, {"delete", "--id", "1", unknown})).status, 2) << log[0] << " " << unknown;
+    }
+  }
+}
+
+TEST_F(AnnalctlDelete, TakesTheGeneralOptionsAsEveryCommandDoes) {
+  for (const std::vector<std::string>& log : logs()) {
+    for (const std::string form : {"--json", "--csv"}) {
+      for (const auto& arguments : {std::vector<std::string>{"delete", form, "--id", "1"},
+                                    std::vector<std::string>{"delete", "--id", "1", form},
+                                    {"flush", form}}) {
+        const Finished finished = annalctl(joined(log, arguments));
+        EXPECT_EQ(finished.status, 0) << log[0] << " " << form << ": " << finished.err;
+        EXPECT_EQ(finished.out + finished.err, "");
+      }
+      EXPECT_EQ(annalctl(joined(log, {"delete", form})).status, 2) << log[0] << " " << form;
+    }
+  }
+}
+
 TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
   const std::vector<std::vector<std::string>> all{
       {"conn", "create"},
