@@ -30,7 +30,6 @@ constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
 
 struct Caller {
   std::size_t mebibytes;
-  double at_most;
   pid_t process = 0;
   int requests = -1;
   int answers = -1;
@@ -173,7 +172,7 @@ int run(int rounds) {
   for (const char* command : {kLogCentre, kRecorder}) {
     std::filesystem::copy_file("/bin/true", command, std::filesystem::copy_options::overwrite_existing);
   }
-  std::vector<Caller> callers{{8, 1.0}, {256, 0.3}, {1024, 0.1}};
+  std::vector<Caller> callers{{8}, {256}, {1024}};
   for (Caller& caller : callers) {
     start(caller);
     ask(caller);  // the first of each is paid by start-up
@@ -188,8 +187,7 @@ int run(int rounds) {
   const bool same = contents(log, log.path) == contents(log, log.floor_path);
   for (Caller& caller : callers) {
     caller.pairs.same = same;
-    print_line(fmt::format("event add, all consumers, caller of {} MiB", caller.mebibytes), caller.pairs,
-               caller.at_most);
+    print_line(fmt::format("event add, all consumers, caller of {} MiB", caller.mebibytes), caller.pairs);
     kill(caller.process, SIGKILL);
     waitpid(caller.process, nullptr, 0);
   }

@@ -24,8 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr double kMostTime = 1.03;
-constexpr double kMostInstructions = 1.02;
 constexpr int kRoom = 100000;  // the limit of a log that is empty
 constexpr int kMostWrites = 400;
 
@@ -83,7 +81,7 @@ bool measure(const LogUnderTest& log, int rows, double seconds) {
         work,
         {.seconds = seconds, .fewest = 11, .most = call.writes ? kMostWrites : 2000, .ratio = Ratio::kOfProcessor});
     pairs.same = pairs.same && (!call.writes || contents(log, log.path) == contents(log, log.floor_path));
-    same = print_line(title(log, call, rows), pairs, kMostTime) && same;
+    same = print_line(title(log, call, rows), pairs) && same;
     if (batch) {
       make(log, rows);
     }
@@ -155,8 +153,7 @@ void compare_instructions(const char* program, int rows) {
       if (at >= ours.size() || at >= theirs.size()) {
         give_up("callgrind has counted too few calls");
       }
-      print_line("instructions, thousands: " + title(log, call, rows), {{ours[at] / 1000}, {theirs[at] / 1000}},
-                 kMostInstructions);
+      print_counts(title(log, call, rows), ours[at] / 1000, theirs[at] / 1000);
       ++at;
     }
   }

@@ -92,7 +92,7 @@ bool compare(const std::string& what, const std::string& ours, const std::string
   if (!pairs.same) {
     fmt::print(stderr, "annalctl:   {:.300}\njournalctl: {:.300}\n", by_us, by_them);
   }
-  return print_line("journalctl: " + what, pairs, 1.0);
+  return print_line("journalctl: " + what, pairs);
 }
 
 int run(bool quick) {

@@ -69,13 +69,13 @@ struct Pairs {
 
 [[nodiscard]] double microseconds(const std::function<void()>& work);
 
-// ---- the table ----
+// ---- the tables, whose heads run.sh prints ----
 
-constexpr double kNoBound = 0;
+// One line of times. Returns whether both sides did the same work; a line for which they did not says so.
+bool print_line(const std::string& what, const Pairs& pairs);
 
-// One line of it (run.sh has its head). Returns whether both sides did the same work; a line of which that is not true
-// says so.
-bool print_line(const std::string& what, const Pairs& pairs, double at_most = kNoBound);
+// One line of counts, which are the same in every round.
+void print_counts(const std::string& what, double ours, double theirs);
 
 // 123.4, 12 345: three significant digits or all before the point.
 [[nodiscard]] std::string amount(double value);

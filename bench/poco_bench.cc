@@ -87,7 +87,7 @@ bool compare(const std::string& what, int limit, int filled, const std::string& 
                       PocoChannel(kFile).log(kText);
                     }
                   }};
-  return print_line(what, alternate(work, {.seconds = seconds, .most = 500}), 1.0);
+  return print_line(what, alternate(work, {.seconds = seconds, .most = 500}));
 }
 
 bool compare_programs(double seconds) {
@@ -95,7 +95,7 @@ bool compare_programs(double seconds) {
   make_poco_table("");
   const Work work{[](int /*round*/, Answer& answer) { run_program(ADD_ONE, answer); },
                   [](int /*round*/, Answer& answer) { run_program(ADD_ONE_POCO, answer); }};
-  return print_line("SQLChannel: a program that adds one", alternate(work, {.seconds = seconds, .most = 500}), 1.0);
+  return print_line("SQLChannel: a program that adds one", alternate(work, {.seconds = seconds, .most = 500}));
 }
 
 int run(double seconds) {

@@ -7,7 +7,15 @@ bin=$(realpath "$1")
 quick=${2:-}
 status=0
 
-# A benchmark that fails, or finds that its two sides did different work, is told of at the end; the others go on.
+readonly TIMES='| microseconds | ours p50 | p99 | max | other p50 | p99 | max | ratio |
+|---|--:|--:|--:|--:|--:|--:|--:|'
+readonly COUNTS='| thousands of instructions | ours | other | ratio |
+|---|--:|--:|--:|'
+
+# section TITLE [HEAD OF ITS TABLE]
+section() { printf '\n## %s\n%s' "$1" "${2:+$'\n'$2$'\n'}"; }
+
+# If a benchmark fails, or its two sides did different work, the others still run; the exit status tells.
 bench() {
   local program=$1
   shift
@@ -18,20 +26,26 @@ bench() {
   "$bin/private-appliance" env "PATH=$bin:$PATH" "$bin/$program" ${quick:+"$quick"} "$@" || status=1
 }
 
-printf 'Measured on %s: %s cores, Linux %s, SQLite %s.\n\n' "$(date -u +%F)" "$(nproc)" "$(uname -r | cut -d- -f1)" \
+printf 'Measured on %s: %s cores, Linux %s, SQLite %s.\n' "$(date -u +%F)" "$(nproc)" "$(uname -r | cut -d- -f1)" \
   "$(dpkg-query -W -f '${Version}' libsqlite3-0)"
-printf '| microseconds a call | ours p50 | p99 | max | its p50 | p99 | max | ratio | at most |\n'
-printf '|---|--:|--:|--:|--:|--:|--:|--:|--:|\n'
+section 'Beside bare SQLite: time' "$TIMES"
 bench floor_bench
+section 'Beside bare SQLite: instructions' "$COUNTS"
 bench floor_bench --instructions
+section "By the caller's memory" "$TIMES"
 bench caller_bench
+section 'Beside a logging library' "$TIMES"
 bench poco_bench
+section 'Beside the system journal' "$TIMES"
 if [[ -x /lib/systemd/systemd-journal-remote ]]; then
   bench journal_bench
 else
   printf '  the journal is not installed\n' >&2
 fi
+section 'Loading the library' "$TIMES"
 bench carry_bench
+section 'Writers at once, and batches'
 bench writers_bench
+section 'Growth with rows'
 bench growth_bench
 exit "$status"
