@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <ctime>
+#include <iterator>
 
 #include "Corix_annal.h"
 #include "common/address.h"
@@ -53,22 +55,20 @@ bool in_range(const FileOpRecord& record) noexcept {
 }
 
 // Four numbers with dots between them, and whatever follows: some clients are known by address and port. The platform's
-// own check would refuse those.
+// own check would refuse those. A number is what sscanf makes of it, blanks, signs and overflow included: callers know
+// this check by its answers.
 int is_dotted_quad(const char* text) noexcept {
   constexpr int kParts = 4;
-  constexpr unsigned long kHighestPart = 255;
-  for (int part = 0; part < kParts; ++part) {
-    if (part > 0 && *text++ != '.') {
-      return 0;
-    }
-    char* end = nullptr;
-    const long number = std::strtol(text, &end, 10);
-    if (end == text || static_cast<unsigned long>(number) > kHighestPart) {
-      return 0;
-    }
-    text = end;
+  constexpr unsigned kHighestPart = 255;
+  int part[kParts];
+  // NOLINTNEXTLINE(cert-err34-c): what sscanf does with a number that is too large is what is wanted
+  if (std::sscanf(text, "%d.%d.%d.%d", &part[0], &part[1], &part[2], &part[3]) != kParts) {
+    return 0;
   }
-  return 1;
+  return std::all_of(std::begin(part), std::end(part),
+                     [](int number) { return static_cast<unsigned>(number) <= kHighestPart; })
+             ? 1
+             : 0;
 }
 
 void normalise(FileOpRecord& record) noexcept {

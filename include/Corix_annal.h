@@ -1004,7 +1004,8 @@ ANNAL_API int pavo2log_event_del(const char* path, unsigned int selector, const 
 /*
  * Normalises and checks an address in place, as annal_checkip does, but for what an IPv4 address is: here, four decimal
  * numbers from 0 to 255 with dots between them, whatever stands behind the last. So "10.0.0.5:8080" is accepted, and
- * left as it is.
+ * left as it is. The numbers are read as sscanf reads "%d.%d.%d.%d": blanks before a number, a sign and leading zeros
+ * pass, and of a number beyond 32 bits the low 32 bits count, so that "10.0.0.4294967301" is accepted too.
  *
  * Returns ANNAL_OK, ANNAL_BAD_ARGUMENT for what is no address, ANNAL_NO_MEMORY for a null pointer. Touches no file.
  */

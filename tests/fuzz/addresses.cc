@@ -3,6 +3,7 @@
 #include <array>
 #include <cctype>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 #include "Corix_annal.h"
@@ -70,7 +71,8 @@ bool is_ipv6(const std::string& text) {
   return before && behind && *before + *behind < kGroups;
 }
 
-// A number as scanf reads it: blanks, a sign, digits.
+// A number as scanf reads it: blanks, a sign, digits. It is read as a long, or the nearest one, of which an int's worth
+// of low bits is kept.
 bool take_number(const char*& text) {
   while (std::isspace(static_cast<unsigned char>(*text)) != 0) {
     ++text;
@@ -82,11 +84,14 @@ bool take_number(const char*& text) {
   if (std::isdigit(static_cast<unsigned char>(*text)) == 0) {
     return false;
   }
-  unsigned number = 0;
+  const auto highest = static_cast<unsigned long>(std::numeric_limits<long>::max());
+  const unsigned long furthest = negative ? highest + 1 : highest;
+  unsigned long number = 0;
   for (; std::isdigit(static_cast<unsigned char>(*text)) != 0; ++text) {
-    number = std::min(number * 10 + static_cast<unsigned>(*text - '0'), 1000U);
+    const auto digit = static_cast<unsigned long>(*text - '0');
+    number = number > (furthest - digit) / 10 ? furthest : number * 10 + digit;
   }
-  return number == 0 || (!negative && number <= 255);
+  return static_cast<unsigned>(negative ? 0 - number : number) <= 255;
 }
 
 bool is_quad_and_more(const std::string& text) {
