@@ -1,24 +1,13 @@
-// The host's name and address as the logs know them, and the check of other hosts' addresses.
-#include <strings.h>
-
-#include <algorithm>
-#include <cstring>
+// The host's own name and address, as every log stores them.
+#include <cstddef>
 
 #include "Corix_annal.h"
-#include "common/address.h"
 #include "common/record.h"
-#include "platform/platform.h"
 
 namespace {
 
 // The width that callers' buffers have at least, and that is always written in full.
 constexpr std::size_t kHostBuffer = 64;
-
-constexpr char kMappedPrefix[] = "::ffff:";
-constexpr std::size_t kMappedPrefixLength = sizeof kMappedPrefix - 1;
-
-// Real addresses are shorter; a platform that accepts more gets the rest of its text left where it was.
-constexpr std::size_t kMovedAtMost = 63;
 
 int write_host(char* out, const char* text) noexcept {
   if (out == nullptr) {
@@ -28,40 +17,7 @@ int write_host(char* out, const char* text) noexcept {
   return ANNAL_OK;
 }
 
-// Moves the text over its prefix and clears what lies behind it, so that fields can be compared whole. In a buffer of
-// unknown size nothing beyond the old text is written.
-void drop_prefix(char* text, std::size_t size) noexcept {
-  const std::size_t length = strnlen(text + kMappedPrefixLength, kMovedAtMost);
-  const std::size_t cleared_to = std::clamp(size, std::min(length + kMappedPrefixLength, kMovedAtMost), kMovedAtMost);
-  std::memmove(text, text + kMappedPrefixLength, length);
-  std::memset(text + length, 0, cleared_to - length);
-}
-
 }  // namespace
-
-int annal::check_address(char* ip, std::size_t size) noexcept {
-  return check_address(ip, size, &Is_Valid_Source);
-}
-
-int annal::check_address(char* ip, std::size_t size, int (*is_ipv4)(const char* text)) noexcept {
-  if (ip == nullptr) {
-    return ANNAL_NO_MEMORY;
-  }
-  if (char* zone = std::strchr(ip, '%')) {
-    *zone = '\0';
-  }
-  if (IS_IPv6_Address(ip) != 0) {
-    if (strncasecmp(ip, kMappedPrefix, kMappedPrefixLength) == 0) {
-      drop_prefix(ip, size);
-    }
-    return ANNAL_OK;
-  }
-  return is_ipv4(ip) != 0 ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
-}
-
-int annal_checkip(char* ip) noexcept {
-  return annal::check_address(ip, annal::kUnknownSize);
-}
 
 int annal_gethostname(char* out) noexcept {
   return write_host(out, annal::kHostName);
