@@ -19,7 +19,7 @@ using Buffer = std::unique_ptr<char, Free>;
 
 // Runs the statements that add the missing columns, in one transaction, so that a table has either the old layout or
 // the new one and never one between.
-int add_missing(const Database& database, std::span<const AnnalColumn> missing) noexcept {
+int run_additions(const Database& database, std::span<const AnnalColumn> missing) noexcept {
   constexpr char kBegin[] = "BEGIN TRANSACTION;";
   constexpr char kCommit[] = "COMMIT;";
 
@@ -51,7 +51,7 @@ bool same(const char* expected, const char* found) noexcept {
   return expected != nullptr && found != nullptr && std::strcmp(expected, found) == 0;
 }
 
-int bring_up_to(const Database& database, const char* table, std::span<const AnnalColumn> columns) noexcept {
+int add_missing_columns(const Database& database, const char* table, std::span<const AnnalColumn> columns) noexcept {
   // A table name of any real length fits; one that does not is cut, and SQLite refuses what is left.
   char pragma[128];
   (void)std::snprintf(pragma, sizeof pragma, "PRAGMA TABLE_INFO(%s);", table);
@@ -71,7 +71,7 @@ int bring_up_to(const Database& database, const char* table, std::span<const Ann
     ++present;
   }
   // Only a table that was read to its end is known to lack columns.
-  return step == SQLITE_DONE ? add_missing(database, columns.subspan(present)) : ANNAL_CHANGE_FAILED;
+  return step == SQLITE_DONE ? run_additions(database, columns.subspan(present)) : ANNAL_CHANGE_FAILED;
 }
 
 }  // namespace
@@ -80,7 +80,7 @@ int check_column(const char* path, const Probe& probe, const char* column) noexc
   if (column == nullptr) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(path, probe.query, Text(sqlite3_mprintf(probe.query.text, column)), probe.negative);
+  return first_integer(path, probe.query, Text(sqlite3_mprintf(probe.query.sql, column)), probe.negative);
 }
 
 int add_column(const char* path, const ColumnAddition& addition, const char* column, int kind,
@@ -89,7 +89,7 @@ int add_column(const char* path, const ColumnAddition& addition, const char* col
     return ANNAL_BAD_ARGUMENT;
   }
   const Statement& statement = kind == 1 ? addition.integer : addition.text;
-  return run(path, statement, Text(sqlite3_mprintf(statement.text, column, default_text)));
+  return run(path, statement, Text(sqlite3_mprintf(statement.sql, column, default_text)));
 }
 
 }  // namespace annal
@@ -100,5 +100,5 @@ int annal_common_migrate_db(const char* filename, const char* table, const Annal
     return ANNAL_BAD_ARGUMENT;
   }
   const annal::Database database(filename, annal::Wait::kBusyTimeout);
-  return database.opened() ? annal::bring_up_to(database, table, {list, count}) : ANNAL_OPEN_FAILED;
+  return database.opened() ? annal::add_missing_columns(database, table, {list, count}) : ANNAL_OPEN_FAILED;
 }

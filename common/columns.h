@@ -18,7 +18,7 @@ struct ColumnAddition {
 // How a log looks for a column: by its value in the first row, as an integer.
 struct Probe {
   Statement query;  // format: the column
-  Negative negative;
+  NegativeValue negative;
 };
 
 [[nodiscard]] int check_column(const char* path, const Probe& probe, const char* column) noexcept;

@@ -1,4 +1,4 @@
-// The filters of a search: which of them are there, how each is joined to those before it, and where it stands.
+// The filters of a search: which are present, how each is joined to those before it, and its slot in the statement.
 #pragma once
 
 #include <sqlite3.h>
@@ -16,56 +16,56 @@
 
 namespace annal {
 
-// Builds the filters' texts one after the other in the order in which they are joined. Where each then stands in the
-// statement is its place, which need not follow that order.
+// Builds the filters' texts in the order in which they are joined. A filter's slot is its position in the statement,
+// which need not follow that order.
 class Filters {
  public:
-  static constexpr std::size_t kMostPlaces = 13;
+  static constexpr std::size_t kMostSlots = 13;
 
   template <typename... Values>
-  void place(std::size_t place, const Clause& clause, Values... values) noexcept {
-    texts_[place] = Text(sqlite3_mprintf(joiner_.next(clause), values...));
-    complete_ = complete_ && texts_[place].built();
+  void add(std::size_t slot, const Clause& clause, Values... values) noexcept {
+    texts_[slot] = Text(sqlite3_mprintf(joiner_.next(clause), values...));
+    complete_ = complete_ && texts_[slot].built();
   }
 
-  // False when a filter could not be built: its statement would find more than was asked for.
+  // False if a filter could not be built: its statement would find more than the caller asked for.
   [[nodiscard]] bool complete() const noexcept { return complete_; }
 
-  // The filter in a place; empty where none is.
-  [[nodiscard]] const char* operator[](std::size_t place) const noexcept {
-    return texts_[place].built() ? texts_[place].c_str() : "";
+  // The filter in a slot, or an empty text.
+  [[nodiscard]] const char* operator[](std::size_t slot) const noexcept {
+    return texts_[slot].built() ? texts_[slot].c_str() : "";
   }
 
  private:
-  std::array<Text, kMostPlaces> texts_;
+  std::array<Text, kMostSlots> texts_;
   Joiner joiner_;
   bool complete_ = true;
 };
 
-// A filter on one value of a search's conditions, there when the text is not null or the number not 0.
+// A filter on one value of a search's conditions, present if the text is not null or the number is not 0.
 template <typename Conditions>
 struct ValueFilter {
-  std::size_t place;
+  std::size_t slot;
   Clause clause;  // formats: the value
   const char* Conditions::*text;
   int Conditions::*number;  // null when the value is a text
 };
 
 template <typename Conditions>
-void place_values(Filters& filters, std::span<const ValueFilter<Conditions>> rows,
-                  const Conditions& conditions) noexcept {
-  for (const auto& [place, clause, text, number] : rows) {
+void add_values(Filters& filters, std::span<const ValueFilter<Conditions>> rows,
+                const Conditions& conditions) noexcept {
+  for (const auto& [slot, clause, text, number] : rows) {
     if (number == nullptr) {
       if (const char* value = conditions.*text) {
-        filters.place(place, clause, value);
+        filters.add(slot, clause, value);
       }
     } else if (conditions.*number != 0) {
-      filters.place(place, clause, conditions.*number);
+      filters.add(slot, clause, conditions.*number);
     }
   }
 }
 
-// From when until when: dates alone, or dates and times. Without a first date there is no period.
+// A period: dates alone, or dates and times. Without a first date there is no period.
 struct Period {
   const char* first_date;
   const char* last_date;
@@ -78,28 +78,28 @@ struct PeriodClauses {
   Clause dates_with_times;  // formats: first date, first time, last date, last time
 };
 
-inline void place_period(Filters& filters, std::size_t place, const PeriodClauses& clauses,
-                         const Period& period) noexcept {
+inline void add_period(Filters& filters, std::size_t slot, const PeriodClauses& clauses,
+                       const Period& period) noexcept {
   if (period.first_date == nullptr) {
     return;
   }
   if (period.first_time == nullptr) {
-    filters.place(place, clauses.dates, period.first_date, period.last_date);
+    filters.add(slot, clauses.dates, period.first_date, period.last_date);
   } else {
-    filters.place(place, clauses.dates_with_times, period.first_date, period.first_time, period.last_date,
-                  period.last_time);
+    filters.add(slot, clauses.dates_with_times, period.first_date, period.first_time, period.last_date,
+                period.last_time);
   }
 }
 
-// Where the filters that every log has stand; the others' places are the log's own.
-enum CommonPlace : std::size_t {
-  kTypePlace,
-  kPeriodPlace,
-  kUserPlace,
+// The slots of the filters that every log has. The other slots are the log's own.
+enum CommonSlot : std::size_t {
+  kTypeSlot,
+  kPeriodSlot,
+  kUserSlot,
 };
 
-// The filters of a log's searches. Its conditions have a type, a period and a user beside the values: 0, no first date
-// and null ask for nothing.
+// The filters of a log's searches. Its conditions have a type, a period and a user besides the values; 0, no first date
+// and null stand for no filter.
 template <typename Conditions>
 struct FilterTable {
   Clause type;  // format: the stored type, which is one less than the caller's
@@ -114,49 +114,49 @@ template <typename Conditions>
 [[nodiscard]] Filters filters_of(const FilterTable<Conditions>& table, const Conditions& wanted) noexcept {
   Filters filters;
   if (wanted.type != 0) {
-    filters.place(kTypePlace, table.type, static_cast<int>(wanted.type) - 1);
+    filters.add(kTypeSlot, table.type, static_cast<int>(wanted.type) - 1);
   }
-  place_period(filters, kPeriodPlace, table.period, wanted.period);
+  add_period(filters, kPeriodSlot, table.period, wanted.period);
   if (wanted.user != nullptr) {
-    filters.place(kUserPlace, is_set(*table.exact_users) ? table.user_exactly : table.user_contains, wanted.user);
+    filters.add(kUserSlot, is_set(*table.exact_users) ? table.user_exactly : table.user_contains, wanted.user);
   }
-  place_values(filters, table.values, wanted);
+  add_values(filters, table.values, wanted);
   return filters;
 }
 
-// Where the rows of a listing go.
+// Receives the rows of a listing.
 struct Receiver {
   annal_row_callback callback;
   void* context;
 };
 
-// A search's statement, and how many of the filters have a place in it. Before them stand the columns where they are
-// named, behind them up to three texts more.
+// A search's statement, and how many of the filters have a slot in it. The columns precede the filters if the statement
+// names them; up to three more texts follow.
 struct Search {
   Statement statement;
-  std::size_t places;
+  std::size_t slots;
   const char* columns = nullptr;
 };
 
-// The statement with all its places filled; not built when one of its filters is not.
+// The statement with all its slots filled; not built if one of its filters is not.
 [[nodiscard]] inline Text search_text(const Search& search, const Filters& filters,
                                       std::span<const char* const> tail = {}) noexcept {
   constexpr std::size_t kMostInTail = 3;
-  constexpr std::size_t kMost = 1 + Filters::kMostPlaces + kMostInTail;
+  constexpr std::size_t kMost = 1 + Filters::kMostSlots + kMostInTail;
   if (!filters.complete()) {
     return Text(nullptr);
   }
-  // A format takes as many of these as it has places.
+  // A format takes as many of these as it has slots.
   std::array<const char*, kMost> all{};
   std::size_t texts = 0;
   if (search.columns != nullptr) {
     all[texts++] = search.columns;
   }
-  for (std::size_t place = 0; place < search.places; ++place) {
-    all[texts++] = filters[place];
+  for (std::size_t slot = 0; slot < search.slots; ++slot) {
+    all[texts++] = filters[slot];
   }
   std::copy_n(tail.begin(), std::min(tail.size(), kMostInTail), &all[texts]);
-  return Text(sqlite3_mprintf(search.statement.text, all[0], all[1], all[2], all[3], all[4], all[5], all[6], all[7],
+  return Text(sqlite3_mprintf(search.statement.sql, all[0], all[1], all[2], all[3], all[4], all[5], all[6], all[7],
                               all[8], all[9], all[10], all[11], all[12], all[13], all[14], all[15], all[16]));
 }
 

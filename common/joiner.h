@@ -1,24 +1,24 @@
-// Joining the filters of a statement: WHERE before the first that is there, AND before every further one.
+// Joins the filters of a statement: WHERE before the first one present, AND before each further one.
 #pragma once
 
 namespace annal {
 
-// Whether a filter, once placed, makes the next one a further one. All do, but for one that never has; the statements
-// it spoils are refused by SQLite, and callers have learnt not to combine it.
-enum class Counts { kYes, kNo };
+// How placing a filter affects the one that follows. One filter has never had an effect; SQLite refuses the statements
+// that it spoils, and callers have learned not to combine it.
+enum class Following { kTakesAnd, kUnaffected };
 
 struct Clause {
-  const char* first;    // format in the place of the first filter
-  const char* further;  // format behind another filter
-  Counts counts;
+  const char* first;    // format if this is the first filter
+  const char* further;  // format after another filter
+  Following following;
 };
 
 class Joiner {
  public:
-  // The format of the next filter that is there. Filters that are absent are not shown to the joiner at all.
+  // The format of the next filter that is present. The joiner never sees absent filters.
   [[nodiscard]] const char* next(const Clause& clause) noexcept {
     const char* format = placed_ ? clause.further : clause.first;
-    placed_ = placed_ || clause.counts == Counts::kYes;
+    placed_ = placed_ || clause.following == Following::kTakesAnd;
     return format;
   }
 

@@ -26,7 +26,7 @@ class LevelClause {
 };
 
 // Whether a polling client's question makes sense: the levels, the time it last looked, and how many days back at most.
-[[nodiscard]] constexpr bool can_be_asked(const char* levels, const char* client_time, int days) noexcept {
+[[nodiscard]] constexpr bool is_valid_poll(const char* levels, const char* client_time, int days) noexcept {
   return levels != nullptr && client_time != nullptr && days >= 0;
 }
 

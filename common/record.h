@@ -39,7 +39,7 @@ void fill_empty_fields(void* record, std::span<const FieldDefault> fields) noexc
 // bound, so that an overlong one runs on into the next; what lies behind the record is not the caller's to hand over.
 // kTextsEnd: where the last field ends; an alignment byte behind it takes the copy's terminator.
 template <std::size_t kTextsEnd, typename Record>
-[[nodiscard]] const Record& ended(const Record& record, Record& room_for_copy) noexcept {
+[[nodiscard]] const Record& terminated(const Record& record, Record& room_for_copy) noexcept {
   static_assert(kTextsEnd < sizeof record);
   if (reinterpret_cast<const char*>(&record)[kTextsEnd - 1] == '\0') {
     return record;

@@ -14,7 +14,7 @@ enum class Wait {
 };
 
 struct Statement {
-  const char* text;      // the statement itself, or the format it is built from
+  const char* sql;       // the statement itself, or the format it is built from
   Wait wait;             // for a file that is locked
   annal_result failure;  // what the caller is told when the statement fails
 };

@@ -18,7 +18,7 @@ int execute(const char* path, const Statement& statement, const char* sql, annal
 }  // namespace
 
 int run(const char* path, const Statement& statement) noexcept {
-  return execute(path, statement, statement.text, nullptr, nullptr);
+  return execute(path, statement, statement.sql, nullptr, nullptr);
 }
 
 int run(const char* path, const Statement& statement, const Text& text) noexcept {
@@ -42,7 +42,7 @@ int list(const char* path, const Statement& query, const Text& text, annal_row_c
   return text.built() ? execute(path, query, text.c_str(), callback, context) : ANNAL_NO_MEMORY;
 }
 
-int first_integer(const char* path, const Statement& query, const Text& text, Negative negative) noexcept {
+int first_integer(const char* path, const Statement& query, const Text& text, NegativeValue negative) noexcept {
   if (!text.built()) {
     return ANNAL_NO_MEMORY;
   }
@@ -55,7 +55,7 @@ int first_integer(const char* path, const Statement& query, const Text& text, Ne
     return query.failure;
   }
   const int value = statement.integer(0);
-  return value < 0 && negative == Negative::kFails ? query.failure : value;
+  return value < 0 && negative == NegativeValue::kIsFailure ? query.failure : value;
 }
 
 }  // namespace annal

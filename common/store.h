@@ -24,13 +24,14 @@ namespace annal {
                        void* context) noexcept;
 
 // What becomes of a value below 0, which a caller cannot tell from a result code.
-enum class Negative {
-  kFails,     // the query's failure is answered
-  kReturned,  // the caller gets it all the same
+enum class NegativeValue {
+  kIsFailure,   // the query's failure is answered
+  kIsReturned,  // the caller gets it all the same
 };
 
 // The first column of a built query's first row, which is how counts and column checks are answered. Without a row, the
 // query's failure.
-[[nodiscard]] int first_integer(const char* path, const Statement& query, const Text& text, Negative negative) noexcept;
+[[nodiscard]] int first_integer(const char* path, const Statement& query, const Text& text,
+                                NegativeValue negative) noexcept;
 
 }  // namespace annal

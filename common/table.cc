@@ -7,7 +7,7 @@
 namespace annal {
 
 int add_trigger(const char* path, const LogFullTrigger& trigger, int limit, int batch) noexcept {
-  const Text text(sqlite3_mprintf(trigger.add.text, limit_or(limit, trigger.default_limit), limit_or(batch, 1)));
+  const Text text(sqlite3_mprintf(trigger.add.sql, limit_or(limit, trigger.default_limit), limit_or(batch, 1)));
   return run(path, trigger.add, text);
 }
 

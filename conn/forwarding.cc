@@ -31,7 +31,7 @@ constexpr unsigned kFirstRecorded = 9;
 constexpr unsigned kLastRecorded = 11;
 
 // The log centre takes sets: number 1 is the lowest bit, and no number the empty set.
-std::uint64_t as_set(int number) noexcept {
+std::uint64_t bit_of(int number) noexcept {
   constexpr unsigned kBits = 63;
   return number > 0 ? std::uint64_t{1} << (static_cast<unsigned>(number - 1) & kBits) : 0;
 }
@@ -49,10 +49,10 @@ void send_to_log_centre(const ConnRecord& record) noexcept {
   arguments.join("user=", record.conn_user);
   arguments.join("computer=", record.conn_comp);
   arguments.join("resource=", record.conn_res);
-  arguments.join("action=", Decimal(as_set(record.conn_action)).text());
-  arguments.join("service=", Decimal(as_set(record.conn_serv)).text());
+  arguments.join("action=", Decimal(bit_of(record.conn_action)).text());
+  arguments.join("service=", Decimal(bit_of(record.conn_serv)).text());
   arguments.join("application=", record.conn_app);
-  arguments.join("action_result=", Decimal(as_set(record.conn_action_result)).text());
+  arguments.join("action_result=", Decimal(bit_of(record.conn_action_result)).text());
   add_client_details(arguments, Key::kPlain,
                      {unless_empty(record.conn_client_id), unless_empty(record.conn_client_app),
                       unless_empty(record.conn_client_agent)});

@@ -29,8 +29,8 @@ struct Conditions {
 
 // The filters' places in a statement, which are joined in this order too. Searches of earlier releases end before the
 // later ones.
-enum Place : std::size_t {
-  kIp = kUserPlace + 1,
+enum Slot : std::size_t {
+  kIp = kUserSlot + 1,
   kComp,
   kRes,
   kServ,
@@ -40,43 +40,49 @@ enum Place : std::size_t {
   kClientId,
   kClientApp,
   kClientAgent,
-  kPlaces
+  kSlots
 };
 
-constexpr std::size_t kTypeOnly = kTypePlace + 1;
+constexpr std::size_t kTypeOnly = kTypeSlot + 1;
 constexpr std::size_t kUpToApp = kApp + 1;
 constexpr std::size_t kUpToActionResult = kActionResult + 1;
 
 constexpr ValueFilter<Conditions> kValueFilters[] = {
-    {kIp, {"WHERE (conn_ip LIKE '%%%q%%')", " AND (conn_ip LIKE '%%%q%%')", Counts::kYes}, &Conditions::ip, nullptr},
+    {kIp,
+     {"WHERE (conn_ip LIKE '%%%q%%')", " AND (conn_ip LIKE '%%%q%%')", Following::kTakesAnd},
+     &Conditions::ip,
+     nullptr},
     {kComp,
-     {"WHERE (conn_comp LIKE '%%%q%%')", " AND (conn_comp LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (conn_comp LIKE '%%%q%%')", " AND (conn_comp LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::comp,
      nullptr},
     {kRes,
-     {"WHERE (conn_res LIKE '%%%q%%')", " AND (conn_res LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (conn_res LIKE '%%%q%%')", " AND (conn_res LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::res,
      nullptr},
-    {kServ, {"WHERE (conn_serv = %d)", " AND (conn_serv = %d)", Counts::kYes}, nullptr, &Conditions::serv},
-    {kAction, {"WHERE (conn_action = %d)", " AND (conn_action = %d)", Counts::kYes}, nullptr, &Conditions::action},
+    {kServ, {"WHERE (conn_serv = %d)", " AND (conn_serv = %d)", Following::kTakesAnd}, nullptr, &Conditions::serv},
+    {kAction,
+     {"WHERE (conn_action = %d)", " AND (conn_action = %d)", Following::kTakesAnd},
+     nullptr,
+     &Conditions::action},
     {kApp,
-     {"WHERE (conn_app LIKE '%%%q%%')", " AND (conn_app LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (conn_app LIKE '%%%q%%')", " AND (conn_app LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::app,
      nullptr},
     {kActionResult,
-     {"WHERE (conn_action_result = %d)", " AND (conn_action_result = %d)", Counts::kYes},
+     {"WHERE (conn_action_result = %d)", " AND (conn_action_result = %d)", Following::kTakesAnd},
      nullptr,
      &Conditions::action_result},
     {kClientId,
-     {"WHERE (conn_client_id LIKE '%%%q%%')", " AND (conn_client_id LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (conn_client_id LIKE '%%%q%%')", " AND (conn_client_id LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::client_id,
      nullptr},
     {kClientApp,
-     {"WHERE (conn_client_app LIKE '%%%q%%')", " AND (conn_client_app LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (conn_client_app LIKE '%%%q%%')", " AND (conn_client_app LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::client_app,
      nullptr},
     {kClientAgent,
-     {"WHERE (conn_client_agent LIKE '%%%q%%')", " AND (conn_client_agent LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (conn_client_agent LIKE '%%%q%%')", " AND (conn_client_agent LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::client_agent,
      nullptr},
 };
@@ -84,18 +90,18 @@ constexpr ValueFilter<Conditions> kValueFilters[] = {
 // A caller's type is one more than the stored one. The blank before one of the WHEREs is part of the statement as other
 // programs' traces know it.
 constexpr FilterTable<Conditions> kFilters{
-    .type = {"WHERE conn_type = %d", "", Counts::kYes},
+    .type = {"WHERE conn_type = %d", "", Following::kTakesAnd},
     .period =
         {
             .dates = {"WHERE (conn_date >= '%q') AND (conn_date <= '%q')",
-                      " AND (conn_date >= '%q') AND (conn_date <= '%q')", Counts::kYes},
+                      " AND (conn_date >= '%q') AND (conn_date <= '%q')", Following::kTakesAnd},
             .dates_with_times =
                 {" WHERE (conn_date||' '||conn_time >= '%q %q') AND (conn_date||' '||conn_time <= '%q %q')",
                  " AND (conn_date||' '||conn_time >= '%q %q') AND (conn_date||' '||conn_time <= '%q %q')",
-                 Counts::kYes},
+                 Following::kTakesAnd},
         },
-    .user_exactly = {"WHERE (conn_user = '%q')", " AND (conn_user = '%q')", Counts::kYes},
-    .user_contains = {"WHERE (conn_user LIKE '%%%q%%')", " AND (conn_user LIKE '%%%q%%')", Counts::kYes},
+    .user_exactly = {"WHERE (conn_user = '%q')", " AND (conn_user = '%q')", Following::kTakesAnd},
+    .user_contains = {"WHERE (conn_user LIKE '%%%q%%')", " AND (conn_user LIKE '%%%q%%')", Following::kTakesAnd},
     .exact_users = &is_conn_name_matching,
     .values = kValueFilters,
 };
@@ -145,13 +151,13 @@ constexpr Search kCountUpToApp{
     {"SELECT COUNT(*) FROM ANNAL_CONN %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kUpToApp};
 constexpr Search kCountWithAll{
     {"SELECT COUNT(*) FROM ANNAL_CONN %s %s %s %s %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
-    kPlaces};
+    kSlots};
 constexpr Search kListing{{"SELECT * FROM ANNAL_CONN %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kTypeOnly};
 constexpr Search kListingUpToApp{
     {"SELECT * FROM ANNAL_CONN %s %s %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kUpToApp};
 constexpr Search kListingWithAll{
     {"SELECT * FROM ANNAL_CONN %s %s %s %s %s %s %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
-    kPlaces};
+    kSlots};
 constexpr Search kGroups{{"SELECT *,COUNT(*) FROM ANNAL_CONN %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
                          kTypeOnly};
 constexpr Search kGroupsUpToApp{
@@ -214,7 +220,8 @@ int count_matching(const Search& search, const Conditions& wanted) noexcept {
   if (!in_range(wanted)) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kConnLog, search.statement, search_text(search, filters_of(kFilters, wanted)), Negative::kFails);
+  return first_integer(kConnLog, search.statement, search_text(search, filters_of(kFilters, wanted)),
+                       NegativeValue::kIsFailure);
 }
 
 int list_matching(const Search& search, const char* path, const Conditions& wanted, const Rows& rows,
@@ -384,23 +391,23 @@ int annal_conn_query_group_ex2(const char* db_path, annal_row_callback callback,
 }
 
 int annal_conn_query_byclientTime_count_ex(const char* levels, const char* client_time, int days) noexcept {
-  if (!can_be_asked(levels, client_time, days)) {
+  if (!is_valid_poll(levels, client_time, days)) {
     return ANNAL_BAD_ARGUMENT;
   }
   return first_integer(kConnLog, kCountSince,
-                       Text(sqlite3_mprintf(kCountSince.text, LevelClause(kLevels, levels).text(), client_time, days)),
-                       Negative::kFails);
+                       Text(sqlite3_mprintf(kCountSince.sql, LevelClause(kLevels, levels).text(), client_time, days)),
+                       NegativeValue::kIsFailure);
 }
 
 int annal_conn_query_byclientTime_ex(annal_row_callback callback, const char* levels, const char* client_time, int days,
                                      int start, int end, unsigned sort, void* context) noexcept {
   const RowRange rows(start, end);
-  if (!can_be_asked(levels, client_time, days) || sort > kHighestSortSince || !rows.valid()) {
+  if (!is_valid_poll(levels, client_time, days) || sort > kHighestSortSince || !rows.valid()) {
     return ANNAL_BAD_ARGUMENT;
   }
   const char* order = fragment(std::span(kOrders).first(kOrdersOfListingSince), sort);
   return list(kConnLog, kListingSince,
-              Text(sqlite3_mprintf(kListingSince.text, LevelClause(kLevels, levels).text(), client_time, days, order,
+              Text(sqlite3_mprintf(kListingSince.sql, LevelClause(kLevels, levels).text(), client_time, days, order,
                                    rows.clause())),
               callback, context);
 }
@@ -409,11 +416,11 @@ int annal_conn_query_byclientTime_group(annal_row_callback callback, const char*
                                         int days, int start, int end, unsigned sort, const char* group_text,
                                         void* context) noexcept {
   const RowRange rows(start, end);
-  if (!can_be_asked(levels, client_time, days) || sort > kHighestSortSince || !rows.valid() || group_text == nullptr) {
+  if (!is_valid_poll(levels, client_time, days) || sort > kHighestSortSince || !rows.valid() || group_text == nullptr) {
     return ANNAL_BAD_ARGUMENT;
   }
   return list(kConnLog, kGroupsSince,
-              Text(sqlite3_mprintf(kGroupsSince.text, LevelClause(kLevels, levels).text(), group_text, client_time,
-                                   days, fragment(kOrders, sort), rows.clause())),
+              Text(sqlite3_mprintf(kGroupsSince.sql, LevelClause(kLevels, levels).text(), group_text, client_time, days,
+                                   fragment(kOrders, sort), rows.clause())),
               callback, context);
 }

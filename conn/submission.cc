@@ -121,7 +121,7 @@ int store(const ConnRecord& record) noexcept {
   if (!resource.built()) {
     return ANNAL_NO_MEMORY;
   }
-  const Text text(sqlite3_mprintf(kInsert.text, record.conn_type, record.conn_user, record.conn_ip, record.conn_comp,
+  const Text text(sqlite3_mprintf(kInsert.sql, record.conn_type, record.conn_user, record.conn_ip, record.conn_comp,
                                   resource.c_str(), record.conn_serv, record.conn_action, record.conn_app,
                                   record.conn_action_result, record.conn_client_id, record.conn_client_app,
                                   record.conn_client_agent));
@@ -140,7 +140,7 @@ bool bind(const PreparedStatement& insert, const ConnRecord& record) noexcept {
 // A connection whose transaction has begun and whose statement is ready.
 class Batch {
  public:
-  Batch() noexcept : database_(kConnLog, Wait::kBusyTimeout), insert_(database_, kBatchInsert.text) {}
+  Batch() noexcept : database_(kConnLog, Wait::kBusyTimeout), insert_(database_, kBatchInsert.sql) {}
 
   [[nodiscard]] bool opened() const noexcept { return database_.opened(); }
   [[nodiscard]] bool begin() const noexcept { return insert_.prepared() && run("BEGIN TRANSACTION;"); }
@@ -188,7 +188,7 @@ bool add_to(const Batch& batch, Record& original) noexcept {
   }
   normalise(*record, kBatch);
   ConnRecord room;
-  const ConnRecord& connection = ended<kTextsEnd>(*record, room);
+  const ConnRecord& connection = terminated<kTextsEnd>(*record, room);
   const std::optional<bool> stored = batch.add(connection);
   if (stored.has_value()) {
     forward(connection);
@@ -245,7 +245,7 @@ int annal_conn_add2(ConnRecord* record) noexcept {
   }
   normalise(*record, kSingle);
   ConnRecord room;
-  const ConnRecord& connection = ended<kTextsEnd>(*record, room);
+  const ConnRecord& connection = terminated<kTextsEnd>(*record, room);
   const int stored = store(connection);
   if (stored == ANNAL_OK) {
     forward(connection);

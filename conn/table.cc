@@ -84,7 +84,7 @@ constexpr Selector kSelectors[] = {
 constexpr Deletion kDeletion{kSelectors, Wait::kNever, ANNAL_CHANGE_FAILED};
 
 constexpr Probe kProbe{{"SELECT %s from ANNAL_CONN LIMIT 1;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
-                       Negative::kFails};
+                       NegativeValue::kIsFailure};
 
 constexpr ColumnAddition kAddition{
     .text = {"ALTER TABLE ANNAL_CONN ADD COLUMN %s TEXT DEFAULT '%s'", Wait::kNever, ANNAL_CHANGE_FAILED},
@@ -139,7 +139,7 @@ int annal_conn_remove_trigger_logfull() noexcept {
 }
 
 int annal_conn_del_full(int count) noexcept {
-  return run(kConnLog, kDeleteOldest, Text(sqlite3_mprintf(kDeleteOldest.text, count)));
+  return run(kConnLog, kDeleteOldest, Text(sqlite3_mprintf(kDeleteOldest.sql, count)));
 }
 
 int annal_conn_del(unsigned selector, const void* value) noexcept {

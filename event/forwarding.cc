@@ -105,7 +105,7 @@ void SendEventToLumod(const EventRecord* record) noexcept {
     return;
   }
   EventRecord room;
-  const EventRecord& event = ended<kEventTextsEnd>(*record, room);
+  const EventRecord& event = terminated<kEventTextsEnd>(*record, room);
   ArgumentVector arguments(kLogCentreEntries);
   // Copied, although both outlive the vector: the room that they take decides where the texts behind are cut.
   arguments.join("/usr/local/sbin/evsh");
@@ -135,7 +135,7 @@ int send_event_log_to_orca(const EventRecord* record, unsigned long timestamp) n
     return ANNAL_OK;
   }
   EventRecord room;
-  const EventRecord& event = ended<kEventTextsEnd>(*record, room);
+  const EventRecord& event = terminated<kEventTextsEnd>(*record, room);
   ArgumentVector arguments;
   arguments.add("/sbin/orcapro_log_tool");
   arguments.add("-t");

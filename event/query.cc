@@ -104,8 +104,8 @@ struct Conditions {
 // The filters' places in a statement. They are joined in the order of the tables below, which has the client first, so
 // that a search for a client and an application, with nothing before them, is refused by SQLite. Callers know which
 // searches go together; a statement that became valid would find what they have learnt not to look for.
-enum Place : std::size_t {
-  kIp = kUserPlace + 1,
+enum Slot : std::size_t {
+  kIp = kUserSlot + 1,
   kComp,
   kDesc,
   kAppId,
@@ -115,48 +115,51 @@ enum Place : std::size_t {
   kClientId,
   kClientApp,
   kClientAgent,
-  kPlaces
+  kSlots
 };
 
 constexpr std::size_t kUpToDesc = kDesc + 1;
 
 // The category id has never counted as a filter, for the category behind it; the same holds for the two together.
 constexpr ValueFilter<Conditions> kValueFilters[] = {
-    {kIp, {"WHERE (event_ip LIKE '%%%q%%')", " AND (event_ip LIKE '%%%q%%')", Counts::kYes}, &Conditions::ip, nullptr},
+    {kIp,
+     {"WHERE (event_ip LIKE '%%%q%%')", " AND (event_ip LIKE '%%%q%%')", Following::kTakesAnd},
+     &Conditions::ip,
+     nullptr},
     {kComp,
-     {"WHERE (event_comp LIKE '%%%q%%')", " AND (event_comp LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_comp LIKE '%%%q%%')", " AND (event_comp LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::comp,
      nullptr},
     {kDesc,
-     {"WHERE (event_desc LIKE '%%%q%%')", " AND (event_desc LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_desc LIKE '%%%q%%')", " AND (event_desc LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::desc,
      nullptr},
     {kClientId,
-     {"WHERE (event_client_id LIKE '%%%q%%')", " AND (event_client_id LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_client_id LIKE '%%%q%%')", " AND (event_client_id LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::client_id,
      nullptr},
     {kClientApp,
-     {"WHERE (event_client_app LIKE '%%%q%%')", " AND (event_client_app LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_client_app LIKE '%%%q%%')", " AND (event_client_app LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::client_app,
      nullptr},
     {kClientAgent,
-     {"WHERE (event_client_agent LIKE '%%%q%%')", " AND (event_client_agent LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_client_agent LIKE '%%%q%%')", " AND (event_client_agent LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::client_agent,
      nullptr},
     {kAppId,
-     {"WHERE (event_app_id LIKE '%%%q%%')", " AND (event_app_id LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_app_id LIKE '%%%q%%')", " AND (event_app_id LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::app_id,
      nullptr},
     {kAppName,
-     {"WHERE (event_app_name LIKE '%%%q%%')", " AND (event_app_name LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_app_name LIKE '%%%q%%')", " AND (event_app_name LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::app_name,
      nullptr},
     {kCategoryId,
-     {"WHERE (event_category_id LIKE '%%%q%%')", " AND (event_category_id LIKE '%%%q%%')", Counts::kNo},
+     {"WHERE (event_category_id LIKE '%%%q%%')", " AND (event_category_id LIKE '%%%q%%')", Following::kUnaffected},
      &Conditions::category_id,
      nullptr},
     {kCategory,
-     {"WHERE (event_category LIKE '%%%q%%')", " AND (event_category LIKE '%%%q%%')", Counts::kYes},
+     {"WHERE (event_category LIKE '%%%q%%')", " AND (event_category LIKE '%%%q%%')", Following::kTakesAnd},
      &Conditions::category,
      nullptr},
 };
@@ -164,18 +167,18 @@ constexpr ValueFilter<Conditions> kValueFilters[] = {
 // A caller's type is one more than the stored one. The blank before one of the WHEREs is part of the statement as other
 // programs' traces know it.
 constexpr FilterTable<Conditions> kFilters{
-    .type = {"WHERE (event_type = %d)", "", Counts::kYes},
+    .type = {"WHERE (event_type = %d)", "", Following::kTakesAnd},
     .period =
         {
             .dates = {"WHERE (event_date >= '%q') AND (event_date <= '%q')",
-                      " AND (event_date >= '%q') AND (event_date <= '%q')", Counts::kYes},
+                      " AND (event_date >= '%q') AND (event_date <= '%q')", Following::kTakesAnd},
             .dates_with_times =
                 {" WHERE (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
                  " AND (event_date||' '||event_time >= '%q %q') AND (event_date||' '||event_time <= '%q %q')",
-                 Counts::kYes},
+                 Following::kTakesAnd},
         },
-    .user_exactly = {"WHERE (event_user = '%q')", " AND (event_user = '%q')", Counts::kYes},
-    .user_contains = {"WHERE (event_user LIKE '%%%q%%')", " AND (event_user LIKE '%%%q%%')", Counts::kYes},
+    .user_exactly = {"WHERE (event_user = '%q')", " AND (event_user = '%q')", Following::kTakesAnd},
+    .user_contains = {"WHERE (event_user LIKE '%%%q%%')", " AND (event_user LIKE '%%%q%%')", Following::kTakesAnd},
     .exact_users = &is_event_name_matching,
     .values = kValueFilters,
 };
@@ -186,7 +189,7 @@ constexpr Search kSearch{
     kColumns};
 constexpr Search kSearchByAll{{"SELECT %s  FROM ANNAL_EVENT %s %s %s %s %s %s %s %s %s %s %s %s %s %s %s;",
                                Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
-                              kPlaces,
+                              kSlots,
                               kColumns};
 constexpr Search kSearchGroups{
     {"SELECT %s  , COUNT(*) FROM ANNAL_EVENT %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
@@ -196,7 +199,7 @@ constexpr Search kCountFound{
     {"SELECT COUNT(*) FROM ANNAL_EVENT %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kUpToDesc};
 constexpr Search kCountFoundByAll{{"SELECT COUNT(*) FROM ANNAL_EVENT %s %s %s %s %s %s %s %s %s %s %s %s %s;",
                                    Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
-                                  kPlaces};
+                                  kSlots};
 
 // What polling clients ask for. The count and the grouping leave out what is stamped in the future; the listing does
 // not, and it delivers the table's own columns in the table's own order. Formats: the columns where they are named, the
@@ -242,7 +245,7 @@ int count_found(const Search& search, const Conditions& wanted) noexcept {
     return ANNAL_BAD_ARGUMENT;
   }
   return first_integer(kEventLog, search.statement, search_text(search, filters_of(kFilters, wanted)),
-                       Negative::kFails);
+                       NegativeValue::kIsFailure);
 }
 
 int list_found(const Search& search, const Conditions& wanted, std::span<const char* const> tail,
@@ -266,7 +269,7 @@ int annal_event_query(annal_row_callback callback, unsigned sort, int start, int
   if (sort > kHighestSort || !rows.valid() || type > kHighestType) {
     return ANNAL_BAD_ARGUMENT;
   }
-  const Text text(sqlite3_mprintf(kListing.text, kColumns, fragment(kTypes, type), old_order(sort), rows.clause()));
+  const Text text(sqlite3_mprintf(kListing.sql, kColumns, fragment(kTypes, type), old_order(sort), rows.clause()));
   return list(kEventLog, kListing, text, callback, context);
 }
 
@@ -276,7 +279,7 @@ int annal_event_query_group(annal_row_callback callback, unsigned sort, int star
   if (sort > kHighestSort || !rows.valid() || type > kHighestType || group > kHighestGroup) {
     return ANNAL_BAD_ARGUMENT;
   }
-  const Text text(sqlite3_mprintf(kGroups.text, kColumns, fragment(kTypes, type), fragment(kGroupings, group),
+  const Text text(sqlite3_mprintf(kGroups.sql, kColumns, fragment(kTypes, type), fragment(kGroupings, group),
                                   old_order(sort), rows.clause()));
   return list(kEventLog, kGroups, text, callback, context);
 }
@@ -285,8 +288,8 @@ int annal_event_query_count(unsigned type) noexcept {
   if (type > kHighestType) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kEventLog, kCount, Text(sqlite3_mprintf(kCount.text, fragment(kTypes, type))),
-                       Negative::kReturned);
+  return first_integer(kEventLog, kCount, Text(sqlite3_mprintf(kCount.sql, fragment(kTypes, type))),
+                       NegativeValue::kIsReturned);
 }
 
 int annal_event_query_ex(annal_row_callback callback, unsigned sort, int start, int end, unsigned type,
@@ -402,23 +405,23 @@ int annal_event_query_group_ex(annal_row_callback callback, unsigned sort, int s
 }
 
 int annal_event_query_byclientTime_count_ex(const char* types, const char* client_time, int days) noexcept {
-  if (!can_be_asked(types, client_time, days)) {
+  if (!is_valid_poll(types, client_time, days)) {
     return ANNAL_BAD_ARGUMENT;
   }
   return first_integer(
       kEventLog, kCountSince,
-      Text(sqlite3_mprintf(kCountSince.text, kColumns, LevelClause(kLevelsOfCount, types).text(), client_time, days)),
-      Negative::kFails);
+      Text(sqlite3_mprintf(kCountSince.sql, kColumns, LevelClause(kLevelsOfCount, types).text(), client_time, days)),
+      NegativeValue::kIsFailure);
 }
 
 int annal_event_query_byclientTime_ex(annal_row_callback callback, const char* types, const char* client_time, int days,
                                       int start, int end, unsigned sort, void* context) noexcept {
   const RowRange rows(start, end);
-  if (!can_be_asked(types, client_time, days) || sort > kHighestSort || !rows.valid()) {
+  if (!is_valid_poll(types, client_time, days) || sort > kHighestSort || !rows.valid()) {
     return ANNAL_BAD_ARGUMENT;
   }
   return list(kEventLog, kListingSince,
-              Text(sqlite3_mprintf(kListingSince.text, LevelClause(kLevels, types).text(), client_time, days,
+              Text(sqlite3_mprintf(kListingSince.sql, LevelClause(kLevels, types).text(), client_time, days,
                                    old_order(sort), rows.clause())),
               callback, context);
 }
@@ -427,11 +430,11 @@ int annal_event_query_byclientTime_group(annal_row_callback callback, const char
                                          int days, int start, int end, unsigned sort, unsigned group,
                                          void* context) noexcept {
   const RowRange rows(start, end);
-  if (!can_be_asked(types, client_time, days) || sort > kHighestSort || !rows.valid() || group > kHighestGroup) {
+  if (!is_valid_poll(types, client_time, days) || sort > kHighestSort || !rows.valid() || group > kHighestGroup) {
     return ANNAL_BAD_ARGUMENT;
   }
   return list(kEventLog, kGroupsSince,
-              Text(sqlite3_mprintf(kGroupsSince.text, kColumns, LevelClause(kLevels, types).text(), old_order(sort),
+              Text(sqlite3_mprintf(kGroupsSince.sql, kColumns, LevelClause(kLevels, types).text(), old_order(sort),
                                    client_time, days, fragment(kGroupings, group), rows.clause())),
               callback, context);
 }

@@ -68,7 +68,7 @@ void normalise(EventRecord& record) noexcept {
 int store(const EventRecord& record) noexcept {
   // Readers of the log expect a 32-bit time stamp in all three places.
   const int timestamp = static_cast<int>(record.event_timet);
-  const Text text(sqlite3_mprintf(kInsert.text, record.event_type, timestamp, timestamp, record.event_user,
+  const Text text(sqlite3_mprintf(kInsert.sql, record.event_type, timestamp, timestamp, record.event_user,
                                   record.event_ip, record.event_comp, record.event_desc, record.event_msgid, timestamp,
                                   record.event_app_id, record.event_app_name, record.event_category_id,
                                   record.event_category, record.event_client_id, record.event_client_app,
@@ -140,7 +140,7 @@ int annal_event_add_msgid_ex3(EventRecord* record) noexcept {
   }
   normalise(*record);
   EventRecord room;
-  const EventRecord& event = ended<kEventTextsEnd>(*record, room);
+  const EventRecord& event = terminated<kEventTextsEnd>(*record, room);
   const int stored = store(event);
   if (stored == ANNAL_OK) {
     forward(event);

@@ -87,7 +87,7 @@ constexpr Selector kSelectors[] = {
 constexpr Deletion kDeletion{kSelectors, Wait::kNever, ANNAL_CHANGE_FAILED};
 
 constexpr Probe kProbe{{"SELECT %s from ANNAL_EVENT LIMIT 1;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
-                       Negative::kFails};
+                       NegativeValue::kIsFailure};
 
 constexpr ColumnAddition kAddition{
     .text = {"ALTER TABLE ANNAL_EVENT ADD COLUMN %s TEXT DEFAULT '%s'", Wait::kNever, ANNAL_CHANGE_FAILED},
@@ -154,7 +154,7 @@ int annal_event_remove_trigger_logfull() noexcept {
 }
 
 int annal_event_del_logfull_over_size(int limit) noexcept {
-  return run(kEventLog, kTrim, Text(sqlite3_mprintf(kTrim.text, limit_or(limit, kDefaultLimit))));
+  return run(kEventLog, kTrim, Text(sqlite3_mprintf(kTrim.sql, limit_or(limit, kDefaultLimit))));
 }
 
 int annal_event_del(unsigned selector, const void* value) noexcept {
@@ -173,7 +173,7 @@ int annal_event_table_update_event_timet(const void* /*unused*/, const char* tex
   if (text == nullptr) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return run(kEventLog, kRebuildTimestamps, Text(sqlite3_mprintf(kRebuildTimestamps.text, text)));
+  return run(kEventLog, kRebuildTimestamps, Text(sqlite3_mprintf(kRebuildTimestamps.sql, text)));
 }
 
 int annal_event_modify_tbl() noexcept {

@@ -190,11 +190,11 @@ class Where {
 
 int list_operations(const char* path, annal_row_callback callback, const char* where, const char* order,
                     const RowRange& rows, void* context) noexcept {
-  return list(path, kListing, Text(sqlite3_mprintf(kListing.text, where, order, rows.clause())), callback, context);
+  return list(path, kListing, Text(sqlite3_mprintf(kListing.sql, where, order, rows.clause())), callback, context);
 }
 
 int count_operations(const char* path, const char* where) noexcept {
-  return first_integer(path, kCount, Text(sqlite3_mprintf(kCount.text, where)), Negative::kReturned);
+  return first_integer(path, kCount, Text(sqlite3_mprintf(kCount.sql, where)), NegativeValue::kIsReturned);
 }
 
 bool acceptable(FileOpFilter* filter) noexcept {

@@ -120,7 +120,7 @@ std::int64_t pavo2log_event_add(const char* path, FileOpRecord* record) noexcept
   normalise(*record);
   // Counted from 1900, a year of 0 is before every file: records are zeroed before they are filled.
   const Moment moment(record->event_tm.tm_year != 0 ? record->event_tm : local_time());
-  const Text text(sqlite3_mprintf(kInsert.text, record->event_type, moment.date, moment.time, record->event_user,
+  const Text text(sqlite3_mprintf(kInsert.sql, record->event_type, moment.date, moment.time, record->event_user,
                                   record->event_ip, text_or_empty(record->event_oldfilepath),
                                   text_or_empty(record->event_filepath), record->event_isFolder, record->event_action,
                                   record->event_filesize, record->event_comp, record->event_duid, record->event_desc,

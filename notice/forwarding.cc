@@ -71,8 +71,8 @@ int run_in_utf8(const char* path, const ArgumentVector& arguments) noexcept {
 }
 
 // The vector that a catalog row is sent with, the closing null pointer included.
-constexpr std::size_t kSentEntries = 23;
-constexpr Surroundings kSent{
+constexpr std::size_t kCatalogMessageEntries = 23;
+constexpr Surroundings kCatalogMessage{
     .first_child = Surroundings::FirstChild::kClosesStreams,
     .session = Surroundings::Session::kInherited,
     .streams = Surroundings::Streams::kSeparate,
@@ -82,7 +82,7 @@ constexpr Surroundings kSent{
 constexpr int kNotStarted = 1;
 
 // Callers count levels as the catalog does, the command in the opposite direction; 2 is the same in both.
-constexpr int sent_level(int level) noexcept {
+constexpr int reversed_level(int level) noexcept {
   constexpr int kSame = 2;
   constexpr unsigned kReversed = 5;
   return level == kSame ? level : static_cast<int>(static_cast<unsigned>(level) ^ kReversed);
@@ -152,7 +152,7 @@ int notify_send(const char* ip, const char* user, const char* comp, const char* 
   if (!is_message(entry)) {
     return ANNAL_BAD_ARGUMENT;
   }
-  ArgumentVector arguments(kSentEntries);
+  ArgumentVector arguments(kCatalogMessageEntries);
   arguments.add(kNotify);
   arguments.add(kSendToUsers);
   format_option(arguments, "ip", ip);
@@ -160,7 +160,7 @@ int notify_send(const char* ip, const char* user, const char* comp, const char* 
   format_option(arguments, "comp", comp);
   add_client_details(arguments, Key::kOption, {client_id, client_app, client_agent});
   arguments.format("-t%d", type);
-  arguments.format("-l%d", sent_level(level));
+  arguments.format("-l%d", reversed_level(level));
   arguments.format("-A%s", entry->app_id);
   arguments.format("-C%s", entry->category_id);
   arguments.format("-M%s", entry->msg_no);
@@ -176,5 +176,5 @@ int notify_send(const char* ip, const char* user, const char* comp, const char* 
     arguments.format("%s", text);
   }
   va_end(further);
-  return run_detached(arguments, kSent) ? static_cast<int>(ANNAL_OK) : kNotStarted;
+  return run_detached(arguments, kCatalogMessage) ? static_cast<int>(ANNAL_OK) : kNotStarted;
 }

@@ -97,7 +97,7 @@ int annal_notice_query_count(unsigned kind, const void* /*unused1*/, const void*
   if (kind > kHighestKind) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return first_integer(kNoticeLog, kCount, Text(sqlite3_mprintf(kCount.text, kNoFilter)), Negative::kReturned);
+  return first_integer(kNoticeLog, kCount, Text(sqlite3_mprintf(kCount.sql, kNoFilter)), NegativeValue::kIsReturned);
 }
 
 int annal_notice_query(annal_row_callback callback, unsigned sort, int start, int end, unsigned kind,
@@ -106,17 +106,17 @@ int annal_notice_query(annal_row_callback callback, unsigned sort, int start, in
   if (sort > kHighestSort || !rows.valid() || kind > kHighestKind) {
     return ANNAL_BAD_ARGUMENT;
   }
-  const Text text(sqlite3_mprintf(kListing.text, kNoFilter, fragment(kOrders, sort), rows.clause()));
+  const Text text(sqlite3_mprintf(kListing.sql, kNoFilter, fragment(kOrders, sort), rows.clause()));
   return list(kNoticeLog, kListing, text, callback, context);
 }
 
 int annal_notice_query_byclientTime_count(const char* from, int days, const char* to, const char* condition) noexcept {
   if (condition == nullptr) {
-    const Text text(sqlite3_mprintf(kCountOfTime.text, from, to, to, days));
-    return first_integer(kNoticeLog, kCountOfTime, text, Negative::kReturned);
+    const Text text(sqlite3_mprintf(kCountOfTime.sql, from, to, to, days));
+    return first_integer(kNoticeLog, kCountOfTime, text, NegativeValue::kIsReturned);
   }
-  const Text text(sqlite3_mprintf(kCountOfTimeWhere.text, from, to, to, days, condition));
-  return first_integer(kNoticeLog, kCountOfTimeWhere, text, Negative::kReturned);
+  const Text text(sqlite3_mprintf(kCountOfTimeWhere.sql, from, to, to, days, condition));
+  return first_integer(kNoticeLog, kCountOfTimeWhere, text, NegativeValue::kIsReturned);
 }
 
 int annal_notice_query_byclientTime(annal_row_callback callback, const char* from, int days, const char* to, int start,
@@ -127,10 +127,10 @@ int annal_notice_query_byclientTime(annal_row_callback callback, const char* fro
   }
   const char* const order = fragment(kOrders, sort);
   if (condition == nullptr) {
-    const Text text(sqlite3_mprintf(kListingOfTime.text, from, to, to, days, order, rows.clause()));
+    const Text text(sqlite3_mprintf(kListingOfTime.sql, from, to, to, days, order, rows.clause()));
     return list(kNoticeLog, kListingOfTime, text, callback, context);
   }
-  const Text text(sqlite3_mprintf(kListingOfTimeWhere.text, from, to, to, days, condition, order, rows.clause()));
+  const Text text(sqlite3_mprintf(kListingOfTimeWhere.sql, from, to, to, days, condition, order, rows.clause()));
   return list(kNoticeLog, kListingOfTimeWhere, text, callback, context);
 }
 
@@ -143,10 +143,10 @@ int annal_notice_query_group_byclientTime(annal_row_callback callback, const cha
   }
   const char* const order = fragment(kOrders, sort);
   if (condition == nullptr) {
-    const Text text(sqlite3_mprintf(kGroupsOfTime.text, order, from, to, to, days, grouping(group), rows.clause()));
+    const Text text(sqlite3_mprintf(kGroupsOfTime.sql, order, from, to, to, days, grouping(group), rows.clause()));
     return list(kNoticeLog, kGroupsOfTime, text, callback, context);
   }
   const Text text(
-      sqlite3_mprintf(kGroupsOfTimeWhere.text, order, from, to, to, days, condition, grouping(group), rows.clause()));
+      sqlite3_mprintf(kGroupsOfTimeWhere.sql, order, from, to, to, days, condition, grouping(group), rows.clause()));
   return list(kNoticeLog, kGroupsOfTimeWhere, text, callback, context);
 }

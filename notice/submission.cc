@@ -64,7 +64,7 @@ void normalise(NoticeRecord& record) noexcept {
 int store(const NoticeRecord& record) noexcept {
   // Readers of the log expect a 32-bit time stamp.
   const int now = static_cast<int>(std::time(nullptr));
-  const Text text(sqlite3_mprintf(kInsert.text, record.severity, record.server, record.action, record.serviceName,
+  const Text text(sqlite3_mprintf(kInsert.sql, record.severity, record.server, record.action, record.serviceName,
                                   record.facility, now, now, record.user, record.ip, record.client, record.desc,
                                   record.msgCode, record.varNum, record.varContent, record.name, record.status,
                                   record.uid, record.gid, record.link_id, record.link_option, record.title));
@@ -89,5 +89,5 @@ int annal_notice_add(NoticeRecord* record) noexcept {
   }
   normalise(*record);
   NoticeRecord room;
-  return store(ended<kTextsEnd>(*record, room));
+  return store(terminated<kTextsEnd>(*record, room));
 }

@@ -95,7 +95,7 @@ constexpr Statement kDeleteOlder{"DELETE FROM ANNAL_NOTICE WHERE time < (strftim
                                  Wait::kNever, ANNAL_CHANGE_FAILED};
 
 constexpr Probe kProbe{{"SELECT %s from ANNAL_NOTICE LIMIT 1;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
-                       Negative::kReturned};
+                       NegativeValue::kIsReturned};
 
 constexpr ColumnAddition kAddition{
     .text = {"ALTER TABLE ANNAL_NOTICE ADD COLUMN %s TEXT DEFAULT '%s'", Wait::kNever, ANNAL_CHANGE_FAILED},
@@ -143,7 +143,7 @@ int AnnalNoticeDellogByClientTime(int days) noexcept {
   if (days < 1) {
     return ANNAL_BAD_ARGUMENT;
   }
-  return run(kNoticeLog, kDeleteOlder, Text(sqlite3_mprintf(kDeleteOlder.text, days)));
+  return run(kNoticeLog, kDeleteOlder, Text(sqlite3_mprintf(kDeleteOlder.sql, days)));
 }
 
 int annal_notice_table_check_column(const char* column) noexcept {

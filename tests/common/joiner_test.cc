@@ -5,8 +5,8 @@
 namespace annal {
 namespace {
 
-constexpr Clause kOrdinary{"WHERE a", " AND a", Counts::kYes};
-constexpr Clause kUncounted{"WHERE b", " AND b", Counts::kNo};
+constexpr Clause kOrdinary{"WHERE a", " AND a", Following::kTakesAnd};
+constexpr Clause kUncounted{"WHERE b", " AND b", Following::kUnaffected};
 
 TEST(Joiner, PutsWhereBeforeTheFirstFilterOnly) {
   Joiner joiner;
