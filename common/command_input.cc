@@ -14,6 +14,9 @@ void CommandInput::flush() noexcept {
       continue;
     }
     if (written <= 0) {
+      if (written < 0 && errno == EPIPE) {
+        held_.note_failed_write();
+      }
       used_ = 0;
       return;
     }

@@ -3,14 +3,16 @@
 
 #include <cstddef>
 
+#include "common/held_sigpipe.h"
+
 namespace annal {
 
 // Collects what is written, because every write to a pipe wakes the reader, and goes on where a signal handler of the
 // caller's interrupted it: stdio would drop what it had collected. A command that does not read loses its input, and
-// nobody else notices (HeldSigpipe keeps the signal away).
+// nobody else notices: the signal that comes of it is held, and dropped.
 class CommandInput {
  public:
-  explicit CommandInput(int descriptor) noexcept : descriptor_(descriptor) {}
+  CommandInput(int descriptor, HeldSigpipe& held) noexcept : descriptor_(descriptor), held_(held) {}
   ~CommandInput() { flush(); }
   CommandInput(const CommandInput&) = delete;
   CommandInput& operator=(const CommandInput&) = delete;
@@ -34,6 +36,7 @@ class CommandInput {
   char buffer_[4096];
   std::size_t used_ = 0;
   int descriptor_;
+  HeldSigpipe& held_;
 };
 
 }  // namespace annal

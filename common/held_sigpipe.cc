@@ -13,22 +13,30 @@ sigset_t only_sigpipe() noexcept {
   return set;
 }
 
-}  // namespace
-
-HeldSigpipe::HeldSigpipe() noexcept {
+bool is_waiting() noexcept {
   sigset_t pending;
   sigemptyset(&pending);
   sigpending(&pending);
-  callers_own_ = sigismember(&pending, SIGPIPE) == 1;
+  return sigismember(&pending, SIGPIPE) == 1;
+}
+
+}  // namespace
+
+HeldSigpipe::HeldSigpipe() noexcept : callers_own_(is_waiting()) {
   const sigset_t sigpipe = only_sigpipe();
   pthread_sigmask(SIG_BLOCK, &sigpipe, &callers_mask_);
 }
 
 HeldSigpipe::~HeldSigpipe() {
-  if (!callers_own_) {
+  if (raised_) {
+    // The write's signal is this thread's own, and is taken before one that was sent to the process. Where the caller's
+    // was this thread's own too, the two have become one.
     const sigset_t sigpipe = only_sigpipe();
     const std::timespec at_once{};
     sigtimedwait(&sigpipe, nullptr, &at_once);  // which does not wait, so that nothing can interrupt it
+    if (callers_own_ && !is_waiting()) {
+      raise(SIGPIPE);
+    }
   }
   pthread_sigmask(SIG_SETMASK, &callers_mask_, nullptr);
 }

@@ -90,9 +90,9 @@ int annal_report_event(unsigned type, const char* message) noexcept {
   if (command == nullptr) {
     return ANNAL_OK;
   }
-  const HeldSigpipe held;  // only now: the command is to find the caller's own signal mask
+  HeldSigpipe held;  // only now: the command is to find the caller's own signal mask
   {
-    CommandInput input(fileno(command));
+    CommandInput input(fileno(command), held);
     const char level = type < std::size(kNotificationLevels) ? kNotificationLevels[type] : '0';
     write_notification(input, level, message != nullptr ? message : "");
   }

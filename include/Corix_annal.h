@@ -33,7 +33,8 @@
  *  - Processes. Storing an event or a connection starts commands of the appliance; the functions that do so say it.
  * They share the caller's memory until they run, so the cost does not grow with the caller, and they inherit the
  * descriptors that the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with no
- * child; a SIGCHLD handler of its own may see one come and go. A command that cannot be run is nobody's failure.
+ * child; a SIGCHLD handler of its own may see one come and go. A SIGPIPE that somebody else sends meanwhile reaches the
+ * caller when the call is done. A command that cannot be run is nobody's failure.
  */
 #ifndef CORIX_ANNAL_H
 #define CORIX_ANNAL_H

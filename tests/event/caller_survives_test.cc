@@ -327,6 +327,66 @@ TEST_P(ForwardingToACommandThat, KeepsSigpipeFromTheCallersHandler) {
   });
 }
 
+// Signals the caller while its notification is written, and then reads it, or does not.
+struct Sender {
+  const char* name;
+  const char* script;
+};
+
+constexpr Sender kSenders[] = {
+    {"Reads", "#!/bin/sh\nsleep 0.05\nkill -PIPE \"$CALLER\"\nexec cat >/dev/null\n"},
+    {"ClosesItsInput", "#!/bin/sh\nsleep 0.05\nkill -PIPE \"$CALLER\"\nexec <&-\n"},
+};
+
+class ForwardingToASenderOfSigpipeThat : public Forwarding, public testing::WithParamInterface<Sender> {
+ protected:
+  void SetUp() override {
+    Forwarding::SetUp();
+    install_script(kEvsh, GetParam().script);
+  }
+};
+INSTANTIATE_TEST_SUITE_P(, ForwardingToASenderOfSigpipeThat, testing::ValuesIn(kSenders),
+                         [](const testing::TestParamInfo<Sender>& sender) { return sender.param.name; });
+
+TEST_P(ForwardingToASenderOfSigpipeThat, LetsItThroughOnceToTheCallersHandler) {
+  survive([] {
+    setenv("CALLER", std::to_string(getpid()).c_str(), 1);
+    have_sigpipe_at_its_default();
+    set_handler(SIGPIPE, count_signal);
+    notify_at_length();
+    EXPECT_EQ(handled, 1);
+    EXPECT_FALSE(is_pending(SIGPIPE));
+  });
+}
+
+TEST_P(ForwardingToASenderOfSigpipeThat, LeavesItWaitingForACallerThatBlocksIt) {
+  survive([] {
+    setenv("CALLER", std::to_string(getpid()).c_str(), 1);
+    have_sigpipe_at_its_default();
+    block({SIGPIPE});
+    notify_at_length();
+    const sigset_t sigpipe = set_of({SIGPIPE});
+    const timespec at_once{};
+    EXPECT_EQ(sigtimedwait(&sigpipe, nullptr, &at_once), SIGPIPE);
+    EXPECT_FALSE(is_pending(SIGPIPE));
+  });
+}
+
+// Sent to the process and not to a thread, which the system keeps apart.
+TEST_P(ForwardingToACommandThat, LeavesTheCallerTheOneSigpipeOfItsProcess) {
+  GetParam().prepare();
+  survive([] {
+    have_sigpipe_at_its_default();
+    block({SIGPIPE});
+    kill(getpid(), SIGPIPE);
+    notify_at_length();
+    const sigset_t sigpipe = set_of({SIGPIPE});
+    const timespec at_once{};
+    EXPECT_EQ(sigtimedwait(&sigpipe, nullptr, &at_once), SIGPIPE);
+    EXPECT_FALSE(is_pending(SIGPIPE));
+  });
+}
+
 // Other signals are not held up while a notification is written.
 TEST_F(Forwarding, LetsOtherSignalsThrough) {
   install_script(kEvsh, "#!/bin/sh\nkill -USR1 \"$CALLER\"\nexec cat\n");
