@@ -44,6 +44,47 @@ WORDING = (
     (re.compile(r"cancelled|cancelling|synchronis|initialis|unrecognis|authoris|\bcolour", re.I), "a spelling other than American"),
 )
 
+# Nouns that templates count, and what may stand between the amount and its noun. "{1} of {2} disks" has a total, which is
+# more than one, and "{0} files per second" a rate.
+COUNTED = ("adapter|application|attempt|block|bucket|cable|client|cluster|code|connection|container|core|day|device|disk|"
+           "enclosure|error|failure|file|folder|fragment|frame|group|hour|image|item|job|key|lane|login|LUN|message|minute|"
+           "month|node|notification|object|packet|page|part|password|path|replica|request|reset|result|role|rule|second|"
+           "sector|service|session|shock|slot|snapshot|source|stream|stripe|takeover|target|task|test|thumbnail|tier|time|"
+           "user|volume|week|year")
+COUNTED_AS = (r"allowed|bad|bind|correctable|CRC|damaged|data|deny|encrypted|external|failed|internal|key|link|log|M\.2|"
+              r"mirrored|necessary|open|other|parity|predefined|read|reallocated|redundant|reservation|search|"
+              r"self-encrypting|shared|simultaneous|snapshot|solid-state|source|system|transmission|unknown|unreadable|"
+              r"verification|watched|wrong|write")
+TURNED_BY_POWER = r"NAS|unit|enclosure|light|power|port|machine"
+
+# One voice: wordings that a template could choose between, and the one that it takes.
+VOICE = (
+    (r"(?:^Changed|\bFailed to change) the\b", "no article after Changed and Failed to change"),
+    (rf"(?:^|\. )(?![^.]*\b(?:{TURNED_BY_POWER})\b)[^.]*\bturn(?:s|ed|ing)?(?: it| them)? (?:on|off)\b",
+     "enable and disable: only what has power is turned on and off"),
+    (r"\bexpansion unit", "expansion enclosure"),
+    (r"\bby (?:request|order)\b", "on request"),
+    (r"\banew\b", "again"),
+    (r"\bany more\b", "no longer"),
+    (r"\bby hand\b", "manually"),
+    (r"\bstart-up\b", "startup"),
+    (r"\bat once\b", "immediately"),
+    (r"\bfor good\b", "permanently"),
+    (r"\bput to standby\b", "put into standby"),
+    (r"\bnobody\b", "no one"),
+    (r"\b(?:goes|go|going|gone) on\b", "continue"),
+    (r"\b(?:do|does|did) not know\b", "does not recognize or does not support"),
+    (r"(?<!there )\bis no (?!longer\b)", "is not a"),
+    (r"\bnot contained\b", "not included"),
+    (r"\bconcerned\b", "affected"),
+    (r"\bby connection profile\b", "with connection profile"),
+    (r";", "two sentences"),
+    (rf"(?<!of )(?<!of its )(?<!of the )\{{[0-9]+\}}(?: (?:{COUNTED_AS}))* (?:{COUNTED})s\b(?! per )",
+     "(s) after a noun that a placeholder counts"),
+    (r"(?:^|[.:] )[^.:{}]*\(s\)", "the plural where no placeholder counts"),
+)
+VOICE = tuple((re.compile(pattern, re.I), use) for pattern, use in VOICE)
+
 Application = collections.namedtuple("Application", "name rows phrases uncategorized absent mixed title")
 Row = collections.namedtuple("Row", "line application level category number template")
 
@@ -177,6 +218,11 @@ def template_faults(row, application, tokens):
     for pattern, what in WORDING:
         if pattern.search(text):
             yield f"the template holds {what}"
+    sentences = re.sub(r"^\[[^]]*\] ", "", text)
+    for pattern, use in VOICE:
+        said = pattern.search(sentences)
+        if said:
+            yield f"the template says {said.group().strip(' .:')!a}: write {use}"
 
 
 def row_faults(row, application, headings):

@@ -27,12 +27,12 @@ A011 = (
     "A011\t2\tC002\t3\t[External Device] UPS {0} is at {1}℃. Its limit is {2}℃.",
     "A011\t1\tC002\t4\t[External Device] Failed to reach %V001% {0}.",
     "A011\t0\t[reserved]\t%V999%\tUSB UPS",
-    "A011\t4\t[reserved]\t5\t[External Device] Shut down {20} external devices.",
+    "A011\t4\t[reserved]\t5\t[External Device] Shut down {20} external device(s).",
 )
 A049 = (
     "# C001 Fans",
     "A049\t1\tC001\t2\t[{0}] System fan {1} failed.",
-    "A049\t4\tC001\t1\t[Hardware Status] Changed the fan speed.",
+    "A049\t4\tC001\t1\t[Hardware Status] Changed fan speed.",
 )
 
 # What is written into which line of A011.tsv (None: the line is taken out), and all that is then refused.
@@ -164,6 +164,46 @@ REFUSED = (
         "10: the file has 0 numbered rows with [reserved], it must have 1"]),
 )
 
+# A template in another voice, what is refused of it, and the wording to use.
+REFUSED_WORDINGS = (
+    ("Changed the alias of {0}.", "Changed the", "no article after Changed and Failed to change"),
+    ("Failed to change the alias of {0}.", "Failed to change the", "no article after Changed and Failed to change"),
+    ("Turned on sharing of {0}.", "Turned on", "enable and disable: only what has power is turned on and off"),
+    ("Lost {0}. Sharing was turned off.", "Sharing was turned off", "enable and disable: only what has power is turned on and off"),
+    ("Lost {0}. Turn it on there.", "Turn it on", "enable and disable: only what has power is turned on and off"),
+    ("Expansion unit {0} is off.", "Expansion unit", "expansion enclosure"),
+    ("Removed {0} by request.", "by request", "on request"),
+    ("Removed {0} by order of an administrator.", "by order", "on request"),
+    ("Copied {0} anew.", "anew", "again"),
+    ("Printer {0} does not answer any more.", "any more", "no longer"),
+    ("Start {0} by hand.", "by hand", "manually"),
+    ("Failed to find {0} at start-up.", "start-up", "startup"),
+    ("Replace {0} at once.", "at once", "immediately"),
+    ("Deleted {0} for good.", "for good", "permanently"),
+    ("Disk {0} was put to standby.", "put to standby", "put into standby"),
+    ("The queue of {0} reaches nobody.", "nobody", "no one"),
+    ("Printing on {0} goes on.", "goes on", "continue"),
+    ("NAS does not know printer {0}.", "does not know", "does not recognize or does not support"),
+    ("Device {0} is no printer.", "is no", "is not a"),
+    ("Pages after {0} are not contained.", "not contained", "not included"),
+    ("Printed {0}. Pages concerned: {1}.", "concerned", "affected"),
+    ("Printed by connection profile {0}.", "by connection profile", "with connection profile"),
+    ("Printer {0} stopped; restart it.", ";", "two sentences"),
+    ("Removed {0} printers. Lost {1} pages.", "{1} pages", "(s) after a noun that a placeholder counts"),
+    ("Lost {0} unreadable sectors.", "{0} unreadable sectors", "(s) after a noun that a placeholder counts"),
+    ("Lost job(s) of printer {0}.", "Lost job(s)", "the plural where no placeholder counts"),
+    ("Printer {0} stopped. Check its cable(s).", "Check its cable(s)", "the plural where no placeholder counts"),
+)
+
+TAKEN_WORDINGS = (
+    "Changed alias of {0}. Tell the users to change the name, too.",
+    "NAS turned off {0}. Turn on the unit, the light and the virtual machine.",
+    "Added {0} of {1} disks and all of its {2} disk(s) in {3} second(s).",
+    "Printed {0} pages per minute on {1}.",
+    "Printer {0} is no longer there. There is no paper.",
+    "Failed to lock {0}. It holds files that are open.",
+)
+
 
 class Catalog:
     """A small catalog in a folder of its own."""
@@ -214,13 +254,13 @@ class Generating(GeneratorTest):
             '    {"A011", 2, "C002", "3", "[External Device] UPS {0} is at {1}\\342\\204\\203. Its limit is {2}\\342\\204\\203."},',
             '    {"A011", 1, "C002", "4", "[External Device] Failed to reach %V001% {0}."},',
             '    {"A011", 0, "[reserved]", "%V999%", "USB UPS"},',
-            '    {"A011", 4, "[reserved]", "5", "[External Device] Shut down {20} external devices."},',
+            '    {"A011", 4, "[reserved]", "5", "[External Device] Shut down {20} external device(s)."},',
             "    {nullptr, 0, nullptr, nullptr, nullptr},",
             "};",
             "const CatalogEntry A049_list[4] = {",
             '    {"", 0, "", "", ""},',
             '    {"A049", 1, "C001", "2", "[{0}] System fan {1} failed."},',
-            '    {"A049", 4, "C001", "1", "[Hardware Status] Changed the fan speed."},',
+            '    {"A049", 4, "C001", "1", "[Hardware Status] Changed fan speed."},',
             "    {nullptr, 0, nullptr, nullptr, nullptr},",
             "};",
         ])
@@ -251,6 +291,23 @@ class Generating(GeneratorTest):
                 lines[line - 1:line] = [] if text is None else [text]
                 self.catalog.write("A011", lines)
                 self.expect_refused(self.catalog.generate(), "A011.tsv", faults)
+
+    def test_refuses_another_voice_and_tells_the_wording_to_use(self):
+        for text, said, use in REFUSED_WORDINGS:
+            with self.subTest(text):
+                lines = list(A011)
+                lines[3] = f"A011\t4\tC001\t1\t[External Device] {text}"
+                self.catalog.write("A011", lines)
+                self.expect_refused(self.catalog.generate(), "A011.tsv", [f"4: the template says {said!a}: write {use}"])
+
+    def test_takes_wordings_that_only_look_like_refused_ones(self):
+        for text in TAKEN_WORDINGS:
+            with self.subTest(text):
+                lines = list(A011)
+                lines[3] = f"A011\t4\tC001\t1\t[External Device] {text}"
+                self.catalog.write("A011", lines)
+                self.assertEqual(self.catalog.generate().stderr, "")
+                self.catalog.output.unlink()
 
     def test_judges_a_row_whose_token_is_none_as_a_message(self):
         lines = list(A011)
