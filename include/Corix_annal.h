@@ -20,6 +20,46 @@
  *  - Locks. "Waits up to 20 s" means: when another process holds the file, SQLite retries for 20000 milliseconds before
  *    the call gives up with the code of a failed statement. "Does not wait" means that it gives up at once.
  *
+ *  - Slow callbacks. A listing holds the log's read lock until its last row has been handed over. A writer beside it
+ *    waits at its commit and fails after 20 s: a callback that writes to a pipe or a socket makes other programs lose
+ *    entries for as long as the reader at the far end pauses. So collect in the callback, and write after the call.
+ *    Collect a page at a time where the log is large: sort by falling id (code 13 in every log), and leave out what is
+ *    not below the last id seen, which entries added since have moved down. Entries deleted since, other than the
+ *    oldest, move the rest up, and a page would skip as many: begin each page with the last row of the one before, and
+ *    go back a page when that row is not there. keep() copies a row, and write_out() writes what is kept:
+ *
+ *      enum { kPage = 500 };
+ *      struct place { int start, rows, gap; long long last; };
+ *
+ *      static int collect(void* context, int columns, char** values, char** names) {
+ *        struct place* place = context;
+ *        long long id = atoll(values[0]);
+ *        if (place->rows++ == 0 && id >= place->last) place->gap = 0;
+ *        if (!place->gap && id < place->last) {
+ *          keep(columns, values, names);
+ *          place->last = id;
+ *        }
+ *        return 0;
+ *      }
+ *
+ *      static int list_by_pages(void) {
+ *        struct place place = {0, 0, 0, LLONG_MAX};
+ *        for (;;) {
+ *          place.rows = 0;
+ *          place.gap = place.start > 0;  // until a row is there that was seen
+ *          int result = annal_event_query(collect, 13, place.start, place.start + kPage, 0, &place);
+ *          if (result != ANNAL_OK) return result;
+ *          write_out();
+ *          if (place.gap) {
+ *            place.start = place.start > kPage ? place.start - kPage : 0;
+ *          } else if (place.rows < kPage) {
+ *            return ANNAL_OK;
+ *          } else {
+ *            place.start += kPage - 1;
+ *          }
+ *        }
+ *      }
+ *
  *  - Ownership. The library keeps no pointer that it is given beyond the call, and hands out no memory to free. A text
  *    is a zero-terminated string of bytes, UTF-8 by agreement, and is only read unless the function says otherwise.
  *
@@ -81,7 +121,8 @@ enum annal_result {
  * Receives the rows of a listing, one call a row: the listing's context pointer, the number of columns, their texts
  * (a null pointer for NULL) and their names. The arrays and texts belong to SQLite and are valid during the call only.
  * A result other than 0 stops the listing, which then answers ANNAL_QUERY_FAILED. It must not throw and must not leave
- * by longjmp; it may call functions of this library. A null callback runs the statement and drops its rows.
+ * by longjmp; it may call functions of this library. It holds writers up ("Slow callbacks" above). A null callback runs
+ * the statement and drops its rows.
  */
 typedef int (*annal_row_callback)(void* context, int columns, char** values, char** names);
 
