@@ -6,19 +6,19 @@
 
 namespace annal {
 
-// Bounded in both: no argument list can grow beyond what the commands have always been given. An argument that does not
-// fit the text area is cut, those behind it are empty; arguments beyond the number are dropped.
+// Bounded in both, as the commands' argument lists have always been. An argument that does not fit the text area is
+// cut, and those after it are empty; arguments beyond the maximum number are dropped.
 class ArgumentVector {
  public:
-  static constexpr std::size_t kMostEntries = 64;  // the closing null pointer included
+  static constexpr std::size_t kMostEntries = 64;  // including the closing null pointer
 
-  // entries: how many this command's vector has, the closing null pointer included.
+  // entries: the size of this command's vector, including the closing null pointer.
   explicit ArgumentVector(std::size_t entries = kMostEntries) noexcept : most_arguments_(entries - 1) {
     entries_[0] = nullptr;
     text_[kTextRoom] = '\0';
   }
 
-  // An argument that outlives the vector, handed over as it is.
+  // Adds an argument that outlives the vector, as it is.
   void add(const char* argument) noexcept {
     if (!full()) {
       entries_[count_++] = argument;
@@ -26,8 +26,8 @@ class ArgumentVector {
     }
   }
 
-  // An argument put together in the text area, a name before its value: what most are made of, without a formatter's
-  // cost. A batch makes a dozen for each of its records; expanded where it is called, a name's length is a constant.
+  // Builds an argument in the text area, a name followed by a value: most arguments are of this kind, and a formatter
+  // would cost more. A batch builds a dozen for each record; because this is inlined, a name's length is a constant.
   [[gnu::always_inline]] void join(std::string_view name, std::string_view value = "") noexcept {
     if (name.size() + value.size() >= kTextRoom - used_) {
       join_what_fits(name, value);
@@ -40,13 +40,13 @@ class ArgumentVector {
     used_ += static_cast<std::size_t>(end + 1 - text);
   }
 
-  // An argument formatted into the text area.
+  // Formats an argument into the text area.
   [[gnu::format(printf, 2, 3)]] void format(const char* format, ...) noexcept;
 
   // Whether a further argument would be dropped.
   [[nodiscard]] bool full() const noexcept { return count_ == most_arguments_; }
 
-  // False once an argument could not be formatted: such a command is not to be run.
+  // False once formatting an argument has failed: do not run such a command.
   [[nodiscard]] bool complete() const noexcept { return complete_; }
 
   // For exec, which does not change what it is given.
@@ -55,7 +55,7 @@ class ArgumentVector {
  private:
   static constexpr std::size_t kTextRoom = 10240;
 
-  // The one check for all pieces has been made: a checked memcpy would be a call for each name.
+  // The caller has checked the room for all pieces at once; a checked memcpy would be a call for each name.
   static char* copy(char* to, std::string_view piece) noexcept {
     __builtin_memcpy(to, piece.data(), piece.size());
     return to + piece.size();
@@ -63,11 +63,11 @@ class ArgumentVector {
 
   void join_what_fits(std::string_view name, std::string_view value) noexcept;
 
-  // Not cleared: they are large, and only what has been written is ever read.
-  const char* entries_[kMostEntries];  // null behind the last
+  // Not cleared: the arrays are large, and only what has been written is ever read.
+  const char* entries_[kMostEntries];  // null after the last
   std::size_t count_ = 0;
   std::size_t most_arguments_;
-  char text_[kTextRoom + 1];  // the last byte is the text of what finds no room at all
+  char text_[kTextRoom + 1];  // the last byte is the text of an argument for which no room is left
   std::size_t used_ = 0;
   bool complete_ = true;
 };

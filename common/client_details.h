@@ -1,12 +1,12 @@
-// What the device's commands are told about the client behind an entry.
+// What the device's commands learn about the client that caused an entry.
 #pragma once
 
 #include "common/argument_vector.h"
 
 namespace annal {
 
-// Each a text, or a null pointer where the entry has none: then the web server's variables are asked, because an entry
-// may be made in a CGI program that knows its client from nothing else.
+// Each is a text, or a null pointer if the entry has none. Then the web server's variables are consulted, because a CGI
+// program may know its client from nothing else.
 struct ClientDetails {
   const char* id;
   const char* app;
@@ -16,10 +16,10 @@ struct ClientDetails {
 // "client_id=…", or "--client_id=…".
 enum class Key { kPlain, kOption };
 
-// Adds client_id, client_app and client_agent, and leaves out what is not known.
+// Adds client_id, client_app and client_agent, omitting those that are unknown.
 void add_client_details(ArgumentVector& arguments, Key key, const ClientDetails& details) noexcept;
 
-// For details that stand in a record, where an empty text means none.
+// For details from a record, where an empty text means none.
 [[nodiscard]] constexpr const char* unless_empty(const char* text) noexcept {
   return *text != '\0' ? text : nullptr;
 }

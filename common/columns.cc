@@ -17,8 +17,8 @@ struct Free {
 };
 using Buffer = std::unique_ptr<char, Free>;
 
-// Runs the statements that add the missing columns, in one transaction, so that a table has either the old layout or
-// the new one and never one between.
+// Runs the statements that add the missing columns in one transaction, so that a table has either the old layout or the
+// new one.
 int run_additions(const Database& database, std::span<const AnnalColumn> missing) noexcept {
   constexpr char kBegin[] = "BEGIN TRANSACTION;";
   constexpr char kCommit[] = "COMMIT;";
@@ -46,13 +46,13 @@ int run_additions(const Database& database, std::span<const AnnalColumn> missing
   return database.execute(sql.get(), nullptr, nullptr) ? ANNAL_OK : ANNAL_CHANGE_FAILED;
 }
 
-// Exactly, unlike SQLite, to which names in any case are the same. A name that is missing is like no other.
+// Exact, unlike SQLite, which ignores case in names. A null name equals no other.
 bool same(const char* expected, const char* found) noexcept {
   return expected != nullptr && found != nullptr && std::strcmp(expected, found) == 0;
 }
 
 int add_missing_columns(const Database& database, const char* table, std::span<const AnnalColumn> columns) noexcept {
-  // A table name of any real length fits; one that does not is cut, and SQLite refuses what is left.
+  // Any realistic table name fits. SQLite refuses what remains of one that is cut.
   char pragma[128];
   (void)std::snprintf(pragma, sizeof pragma, "PRAGMA TABLE_INFO(%s);", table);
   const PreparedStatement info(database, pragma);

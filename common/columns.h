@@ -1,4 +1,4 @@
-// Looking for a column, adding one, and bringing an older table up to the current layout.
+// Looks for a column, adds one, and migrates an older table to the current layout.
 #pragma once
 
 #include <span>

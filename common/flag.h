@@ -1,5 +1,5 @@
-// The exported flags. Programs use them as the plain integers that they are, while other threads call the library: here
-// they are never read or written but atomically.
+// The exported flags. Programs use them as plain integers while other threads call the library, so the library only
+// reads and writes them atomically.
 #pragma once
 
 #include <atomic>

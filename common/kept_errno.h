@@ -1,4 +1,4 @@
-// A caller's errno, put back when the owner leaves the scope: handing on a copy fails silently, errno included.
+// Restores the caller's errno at the end of the scope: forwarding fails silently, errno included.
 #pragma once
 
 #include <cerrno>

@@ -35,7 +35,7 @@ LevelClause::LevelClause(const LevelFilter& filter, const char* list) noexcept {
     if (static_cast<std::size_t>(written) < room) {
       length += static_cast<std::size_t>(written);
     } else {
-      condition[length] = '\0';  // a level that does not fit, or could not be written, is left out whole
+      condition[length] = '\0';  // a level that does not fit or cannot be formatted is omitted entirely
     }
   }
 }

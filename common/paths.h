@@ -1,4 +1,4 @@
-// Where the logs are. Other programs of the appliance open these files by the same paths.
+// The logs' paths. Other programs of the appliance open the files by these paths.
 #pragma once
 
 namespace annal {

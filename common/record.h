@@ -7,37 +7,38 @@
 
 namespace annal {
 
-// The texts that stand for an absent value in every log.
+// The texts that every log stores for an absent value.
 inline constexpr char kAbsent[] = "---";
 inline constexpr char kHostName[] = "localhost";
 inline constexpr char kLocalAddress[] = "127.0.0.1";
 
-// Copies at most width bytes of a text and fills the rest of the width with zero bytes. Callers compare and store
-// whole fields, so the fill is part of what they rely on.
+// Copies at most width bytes of a text and fills the rest of the width with zero bytes. Callers compare and store whole
+// fields, so they rely on the fill.
 void fill_field(char* field, const char* text, std::size_t width) noexcept;
 
-// How long the text of a field may be, and what becomes of a longer one.
+// The maximum length of a field's text, and what happens to a longer one.
 struct FieldBound {
   std::size_t offset;
-  std::size_t bound;        // in bytes, without the terminator
-  const char* replacement;  // null: the record is refused; else the text that takes the field's place
+  std::size_t bound;        // in bytes, excluding the terminator
+  const char* replacement;  // null: the record is refused; otherwise the text that replaces the field
 };
 
-// Checks the fields in order and stops at the first that refuses the record. Never reads behind a field.
+// Checks the fields in order and stops at the first that refuses the record. Never reads beyond a field.
 [[nodiscard]] bool within_bounds(void* record, std::span<const FieldBound> fields) noexcept;
 
-// What an empty field becomes.
+// The default for an empty field.
 struct FieldDefault {
   std::size_t offset;
   const char* text;
-  std::size_t width;  // how many bytes of the field are written
+  std::size_t width;  // number of bytes of the field that are written
 };
 
 void fill_empty_fields(void* record, std::span<const FieldDefault> fields) noexcept;
 
-// The record, if its last text ends with it; else a copy of which that is true. The fields that come last have no
-// bound, so that an overlong one runs on into the next; what lies behind the record is not the caller's to hand over.
-// kTextsEnd: where the last field ends; an alignment byte behind it takes the copy's terminator.
+// Returns the record if its last text is terminated, otherwise a copy in which it is. The last fields have no bound, so
+// an overlong one runs on into the next; what follows the record in memory must not be read.
+//
+// kTextsEnd is the offset at which the last field ends; an alignment byte after it holds the copy's terminator.
 template <std::size_t kTextsEnd, typename Record>
 [[nodiscard]] const Record& terminated(const Record& record, Record& room_for_copy) noexcept {
   static_assert(kTextsEnd < sizeof record);

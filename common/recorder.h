@@ -1,12 +1,11 @@
-// The video-surveillance recorder, whose tools the logs run when one is installed.
+// The video-surveillance recorder, whose tools the logs run if one is installed.
 #pragma once
 
 #include "common/detached.h"
 
 namespace annal {
 
-// A recorder is there when its connection tool is: its tools are installed together, and that one has always been asked
-// for.
+// A recorder's tools are installed together, and its connection tool is the one that has always been looked for.
 inline constexpr char kRecorderInstalled[] = "/sbin/orcapro_conn_log_tool";
 
 inline constexpr Surroundings kRecorder{

@@ -1,12 +1,12 @@
-// The page of rows that a caller asks for.
+// The page of rows that a caller requests.
 #pragma once
 
 #include <cstdio>
 
 namespace annal {
 
-// Rows from start up to, but not including, end. Both 0 is the custom for "all rows", so the one page that cannot be
-// asked for is the empty one at the very beginning.
+// Rows from start up to, but not including, end. Both 0 means "all rows", so an empty page at the very beginning is the
+// one page that cannot be requested.
 class RowRange {
  public:
   RowRange(int start, int end) noexcept : valid_(0 <= start && start <= end) {

@@ -1,12 +1,12 @@
-// What a log may decide about one of its statements. There are no defaults: a log answers every question, so that the
-// places where the logs differ on purpose stand side by side as data.
+// What a log decides about each of its statements. There are no defaults: each log answers every question, so the
+// deliberate differences between the logs are visible as data.
 #pragma once
 
 #include "Corix_annal.h"
 
 namespace annal {
 
-// What happens when another process holds the file.
+// What happens if another process holds the file.
 enum class Wait {
   kNever,        // the statement fails at once
   kBusyTimeout,  // SQLite retries for 20 seconds
@@ -15,8 +15,8 @@ enum class Wait {
 
 struct Statement {
   const char* sql;       // the statement itself, or the format it is built from
-  Wait wait;             // for a file that is locked
-  annal_result failure;  // what the caller is told when the statement fails
+  Wait wait;             // if the file is locked
+  annal_result failure;  // the caller's result code if the statement fails
 };
 
 }  // namespace annal

@@ -1,4 +1,4 @@
-// Creating a log's table, keeping it bounded, and deleting from it.
+// Creates a log's table, keeps it bounded, and deletes from it.
 #pragma once
 
 #include <span>
@@ -7,21 +7,21 @@
 
 namespace annal {
 
-// A limit from a caller, or the log's own where the caller gave none.
+// The caller's limit, or the log's own if the caller gave none.
 [[nodiscard]] constexpr int limit_or(int limit, int fallback) noexcept {
   return limit > 0 ? limit : fallback;
 }
 
-// The trigger that drops the oldest entries of a full log.
+// The trigger that deletes the oldest entries of a full log.
 struct LogFullTrigger {
   Statement add;      // format: the limit, the batch
-  int default_limit;  // for a caller's limit of 0 or less; the batch's is 1 in every log
+  int default_limit;  // replaces a caller's limit of 0 or less; the default batch is 1 in every log
   Statement remove;
 };
 
 [[nodiscard]] int add_trigger(const char* path, const LogFullTrigger& trigger, int limit, int batch) noexcept;
 
-// What creating a table runs, one after the other, whatever became of the steps before.
+// The steps of creating a table. They run in order, whatever happened to the steps before.
 enum class IfFailed { kReport, kGoOn };
 
 struct CreationStep {
@@ -35,11 +35,11 @@ struct Creation {
   annal_result failure;
 };
 
-// Creates the table, then its trigger. A trigger that fails leaves the table in place.
+// Creates the table, then its trigger. If the trigger fails, the table remains.
 [[nodiscard]] int create_table(const char* path, const Creation& creation, const LogFullTrigger& trigger, int limit,
                                int batch) noexcept;
 
-// One column that entries can be deleted by.
+// A column by which entries can be deleted.
 struct Selector {
   enum class Value {
     kInteger,  // the caller's value points at an int

@@ -1,4 +1,4 @@
-// A text that SQLite's formatter built, freed when its owner leaves the scope.
+// Owns a text that SQLite's formatter built.
 #pragma once
 
 #include <sqlite3.h>
@@ -10,7 +10,7 @@ namespace annal {
 class Text {
  public:
   Text() noexcept = default;
-  // Takes over what sqlite3_mprintf returned; a null pointer is a text that could not be built.
+  // Takes ownership of what sqlite3_mprintf returned; a null pointer is a text that could not be built.
   explicit Text(char* built) noexcept : text_(built) {}
   ~Text() { sqlite3_free(text_); }
   Text(const Text&) = delete;

@@ -26,18 +26,17 @@ constexpr Surroundings kLogCentre{
     .status_without_command = 1,
 };
 
-// The actions that the recorder wants to know of.
+// The actions that the recorder receives.
 constexpr unsigned kFirstRecorded = 9;
 constexpr unsigned kLastRecorded = 11;
 
-// The log centre takes sets: number 1 is the lowest bit, and no number the empty set.
+// The log centre takes bit sets: number 1 is the lowest bit, and a number below 1 is the empty set.
 std::uint64_t bit_of(int number) noexcept {
   constexpr unsigned kBits = 63;
   return number > 0 ? std::uint64_t{1} << (static_cast<unsigned>(number - 1) & kBits) : 0;
 }
 
-// Action before service, as the log centre has always been given them, although the record has them the other way
-// round.
+// The log centre has always received the action before the service, although the record has them the other way round.
 void send_to_log_centre(const ConnRecord& record) noexcept {
   ArgumentVector arguments(kLogCentreEntries);
   arguments.add("/usr/local/sbin/evsh");
@@ -59,7 +58,7 @@ void send_to_log_centre(const ConnRecord& record) noexcept {
   run_detached(arguments, kLogCentre);
 }
 
-// How the recorder's tool has always been told of a text that is not there.
+// The recorder's tool has always received this for a missing text.
 constexpr const char* or_null_text(const char* text) noexcept {
   return text != nullptr ? text : "(null)";
 }

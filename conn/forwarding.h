@@ -1,11 +1,11 @@
-// Handing a connection to the appliance's other log consumers.
+// Hands a connection to the appliance's other log consumers.
 #pragma once
 
 #include "Corix_annal.h"
 
 namespace annal {
 
-// Hands it to each in their order. Whatever fails does so silently: a caller is told of the log alone.
+// Hands the connection to each consumer in turn. Failures are silent: a caller only learns about the log.
 void forward(const ConnRecord& record) noexcept;
 
 }  // namespace annal

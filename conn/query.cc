@@ -10,7 +10,7 @@ namespace annal {
 
 namespace {
 
-// What a search may ask for. A text that is null, a number that is 0 and a period without a first date ask for nothing.
+// The conditions of a search. A null text, a number of 0 and a period without a first date stand for no condition.
 struct Conditions {
   unsigned type = 0;
   Period period{};
@@ -27,8 +27,8 @@ struct Conditions {
   const char* client_agent = nullptr;
 };
 
-// The filters' places in a statement, which are joined in this order too. Searches of earlier releases end before the
-// later ones.
+// The filters' slots in a statement, which is also the order in which they are joined. Searches of earlier releases
+// lack the later ones.
 enum Slot : std::size_t {
   kIp = kUserSlot + 1,
   kComp,
@@ -87,8 +87,8 @@ constexpr ValueFilter<Conditions> kValueFilters[] = {
      nullptr},
 };
 
-// A caller's type is one more than the stored one. The blank before one of the WHEREs is part of the statement as other
-// programs' traces know it.
+// A caller's type is one more than the stored one. The blank before one WHERE is part of the statement: other programs
+// recognize it in traces.
 constexpr FilterTable<Conditions> kFilters{
     .type = {"WHERE conn_type = %d", "", Following::kTakesAnd},
     .period =
@@ -144,8 +144,8 @@ constexpr const char* kGroupings[] = {
 };
 constexpr unsigned kHighestGroup = 11;
 
-// The forms that searches come in, by how many filters have a place in them.
-// Behind the filters come GROUP BY, ORDER BY and the page, where a statement has them.
+// The forms of a search, by the number of filters that have a slot. GROUP BY, ORDER BY and the page follow the filters
+// if a statement has them.
 constexpr Search kCount{{"SELECT COUNT(*) FROM ANNAL_CONN %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kTypeOnly};
 constexpr Search kCountUpToApp{
     {"SELECT COUNT(*) FROM ANNAL_CONN %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kUpToApp};
@@ -167,8 +167,7 @@ constexpr Search kGroupsUpToActionResult{{"SELECT *,COUNT(*) FROM ANNAL_CONN %s 
                                           Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
                                          kUpToActionResult};
 
-// The polling clients' statements; the count and the groups leave out what is stamped in the future, the
-// listing does not.
+// The polling clients' statements. The count and the groups omit entries stamped in the future; the listing does not.
 constexpr Statement kCountSince{
     "SELECT COUNT(*) FROM (select * from ANNAL_CONN %q) where conn_date||' '||conn_time >= datetime(%q , "
     "'unixepoch', 'localtime') and conn_date||' '||conn_time >= datetime(strftime('%%s','now')-%d*86400, "
@@ -189,12 +188,12 @@ constexpr Statement kGroupsSince{
 
 constexpr LevelFilter kLevels{"where ", "conn_type"};
 
-// Sorted only as far as each has orders; the listing never got those of application and result. Callers pass the event
+// Each sorts by the codes that it has; the listing never got those of application and result. Callers pass the event
 // log's codes to either.
 constexpr unsigned kHighestSortSince = 25;
 constexpr unsigned kOrdersOfListingSince = 18;
 
-// Callers have codes in plain numbers. A negative one is far above the highest.
+// Callers keep codes in plain ints. A negative one is far above the highest.
 constexpr unsigned as_code(int number) noexcept {
   return static_cast<unsigned>(number);
 }
@@ -204,7 +203,7 @@ bool in_range(const Conditions& wanted) noexcept {
          (wanted.action_result == 0 || wanted.action_result == kFailedAction);
 }
 
-// What follows the filters in a listing.
+// The parts that follow the filters in a listing.
 struct Rows {
   unsigned sort;
   RowRange range;

@@ -35,12 +35,12 @@ constexpr unsigned kHighestType = 2;
 constexpr unsigned kHighestService = 12;
 constexpr unsigned kHighestAction = 36;
 
-// The two results that every consumer of this log can show; there is no other.
+// The only two results that every consumer of this log can show.
 constexpr int kSucceeded = 0;
 constexpr int kFailed = 13;
 
-// Most fields take the text alone and keep what lies behind its terminator: callers see exactly the bytes written that
-// they always have.
+// Most fields receive the text alone and keep the bytes after its terminator: callers see exactly the bytes written
+// that they always have.
 constexpr FieldDefault kDefaults[] = {
     {offsetof(ConnRecord, conn_comp), kHostName, 64},
     {offsetof(ConnRecord, conn_res), kAbsent, sizeof kAbsent},
@@ -50,11 +50,11 @@ constexpr FieldDefault kDefaults[] = {
     {offsetof(ConnRecord, conn_client_agent), kAbsent, sizeof kAbsent},
 };
 
-// Where a single entry and a batch differ. A single entry comes from a service that saw the client; a batch is what the
-// system has collected, so that what it leaves open is the system's own doing.
+// How a single entry and a batch differ. A single entry comes from a service that saw the client; a batch is what the
+// system has collected, so whatever it leaves open is attributed to the system.
 struct Normalisation {
   FieldDefault user;
-  FieldDefault no_address;       // replaces what is no address
+  FieldDefault no_address;       // replaces an invalid address
   std::string_view own_address;  // an entry from an address that begins like this, by no client, is the appliance's own
 };
 
@@ -69,8 +69,8 @@ constexpr Normalisation kBatch{
     .own_address = kLocalAddress,
 };
 
-// The resource alone is escaped. A service's own names have no quotes in them, and one that lets a quote through is
-// told so by the failing statement.
+// Only the resource is escaped. A service's own names contain no quotes, and a service that lets one through learns of
+// it by the failing statement.
 constexpr Statement kInsert{
     "INSERT INTO ANNAL_CONN \t( conn_type, conn_user, conn_ip, conn_comp, conn_res, conn_serv, conn_action, "
     "conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent ) \tVALUES \t( %d, '%s', "
@@ -128,7 +128,7 @@ int store(const ConnRecord& record) noexcept {
   return run(kConnLog, kInsert, text);
 }
 
-// Stops at the first value that cannot be bound. The texts are the record's own until the statement is reset.
+// Stops at the first value that cannot be bound. The texts remain the record's until the statement is reset.
 bool bind(const PreparedStatement& insert, const ConnRecord& record) noexcept {
   return insert.bind(1, record.conn_type) && insert.bind(2, record.conn_user) && insert.bind(3, record.conn_ip) &&
          insert.bind(4, record.conn_comp) && insert.bind(5, record.conn_res) && insert.bind(6, record.conn_serv) &&
@@ -137,7 +137,7 @@ bool bind(const PreparedStatement& insert, const ConnRecord& record) noexcept {
          insert.bind(11, record.conn_client_app) && insert.bind(12, record.conn_client_agent);
 }
 
-// A connection whose transaction has begun and whose statement is ready.
+// A connection to the log with a transaction begun and the statement prepared.
 class Batch {
  public:
   Batch() noexcept : database_(kConnLog, Wait::kBusyTimeout), insert_(database_, kBatchInsert.sql) {}
@@ -146,8 +146,9 @@ class Batch {
   [[nodiscard]] bool begin() const noexcept { return insert_.prepared() && run("BEGIN TRANSACTION;"); }
   [[nodiscard]] bool end() const noexcept { return run("END TRANSACTION"); }
 
-  // Whether the record has got its row. One that cannot even be bound is none at all: nobody is told of it. A failed
-  // insert stops nothing, not even one that has undone the transaction: what can still be stored is, each by itself.
+  // Whether the record was inserted; no value if it could not be bound, in which case no consumer is told. A failed
+  // insert stops nothing, not even one that rolled back the transaction: the remaining records are then stored one by
+  // one.
   [[nodiscard]] std::optional<bool> add(const ConnRecord& record) const noexcept {
     std::optional<bool> stored;
     if (bind(insert_, record)) {
@@ -173,7 +174,7 @@ void prepare_attempt(int attempt) noexcept {
   }
 }
 
-// Adds one of a batch's records. Earlier releases' records are widened on the way, and so stay as they are.
+// Adds one record of a batch. An earlier release's record is widened in a copy and so remains unchanged.
 template <typename Record>
 bool add_to(const Batch& batch, Record& original) noexcept {
   ConnRecord widened;

@@ -5,15 +5,15 @@
 #include "common/paths.h"
 #include "common/store.h"
 
-// Every text here is read by other programs, from the file itself (the table, its indexes and its trigger stand in it
-// word for word, blanks and tabs included) or from traces: none may be tidied.
+// Other programs read every text here, from the file itself (which contains the table, its indexes and its trigger word
+// for word, including blanks and tabs) or from traces: do not tidy any of them.
 
 namespace annal {
 
 namespace {
 
 // No index on conn_res, conn_client_id and conn_client_agent: they are long, they are only searched by substring, and
-// every index is paid for by every insert. One text, so that the table is never there without its indexes.
+// every insert pays for every index. One text, so that the table never exists without its indexes.
 constexpr CreationStep kCreationSteps[] = {
     {"PRAGMA page_size = 2048; "
      "BEGIN TRANSACTION; "
@@ -41,12 +41,12 @@ constexpr CreationStep kCreationSteps[] = {
      IfFailed::kReport}};
 constexpr Creation kCreation{kCreationSteps, Wait::kBusyTimeout, ANNAL_TABLE_FAILED};
 
-// A log that is locked is not dropped later, when its owner may have filled it again.
+// Never waits for a lock: its owner may have filled the log again by then.
 constexpr Statement kRemove{"DROP TABLE ANNAL_CONN;", Wait::kNever, ANNAL_TABLE_FAILED};
 
 constexpr Statement kEmpty{"DELETE FROM ANNAL_CONN;", Wait::kBusyTimeout, ANNAL_EMPTY_FAILED};
 
-// The oldest entries are those of the earliest date and time.
+// The oldest entries are those with the earliest date and time.
 constexpr LogFullTrigger kLogFull{
     .add = {"CREATE TRIGGER annal_conn_logfull AFTER INSERT "
             "\t\t\t\t\t\tON annal_conn WHEN %d < (SELECT COUNT(*) FROM annal_conn) "
@@ -60,13 +60,13 @@ constexpr LogFullTrigger kLogFull{
     .remove = {"DROP TRIGGER annal_conn_logfull;", Wait::kBusyTimeout, ANNAL_REMOVE_TRIGGER_FAILED},
 };
 
-// The number goes in as it is: a negative one means every entry, as SQLite reads a LIMIT.
+// The number is used as it is: a negative one keeps every entry, as SQLite reads a LIMIT.
 constexpr Statement kDeleteOldest{
     "DELETE FROM annal_conn WHERE conn_id IN     (SELECT conn_id FROM annal_conn ORDER BY conn_date, conn_time LIMIT "
     "%d);",
     Wait::kBusyTimeout, ANNAL_TRIGGER_FAILED};
 
-// The texts go in unescaped: callers pass values they have read from the log, and some pass SQL on purpose.
+// The texts are not escaped: callers pass values that they have read from the log, and some pass SQL on purpose.
 constexpr Selector kSelectors[] = {
     {"DELETE FROM ANNAL_CONN WHERE conn_id = %d;", Selector::Value::kInteger},
     {"DELETE FROM ANNAL_CONN WHERE conn_type = %d;", Selector::Value::kInteger},

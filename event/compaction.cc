@@ -3,8 +3,8 @@
 
 namespace {
 
-// Misspelt, and to be left so: SQLite refuses it, and callers are built on a compaction that never happens. A real one
-// would hold every writer of a full log for as long as the copy takes.
+// Misspelled, and must stay so: SQLite refuses it, and callers rely on a compaction that never happens. A real one
+// would block every writer of a full log for as long as the copy takes.
 constexpr annal::Statement kCompact{"VACCUM;", annal::Wait::kNever, ANNAL_TABLE_FAILED};
 
 }  // namespace

@@ -21,7 +21,7 @@ namespace annal {
 
 namespace {
 
-// How the notification centre numbers the levels; anything else is 0.
+// The notification centre's numbers for the levels; any other level is 0.
 constexpr char kNotificationLevels[] = {'1', '2', '4'};
 constexpr char kNotificationCentre[] = "/usr/local/sbin/evsh -0 nc.send_message >/dev/null 2>&1";
 
@@ -43,8 +43,8 @@ void add_unless_empty(ArgumentVector& arguments, std::string_view name, const ch
   }
 }
 
-// One object, without a newline behind it. The message may hold any other byte as it is: control characters are gone
-// from what was stored.
+// Writes one object, without a trailing newline. The message's other bytes go out as they are: what was stored has no
+// control characters.
 void write_notification(CommandInput& input, char level, const char* message) noexcept {
   input.put(R"({"type":1,"level":)");
   input.put(level);
@@ -58,7 +58,7 @@ void write_notification(CommandInput& input, char level, const char* message) no
   input.put("\"}");
 }
 
-// The notice engine's own numbers: what they mean is settled there.
+// The notice engine's own numbers, defined there.
 void send_to_notice_engine(const EventRecord& record) noexcept {
   SendNoticeToLogEngine(ChangeLogTypeToNoticeSeverity(record.event_type), 0, nullptr, "", 8, "", 0, -1, 0,
                         record.event_user, record.event_ip, record.event_comp, nullptr, nullptr, nullptr,
@@ -85,12 +85,13 @@ using namespace annal;
 
 int annal_report_event(unsigned type, const char* message) noexcept {
   const KeptErrno kept;
-  // Not inherited by a command that another thread starts meanwhile: this one would never see the end of its input.
+  // Close-on-exec, so that a command started meanwhile by another thread does not inherit it: this one would then never
+  // see the end of its input.
   std::FILE* const command = popen(kNotificationCentre, "we");  // NOLINT(cert-env33-c): the text is constant
   if (command == nullptr) {
     return ANNAL_OK;
   }
-  HeldSigpipe held;  // only now: the command is to find the caller's own signal mask
+  HeldSigpipe held;  // only now: the command must inherit the caller's own signal mask
   {
     CommandInput input(fileno(command), held);
     const char level = type < std::size(kNotificationLevels) ? kNotificationLevels[type] : '0';
@@ -107,7 +108,7 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   EventRecord room;
   const EventRecord& event = terminated<kEventTextsEnd>(*record, room);
   ArgumentVector arguments(kLogCentreEntries);
-  // Copied, although both outlive the vector: the room that they take decides where the texts behind are cut.
+  // Copied, although both outlive the vector: the room that they take decides where the texts after them are cut.
   arguments.join("/usr/local/sbin/evsh");
   arguments.join("lumo.add_local_event_log");
   constexpr unsigned kTypeBits = 31;

@@ -1,4 +1,4 @@
-// Handing a stored event to the appliance's other log consumers.
+// Hands a stored event to the appliance's other log consumers.
 #pragma once
 
 #include <cstddef>
@@ -7,12 +7,12 @@
 
 namespace annal {
 
-// Where the last text of a record ends: as far as an unterminated one is read.
+// Where the last text of a record ends: an unterminated one is read up to here.
 inline constexpr std::size_t kEventTextsEnd =
     offsetof(EventRecord, event_client_agent) + sizeof EventRecord::event_client_agent;
 
-// Hands it to each in their order. Whatever fails does so silently: the event is stored, and that is what the caller
-// was promised.
+// Hands the event to each consumer in turn. Failures are silent: the event is stored, which is what the caller was
+// promised.
 void forward(const EventRecord& record) noexcept;
 
 }  // namespace annal

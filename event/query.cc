@@ -10,20 +10,20 @@ namespace annal {
 
 namespace {
 
-// The columns are named instead of "*", so that a migrated table with its columns in another place lists the same.
+// The columns are named instead of "*", so that a migrated table with its columns in a different order lists the same.
 constexpr char kColumns[] =
     "event_id, event_type, event_date, event_time, event_user, event_ip, event_comp, event_desc, event_msgid, "
     "event_timet, event_app_id, event_app_name, event_category_id, event_category, event_client_id, "
     "event_client_app, event_client_agent";
 
-// Formats: the columns where there are any, then the clauses in the order of SQL. The blanks are part of the
-// statements as other programs' traces know them.
+// Formats: the columns if there are any, then the clauses in SQL's order. The blanks are part of the statements: other
+// programs recognize them in traces.
 constexpr Statement kListing{"SELECT %s  FROM ANNAL_EVENT %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 constexpr Statement kGroups{"SELECT %s  , COUNT(*) FROM ANNAL_EVENT %s %s %s %s;", Wait::kBusyTimeout,
                             ANNAL_QUERY_FAILED};
 constexpr Statement kCount{"SELECT COUNT(*) FROM ANNAL_EVENT %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 
-// A caller's type is one more than the stored one: 0 means all.
+// A caller's type is one more than the stored one; 0 means all.
 constexpr const char* kTypes[] = {
     "",
     "WHERE event_type = 0",
@@ -61,8 +61,8 @@ constexpr const char* kOrders[] = {
     "ORDER BY event_category DESC",
 };
 
-// Accepted everywhere up to here. The later orders came with the later filters; the older listings and the polling
-// clients' never learnt them and stay unsorted, which callers that pass one set of codes to all of them count on.
+// Every query accepts codes up to this one. The later orders arrived with the later filters; the older listings and the
+// polling clients' never got them and stay unsorted, which callers that pass one set of codes to all of them rely on.
 constexpr unsigned kHighestSort = 25;
 constexpr unsigned kOldOrders = 18;
 
@@ -79,12 +79,12 @@ constexpr const char* kGroupings[] = {
     "GROUP BY event_type,event_ip",
     "GROUP BY event_type,event_comp",
     "GROUP BY event_type,event_desc",
-    "GROUP BY event_type,event_desc",  // 8 and 9 were never given a grouping of their own
+    "GROUP BY event_type,event_desc",  // 8 and 9 never got a grouping of their own
     "GROUP BY event_type,event_desc",
 };
 constexpr unsigned kHighestGroup = 9;
 
-// What a search may ask for. A text that is null and a period without a first date ask for nothing.
+// The conditions of a search. A null text and a period without a first date stand for no condition.
 struct Conditions {
   unsigned type = 0;
   Period period{};
@@ -101,9 +101,9 @@ struct Conditions {
   const char* client_agent = nullptr;
 };
 
-// The filters' places in a statement. They are joined in the order of the tables below, which has the client first, so
-// that a search for a client and an application, with nothing before them, is refused by SQLite. Callers know which
-// searches go together; a statement that became valid would find what they have learnt not to look for.
+// The filters' slots in a statement. They are joined in the order of the tables below, where the client comes first; so
+// SQLite refuses a search for a client and an application with no filter before them. Callers know which searches go
+// together; if the statement became valid, it would find what they have learned not to look for.
 enum Slot : std::size_t {
   kIp = kUserSlot + 1,
   kComp,
@@ -120,7 +120,8 @@ enum Slot : std::size_t {
 
 constexpr std::size_t kUpToDesc = kDesc + 1;
 
-// The category id has never counted as a filter, for the category behind it; the same holds for the two together.
+// The category id has never counted as a filter for the category after it, so SQLite also refuses a search for these
+// two alone.
 constexpr ValueFilter<Conditions> kValueFilters[] = {
     {kIp,
      {"WHERE (event_ip LIKE '%%%q%%')", " AND (event_ip LIKE '%%%q%%')", Following::kTakesAnd},
@@ -164,8 +165,8 @@ constexpr ValueFilter<Conditions> kValueFilters[] = {
      nullptr},
 };
 
-// A caller's type is one more than the stored one. The blank before one of the WHEREs is part of the statement as other
-// programs' traces know it.
+// A caller's type is one more than the stored one. The blank before one WHERE is part of the statement: other programs
+// recognize it in traces.
 constexpr FilterTable<Conditions> kFilters{
     .type = {"WHERE (event_type = %d)", "", Following::kTakesAnd},
     .period =
@@ -201,9 +202,9 @@ constexpr Search kCountFoundByAll{{"SELECT COUNT(*) FROM ANNAL_EVENT %s %s %s %s
                                    Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
                                   kSlots};
 
-// What polling clients ask for. The count and the grouping leave out what is stamped in the future; the listing does
-// not, and it delivers the table's own columns in the table's own order. Formats: the columns where they are named, the
-// levels, then as SQL has them; a grouping sorts before it groups.
+// The polling clients' statements. The count and the grouping omit entries stamped in the future; the listing does not,
+// and it delivers the table's own columns in the table's own order. Formats: the columns if they are named, the levels,
+// then the clauses in SQL's order; a grouping sorts before it groups.
 constexpr Statement kCountSince{
     "SELECT COUNT(*) FROM (SELECT %s  from ANNAL_EVENT %q) where event_date||' '||event_time >= datetime(%q , "
     "'unixepoch', 'localtime') and event_date||' '||event_time >= datetime(strftime('%%s','now')-%d*86400, "
@@ -225,7 +226,7 @@ constexpr Statement kGroupsSince{
 constexpr LevelFilter kLevelsOfCount{"where ", "event_type"};
 constexpr LevelFilter kLevels{"where", "event_type"};
 
-// Both or none.
+// Either both are given or neither.
 constexpr bool paired(const char* one, const char* other) noexcept {
   return (one == nullptr) == (other == nullptr);
 }
@@ -238,8 +239,7 @@ bool times_paired(const Period& period) noexcept {
   return paired(period.first_time, period.last_time);
 }
 
-// Alone among the searches, a count takes a first time without a last one as it is: the period then ends where the last
-// date begins.
+// Only the count accepts a first time without a last one: the period then ends where the last date begins.
 int count_found(const Search& search, const Conditions& wanted) noexcept {
   if (wanted.type > kHighestType || !dates_paired(wanted.period)) {
     return ANNAL_BAD_ARGUMENT;

@@ -14,8 +14,8 @@ namespace annal {
 
 namespace {
 
-// A message identifier that is too long is no reason to lose the event. "0" is what events without one have had since
-// the column was added to older tables.
+// An overlong message identifier is no reason to lose the event. Events without one have had "0" since the column was
+// added to older tables.
 constexpr char kNoMessageId[] = "0";
 
 constexpr FieldBound kBounds[] = {
@@ -28,7 +28,7 @@ constexpr FieldBound kBounds[] = {
 
 constexpr unsigned kHighestType = 2;
 
-// The last byte of most fields is left alone: callers see exactly the bytes written that they always have.
+// The last byte of most fields is not written: callers see exactly the bytes written that they always have.
 constexpr FieldDefault kDefaults[] = {
     {offsetof(EventRecord, event_user), kAbsent, 64},        {offsetof(EventRecord, event_comp), kHostName, 64},
     {offsetof(EventRecord, event_msgid), kAbsent, 64},       {offsetof(EventRecord, event_app_id), kAbsent, 64},
@@ -58,7 +58,7 @@ void normalise(EventRecord& record) noexcept {
   if (record.event_timet == 0) {
     record.event_timet = std::time(nullptr);
   }
-  // What has neither a source address nor a client comes from the appliance itself.
+  // An event with neither a source address nor a client comes from the appliance itself.
   if (begins_absent(record.event_ip) && begins_absent(record.event_client_app)) {
     fill_field(record.event_client_app, kHostName, 128);
   }
@@ -76,7 +76,7 @@ int store(const EventRecord& record) noexcept {
   return run(kEventLog, kInsert, text);
 }
 
-// Stores what an earlier release's record holds: the same fields as far as it goes, alignment bytes included.
+// Stores an earlier release's record, which has the same fields as far as it goes, including alignment bytes.
 template <typename ShorterRecord>
 int add_widened(const ShorterRecord* shorter) noexcept {
   if (shorter == nullptr) {

@@ -5,15 +5,15 @@
 #include "common/paths.h"
 #include "common/store.h"
 
-// Every text here is read by other programs, from the file itself (the table, its indexes and its trigger stand in it
-// word for word, blanks and tabs included) or from traces: none may be tidied.
+// Other programs read every text here, from the file itself (which contains the table, its indexes and its trigger word
+// for word, including blanks and tabs) or from traces: do not tidy any of them.
 
 namespace annal {
 
 namespace {
 
 // No index on event_desc, event_client_id and event_client_agent: they are long, they are only searched by substring,
-// and every index is paid for by every insert. One text, so that the table is never there without its indexes.
+// and every insert pays for every index. One text, so that the table never exists without its indexes.
 constexpr CreationStep kCreationSteps[] = {
     {"PRAGMA page_size = 2048; "
      "BEGIN TRANSACTION; "
@@ -44,14 +44,14 @@ constexpr CreationStep kCreationSteps[] = {
      IfFailed::kReport}};
 constexpr Creation kCreation{kCreationSteps, Wait::kBusyTimeout, ANNAL_TABLE_FAILED};
 
-// A log that is locked is not dropped later, when its owner may have filled it again.
+// Never waits for a lock: its owner may have filled the log again by then.
 constexpr Statement kRemove{"DROP TABLE ANNAL_EVENT;", Wait::kNever, ANNAL_TABLE_FAILED};
 
 constexpr Statement kEmpty{"DELETE FROM ANNAL_EVENT;", Wait::kBusyTimeout, ANNAL_EMPTY_FAILED};
 
 constexpr int kDefaultLimit = 100000;
 
-// The oldest entries are those of the earliest date and time: an event may be stored long after it happened.
+// The oldest entries are those with the earliest date and time: an event may be stored long after it happened.
 constexpr LogFullTrigger kLogFull{
     .add = {"CREATE TRIGGER annal_event_logfull AFTER INSERT "
             "\tON annal_event WHEN %d < (SELECT COUNT(*) FROM annal_event) "
@@ -71,7 +71,7 @@ constexpr Statement kTrim{
     "\t\t) \t)",
     Wait::kBusyTimeout, ANNAL_TRIGGER_FAILED};
 
-// The texts go in unescaped: callers pass values they have read from the log, and some pass SQL on purpose.
+// The texts are not escaped: callers pass values that they have read from the log, and some pass SQL on purpose.
 constexpr Selector kSelectors[] = {
     {"DELETE FROM ANNAL_EVENT WHERE event_id = %d;", Selector::Value::kInteger},
     {"DELETE FROM ANNAL_EVENT WHERE event_type = %d;", Selector::Value::kInteger},
@@ -94,8 +94,8 @@ constexpr ColumnAddition kAddition{
     .integer = {"ALTER TABLE ANNAL_EVENT ADD COLUMN %s INTEGER DEFAULT '%s'", Wait::kNever, ANNAL_CHANGE_FAILED},
 };
 
-// The %s inside strftime is where the caller's format goes, and the missing blank between date and time is as old as
-// the column: programs that call this know what comes of it.
+// The %s inside strftime takes the caller's format. The missing blank between date and time is as old as the column:
+// programs that call this know the result.
 constexpr Statement kRebuildTimestamps{
     "replace into ANNAL_EVENT (event_id,event_type,event_date,event_time,"
     "event_user,event_ip,event_comp,event_desc,event_msgid,event_timet) "

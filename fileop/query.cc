@@ -17,12 +17,12 @@ namespace annal {
 
 namespace {
 
-// Formats: WHERE, ORDER BY and LIMIT, each of which may be empty. The blanks are part of the statements as other
-// programs' traces know them.
+// Formats: WHERE, ORDER BY and LIMIT, each of which may be empty. The blanks are part of the statements: other programs
+// recognize them in traces.
 constexpr Statement kListing{"SELECT * FROM PAVO2LOG_EVENT %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 constexpr Statement kCount{"SELECT COUNT(*) FROM PAVO2LOG_EVENT %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 
-// A caller's type is one more than the stored one: 0 means all.
+// A caller's type is one more than the stored one; 0 means all.
 constexpr const char* kTypes[] = {
     "",
     "WHERE event_type = 0",
@@ -56,8 +56,8 @@ constexpr const char* kOrders[] = {
 // The last two codes are accepted and leave the rows in SQLite's own order.
 constexpr unsigned kHighestSort = 21;
 
-// The one order in which the two listings differ: what a search finds is shown the last stored first, which is not the
-// latest where a caller gave the time or a clock was set back.
+// The only order in which the two listings differ. A search shows what was stored last first, which is not the latest
+// if a caller gave the time or a clock was set back.
 constexpr unsigned kNewestFirst = 1;
 constexpr char kLastStoredFirst[] = "ORDER BY event_id DESC";
 
@@ -72,15 +72,15 @@ constexpr FieldBound kFilterBounds[] = {
     {offsetof(FileOpFilter, event_desc), 1024, nullptr},
 };
 
-// The conditions of a filter, one behind the other, each with "AND " in front. What does not fit is not cut: a listing
-// with half of a condition would show what nobody asked for.
+// The conditions of a filter in sequence, each with "AND " in front. A condition that does not fit is never cut: a
+// listing with half a condition would show rows that the caller excluded.
 class Conditions {
  public:
   explicit Conditions(const FileOpFilter& filter) noexcept {
     if (filter.event_isFolder > 0) {
       add("AND event_isFolder = ", Decimal(filter.event_isFolder).text(), " ");
     }
-    // An empty file is something to look for, so that here 0 is a condition.
+    // A caller may look for empty files, so 0 is a condition here.
     if (filter.event_filesize >= 0) {
       add("AND event_filesize = ", Decimal(filter.event_filesize).text(), " ");
     }
@@ -93,7 +93,7 @@ class Conditions {
     if (given(filter.event_ip)) {
       add("AND event_ip LIKE '%", filter.event_ip, "%' ");
     }
-    // An empty path is a condition, which every operation with a path meets.
+    // An empty path is a condition, which every operation that has a path meets.
     if (filter.event_oldfilepath != nullptr) {
       add("AND event_oldfilepath LIKE '%", filter.event_oldfilepath, "%' ");
     }
@@ -103,7 +103,7 @@ class Conditions {
     if (given(filter.event_comp)) {
       add("AND event_comp LIKE '%", filter.event_comp, "%' ");
     }
-    // Compared with the computer's text, not with its own, which callers only fill to say that it is to be compared.
+    // Compares with the computer's text instead of its own; callers only fill its own to request the comparison.
     if (given(filter.event_duid)) {
       add("AND event_duid = '", filter.event_comp, "' ");
     }
@@ -118,17 +118,17 @@ class Conditions {
     text_[length_] = '\0';
   }
 
-  // False when the conditions are longer than there is room for; their text is of no use then.
+  // False if the conditions do not fit; their text is useless then.
   [[nodiscard]] bool fit() const noexcept { return fit_; }
   [[nodiscard]] bool any() const noexcept { return length_ > 0; }
   [[nodiscard]] const char* text() const noexcept { return text_; }
   [[nodiscard]] const char* without_first_and() const noexcept { return text_ + (sizeof "AND " - 1); }
 
-  static constexpr std::size_t kRoom = 2048;  // the terminator included
+  static constexpr std::size_t kRoom = 2048;  // including the terminator
 
  private:
-  // The local date, which costs more than all conditions together and is seldom needed: in the place of one of the two
-  // dates, never of both.
+  // The local date costs more than all the conditions together and is rarely needed. It replaces one of the two dates,
+  // never both.
   class Today {
    public:
     [[nodiscard]] const char* text() noexcept {
@@ -168,7 +168,7 @@ class Conditions {
   bool fit_ = true;
 };
 
-// The whole WHERE part of a filter's statement.
+// The complete WHERE clause of a filter's statement.
 class Where {
  public:
   Where(unsigned type, const Conditions& conditions) noexcept {

@@ -26,7 +26,7 @@ constexpr unsigned kHighestFolder = 2;
 constexpr unsigned kLowestAction = 1;
 constexpr unsigned kHighestAction = 35;
 
-// The user's field is cleared to its end. Of the others the last byte is left alone, as in every log.
+// The user's field is cleared to its end. The last byte of the others is not written, as in every log.
 constexpr char kNoUser[] = "System";
 constexpr FieldDefault kDefaults[] = {
     {offsetof(FileOpRecord, event_user), kNoUser, 65},
@@ -34,9 +34,9 @@ constexpr FieldDefault kDefaults[] = {
     {offsetof(FileOpRecord, event_duid), kHostName, 64},
 };
 
-// Paths and descriptions are what users typed, so their quotes are doubled. The four texts that go in as they are come
-// from the file manager itself. A user waits for the operation to end, so a locked log is given up sooner than
-// elsewhere.
+// Paths and descriptions are what users typed, so their quotes are doubled. The four texts that are not escaped come
+// from the file manager itself. A user is waiting for the operation to end, so this log gives up on a lock sooner than
+// the others.
 constexpr Statement kInsert{
     "INSERT INTO PAVO2LOG_EVENT "
     "\t( event_type, event_date, event_time, event_user, event_ip, event_oldfilepath, event_filepath, "
@@ -45,7 +45,7 @@ constexpr Statement kInsert{
     "\t( %d, '%s', '%s', '%s', '%s', '%q', '%q', %d, %d, %d, '%s', '%s', '%q', '%s', %d);",
     Wait::kBusyHandler, ANNAL_INSERT_FAILED};
 
-// What columns hold that the record has no field for.
+// The values of columns for which the record has no field.
 constexpr char kNoSubUser[] = "";
 constexpr int kNoProcess = 0;
 
@@ -78,8 +78,8 @@ void normalise(FileOpRecord& record) noexcept {
   }
 }
 
-// A date and a time as columns hold them. Fields that no calendar has may be too long for their text, which is empty
-// then.
+// A date and a time as the columns hold them. Fields that no calendar has may be too long for their text, which is then
+// empty.
 struct Moment {
   explicit Moment(const std::tm& fields) noexcept {
     if (std::strftime(date, sizeof date, "%F", &fields) == 0) {
@@ -118,7 +118,7 @@ std::int64_t pavo2log_event_add(const char* path, FileOpRecord* record) noexcept
     return ANNAL_BAD_ARGUMENT;
   }
   normalise(*record);
-  // Counted from 1900, a year of 0 is before every file: records are zeroed before they are filled.
+  // Counted from 1900, year 0 is before any file: records are zeroed before they are filled.
   const Moment moment(record->event_tm.tm_year != 0 ? record->event_tm : local_time());
   const Text text(sqlite3_mprintf(kInsert.sql, record->event_type, moment.date, moment.time, record->event_user,
                                   record->event_ip, text_or_empty(record->event_oldfilepath),

@@ -4,15 +4,15 @@
 #include "common/store.h"
 #include "common/table.h"
 
-// Every text here is read by other programs, from the file itself (the table, its indexes and its trigger stand in it
-// word for word, tabs included) or from traces: none may be tidied.
+// Other programs read every text here, from the file itself (which contains the table, its indexes and its trigger word
+// for word, including tabs) or from traces: do not tidy any of them.
 
 namespace annal {
 
 namespace {
 
-// An index that could not be created costs speed, not operations, so only the table itself decides. How LIKE compares
-// is a matter of the connection, not of the file: the queries, on connections of their own, find in either case.
+// A missing index costs speed, not operations, so only the table itself decides the result. How LIKE compares is a
+// property of the connection, not of the file: the queries' own connections ignore case.
 constexpr CreationStep kCreationSteps[] = {
     {"PRAGMA page_size = 2048;", IfFailed::kGoOn},
     {"PRAGMA case_sensitive_like=ON;", IfFailed::kGoOn},
@@ -36,12 +36,12 @@ constexpr CreationStep kCreationSteps[] = {
 };
 constexpr Creation kCreation{kCreationSteps, Wait::kBusyTimeout, ANNAL_TABLE_FAILED};
 
-// A log that is locked is not dropped later, when its owner may have filled it again.
+// Never waits for a lock: its owner may have filled the log again by then.
 constexpr Statement kRemove{"DROP TABLE PAVO2LOG_EVENT;", Wait::kNever, ANNAL_TABLE_FAILED};
 
 constexpr Statement kEmpty{"DELETE FROM PAVO2LOG_EVENT;", Wait::kBusyTimeout, ANNAL_EMPTY_FAILED};
 
-// The oldest operations are those of the earliest date and time.
+// The oldest operations are those with the earliest date and time.
 constexpr LogFullTrigger kLogFull{
     .add = {"CREATE TRIGGER pavo2log_event_logfull AFTER INSERT "
             "\t\t\t\t\t\tON pavo2log_event WHEN %d < (SELECT COUNT(*) FROM pavo2log_event) "
@@ -55,8 +55,8 @@ constexpr LogFullTrigger kLogFull{
     .remove = {"DROP TRIGGER pavo2log_event_logfull;", Wait::kBusyTimeout, ANNAL_REMOVE_TRIGGER_FAILED},
 };
 
-// The texts go in unescaped: callers pass values they have read from the log. A number between quotes is a number
-// again before it is compared, as its column is of that type.
+// The texts are not escaped: callers pass values that they have read from the log. SQLite converts a quoted number to
+// the column's type before it compares.
 constexpr Selector kSelectors[] = {
     {"DELETE FROM PAVO2LOG_EVENT WHERE event_id = %d;", Selector::Value::kInteger},
     {"DELETE FROM PAVO2LOG_EVENT WHERE event_type = %d;", Selector::Value::kInteger},
@@ -74,7 +74,7 @@ constexpr Selector kSelectors[] = {
 };
 constexpr Deletion kDeletion{kSelectors, Wait::kNever, ANNAL_CHANGE_FAILED};
 
-// Whatever the path holds already is its owner's: another database, or no database at all.
+// Whatever already exists at the path belongs to its owner, be it another database or no database at all.
 bool holds_something(const char* path) noexcept {
   struct stat status {};
   return stat(path, &status) == 0 && status.st_size != 0;

@@ -5,15 +5,15 @@ namespace {
 
 constexpr int kHighestListed = 20;
 
-// Work that runs in the background has a name, and no place in the list that programs show to choose from.
+// Background work has a name, but is not in the list that programs offer for selection.
 constexpr int kBackgroundTask = 99;
 
 const char* name_of(int facility) noexcept {
   if (facility == kBackgroundTask) {
     return "Background Task";
   }
-  // The list is exported, so that a program may put its own in this one's place: with a name for what is not listed,
-  // and with facilities that have none.
+  // The list is exported, so a program may replace it with its own, which may name what is not listed and have
+  // facilities without a name.
   const char* const name = notice_facility_list[facility >= 0 && facility <= kHighestListed ? facility : 0].name;
   return name != nullptr ? name : "";
 }

@@ -1,5 +1,5 @@
-// In a file of its own, because a program may put its own list in this one's place: where the compiler sees the names,
-// it takes them for those that will be there.
+// In a file of its own, because a program may replace the list: if the compiler saw the names, it would assume that
+// they never change.
 #include "Corix_annal.h"
 
 const NoticeFacility notice_facility_list[] = {

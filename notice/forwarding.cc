@@ -1,4 +1,4 @@
-// Handing notices to the device's notification command.
+// Hands notices to the device's notification command.
 #include <unistd.h>
 
 #include <cstdarg>
@@ -19,17 +19,17 @@ constexpr char kNotify[] = "/usr/local/sbin/notify";
 constexpr char kSendToUsers[] = "send2";
 constexpr char kLogTool[] = "/sbin/log_tool";
 
-constexpr int kNotRun = -1;  // as zeno_exec_v answers it
+constexpr int kNotRun = -1;  // the value that zeno_exec_v returns
 
 // Notices of these types are for users, not for the event log: without the command they are dropped.
 constexpr bool only_for_users(int type) noexcept {
   return type == 2 || type == 3;
 }
 
-// A level as the two commands know it.
+// A level in the terms of the two commands.
 struct Level {
-  const char* word;   // of the notification command
-  const char* digit;  // of the event log's tool: the event type
+  const char* word;   // for the notification command
+  const char* digit;  // for the event log's tool: the event type
 };
 
 constexpr Level kError{"error", "2"};
@@ -60,8 +60,8 @@ void format_option(ArgumentVector& arguments, const char* option, const char* te
   }
 }
 
-// The commands take their texts as UTF-8, whatever the web server has set. The setting stays behind: callers have come
-// to rely on it for what they run next.
+// The commands expect their texts in UTF-8, whatever the web server has set. The setting remains afterwards: callers
+// have come to rely on it for the programs that they run next.
 int run_in_utf8(const char* path, const ArgumentVector& arguments) noexcept {
   if (!arguments.complete()) {
     return kNotRun;
@@ -70,7 +70,7 @@ int run_in_utf8(const char* path, const ArgumentVector& arguments) noexcept {
   return zeno_exec_v(nullptr, nullptr, nullptr, path, arguments.argv()) == kNotRun ? kNotRun : ANNAL_OK;
 }
 
-// The vector that a catalog row is sent with, the closing null pointer included.
+// The size of a catalog message's vector, including the closing null pointer.
 constexpr std::size_t kCatalogMessageEntries = 23;
 constexpr Surroundings kCatalogMessage{
     .first_child = Surroundings::FirstChild::kClosesStreams,
@@ -118,7 +118,7 @@ int annal_notice_send(const char* app_id, int level, int type, const char* categ
     add_option(arguments, "-m", comp);
     return run_in_utf8(kLogTool, arguments);
   }
-  char type_text[sizeof "-2147483648"];  // not in the vector's text area, which is the options' alone
+  char type_text[sizeof "-2147483648"];  // not in the vector's text area, which is reserved for the options
   (void)std::snprintf(type_text, sizeof type_text, "%d", type);
   arguments.add(kNotify);
   arguments.add(kSendToUsers);
@@ -167,7 +167,7 @@ int notify_send(const char* ip, const char* user, const char* comp, const char* 
   arguments.add(entry->msg_template);
   va_list further;
   va_start(further, level);
-  // A list that fills the vector needs no null pointer behind it.
+  // A list that fills the vector needs no terminating null pointer.
   while (!arguments.full()) {
     const char* const text = va_arg(further, const char*);
     if (text == nullptr) {

@@ -10,15 +10,15 @@ namespace annal {
 
 namespace {
 
-// The filter is a place that was never given one: it is always empty.
+// The filter was never implemented: it is always empty.
 constexpr Statement kListing{"SELECT * FROM ANNAL_NOTICE %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 constexpr Statement kCount{"SELECT COUNT(*) FROM ANNAL_NOTICE %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 constexpr char kNoFilter[] = "";
 constexpr unsigned kHighestKind = 1;
 
-// Formats: the earliest time, the latest, the latest again, how many days before it at most, then a condition of the
-// caller's own where there is one. They stand without quotes, because callers pass expressions; a quote inside them is
-// doubled all the same, so an expression has none.
+// Formats: the earliest time, the latest, the latest again, the maximum number of days before it, then a condition of
+// the caller's own if there is one. They are not quoted, because callers pass expressions; quotes inside them are still
+// doubled, so an expression cannot contain one.
 constexpr Statement kListingOfTime{
     "SELECT * FROM ANNAL_NOTICE where time >= %q and time <= %q and time >= (%q - %d*86400) %s %s;", Wait::kBusyTimeout,
     ANNAL_QUERY_FAILED};
@@ -32,8 +32,8 @@ constexpr Statement kCountOfTimeWhere{
     "SELECT COUNT(*) FROM ANNAL_NOTICE where time >= %q and time <= %q and time >= (%q - %d*86400) and %q;",
     Wait::kBusyTimeout, ANNAL_QUERY_FAILED};
 
-// The order is applied before there are groups, the clauses behind them: the order decides at most which notice stands
-// for its group.
+// The order is applied before grouping and the clauses after it, so at most it decides which notice represents its
+// group.
 constexpr Statement kGroupsOfTime{
     "SELECT *,COUNT(*) FROM (SELECT * FROM ANNAL_NOTICE %s) where time >= %q and time <= %q and time >= (%q - "
     "%d*86400) %s %s;",
@@ -72,14 +72,14 @@ constexpr const char* kOrders[] = {
 };
 constexpr unsigned kHighestSort = 23;
 
-// 10 names a column that never was, so that it always fails, as deleting by it does.
+// 10 names a column that never existed, so it always fails, as does deleting by it.
 constexpr const char* kGroupings[] = {
     "GROUP BY id",       "GROUP BY severity", "GROUP BY server",  "GROUP BY action", "GROUP BY serviceName",
     "GROUP BY facility", "GROUP BY time",     "GROUP BY endtime", "GROUP BY user",   "GROUP BY ip",
     "GROUP BY clisant",  "GROUP BY desc",     "GROUP BY msgCode", "GROUP BY varNum", "GROUP BY varContent",
 };
 
-// Any other code is none of the columns, and no mistake.
+// Any other code selects no column; it is not an error.
 constexpr char kAlike[] = "GROUP BY facility,name,desc";
 
 const char* grouping(unsigned code) noexcept {

@@ -14,7 +14,7 @@ namespace annal {
 
 namespace {
 
-// What a notice comes from when nobody says.
+// The default source of a notice.
 constexpr char kAppliance[] = "System";
 
 // The other texts have no bound: they are stored up to their terminators.
@@ -27,8 +27,7 @@ constexpr FieldBound kBounds[] = {
 
 constexpr unsigned kHighestSeverity = 7;
 
-// How much of a field is written differs from field to field, and callers see exactly the bytes written that they
-// always have.
+// The number of bytes written differs between fields, and callers see exactly the bytes written that they always have.
 constexpr FieldDefault kDefaults[] = {
     {offsetof(NoticeRecord, user), kAppliance, 65},
     {offsetof(NoticeRecord, client), kHostName, 64},

@@ -6,15 +6,15 @@
 #include "common/store.h"
 #include "common/table.h"
 
-// Every text here is read by other programs, from the file itself (the table, its indexes and its trigger stand in it
-// word for word, tabs included) or from traces: none may be tidied.
+// Other programs read every text here, from the file itself (which contains the table, its indexes and its trigger word
+// for word, including tabs) or from traces: do not tidy any of them.
 
 namespace annal {
 
 namespace {
 
-// One index for every column by which the notice centre sorts or groups. A failed one costs speed, not notices, so only
-// the table itself decides.
+// One index for each column by which the notice centre sorts or groups. A missing one costs speed, not notices, so only
+// the table itself decides the result.
 constexpr CreationStep kCreationSteps[] = {
     {"PRAGMA page_size = 2048;", IfFailed::kGoOn},
     {"CREATE TABLE ANNAL_NOTICE "
@@ -49,7 +49,7 @@ constexpr Statement kRemove{"DROP TABLE ANNAL_NOTICE;", Wait::kNever, ANNAL_TABL
 
 constexpr Statement kEmpty{"DELETE FROM ANNAL_NOTICE;", Wait::kBusyTimeout, ANNAL_EMPTY_FAILED};
 
-// The oldest notices are those of the earliest time.
+// The oldest notices are those with the earliest time.
 constexpr LogFullTrigger kLogFull{
     .add = {"CREATE TRIGGER annal_notice_logfull AFTER INSERT "
             "\t\t\t\t\t\tON ANNAL_NOTICE WHEN %d < (SELECT COUNT(*) FROM ANNAL_NOTICE) "
@@ -62,9 +62,9 @@ constexpr LogFullTrigger kLogFull{
     .remove = {"DROP TRIGGER annal_notice_logfull;", Wait::kBusyTimeout, ANNAL_REMOVE_TRIGGER_FAILED},
 };
 
-// Three rows are as odd as they look, and have to stay so, because callers are built on what comes of them: 6 compares
-// a number with a text, 10 names a column that never was, so that it always fails, and 19 to 21 take an SQL expression
-// where the others take a value.
+// Three kinds of rows are odd and must stay so, because callers rely on the results: 6 compares a number with a text,
+// 10 names a column that never existed and always fails, and 19 to 21 take an SQL expression where the others take a
+// value.
 constexpr Selector kSelectors[] = {
     {"DELETE FROM ANNAL_NOTICE WHERE id = %d;", Selector::Value::kInteger},
     {"DELETE FROM ANNAL_NOTICE WHERE severity = %d;", Selector::Value::kInteger},
@@ -102,7 +102,7 @@ constexpr ColumnAddition kAddition{
     .integer = {"ALTER TABLE ANNAL_NOTICE ADD COLUMN %s INTEGER DEFAULT '%s'", Wait::kNever, ANNAL_CHANGE_FAILED},
 };
 
-// What a table must have to be kept. A table without title is younger than that and gets it added.
+// The columns that a table must have to be kept. A table without title is merely older and gets it added.
 constexpr const char* kRequiredColumns[] = {
     "id",         "severity", "server", "action", "serviceName", "facility", "time",
     "endtime",    "user",     "ip",     "client", "desc",        "msgCode",  "varNum",
@@ -166,8 +166,8 @@ int annal_notice_table_add_column(const char* column, int type, const char* defa
 
 int AnnalNoticeModifyTbl() noexcept {
   int result = ANNAL_OK;
-  // A table that lacks one of them is of another release's making, or empty: its notices are worth less than a file
-  // that the notice centre can read. A file that cannot be deleted shows in what creating the table answers.
+  // A table that lacks one of them comes from a different release, or is empty: its notices are worth less than a file
+  // that the notice centre can read. If the file cannot be deleted, creating the table reports it.
   if (isAllColumnExist() > 0) {
     unlink(kNoticeLog);
     constexpr int kMostNotices = 10000;

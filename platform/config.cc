@@ -1,4 +1,4 @@
-// Stand-in for the appliance's libCorix_config.so.0: there is no other log consumer to send to.
+// Stand-in for the appliance's libCorix_config.so.0, with no other log consumer to send to.
 #include "platform/platform.h"
 
 extern "C" int SNMPTrap_Send_Alert(const char* /*message*/, int /*type*/) {

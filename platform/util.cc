@@ -15,7 +15,7 @@ bool printable(char character) {
   return character >= 0x20 && character <= 0x7E;
 }
 
-// The length in bytes of the control character that a text begins with, or 0.
+// The length in bytes of the control character at the start of a text, or 0.
 std::size_t control_character_length(const unsigned char* text) {
   const unsigned char first = text[0];
   if ((first >= 0x01 && first <= 0x1F) || first == 0x7F) {
@@ -41,7 +41,7 @@ std::size_t control_character_length(const unsigned char* text) {
 
 extern "C" int IS_IPv6_Address(const char* text) {
   in6_addr address;
-  // Most addresses are IPv4's, which a glance tells.
+  // Most addresses are IPv4, which a glance reveals.
   return text != nullptr && std::strchr(text, ':') != nullptr && inet_pton(AF_INET6, text, &address) == 1 ? 1 : 0;
 }
 
@@ -55,7 +55,7 @@ extern "C" int Skip_Unicode_Control_Characters(char* text) {
     return 0;
   }
   char* to = text;
-  while (printable(*to)) {  // to the end, in most texts
+  while (printable(*to)) {  // up to the end in most texts
     ++to;
   }
   const char* from = to;
@@ -82,8 +82,8 @@ extern "C" int zeno_exec_v(const void* /*unused1*/, const void* /*unused2*/, con
     waited = waitpid(child, &status, 0);
   } while (waited == -1 && errno == EINTR);
   if (waited == -1) {
-    return 0;  // The caller ignores SIGCHLD: the program ran, and its status is lost.
+    return 0;  // The caller ignores SIGCHLD: the program ran, but its status is lost.
   }
-  constexpr int kKilled = 128;  // as shells count it
+  constexpr int kKilled = 128;  // the shells' convention
   return WIFEXITED(status) ? WEXITSTATUS(status) : kKilled + WTERMSIG(status);
 }
