@@ -44,8 +44,8 @@ WORDING = (
     (re.compile(r"cancelled|cancelling|synchronis|initialis|unrecognis|authoris|\bcolour", re.I), "a spelling other than American"),
 )
 
-# Nouns that templates count, and what may stand between the amount and its noun. "{1} of {2} disks" has a total, which is
-# more than one, and "{0} files per second" a rate.
+# Nouns that templates count, and what may stand between the amount and its noun. "{1} of {2} disks" has a total, "a limit of
+# {1} disks" a limit, and "{0} files per second" a rate.
 COUNTED = ("adapter|application|attempt|block|bucket|cable|client|cluster|code|connection|container|core|day|device|disk|"
            "enclosure|error|failure|file|folder|fragment|frame|group|hour|image|item|job|key|lane|login|LUN|message|minute|"
            "month|node|notification|object|packet|page|part|password|path|replica|request|reset|result|role|rule|second|"
@@ -79,8 +79,8 @@ VOICE = (
     (r"\bconcerned\b", "affected"),
     (r"\bby connection profile\b", "with connection profile"),
     (r";", "two sentences"),
-    (rf"(?<!of )(?<!of its )(?<!of the )\{{[0-9]+\}}(?: (?:{COUNTED_AS}))* (?:{COUNTED})s\b(?! per )",
-     "(s) after a noun that a placeholder counts"),
+    (r"(?<!\} of )(?<!\} of its )(?<!\} of the )(?<!limit of )(?<!maximum of )"
+     rf"\{{[0-9]+\}}(?: (?:{COUNTED_AS}))* (?:{COUNTED})s\b(?! per )", "(s) after a noun that a placeholder counts"),
     (r"(?:^|[.:] )[^.:{}]*\(s\)", "the plural where no placeholder counts"),
 )
 VOICE = tuple((re.compile(pattern, re.I), use) for pattern, use in VOICE)

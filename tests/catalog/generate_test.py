@@ -190,6 +190,7 @@ REFUSED_WORDINGS = (
     ("Printed by connection profile {0}.", "by connection profile", "with connection profile"),
     ("Printer {0} stopped; restart it.", ";", "two sentences"),
     ("Removed {0} printers. Lost {1} pages.", "{1} pages", "(s) after a noun that a placeholder counts"),
+    ("Lost {0} after a timeout of {1} seconds.", "{1} seconds", "(s) after a noun that a placeholder counts"),
     ("Lost {0} unreadable sectors.", "{0} unreadable sectors", "(s) after a noun that a placeholder counts"),
     ("Lost job(s) of printer {0}.", "Lost job(s)", "the plural where no placeholder counts"),
     ("Printer {0} stopped. Check its cable(s).", "Check its cable(s)", "the plural where no placeholder counts"),
@@ -199,7 +200,7 @@ TAKEN_WORDINGS = (
     "Changed alias of {0}. Tell the users to change the name, too.",
     "NAS turned off {0}. Turn on the unit, the light and the virtual machine.",
     "Added {0} of {1} disks and all of its {2} disk(s) in {3} second(s).",
-    "Printed {0} pages per minute on {1}.",
+    "Printed {0} pages per minute on {1}, which has a limit of {2} pages.",
     "Printer {0} is no longer there. There is no paper.",
     "Failed to lock {0}. It holds files that are open.",
 )
