@@ -51,10 +51,10 @@ COUNTED = ("adapter|application|attempt|block|bucket|cable|client|cluster|code|c
            "month|node|notification|object|packet|page|part|password|path|replica|request|reset|result|role|rule|second|"
            "sector|service|session|shock|slot|snapshot|source|stream|stripe|takeover|target|task|test|thumbnail|tier|time|"
            "user|volume|week|year")
-COUNTED_AS = (r"allowed|bad|bind|correctable|CRC|damaged|data|deny|encrypted|external|failed|internal|key|link|log|M\.2|"
-              r"mirrored|necessary|open|other|parity|predefined|read|reallocated|redundant|reservation|search|"
-              r"self-encrypting|shared|simultaneous|snapshot|solid-state|source|system|transmission|unknown|unreadable|"
-              r"verification|watched|wrong|write")
+COUNTED_AS = (r"access|allowed|bad|bind|correctable|CRC|damaged|data|deny|encrypted|external|failed|internal|key|link|"
+              r"log|M\.2|mirrored|necessary|open|other|parity|predefined|RAID|read|reallocated|redundant|reservation|"
+              r"search|self-encrypting|shared|simultaneous|snapshot|solid-state|source|system|transmission|unknown|"
+              r"unreadable|verification|watched|wrong|write")
 TURNED_BY_POWER = r"NAS|unit|enclosure|light|power|port|machine"
 
 # One voice: wordings that a template could choose between, and the one that it takes.

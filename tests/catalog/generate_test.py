@@ -208,6 +208,7 @@ TAKEN_WORDINGS = (
     "Printed {0} pages per minute on {1}, which has a limit of {2} pages.",
     "Printer {0} is no longer there. There is no paper.",
     "Failed to lock {0}. It holds files that are open.",
+    "Printer {0} writes slowly.",
 )
 
 
