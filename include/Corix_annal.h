@@ -854,8 +854,38 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  * when the commit failed; ANNAL_BATCH_FAILED when no transaction could be begun in seven attempts.
  *
  * It mends a broken log by force. When the statement cannot be prepared, or the transaction not begun, twice in a row
- * (a file that is no database, that has no table, or that stays locked longer than the wait), the file is DELETED and
- * created anew with annal_conn_create_tbl(0, 0) before each further attempt.
+ * (a file that is no database, that has no table or another layout, whose triggers or indexes SQLite cannot read, that
+ * stays locked whole for two waits, or because memory is short), the file is DELETED with all its entries and created
+ * anew with annal_conn_create_tbl(0, 0) before each further attempt. The call still returns ANNAL_OK.
+ *
+ * So a careful caller first asks, with a connection of its own, whether the log takes entries, and calls the batch only
+ * then. The function below does what a batch does, and undoes it: it takes the write lock, inserts the batch's columns
+ * into the table with its triggers and indexes, and rolls back. It inserts two equal rows, because a unique index that
+ * somebody has added would refuse only the second. It waits up to 20 s. It refuses a log that is missing, locked, of
+ * another layout, or damaged where an entry is written, and one that refuses rows. It does not read the whole log, as
+ * "annalctl conn check" does, and cannot know what happens to the log after it: a process that then locks the whole
+ * file for 40 s, or damages it in that moment, still costs the log.
+ *
+ * ```c
+ * #include <sqlite3.h>
+ * #include <stddef.h>
+ *
+ * static int conn_log_takes_entries(void) {
+ *   static const char trial[] =
+ *       "BEGIN IMMEDIATE; "
+ *       "INSERT INTO ANNAL_CONN (conn_type, conn_date, conn_time, conn_user, conn_ip, conn_comp, conn_res, conn_serv, "
+ *       "conn_action, conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent) "
+ *       "SELECT 0, strftime('%Y-%m-%d', CURRENT_TIMESTAMP, 'LOCALTIME'), strftime('%H:%M:%S', CURRENT_TIMESTAMP, "
+ *       "'LOCALTIME'), '---', '---', '---', '---', 0, 0, '---', 0, '---', '---', '---' FROM (VALUES (1), (2)); "
+ *       "ROLLBACK;";
+ *   sqlite3* log = NULL;
+ *   const int takes = sqlite3_open_v2("/etc/logs/conn.log", &log, SQLITE_OPEN_READWRITE, NULL) == SQLITE_OK &&
+ *                     sqlite3_busy_timeout(log, 20000) == SQLITE_OK &&
+ *                     sqlite3_exec(log, trial, NULL, NULL, NULL) == SQLITE_OK;
+ *   sqlite3_close(log); // which also undoes a trial that failed half-way
+ *   return takes;
+ * }
+ * ```
  *
  * Waits up to 20 s in each attempt, and holds the log's write lock until the last record has been handed on. Starts
  * processes and waits for none of them.

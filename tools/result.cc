@@ -52,21 +52,24 @@ bool log_is_there(const Log& log) {
   return !obstacle;
 }
 
-std::string failure_text(const Call& call, int code) {
+std::string failure_text(const Call& call, int code, const std::string& seen) {
   if (const std::optional<std::string> obstacle = file_obstacle(call.log, call.purpose)) {
     return fmt::format("cannot open {}: {}", call.log.path, *obstacle);
   }
   if (const std::optional<std::string> cause = statement_obstacle(call, code)) {
     return fmt::format("cannot {}: {}", call.doing, *cause);
   }
+  if (!seen.empty()) {
+    return fmt::format("cannot {}: {}", call.doing, seen);
+  }
   return fmt::format("cannot {}: the library answered {} ({}) on {}", call.doing, code, code_text(code), call.log.path);
 }
 
-int report(const Call& call, int code) {
+int report(const Call& call, int code, const std::string& seen) {
   if (code == ANNAL_OK) {
     return kSuccess;
   }
-  complain(failure_text(call, code));
+  complain(failure_text(call, code, seen));
   return kFailure;
 }
 

@@ -14,10 +14,10 @@ namespace annalctl {
 // the reason when the answer is false.
 [[nodiscard]] bool log_is_there(const Log& log);
 
-// Why a call failed, and what to do.
-[[nodiscard]] std::string failure_text(const Call& call, int code);
+// Why a call failed, and what to do. seen: what its caller knows of the cause, for when none is found here.
+[[nodiscard]] std::string failure_text(const Call& call, int code, const std::string& seen = {});
 
 // Prints what became of a call, unless it is a success, and returns the exit status.
-[[nodiscard]] int report(const Call& call, int code);
+[[nodiscard]] int report(const Call& call, int code, const std::string& seen = {});
 
 }  // namespace annalctl

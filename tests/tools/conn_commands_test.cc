@@ -1,3 +1,6 @@
+#include <sqlite3.h>
+
+#include <chrono>
 #include <nlohmann/json.hpp>
 
 #include "Corix_annal.h"
@@ -448,6 +451,64 @@ TEST_F(AnnalctlConn, DryRunStoresNothingAndOptionsReplaceTheNumbers) {
   EXPECT_EQ(count(), 0);
   EXPECT_EQ(conn({"import", "--service", "8", "--action", "2", "--type", "error", "-"}, input).status, 0);
   EXPECT_EQ(count({"--service", "8", "--action", "2", "--type", "error"}), 1);
+}
+
+// What a batch throws away or loses entries to, and a count and a look at the columns do not show.
+TEST_F(AnnalctlConn, LogThatRefusesEntriesIsLeftAloneAndSaysWhy) {
+  struct Refusing {
+    const char* how;
+    const char* said;
+    const char* undo;
+  };
+  add({"kept"});
+  for (const Refusing& refusing :
+       {Refusing{"CREATE TRIGGER theirs AFTER INSERT ON ANNAL_CONN BEGIN INSERT INTO gone VALUES (1); END", "gone",
+                 "DROP TRIGGER theirs"},
+        Refusing{"CREATE TRIGGER theirs BEFORE INSERT ON ANNAL_CONN BEGIN SELECT RAISE(ABORT, 'not here'); END",
+                 "not here", "DROP TRIGGER theirs"},
+        Refusing{"CREATE UNIQUE INDEX theirs ON ANNAL_CONN (conn_user)", "UNIQUE", "DROP INDEX theirs"},
+        Refusing{"UPDATE sqlite_sequence SET seq = 9223372036854775807", "full",
+                 "UPDATE sqlite_sequence SET seq = 1"}}) {
+    sql(kPath, refusing.how);
+    for (const Texts& command : {Texts{"add", "x"}, Texts{"import", "-"}}) {
+      const Finished finished = conn(command, line("Failed password for root from 10.0.0.1 port 1 ssh2"));
+      EXPECT_EQ(finished.status, 1) << refusing.how;
+      EXPECT_NE(finished.err.find("refuses new entries"), std::string::npos) << finished.err;
+      EXPECT_NE(finished.err.find(refusing.said), std::string::npos) << finished.err;
+    }
+    sql(kPath, refusing.undo);
+  }
+  EXPECT_EQ(resources({}), Texts{"kept"});
+}
+
+TEST_F(AnnalctlConn, LogOfALaterReleaseTakesEntries) {
+  sql(kPath, "ALTER TABLE ANNAL_CONN ADD COLUMN later TEXT");
+  add({"x"});
+  EXPECT_EQ(annal::test::value(kPath, "SELECT conn_res FROM ANNAL_CONN"), "x");
+}
+
+// A batch would wait 20 s for each of its records, and hand on what it could not store.
+TEST_F(AnnalctlConn, LogThatAnotherWritesToIsWaitedForOnce) {
+  sqlite3* writer = nullptr;
+  ASSERT_EQ(sqlite3_open(kPath, &writer), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const auto begun = std::chrono::steady_clock::now();
+  RunningAnnalctl adding({"conn", "add", "x"});
+  const std::string two =
+      line("Failed password for a from 10.0.0.1 port 1 ssh2") + line("Failed password for b from 10.0.0.1 port 1 ssh2");
+  const Finished imported = conn({"import", "-"}, two);
+  const Finished added = adding.finish();
+  const auto took = std::chrono::steady_clock::now() - begun;
+  sqlite3_close(writer);
+  EXPECT_GE(took, std::chrono::seconds(19));
+  EXPECT_LT(took, std::chrono::seconds(35));
+  for (const Finished& finished : {imported, added}) {
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_NE(finished.err.find("is locked by process"), std::string::npos) << finished.err;
+    EXPECT_NE(finished.err.find("still after 20 s"), std::string::npos) << finished.err;
+  }
+  EXPECT_NE(imported.err.find("stopped at line 1 of -"), std::string::npos) << imported.err;
+  EXPECT_EQ(count(), 0);
 }
 
 TEST_F(AnnalctlConn, LockedLogIsWaitedForAndNotThrownAway) {

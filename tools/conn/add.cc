@@ -46,7 +46,8 @@ int run_add(const Arguments& arguments) {
   }
   const Call call{kLog, "store the connection", Purpose::kWriting};
   std::vector<ConnRecord> one{record};
-  return report(call, store(one).code);
+  const Stored stored = store(one);
+  return report(call, stored.code, stored.seen);
 }
 
 }  // namespace

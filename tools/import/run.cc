@@ -127,7 +127,7 @@ class FileImport {
       return true;
     }
     progress_.clear();
-    static_cast<void>(report(call, result.code));
+    static_cast<void>(report(call, result.code, result.seen));
     if (result.count > 0) {
       complain(fmt::format("stopped: only {} of {} from line {} of {} on are stored", result.count,
                            counted(entries, log_.entries), first_pending_, name_));

@@ -22,8 +22,9 @@ struct ImportRequest {
 void add_import_options(CLI::App& command, ImportRequest& request);
 
 struct Stored {
-  int code;           // the library's
-  std::size_t count;  // of entries that are stored, also when others are not
+  int code;            // the library's
+  std::size_t count;   // of entries that are stored, also when others are not
+  std::string seen{};  // the cause, if the one who stored has seen it and the library has not
 };
 
 // Where the lines go.
