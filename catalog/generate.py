@@ -49,8 +49,8 @@ WORDING = (
 COUNTED = ("adapter|application|attempt|block|bucket|cable|client|cluster|code|connection|container|core|day|device|disk|"
            "enclosure|error|failure|file|folder|fragment|frame|group|hour|image|item|job|key|lane|login|LUN|message|minute|"
            "month|node|notification|object|packet|page|part|password|path|replica|request|reset|result|role|rule|second|"
-           "sector|service|session|shock|slot|snapshot|source|stream|stripe|takeover|target|task|test|thumbnail|tier|time|"
-           "user|volume|week|year")
+           "sector|service|session|shock|sign-in|slot|snapshot|source|stream|stripe|takeover|target|task|test|thumbnail|tier|"
+           "time|user|volume|week|year")
 COUNTED_AS = (r"access|allowed|bad|bind|correctable|CRC|damaged|data|deny|encrypted|external|failed|internal|key|link|"
               r"log|M\.2|mirrored|necessary|open|other|parity|predefined|RAID|read|reallocated|redundant|reservation|"
               r"search|self-encrypting|shared|simultaneous|snapshot|solid-state|source|system|transmission|unknown|"
