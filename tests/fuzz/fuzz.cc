@@ -19,7 +19,7 @@
 #include <iterator>
 
 #include "Corix_annal.h"
-#include "tests/support/namespace.h"
+#include "appliance/namespace.h"
 
 namespace annal::fuzz {
 
@@ -186,7 +186,7 @@ void allow_commands(bool allowed) {
 
 Files files() {
   Files found;
-  for (const fs::directory_entry& entry : fs::directory_iterator(test::kLogFolder)) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(appliance::kLogFolder)) {
     std::ifstream file(entry.path(), std::ios::binary);
     found[entry.path()] = {std::istreambuf_iterator<char>(file), {}};
   }
@@ -195,7 +195,7 @@ Files files() {
 
 void put_back(const Files& files) {
   std::vector<fs::path> strangers;
-  for (const fs::directory_entry& entry : fs::directory_iterator(test::kLogFolder)) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(appliance::kLogFolder)) {
     if (!files.contains(entry.path())) {
       strangers.push_back(entry.path());
     }
@@ -265,8 +265,8 @@ extern "C" int clone(int (*run)(void*), void* stack, int flags, void* argument, 
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   using annal::fuzz::require;
-  if (!annal::test::inside_private_appliance()) {
-    const std::string problem = annal::test::enter_private_appliance();
+  if (!annal::appliance::inside_private_appliance()) {
+    const std::string problem = annal::appliance::enter_private_appliance();
     if (!problem.empty()) {
       std::fprintf(stderr, "Fuzzing needs a private appliance: %s\n", problem.c_str());
       std::_Exit(EXIT_FAILURE);

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "tests/support/namespace.h"
+#include "appliance/namespace.h"
 
 namespace annal::test {
 
@@ -11,9 +11,9 @@ namespace fs = std::filesystem;
 namespace {
 
 void empty_folders() {
-  fs::remove_all(kLogFolder);
-  fs::create_directory(kLogFolder);
-  for (const char* folder : kCommandFolders) {
+  fs::remove_all(appliance::kLogFolder);
+  fs::create_directory(appliance::kLogFolder);
+  for (const char* folder : appliance::kCommandFolders) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
       fs::remove_all(entry.path());
     }
@@ -23,7 +23,7 @@ void empty_folders() {
 }  // namespace
 
 void ApplianceTest::SetUp() {
-  ASSERT_TRUE(inside_private_appliance() && is_kept());
+  ASSERT_TRUE(appliance::inside_private_appliance() && appliance::is_kept());
   empty_folders();
   Clock::run();
   SqliteTrace::reset();
@@ -32,14 +32,15 @@ void ApplianceTest::SetUp() {
 }
 
 void ApplianceTest::TearDown() {
-  EXPECT_TRUE(end_strays()) << "commands that do not end, or a kernel that does not list the children of a process";
+  EXPECT_TRUE(appliance::end_strays())
+      << "commands that do not end, or a kernel that does not list the children of a process";
   EXPECT_EQ(SqliteTrace::open_connections(), 0U);
   EXPECT_EQ(SqliteTrace::live_statements(), 0U);
   EXPECT_EQ(SqliteTrace::live_texts(), 0U);
 }
 
 void remove_log_folder() {
-  fs::remove_all(kLogFolder);
+  fs::remove_all(appliance::kLogFolder);
 }
 
 bool exists(const char* path) {

@@ -12,7 +12,7 @@
 #include <iterator>
 
 #include "Corix_annal.h"
-#include "tests/support/namespace.h"
+#include "appliance/namespace.h"
 
 namespace annal::test {
 namespace {
@@ -48,9 +48,9 @@ TEST_F(Appliance, IsSeenByNoProcessOutside) {
 
 TEST_F(Appliance, EndsWhatATestLeavesRunning) {
   ASSERT_EQ(std::system("sleep 60 & sleep 60 &"), 0);
-  EXPECT_EQ(strays().size(), 2U);
+  EXPECT_EQ(appliance::strays().size(), 2U);
   ApplianceTest::TearDown();
-  EXPECT_TRUE(strays().empty());
+  EXPECT_TRUE(appliance::strays().empty());
 }
 
 TEST_F(Appliance, LosesTheLogFolderOnRequest) {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "tests/support/namespace.h"
+#include "appliance/namespace.h"
 #include "tests/support/recordings.h"
 
 namespace annal::test {
@@ -71,7 +71,7 @@ std::vector<CommandRun> Commands::wait_for(std::size_t count) {
 std::vector<CommandRun> Commands::settled() {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   std::this_thread::sleep_for(milliseconds(150));
-  while (!strays().empty() && std::chrono::steady_clock::now() < deadline) {
+  while (!appliance::strays().empty() && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(milliseconds(2));
   }
   return runs();

@@ -25,8 +25,8 @@
 #include <vector>
 
 #include "Corix_annal.h"
+#include "appliance/namespace.h"
 #include "common/paths.h"
-#include "tests/support/namespace.h"
 #include "tests/trust/scenarios.h"
 #include "tests/trust/shim_vfs.h"
 #include "tests/trust/trust_test.h"
@@ -585,7 +585,7 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
     const Way& way = trade().ways.front();
     EXPECT_EQ(way.add(++hired_, 1).code, ANNAL_OK);
     reported_[hired_] = {0, {way.parts}};
-    for (const fs::directory_entry& entry : fs::directory_iterator(kLogFolder)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(appliance::kLogFolder)) {
       EXPECT_EQ(entry.path(), trade().path);
     }
   }

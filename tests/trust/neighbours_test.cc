@@ -20,8 +20,8 @@
 #include <utility>
 
 #include "Corix_annal.h"
+#include "appliance/namespace.h"
 #include "common/paths.h"
-#include "tests/support/namespace.h"
 #include "tests/trust/faulty_memory.h"
 #include "tests/trust/scenarios.h"
 #include "tests/trust/shim_vfs.h"
@@ -55,8 +55,8 @@ Log another(Log log) {
 
 // Also a journal or what else a neighbour has left, and what was put there in place of a file.
 void empty_the_folder() {
-  fs::remove_all(kLogFolder);
-  fs::create_directory(kLogFolder);
+  fs::remove_all(appliance::kLogFolder);
+  fs::create_directory(appliance::kLogFolder);
 }
 
 // The file of a log in a state, with nothing beside it.
@@ -222,7 +222,7 @@ struct Sight {
     if (fs::is_regular_file(path, none)) {
       sight.bytes = read_file(path);
     }
-    for (const fs::directory_entry& entry : fs::directory_iterator(kLogFolder, none)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(appliance::kLogFolder, none)) {
       sight.names.insert(entry.path().filename());
     }
     return sight;
@@ -613,7 +613,7 @@ std::vector<Situation> situations() {
                      write_file(std::string(path) + "/file", "x");
                    }),
       in_its_place("APipe", [](const char* path) { mkfifo(path, 0600); }),
-      in_its_place("NoFolder", [](const char* /*path*/) { fs::remove_all(kLogFolder); }),
+      in_its_place("NoFolder", [](const char* /*path*/) { fs::remove_all(appliance::kLogFolder); }),
   };
 }
 
@@ -799,13 +799,14 @@ class Grounds : public NeighbourTest, public testing::WithParamInterface<Ground>
 
   static void put_read_only(const Subject& subject) {
     subject.put_log();
-    must(mount(kLogFolder, kLogFolder, nullptr, MS_BIND, nullptr), "bind");
-    must(mount(nullptr, kLogFolder, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV, nullptr),
+    must(mount(appliance::kLogFolder, appliance::kLogFolder, nullptr, MS_BIND, nullptr), "bind");
+    must(mount(nullptr, appliance::kLogFolder, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV,
+               nullptr),
          "read-only");
   }
 
   static void put_full(const Subject& subject, long room) {
-    must(mount("tmpfs", kLogFolder, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755,size=1m"), "tmpfs");
+    must(mount("tmpfs", appliance::kLogFolder, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755,size=1m"), "tmpfs");
     if (!subject.bytes.empty()) {
       write_file(subject.path(), subject.bytes);
     }
@@ -834,7 +835,7 @@ class Grounds : public NeighbourTest, public testing::WithParamInterface<Ground>
       }
       const Outcome outcome = call(subject, {ground.demand});
       judge(subject, outcome, subject.only_reads() ? Demand::kAsEver : ground.demand);
-      must(umount2(kLogFolder, MNT_DETACH), "umount");
+      must(umount2(appliance::kLogFolder, MNT_DETACH), "umount");
     }
   }
 };
@@ -843,7 +844,7 @@ TEST_P(Grounds, EveryFunctionDoesAllOrNothing) {
   std::fflush(nullptr);
   const pid_t process = fork();
   if (process == 0) {
-    const std::string problem = leave_the_machines_mounts();
+    const std::string problem = appliance::leave_the_machines_mounts();
     if (problem.empty()) {
       try {
         call_all();

@@ -15,7 +15,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "tests/support/namespace.h"
+#include "appliance/namespace.h"
 
 namespace annal::test {
 
@@ -128,7 +128,7 @@ std::string survivor(const TrackedFile& file, const std::string& now) {
 }
 
 bool tracked(const char* path) {
-  return power.on && path != nullptr && fs::path(path).parent_path() == kLogFolder;
+  return power.on && path != nullptr && fs::path(path).parent_path() == appliance::kLogFolder;
 }
 
 // A point at which the order of things on the disk matters.
@@ -467,7 +467,7 @@ void Power::on(Folder folder, unsigned seed) {
   power.on = true;
   power.folder = folder;
   power.dice = Dice(seed);
-  for (const fs::directory_entry& entry : fs::directory_iterator(kLogFolder)) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(appliance::kLogFolder)) {
     power.files[entry.path()].safe = read_file(entry.path());
   }
 }

@@ -1,4 +1,4 @@
-#include "tests/support/namespace.h"
+#include "appliance/namespace.h"
 
 #include <fcntl.h>
 #include <sched.h>
@@ -19,7 +19,7 @@
 #include <iterator>
 #include <thread>
 
-namespace annal::test {
+namespace annal::appliance {
 
 namespace {
 
@@ -208,4 +208,4 @@ bool end_strays() {
   return true;
 }
 
-}  // namespace annal::test
+}  // namespace annal::appliance

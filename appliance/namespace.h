@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace annal::test {
+namespace annal::appliance {
 
 // Folders that are empty and writable inside, whatever the machine has there.
 inline constexpr const char* kLogFolder = "/etc/logs";
@@ -43,4 +43,4 @@ bool end_strays();
 // relying on permissions.
 std::string enter_private_appliance();
 
-}  // namespace annal::test
+}  // namespace annal::appliance
