@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tests/support/searches.h"
+#include "tests/suites/searches.h"
 
 namespace annal::test {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "Corix_annal.h"
 #include "tests/event/searched_log.h"
-#include "tests/support/searches.h"
+#include "tests/suites/searches.h"
 
 namespace annal::test {
 namespace {

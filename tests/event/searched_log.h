@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Corix_annal.h"
-#include "tests/support/searches.h"
+#include "tests/suites/searches.h"
 
 namespace annal::test {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tests/support/log_operations.h"
+#include "tests/suites/log_operations.h"
 
 namespace annal::test {
 namespace {

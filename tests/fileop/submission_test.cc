@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "Corix_annal.h"
-#include "tests/support/log_operations.h"
+#include "tests/suites/log_operations.h"
 
 namespace annal::test {
 namespace {

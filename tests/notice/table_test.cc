@@ -15,7 +15,7 @@
 
 #include "Corix_annal.h"
 #include "tests/support/from_library.h"
-#include "tests/support/log_operations.h"
+#include "tests/suites/log_operations.h"
 
 namespace annal::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/support/searches.h"
+#include "tests/suites/searches.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,4 +1,4 @@
-#include "tests/support/log_operations.h"
+#include "tests/suites/log_operations.h"
 
 #include <cstdio>
 #include <fstream>

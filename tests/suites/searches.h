@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tests/support/appliance.h"
-#include "tests/support/search_model.h"
+#include "tests/suites/search_model.h"
 
 namespace annal::test {
 

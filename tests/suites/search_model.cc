@@ -1,4 +1,4 @@
-#include "tests/support/search_model.h"
+#include "tests/suites/search_model.h"
 
 #include <algorithm>
 #include <array>
