@@ -1,0 +1,49 @@
+// What the notice log's check of its columns makes of a healthy log when memory is short.
+#include "Corix_annal.h"
+#include "common/paths.h"
+#include "tests/support/log_file.h"
+#include "tests/trust/faulty_memory.h"
+#include "tests/trust/scenarios.h"
+#include "tests/trust/trust_test.h"
+
+namespace annal::test {
+namespace {
+
+class MissingColumns : public TrustTest {
+ protected:
+  void SetUp() override {
+    TrustTest::SetUp();
+    ASSERT_EQ(annal_notice_create_tbl(0, 0), ANNAL_OK);
+    NoticeRecord notice = a_notice("kept");
+    ASSERT_EQ(annal_notice_add(&notice), ANNAL_OK);
+    ASSERT_EQ(isAllColumnExist(), 0);
+  }
+
+  // Calls it with a single allocation of SQLite's failing, the next one each time, until its answer is so.
+  template <typename Call, typename Found>
+  static bool comes_to(Call call, Found found) {
+    for (int nth = 1;; ++nth) {
+      SqliteMemory::countdown().arm(nth, Lasting::kOnce);
+      const int result = call();
+      const bool struck = SqliteMemory::countdown().struck() > 0;
+      SqliteMemory::countdown().count_only();
+      if (!struck || found(result)) {
+        return struck;
+      }
+    }
+  }
+};
+
+TEST_F(MissingColumns, AreCountedWhereMemoryIsShort) {
+  EXPECT_TRUE(comes_to(isAllColumnExist, [](int missing) { return missing > 0; }));
+  EXPECT_EQ(isAllColumnExist(), 0);
+}
+
+TEST_F(MissingColumns, MakeAMigrationDeleteAHealthyLogWhereMemoryIsShort) {
+  EXPECT_TRUE(comes_to(AnnalNoticeModifyTbl, [](int /*result*/) {
+    return value(kNoticeLog, "SELECT COUNT(*) FROM ANNAL_NOTICE WHERE desc = 'kept';") == "0";
+  }));
+}
+
+}  // namespace
+}  // namespace annal::test
