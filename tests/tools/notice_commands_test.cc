@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/annalctl.h"
+#include "tests/tools/damage.h"
 
 namespace {
 
@@ -367,6 +368,33 @@ TEST_F(AnnalctlTest, MigrateDoesNotTakeAMissingTableForMissingColumns) {
   EXPECT_EQ(finished.status, 1);
   EXPECT_NE(finished.err.find("has no table yet: run 'annalctl notice create'"), std::string::npos) << finished.err;
   EXPECT_EQ(value(kPath, "SELECT COUNT(*) FROM other;"), "0");
+}
+
+// The library takes a column that it cannot read for one that is missing, and then deletes the log.
+TEST_F(AnnalctlNoticeTest, MigrateDoesNotTakeADamagedPageForMissingColumns) {
+  sql(kPath,
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100) INSERT INTO ANNAL_NOTICE "
+      "(severity, desc) SELECT 3, hex(zeroblob(500)) || i FROM n;");
+  const std::size_t page = std::stoul(value(kPath, "PRAGMA page_size;"));
+  std::string log = damage::contents_of(kPath);
+  const std::size_t row = log.find(std::string(1000, '0') + "7");
+  ASSERT_NE(row, std::string::npos);
+  damage::overwrite(kPath, row / page * page, std::string(8, '\xFF'));
+  const std::string before = damage::contents_of(kPath);
+  const Finished finished = annalctl({"notice", "migrate", "--yes"});
+  EXPECT_NE(finished.err.find("has all columns: nothing was changed"), std::string::npos) << finished.err;
+  EXPECT_TRUE(damage::contents_of(kPath) == before);
+}
+
+TEST_F(AnnalctlTest, MigrateTakesColumnNamesAsSqliteDoes) {
+  std::string columns = kAllButTitle;
+  columns.replace(columns.find("severity"), 8, "Severity");
+  columns.replace(columns.find("user TEXT"), 4, "USER");
+  make_log_with(columns + ", TITLE TEXT");
+  const Finished finished = annalctl({"notice", "migrate", "--yes"});
+  EXPECT_EQ(finished.status, 0) << finished.err;
+  EXPECT_NE(finished.err.find("has all columns: nothing was changed"), std::string::npos) << finished.err;
+  EXPECT_EQ(ids(), "1");
 }
 
 TEST_F(AnnalctlNoticeTest, MigrateDoesNotTakeALockForMissingColumns) {

@@ -16,6 +16,7 @@
 #include "tools/number.h"
 #include "tools/result.h"
 #include "tools/salvage.h"
+#include "tools/sqlite.h"
 
 namespace annalctl::notice {
 
@@ -38,6 +39,8 @@ constexpr Maintenance kMaintenance{
 
 constexpr const char* kTitle = "title";
 
+constexpr int kWaitMilliseconds = 20000;
+
 int run_age(int days) {
   if (!log_is_there(kLog)) {
     return kFailure;
@@ -46,12 +49,28 @@ int run_age(int days) {
   return report(call, AnnalNoticeDellogByClientTime(days));
 }
 
-// The columns that the table lacks. What is asked for is how often each has a value, because the value itself is no
-// answer: an empty table has none, and one may happen to be the code of a failure.
-std::vector<std::string> missing_columns() {
+// The columns that the table lacks, whose names are the same to SQLite in any case; nothing when it could not be read
+// to its end. The library is not asked: it takes a column that it cannot read, for want of memory or on a damaged page,
+// for one that is missing, and its migration then deletes the log.
+std::optional<std::vector<std::string>> missing_columns() {
+  const Database database(kLog.path, SQLITE_OPEN_READWRITE);
+  sqlite3_busy_timeout(database.handle(), kWaitMilliseconds);
+  Statement columns(database, fmt::format("PRAGMA table_info({})", kLog.table));
+  std::vector<std::string> there;
+  while (columns.next()) {
+    constexpr int kName = 1;
+    there.push_back(columns.text(kName));
+    if (there.back().empty()) {
+      return {};
+    }
+  }
+  if (!columns.ended() || there.empty()) {
+    return {};
+  }
   std::vector<std::string> missing;
   for (const Column& column : kLog.columns) {
-    if (annal_notice_table_check_column(fmt::format("COUNT({})", column.name).c_str()) < 0) {
+    if (std::none_of(there.begin(), there.end(),
+                     [&column](const std::string& name) { return sqlite3_stricmp(name.c_str(), column.name) == 0; })) {
       missing.emplace_back(column.name);
     }
   }
@@ -75,7 +94,8 @@ bool may_start_anew(const std::vector<std::string>& missing, int notices) {
 // The code says nothing here: it is that of a failure whenever the new table has its title from the beginning.
 int start_anew(const Call& call) {
   const int code = AnnalNoticeModifyTbl();
-  return missing_columns().empty() ? kSuccess : report(call, code);
+  const std::optional<std::vector<std::string>> missing = missing_columns();
+  return missing && missing->empty() ? kSuccess : report(call, code);
 }
 
 int run_migrate(bool yes) {
@@ -83,26 +103,24 @@ int run_migrate(bool yes) {
     return kFailure;
   }
   const Call call{kLog, "bring the notice log up to date", Purpose::kMigrating};
-  // Asked before and after: in a file that is locked every column looks missing, and each takes the whole wait.
-  int notices = kLog.count();
-  std::vector<std::string> missing;
-  if (notices >= 0) {
-    missing = missing_columns();
-    notices = kLog.count();
-  }
+  const int notices = kLog.count();
   if (notices < 0) {
     return report(call, notices);
   }
-  if (missing.empty()) {
+  const std::optional<std::vector<std::string>> missing = missing_columns();
+  if (!missing) {
+    return report(call, ANNAL_QUERY_FAILED, "its columns cannot be read (run 'annalctl notice check')");
+  }
+  if (missing->empty()) {
     complain("the notice log has all columns: nothing was changed");
     return kSuccess;
   }
-  if (missing == std::vector<std::string>{kTitle}) {
+  if (*missing == std::vector<std::string>{kTitle}) {
     // Not left to the library's own migration, which deletes the file when it is empty, or locked in that moment.
     constexpr int kText = 0;
     return report(call, annal_notice_table_add_column(kTitle, kText, ""));
   }
-  return yes || may_start_anew(missing, notices) ? start_anew(call) : static_cast<int>(kFailure);
+  return yes || may_start_anew(*missing, notices) ? start_anew(call) : static_cast<int>(kFailure);
 }
 
 }  // namespace
