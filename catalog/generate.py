@@ -83,6 +83,13 @@ VOICE = (
     (r"\bnot contained\b", "not included"),
     (r"\bconcerned\b", "affected"),
     (r"\bby connection profile\b", "with connection profile"),
+    (r"\boperations per second\b", "IOPS"),
+    (r"\bexpected (?:end|time|duration)\b|\bestimated time\b(?! left)",
+     "estimated duration, estimated time left or estimated end"),
+    (r"(?:^|\. )(?:checksum|command|health|link|load|remaining life|temperature) (?:of|on|over|to)\b",
+     "the: a singular noun takes its article"),
+    (r"\bdo not [^.,]* and\b", "a comma or a second sentence after what is not to be done"),
+    (r"\bevery \{[0-9]+\}(?! \w+\(s\))", "Frequency: before the label of a schedule"),
     (r";", "two sentences"),
     (r"(?<!\} of )(?<!\} of its )(?<!\} of the )(?<!limit of )(?<!maximum of )"
      rf"\{{[0-9]+\}}(?: (?:{COUNTED_AS}))* (?:{COUNTED})s\b(?! per )", "(s) after a noun that a placeholder counts"),

@@ -193,6 +193,13 @@ REFUSED_WORDINGS = (
     ("Pages after {0} are not contained.", "not contained", "not included"),
     ("Printed {0}. Pages concerned: {1}.", "concerned", "affected"),
     ("Printed by connection profile {0}.", "by connection profile", "with connection profile"),
+    ("Limited {0} to {1} operations per second.", "operations per second", "IOPS"),
+    ("Printing {0}. Expected end: {1}.", "Expected end", "estimated duration, estimated time left or estimated end"),
+    ("Printing {0}. Estimated time: {1}.", "Estimated time", "estimated duration, estimated time left or estimated end"),
+    ("Temperature of {0} is high.", "Temperature of", "the: a singular noun takes its article"),
+    ("Lost {0}. Link to {1} dropped.", "Link to", "the: a singular noun takes its article"),
+    ("Do not remove {0} and restart it.", "Do not remove {0} and", "a comma or a second sentence after what is not to be done"),
+    ("Scheduled {0} every {1} at {2}.", "every {1}", "Frequency: before the label of a schedule"),
     ("Printer {0} stopped; restart it.", ";", "two sentences"),
     ("Removed {0} printers. Lost {1} pages.", "{1} pages", "(s) after a noun that a placeholder counts"),
     ("Lost {0} after a timeout of {1} seconds.", "{1} seconds", "(s) after a noun that a placeholder counts"),
@@ -209,6 +216,8 @@ TAKEN_WORDINGS = (
     "Printer {0} is no longer there. There is no paper.",
     "Failed to lock {0}. It holds files that are open.",
     "Printer {0} writes slowly.",
+    "Printing {0} every {1} hour(s). Estimated time left: {2} hour(s).",
+    "The temperature of {0} is high. Do not touch it, and call for help.",
 )
 
 
