@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "Corix_annal.h"
+#include "common/not_cancelled.h"
 #include "common/statement.h"
 
 namespace annal {
@@ -27,6 +28,7 @@ class Database {
 
  private:
   friend class PreparedStatement;
+  const NotCancelled not_cancelled_;  // first, so that it outlives the handle
   sqlite3* handle_ = nullptr;
   bool opened_ = false;
 };

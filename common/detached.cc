@@ -1,7 +1,6 @@
 #include "common/detached.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -13,6 +12,7 @@
 #include <cstddef>
 
 #include "common/kept_errno.h"
+#include "common/not_cancelled.h"
 
 // The sanitizers know the stack of the thread only.
 #define ANNAL_ON_A_STACK_OF_ITS_OWN __attribute__((no_sanitize_address, no_sanitize_thread))
@@ -73,18 +73,6 @@ class AllSignalsBlocked {
 
  private:
   SignalSet callers_;
-};
-
-// A thread that is cancelled while it waits for the first child would leave a zombie behind.
-class NotCancelled {
- public:
-  NotCancelled() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
-  ~NotCancelled() { pthread_setcancelstate(before_, nullptr); }
-  NotCancelled(const NotCancelled&) = delete;
-  NotCancelled& operator=(const NotCancelled&) = delete;
-
- private:
-  int before_ = PTHREAD_CANCEL_ENABLE;
 };
 
 struct Task {

@@ -10,6 +10,7 @@
 #include "common/decimal.h"
 #include "common/detached.h"
 #include "common/kept_errno.h"
+#include "common/not_cancelled.h"
 #include "common/recorder.h"
 #include "platform/platform.h"
 
@@ -66,6 +67,7 @@ constexpr const char* or_null_text(const char* text) noexcept {
 }  // namespace
 
 void forward(const ConnRecord& record) noexcept {
+  const NotCancelled not_cancelled;  // every consumer gets what is stored
   send_to_log_centre(record);
   SendConnToZSyslogd(record.conn_type, record.conn_user, record.conn_ip, record.conn_comp, record.conn_serv,
                      record.conn_action, record.conn_res);

@@ -13,6 +13,7 @@
 #include "common/detached.h"
 #include "common/held_sigpipe.h"
 #include "common/kept_errno.h"
+#include "common/not_cancelled.h"
 #include "common/record.h"
 #include "common/recorder.h"
 #include "platform/platform.h"
@@ -68,6 +69,7 @@ void send_to_notice_engine(const EventRecord& record) noexcept {
 }  // namespace
 
 void forward(const EventRecord& record) noexcept {
+  const NotCancelled not_cancelled;  // every consumer gets what is stored
   annal_report_event(static_cast<unsigned>(record.event_type), record.event_desc);
   SNMPTrap_Send_Alert(record.event_desc, record.event_type);
   SendEventToLumod(&record);
@@ -85,6 +87,7 @@ using namespace annal;
 
 int annal_report_event(unsigned type, const char* message) noexcept {
   const KeptErrno kept;
+  const NotCancelled not_cancelled;
   // Close-on-exec, so that a command started meanwhile by another thread does not inherit it: this one would then never
   // see the end of its input.
   std::FILE* const command = popen(kNotificationCentre, "we");  // NOLINT(cert-env33-c): the text is constant

@@ -72,7 +72,14 @@
  *
  *  - Threads and signals. The library has no thread and no state of its own between calls, apart from the exported
  *    flags below; any number of threads and processes may call it at once, each with records of its own. No function
- *    may be called from a signal handler, nor between fork and exec.
+ *    may be called from a signal handler, nor between fork and exec. A child that was forked while another thread was in
+ *    a call must not call the library at all, even if it never runs another program: it can hang in a lock that the
+ *    other thread held.
+ *
+ *    A thread that is cancelled in a call ends after the call, at its next cancellation point. Row callbacks run with
+ *    cancellation disabled, and every call leaves the thread's cancelability as it was. This holds for deferred
+ *    cancellation, the usual type. A thread of the asynchronous type must disable cancellation itself around each call:
+ *    else it can end inside SQLite or libc, with their locks held, and the process's other threads hang.
  *
  *  - Processes. Storing an event or a connection starts commands of the appliance; the functions that do so say it.
  * They share the caller's memory until they run, so the cost does not grow with the caller, and they inherit the

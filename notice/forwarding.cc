@@ -9,6 +9,7 @@
 #include "common/argument_vector.h"
 #include "common/client_details.h"
 #include "common/detached.h"
+#include "common/not_cancelled.h"
 #include "platform/platform.h"
 
 namespace annal {
@@ -66,6 +67,7 @@ int run_in_utf8(const char* path, const ArgumentVector& arguments) noexcept {
   if (!arguments.complete()) {
     return kNotRun;
   }
+  const NotCancelled not_cancelled;
   setenv("LC_ALL", "en_US.UTF-8", 1);  // NOLINT(concurrency-mt-unsafe): callers keep the environment still
   return zeno_exec_v(nullptr, nullptr, nullptr, path, arguments.argv()) == kNotRun ? kNotRun : ANNAL_OK;
 }
