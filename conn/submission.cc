@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstring>
 #include <optional>
@@ -11,6 +9,7 @@
 #include "common/database.h"
 #include "common/paths.h"
 #include "common/record.h"
+#include "common/recreation.h"
 #include "common/store.h"
 #include "conn/forwarding.h"
 #include "platform/platform.h"
@@ -169,7 +168,7 @@ class Batch {
 // after the other. The first failure is taken for a passing one.
 void prepare_attempt(int attempt) noexcept {
   if (attempt > kAttemptsOnTheSameFile) {
-    unlink(kConnLog);
+    start_file_over(kConnLog);
     (void)annal_conn_create_tbl(0, 0);  // if this fails, so does the attempt
   }
 }

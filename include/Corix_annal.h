@@ -893,7 +893,9 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  * It mends a broken log by force. When the statement cannot be prepared, or the transaction not begun, twice in a row
  * (a file that is no database, that has no table or another layout, whose triggers or indexes SQLite cannot read, that
  * stays locked whole for two waits, or because memory is short), the file is DELETED with all its entries and created
- * anew with annal_conn_create_tbl(0, 0) before each further attempt. The call still returns ANNAL_OK.
+ * anew with annal_conn_create_tbl(0, 0) before each further attempt. The call still returns ANNAL_OK. The new file keeps
+ * the old one's mode, owner and group. Where the process may not keep the group, the new group gets what everybody had.
+ * The owner can always read and write.
  *
  * So a careful caller first asks, with a connection of its own, whether the log takes entries, and calls the batch only
  * then. The function below does what a batch does, and undoes it: it takes the write lock, inserts the batch's columns
@@ -1296,7 +1298,8 @@ ANNAL_API int annal_notice_table_add_column(const char* column, int type, const 
  * is looked for in the empty table, not found, and cannot be added again. A column that cannot be read counts as
  * lacking here too: a healthy log is deleted with all its notices when it is locked for longer than the wait, or when
  * memory is short in that moment. So look at the columns first, as isAllColumnExist says, and call this only when some
- * are really missing and nobody else is at the file. "annalctl notice migrate" does so.
+ * are really missing and nobody else is at the file. "annalctl notice migrate" does so. The new file
+ * keeps the old one's mode, owner and group, as one that annal_conn_add_entries2 creates.
  *
  * Returns ANNAL_OK, also when the file could not be opened to look for the columns, and nothing was done; or what
  * creating the table or adding the column answers. Waits up to 20 s, for each of its steps but the adding of title.

@@ -1,10 +1,9 @@
-#include <unistd.h>
-
+#include "common/table.h"
 #include "Corix_annal.h"
 #include "common/columns.h"
 #include "common/paths.h"
+#include "common/recreation.h"
 #include "common/store.h"
-#include "common/table.h"
 
 // Other programs read every text here, from the file itself (which contains the table, its indexes and its trigger word
 // for word, including tabs) or from traces: do not tidy any of them.
@@ -169,7 +168,7 @@ int AnnalNoticeModifyTbl() noexcept {
   // A table that lacks one of them comes from a different release, or is empty: its notices are worth less than a file
   // that the notice centre can read. If the file cannot be deleted, creating the table reports it.
   if (isAllColumnExist() > 0) {
-    unlink(kNoticeLog);
+    start_file_over(kNoticeLog);
     constexpr int kMostNotices = 10000;
     constexpr int kDeletedAtOnce = 1;
     result = annal_notice_create_tbl(kMostNotices, kDeletedAtOnce);

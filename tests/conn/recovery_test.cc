@@ -1,4 +1,5 @@
 // What a batch does about a log that it cannot write to: it tries once more, and then throws the file away.
+#include <grp.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -6,6 +7,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -13,6 +15,22 @@
 #include "Corix_annal.h"
 #include "tests/conn/conn_log.h"
 #include "tests/support/forwarding.h"
+#include "tests/support/from_library.h"
+#include "tests/support/rights.h"
+
+namespace {
+
+std::function<void(const char* name)> at_link;  // what is done before a file gets another name
+
+}  // namespace
+
+// Comes before the C library's own.
+extern "C" int link(const char* from, const char* to) noexcept {
+  if (at_link) {
+    at_link(from);
+  }
+  return reinterpret_cast<int (*)(const char*, const char*)>(annal::test::next_function("link"))(from, to);
+}
 
 namespace annal::test {
 namespace {
@@ -265,6 +283,101 @@ TEST_F(ConnRecovery, KeepsALogThatCannotBeCommitted) {
   EXPECT_EQ(sqlite.calls(), complete());
   expect_same_log();
   EXPECT_EQ(stored_count(), "1");
+}
+
+// ---- rights ----
+
+class ConnRecoveryWithRights : public ConnRecovery {
+ protected:
+  void SetUp() override {
+    ConnRecovery::SetUp();
+    put_garbage(kLog);
+  }
+  void TearDown() override {
+    at_link = nullptr;
+    ConnRecovery::TearDown();
+  }
+
+  static std::size_t files_in_folder() {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator("/etc/logs"), {}));
+  }
+};
+
+TEST_F(ConnRecoveryWithRights, KeepsThoseOfTheOldLog) {
+  const std::size_t files = files_in_folder();
+  for (const Rights& rights : unusual_rights()) {
+    put_garbage(kLog);
+    give_rights(kLog, rights);
+    PlatformRecorder::reset();
+    expect_answer(ANNAL_OK, 2);
+    expect_new_log("2 1");
+    EXPECT_EQ(rights_of(kLog), rights);
+    EXPECT_EQ(files_in_folder(), files);
+  }
+}
+
+// A log that its owner may not write to would be no use.
+TEST_F(ConnRecoveryWithRights, LetsTheOwnerReadAndWrite) {
+  give_rights(kLog, {0444});
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can read and write such a log";
+  }
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(rights_of(kLog), Rights{0644});
+}
+
+TEST_F(ConnRecoveryWithRights, MakesALogThatWasMissingAsTheMaskSays) {
+  fs::remove(kLog);
+  const mode_t before = umask(026);
+  expect_answer(ANNAL_OK, 2);
+  umask(before);
+  EXPECT_EQ(rights_of(kLog).mode, 0640U);
+}
+
+// Nobody can open it before it has its rights, and its name is given to a file that this process has closed: closing it
+// later would undo other threads' locks.
+TEST_F(ConnRecoveryWithRights, NamesTheNewLogWhenItIsReady) {
+  const Rights rights{0640};
+  give_rights(kLog, rights);
+  int links = 0;
+  at_link = [&](const char* name) {
+    ++links;
+    EXPECT_EQ(rights_of(name), rights);
+    EXPECT_FALSE(exists(kLog));
+    for (const auto& descriptor : fs::directory_iterator("/proc/self/fd")) {
+      std::error_code gone;
+      EXPECT_NE(fs::read_symlink(descriptor, gone), fs::canonical(name));
+    }
+  };
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(links, 1);
+}
+
+TEST_F(ConnRecoveryWithRights, LeavesALogThatAnotherProcessHasMadeMeanwhile) {
+  at_link = [](const char* /*name*/) {
+    at_link = nullptr;
+    sql(kLog, "CREATE TABLE other (x);");
+  };
+  const std::size_t files = files_in_folder();
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'other';"), "1");
+  EXPECT_EQ(files_in_folder(), files);
+}
+
+// One who cannot give the new log to the old one's owner and group gives the new group what everybody had.
+TEST_F(ConnRecoveryWithRights, OpensItToNobodyElseWhereTheGroupCannotBeKept) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can become somebody else";
+  }
+  give_rights(kLog, {0664, 1234, 5678});
+  fs::permissions("/etc/logs", fs::perms::all);
+  survive([] {
+    ASSERT_EQ(setgroups(0, nullptr), 0);
+    ASSERT_EQ(setresgid(4321, 4321, 4321), 0);
+    ASSERT_EQ(setresuid(4321, 4321, 4321), 0);
+    expect_answer(ANNAL_OK, 2);
+    EXPECT_EQ(rights_of(kLog), (Rights{0644, 4321, 4321}));
+  });
 }
 
 // ---- permissions ----

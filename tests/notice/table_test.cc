@@ -15,6 +15,7 @@
 
 #include "Corix_annal.h"
 #include "tests/support/from_library.h"
+#include "tests/support/rights.h"
 #include "tests/suites/log_operations.h"
 
 namespace annal::test {
@@ -1102,6 +1103,16 @@ TEST_F(OlderNoticeTable, IsMadeAnewInPlaceOfAFileThatIsNoDatabase) {
   put_garbage(kLog);
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
   expect_recreated();
+}
+
+TEST_F(OlderNoticeTable, KeepsItsRightsWhenItIsMadeAnew) {
+  for (const Rights& rights : unusual_rights()) {
+    put_garbage(kLog);
+    give_rights(kLog, rights);
+    EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
+    expect_recreated();
+    EXPECT_EQ(rights_of(kLog), rights);
+  }
 }
 
 TEST_F(OlderNoticeTable, CountsAsCurrentWhenItCannotBeOpened) {
