@@ -27,27 +27,36 @@ namespace {
 constexpr int kCannotRun = 1;
 
 // Room for both children, each of which runs a few small functions: one mapping, because the caller's own stack may be
-// as small as the system allows.
+// as small as the system allows. Where the caller's address space has no room for it, smaller stacks do as well.
 class ChildStacks {
  public:
-  ChildStacks() noexcept
-      : memory_(mmap(nullptr, 2 * kEach, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0)) {}
+  ChildStacks() noexcept {
+    for (const std::size_t size : kSizes) {
+      void* const memory =
+          mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
+      if (memory != MAP_FAILED) {
+        memory_ = static_cast<char*>(memory);
+        size_ = size;
+        return;
+      }
+    }
+  }
   ~ChildStacks() {
-    if (usable()) {
-      munmap(memory_, 2 * kEach);
+    if (memory_ != nullptr) {
+      munmap(memory_, 2 * size_);
     }
   }
   ChildStacks(const ChildStacks&) = delete;
   ChildStacks& operator=(const ChildStacks&) = delete;
 
-  [[nodiscard]] bool usable() const noexcept { return memory_ != MAP_FAILED; }
-  // Stacks grow down on every machine this runs on.
-  [[nodiscard]] void* first() const noexcept { return static_cast<char*>(memory_) + kEach; }
-  [[nodiscard]] void* second() const noexcept { return static_cast<char*>(memory_) + 2 * kEach; }
+  // Stacks grow down on every machine this runs on. Null where there is no room for any.
+  [[nodiscard]] void* first() const noexcept { return memory_ != nullptr ? memory_ + size_ : nullptr; }
+  [[nodiscard]] void* second() const noexcept { return memory_ != nullptr ? memory_ + 2 * size_ : nullptr; }
 
  private:
-  static constexpr std::size_t kEach = std::size_t{256} * 1024;
-  void* memory_;
+  static constexpr std::size_t kSizes[] = {std::size_t{256} * 1024, std::size_t{32} * 1024};
+  char* memory_ = nullptr;
+  std::size_t size_ = 0;
 };
 
 using SignalSet = unsigned char[_NSIG / 8];
@@ -82,9 +91,18 @@ struct Task {
   const AllSignalsBlocked* signals;
 };
 
-// The caller goes on when the child has ended or run a command; until then it stands still, and nothing is copied.
+// The caller goes on when the child has ended or run a command; until then it stands still, and nothing is copied. A
+// child for which there is no stack gets a copy of the caller's memory, its stack included. It is _Fork that makes it,
+// because fork would run the caller's own handlers, which may do what a child must not.
 pid_t create_child(int (*run)(void*), void* stack, Task& task) noexcept {
-  return clone(run, stack, CLONE_VM | CLONE_VFORK | SIGCHLD, &task);
+  if (stack != nullptr) {
+    return clone(run, stack, CLONE_VM | CLONE_VFORK | SIGCHLD, &task);
+  }
+  const pid_t child = _Fork();
+  if (child == 0) {
+    run(&task);  // which does not return
+  }
+  return child;
 }
 
 ANNAL_ON_A_STACK_OF_ITS_OWN void send_to_null(Surroundings::Streams streams) noexcept {
@@ -157,10 +175,10 @@ void wait_for(pid_t child) noexcept {
 
 bool run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept {
   const KeptErrno kept;  // the children share it
-  const ChildStacks stacks;
-  if (!arguments.complete() || !stacks.usable()) {
+  if (!arguments.complete()) {
     return false;
   }
+  const ChildStacks stacks;
   const NotCancelled not_cancelled;
   pid_t child = -1;
   {

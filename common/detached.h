@@ -30,7 +30,8 @@ struct Surroundings {
 // False when there is no first child: nothing has been started then. Whatever fails behind it does so silently.
 //
 // Children share the caller's memory until they run the command, so that the cost does not grow with the caller. That
-// is why every text is there before this is called.
+// is why every text is there before this is called. Where the caller's address space has no room for their stacks, they
+// get a copy of the caller's memory, as from fork.
 bool run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept;
 
 }  // namespace annal

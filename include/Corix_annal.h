@@ -82,8 +82,9 @@
  *    else it can end inside SQLite or libc, with their locks held, and the process's other threads hang.
  *
  *  - Processes. Storing an event or a connection starts commands of the appliance; the functions that do so say it.
- * They share the caller's memory until they run, so the cost does not grow with the caller, and they inherit the
- * descriptors that the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with no
+ * They share the caller's memory until they run, so the cost does not grow with the caller; where its address space has
+ * no room for their stacks (64 KiB), they get a copy of its memory instead, as from fork. They inherit the descriptors
+ * that the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with no
  * child; a SIGCHLD handler of its own may see one come and go. A SIGPIPE that somebody else sends meanwhile reaches the
  * caller when the call is done. A command that cannot be run is nobody's failure.
  *    A call that starts a command waits for its start: until the command's exec is done, the calling thread stands

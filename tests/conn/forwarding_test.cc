@@ -19,6 +19,7 @@
 #include "tests/conn/conn_log.h"
 #include "tests/support/few_processes.h"
 #include "tests/support/forwarding.h"
+#include "tests/support/little_memory.h"
 
 namespace annal::test {
 namespace {
@@ -368,6 +369,30 @@ TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSame) {
 TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSameWhenTheSecondIsMissing) {
   expect_stored_with(1, {1, 0});
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which need address space of their own
+class ConnForwardingWithALittleMemory : public ConnForwarding, public testing::WithParamInterface<std::size_t> {};
+INSTANTIATE_TEST_SUITE_P(, ConnForwardingWithALittleMemory, testing::ValuesIn(kLittleRooms));
+
+// Once before, for what the first call alone takes.
+TEST_P(ConnForwardingWithALittleMemory, RunsBothCommands) {
+  survive([] {
+    ConnRecord record = complete_record();
+    ASSERT_EQ(annal_conn_add2(&record), ANNAL_OK);
+    EXPECT_EQ(Commands::wait_for(2).size(), 2U);
+    Commands::reset();
+    {
+      const LittleMemory memory(GetParam());
+      EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
+    }
+    expect_no_child_left();
+    const auto runs = in_order(Commands::wait_for(2));
+    ASSERT_EQ(runs.size(), 2U);
+    EXPECT_EQ(runs[0].arguments, full_vector());
+    EXPECT_EQ(runs[1].arguments, recorder_vector());
+  });
+}
+#endif
 
 // ---- refusals ----
 

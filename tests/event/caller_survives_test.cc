@@ -31,6 +31,8 @@
 #include "tests/support/appliance.h"
 #include "tests/support/few_processes.h"
 #include "tests/support/forwarding.h"
+#include "tests/support/from_library.h"
+#include "tests/support/little_memory.h"
 
 namespace {
 
@@ -38,6 +40,7 @@ std::atomic<bool> a_byte_a_write = false;
 std::atomic<int> waits_to_interrupt = 0;
 std::atomic<bool> writing_is_watched = false;
 std::set<int> inheritable_while_writing;
+std::atomic<int> copies_of_the_caller = 0;
 
 }  // namespace
 
@@ -47,6 +50,12 @@ extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
     inheritable_while_writing = annal::test::inheritable_descriptors();
   }
   return syscall(SYS_write, descriptor, data, a_byte_a_write ? std::min<size_t>(size, 1) : size);
+}
+
+// Counts the children that share nothing with this process.
+extern "C" pid_t _Fork() noexcept {
+  ++copies_of_the_caller;
+  return reinterpret_cast<pid_t (*)()>(annal::test::next_function("_Fork"))();
 }
 
 // The same: a child has mostly ended when it is waited for, so that a signal seldom comes just then.
@@ -1093,6 +1102,80 @@ TEST_F(Forwarding, SendsNothingWithoutMemory) {
     EXPECT_TRUE(Commands::settled().empty());
     send_to_all();
     expect_all_commands();
+  });
+}
+#endif
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which need address space of their own
+class ForwardingWithALittleMemory : public Forwarding, public testing::WithParamInterface<std::size_t> {};
+INSTANTIATE_TEST_SUITE_P(, ForwardingWithALittleMemory, testing::ValuesIn(kLittleRooms));
+
+// Once before, for what the first call alone takes.
+TEST_P(ForwardingWithALittleMemory, RunsTheCommandsThatAreLeftBehind) {
+  for (const char* path : {kEvsh, kRecorderTool}) {
+    commands.install(path, {.takes = 50ms});
+  }
+  survive([] {
+    send_to_log_centre();
+    send_to_recorder();
+    EXPECT_EQ(Commands::wait_for(2).size(), 2U);
+    Commands::reset();
+    copies_of_the_caller = 0;
+    errno = EDOM;
+    {
+      const LittleMemory memory(GetParam());
+      send_to_log_centre();
+      send_to_recorder();
+      EXPECT_EQ(errno, EDOM);
+    }
+    EXPECT_EQ(copies_of_the_caller, GetParam() == 0 ? 2 : 0);
+    EXPECT_TRUE(blocked_signals().empty());
+    expect_no_child_left();
+    const auto runs = Commands::wait_for(2);
+    EXPECT_EQ(vectors(runs), (std::vector<Row>{recorder_vector(), log_centre_vector()}));
+    for (const CommandRun& run : runs) {
+      EXPECT_EQ(standard_descriptors(run).size(), 3U);
+      for (const auto& [descriptor, target] : standard_descriptors(run)) {
+        EXPECT_TRUE(target.ends_with(" /dev/null")) << descriptor << ": " << target;
+      }
+    }
+  });
+}
+
+TEST_P(ForwardingWithALittleMemory, RunsNoHandlerOfTheCallersInAChild) {
+  survive([] {
+    send_to_log_centre();
+    EXPECT_EQ(Commands::wait_for(1).size(), 1U);
+    Commands::reset();
+    set_handler(SIGCHLD, count_signal);
+    pthread_atfork([] { handled = 100; }, [] { handled = 100; }, [] { _exit(9); });
+    {
+      const LittleMemory memory(GetParam());
+      send_to_log_centre();
+    }
+    EXPECT_EQ(handled, 1);
+    expect_no_child_left();
+    EXPECT_EQ(Commands::wait_for(1).size(), 1U);
+  });
+}
+
+TEST_P(ForwardingWithALittleMemory, LeavesDescriptorsClosedThatTheCallerHasClosed) {
+  survive([] {
+    send_to_log_centre();
+    send_to_recorder();
+    EXPECT_EQ(Commands::wait_for(2).size(), 2U);
+    Commands::reset();
+    unsigned closed = 0;
+    {
+      const Closed standard(7);
+      const LittleMemory memory(GetParam());
+      send_to_log_centre();
+      send_to_recorder();
+      closed = closed_now();
+    }
+    EXPECT_EQ(closed, 7U);
+    EXPECT_EQ(Commands::wait_for(2).size(), 2U);
+    expect_no_child_left();
   });
 }
 #endif

@@ -19,6 +19,8 @@
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
 #include "tests/support/few_processes.h"
+#include "tests/support/forwarding.h"
+#include "tests/support/little_memory.h"
 
 namespace annal::test {
 namespace {
@@ -613,6 +615,27 @@ TEST_F(NotifySend, DoesNotCareWhatBecomesOfTheCommand) {
   std::filesystem::create_directory(kNotify);
   EXPECT_EQ(send({}, &kEntry, 1, 1), 0);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which need address space of their own
+class NotifySendWithALittleMemory : public NotifySend, public testing::WithParamInterface<std::size_t> {};
+INSTANTIATE_TEST_SUITE_P(, NotifySendWithALittleMemory, testing::ValuesIn(kLittleRooms));
+
+// Once before, for what the first call alone takes.
+TEST_P(NotifySendWithALittleMemory, RunsTheCommand) {
+  survive([this] {
+    expect_sent(sent_vector(kKnownOptions), kKnown);
+    Commands::reset();
+    {
+      const LittleMemory memory(GetParam());
+      EXPECT_EQ(send(kKnown, &kEntry, 1, 1), 0);
+    }
+    expect_no_child_left();
+    const auto runs = Commands::wait_for(1);
+    ASSERT_EQ(runs.size(), 1U);
+    EXPECT_EQ(runs[0].arguments, sent_vector(kKnownOptions));
+  });
+}
+#endif
 
 volatile int status_of_child = -1;
 
