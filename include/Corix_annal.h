@@ -72,9 +72,9 @@
  *
  *  - Threads and signals. The library has no thread and no state of its own between calls, apart from the exported
  *    flags below; any number of threads and processes may call it at once, each with records of its own. No function
- *    may be called from a signal handler, nor between fork and exec. A child that was forked while another thread was in
- *    a call must not call the library at all, even if it never runs another program: it can hang in a lock that the
- *    other thread held.
+ *    may be called from a signal handler, nor between fork and exec. A child that was
+ *    forked while another thread was in a call must not call the library at all, even if it never runs another
+ *    program: it can hang in a lock that the other thread held.
  *
  *    A thread that is cancelled in a call ends after the call, at its next cancellation point. Row callbacks run with
  *    cancellation disabled, and every call leaves the thread's cancelability as it was. This holds for deferred
@@ -894,9 +894,9 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  * It mends a broken log by force. When the statement cannot be prepared, or the transaction not begun, twice in a row
  * (a file that is no database, that has no table or another layout, whose triggers or indexes SQLite cannot read, that
  * stays locked whole for two waits, or because memory is short), the file is DELETED with all its entries and created
- * anew with annal_conn_create_tbl(0, 0) before each further attempt. The call still returns ANNAL_OK. The new file keeps
- * the old one's mode, owner and group. Where the process may not keep the group, the new group gets what everybody had.
- * The owner can always read and write.
+ * anew with annal_conn_create_tbl(0, 0) before each further attempt. The call still returns ANNAL_OK. The new file
+ * keeps the old one's mode, owner and group. Where the process may not keep the group, the new group gets what
+ * everybody had. The owner can always read and write.
  *
  * So a careful caller first asks, with a connection of its own, whether the log takes entries, and calls the batch only
  * then. The function below does what a batch does, and undoes it: it takes the write lock, inserts the batch's columns
