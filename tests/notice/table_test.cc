@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "Corix_annal.h"
+#include "tests/suites/log_operations.h"
 #include "tests/support/from_library.h"
 #include "tests/support/rights.h"
-#include "tests/suites/log_operations.h"
 
 namespace annal::test {
 namespace {
