@@ -35,7 +35,7 @@ HeldSigpipe::~HeldSigpipe() {
     const std::timespec at_once{};
     sigtimedwait(&sigpipe, nullptr, &at_once);  // which does not wait, so that nothing can interrupt it
     if (callers_own_ && !is_waiting()) {
-      raise(SIGPIPE);
+      (void)raise(SIGPIPE);
     }
   }
   pthread_sigmask(SIG_SETMASK, &callers_mask_, nullptr);
