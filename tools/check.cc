@@ -12,6 +12,7 @@
 #include "tools/fileop/model.h"
 #include "tools/inspection.h"
 #include "tools/notice/model.h"
+#include "tools/rights.h"
 #include "tools/text.h"
 
 namespace annalctl {
@@ -50,14 +51,31 @@ bool check(const Log& log, Program& program) {
   return inspection.sound();
 }
 
+// Whether it is sound. Each log may need other rights than the next one.
+bool check_with_its_rights(const Log& log, Program& program) {
+  program.output.finish();
+  try {
+    return with_rights_for(log, [&log, &program] {
+      const bool sound = check(log, program);
+      program.output.finish();
+      return sound;
+    });
+  } catch (const RightsFailure& failure) {
+    Inspection inspection;
+    inspection.findings.push_back({State::kUnknown, failure.what()});
+    write(log, inspection, program);
+  }
+  return false;
+}
+
 void check_all(const std::vector<std::string>& files, Program& program) {
   bool sound = true;
   for (const Log* log : {&event::kLog, &conn::kLog, &notice::kLog}) {
-    sound = check(*log, program) && sound;
+    sound = check_with_its_rights(*log, program) && sound;
   }
   for (const std::string& file : files) {
     fileop::use_file(file);
-    sound = check(fileop::kLog, program) && sound;
+    sound = check_with_its_rights(fileop::kLog, program) && sound;
   }
   program.status = sound ? kSuccess : kFailure;
 }

@@ -16,6 +16,7 @@
 #include "Corix_annal.h"
 #include "tools/failure.h"
 #include "tools/file_lock.h"
+#include "tools/rights.h"
 
 namespace annalctl {
 
@@ -38,6 +39,11 @@ bool permitted(const std::string& path, int mode) {
 
 std::string refused(int error) {
   if (error == EACCES) {
+    if (const Finding user = rights_taken_from()) {
+      return fmt::format("permission denied to {}, who may write the log or a folder on its way and whose rights were "
+                         "taken on for that",
+                         *user);
+    }
     return "permission denied (run this as root)";
   }
   return system_message(error);

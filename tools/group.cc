@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <memory>
+
+#include "tools/rights.h"
+
 namespace annalctl {
 
 namespace {
@@ -16,11 +20,20 @@ void take_general_options(CLI::App& command) {
   }
 }
 
-}  // namespace
+// No command of a log is carried out with more rights than the log has.
+class LogGroup : public CLI::App {
+ public:
+  LogGroup(CLI::App& app, const Log& log)
+      : CLI::App(fmt::format("The {} log, {}", log.name, log.path), log.name, &app), log_(log) {}
 
-CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description,
-                    std::span<const AddCommand> commands, Program& program) {
-  CLI::App* const group = app.add_subcommand(name, description);
+  // The whole command line has been understood by now, and no command has begun.
+  void pre_callback() override { take_rights_for(log_); }
+
+ private:
+  const Log& log_;
+};
+
+CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Program& program) {
   group->fallthrough();
   group->require_subcommand(1);
   // Setting up the commands of every group takes longer than most commands run.
@@ -35,8 +48,15 @@ CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& d
   return group;
 }
 
+}  // namespace
+
+CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description,
+                    std::span<const AddCommand> commands, Program& program) {
+  return fill(app.add_subcommand(name, description), commands, program);
+}
+
 CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Program& program) {
-  return add_group(app, log.name, fmt::format("The {} log, {}", log.name, log.path), commands, program);
+  return fill(app.add_subcommand(std::make_shared<LogGroup>(app, log)), commands, program);
 }
 
 }  // namespace annalctl

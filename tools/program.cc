@@ -15,6 +15,7 @@
 #include "tools/event/commands.h"
 #include "tools/fileop/commands.h"
 #include "tools/notice/commands.h"
+#include "tools/rights.h"
 #include "tools/text.h"
 
 namespace annalctl {
@@ -131,6 +132,8 @@ int run_program(int argc, char** argv) {
     if (!failure.reader_gone()) {
       complain(failure.what());
     }
+  } catch (const RightsFailure& failure) {
+    complain(failure.what());
   } catch (const std::bad_alloc&) {
     complain("out of memory");
   }
