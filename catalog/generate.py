@@ -2,7 +2,8 @@
 """Checks the message catalog's files and turns them into the arrays that the library exports.
 
     generate.py --output FILE [--data DIR]   write the arrays as C++, from all files of the catalog
-    generate.py --check FILE...              check single files, complete or not
+    generate.py --check                      check all files, and the table of README.md
+    generate.py --check FILE...              check single files, complete or not, and the table
     generate.py --similar FILE...            list rows that say nearly the same
     generate.py --similar --words 2 FILE...  ... that differ in up to two words
 
@@ -96,6 +97,10 @@ VOICE = (
     (r"(?:^|[.:] )[^.:{}]*\(s\)", "the plural where no placeholder counts"),
 )
 VOICE = tuple((re.compile(pattern, re.I), use) for pattern, use in VOICE)
+
+# The columns of README.md's table behind an application's name.
+TABLE = ("Name in brackets", "Rows in the file", "of these phrase rows", "of these numbered, \"[reserved]\"", "Message numbers",
+         "Absent")
 
 Application = collections.namedtuple("Application", "name rows phrases uncategorized absent mixed title")
 Row = collections.namedtuple("Row", "line application level category number template")
@@ -257,6 +262,15 @@ def row_faults(row, application, headings):
         yield f"the level {row.level!a} is not 1, 2 or 4"
 
 
+def numbers(application):
+    """The message numbers that an application's file has: as many from 1 on as it has messages, without those that stay absent."""
+    highest, count = 0, application.rows - 2 - application.phrases
+    while count:
+        highest += 1
+        count -= highest not in application.absent
+    return set(range(1, highest + 1)) - application.absent
+
+
 def total_faults(rows, application):
     """What is wrong with the file as a whole."""
     phrases = sum(1 for row in rows if TOKEN.fullmatch(row.number))
@@ -266,15 +280,11 @@ def total_faults(rows, application):
         if found != wanted:
             yield f"the file has {found} {what}, it must have {wanted}"
 
-    numbers = [int(row.number) for row in rows if NUMBER.fullmatch(row.number)]
-    highest, count = 0, application.rows - 2 - application.phrases
-    while count:
-        highest += 1
-        count -= highest not in application.absent
-    wanted = set(range(1, highest + 1)) - application.absent
-    if wanted - set(numbers):
-        yield f"message numbers are missing: {ranges(wanted - set(numbers))}"
-    if application.mixed and len(numbers) > 1 and numbers == sorted(numbers):
+    found = [int(row.number) for row in rows if NUMBER.fullmatch(row.number)]
+    missing = numbers(application) - set(found)
+    if missing:
+        yield f"message numbers are missing: {ranges(missing)}"
+    if application.mixed and len(found) > 1 and found == sorted(found):
         yield "every message number ascends; some rows of this application stand out of order"
 
 
@@ -331,6 +341,41 @@ def check(paths, applications, faults):
     return catalog
 
 
+def table_cells(application):
+    """What README.md's table says of an application."""
+    highest = max(numbers(application), default=0)
+    return (application.title, str(application.rows - 2), str(application.phrases), str(application.uncategorized),
+            f"1 to {highest}" + (", some out of order" if application.mixed else ""), ranges(application.absent))
+
+
+def check_table(path, applications, faults):
+    """What README.md says of the files, a row of its table for each and a sentence of totals, against the applications."""
+    lines = read_lines(path, faults) if path.is_file() else []
+    told = set()
+    for line, text in lines:
+        cells = [cell.strip() for cell in text.strip().strip("|").split("|")]
+        name = cells[0].strip("`")
+        if not text.startswith("| `") or not NAME.fullmatch(name) or len(cells) != 1 + len(TABLE):
+            continue
+        if name not in applications or name in told:
+            faults.add(path, line, f"the table has {name} twice" if name in told else f"the table has {name}, which applications.tsv does not list")
+            continue
+        told.add(name)
+        for column, said, wanted in zip(TABLE, cells[1:], table_cells(applications[name])):
+            if said != wanted:
+                faults.add(path, line, f"the table says {said!a} for {column} of {name}, not {wanted!a}")
+    if set(applications) - told:
+        faults.add(path, max(len(lines), 1), f"the table lacks {', '.join(sorted(set(applications) - told))}")
+
+    rows, phrases, uncategorized = (sum(figures) for figures in zip(*(
+        (application.rows - 2, application.phrases, application.uncategorized) for application in applications.values())))
+    reserved = phrases + uncategorized
+    totals = (f"The rows with a category are {rows - reserved:,}, those with `{RESERVED}` {reserved:,} ({phrases:,} phrases, "
+              f"{uncategorized:,} numbered).")
+    if totals not in " ".join(text for _, text in lines):
+        faults.add(path, max(len(lines), 1), f"the text does not say: {totals}")
+
+
 def literal(text):
     """A C string literal; three-digit octal escapes end by themselves, whatever follows them."""
     return '"' + "".join(chr(byte) if 32 <= byte < 127 and byte not in b'"\\?' else f"\\{byte:03o}"
@@ -350,9 +395,12 @@ def arrays(catalog, applications):
     return "\n".join(lines)
 
 
+def all_files(data, applications):
+    return sorted(set(data.iterdir()) | {data / f"{name}.tsv" for name in applications})
+
+
 def generate(data, output, applications, faults):
-    paths = sorted(set(data.iterdir()) | {data / f"{name}.tsv" for name in applications})
-    catalog = check(paths, applications, faults)
+    catalog = check(all_files(data, applications), applications, faults)
     if not faults.lines:
         output.write_text(arrays(catalog, applications), encoding="ascii")
 
@@ -402,7 +450,8 @@ def main():
     if faults.lines:
         return faults.report()
     if arguments.check:
-        check(arguments.files, applications, faults)
+        check(arguments.files or all_files(arguments.data, applications), applications, faults)
+        check_table(arguments.applications.with_name("README.md"), applications, faults)
     else:
         generate(arguments.data, arguments.output, applications, faults)
     return faults.report()

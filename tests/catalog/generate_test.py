@@ -17,6 +17,37 @@ APPLICATIONS = (
     "A011\t8\t2\t1\t2\tascending\tExternal Device\n"
     "A049\t4\t0\t0\t-\tmixed\tHardware Status\n")
 
+README = """| File | Name in brackets | Rows | Phrases | Numbered | Message numbers | Absent |
+|---|---|---|---|---|---|---|
+| `A011` | External Device | 6 | 2 | 1 | 1 to 5 | 2 |
+| `A049` | Hardware Status | 2 | 0 | 0 | 1 to 2, some out of order |  |
+
+The rows with a category are 5, those with `[reserved]` 3 (2 phrases,
+1 numbered). And so on.
+"""
+
+# What is written over a text of README.md, and what is then refused.
+REFUSED_TABLES = (
+    ("another name", "External Device", "Devices",
+     "3: the table says 'Devices' for Name in brackets of A011, not 'External Device'"),
+    ("another number of rows", "| 6 |", "| 7 |", "3: the table says '7' for Rows in the file of A011, not '6'"),
+    ("another number of phrases", "| 6 | 2 |", "| 6 | 3 |",
+     "3: the table says '3' for of these phrase rows of A011, not '2'"),
+    ("another number without a category", "| 2 | 1 |", "| 2 | 0 |",
+     "3: the table says '0' for of these numbered, \"[reserved]\" of A011, not '1'"),
+    ("other message numbers", "1 to 5", "1 to 4", "3: the table says '1 to 4' for Message numbers of A011, not '1 to 5'"),
+    ("an order that is not so", ", some out of order", "",
+     "4: the table says '1 to 2' for Message numbers of A049, not '1 to 2, some out of order'"),
+    ("absent numbers left out", "| 1 to 5 | 2 |", "| 1 to 5 |  |", "3: the table says '' for Absent of A011, not '2'"),
+    ("an application left out", "| `A049` |", "| `A49` |", "7: the table lacks A049"),
+    ("an application twice", "|---|---|---|---|---|---|---|", "| `A011` | External Device | 6 | 2 | 1 | 1 to 5 | 2 |",
+     "3: the table has A011 twice"),
+    ("an unknown application", "|---|---|---|---|---|---|---|", "| `A012` | Tapes | 6 | 2 | 1 | 1 to 5 | 2 |",
+     "2: the table has A012, which applications.tsv does not list"),
+    ("other totals", "category are 5", "category are 6",
+     "7: the text does not say: The rows with a category are 5, those with `[reserved]` 3 (2 phrases, 1 numbered)."),
+)
+
 A011 = (
     "# Printers and UPS",
     "A011\t0\t[reserved]\t%V001%\tNetwork UPS",
@@ -225,11 +256,12 @@ class Catalog:
     """A small catalog in a folder of its own."""
 
     def __init__(self, folder):
-        self.folder = pathlib.Path(folder)
+        self.folder = pathlib.Path(folder).resolve()
         self.data = self.folder / "data"
         self.output = self.folder / "catalog.cc"
         self.data.mkdir()
         (self.folder / "applications.tsv").write_text(APPLICATIONS, encoding="utf-8")
+        (self.folder / "README.md").write_text(README, encoding="utf-8")
         self.write("A011", A011)
         self.write("A049", A049)
 
@@ -253,7 +285,7 @@ class GeneratorTest(unittest.TestCase):
 
     def expect_refused(self, finished, file, faults):
         self.assertEqual(finished.returncode, 1)
-        self.assertEqual(finished.stderr.splitlines(), [f"{self.catalog.data / file}:{fault}" for fault in faults])
+        self.assertEqual(finished.stderr.splitlines(), [f"{(self.catalog.data / file).resolve()}:{fault}" for fault in faults])
         self.assertFalse(self.catalog.output.exists())
 
 
@@ -390,6 +422,25 @@ class Checking(GeneratorTest):
         finished = self.catalog.run("--check", self.catalog.data / "A049.tsv")
         self.expect_refused(finished, "A049.tsv", [
             "1: the file has 0 rows, it must have 2", "1: message numbers are missing: 1-2"])
+
+
+    def test_looks_at_all_files_when_none_is_named(self):
+        self.assertEqual(self.catalog.run("--check").stderr, "")
+        (self.catalog.data / "A049.tsv").unlink()
+        self.expect_refused(self.catalog.run("--check"), "A049.tsv", ["1: the file is missing"])
+
+    def test_refuses_a_table_that_differs_from_what_the_files_hold(self):
+        for what, old, new, fault in REFUSED_TABLES:
+            with self.subTest(what):
+                self.assertEqual(README.count(old), 1)
+                (self.catalog.folder / "README.md").write_text(README.replace(old, new), encoding="utf-8")
+                self.expect_refused(self.catalog.run("--check"), "../README.md", [fault])
+
+    def test_refuses_a_catalog_without_a_table(self):
+        (self.catalog.folder / "README.md").unlink()
+        finished = self.catalog.run("--check")
+        self.assertEqual(finished.returncode, 1)
+        self.assertIn("README.md:1: the table lacks A011, A049\n", finished.stderr)
 
 
 class ListingWhatIsSimilar(GeneratorTest):
