@@ -87,7 +87,9 @@ VOICE = (
     (r"\boperations per second\b", "IOPS"),
     (r"\bexpected (?:end|time|duration)\b|\bestimated time\b(?! left)",
      "estimated duration, estimated time left or estimated end"),
-    (r"(?:^|\. )(?:checksum|command|health|link|load|remaining life|temperature) (?:of|on|over|to)\b",
+    (r"(?:^|\. )(?:cable|certificate|checksum|clock|command|controller|cover|database|fragment|guest|hardware|health|"
+     r"license|link|load|policy|recall|remaining life|serial number|temperature|time window|transceiver|tray|upload) "
+     r"(?:between|for|in|of|on|over|to)\b",
      "the: a singular noun takes its article"),
     (r"\bdo not [^.,]* and\b", "a comma or a second sentence after what is not to be done"),
     (r"\bevery \{[0-9]+\}(?! \w+\(s\))", "Frequency: before the label of a schedule"),

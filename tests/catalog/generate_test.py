@@ -229,6 +229,8 @@ REFUSED_WORDINGS = (
     ("Printing {0}. Estimated time: {1}.", "Estimated time", "estimated duration, estimated time left or estimated end"),
     ("Temperature of {0} is high.", "Temperature of", "the: a singular noun takes its article"),
     ("Lost {0}. Link to {1} dropped.", "Link to", "the: a singular noun takes its article"),
+    ("Certificate of {0} expires.", "Certificate of", "the: a singular noun takes its article"),
+    ("Reset {0}. Clock of {1} was wrong.", "Clock of", "the: a singular noun takes its article"),
     ("Do not remove {0} and restart it.", "Do not remove {0} and", "a comma or a second sentence after what is not to be done"),
     ("Scheduled {0} every {1} at {2}.", "every {1}", "Frequency: before the label of a schedule"),
     ("Printer {0} stopped; restart it.", ";", "two sentences"),
@@ -241,6 +243,7 @@ REFUSED_WORDINGS = (
 
 TAKEN_WORDINGS = (
     "Changed alias of {0}. Tell the users to change the name, too.",
+    "Certificate {0} expired. Clients refuse it.",
     "NAS turned off {0}. Turn on the unit, the light and the virtual machine.",
     "Added {0} of {1} disks and all of its {2} disk(s) in {3} second(s).",
     "Printed {0} pages per minute on {1}, which has a limit of {2} pages.",
