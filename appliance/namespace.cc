@@ -31,6 +31,9 @@ constexpr const char* kMark = "CORIX_PRIVATE_APPLIANCE";
 // Holds the keeper's process number, which is this process' parent or the variable is another program's.
 constexpr const char* kKeeper = "CORIX_APPLIANCE_KEEPER";
 
+// For processes that have been killed to be gone.
+constexpr std::chrono::seconds kLongestEnding{10};
+
 std::string mount_namespace() {
   std::error_code ignored;
   return fs::read_symlink("/proc/self/ns/mnt", ignored).string();
@@ -87,7 +90,16 @@ std::string replace_subfolder(const fs::path& subfolder) {
   if (original < 0) {
     return failure("cannot take a copy of the machine's own " + folder.string());
   }
-  std::string problem = mount_empty(folder);
+  // What the links lead to is the machine's: root could write there.
+  mount_attr read_only{};
+  read_only.attr_set = MOUNT_ATTR_RDONLY;
+  std::string problem;
+  if (mount_setattr(original, "", AT_EMPTY_PATH | AT_RECURSIVE, &read_only, sizeof read_only) != 0) {
+    problem = failure("cannot keep the machine's own " + folder.string() + " from being written");
+  }
+  if (problem.empty()) {
+    problem = mount_empty(folder);
+  }
   const fs::path machines = folder / ".machine";
   if (problem.empty() && mkdir(machines.c_str(), 0755) == 0 && mkdir(subfolder.c_str(), 0755) == 0 &&
       move_mount(original, "", AT_FDCWD, machines.c_str(), MOVE_MOUNT_F_EMPTY_PATH) == 0) {
@@ -147,27 +159,127 @@ namespace {
 
 }  // namespace
 
-int run_kept_on_private_appliance(const char* program, char** argv) {
-  const pid_t keeper = getpid();
-  const pid_t kept = prctl(PR_SET_CHILD_SUBREAPER, 1) == 0 ? fork() : -1;
-  if (kept < 0) {
-    std::fprintf(stderr, "Cannot run on a private appliance: %s\n", failure("no process").c_str());
-    return kCannotRun;
+namespace {
+
+// Of this process, if it is a keeper.
+std::string children_of_this() {
+  return "/proc/self/task/" + std::to_string(getpid()) + "/children";
+}
+
+std::vector<pid_t> listed(const std::string& children) {
+  std::ifstream file(children);
+  return {std::istream_iterator<pid_t>(file), {}};
+}
+
+// Whatever is left becomes the keeper's child when its own parent ends.
+void end_children() {
+  const auto deadline = std::chrono::steady_clock::now() + kLongestEnding;
+  for (pid_t ended = 0; ended != -1 && std::chrono::steady_clock::now() < deadline;) {
+    ended = waitpid(-1, nullptr, WNOHANG);
+    if (ended == 0) {
+      for (const pid_t child : listed(children_of_this())) {
+        kill(child, SIGKILL);
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
   }
-  if (kept == 0) {
-    run_kept(keeper, program, argv);
+}
+
+// Asks a keeper whose parent has been killed to end what it keeps.
+const int kAbandoned = SIGRTMIN;
+
+volatile std::sig_atomic_t g_child = 0;
+
+extern "C" void pass_on(int signal) {
+  kill(g_child, signal == kAbandoned ? SIGKILL : signal);
+}
+
+constexpr int kPassedOn[] = {SIGHUP, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM};
+
+// A terminal sends them to the program too, which is to answer them.
+constexpr int kProgramsOwn[] = {SIGINT, SIGQUIT};
+
+// Until watch() is ready for them. Returns what was blocked before.
+sigset_t block_signals() {
+  sigset_t blocked;
+  sigset_t before;
+  sigemptyset(&blocked);
+  for (const int signal : kPassedOn) {
+    sigaddset(&blocked, signal);
   }
-  // What a terminal sends is for the program to answer.
-  std::signal(SIGINT, SIG_IGN);
-  std::signal(SIGQUIT, SIG_IGN);
+  for (const int signal : kProgramsOwn) {
+    sigaddset(&blocked, signal);
+  }
+  sigaddset(&blocked, kAbandoned);
+  sigprocmask(SIG_BLOCK, &blocked, &before);
+  return before;
+}
+
+// Waits for the child, which gets the signals of this process meanwhile, and returns its exit status.
+int watch(pid_t child, const sigset_t& unblocked) {
+  g_child = child;
+  struct sigaction passing {};
+  passing.sa_handler = pass_on;
+  sigemptyset(&passing.sa_mask);
+  for (const int signal : kPassedOn) {
+    struct sigaction before {};
+    // What is ignored, as under nohup, stays so, and the program has inherited that.
+    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+      sigaction(signal, &passing, nullptr);
+    }
+  }
+  sigaction(kAbandoned, &passing, nullptr);
+  for (const int signal : kProgramsOwn) {
+    std::signal(signal, SIG_IGN);
+  }
+  sigprocmask(SIG_SETMASK, &unblocked, nullptr);
   int status = 0;
-  for (pid_t ended = 0; ended != kept;) {
+  for (pid_t ended = 0; ended != child;) {
     ended = waitpid(-1, &status, 0);
     if (ended == -1 && errno != EINTR) {
       return kCannotRun;
     }
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+int without_process() {
+  std::fprintf(stderr, "Cannot run on a private appliance: %s\n", failure("no process").c_str());
+  return kCannotRun;
+}
+
+// The one process whose end nothing outlives: it outlives the program, and its own parent.
+int keep(pid_t parent, const char* program, char** argv, const sigset_t& unblocked) {
+  const pid_t keeper = getpid();
+  if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0 || prctl(PR_SET_PDEATHSIG, kAbandoned) != 0 || getppid() != parent) {
+    return without_process();
+  }
+  const pid_t kept = fork();
+  if (kept < 0) {
+    return without_process();
+  }
+  if (kept == 0) {
+    sigprocmask(SIG_SETMASK, &unblocked, nullptr);
+    run_kept(keeper, program, argv);
+  }
+  const int status = watch(kept, unblocked);
+  end_children();
+  return status;
+}
+
+}  // namespace
+
+int run_kept_on_private_appliance(const char* program, char** argv) {
+  const sigset_t unblocked = block_signals();
+  const pid_t parent = getpid();
+  const pid_t keeper = fork();
+  if (keeper < 0) {
+    return without_process();
+  }
+  if (keeper == 0) {
+    _exit(keep(parent, program, argv, unblocked));
+  }
+  return watch(keeper, unblocked);
 }
 
 bool is_kept() {
@@ -185,8 +297,7 @@ std::string keepers_children() {
 }  // namespace
 
 std::vector<pid_t> strays() {
-  std::ifstream children(keepers_children());
-  std::vector<pid_t> found{std::istream_iterator<pid_t>(children), {}};
+  std::vector<pid_t> found = listed(keepers_children());
   std::erase(found, getpid());
   return found;
 }
@@ -195,7 +306,7 @@ bool end_strays() {
   if (access(keepers_children().c_str(), R_OK) != 0) {
     return false;
   }
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  const auto deadline = std::chrono::steady_clock::now() + kLongestEnding;
   for (std::vector<pid_t> left = strays(); !left.empty(); left = strays()) {
     if (std::chrono::steady_clock::now() > deadline) {
       return false;

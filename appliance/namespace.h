@@ -1,4 +1,5 @@
-// The private appliance: a mount namespace of this process in which the appliance's fixed folders are throw-away.
+// The private appliance: a mount namespace of this process in which the appliance's fixed folders are throw-away, and
+// the rest of the machine's /etc can be read only.
 #pragma once
 
 #include <sys/types.h>
@@ -22,9 +23,10 @@ bool inside_private_appliance();
 // The exit status of what could not be run at all.
 inline constexpr int kCannotRun = 125;
 
-// Runs a program with a keeper: this process, which stays where it is, takes in every process that the program leaves
-// behind, and answers with the program's exit status. The program is moved into a private appliance of its own unless
-// this process is in one. It ends when its keeper is killed.
+// Runs a program with a keeper: a process that stays where this one is, takes in every process that the program leaves
+// behind, and ends them when the program has ended or this process is killed. Returns the program's exit status, or 128
+// and the signal that ended it; a signal to this process goes to the program. The program is moved into a private
+// appliance of its own unless this process is in one.
 int run_kept_on_private_appliance(const char* program, char** argv);
 
 // True when this process is the program of a keeper.

@@ -105,15 +105,7 @@ int run_command(CLI::App& app, int argc, char** argv, Program& program) {
 
 }  // namespace
 
-int run_program(int argc, char** argv) {
-  hold_standard_descriptors();
-  // A reader that goes away is noticed by the next write, with the log closed properly behind it.
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-
-  Program program;
-  program.terminal = terminal_of(STDOUT_FILENO);
-
-  CLI::App app("Reads and maintains the logs of the appliance.", "annalctl");
+void add_all_commands(CLI::App& app, Program& program) {
   app.footer(kFooter);
   app.require_subcommand(1);
   add_general_options(app, program);
@@ -125,6 +117,18 @@ int run_program(int argc, char** argv) {
   add_facilities(app, program);
   add_catalog_commands(app, program);
   add_notify(app, program);
+}
+
+int run_program(int argc, char** argv) {
+  hold_standard_descriptors();
+  // A reader that goes away is noticed by the next write, with the log closed properly behind it.
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+
+  Program program;
+  program.terminal = terminal_of(STDOUT_FILENO);
+
+  CLI::App app("Reads and maintains the logs of the appliance.", "annalctl");
+  add_all_commands(app, program);
 
   try {
     return run_command(app, argc, argv, program);

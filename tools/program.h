@@ -24,6 +24,9 @@ struct Program {
   }
 };
 
+// Everything that a command line may name. The commands of a group are made when the group is named.
+void add_all_commands(CLI::App& app, Program& program);
+
 // The whole run: reads the command line, carries it out and returns the exit status.
 [[nodiscard]] int run_program(int argc, char** argv);
 

@@ -6,7 +6,7 @@ set -uo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly here
-readonly ALL=(addresses generator importers migration queries records salvage)
+readonly ALL=(addresses command_lines generator importers migration queries records salvage)
 readonly AT_ONCE=4
 
 usage() {

@@ -10,12 +10,24 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// A test may leave a folder behind that an ordinary user has no right to enter or empty.
+void remove_whatever_its_rights(const fs::path& path) {
+  if (fs::is_directory(fs::symlink_status(path))) {
+    std::error_code of_another_user;
+    fs::permissions(path, fs::perms::owner_all, fs::perm_options::add, of_another_user);
+    for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
+      remove_whatever_its_rights(entry.path());
+    }
+  }
+  fs::remove(path);
+}
+
 void empty_folders() {
-  fs::remove_all(appliance::kLogFolder);
+  remove_whatever_its_rights(appliance::kLogFolder);
   fs::create_directory(appliance::kLogFolder);
   for (const char* folder : appliance::kCommandFolders) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-      fs::remove_all(entry.path());
+      remove_whatever_its_rights(entry.path());
     }
   }
 }

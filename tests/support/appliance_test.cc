@@ -3,13 +3,20 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "Corix_annal.h"
 #include "appliance/namespace.h"
@@ -39,6 +46,48 @@ TEST_F(Appliance, StillShowsTheMachinesOwnConfiguration) {
   EXPECT_TRUE(std::filesystem::exists("/etc/os-release"));
 }
 
+// Root could write through the links of which /etc is made.
+TEST_F(Appliance, LetsNobodyWriteTheMachinesOwnConfiguration) {
+  int links = 0;
+  for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator("/etc")) {
+    const std::string path = entry.path();
+    struct statvfs file {};
+    if (entry.is_symlink() && std::filesystem::read_symlink(path).string().starts_with(".machine/") &&
+        statvfs(path.c_str(), &file) == 0) {
+      ++links;
+      EXPECT_NE(file.f_flag & ST_RDONLY, 0U) << path;
+    }
+  }
+  EXPECT_GT(links, 10);
+  EXPECT_EQ(open("/etc/passwd", O_WRONLY | O_APPEND | O_CLOEXEC), -1);
+  EXPECT_EQ(open("/etc/.machine/left-behind", O_WRONLY | O_CREAT | O_CLOEXEC, 0600), -1);
+  EXPECT_EQ(errno, EROFS);
+}
+
+TEST_F(Appliance, RemovesWhatAnOrdinaryUserMayNotEnter) {
+  // To an ordinary user all of the appliance belongs.
+  constexpr uid_t kUser = 65534;
+  const bool root = geteuid() == 0;
+  const auto give_to = [root](uid_t user) {
+    for (const char* folder : {"/etc", "/etc/logs", "/usr/local/sbin", "/sbin/"}) {
+      ASSERT_TRUE(!root || chown(folder, user, static_cast<gid_t>(-1)) == 0) << folder;
+    }
+  };
+  give_to(kUser);
+  ASSERT_TRUE(!root || seteuid(kUser) == 0);
+  for (const std::string folder : {"/etc/logs", "/usr/local/sbin", "/sbin"}) {
+    std::filesystem::create_directories(folder + "/locked/below");
+    std::filesystem::permissions(folder + "/locked", std::filesystem::perms::none);
+  }
+  std::filesystem::permissions("/etc/logs", std::filesystem::perms::none);
+  EXPECT_NO_THROW(ApplianceTest::SetUp());
+  ASSERT_TRUE(!root || seteuid(0) == 0);
+  give_to(0);
+  for (const char* locked : {"/etc/logs/locked", "/usr/local/sbin/locked", "/sbin/locked"}) {
+    EXPECT_FALSE(exists(locked)) << locked;
+  }
+}
+
 TEST_F(Appliance, IsSeenByNoProcessOutside) {
   std::ofstream("/etc/logs/secret") << "x";
   // The parent of this process is its keeper, outside.
@@ -51,6 +100,71 @@ TEST_F(Appliance, EndsWhatATestLeavesRunning) {
   EXPECT_EQ(appliance::strays().size(), 2U);
   ApplianceTest::TearDown();
   EXPECT_TRUE(appliance::strays().empty());
+}
+
+// A program with a keeper of its own, in the same appliance.
+class Kept : public Appliance {
+ protected:
+  static pid_t start(const char* script) {
+    const pid_t process = fork();
+    if (process == 0) {
+      setpgid(0, 0);
+      char shell[] = "/bin/sh";
+      char option[] = "-c";
+      std::string text = script;
+      char* const argv[] = {shell, option, text.data(), nullptr};
+      _exit(appliance::run_kept_on_private_appliance(shell, const_cast<char**>(argv)));
+    }
+    return process;
+  }
+
+  // The exit status, or the signal that ended the process as a negative number.
+  static int status_of(pid_t process) {
+    int status = 0;
+    EXPECT_EQ(waitpid(process, &status, 0), process);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+  template <typename Condition>
+  static bool becomes_true(const Condition& condition) {
+    const auto give_up = std::chrono::steady_clock::now() + 20s;
+    while (!condition() && std::chrono::steady_clock::now() < give_up) {
+      std::this_thread::sleep_for(1ms);
+    }
+    return condition();
+  }
+
+  static bool is_ready() { return exists("/etc/logs/ready"); }
+};
+
+TEST_F(Kept, IsOutlivedByNothingThatItHasStarted) {
+  EXPECT_EQ(status_of(start("sleep 60 & setsid -f sleep 60; (setsid sh -c 'sleep 60 & sleep 60' &) ; exit 7")), 7);
+  EXPECT_TRUE(appliance::strays().empty());
+}
+
+TEST_F(Kept, EndsWithAllItHasStartedWhenItsStarterIsKilled) {
+  const pid_t process = start("setsid -f sleep 60; sleep 60 & : > /etc/logs/ready; wait");
+  ASSERT_TRUE(becomes_true(is_ready));
+  kill(process, SIGKILL);
+  EXPECT_EQ(status_of(process), -SIGKILL);
+  EXPECT_TRUE(becomes_true([] { return appliance::strays().empty(); }));
+}
+
+TEST_F(Kept, GetsTheSignalsOfItsStarter) {
+  const pid_t process = start("trap 'exit 7' TERM; sleep 60 & : > /etc/logs/ready; wait");
+  ASSERT_TRUE(becomes_true(is_ready));
+  kill(process, SIGTERM);
+  EXPECT_EQ(status_of(process), 7);
+  EXPECT_TRUE(appliance::strays().empty());
+}
+
+TEST_F(Kept, AnswersAnInterruptByItself) {
+  const pid_t process = start("trap 'exit 9' INT; : > /etc/logs/ready; kill -INT 0; exit 8");
+  EXPECT_EQ(status_of(process), 9);
+}
+
+TEST_F(Kept, TellsTheSignalThatHasEndedIt) {
+  EXPECT_EQ(status_of(start("kill -ABRT $$")), 128 + SIGABRT);
 }
 
 TEST_F(Appliance, LosesTheLogFolderOnRequest) {
