@@ -5,12 +5,14 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
 
 #include "tools/confirm.h"
 #include "tools/inspection.h"
+#include "tools/pinned_file.h"
 #include "tools/rescue.h"
 #include "tools/set_aside.h"
 #include "tools/sqlite.h"
@@ -30,8 +32,10 @@ constexpr char kUnfinished[] = "unfinished";
 // The new file until it is in place. A run that fails takes it away again; one that is killed leaves it behind.
 class NewFile {
  public:
-  explicit NewFile(const std::string& log) : path_(free_name(log, kBegun)) { make_like(log, path_); }
+  explicit NewFile(const std::string& log)
+      : path_(free_name(log, kBegun)), file_(make_like(log, path_)), pinned_(path_, file_) {}
   ~NewFile() {
+    close(file_);
     if (!in_place_) {
       unlink(path_.c_str());
     }
@@ -40,10 +44,22 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   [[nodiscard]] const std::string& path() const { return path_; }
+  // Writes it to the disk, as what its name still leads to.
+  void sync() const {
+    if (fsync(file_) != 0) {
+      throw FileFailure(fmt::format("cannot write {} to the disk: {}", path_, system_message(errno)));
+    }
+    struct stat status {};
+    if (fstat(file_, &status) != 0 || id_of(path_) != FileId{status.st_dev, status.st_ino}) {
+      throw FileFailure(fmt::format("{} is another file now, which somebody has put there", path_));
+    }
+  }
   void is_in_place() { in_place_ = true; }
 
  private:
   std::string path_;
+  int file_;
+  PinnedFile pinned_;
   bool in_place_ = false;
 };
 
@@ -53,7 +69,7 @@ class Salvage {
 
   int run() {
     try {
-      return attempt();
+      return attempts();
     } catch (const FileFailure& failure) {
       complain(failure.what());
     } catch (const RescueFailure& failure) {
@@ -64,7 +80,22 @@ class Salvage {
   }
 
  private:
+  // What was found out about a file says nothing about another one that has got its name since.
+  int attempts() {
+    constexpr int kMost = 3;
+    for (int attempts = 1;; ++attempts) {
+      try {
+        return attempt();
+      } catch (const LogReplaced&) {
+        if (attempts == kMost) {
+          throw;
+        }
+      }
+    }
+  }
+
   int attempt() {
+    looked_at_ = is_file() ? id_of(real_path()) : FileId{};
     Inspection inspection = inspect(log_);
     const bool can_be_read = is_file() && !inspection.has(State::kUnknown);
     const bool unfinished = can_be_read && !inspection.sound() && change_is_pending(real_path());
@@ -76,6 +107,7 @@ class Salvage {
       return kFailure;
     }
     path_ = real_path();
+    const SalvageLock alone(path_);
     if (unfinished) {
       finish_change();
       inspection = inspect(log_);
@@ -124,7 +156,7 @@ class Salvage {
   void finish_change() {
     const std::string copy = free_name(path_, kUnfinished);
     {
-      const LogLock lock(path_);
+      const LogLock lock(path_, looked_at_);
       if (!change_is_pending(path_)) {
         return;  // It was only being made.
       }
@@ -143,7 +175,7 @@ class Salvage {
   }
 
   int make_anew() {
-    const LogLock lock(path_);
+    const LogLock lock(path_, looked_at_);
     if (!lock.held()) {
       complain("its file system knows no locks: no program may write to the log meanwhile");
     }
@@ -162,8 +194,8 @@ class Salvage {
                       "(with --force it goes ahead)",
                       fmt::join(rescued.tables_left, ", ")));
     }
-    sync_file(anew.path());
-    const std::string aside = replace_file(path_, anew.path());
+    anew.sync();
+    const std::string aside = replace_file(path_, looked_at_, anew.path());
     anew.is_in_place();
     tell(rescued, aside);
     return kSuccess;
@@ -211,6 +243,7 @@ class Salvage {
   Program& program_;
   bool finished_ = false;
   std::string path_;
+  FileId looked_at_;
 };
 
 }  // namespace

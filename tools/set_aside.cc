@@ -4,7 +4,9 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +16,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "tools/failure.h"
 #include "tools/file_lock.h"
@@ -32,41 +35,83 @@ constexpr char kAside[] = "aside";
 class Descriptor {
  public:
   Descriptor(const std::string& path, int flags, mode_t mode = 0)
-      : number_(open(path.c_str(), flags | O_CLOEXEC, mode)) {
+      : number_(open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode)) {
     if (number_ < 0) {
       fail("open " + path, errno);
     }
   }
-  ~Descriptor() { close(number_); }
+  ~Descriptor() {
+    if (number_ >= 0) {
+      close(number_);
+    }
+  }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
   [[nodiscard]] int number() const { return number_; }
+  [[nodiscard]] int release() { return std::exchange(number_, -1); }
 
  private:
   int number_;
 };
 
-void sync(const std::string& path, int flags) {
-  const Descriptor file(path, flags);
-  if (fsync(file.number()) != 0) {
-    fail("write " + path + " to the disk", errno);
-  }
-}
-
-struct stat status_of(const std::string& path) {
+struct stat status_of(const Descriptor& file, const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
+  if (fstat(file.number(), &status) != 0) {
     fail("look at " + path, errno);
   }
   return status;
 }
 
-void liken(const Descriptor& file, const std::string& path, const struct stat& like) {
+// A file, and no device or folder that somebody has put in its place.
+struct stat status_of_file(const Descriptor& file, const std::string& path) {
+  const struct stat status = status_of(file, path);
+  if (!S_ISREG(status.st_mode)) {
+    throw FileFailure(fmt::format("{} is not a file", path));
+  }
+  return status;
+}
+
+constexpr char kAcl[] = "system.posix_acl_access";
+
+std::vector<std::string> attributes_of(const Descriptor& file) {
+  std::vector<char> names(65536);  // the kernel's limit
+  const ssize_t size = flistxattr(file.number(), names.data(), names.size());
+  std::vector<std::string> list;
+  for (std::size_t place = 0; size > 0 && place < static_cast<std::size_t>(size); place += list.back().size() + 1) {
+    list.emplace_back(names.data() + place);
+  }
+  return list;
+}
+
+// Whether the file has it now, or need not.
+bool copy_attribute(const Descriptor& from, const Descriptor& to, const std::string& name) {
+  std::vector<char> value(65536);
+  const ssize_t size = fgetxattr(from.number(), name.c_str(), value.data(), value.size());
+  if (size < 0) {
+    return errno == ENODATA;
+  }
+  if (fsetxattr(to.number(), name.c_str(), value.data(), static_cast<std::size_t>(size), 0) == 0) {
+    return true;
+  }
+  // What a security module or the system itself has written there it decides on for a new file too.
+  return name != kAcl && !name.starts_with("user.");
+}
+
+// Gives a file what another one has but its contents. Both are open: their names may lead elsewhere by now.
+void liken(const Descriptor& file, const std::string& path, const Descriptor& model) {
   constexpr mode_t kPermissions = 07777;
+  const struct stat like = status_of_file(model, path);
   // The owner first: changing it may take bits of the mode away.
-  if (fchown(file.number(), like.st_uid, like.st_gid) != 0 || fchmod(file.number(), like.st_mode & kPermissions) != 0) {
-    fail("give " + path + " the owner and the mode of the log", errno);
+  bool done = fchown(file.number(), like.st_uid, like.st_gid) == 0;
+  // A list that the folder gives to new files would let in whom the old one kept out, and with a list the bits of the
+  // group in the mode are the most that any of its entries allows.
+  done = done && (fremovexattr(file.number(), kAcl) == 0 || errno == ENODATA || errno == EOPNOTSUPP);
+  for (const std::string& name : attributes_of(model)) {
+    done = done && copy_attribute(model, file, name);
+  }
+  if (!done || fchmod(file.number(), like.st_mode & kPermissions) != 0) {
+    fail("give " + path + " the owner, the mode and the attributes of the log", errno);
   }
 }
 
@@ -81,7 +126,30 @@ std::string folder_of(const std::string& path) {
 
 }  // namespace
 
-LogLock::LogLock(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_CLOEXEC)) {
+FileId id_of(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 ? FileId{status.st_dev, status.st_ino} : FileId{};
+}
+
+LogReplaced::LogReplaced(const std::string& path)
+    : FileFailure(fmt::format("{} was replaced by another program meanwhile (try again)", path)) {}
+
+SalvageLock::SalvageLock(const std::string& log)
+    : folder_(open(folder_of(log).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  if (folder_ >= 0 && flock(folder_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    close(folder_);
+    throw FileFailure(fmt::format("another salvage is at work in {} (wait until it has ended)", folder_of(log)));
+  }
+}
+
+SalvageLock::~SalvageLock() {
+  if (folder_ >= 0) {
+    close(folder_);
+  }
+}
+
+LogLock::LogLock(const std::string& path, const FileId& expected)
+    : file_(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)) {
   // The bytes that SQLite's file format sets aside for its locks, all of them.
   constexpr off_t kFirst = 0x40000000;
   constexpr off_t kCount = 512;
@@ -94,12 +162,11 @@ LogLock::LogLock(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_
   lock.l_whence = SEEK_SET;
   lock.l_start = kFirst;
   lock.l_len = kCount;
-  for (int waited = 0; !held_; waited += kPause) {
+  bool can_be_locked = true;
+  for (int waited = 0; can_be_locked && !held_; waited += kPause) {
     held_ = fcntl(file_, F_OFD_SETLK, &lock) == 0;
     const bool taken = !held_ && (errno == EAGAIN || errno == EACCES);
-    if (!held_ && !taken) {
-      return;
-    }
+    can_be_locked = held_ || taken;
     if (taken && waited >= kLockWaitMilliseconds) {
       close(file_);
       throw FileFailure(
@@ -110,6 +177,13 @@ LogLock::LogLock(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_
     if (taken) {
       static_cast<void>(poll(nullptr, 0, kPause));
     }
+  }
+  // The one that had the lock may have given the name to another file, and this lock is of no use then.
+  struct stat status {};
+  const bool same = fstat(file_, &status) == 0 && FileId{status.st_dev, status.st_ino} == expected;
+  if (!same || id_of(path) != expected) {
+    close(file_);
+    throw LogReplaced(path);
   }
 }
 
@@ -133,14 +207,17 @@ std::string free_name(const std::string& path, const char* kind) {
   return name;
 }
 
-void make_like(const std::string& like, const std::string& path) {
-  const Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
-  liken(file, path, status_of(like));
+int make_like(const std::string& like, const std::string& path) {
+  const Descriptor model(like, O_RDONLY);
+  Descriptor file(path, O_RDWR | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  liken(file, path, model);
+  return file.release();
 }
 
 void copy_file(const std::string& from, const std::string& to) {
   constexpr std::size_t kChunk = 65536;
   const Descriptor source(from, O_RDONLY);
+  static_cast<void>(status_of_file(source, from));
   const Descriptor copy(to, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
   std::vector<char> buffer(kChunk);
   for (ssize_t got = 0; (got = read(source.number(), buffer.data(), buffer.size())) != 0;) {
@@ -155,28 +232,26 @@ void copy_file(const std::string& from, const std::string& to) {
       done += written;
     }
   }
-  liken(copy, to, status_of(from));
+  liken(copy, to, source);
   if (fsync(copy.number()) != 0) {
     fail("write " + to + " to the disk", errno);
   }
 }
 
-void sync_file(const std::string& path) {
-  sync(path, O_RDONLY);
-}
-
 void sync_folder_of(const std::string& path) {
-  sync(folder_of(path), O_RDONLY | O_DIRECTORY);
+  const Descriptor folder(folder_of(path), O_RDONLY | O_DIRECTORY);
+  if (fsync(folder.number()) != 0) {
+    fail("write " + folder_of(path) + " to the disk", errno);
+  }
 }
 
-std::string replace_file(const std::string& path, const std::string& anew) {
-  const struct stat old = status_of(path);
+std::string replace_file(const std::string& path, const FileId& expected, const std::string& anew) {
+  if (id_of(path) != expected) {
+    throw LogReplaced(path);
+  }
   std::string aside;
-  if (old.st_nlink > 1) {
-    for (const std::string& name : leftovers_of(path, kAside)) {
-      const struct stat other = status_of(name);
-      aside = other.st_ino == old.st_ino && other.st_dev == old.st_dev ? name : aside;
-    }
+  for (const std::string& name : leftovers_of(path, kAside)) {
+    aside = id_of(name) == expected ? name : aside;
   }
   if (aside.empty()) {
     aside = free_name(path, kAside);
@@ -186,6 +261,9 @@ std::string replace_file(const std::string& path, const std::string& anew) {
         fail("name " + aside, errno);
       }
       copy_file(path, aside);
+    } else if (id_of(aside) != expected) {
+      unlink(aside.c_str());
+      throw LogReplaced(path);
     }
   }
   sync_folder_of(path);
