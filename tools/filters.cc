@@ -28,14 +28,6 @@ const char* const kFilterNotes =
     "letters\n"
     "a to z are the same in both cases.\n";
 
-const char* Filters::text(std::size_t filter) const {
-  return filter < texts_.size() && texts_[filter] ? texts_[filter]->c_str() : nullptr;
-}
-
-int Filters::number(std::size_t filter) const {
-  return filter < numbers_.size() ? numbers_[filter] : 0;
-}
-
 void Filters::add_options(CLI::App& command, const FilterTable& table, const char* entries) {
   texts_.resize(table.texts.size());
   numbers_.resize(table.numbers.size());
@@ -87,6 +79,37 @@ void Filters::resolve_period() {
     throw Refusal(
         fmt::format("the period ends on {} {}, before it begins on {} {}", date_to_, time_to_, date_from_, time_from_));
   }
+}
+
+Condition Filters::period(const FilterTable& table) const {
+  // Whole days are asked for by their dates alone: these have an index.
+  if (time_from_ == kDayBegins && time_to_ == kDayEnds) {
+    return {fmt::format("{0} >= ? AND {0} <= ?", table.date), {date_from_, date_to_}};
+  }
+  return {fmt::format("{0}||' '||{1} >= ? AND {0}||' '||{1} <= ?", table.date, table.time),
+          {date_from_ + " " + time_from_, date_to_ + " " + time_to_}};
+}
+
+std::vector<Condition> Filters::conditions(const FilterTable& table) const {
+  std::vector<Condition> conditions;
+  if (type_.value_or(0) != 0) {
+    conditions.push_back(equals(table.type, std::int64_t{*type_} - 1));
+  }
+  if (since_ || until_) {
+    conditions.push_back(period(table));
+  }
+  for (std::size_t i = 0; i < texts_.size(); ++i) {
+    if (texts_[i]) {
+      const char* const column = table.texts[i].column;
+      conditions.push_back(i == 0 && exact_user_ ? equals(column, *texts_[i]) : contains(column, *texts_[i]));
+    }
+  }
+  for (std::size_t i = 0; i < numbers_.size(); ++i) {
+    if (numbers_[i] != 0) {
+      conditions.push_back(equals(table.numbers[i].column, std::int64_t{numbers_[i]}));
+    }
+  }
+  return conditions;
 }
 
 }  // namespace annalctl

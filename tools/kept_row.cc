@@ -1,7 +1,7 @@
 #include "tools/kept_row.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstddef>
 
 namespace annalctl {
 
@@ -24,11 +24,6 @@ std::vector<const char*> KeptRow::values() const {
 bool KeptRow::agrees_with(const KeptRow& other) const {
   const auto size = static_cast<std::ptrdiff_t>(std::min(values_.size(), other.values_.size()));
   return std::equal(values_.begin(), values_.begin() + size, other.values_.begin());
-}
-
-long long number_in(Row values, std::size_t place) {
-  const char* const value = place < values.size() ? values[place] : nullptr;
-  return value == nullptr ? 0 : std::strtoll(value, nullptr, 10);
 }
 
 }  // namespace annalctl

@@ -1,7 +1,6 @@
-// A row that outlives the library's call.
+// A row that outlives the page that it was read in.
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,8 +22,5 @@ class KeptRow {
  private:
   std::vector<std::optional<std::string>> values_;
 };
-
-// A value read as a whole number; 0 when there is none.
-[[nodiscard]] long long number_in(Row values, std::size_t place);
 
 }  // namespace annalctl

@@ -3,47 +3,30 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <exception>
-#include <vector>
+#include <memory>
 
 #include "tools/failure.h"
-#include "tools/kept_row.h"
 #include "tools/result.h"
+#include "tools/sorted_rows.h"
 
 namespace annalctl {
 
 namespace {
 
-// Carries rows across the library, which no exception may pass.
-struct Delivery {
-  const TakeRow& take;
-  bool stopped = false;
-  std::exception_ptr failure;
-};
-
-int deliver(void* context, int columns, char** values, char** /*names*/) {
-  auto& delivery = *static_cast<Delivery*>(context);
-  try {
-    delivery.stopped = !delivery.take({values, static_cast<std::size_t>(columns)});
-  } catch (...) {
-    delivery.failure = std::current_exception();
-  }
-  return delivery.stopped || delivery.failure ? 1 : 0;
-}
-
-// Passes on the rows of a page, and says when the tool's own limit has left some out.
+// Writes pages of rows, and says when the tool's own limit has left some out.
 class PageWriter {
  public:
   PageWriter(const Listing& listing, const Page& page, Program& program)
       : page_(page), sink_(make_sink(program.format(), listing.shape, program.terminal, program.output)) {}
 
-  void row(Row values) {
-    if (page_.bounded() && written_ == page_.limit) {
-      more_ = true;
-      return;
+  void write(const RowPage& rows) {
+    for (std::size_t row = 0; row < rows.size() && !more_; ++row) {
+      more_ = page_.bounded() && written_ == page_.limit;
+      if (!more_) {
+        sink_->row(rows.values(row));
+        ++written_;
+      }
     }
-    sink_->row(values);
-    ++written_;
   }
 
   void finish(Program& program) {
@@ -61,23 +44,48 @@ class PageWriter {
   bool more_ = false;
 };
 
-// A group with its size.
-struct Group {
-  explicit Group(Row values) : row(values), size(values.empty() ? 0 : number_in(values, values.size() - 1)) {}
+// By the ids themselves there is nothing to sort.
+void read_by_id(Reader& reader, const Query& query, Page::Window window, const TakePage& take) {
+  using Direction = IdRanges::Direction;
+  RowStream stream(reader, query, query.descending ? Direction::kFalling : Direction::kRising,
+                   {.through = reader.highest_id()});
+  RowPage page;
+  for (auto [left, skipped] = window; left > 0 && stream.next(page);) {
+    const auto rows = static_cast<std::int64_t>(page.size());
+    page.keep_only(static_cast<std::size_t>(skipped), static_cast<std::size_t>(left));
+    skipped -= std::min(skipped, rows);
+    left -= static_cast<std::int64_t>(page.size());
+    take(page);
+  }
+}
 
-  KeptRow row;
-  long long size;
-};
+void read_rows(Reader& reader, const Query& query, Page::Window window, const TakePage& take) {
+  if (window.limit == 0) {
+    return;
+  }
+  if (query.goes_by_id()) {
+    read_by_id(reader, query, window, take);
+    return;
+  }
+  RowPage page;
+  if (reader.read_at_once(query, window.limit, window.offset, page)) {
+    take(page);
+    return;
+  }
+  (query.groups.empty() ? read_sorted : read_groups)(reader, query, window.limit, window.offset, take);
+}
 
 }  // namespace
 
-int ask(const Query& query, Page::Range range, const TakeRow& take) {
-  Delivery delivery{take, false, nullptr};
-  const int code = query(deliver, &delivery, range);
-  if (delivery.failure) {
-    std::rethrow_exception(delivery.failure);
-  }
-  return delivery.stopped ? static_cast<int>(ANNAL_OK) : code;
+std::string failure_text(const Call& call, const ReadFailure& failure) {
+  const std::string cause = failure.what();
+  return cause.empty() ? failure_text(Call{call.log, call.doing, call.purpose, failure.begun()}, failure.code())
+                       : fmt::format("cannot {}: {}", call.doing, cause);
+}
+
+int report_failure(const Call& call, const ReadFailure& failure) {
+  complain(failure_text(call, failure));
+  return kFailure;
 }
 
 int show_page(const Listing& listing, const Page& page, Program& program) {
@@ -85,35 +93,32 @@ int show_page(const Listing& listing, const Page& page, Program& program) {
     return kFailure;
   }
   PageWriter writer(listing, page, program);
-  const int code = ask(listing.query, page.range(), [&writer](Row values) {
-    writer.row(values);
-    return true;
-  });
-  if (code == ANNAL_OK) {
-    writer.finish(program);
+  try {
+    Reader reader(listing.call.log);
+    // A table that is not there is a failure also when nothing is wanted of it.
+    static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {} AS t{}", reader.table(), where(listing.query))));
+    read_rows(reader, listing.query, page.window(), [&reader, &writer](const RowPage& rows) {
+      reader.require_released();
+      writer.write(rows);
+    });
+  } catch (const ReadFailure& failure) {
+    return report_failure(listing.call, failure);
   }
-  return report(listing.call, code);
+  writer.finish(program);
+  return kSuccess;
 }
 
-int show_largest(const Listing& listing, const Page& page, Program& program) {
+int show_count(const Listing& listing, Program& program) {
   if (!log_is_there(listing.call.log)) {
     return kFailure;
   }
-  std::vector<Group> rows;
-  const int code = ask(listing.query, {0, 0}, [&rows](Row values) {
-    rows.emplace_back(values);
-    return true;
-  });
-  if (code != ANNAL_OK) {
-    return report(listing.call, code);
+  std::int64_t count = 0;
+  try {
+    count = Reader(listing.call.log).count(listing.query);
+  } catch (const ReadFailure& failure) {
+    return report_failure(listing.call, failure);
   }
-  std::stable_sort(rows.begin(), rows.end(),
-                   [](const Group& left, const Group& right) { return left.size > right.size; });
-  PageWriter writer(listing, page, program);
-  for (std::size_t i = static_cast<std::size_t>(page.offset); i < rows.size(); ++i) {
-    writer.row(rows[i].row.values());
-  }
-  writer.finish(program);
+  write_number(program.format(), "count", static_cast<int>(count), program.output);
   return kSuccess;
 }
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -99,14 +100,30 @@ class TableSink : public RowSink {
   TableSink(std::span<const TableColumn> columns, const Terminal& terminal, Output& output)
       : table_(columns, terminal), output_(output) {}
 
-  void row(Row values) override { table_.add(values); }
+  void row(Row values) override {
+    table_.add(values);
+    // All of a log's rows need not fit into memory.
+    constexpr std::size_t kMostRows = 1000;
+    constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
+    ++rows_;
+    for (const char* value : values) {
+      bytes_ += value == nullptr ? 0 : std::strlen(value);
+    }
+    if (rows_ == kMostRows || bytes_ >= kMostBytes) {
+      finish();
+    }
+  }
 
   void finish() override {
     table_.write([this](const std::string& line) { output_.write(line + "\n"); });
+    rows_ = 0;
+    bytes_ = 0;
   }
 
  private:
   Table table_;
+  std::size_t rows_ = 0;
+  std::size_t bytes_ = 0;
   Output& output_;
 };
 

@@ -8,20 +8,11 @@
 
 namespace annalctl {
 
-namespace {
-constexpr int kLargest = std::numeric_limits<int>::max();
-}
-
-Page::Range Page::range() const {
+Page::Window Page::window() const {
   if (all) {
-    // 0 and 0 are the library's words for all rows.
-    return offset == 0 ? Range{0, 0} : Range{offset, kLargest};
+    return {std::numeric_limits<std::int64_t>::max(), offset};
   }
-  if (limit == 0) {
-    return {1, 1};  // An empty page anywhere but at the beginning, where it would be all rows.
-  }
-  const int wanted = limit_given || limit == kLargest ? limit : limit + 1;
-  return {offset, offset > kLargest - wanted ? kLargest : offset + wanted};
+  return {limit_given ? limit : std::int64_t{limit} + 1, offset};
 }
 
 void add_page_options(CLI::App& command, Page& page) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 
 namespace annalctl {
 
@@ -13,15 +14,14 @@ struct Page {
   bool all = false;
   bool limit_given = false;
 
-  // Start and end as the library counts them.
-  struct Range {
-    int start;
-    int end;
+  struct Window {
+    std::int64_t limit;
+    std::int64_t offset;
   };
 
   // One row beyond the page is asked for when the tool set the limit itself: only then is it worth telling that there
   // are more.
-  [[nodiscard]] Range range() const;
+  [[nodiscard]] Window window() const;
   [[nodiscard]] bool bounded() const { return !all; }
 };
 

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "tools/listing.h"
-#include "tools/result.h"
 #include "tools/tail.h"
 #include "tools/when.h"
 
@@ -18,6 +17,7 @@ namespace {
 
 struct Selection {
   Filters filters;
+  std::vector<Choice> sorts;  // the names of the orders, as options want them
   std::optional<unsigned> sort;
   bool reverse = false;
   Page page;
@@ -45,8 +45,9 @@ std::string footer(const char* notes, const char* examples) {
   return fmt::format("{}{}{}\n\nExamples:\n{}", notes, kFilterNotes, kWhenForms, examples);
 }
 
-void add_selection_options(CLI::App& command, Selection& selection, std::span<const Choice> sorts) {
-  auto* const sort = add_choice(command, "--sort", selection.sort, sorts, "Order, ascending");
+void add_selection_options(CLI::App& command, Selection& selection, std::span<const Sort> sorts) {
+  selection.sorts = choices_of(sorts);
+  auto* const sort = add_choice(command, "--sort", selection.sort, selection.sorts, "Order, ascending");
   auto* const reverse = command.add_flag("--reverse", selection.reverse, "Turn the order round");
   auto* const newest = command.add_flag_callback(
       "--newest", [&selection] { selection.sort = kNewestFirst; }, "Newest date first");
@@ -55,12 +56,6 @@ void add_selection_options(CLI::App& command, Selection& selection, std::span<co
   newest->excludes(sort)->excludes(reverse)->excludes(oldest);
   oldest->excludes(sort)->excludes(reverse);
   add_page_options(command, selection.page);
-}
-
-void prepare(const Search& search, Filters& filters) {
-  filters.resolve_period();
-  search.check(filters);
-  search.match_users(filters.exact_user());
 }
 
 RowShape listed_shape(const Search& search) {
@@ -75,54 +70,47 @@ RowShape grouped_shape(const Search& search, const Grouping& grouping) {
 }
 
 Listing listing_of(const Search& search, const Filters& filters, unsigned sort) {
-  return {
+  Listing listing{
       {search.log, fmt::format("list the {}", search.log.entries), Purpose::kReading},
       listed_shape(search),
-      [&search, &filters, sort](annal_row_callback callback, void* context, Page::Range range) {
-        return search.list(filters, {callback, context, sort, range});
-      },
+      {},
   };
+  listing.query.columns = search.columns;
+  listing.query.id = search.id;
+  listing.query.conditions = filters.conditions(search.filters);
+  listing.query.order_by(search.sorts, sort);
+  return listing;
 }
 
 int run_list(const Search& search, Selection& selection, Program& program) {
-  prepare(search, selection.filters);
+  selection.filters.resolve_period();
   return show_page(listing_of(search, selection.filters, selection.order(kNewestFirst)), selection.page, program);
 }
 
 int run_tail(const Search& search, TailArguments& arguments, Program& program) {
-  prepare(search, arguments.filters);
+  arguments.filters.resolve_period();
   return show_tail({listing_of(search, arguments.filters, kHighestIdFirst)}, arguments.options, program);
 }
 
 int run_count(const Search& search, Filters& filters, Program& program) {
-  prepare(search, filters);
-  if (!log_is_there(search.log)) {
-    return kFailure;
-  }
-  const Call call{search.log, fmt::format("count the {}", search.log.entries), Purpose::kReading};
-  const int count = search.count(filters);
-  if (count < 0) {
-    return report(call, count);
-  }
-  write_number(program.format(), "count", count, program.output);
-  return kSuccess;
+  filters.resolve_period();
+  Listing listing = listing_of(search, filters, kNewestFirst);
+  listing.call.doing = fmt::format("count the {}", search.log.entries);
+  return show_count(listing, program);
 }
 
 int run_group(const Search& search, GroupArguments& arguments, Program& program) {
   Selection& selection = arguments.selection;
-  prepare(search, selection.filters);
+  selection.filters.resolve_period();
   const unsigned by = arguments.by.value_or(0);
   const Grouping& grouping = *std::find_if(search.groupings.begin(), search.groupings.end(),
                                            [by](const Grouping& one) { return one.choice.code == by; });
-  const unsigned sort = selection.order(grouping.sort);
-  const Listing listing{
-      {search.log, fmt::format("group the {}", search.log.entries), Purpose::kReading},
-      grouped_shape(search, grouping),
-      [&search, &selection, by, sort](annal_row_callback callback, void* context, Page::Range range) {
-        return search.group(selection.filters, by, {callback, context, sort, range});
-      },
-  };
-  return (arguments.by_size ? show_largest : show_page)(listing, selection.page, program);
+  Listing listing = listing_of(search, selection.filters, selection.order(grouping.sort));
+  listing.call.doing = fmt::format("group the {}", search.log.entries);
+  listing.shape = grouped_shape(search, grouping);
+  listing.query.group_by(grouping.columns);
+  listing.query.largest_first = arguments.by_size;
+  return show_page(listing, selection.page, program);
 }
 
 }  // namespace
@@ -131,7 +119,10 @@ void add_list_command(CLI::App& commands, Program& program, const Search& search
   CLI::App* const command =
       commands.add_subcommand("list", fmt::format("Show {}, the newest first", search.log.entries));
   const auto selection = std::make_shared<Selection>();
-  command->footer(footer("Without --sort and --oldest the newest date comes first.\n", search.list_examples));
+  command->footer(
+      footer("Without --sort and --oldest the newest date comes first. Entries that are equal in\n"
+             "the order asked for come in the order of their ids, which is reversed with it.\n",
+             search.list_examples));
   selection->filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, *selection, search.sorts);
   command->callback([selection, &program, &search] { program.status = run_list(search, *selection, program); });

@@ -39,6 +39,15 @@ bool Statement::next() {
   return code_ == SQLITE_ROW;
 }
 
+void Statement::bind(int place, const std::string& text) const {
+  sqlite3_bind_text64(handle(), place, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
+void Statement::reset() {
+  sqlite3_reset(handle());
+  code_ = prepared() ? SQLITE_OK : code_;
+}
+
 std::string Statement::text(int place) const {
   const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(handle(), place));
   return text == nullptr ? std::string() : std::string(text);

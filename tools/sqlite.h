@@ -33,6 +33,10 @@ class Statement {
 
   [[nodiscard]] bool prepared() const { return handle_ != nullptr; }
   [[nodiscard]] bool next();  // false at the end, and on a failure
+  // Place 1 is the first. Values stay bound when the statement is reset; a text is not copied.
+  void bind(int place, std::int64_t value) const { sqlite3_bind_int64(handle_.get(), place, value); }
+  void bind(int place, const std::string& text) const;
+  void reset();  // ready for the next run, with nothing locked
   [[nodiscard]] bool ended() const { return code_ == SQLITE_DONE; }
   [[nodiscard]] sqlite3_stmt* handle() const { return handle_.get(); }
   [[nodiscard]] std::int64_t integer(int place) const { return sqlite3_column_int64(handle_.get(), place); }

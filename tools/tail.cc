@@ -10,9 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "Corix_annal.h"
 #include "tools/diagnosis.h"
 #include "tools/failure.h"
 #include "tools/file_state.h"
@@ -80,10 +78,6 @@ void wait(double seconds) {
 
 // --- what it shows ---
 
-bool is_about_the_log(int code) {
-  return code != ANNAL_BAD_ARGUMENT && code != ANNAL_NO_MEMORY;
-}
-
 class Follower {
  public:
   Follower(const Tail& tail, const TailOptions& options, Program& program)
@@ -96,11 +90,13 @@ class Follower {
     if (!log_is_there(log())) {
       return kFailure;
     }
-    const int code = ask_for_page();
-    if (code == ANNAL_OK) {
-      write();
+    try {
+      Reader reader(log());
+      show_newest(reader);
+    } catch (const ReadFailure& failure) {
+      return report_failure(tail_.listing.call, failure);
     }
-    return report(tail_.listing.call, code);
+    return kSuccess;
   }
 
   int follow() {
@@ -113,26 +109,24 @@ class Follower {
         tell(fmt::format("cannot open {}: {}", log().path, *obstacle));
         continue;
       }
-      const int code = ask_for_news(now);
-      if (code == ANNAL_OK) {
+      try {
+        show_news();
         told_.clear();
-      } else if (is_about_the_log(code)) {
-        tell(failure_text(call_now(), code));
-      } else {
-        return report(tail_.listing.call, code);
+      } catch (const ReadFailure& failure) {
+        tell(failure_text(tail_.listing.call, failure));
       }
     }
   }
 
  private:
+  using Direction = IdRanges::Direction;
+
   struct Last {
-    long long id;
+    std::int64_t id;
     KeptRow row;
   };
 
   [[nodiscard]] const Log& log() const { return tail_.listing.call.log; }
-
-  [[nodiscard]] Call call_now() const { return {log(), tail_.listing.call.doing, tail_.listing.call.purpose, begun_}; }
 
   // Once, until something else stands in the way.
   void tell(const std::string& obstacle) {
@@ -142,84 +136,76 @@ class Follower {
     }
   }
 
-  int ask_for_page() {
-    rows_.clear();
-    // With no lines to show, the newest is still needed to know what comes after it.
-    const int code = ask(tail_.listing.query, {0, std::max(options_.lines, 1)}, [this](Row row) {
-      keep(row);
-      return true;
-    });
-    if (code == ANNAL_OK) {
-      remember();
-      rows_.resize(std::min(rows_.size(), static_cast<std::size_t>(options_.lines)), KeptRow({}));
+  // The ids that the newest entries have, so many as there are lines to show. With none to show, the newest is still
+  // needed to know what comes after it.
+  [[nodiscard]] IdRanges::Bounds newest(Reader& reader) const {
+    Query ids = tail_.listing.query;
+    ids.columns = "NULL";
+    RowStream stream(reader, ids, Direction::kFalling);
+    RowPage page;
+    IdRanges::Bounds bounds{0, 0};
+    for (std::size_t left = static_cast<std::size_t>(std::max(options_.lines, 1)); left > 0 && stream.next(page);) {
+      page.keep_only(0, left);
+      bounds.through = bounds.through == 0 ? page.id(0) : bounds.through;
+      bounds.after = page.id(page.size() - 1) - 1;
+      left -= page.size();
     }
-    return code;
+    return bounds;
   }
 
-  // One statement, stopped at what has been shown: a page at a time would lose its place among others' changes.
-  int ask_for_entries_behind(bool another) {
-    rows_.clear();
-    bool same = !another;
-    const int code = ask(tail_.listing.query, {0, 0}, [this, another, &same](Row row) {
-      if (last_ && is_known(row, another)) {
-        same = true;
-        return false;
-      }
-      keep(row);
-      return true;
-    });
-    if (code == ANNAL_OK) {
-      if (!same) {
-        last_.reset();
-      }
-      remember();
+  void show_newest(Reader& reader) {
+    show(reader, newest(reader), options_.lines > 0);
+    if (!last_) {
+      write({});  // titles, if nothing else
     }
-    return code;
+  }
+
+  // Writes the entries with these ids, a page at a time.
+  void show(Reader& reader, IdRanges::Bounds bounds, bool written = true) {
+    RowStream stream(reader, tail_.listing.query, Direction::kRising, bounds);
+    RowPage page;
+    while (stream.next(page)) {
+      reader.require_released();
+      const std::size_t newest = page.size() - 1;
+      last_ = Last{page.id(newest), KeptRow(page.values(newest))};
+      write(written ? page : RowPage());
+    }
   }
 
   // In what may be another log the id alone says nothing.
-  [[nodiscard]] bool is_known(Row row, bool another) const {
-    const long long id = number_in(row, tail_.id);
-    return another ? id == last_->id && KeptRow(row).agrees_with(last_->row) : id <= last_->id;
+  [[nodiscard]] bool still_has_last(Reader& reader) const {
+    RowStream stream(reader, tail_.listing.query, Direction::kRising, {last_->id - 1, last_->id});
+    RowPage page;
+    return stream.next(page) && KeptRow(page.values(0)).agrees_with(last_->row);
   }
 
-  int ask_for_news(const FileState& now) {
-    begun_ = std::chrono::steady_clock::now();
-    const std::optional<Last> before = last_;
-    const int code = asked_ ? ask_for_entries_behind(may_be_another_log(*asked_, now)) : ask_for_page();
-    if (code != ANNAL_OK) {
-      return code;
+  void show_news() {
+    Reader reader(log());
+    // It is open and not yet locked, so that it can be told which file it is: what else is found there is read next.
+    const FileState now = state_of(log().path);
+    if (!reader.is_of(now)) {
+      return;
     }
-    if (state_of(log().path).identity != now.identity) {
-      last_ = before;  // It was replaced meanwhile, and which of the two has answered is not known: the next turn asks.
-      return code;
+    if (!asked_) {
+      show_newest(reader);
+    } else {
+      if (last_ && may_be_another_log(*asked_, now) && !still_has_last(reader)) {
+        last_.reset();
+      }
+      IdRanges::Bounds news;
+      news.after = last_ ? last_->id : news.after;
+      show(reader, news);
     }
     asked_ = now;
-    write();
-    return code;
   }
 
-  void keep(Row row) {
-    if (rows_.empty()) {
-      newest_ = number_in(row, tail_.id);
-    }
-    rows_.emplace_back(row);
-  }
-
-  void remember() {
-    if (!rows_.empty()) {
-      last_ = Last{newest_, rows_.front()};
-    }
-  }
-
-  void write() {
+  void write(const RowPage& page) {
     const Writing writing;
-    for (auto row = rows_.rbegin(); row != rows_.rend(); ++row) {
-      sink_->row(row->values());
+    for (std::size_t row = 0; row < page.size(); ++row) {
+      sink_->row(page.values(row));
     }
     sink_->finish();
     program_.output.finish();
-    rows_.clear();
   }
 
   const Tail& tail_;
@@ -228,9 +214,6 @@ class Follower {
   std::unique_ptr<RowSink> sink_;
   std::optional<FileState> asked_;  // as it was before it last answered
   std::optional<Last> last_;        // the newest entry that was there then
-  std::vector<KeptRow> rows_;       // the newest first
-  long long newest_ = 0;
-  std::chrono::steady_clock::time_point begun_;
   std::string told_;
 };
 

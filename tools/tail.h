@@ -2,18 +2,16 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <cstddef>
 
 #include "tools/listing.h"
 #include "tools/program.h"
 
 namespace annalctl {
 
-// What has to be known about a log. The listing's query delivers the rows by falling id, and a range of 0 and 0 is all
-// of them. Ids only rise for as long as the table lives, as SQLite's AUTOINCREMENT has it.
+// Entries are told apart by their ids, which only rise for as long as the table lives, as SQLite's AUTOINCREMENT has
+// it.
 struct Tail {
   Listing listing;
-  std::size_t id = 0;  // where the id is in a row
 };
 
 struct TailOptions {

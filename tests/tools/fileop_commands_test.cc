@@ -223,7 +223,7 @@ TEST_F(AnnalctlFileOpTest, ListAndCountTakeEachCondition) {
 }
 
 TEST_F(AnnalctlFileOpTest, ConditionsThatAreTooLongAreWrongUsage) {
-  const std::string path(3000, 'p');
+  const std::string path(60000, 'p');
   for (const char* command : {"list", "count"}) {
     const Finished refused = fileop({command, "--path", path});
     EXPECT_EQ(refused.status, 2);

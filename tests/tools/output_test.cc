@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -101,21 +102,14 @@ TEST(Output, FullDeviceIsNoticed) {
   static_cast<void>(std::fclose(full));
 }
 
-TEST(Page, EmptyPageIsNeverAskedForAsAllRows) {
+TEST(Page, OneRowMoreIsAskedForUnlessTheLimitWasGiven) {
   Page page;
-  page.limit = 0;
+  EXPECT_EQ(page.window().limit, Page::kUsualLimit + 1);
+  page.limit = std::numeric_limits<int>::max();
+  EXPECT_EQ(page.window().limit, std::int64_t{std::numeric_limits<int>::max()} + 1);
   page.limit_given = true;
-  EXPECT_EQ(page.range().start, page.range().end);
-  EXPECT_NE(page.range().start, 0);
-}
-
-TEST(Page, EndNeverOverflows) {
-  Page page;
-  page.offset = 2147483647;
-  EXPECT_EQ(page.range().end, 2147483647);
-  page.limit = 2147483647;
-  page.offset = 1;
-  EXPECT_EQ(page.range().end, 2147483647);
+  page.limit = 0;
+  EXPECT_EQ(page.window().limit, 0);
 }
 
 }  // namespace

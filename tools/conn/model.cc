@@ -34,10 +34,18 @@ enum Place : std::size_t {
   kSize = kColumns.size(),  // of a group
 };
 
-constexpr std::array kSortChoices{
-    Choice{"date", 0},    Choice{"time", 2},      Choice{"type", 4},    Choice{"user", 6},
-    Choice{"ip", 8},      Choice{"computer", 10}, Choice{"id", 12},     Choice{"service", 14},
-    Choice{"action", 16}, Choice{"app", 18},      Choice{"result", 20},
+constexpr std::array kSortTable{
+    Sort{{"date", 0}, {"conn_date", "conn_time"}},
+    Sort{{"time", 2}, {"conn_time", "conn_date"}},
+    Sort{{"type", 4}, {"conn_type"}},
+    Sort{{"user", 6}, {"conn_user"}},
+    Sort{{"ip", 8}, {"conn_ip"}},
+    Sort{{"computer", 10}, {"conn_comp"}},
+    Sort{{"id", 12}, {"conn_id"}},
+    Sort{{"service", 14}, {"conn_serv"}},
+    Sort{{"action", 16}, {"conn_action"}},
+    Sort{{"app", 18}, {"conn_app"}},
+    Sort{{"result", 20}, {"conn_action_result"}},
 };
 
 constexpr std::array kResults{Choice{"ok", kSucceeded}, Choice{"failed", kFailed}};
@@ -79,18 +87,18 @@ constexpr std::array kByResultCells{kSizeCell, kResultCell};
 
 // There is no order by resource, so those groups stand by date.
 constexpr std::array kGroupingTable{
-    Grouping{{"id", 0}, 12, kByIdCells},
-    Grouping{{"type", 1}, 4, kByTypeCells},
-    Grouping{{"date", 2}, 0, kByDateCells},
-    Grouping{{"time", 3}, 2, kByTimeCells},
-    Grouping{{"user", 4}, 6, kByUserCells},
-    Grouping{{"ip", 5}, 8, kByAddressCells},
-    Grouping{{"computer", 6}, 10, kByComputerCells},
-    Grouping{{"resource", 7}, 0, kByResourceCells},
-    Grouping{{"service", 8}, 14, kByServiceCells},
-    Grouping{{"action", 9}, 16, kByActionCells},
-    Grouping{{"app", 10}, 18, kByApplicationCells},
-    Grouping{{"result", 11}, 20, kByResultCells},
+    Grouping{{"id", 0}, 12, {"conn_id"}, kByIdCells},
+    Grouping{{"type", 1}, 4, {"conn_type"}, kByTypeCells},
+    Grouping{{"date", 2}, 0, {"conn_date"}, kByDateCells},
+    Grouping{{"time", 3}, 2, {"conn_time"}, kByTimeCells},
+    Grouping{{"user", 4}, 6, {"conn_user"}, kByUserCells},
+    Grouping{{"ip", 5}, 8, {"conn_ip"}, kByAddressCells},
+    Grouping{{"computer", 6}, 10, {"conn_comp"}, kByComputerCells},
+    Grouping{{"resource", 7}, 0, {"conn_res"}, kByResourceCells},
+    Grouping{{"service", 8}, 14, {"conn_serv"}, kByServiceCells},
+    Grouping{{"action", 9}, 16, {"conn_action"}, kByActionCells},
+    Grouping{{"app", 10}, 18, {"conn_app"}, kByApplicationCells},
+    Grouping{{"result", 11}, 20, {"conn_action_result"}, kByResultCells},
 };
 
 int count_all() noexcept {
@@ -112,7 +120,7 @@ const Log kLog{
     .create_anywhere = annal_conn_create_tbl,
 };
 
-constinit const std::span<const Choice> kSorts = kSortChoices;
+constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
 

@@ -24,8 +24,7 @@ enum ActionResult : int {
   kFailed = 13,
 };
 
-// Those of ascending order.
-extern const std::span<const Choice> kSorts;
+extern const std::span<const Sort> kSorts;
 extern const std::span<const Grouping> kGroupings;
 
 extern const std::span<const TableColumn> kListTable;

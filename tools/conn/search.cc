@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "Corix_annal.h"
 #include "tools/conn/commands.h"
 #include "tools/conn/model.h"
 
@@ -10,93 +9,34 @@ namespace annalctl::conn {
 
 namespace {
 
-enum Text : std::size_t {
-  kUser,
-  kAddress,
-  kComputer,
-  kResource,
-  kApp,
-  kClientId,
-  kClientApp,
-  kClientAgent,
-};
-
 constexpr std::array kTexts{
-    TextFilter{"--user", "user's name"},
-    TextFilter{"--ip", "address"},
-    TextFilter{"--computer", "computer's name"},
-    TextFilter{"--resource", "resource"},
-    TextFilter{"--app", "application"},
-    TextFilter{"--client-id", "client id"},
-    TextFilter{"--client-app", "client application"},
-    TextFilter{"--client-agent", "client agent"},
+    TextFilter{"--user", "conn_user", "user's name"},
+    TextFilter{"--ip", "conn_ip", "address"},
+    TextFilter{"--computer", "conn_comp", "computer's name"},
+    TextFilter{"--resource", "conn_res", "resource"},
+    TextFilter{"--app", "conn_app", "application"},
+    TextFilter{"--client-id", "conn_client_id", "client id"},
+    TextFilter{"--client-app", "conn_client_app", "client application"},
+    TextFilter{"--client-agent", "conn_client_agent", "client agent"},
 };
-constexpr std::size_t kTextsOfGroups = kApp + 1;
-
-enum Number : std::size_t {
-  kService,
-  kAction,
-  kResult,
-};
+constexpr std::size_t kTextsOfGroups = 5;
 
 constexpr std::array kNumbers{
-    NumberFilter{"--service", "Only those of this service, 1 to 12", kHighestService, 0},
-    NumberFilter{"--action", "Only those of this action, 1 to 36", kHighestAction, 0},
-    NumberFilter{"--failed", "Only those that failed (result 13)", kFailed, kFailed},
+    NumberFilter{"--service", "conn_serv", "Only those of this service, 1 to 12", kHighestService, 0},
+    NumberFilter{"--action", "conn_action", "Only those of this action, 1 to 36", kHighestAction, 0},
+    NumberFilter{"--failed", "conn_action_result", "Only those that failed (result 13)", kFailed, kFailed},
 };
-
-void match_users(bool exactly) {
-  annal_conn_enable_name_matching(exactly ? 1 : 0);
-}
-
-void check_nothing(const Filters& /*filters*/) {}
-
-// The library takes the codes that it compares without a sign as plain numbers.
-int sort_of(const Rows& rows) {
-  return static_cast<int>(rows.sort);
-}
-int type_mode_of(const Filters& filters) {
-  return static_cast<int>(filters.type());
-}
-
-int list(const Filters& filters, const Rows& rows) {
-  return annal_conn_query_ex3(kLog.path, rows.callback, sort_of(rows), rows.range.start, rows.range.end,
-                              type_mode_of(filters), filters.date_from(), filters.date_to(), filters.text(kUser),
-                              filters.text(kAddress), filters.text(kComputer), filters.text(kResource),
-                              filters.number(kService), filters.number(kAction), rows.context, filters.time_from(),
-                              filters.time_to(), filters.text(kApp), filters.number(kResult), filters.text(kClientId),
-                              filters.text(kClientApp), filters.text(kClientAgent));
-}
-
-int group(const Filters& filters, unsigned by, const Rows& rows) {
-  return annal_conn_query_group_ex2(
-      kLog.path, rows.callback, sort_of(rows), rows.range.start, rows.range.end, type_mode_of(filters),
-      filters.date_from(), filters.date_to(), filters.text(kUser), filters.text(kAddress), filters.text(kComputer),
-      filters.text(kResource), filters.number(kService), filters.number(kAction), by, rows.context, filters.time_from(),
-      filters.time_to(), filters.text(kApp), filters.number(kResult));
-}
-
-int count(const Filters& filters) {
-  return annal_conn_query_count_ex3(type_mode_of(filters), filters.date_from(), filters.date_to(), filters.text(kUser),
-                                    filters.text(kAddress), filters.text(kComputer), filters.text(kResource),
-                                    filters.number(kService), filters.number(kAction), filters.time_from(),
-                                    filters.time_to(), filters.text(kApp), filters.number(kResult),
-                                    filters.text(kClientId), filters.text(kClientApp), filters.text(kClientAgent));
-}
 
 const Search kSearch{
     .log = kLog,
+    .columns = "t.*",
+    .id = "conn_id",
     .table = kListTable,
-    .filters = {kTexts, kNumbers},
+    .filters = {"conn_type", "conn_date", "conn_time", kTexts, kNumbers},
     .group_texts = kTextsOfGroups,
     .sorts = kSorts,
     .group_sorts = kSorts.size(),
     .groupings = kGroupings,
-    .match_users = match_users,
-    .check = check_nothing,
-    .list = list,
-    .group = group,
-    .count = count,
     .list_examples =
         "  annalctl conn list --failed --since yesterday\n"
         "  annalctl conn list --exact-user admin --ip 203.0.113. --service 7\n"

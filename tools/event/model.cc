@@ -32,11 +32,20 @@ enum Place : std::size_t {
   kSize = kColumns.size(),  // of a group
 };
 
-constexpr std::array kSortChoices{
-    Choice{"date", 0},       Choice{"time", 2},      Choice{"type", 4}, Choice{"user", 6},
-    Choice{"ip", 8},         Choice{"computer", 10}, Choice{"id", 12},  Choice{"msgid", 14},
-    Choice{"timestamp", 16}, Choice{"app-id", 18},   Choice{"app", 20}, Choice{"category-id", 22},
-    Choice{"category", 24},
+constexpr std::array kSortTable{
+    Sort{{"date", 0}, {"event_date", "event_time"}},
+    Sort{{"time", 2}, {"event_time", "event_date"}},
+    Sort{{"type", 4}, {"event_type"}},
+    Sort{{"user", 6}, {"event_user"}},
+    Sort{{"ip", 8}, {"event_ip"}},
+    Sort{{"computer", 10}, {"event_comp"}},
+    Sort{{"id", 12}, {"event_id"}},
+    Sort{{"msgid", 14}, {"event_msgid"}},
+    Sort{{"timestamp", 16}, {"event_timet"}},
+    Sort{{"app-id", 18}, {"event_app_id"}},
+    Sort{{"app", 20}, {"event_app_name"}},
+    Sort{{"category-id", 22}, {"event_category_id"}},
+    Sort{{"category", 24}, {"event_category"}},
 };
 
 constexpr TableColumn kIdCell{"ID", kId, true};
@@ -64,14 +73,14 @@ constexpr std::array kByMessageCells{kSizeCell, kLevelCell, kMessageCell};
 
 // There is no order by message, so those groups stand by level.
 constexpr std::array kGroupingTable{
-    Grouping{{"id", 0}, 12, kByIdCells},
-    Grouping{{"type", 1}, 4, kByTypeCells},
-    Grouping{{"date", 2}, 0, kByDateCells},
-    Grouping{{"time", 3}, 2, kByTimeCells},
-    Grouping{{"user", 4}, 6, kByUserCells},
-    Grouping{{"ip", 5}, 8, kByAddressCells},
-    Grouping{{"computer", 6}, 10, kByComputerCells},
-    Grouping{{"message", 7}, 4, kByMessageCells},
+    Grouping{{"id", 0}, 12, {"event_id"}, kByIdCells},
+    Grouping{{"type", 1}, 4, {"event_type"}, kByTypeCells},
+    Grouping{{"date", 2}, 0, {"event_type", "event_date"}, kByDateCells},
+    Grouping{{"time", 3}, 2, {"event_type", "event_time"}, kByTimeCells},
+    Grouping{{"user", 4}, 6, {"event_type", "event_user"}, kByUserCells},
+    Grouping{{"ip", 5}, 8, {"event_type", "event_ip"}, kByAddressCells},
+    Grouping{{"computer", 6}, 10, {"event_type", "event_comp"}, kByComputerCells},
+    Grouping{{"message", 7}, 4, {"event_type", "event_desc"}, kByMessageCells},
 };
 
 int count_all() noexcept {
@@ -93,7 +102,7 @@ const Log kLog{
     .create_anywhere = annal_event_create_tbl,
 };
 
-constinit const std::span<const Choice> kSorts = kSortChoices;
+constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
 

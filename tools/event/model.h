@@ -13,8 +13,7 @@ namespace annalctl::event {
 
 extern const Log kLog;
 
-// Those of ascending order.
-extern const std::span<const Choice> kSorts;
+extern const std::span<const Sort> kSorts;
 extern const std::span<const Grouping> kGroupings;
 
 extern const std::span<const TableColumn> kListTable;

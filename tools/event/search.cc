@@ -1,109 +1,46 @@
 #include "tools/search.h"
 
 #include <array>
-#include <initializer_list>
 
-#include "Corix_annal.h"
 #include "tools/event/commands.h"
 #include "tools/event/model.h"
-#include "tools/failure.h"
 
 namespace annalctl::event {
 
 namespace {
 
-enum Text : std::size_t {
-  kUser,
-  kAddress,
-  kComputer,
-  kMessage,
-  kAppId,
-  kApp,
-  kCategoryId,
-  kCategory,
-  kClientId,
-  kClientApp,
-  kClientAgent,
-};
-
 constexpr std::array kTexts{
-    TextFilter{"--user", "user's name"},          TextFilter{"--ip", "address"},
-    TextFilter{"--computer", "computer's name"},  TextFilter{"--text", "message"},
-    TextFilter{"--app-id", "application id"},     TextFilter{"--app", "application"},
-    TextFilter{"--category-id", "category id"},   TextFilter{"--category", "category"},
-    TextFilter{"--client-id", "client id"},       TextFilter{"--client-app", "client application"},
-    TextFilter{"--client-agent", "client agent"},
+    TextFilter{"--user", "event_user", "user's name"},
+    TextFilter{"--ip", "event_ip", "address"},
+    TextFilter{"--computer", "event_comp", "computer's name"},
+    TextFilter{"--text", "event_desc", "message"},
+    TextFilter{"--app-id", "event_app_id", "application id"},
+    TextFilter{"--app", "event_app_name", "application"},
+    TextFilter{"--category-id", "event_category_id", "category id"},
+    TextFilter{"--category", "event_category", "category"},
+    TextFilter{"--client-id", "event_client_id", "client id"},
+    TextFilter{"--client-app", "event_client_app", "client application"},
+    TextFilter{"--client-agent", "event_client_agent", "client agent"},
 };
-constexpr std::size_t kTextsOfGroups = kMessage + 1;
+// By name, so that a migrated table with its columns in another place lists the same.
+constexpr char kListedColumns[] =
+    "event_id, event_type, event_date, event_time, event_user, event_ip, event_comp, event_desc, event_msgid, "
+    "event_timet, event_app_id, event_app_name, event_category_id, event_category, event_client_id, "
+    "event_client_app, event_client_agent";
+
+constexpr std::size_t kTextsOfGroups = 4;
 constexpr std::size_t kSortsOfGroups = 9;
-
-bool any_of(const Filters& filters, std::initializer_list<Text> texts) {
-  for (const Text text : texts) {
-    if (filters.text(text) != nullptr) {
-      return true;
-    }
-  }
-  return false;
-}
-
-// The library joins its conditions so that these two do not make a statement, and other callers rely on it.
-void check_combination(const Filters& filters) {
-  constexpr char kRemedy[] =
-      "give one of --type, --since, --until, --user, --ip, --computer and --text as well ('--since 0001-01-01' leaves "
-      "nothing out)";
-  if (filters.type() != 0 || filters.has_period() || any_of(filters, {kUser, kAddress, kComputer, kMessage})) {
-    return;
-  }
-  const bool client = any_of(filters, {kClientId, kClientApp, kClientAgent});
-  if (client && any_of(filters, {kAppId, kApp, kCategoryId, kCategory})) {
-    throw Refusal(std::string("the library cannot look for a client and an application or category alone: ") + kRemedy);
-  }
-  if (filters.text(kCategoryId) != nullptr && filters.text(kCategory) != nullptr && !any_of(filters, {kAppId, kApp})) {
-    throw Refusal(std::string("the library cannot look for a category id and a category alone: ") + kRemedy);
-  }
-}
-
-void match_users(bool exactly) {
-  annal_event_enable_name_matching(exactly ? 1 : 0);
-}
-
-int list(const Filters& filters, const Rows& rows) {
-  return annal_event_query_ex3(rows.callback, rows.sort, rows.range.start, rows.range.end, filters.type(),
-                               filters.date_from(), filters.date_to(), filters.text(kUser), filters.text(kAddress),
-                               filters.text(kComputer), filters.text(kMessage), rows.context, filters.time_from(),
-                               filters.time_to(), filters.text(kAppId), filters.text(kApp), filters.text(kCategoryId),
-                               filters.text(kCategory), filters.text(kClientId), filters.text(kClientApp),
-                               filters.text(kClientAgent));
-}
-
-int group(const Filters& filters, unsigned by, const Rows& rows) {
-  return annal_event_query_group_ex(rows.callback, rows.sort, rows.range.start, rows.range.end, filters.type(),
-                                    filters.date_from(), filters.date_to(), filters.text(kUser), filters.text(kAddress),
-                                    filters.text(kComputer), filters.text(kMessage), by, rows.context,
-                                    filters.time_from(), filters.time_to());
-}
-
-int count(const Filters& filters) {
-  return annal_event_query_count_ex3(filters.type(), filters.date_from(), filters.date_to(), filters.text(kUser),
-                                     filters.text(kAddress), filters.text(kComputer), filters.text(kMessage),
-                                     filters.time_from(), filters.time_to(), filters.text(kAppId), filters.text(kApp),
-                                     filters.text(kCategoryId), filters.text(kCategory), filters.text(kClientId),
-                                     filters.text(kClientApp), filters.text(kClientAgent));
-}
 
 const Search kSearch{
     .log = kLog,
+    .columns = kListedColumns,
+    .id = "event_id",
     .table = kListTable,
-    .filters = {kTexts, {}},
+    .filters = {"event_type", "event_date", "event_time", kTexts, {}},
     .group_texts = kTextsOfGroups,
     .sorts = kSorts,
     .group_sorts = kSortsOfGroups,
     .groupings = kGroupings,
-    .match_users = match_users,
-    .check = check_combination,
-    .list = list,
-    .group = group,
-    .count = count,
     .list_examples =
         "  annalctl event list --type error --since yesterday\n"
         "  annalctl event list --text 'log in' --ip 203.0.113. --since '2 days ago'\n"

@@ -1,17 +1,19 @@
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
 #include <array>
-#include <limits>
+#include <cstdint>
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "Corix_annal.h"
-#include "tools/fields.h"
 #include "tools/fileop/commands.h"
 #include "tools/fileop/model.h"
 #include "tools/level.h"
 #include "tools/listing.h"
 #include "tools/number.h"
-#include "tools/result.h"
 #include "tools/tail.h"
 
 namespace annalctl::fileop {
@@ -20,7 +22,9 @@ namespace {
 
 constexpr char kListFooter[] =
     "Without --sort and --oldest the newest operations come first: those with the latest date and time, and where a\n"
-    "condition is given besides --type, those that were stored last.\n"
+    "condition is given besides --type, those that were stored last. Those that are equal in the order asked for come "
+    "in\n"
+    "the order of their ids, which is reversed with it.\n"
     "A text is found anywhere in its column and in either case; '%' in it stands for any text, '_' for any character.\n"
     "With --from or --to alone the other is today.\n"
     "\n"
@@ -37,26 +41,35 @@ constexpr char kCountFooter[] =
     "  annalctl fileop --db operations.db count --path /share/photos";
 
 struct TextCondition {
-  TextField field;
+  const char* option;
+  const char* column;
   const char* help;
 };
 
 constexpr std::array kTextConditions{
-    TextCondition{{"", "--user", "user", offsetof(FileOpFilter, event_user), 64}, "Only of this user"},
-    TextCondition{{"", "--ip", "address", offsetof(FileOpFilter, event_ip), 64}, "Only from this address"},
-    TextCondition{{"", "--computer", "computer", offsetof(FileOpFilter, event_comp), 64}, "Only from this computer"},
-    TextCondition{{"", "--description", "description", offsetof(FileOpFilter, event_desc), 1024},
-                  "Only with this description"},
-    TextCondition{{"", "--from", "first date", offsetof(FileOpFilter, date_from), 10},
-                  "Only from this date on, as 2026-11-21"},
-    TextCondition{{"", "--to", "last date", offsetof(FileOpFilter, date_to), 10},
-                  "Only up to this date, as 2026-11-21"},
+    TextCondition{"--user", "event_user", "Only of this user"},
+    TextCondition{"--ip", "event_ip", "Only from this address"},
+    TextCondition{"--computer", "event_comp", "Only from this computer"},
+    TextCondition{"--description", "event_desc", "Only with this description"},
 };
 
-// The filter, and the texts that it points to.
+// An empty path is a condition, which every operation with a path meets.
+constexpr std::array kPathConditions{
+    TextCondition{"--path", "event_filepath", "Only with this path"},
+    TextCondition{"--old-path", "event_oldfilepath", "Only with this path before a move or renaming"},
+};
+
+std::string today() {
+  std::tm now{};
+  const std::time_t seconds = std::time(nullptr);
+  static_cast<void>(localtime_r(&seconds, &now));
+  return fmt::format("{:%Y-%m-%d}", now);
+}
+
+// What was asked for. Those of the level are kept apart: they do not count for the usual order.
 class Conditions {
  public:
-  Conditions() { filter_.event_filesize = -1; }
+  Conditions() = default;
   Conditions(const Conditions&) = delete;
   Conditions& operator=(const Conditions&) = delete;
   Conditions(Conditions&&) = delete;
@@ -65,87 +78,77 @@ class Conditions {
 
   void add_options(CLI::App& command) {
     add_choice(command, "--type", type_, kLevelFilters, "Only operations of this level");
-    for (const auto& [field, help] : kTextConditions) {
-      command
-          .add_option_function<std::string>(
-              field.option,
-              [this, &condition = field](const std::string& text) {
-                set_text(&filter_, condition, escaped(text));
-                any_ = any_ || !text.empty();
-              },
-              help)
-          ->type_name("TEXT");
+    for (const TextCondition& condition : kTextConditions) {
+      add_text(command, condition, false);
     }
-    add_path(command, "--path", path_, "Only with this path");
-    add_path(command, "--old-path", old_path_, "Only with this path before a move or renaming");
-    add_number(command, "--folder", filter_.event_isFolder, 1, "Only with this folder code, 1 or 2");
-    add_number(command, "--action", filter_.event_action, 1, "Only of this action");
-    add_number(command, "--size", filter_.event_filesize, 0, "Only of this size");
+    add_date(command, "--from", from_, "Only from this date on, as 2026-11-21");
+    add_date(command, "--to", to_, "Only up to this date, as 2026-11-21");
+    for (const TextCondition& condition : kPathConditions) {
+      add_text(command, condition, true);
+    }
+    add_number(command, "--folder", "event_isFolder", 1, "Only with this folder code, 1 or 2");
+    add_number(command, "--action", "event_action", 1, "Only of this action");
+    add_number(command, "--size", "event_filesize", 0, "Only of this size");
   }
 
-  [[nodiscard]] unsigned type() const { return type_.value_or(0); }
+  // Whether there is more than the level to look for.
+  [[nodiscard]] bool any() const { return !found_.empty() || !from_.empty() || !to_.empty(); }
 
-  // Null when there is nothing but the type to look for.
-  [[nodiscard]] FileOpFilter* filter() {
-    if (!any_) {
-      return nullptr;
+  [[nodiscard]] std::vector<Condition> all() const {
+    std::vector<Condition> conditions = found_;
+    if (type_.value_or(0) != 0) {
+      conditions.push_back(equals("event_type", std::int64_t{*type_} - 1));
     }
-    filter_.event_type = type();
-    filter_.event_filepath = path_ ? path_->c_str() : nullptr;
-    filter_.event_oldfilepath = old_path_ ? old_path_->c_str() : nullptr;
-    return &filter_;
+    if (!from_.empty() || !to_.empty()) {
+      conditions.push_back(
+          {"event_date >= ? AND event_date <= ?", {from_.empty() ? today() : from_, to_.empty() ? today() : to_}});
+    }
+    return conditions;
   }
 
  private:
-  void add_path(CLI::App& command, const char* option, std::optional<std::string>& path, const char* help) {
+  void add_text(CLI::App& command, const TextCondition& condition, bool may_be_empty) {
     command
         .add_option_function<std::string>(
-            option,
-            [this, &path](const std::string& text) {
-              path = escaped(text);
-              any_ = true;
+            condition.option,
+            [this, &condition, may_be_empty](const std::string& text) {
+              if (may_be_empty || !text.empty()) {
+                found_.push_back(contains(condition.column, text));
+              }
             },
-            help)
+            condition.help)
         ->type_name("TEXT");
   }
 
-  void add_number(CLI::App& command, const char* option, std::int32_t& number, int least, const char* help) {
+  static void add_date(CLI::App& command, const char* option, std::string& date, const char* help) {
+    command.add_option(option, date, help)->type_name("TEXT");
+  }
+
+  void add_number(CLI::App& command, const char* option, const char* column, int least, const char* help) {
     command
         .add_option_function<std::int32_t>(
-            option,
-            [this, &number](std::int32_t value) {
-              number = value;
-              any_ = true;
-            },
-            help)
+            option, [this, column](std::int32_t value) { found_.push_back(equals(column, std::int64_t{value})); }, help)
         ->type_name("N")
         ->check(at_least(least));
   }
 
   std::optional<unsigned> type_;
-  std::optional<std::string> path_;
-  std::optional<std::string> old_path_;
-  FileOpFilter filter_{};
-  bool any_ = false;
+  std::vector<Condition> found_;
+  std::string from_;
+  std::string to_;
 };
-
-// All else that the library refuses has been checked before.
-int require_room(int code) {
-  if (code == ANNAL_BAD_ARGUMENT) {
-    throw Refusal("the conditions are too long: together they have room for about 2000 bytes");
-  }
-  return code;
-}
 
 struct Selection {
   Conditions conditions;
+  std::vector<Choice> sorts = choices_of(kSorts);  // the names of the orders, as options want them
   std::optional<unsigned> sort;
   bool reverse = false;
   Page page;
 
+  // What a search finds is shown the last stored first, which is not the latest where a clock was set back.
   [[nodiscard]] unsigned order() const {
-    const unsigned code = sort.value_or(kNewestFirst);
-    return reverse ? code ^ 1U : code;
+    const unsigned code = sort.value_or(kNewestFirst) ^ (reverse ? 1U : 0U);
+    return code == kNewestFirst && conditions.any() ? kHighestIdFirst : code;
   }
 };
 
@@ -154,44 +157,26 @@ struct TailArguments {
   TailOptions options;
 };
 
-Listing listing_of(Conditions& conditions, unsigned sort) {
-  const unsigned type = conditions.type();
-  FileOpFilter* const filter = conditions.filter();
-  return {
-      {kLog, "list the file operations", Purpose::kReading},
-      listed_shape(),
-      [=](annal_row_callback callback, void* context, Page::Range range) {
-        return filter == nullptr
-                   ? pavo2log_event_query(kLog.path, callback, sort, range.start, range.end, type, context)
-                   : require_room(
-                         pavo2log_event_query_by(kLog.path, callback, filter, sort, range.start, range.end, context));
-      },
-  };
+Listing listing_of(const Conditions& conditions, unsigned sort) {
+  Listing listing{{kLog, "list the file operations", Purpose::kReading}, listed_shape(), {}};
+  listing.query.id = "event_id";
+  listing.query.conditions = conditions.all();
+  listing.query.order_by(kSorts, sort);
+  return listing;
 }
 
-int run_list(Selection& selection, Program& program) {
+int run_list(const Selection& selection, Program& program) {
   return show_page(listing_of(selection.conditions, selection.order()), selection.page, program);
 }
 
-int run_tail(TailArguments& arguments, Program& program) {
+int run_tail(const TailArguments& arguments, Program& program) {
   return show_tail({listing_of(arguments.conditions, kHighestIdFirst)}, arguments.options, program);
 }
 
-int run_count(Conditions& conditions, Program& program) {
-  if (!log_is_there(kLog)) {
-    return kFailure;
-  }
-  const Call call{kLog, "count the file operations", Purpose::kReading};
-  FileOpFilter* const filter = conditions.filter();
-  const int count =
-      filter == nullptr
-          ? pavo2log_event_query_count(kLog.path, conditions.type(), nullptr, nullptr, nullptr, nullptr)
-          : require_room(pavo2log_event_query_count_by(kLog.path, filter, nullptr, nullptr, nullptr, nullptr));
-  if (count < 0) {
-    return report(call, count);
-  }
-  write_number(program.format(), "count", count, program.output);
-  return kSuccess;
+int run_count(const Conditions& conditions, Program& program) {
+  Listing listing = listing_of(conditions, kNewestFirst);
+  listing.call.doing = "count the file operations";
+  return show_count(listing, program);
 }
 
 }  // namespace
@@ -201,7 +186,7 @@ void add_list(CLI::App& commands, Program& program) {
   const auto selection = std::make_shared<Selection>();
   command->footer(kListFooter);
   selection->conditions.add_options(*command);
-  auto* const sort = add_choice(*command, "--sort", selection->sort, kSorts, "Order, ascending");
+  auto* const sort = add_choice(*command, "--sort", selection->sort, selection->sorts, "Order, ascending");
   auto* const reverse = command->add_flag("--reverse", selection->reverse, "Turn the order round");
   command
       ->add_flag_callback(

@@ -22,9 +22,17 @@ constexpr std::array kColumns{
     Column{"sub_user", false},          Column{"pid", true},
 };
 
-constexpr std::array kSortChoices{
-    Choice{"date", 0},      Choice{"time", 2}, Choice{"type", 4},    Choice{"user", 6},    Choice{"ip", 8},
-    Choice{"computer", 10}, Choice{"id", 12},  Choice{"folder", 14}, Choice{"action", 16}, Choice{"size", 18},
+constexpr std::array kSortTable{
+    Sort{{"date", 0}, {"event_date", "event_time"}},
+    Sort{{"time", 2}, {"event_time", "event_date"}},
+    Sort{{"type", 4}, {"event_type"}},
+    Sort{{"user", 6}, {"event_user"}},
+    Sort{{"ip", 8}, {"event_ip"}},
+    Sort{{"computer", 10}, {"event_comp"}},
+    Sort{{"id", 12}, {"event_id"}},
+    Sort{{"folder", 14}, {"event_isFolder"}},
+    Sort{{"action", 16}, {"event_action"}},
+    Sort{{"size", 18}, {"event_filesize"}},
 };
 
 // By where each column is in a row.
@@ -68,7 +76,7 @@ Log kLog{
     .migrates = false,
 };
 
-const std::span<const Choice> kSorts = kSortChoices;
+const std::span<const Sort> kSorts = kSortTable;
 
 void use_file(const std::string& file) {
   if (file.empty()) {

@@ -7,6 +7,7 @@
 #include "tools/choice.h"
 #include "tools/log.h"
 #include "tools/output.h"
+#include "tools/query.h"
 
 namespace annalctl::fileop {
 
@@ -15,8 +16,7 @@ extern Log kLog;
 
 void use_file(const std::string& file);
 
-// The sort codes of ascending order; one more is descending.
-extern const std::span<const Choice> kSorts;
+extern const std::span<const Sort> kSorts;
 
 enum SortCode : unsigned {
   kOldestFirst = 0,

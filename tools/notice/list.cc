@@ -9,12 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "Corix_annal.h"
+#include "tools/failure.h"
 #include "tools/listing.h"
 #include "tools/notice/commands.h"
 #include "tools/notice/model.h"
 #include "tools/number.h"
-#include "tools/result.h"
 #include "tools/tail.h"
 
 namespace annalctl::notice {
@@ -22,7 +21,9 @@ namespace annalctl::notice {
 namespace {
 
 constexpr char kListFooter[] =
-    "Without --sort and --oldest the newest notices come first.\n"
+    "Without --sort and --oldest the newest notices come first. Those that are equal in the order asked for come in "
+    "the\n"
+    "order of their ids, which is reversed with it.\n"
     "\n"
     "Examples:\n"
     "  annalctl notice list --severity error --days 7\n"
@@ -65,54 +66,63 @@ void add_filter_options(CLI::App& command, Filter& filter) {
   add_condition_options(command, filter);
 }
 
-// The filter in the library's words.
-struct Span {
-  std::string from;
-  std::string to;
-  int days;
-  std::optional<std::string> condition;
-
-  [[nodiscard]] const char* condition_text() const { return condition ? condition->c_str() : nullptr; }
-};
-
-// Quotes would be doubled by the library. What ends one statement and begins another has no place in a filter.
+// Stands between others' conditions, and leaves each statement whole.
 void require_expression(const std::string& text) {
-  if (text.find_first_of("'\";") != std::string::npos) {
-    throw Refusal(fmt::format("'{}' cannot be asked for: a condition has neither quotes nor ';'", text));
+  int open = 0;
+  for (const char c : text) {
+    open += c == '(' ? 1 : c == ')' ? -1 : 0;
+    if (open < 0) {
+      break;
+    }
+  }
+  const bool whole = open == 0 && text.find_first_of("'\";?`[") == std::string::npos &&
+                     text.find("--") == std::string::npos && text.find("/*") == std::string::npos;
+  if (!whole) {
+    throw Refusal(
+        fmt::format("'{}' cannot be asked for: a condition has neither quotes, comments, '?' nor ';', and as "
+                    "many ')' as '('",
+                    text));
   }
 }
 
-std::optional<std::string> condition_of(const Filter& filter) {
-  std::optional<std::string> condition;
-  if (!filter.where.empty()) {
-    require_expression(filter.where);
-    condition = "(" + filter.where + ")";
-  }
-  if (filter.severity) {
-    condition = fmt::format("severity = {}{}", *filter.severity, condition ? " and " + *condition : "");
-  }
-  return condition;
+// Seconds before a time, which may be any number.
+std::int64_t before(std::int64_t time, std::int64_t seconds) {
+  constexpr std::int64_t kEarliest = std::numeric_limits<std::int64_t>::min();
+  return time < kEarliest + seconds ? kEarliest : time - seconds;
 }
 
-Span span_of(const Filter& filter) {
+// The time is looked at whenever anything is asked for, as the library does: what is no number has none.
+std::vector<Condition> conditions_of(const Filter& filter) {
   using Stamp = std::numeric_limits<std::int32_t>;  // as notices have it
-  Span span{fmt::to_string(Stamp::min()), fmt::to_string(Stamp::max()), std::numeric_limits<int>::max(),
-            condition_of(filter)};
+  constexpr std::int64_t kDay = 86400;
+  std::int64_t from = Stamp::min();
+  std::int64_t to = Stamp::max();
   if (!filter.since.empty()) {
-    span.from = fmt::to_string(seconds_of(filter.since));
+    from = seconds_of(filter.since);
   }
   if (filter.days) {
-    span.days = *filter.days;
-    span.to = fmt::to_string(std::time(nullptr));
+    to = std::time(nullptr);
   }
   if (!filter.until.empty()) {
-    span.to = fmt::to_string(seconds_of(filter.until));
+    to = seconds_of(filter.until);
   }
-  return span;
+  std::vector<Condition> conditions{{"time >= ? AND time <= ?", {from, to}}};
+  if (filter.days) {
+    conditions.push_back({"time >= ?", {before(to, *filter.days * kDay)}});
+  }
+  if (filter.severity) {
+    conditions.push_back(equals("severity", std::int64_t{*filter.severity}));
+  }
+  if (!filter.where.empty()) {
+    require_expression(filter.where);
+    conditions.push_back({filter.where, {}});
+  }
+  return conditions;
 }
 
 struct ListArguments {
   Filter filter;
+  std::vector<Choice> sorts = choices_of(kSorts);  // the names of the orders, as options want them
   std::optional<unsigned> sort;
   bool reverse = false;
   Page page;
@@ -136,7 +146,7 @@ struct GroupArguments {
 };
 
 void add_order_options(CLI::App& command, ListArguments& arguments) {
-  auto* const sort = add_choice(command, "--sort", arguments.sort, kSorts, "Order, ascending");
+  auto* const sort = add_choice(command, "--sort", arguments.sort, arguments.sorts, "Order, ascending");
   auto* const reverse = command.add_flag("--reverse", arguments.reverse, "Turn the order round");
   auto* const newest = command.add_flag_callback(
       "--newest", [&arguments] { arguments.sort = kNewestFirst; }, "Newest first");
@@ -146,28 +156,23 @@ void add_order_options(CLI::App& command, ListArguments& arguments) {
   oldest->excludes(sort)->excludes(reverse);
 }
 
-// The notices that pass a filter, in an order. The span has to live as long as the listing.
-Listing listing_of(const Filter& filter, const Span& span, unsigned sort) {
-  const bool filtered = filter.wanted();
-  return {
-      {kLog, "list the notices", Purpose::kReading},
-      listed_shape(),
-      [sort, filtered, &span](annal_row_callback callback, void* context, Page::Range range) {
-        return filtered ? annal_notice_query_byclientTime(callback, span.from.c_str(), span.days, span.to.c_str(),
-                                                          range.start, range.end, sort, span.condition_text(), context)
-                        : annal_notice_query(callback, sort, range.start, range.end, 0, context);
-      },
-  };
+// The notices that pass a filter, in an order.
+Listing listing_of(const Filter& filter, unsigned sort) {
+  Listing listing{{kLog, "list the notices", Purpose::kReading}, listed_shape(), {}};
+  listing.query.id = "id";
+  if (filter.wanted()) {
+    listing.query.conditions = conditions_of(filter);
+  }
+  listing.query.order_by(kSorts, sort);
+  return listing;
 }
 
 int run_list(const ListArguments& arguments, Program& program) {
-  const Span span = span_of(arguments.filter);
-  return show_page(listing_of(arguments.filter, span, arguments.order()), arguments.page, program);
+  return show_page(listing_of(arguments.filter, arguments.order()), arguments.page, program);
 }
 
 int run_tail(const TailArguments& arguments, Program& program) {
-  const Span span = span_of(arguments.filter);
-  return show_tail({listing_of(arguments.filter, span, kHighestIdFirst)}, arguments.options, program);
+  return show_tail({listing_of(arguments.filter, kHighestIdFirst)}, arguments.options, program);
 }
 
 const Grouping& grouping_of(const std::string& name) {
@@ -187,36 +192,20 @@ const Grouping& grouping_of(const std::string& name) {
 
 int run_group(const GroupArguments& arguments, Program& program) {
   const Grouping& grouping = grouping_of(arguments.by);
-  const Span span = span_of(arguments.filter);
-  RowShape shape = listed_shape();
-  shape.columns.push_back({"count", true});
-  shape.table = grouping.table;
-  const Listing listing{
-      {kLog, "group the notices", Purpose::kReading},
-      shape,
-      [&span, &grouping](annal_row_callback callback, void* context, Page::Range range) {
-        return annal_notice_query_group_byclientTime(callback, span.from.c_str(), span.days, span.to.c_str(),
-                                                     range.start, range.end, kUnsorted, grouping.choice.code,
-                                                     span.condition_text(), context);
-      },
-  };
-  return (arguments.by_size ? show_largest : show_page)(listing, arguments.page, program);
+  Listing listing{{kLog, "group the notices", Purpose::kReading}, listed_shape(), {}};
+  listing.shape.columns.push_back({"count", true});
+  listing.shape.table = grouping.table;
+  listing.query.id = "id";
+  listing.query.conditions = conditions_of(arguments.filter);
+  listing.query.group_by(grouping.columns);
+  listing.query.largest_first = arguments.by_size;
+  return show_page(listing, arguments.page, program);
 }
 
 int run_count(const Filter& filter, Program& program) {
-  const Span span = span_of(filter);
-  if (!log_is_there(kLog)) {
-    return kFailure;
-  }
-  const Call call{kLog, "count the notices", Purpose::kReading};
-  const int count = filter.wanted() ? annal_notice_query_byclientTime_count(span.from.c_str(), span.days,
-                                                                            span.to.c_str(), span.condition_text())
-                                    : kLog.count();
-  if (count < 0) {
-    return report(call, count);
-  }
-  write_number(program.format(), "count", count, program.output);
-  return kSuccess;
+  Listing listing = listing_of(filter, kNewestFirst);
+  listing.call.doing = "count the notices";
+  return show_count(listing, program);
 }
 
 }  // namespace

@@ -58,10 +58,18 @@ constexpr std::array kSeverityChoices{
     Choice{"6", 6, false},    Choice{"7", 7, false},
 };
 
-constexpr std::array kSortChoices{
-    Choice{"time", 0},     Choice{"severity", 4},  Choice{"user", 6},     Choice{"ip", 8},
-    Choice{"client", 10},  Choice{"id", 12},       Choice{"server", 14},  Choice{"action", 16},
-    Choice{"service", 18}, Choice{"facility", 20}, Choice{"msgcode", 22},
+constexpr std::array kSortTable{
+    Sort{{"time", 0}, {"time"}},
+    Sort{{"severity", 4}, {"severity"}},
+    Sort{{"user", 6}, {"user"}},
+    Sort{{"ip", 8}, {"ip"}},
+    Sort{{"client", 10}, {"client"}},
+    Sort{{"id", 12}, {"id"}},
+    Sort{{"server", 14}, {"server"}},
+    Sort{{"action", 16}, {"action"}},
+    Sort{{"service", 18}, {"serviceName"}},
+    Sort{{"facility", 20}, {"facility"}},
+    Sort{{"msgcode", 22}, {"msgCode"}},
 };
 
 int count_all() noexcept {
@@ -154,21 +162,21 @@ constexpr std::array kByLikenessCells{kSizeCell, kFacilityCell, kNameCell, kDesc
 
 // 10, the client, is a column that the library looks for under another name and never finds.
 constexpr std::array kGroupingTable{
-    Grouping{{"id", 0}, kByIdCells},
-    Grouping{{"severity", 1}, kBySeverityCells},
-    Grouping{{"server", 2}, kByServerCells},
-    Grouping{{"action", 3}, kByActionCells},
-    Grouping{{"service", 4}, kByServiceCells},
-    Grouping{{"facility", 5}, kByFacilityCells},
-    Grouping{{"time", 6}, kByTimeCells},
-    Grouping{{"endtime", 7}, kByEndTimeCells},
-    Grouping{{"user", 8}, kByUserCells},
-    Grouping{{"ip", 9}, kByAddressCells},
-    Grouping{{"description", 11}, kByDescriptionCells},
-    Grouping{{"msgcode", 12}, kByMessageCodeCells},
-    Grouping{{"varnum", 13}, kByVariablesCells},
-    Grouping{{"varcontent", 14}, kByContentCells},
-    Grouping{{"likeness", 15}, kByLikenessCells},
+    Grouping{{"id", 0}, {"id"}, kByIdCells},
+    Grouping{{"severity", 1}, {"severity"}, kBySeverityCells},
+    Grouping{{"server", 2}, {"server"}, kByServerCells},
+    Grouping{{"action", 3}, {"action"}, kByActionCells},
+    Grouping{{"service", 4}, {"serviceName"}, kByServiceCells},
+    Grouping{{"facility", 5}, {"facility"}, kByFacilityCells},
+    Grouping{{"time", 6}, {"time"}, kByTimeCells},
+    Grouping{{"endtime", 7}, {"endtime"}, kByEndTimeCells},
+    Grouping{{"user", 8}, {"user"}, kByUserCells},
+    Grouping{{"ip", 9}, {"ip"}, kByAddressCells},
+    Grouping{{"description", 11}, {"desc"}, kByDescriptionCells},
+    Grouping{{"msgcode", 12}, {"msgCode"}, kByMessageCodeCells},
+    Grouping{{"varnum", 13}, {"varNum"}, kByVariablesCells},
+    Grouping{{"varcontent", 14}, {"varContent"}, kByContentCells},
+    Grouping{{"likeness", 15}, {"facility", "name", "desc"}, kByLikenessCells},
 };
 
 }  // namespace
@@ -224,7 +232,7 @@ std::int64_t seconds_of(const std::string& text) {
 }
 
 const std::span<const Choice> kSeverities = kSeverityChoices;
-const std::span<const Choice> kSorts = kSortChoices;
+const std::span<const Sort> kSorts = kSortTable;
 const std::span<const Grouping> kGroupings = kGroupingTable;
 
 RowShape listed_shape() {

@@ -1,6 +1,7 @@
 // The notice log as data: its file, its columns and the facilities that notices come from.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -9,6 +10,7 @@
 #include "tools/choice.h"
 #include "tools/log.h"
 #include "tools/output.h"
+#include "tools/query.h"
 #include "tools/table.h"
 
 namespace annalctl::notice {
@@ -30,19 +32,19 @@ struct Facility {
 
 extern const std::span<const Choice> kSeverities;
 
-// The sort codes of ascending order; one more is descending.
-extern const std::span<const Choice> kSorts;
+extern const std::span<const Sort> kSorts;
 
 enum SortCode : unsigned {
   kOldestFirst = 0,
   kNewestFirst = 1,
-  kUnsorted = 2,
   kHighestIdFirst = 13,
 };
 
-// One way to group: its code, and the columns that say something about a group as a whole.
+// One way to group: the columns whose values a group shares, and those to be shown, which say something about a group
+// as a whole.
 struct Grouping {
   Choice choice;
+  std::array<const char*, 3> columns;
   std::span<const TableColumn> table;
 };
 extern const std::span<const Grouping> kGroupings;
