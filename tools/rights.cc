@@ -40,9 +40,18 @@ bool is_privileged() {
          capabilities[1].effective != 0;
 }
 
+// These are not for several threads, and rights are taken on by the only one.
+const struct passwd* known_user(uid_t user) {
+  return getpwuid(user);  // NOLINT(concurrency-mt-unsafe)
+}
+
+const struct group* known_group(gid_t group) {
+  return getgrgid(group);  // NOLINT(concurrency-mt-unsafe)
+}
+
 Rights rights_of(uid_t user, const std::string& path) {
   Rights rights{.user = user, .group = kNoGroup, .groups = {}, .name = fmt::to_string(user)};
-  if (const struct passwd* const known = getpwuid(user)) {
+  if (const struct passwd* const known = known_user(user)) {
     rights.name = known->pw_name;
     rights.group = known->pw_gid;
     int count = 0;
@@ -64,12 +73,12 @@ Rights rights_of(uid_t user, const std::string& path) {
 }
 
 std::string name_of_group(gid_t group) {
-  const struct group* const known = getgrgid(group);
+  const struct group* const known = known_group(group);
   return known != nullptr ? known->gr_name : fmt::to_string(group);
 }
 
 std::string own_name() {
-  const struct passwd* const known = getpwuid(geteuid());
+  const struct passwd* const known = known_user(geteuid());
   return known != nullptr ? known->pw_name : fmt::format("user {}", geteuid());
 }
 
@@ -78,7 +87,7 @@ std::string command_as(const Log& log, const std::set<uid_t>& users) {
   std::string switching = "sudo -u USER";
   if (!users.empty()) {
     const Rights rights = rights_of(*users.begin(), log.path);
-    switching = getpwuid(rights.user) != nullptr
+    switching = known_user(rights.user) != nullptr
                     ? "sudo -u " + rights.name
                     : fmt::format("setpriv --reuid={} --regid={} --clear-groups", rights.user, rights.group);
   }
@@ -95,9 +104,13 @@ std::string command_as(const Log& log, const std::set<uid_t>& users) {
 }
 
 bool has_only(const Rights& rights) {
-  std::array<uid_t, 3> users{};
-  std::array<gid_t, 3> groups{};
-  if (getresuid(&users[0], &users[1], &users[2]) != 0 || getresgid(&groups[0], &groups[1], &groups[2]) != 0) {
+  uid_t user = 0;
+  uid_t effective_user = 0;
+  uid_t saved_user = 0;
+  gid_t group = 0;
+  gid_t effective_group = 0;
+  gid_t saved_group = 0;
+  if (getresuid(&user, &effective_user, &saved_user) != 0 || getresgid(&group, &effective_group, &saved_group) != 0) {
     return false;
   }
   Capabilities capabilities{};
@@ -105,8 +118,11 @@ bool has_only(const Rights& rights) {
   for (const __user_cap_data_struct& part : capabilities) {
     only = only && part.effective == 0 && part.permitted == 0 && part.inheritable == 0;
   }
-  for (std::size_t i = 0; i < users.size(); ++i) {
-    only = only && users.at(i) == rights.user && groups.at(i) == rights.group;
+  for (const uid_t one : {user, effective_user, saved_user}) {
+    only = only && one == rights.user;
+  }
+  for (const gid_t one : {group, effective_group, saved_group}) {
+    only = only && one == rights.group;
   }
   return only && getgroups(0, nullptr) == static_cast<int>(rights.groups.size()) && setuid(0) != 0;
 }

@@ -368,7 +368,7 @@ TEST_F(AnnalctlRightsTest, OrdinaryUserMayShareALogWithAGroupButNotWithEverybody
     const Finished added = fileop({"add", "/a", "--action", "1"});
     EXPECT_EQ(added.status, 0) << added.err;
   });
-  for (const mode_t mode : {0777, 01777}) {
+  for (const mode_t mode : {0777U, 01777U}) {
     ASSERT_EQ(chmod(kFolder, mode), 0);
     as_ordinary_user([] {
       const Finished refused = fileop({"count"});
