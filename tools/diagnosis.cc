@@ -40,9 +40,10 @@ bool permitted(const std::string& path, int mode) {
 std::string refused(int error) {
   if (error == EACCES) {
     if (const Finding user = rights_taken_from()) {
-      return fmt::format("permission denied to {}, who may write the log or a folder on its way and whose rights were "
-                         "taken on for that",
-                         *user);
+      return fmt::format(
+          "permission denied to {}, who may write the log or a folder on its way and whose rights were "
+          "taken on for that",
+          *user);
     }
     return "permission denied (run this as root)";
   }
