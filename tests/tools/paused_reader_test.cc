@@ -381,7 +381,7 @@ constexpr Order kNoticeOrders[] = {
 };
 
 int collect_id(void* context, int /*columns*/, char** values, char** /*names*/) {
-  static_cast<std::vector<long long>*>(context)->push_back(std::atoll(values[0]));
+  static_cast<std::vector<long long>*>(context)->push_back(std::strtoll(values[0], nullptr, 10));
   return 0;
 }
 
