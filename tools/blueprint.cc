@@ -1,5 +1,10 @@
 #include "tools/blueprint.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
 #include "Corix_annal.h"
 #include "tools/sqlite.h"
 #include "tools/text.h"
@@ -45,6 +50,56 @@ class EverythingInMemory {
   bool ready_ = false;
 };
 
+// Listens to what is run on every connection that is opened meanwhile, and refuses all but the first of a call: a batch
+// of connections that cannot begin deletes the log's file and tries again.
+class Listener {
+ public:
+  Listener() {
+    current_ = this;
+    sqlite3_auto_extension(kEntry);
+  }
+  ~Listener() {
+    sqlite3_cancel_auto_extension(kEntry);
+    current_ = nullptr;
+  }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  void expect_one() { expected_ = 1; }
+  [[nodiscard]] std::vector<std::string> take() { return std::move(heard_); }
+
+ private:
+  static int begin(sqlite3* connection, char** /*message*/, const sqlite3_api_routines* /*api*/) {
+    if (current_->expected_-- <= 0) {
+      return SQLITE_ERROR;
+    }
+    return sqlite3_trace_v2(connection, SQLITE_TRACE_STMT, hear, current_);
+  }
+
+  // Those that have been prepared and do not run yet are of interest, too.
+  static int hear(unsigned /*event*/, void* listener, void* running, void* /*text*/) {
+    sqlite3* const connection = sqlite3_db_handle(static_cast<sqlite3_stmt*>(running));
+    for (sqlite3_stmt* one = sqlite3_next_stmt(connection, nullptr); one != nullptr;
+         one = sqlite3_next_stmt(connection, one)) {
+      static_cast<Listener*>(listener)->keep(sqlite3_sql(one));
+    }
+    return 0;
+  }
+
+  void keep(std::string_view text) {
+    if (std::find(heard_.begin(), heard_.end(), text) == heard_.end()) {
+      heard_.emplace_back(text);
+    }
+  }
+
+  // What SQLite calls has this form, and is handed over in another.
+  static inline void (*const kEntry)() = reinterpret_cast<void (*)()>(begin);
+  static inline Listener* current_ = nullptr;
+
+  int expected_ = 0;
+  std::vector<std::string> heard_;
+};
+
 }  // namespace
 
 std::optional<Blueprint> blueprint_of(const Log& log, int limit, int batch) {
@@ -68,6 +123,25 @@ std::optional<Blueprint> blueprint_of(const Log& log, int limit, int batch) {
     blueprint.page_size = size.integer(0);
   }
   return objects.ended() && !blueprint.objects.empty() ? std::optional(blueprint) : std::nullopt;
+}
+
+std::optional<std::vector<std::string>> statements_of(const Log& log) {
+  const EverythingInMemory memory;
+  if (!memory.ready()) {
+    return {};
+  }
+  const Database database(kEveryName, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  if (log.create_anywhere(log.usual_limit, 1) != ANNAL_OK ||
+      !database.run(fmt::format("CREATE TRIGGER annalctl_refusal BEFORE INSERT ON {} BEGIN SELECT RAISE(FAIL, ''); END",
+                                log.table))) {
+    return {};
+  }
+  Listener listener;
+  for (const auto use : log.uses) {
+    listener.expect_one();
+    static_cast<void>(use());
+  }
+  return listener.take();
 }
 
 std::string trigger_of(const Log& log) {

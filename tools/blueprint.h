@@ -25,6 +25,10 @@ struct Blueprint {
 // had without a file. Nothing when SQLite cannot do that. No other thread may open a database meanwhile.
 [[nodiscard]] std::optional<Blueprint> blueprint_of(const Log& log, int limit, int batch);
 
+// The statements with which the library adds, counts and lists entries, word for word. Nothing, and no other thread, as
+// above.
+[[nodiscard]] std::optional<std::vector<std::string>> statements_of(const Log& log);
+
 // The name of the trigger that keeps the log within its limit.
 [[nodiscard]] std::string trigger_of(const Log& log);
 

@@ -9,13 +9,13 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <string_view>
 #include <vector>
 
 #include "Corix_annal.h"
 #include "tools/failure.h"
 #include "tools/file_lock.h"
+#include "tools/private_view.h"
 #include "tools/rights.h"
 
 namespace annalctl {
@@ -148,8 +148,10 @@ Finding table_obstacle(const Call& call, int code) {
     }
     return "the table's columns are not those of an earlier release; nothing was changed";
   }
-  const std::string finding = "the table lacks columns or has others than this release's";
-  return log.migrates ? fmt::format("{}: run 'annalctl {} migrate'", finding, log.name) : finding;
+  return fmt::format(
+      "the table lacks columns or has others than this release's: run 'annalctl {}{} check', which says "
+      "what helps",
+      log.name, log.options);
 }
 
 }  // namespace
@@ -157,11 +159,12 @@ Finding table_obstacle(const Call& call, int code) {
 bool begins_as_database(const char* path) {
   constexpr std::string_view kHeader("SQLite format 3\0", 16);
   std::array<char, kHeader.size()> head{};
-  std::ifstream file(path, std::ios::binary);
-  if (!file.read(head.data(), static_cast<std::streamsize>(head.size())) && file.gcount() == 0) {
-    return true;
+  const RegularFile file(path, RegularFile::Links::kFollowed);
+  if (!file.is_open()) {
+    return false;
   }
-  return std::string_view(head.data(), head.size()) == kHeader;
+  const ssize_t got = pread(file.descriptor(), head.data(), head.size(), 0);
+  return got == 0 || std::string_view(head.data(), head.size()) == kHeader;
 }
 
 std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {

@@ -6,68 +6,94 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <fstream>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <iterator>
-#include <optional>
-#include <string_view>
+#include <memory>
 
-#include "tools/blueprint.h"
 #include "tools/diagnosis.h"
 #include "tools/file_lock.h"
-#include "tools/sqlite.h"
+#include "tools/interior.h"
+#include "tools/private_view.h"
 
 namespace annalctl {
 
 namespace {
 
-constexpr std::size_t kMostShown = 3;
-constexpr int kMostCounted = 100;
-constexpr int kPrimary = 0xFF;  // of an extended code
+using std::chrono::steady_clock;
 
-// "annalctl fileop --db FILE salvage"
-std::string command(const Log& log, const char* verb) {
-  return fmt::format("annalctl {}{} {}", log.name, log.options, verb);
+// The file itself, if there is one: what belongs to it stands beside it, and not beside a link to it.
+std::string real_name(const char* path) {
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path, nullptr), std::free);
+  return real != nullptr ? real.get() : path;
 }
 
-bool writes_ahead(const char* path) {
-  constexpr std::size_t kVersionAt = 19;
-  constexpr char kWriteAhead = 2;
-  std::array<char, kVersionAt + 1> head{};
-  std::ifstream file(path, std::ios::binary);
-  file.read(head.data(), head.size());
-  return head.back() == kWriteAhead;
+unsigned char byte_of(const RegularFile& file, off_t place) {
+  unsigned char byte = 0;
+  return pread(file.descriptor(), &byte, 1, place) == 1 ? byte : static_cast<unsigned char>(0);
 }
+
+bool writes_ahead(const RegularFile& file) {
+  constexpr off_t kReadVersionAt = 19;
+  constexpr unsigned char kWriteAhead = 2;
+  return byte_of(file, kReadVersionAt) == kWriteAhead;
+}
+
+bool is_at(const RegularFile& file, const std::string& path) {
+  struct stat open_one {};
+  struct stat named {};
+  return fstat(file.descriptor(), &open_one) == 0 && stat(path.c_str(), &named) == 0 &&
+         open_one.st_ino == named.st_ino && open_one.st_dev == named.st_dev;
+}
+
+// When and how large: it has changed since if these have.
+struct Moment {
+  explicit Moment(const RegularFile& file) : size(file.size()) {
+    struct stat status {};
+    if (fstat(file.descriptor(), &status) == 0) {
+      seconds = status.st_mtim.tv_sec;
+      nanoseconds = status.st_mtim.tv_nsec;
+    }
+  }
+  bool operator==(const Moment&) const = default;
+
+  std::int64_t size;
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;
+};
 
 // One look at one file.
 class Inspector {
  public:
-  explicit Inspector(const Log& log) : log_(log) {}
+  explicit Inspector(const Log& log) : log_(log), path_(real_name(log.path)) {}
 
   Inspection run() {
-    if (look_from_outside()) {
-      const int code = look_inside();
-      if (code != SQLITE_OK) {
-        explain(code);  // with the database closed, as asking for a lock's holder needs it
+    if (look_from_outside() && look_at_neighbours()) {
+      if (!look_at_file()) {
+        // With the file closed, lest this process be the one that is found.
+        find(State::kUnknown,
+             fmt::format("it is locked by {}, still after {} s (try again later)",
+                         lock_holder(log_.path, false).value_or("another process"), kLockWaitMilliseconds / 1000));
+      }
+      if (inspection_.sound()) {
+        look_at_ground();
       }
     }
     return std::move(inspection_);
   }
 
  private:
-  struct Object {
-    std::string type;
-    std::string name;
-  };
-
   void find(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
 
   // Whether there is something to look into.
   bool look_from_outside() {
     struct stat status {};
     const bool there = stat(log_.path, &status) == 0;
+    const bool missing = !there && (errno == ENOENT || errno == ENOTDIR);
     if (there && !S_ISREG(status.st_mode)) {
-      find(State::kFault, "it is not a file (move it away)");
+      find(State::kUnknown, "it is not a file (move it away)");
       return false;
     }
     if (there && access(log_.path, R_OK) == 0 && !begins_as_database(log_.path)) {
@@ -75,197 +101,150 @@ class Inspector {
       return false;
     }
     if (const auto obstacle = file_obstacle(log_, Purpose::kReading)) {
-      find(State::kFault, *obstacle);
+      find(missing ? State::kFault : State::kUnknown, *obstacle);
       return false;
     }
     if (status.st_size == 0) {
-      find(State::kFault, fmt::format("it is empty: the log has no table yet (run '{}')", command(log_, "create")));
+      find(State::kFault, fmt::format("it is empty: the log has no table yet (run '{}')", command_for(log_, "create")));
       return false;
     }
-    return !writes_ahead(log_.path) || look_at_write_ahead();
-  }
-
-  // Such a file cannot be opened without creating others beside it. With nothing in them it can be read as it is.
-  bool look_at_write_ahead() {
-    const std::string other = std::string(log_.path) + "-wal";
-    struct stat status {};
-    if (stat(other.c_str(), &status) == 0 && status.st_size > 0) {
-      find(State::kUnfinished,
-           fmt::format("its newest changes stand in {} (run '{}', which moves them, then check again)", other,
-                       command(log_, "count")));
-      return false;
-    }
-    immutable_ = true;
-    find(State::kRemark, "it is in write-ahead mode, which the library does not set and works with");
     return true;
   }
 
-  // SQLite's code when it ends the look.
-  int look_inside() {
-    const Database database(immutable_ ? immutable_name(log_.path) : log_.path,
-                            SQLITE_OPEN_READONLY | (immutable_ ? SQLITE_OPEN_URI : 0));
-    sqlite3_busy_timeout(database.handle(), kLockWaitMilliseconds);
-    // One lock from here to the end, so that all findings are of the same moment.
-    if (!database.run("BEGIN; PRAGMA cell_size_check = ON")) {
-      return database.code();
+  // SQLite would wait for a pipe, and fail on anything else.
+  bool look_at_neighbours() {
+    for (const char* beside : {"-journal", "-wal", "-shm"}) {
+      if (neighbour_at(path_ + beside) == Neighbour::kOther) {
+        find(State::kUnknown,
+             fmt::format("{}{} stands where SQLite puts a file of its own, and is none (move it away)", path_, beside));
+        return false;
+      }
     }
-    Statement schema(database, "SELECT type, name FROM sqlite_master");
-    while (schema.next()) {
-      objects_.push_back({schema.text(0), schema.text(1)});
-    }
-    if (!schema.ended()) {
-      message_ = database.message();
-      return database.code();
-    }
-    if (look_for_table()) {
-      look_at_columns(database);
-      look_for_objects();
-      look_at_page_size(database);
-    }
-    return look_at_pages(database);
+    return true;
   }
 
-  [[nodiscard]] bool has(std::string_view type, std::string_view name) const {
-    return std::any_of(objects_.begin(), objects_.end(), [&](const Object& object) {
-      return object.type == type && sqlite3_stricmp(object.name.c_str(), std::string(name).c_str()) == 0;
-    });
-  }
-
-  bool look_for_table() {
-    if (has("table", log_.table)) {
+  // False when somebody keeps it locked.
+  bool look_at_file() {
+    const auto until = steady_clock::now() + std::chrono::milliseconds(kLockWaitMilliseconds);
+    RegularFile file(path_, RegularFile::Links::kRefused);
+    for (;;) {
+      if (!file.is_open()) {
+        find(State::kUnknown, fmt::format("it cannot be opened: {} (try again)", std::strerror(file.error())));
+        return true;
+      }
+      switch (ReaderLock::take(file, until)) {
+        case ReaderLock::Outcome::kBusy:
+          return false;
+        case ReaderLock::Outcome::kImpossible:
+          find(State::kUnknown,
+               "its file system knows no locks, which the library needs (move the log to another one)");
+          return true;
+        case ReaderLock::Outcome::kHeld:
+          break;
+      }
+      if (is_at(file, path_)) {
+        break;
+      }
+      file = RegularFile(path_, RegularFile::Links::kRefused);  // It was replaced in the meantime.
+    }
+    if (has_unfinished_change(file)) {
+      find(State::kUnfinished,
+           fmt::format("a change of it was cut off, and what undoes it stands in {}-journal: that needs write access "
+                       "(run '{}', which undoes it, then check again)",
+                       log_.path, command_for(log_, "count")));
       return true;
     }
-    const bool others = std::any_of(objects_.begin(), objects_.end(),
-                                    [](const Object& object) { return !object.name.starts_with("sqlite_"); });
-    find(State::kFault,
-         !others ? fmt::format("the log has no table yet (run '{}')", command(log_, "create"))
-                 : fmt::format("it has no table {}, only others: it is some other database, or a log whose table was "
-                               "removed",
-                               log_.table));
-    return false;
+    return look_at_locked(file, until);
   }
 
-  void look_at_columns(const Database& database) {
-    std::vector<std::string> there;
-    Statement columns(database, fmt::format("PRAGMA table_info({})", log_.table));
-    while (columns.next()) {
-      there.push_back(columns.text(1));
+  // A writer that is still there empties its journal itself. One without a beginning has been emptied.
+  [[nodiscard]] bool has_unfinished_change(const RegularFile& file) const {
+    const std::string name = path_ + "-journal";
+    if (neighbour_at(name) == Neighbour::kNone || ReaderLock::has_writer(file)) {
+      return false;
     }
-    std::vector<std::string> missing;
-    for (const Column& column : log_.columns) {
-      const auto found = std::find(there.begin(), there.end(), column.name);
-      if (found == there.end()) {
-        missing.emplace_back(column.name);
-      } else {
-        there.erase(found);
-      }
-    }
-    if (!missing.empty()) {
-      find(State::kFault, fmt::format("it lacks columns that this release has: {} (run '{}')", fmt::join(missing, ", "),
-                                      command(log_, log_.migrates ? "migrate" : "salvage --force")));
-    }
-    if (!there.empty()) {
-      find(State::kRemark, fmt::format("it has columns that this release does not know: {}", fmt::join(there, ", ")));
-    }
+    const RegularFile journal(name, RegularFile::Links::kRefused);
+    return journal.error() != ENOENT && (!journal.is_open() || byte_of(journal, 0) != 0);
   }
 
-  void look_for_objects() {
-    const std::optional<Blueprint> blueprint = blueprint_of(log_, log_.usual_limit, 1);
-    if (!blueprint) {
-      find(State::kRemark, "whether it has all indexes was not looked at: this SQLite keeps no database in memory");
+  bool look_at_locked(const RegularFile& file, steady_clock::time_point until) {
+    const std::string name = path_ + "-wal";
+    const bool has_changes = neighbour_at(name) == Neighbour::kFile;
+    const bool ahead = writes_ahead(file);
+    if (has_changes && !ahead) {
+      find(State::kUnknown,
+           fmt::format(
+               "{} is not its own, as it is not in write-ahead mode, and yet SQLite would take it for its newest "
+               "changes (move it away, then check again)",
+               name));
+      return true;
+    }
+    const RegularFile none;
+    if (!ahead) {
+      inspection_ = look_inside(log_, file, none);
+      return true;
+    }
+    const RegularFile shared(path_ + "-shm", RegularFile::Links::kRefused);
+    if (shared.is_open() && ReaderLock::take_write_ahead(shared, until) == ReaderLock::Outcome::kBusy) {
+      return false;
+    }
+    const RegularFile changes = has_changes ? RegularFile(name, RegularFile::Links::kRefused) : RegularFile();
+    if (has_changes && !changes.is_open()) {
+      find(State::kUnknown, fmt::format("its newest changes stand in {}, which cannot be opened: {}", name,
+                                        std::strerror(changes.error())));
+      return true;
+    }
+    look_at_write_ahead(file, changes);
+    return true;
+  }
+
+  void look_at_write_ahead(const RegularFile& file, const RegularFile& changes) {
+    const std::string name = path_ + "-wal";
+    const Moment before(file);
+    inspection_ = look_inside(log_, file, changes);
+    // Without a file of its users there was none to lock: who came since may have changed it.
+    if (!inspection_.sound() &&
+        (Moment(file) != before || (!changes.is_open() && neighbour_at(name) != Neighbour::kNone))) {
+      inspection_ = {};
+      return find(State::kUnknown, "it was changed while it was looked at (check again)");
+    }
+    if (inspection_.has(State::kDamaged) && changes.is_open() && !look_inside(log_, file, {}).has(State::kDamaged)) {
+      inspection_ = {};
+      return find(
+          State::kUnknown,
+          fmt::format("with {}, which SQLite takes for its newest changes, it is damaged, and without it sound: "
+                      "that is of another file, or damaged (move it away, then check again)",
+                      name));
+    }
+    auto& findings = inspection_.findings;
+    findings.insert(
+        findings.begin(),
+        {State::kRemark,
+         changes.is_open()
+             ? fmt::format("it is in write-ahead mode, which the library does not set and works with, and its "
+                           "newest changes stand in {}",
+                           name)
+             : "it is in write-ahead mode, which the library does not set and works with"});
+  }
+
+  // What keeps even a sound log from taking entries.
+  void look_at_ground() {
+    if (access(log_.path, W_OK) == 0) {
       return;
     }
-    page_size_ = blueprint->page_size;
-    std::vector<std::string> missing;
-    for (const SchemaObject& object : blueprint->objects) {
-      if (object.type == "index" && !object.text.empty() && !has("index", object.name)) {
-        missing.push_back(object.name);
-      }
-    }
-    if (!missing.empty()) {
-      find(State::kFault,
-           fmt::format("it lacks indexes, so that searching and sorting by their columns read the whole table: {} (run "
-                       "'{}' to make it anew with them)",
-                       fmt::join(missing, ", "), command(log_, "salvage --force")));
-    }
-    if (!has("trigger", trigger_of(log_))) {
-      find(State::kFault,
-           fmt::format("it has no row limit and grows without end: the trigger {} is missing (run '{}' to make it anew "
-                       "with the usual one)",
-                       trigger_of(log_), command(log_, "salvage --force")));
-    }
-  }
-
-  void look_at_page_size(const Database& database) {
-    Statement statement(database, "PRAGMA page_size");
-    if (statement.next() && page_size_ != 0 && statement.integer(0) != page_size_) {
-      find(State::kRemark, fmt::format("its pages have {} bytes, where the library makes them of {}",
-                                       statement.integer(0), page_size_));
-    }
-  }
-
-  int look_at_pages(const Database& database) {
-    Statement check(database, fmt::format("PRAGMA integrity_check({})", kMostCounted));
-    std::vector<std::string> lines;
-    while (check.next()) {
-      // One row may have several lines, below a line that only names the database.
-      const std::string text = check.text(0);
-      for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        if (text.compare(begin, 3, "***") != 0 && end > begin) {
-          lines.push_back(text.substr(begin, end - begin));
-        }
-        begin = end + 1;
-      }
-    }
-    if (!check.ended()) {
-      const int code = database.code();
-      if ((code & kPrimary) != SQLITE_CORRUPT) {
-        return code;
-      }
-      lines.push_back(database.message());  // The check itself has stumbled.
-    }
-    if (lines == std::vector<std::string>{"ok"}) {
-      Statement count(database, fmt::format("SELECT COUNT(*) FROM {}", log_.table));
-      inspection_.entries = count.next() ? count.integer(0) : 0;
-      return SQLITE_OK;
-    }
-    const std::size_t found = lines.size();
-    lines.resize(std::min(found, kMostShown));
-    const bool more = found >= kMostCounted || !check.ended();
-    find(State::kDamaged, fmt::format("it is damaged in {}{} place{} (run '{}'): {}{}", more ? "at least " : "", found,
-                                      found == 1 ? "" : "s", command(log_, "salvage"), fmt::join(lines, "; "),
-                                      found > kMostShown ? "; …" : ""));
-    return SQLITE_OK;
-  }
-
-  void explain(int code) {
-    switch (code & kPrimary) {
-      case SQLITE_BUSY:
-        return find(State::kUnknown, fmt::format("it is locked by {}, still after {} s (try again later)",
-                                                 lock_holder(log_.path, false).value_or("another process"),
-                                                 kLockWaitMilliseconds / 1000));
-      case SQLITE_READONLY:
-        return find(State::kUnfinished,
-                    fmt::format("a change of it was cut off, and what undoes it stands in {}-journal: that needs write "
-                                "access (run '{}', which undoes it, then check again)",
-                                log_.path, command(log_, "count")));
-      case SQLITE_CORRUPT:
-      case SQLITE_NOTADB:
-      case SQLITE_ERROR:
-        return find(State::kDamaged, fmt::format("it is damaged so that its tables cannot be read (run '{}'): {}",
-                                                 command(log_, "salvage"), message_));
+    switch (errno) {
+      case EROFS:
+        return find(State::kFault, "its file system can only be read (mount it for writing)");
+      case EPERM:
+        return find(State::kFault, fmt::format("it is marked as not to be changed (run 'chattr -i {}')", log_.path));
       default:
-        find(State::kUnknown, fmt::format("it cannot be read: {} ({})", sqlite3_errstr(code), code));
+        return find(State::kRemark, "this user may read it only");
     }
   }
 
   const Log& log_;
+  std::string path_;
   Inspection inspection_;
-  std::vector<Object> objects_;
-  std::string message_;
-  std::int64_t page_size_ = 0;
-  bool immutable_ = false;
 };
 
 }  // namespace

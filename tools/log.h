@@ -24,6 +24,9 @@ struct Log {
   int (*count)() noexcept;          // of all entries; a negative number is a result code
   // Creates the log where blueprint_of has led all databases, whatever is at the log's path.
   int (*create_anywhere)(int limit, int batch) noexcept;
+  // Calls of the library that add, count and list entries, each with a usual one. Only for statements_of, which has led
+  // all databases elsewhere and lets no entry be stored: a stored one goes on to other programs.
+  std::span<int (*const)() noexcept> uses;
   const char* options = "";  // what each of its commands needs, a blank in front, for texts that name one
   bool migrates = true;      // there is a command for it
 };

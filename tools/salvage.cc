@@ -98,7 +98,7 @@ class Salvage {
     looked_at_ = is_file() ? id_of(real_path()) : FileId{};
     Inspection inspection = inspect(log_);
     const bool can_be_read = is_file() && !inspection.has(State::kUnknown);
-    const bool unfinished = can_be_read && !inspection.sound() && change_is_pending(real_path());
+    const bool unfinished = can_be_read && (!inspection.sound() || wishes_.force) && change_is_pending(real_path());
     if (!unfinished && !is_wanted(inspection)) {
       return inspection.sound() ? kSuccess : kFailure;
     }

@@ -46,7 +46,7 @@ TEST_F(AnnalctlCheckTest, NamesEachCauseAndChangesNothing) {
   } causes[] = {
       {"missing", [] { fs::remove(kLog); }, 1, "fault: there is no log yet", "annalctl event create"},
       {"no folder", [] { fs::remove_all("/etc/logs"); }, 1, "fault: no such folder /etc/logs", "create it"},
-      {"a folder", [] { fs::remove(kLog), fs::create_directory(kLog); }, 1, "fault: it is not a file", "move it"},
+      {"a folder", [] { fs::remove(kLog), fs::create_directory(kLog); }, 1, "unknown: it is not a file", "move it"},
       {"empty", [] { fs::resize_file(kLog, 0); }, 1, "fault: it is empty", "annalctl event create"},
       {"no database", [] { damage::overwrite(kLog, 0, "some text, and more"); }, 1, "damaged: it is not a database",
        "annalctl event salvage"},
@@ -54,9 +54,11 @@ TEST_F(AnnalctlCheckTest, NamesEachCauseAndChangesNothing) {
        "annalctl event create"},
       {"other tables", [] { sql(kLog, "ALTER TABLE ANNAL_EVENT RENAME TO other;"); }, 1,
        "fault: it has no table ANNAL_EVENT, only others", "some other database"},
-      {"columns",
+      {"columns of an earlier release", [] { sql(kLog, "ALTER TABLE ANNAL_EVENT DROP COLUMN event_client_agent;"); }, 1,
+       "fault: it lacks columns that this release has: event_client_agent", "annalctl event migrate"},
+      {"columns of no release",
        [] { sql(kLog, "DROP INDEX idx_event_client_app; ALTER TABLE ANNAL_EVENT DROP COLUMN event_client_app;"); }, 1,
-       "fault: it lacks columns that this release has: event_client_app", "annalctl event migrate"},
+       "fault: it lacks columns that this release has: event_client_app", "annalctl event salvage --force"},
       {"indexes", [] { sql(kLog, "DROP INDEX idx_event_date; DROP INDEX idx_event_ip;"); }, 1,
        "read the whole table: idx_event_date, idx_event_ip", "annalctl event salvage --force"},
       {"trigger", [] { sql(kLog, "DROP TRIGGER annal_event_logfull;"); }, 1, "fault: it has no row limit",
@@ -66,12 +68,8 @@ TEST_F(AnnalctlCheckTest, NamesEachCauseAndChangesNothing) {
       {"page size", [] { sql(kLog, "PRAGMA page_size = 4096; VACUUM;"); }, 0,
        "remark: its pages have 4096 bytes, where the library makes them of 2048", "sound"},
       {"write-ahead", [] { sql(kLog, "PRAGMA journal_mode = WAL;"); }, 0, "remark: it is in write-ahead mode", "sound"},
-      {"a full write-ahead log",
-       [] {
-         sql(kLog, "PRAGMA journal_mode = WAL;");
-         damage::put("/etc/logs/event.log-wal", "x");
-       },
-       1, "unfinished: its newest changes stand in /etc/logs/event.log-wal", "annalctl event count"},
+      {"a write-ahead log that is none of its own", [] { damage::put("/etc/logs/event.log-wal", "x"); }, 1,
+       "unknown: /etc/logs/event.log-wal is not its own", "move it away"},
       {"hot journal", [] { damage::cut_off_a_change(kLog, "UPDATE ANNAL_EVENT SET event_desc = 'y' || event_desc;"); },
        1, "unfinished: a change of it was cut off", "annalctl event count"},
       {"a page", [] { damage::overwrite(kLog, fs::file_size(kLog) - 2048, std::string(2048, '\x5a')); }, 1,

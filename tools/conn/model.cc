@@ -106,6 +106,24 @@ int count_all() noexcept {
   return annal_conn_query_count(kAllLevels);
 }
 
+int add_one() noexcept {
+  ConnRecord record{};
+  return annal_conn_add2(&record);
+}
+
+// Of a batch's records even one that is not stored goes on to other programs.
+int add_none_at_once() noexcept {
+  int inserted = 0;
+  return annal_conn_add_entries2(nullptr, 0, &inserted);
+}
+
+int list_some() noexcept {
+  return annal_conn_query(kLog.path, nullptr, 0, 0, 1, 0, nullptr);
+}
+
+using Use = int (*)() noexcept;
+constexpr std::array<Use, 4> kUses{add_one, add_none_at_once, count_all, list_some};
+
 }  // namespace
 
 const Log kLog{
@@ -118,6 +136,7 @@ const Log kLog{
     .usual_limit = 10000,
     .count = count_all,
     .create_anywhere = annal_conn_create_tbl,
+    .uses = kUses,
 };
 
 constinit const std::span<const Sort> kSorts = kSortTable;

@@ -88,6 +88,18 @@ int count_all() noexcept {
   return annal_event_query_count(kAllLevels);
 }
 
+int add_one() noexcept {
+  EventRecord record{};
+  return annal_event_add_msgid_ex3(&record);
+}
+
+int list_some() noexcept {
+  return annal_event_query(nullptr, 0, 0, 1, 0, nullptr);
+}
+
+using Use = int (*)() noexcept;
+constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
+
 }  // namespace
 
 const Log kLog{
@@ -100,6 +112,7 @@ const Log kLog{
     .usual_limit = 100000,
     .count = count_all,
     .create_anywhere = annal_event_create_tbl,
+    .uses = kUses,
 };
 
 constinit const std::span<const Sort> kSorts = kSortTable;

@@ -60,6 +60,19 @@ int create_anywhere(int limit, int batch) noexcept {
   return pavo2log_event_create_tbl("/dev/null/fileop", limit, batch);
 }
 
+int add_one() noexcept {
+  FileOpRecord record{};
+  record.event_action = 1;
+  return static_cast<int>(pavo2log_event_add(kLog.path, &record));
+}
+
+int list_some() noexcept {
+  return pavo2log_event_query(kLog.path, nullptr, 0, 0, 1, 0, nullptr);
+}
+
+using Use = int (*)() noexcept;
+constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
+
 }  // namespace
 
 Log kLog{
@@ -72,6 +85,7 @@ Log kLog{
     .usual_limit = 100000,
     .count = count_all,
     .create_anywhere = create_anywhere,
+    .uses = kUses,
     .options = " --db FILE",
     .migrates = false,
 };

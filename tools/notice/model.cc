@@ -179,6 +179,18 @@ constexpr std::array kGroupingTable{
     Grouping{{"likeness", 15}, {"facility", "name", "desc"}, kByLikenessCells},
 };
 
+int add_one() noexcept {
+  NoticeRecord record{};
+  return annal_notice_add(&record);
+}
+
+int list_some() noexcept {
+  return annal_notice_query(nullptr, 0, 0, 1, 0, nullptr);
+}
+
+using Use = int (*)() noexcept;
+constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
+
 }  // namespace
 
 const Log kLog{
@@ -191,6 +203,7 @@ const Log kLog{
     .usual_limit = 10000,
     .count = count_all,
     .create_anywhere = annal_notice_create_tbl,
+    .uses = kUses,
 };
 
 std::vector<Facility> facilities() {

@@ -1,0 +1,50 @@
+// What looking into a file may cost at most, whoever has made the file.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+namespace annalctl {
+
+// Of all that SQLite holds. A sound log of any size takes a small part of it.
+constexpr std::int64_t kMostMemory = std::int64_t{192} << 20U;
+
+// Long enough for a log of that size on a slow disk.
+[[nodiscard]] std::chrono::seconds time_for(std::int64_t size);
+
+// The memory that SQLite may take in this process while this lives.
+class MemoryBound {
+ public:
+  MemoryBound() : before_(sqlite3_hard_heap_limit64(kMostMemory)) {}
+  ~MemoryBound() { sqlite3_hard_heap_limit64(before_); }
+  MemoryBound(const MemoryBound&) = delete;
+  MemoryBound& operator=(const MemoryBound&) = delete;
+
+ private:
+  std::int64_t before_;
+};
+
+// Ends what a connection does at a deadline, also where SQLite asks nobody whether to go on. Trusts nothing that the
+// file's schema says. It must not outlive the connection.
+class ConnectionBounds {
+ public:
+  ConnectionBounds(sqlite3* connection, std::chrono::steady_clock::time_point deadline);
+  ~ConnectionBounds();
+  ConnectionBounds(const ConnectionBounds&) = delete;
+  ConnectionBounds& operator=(const ConnectionBounds&) = delete;
+
+ private:
+  sqlite3* connection_;
+  std::chrono::steady_clock::time_point deadline_;
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  bool over_ = false;
+  std::thread watch_;
+};
+
+}  // namespace annalctl
