@@ -383,7 +383,8 @@ class Rescue {
 
   void keep_last_id() {
     Statement last(old_, fmt::format("SELECT seq FROM sqlite_sequence WHERE name = '{}'", log_.table));
-    if (last.next() && last.integer(0) > 0) {
+    // At its end the counter would let no entry in.
+    if (last.next() && last.integer(0) > 0 && last.integer(0) < std::numeric_limits<std::int64_t>::max()) {
       new_.raise_last_id(last.integer(0));
     }
   }
