@@ -180,8 +180,9 @@ class Rescue {
     Statement columns(old_, fmt::format("PRAGMA table_info({})", log_.table));
     while (columns.next()) {
       const std::string name = columns.text(1);
-      const bool known = std::any_of(log_.columns.begin(), log_.columns.end(),
-                                     [&name](const Column& column) { return name == column.name; });
+      const bool known = std::any_of(log_.columns.begin(), log_.columns.end(), [&name](const Column& column) {
+        return sqlite3_stricmp(name.c_str(), column.name) == 0;
+      });
       if (!known) {
         rescued_.columns_left.push_back(name);
       }
@@ -206,7 +207,7 @@ class Rescue {
     std::string names;
     std::string places;
     for (const OldColumn& column : columns_) {
-      if (column.known && column.name != log_.columns.front().name) {
+      if (column.known && sqlite3_stricmp(column.name.c_str(), log_.columns.front().name) != 0) {
         names += ", " + quoted_name(column.name);
         places += ", ?";
       }
