@@ -153,7 +153,8 @@ TEST_F(AnnalctlSetAsideTest, JournalThatIsALinkIsNotCopied) {
   fs::create_symlink(kSecret, std::string(kLog) + "-journal");
   const Finished refused = annalctl({"event", "salvage"});
   EXPECT_EQ(refused.status, 1);
-  EXPECT_NE(refused.err.find("event.log-journal: Too many levels of symbolic links"), std::string::npos) << refused.err;
+  EXPECT_NE(refused.err.find("event.log-journal stands where SQLite puts a file of its own"), std::string::npos)
+      << refused.err;
   for (const auto& entry : fs::directory_iterator("/etc/logs")) {
     if (!entry.is_symlink()) {
       EXPECT_EQ(contents_of(entry.path().string()).find("a secret"), std::string::npos) << entry.path();
