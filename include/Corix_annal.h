@@ -1075,9 +1075,10 @@ ANNAL_API int annal_conn_query_byclientTime_group(annal_row_callback callback, c
  * answers ANNAL_OPEN_FAILED when it cannot, and ANNAL_NO_MEMORY when its statement cannot be built. All but
  * pavo2log_event_create_tbl leave an empty file behind where there was none.
  *
- * Call them with no more rights than those users have who may write the file, its folder or a folder above it. A journal
- * that they put beside the file makes SQLite change the file and delete any other one with the rights of the next caller
- * of any of these functions. A look at the folder before the call is no protection: take on the user's rights instead.
+ * Call them with no more rights than those users have who may write the file, its folder or a folder above it. A
+ * journal that they put beside the file makes SQLite change the file and delete any other one with the rights of the
+ * next caller of any of these functions. A look at the folder before the call is no protection: take on the user's
+ * rights instead.
  */
 
 /*

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "Corix_annal.h"
-#include "tests/support/appliance.h"
 #include "tests/suites/log_operations.h"
+#include "tests/support/appliance.h"
 #include "tests/support/records.h"
 
 namespace annal::test {

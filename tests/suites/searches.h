@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/appliance.h"
 #include "tests/suites/search_model.h"
+#include "tests/support/appliance.h"
 
 namespace annal::test {
 

@@ -9,9 +9,9 @@
 
 namespace annalctl::conn {
 
-// Stores the records, all of which are within the library's bounds. A batch throws away a log that it cannot prepare its
-// work for, and waits for a lock for each record by itself; so this first tries whether the log takes entries, waits for
-// a lock once, and leaves a log alone that takes none.
+// Stores the records, all of which are within the library's bounds. A batch throws away a log that it cannot prepare
+// its work for, and waits for a lock for each record by itself; so this first tries whether the log takes entries,
+// waits for a lock once, and leaves a log alone that takes none.
 [[nodiscard]] Stored store(std::vector<ConnRecord>& records);
 
 }  // namespace annalctl::conn
