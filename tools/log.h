@@ -11,6 +11,8 @@ namespace annalctl {
 struct Column {
   const char* name;
   bool integer;
+  // What an entry has that is older than the column, as SQL; a null pointer for columns of the earliest release.
+  const char* older = nullptr;
 };
 
 struct Log {

@@ -5,18 +5,25 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <string_view>
 
-#include "tools/blueprint.h"
+#include "tools/damaged_file.h"
 #include "tools/maintenance.h"
+#include "tools/page_layout.h"
 #include "tools/pages.h"
 #include "tools/sqlite.h"
+#include "tools/testimony.h"
 
 namespace annalctl {
 
 namespace {
+
+// Of the whole, so many percent are done once the table and its indexes are read, and once all pages are.
+constexpr int kRead = 50;
+constexpr int kSearched = 60;
 
 // The number behind a word of the trigger's text; 0 when there is none that can be one.
 int number_behind(std::string_view text, std::string_view word) {
@@ -32,117 +39,41 @@ int number_behind(std::string_view text, std::string_view word) {
 // A column of the damaged table.
 struct OldColumn {
   std::string name;
-  std::string fallback;  // an expression: what a row has that is older than the column
-  bool known;            // to this release
-};
-
-class NewLog {
- public:
-  NewLog(const Log& log, const std::string& path)
-      : log_(log), database_(path, SQLITE_OPEN_READWRITE), blueprint_(make_blueprint(log.usual_limit, 1)) {
-    // Until it has its name nobody needs the file but this process, and a journal would be one more to leave behind.
-    run(fmt::format("PRAGMA page_size = {}; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; BEGIN",
-                    blueprint_.page_size));
-    make("table");
-    look_up_.emplace(database_, fmt::format("SELECT 1 FROM {} WHERE rowid = ?", log_.table));
-  }
-
-  [[nodiscard]] const Database& database() const { return database_; }
-  [[nodiscard]] std::int64_t rows() const { return rows_; }
-
-  void run(const std::string& statements) const {
-    if (!database_.run(statements)) {
-      fail();
-    }
-  }
-
-  // Stores the row that a statement has been given, unless there is one of its id already.
-  void store(Statement& insert) {
-    if (insert.next() || !insert.ended()) {
-      fail();
-    }
-    rows_ += sqlite3_changes(database_.handle());
-    sqlite3_reset(insert.handle());
-  }
-
-  [[nodiscard]] bool has(std::int64_t id) {
-    sqlite3_bind_int64(look_up_->handle(), 1, id);
-    const bool found = look_up_->next();
-    sqlite3_reset(look_up_->handle());
-    return found;
-  }
-
-  // An id that was given once is not given again.
-  void raise_last_id(std::int64_t id) const {
-    run(
-        fmt::format("UPDATE sqlite_sequence SET seq = MAX(seq, {0}) WHERE name = '{1}'; INSERT INTO sqlite_sequence "
-                    "SELECT '{1}', {0} WHERE NOT EXISTS (SELECT 1 FROM sqlite_sequence WHERE name = '{1}')",
-                    id, log_.table));
-  }
-
-  // The trigger comes last: while the rows are copied none of them may go.
-  void finish(int limit, int batch) {
-    make("index");
-    blueprint_ = make_blueprint(limit, batch);
-    make("trigger");
-    run("COMMIT");
-    Statement check(database_, "PRAGMA integrity_check");
-    if (!check.next() || check.text(0) != "ok") {
-      throw RescueFailure("the new file is not sound");
-    }
-  }
-
-  [[noreturn]] void fail() const {
-    throw RescueFailure(fmt::format("the new file cannot be written: {}", database_.message()));
-  }
-
- private:
-  [[nodiscard]] Blueprint make_blueprint(int limit, int batch) const {
-    std::optional<Blueprint> blueprint = blueprint_of(log_, limit, batch);
-    if (!blueprint) {
-      throw RescueFailure("what the library makes of a new log cannot be had: this SQLite keeps no database in memory");
-    }
-    return std::move(*blueprint);
-  }
-
-  void make(std::string_view type) const {
-    for (const SchemaObject& object : blueprint_.objects) {
-      const bool of_sqlite = object.text.empty() || object.name.starts_with("sqlite_");
-      if (object.type == type && !of_sqlite) {
-        run(object.text);
-      }
-    }
-  }
-
-  const Log& log_;
-  Database database_;
-  Blueprint blueprint_;
-  std::optional<Statement> look_up_;
-  std::int64_t rows_ = 0;
+  std::string fallback;           // SQL: what a row has that is older than the column
+  const Column* known = nullptr;  // to this release
 };
 
 class Rescue {
  public:
-  Rescue(const Log& log, const std::string& damaged, const std::string& anew)
+  Rescue(const Log& log, const std::string& damaged, const std::string& anew, Advance& advance)
       : log_(log),
-        old_(immutable_name(damaged), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI),
-        pages_(damaged),
-        new_(log, anew) {}
+        file_(damaged),
+        layout_(layout_of(file_)),
+        view_(file_, corrected_header(file_, layout_)),
+        old_(CorrectedView::name(), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI),
+        pages_(file_, layout_),
+        new_(log, anew),
+        advance_(advance) {
+    file_.count_from_here();
+  }
 
   Rescued run() {
     static_cast<void>(old_.run("PRAGMA cell_size_check = ON"));
     look_at_schema();
     if (schema_read_) {
       walk_table();
-      count_lost();
+      hear_indexes();
     }
-    if (!rescued_.whole || rescued_.lost.value_or(0) > 0) {
+    if (!rescued_.whole || testimony_.intact == 0 || !testimony_.missing.empty()) {
       read_pages();
-      count_lost();
+      hear_indexes();
     }
+    tell_columns_lost();
+    count();
     keep_last_id();
     set_limit();
     rescued_.rows = new_.rows();
+    rescued_.refused = file_.refused();
     return std::move(rescued_);
   }
 
@@ -168,26 +99,49 @@ class Rescue {
     if (objects.ended() && table) {
       look_at_columns();
     }
-    schema_read_ = !columns_.empty();
+    // Rows of more values than the table has columns are rows of a table whose text is damaged: two columns may have
+    // become one in it, and all behind them have another's name.
+    schema_read_ = !columns_.empty() && layout_.usual_values <= columns_.size();
     if (!schema_read_) {
+      columns_.clear();
       for (const Column& column : log_.columns) {
-        columns_.push_back({column.name, {}, true});
+        columns_.push_back({column.name, fallback_of(column), &column});
+      }
+    }
+    for (const OldColumn& column : columns_) {
+      if (column.known == nullptr) {
+        rescued_.columns_left.push_back(column.name);
       }
     }
   }
+
+  static std::string fallback_of(const Column& column) { return column.older == nullptr ? "NULL" : column.older; }
 
   void look_at_columns() {
     Statement columns(old_, fmt::format("PRAGMA table_info({})", log_.table));
     while (columns.next()) {
       const std::string name = columns.text(1);
-      const bool known = std::any_of(log_.columns.begin(), log_.columns.end(), [&name](const Column& column) {
+      const auto known = std::find_if(log_.columns.begin(), log_.columns.end(), [&name](const Column& column) {
         return sqlite3_stricmp(name.c_str(), column.name) == 0;
       });
-      if (!known) {
-        rescued_.columns_left.push_back(name);
-      }
-      columns_.push_back({name, columns.text(4), known});
+      columns_.push_back({name, columns.text(4), known == log_.columns.end() ? nullptr : &*known});
     }
+    // A column of an unknown name in the place of one that is missing is that one, with its name damaged.
+    for (std::size_t i = 0; i < std::min(columns_.size(), log_.columns.size()); ++i) {
+      const Column& expected = log_.columns[i];
+      if (columns_[i].known == nullptr && !is_there(expected)) {
+        columns_[i].known = &expected;
+      }
+    }
+    for (OldColumn& column : columns_) {
+      if (column.fallback.empty()) {
+        column.fallback = column.known == nullptr ? "NULL" : fallback_of(*column.known);
+      }
+    }
+  }
+
+  [[nodiscard]] bool is_there(const Column& column) const {
+    return std::any_of(columns_.begin(), columns_.end(), [&](const OldColumn& old) { return old.known == &column; });
   }
 
   void take_trigger(const std::string& name, std::string_view text) {
@@ -200,25 +154,46 @@ class Rescue {
     }
   }
 
+  // --- the statements that store a row ---
+
+  // A column that the row does not have has what rows have that are older than it, and never what is right today.
+  std::string insert_of(const std::function<std::string(std::size_t)>& value_of_column) {
+    std::string names = "rowid";
+    std::string places = "?";
+    for (const Column& column : log_.columns.subspan(1)) {
+      const auto old = std::find_if(columns_.begin(), columns_.end(),
+                                    [&column](const OldColumn& one) { return one.known == &column; });
+      names += ", " + quoted_name(column.name);
+      places += ", ";
+      if (old != columns_.end()) {
+        places += value_of_column(static_cast<std::size_t>(old - columns_.begin()));
+      } else {
+        places += column.older != nullptr ? column.older : new_.default_of(column.name);
+      }
+    }
+    return fmt::format("INSERT OR IGNORE INTO {} ({}) VALUES ({})", log_.table, names, places);
+  }
+
+  // The parameter of a column of the old table, whose places are the values of a row; the id has the first.
+  static std::string parameter(std::size_t place) { return fmt::format("?{}", place + 2); }
+
   // --- by the table's tree ---
 
   // From the lowest id up and, where that ends at damage, from the highest down.
   void walk_table() {
     std::string names;
-    std::string places;
     for (const OldColumn& column : columns_) {
-      if (column.known && sqlite3_stricmp(column.name.c_str(), log_.columns.front().name) != 0) {
-        names += ", " + quoted_name(column.name);
-        places += ", ?";
-      }
+      names += ", " + quoted_name(column.name);
     }
-    const std::string select = fmt::format("SELECT rowid{} FROM {} ", names, log_.table);
-    Statement insert(new_.database(),
-                     fmt::format("INSERT OR IGNORE INTO {} (rowid{}) VALUES (?{})", log_.table, names, places));
+    const std::string select = fmt::format("SELECT rowid{} FROM {} NOT INDEXED ", names, log_.table);
+    Statement insert(new_.database(), insert_of(parameter));
+    if (!insert.prepared()) {
+      new_.fail();
+    }
     std::optional<std::int64_t> highest;
     rescued_.whole = walk(select + "ORDER BY rowid", insert, [&highest](std::int64_t id) {
       const bool ascends = !highest || id > *highest;
-      highest = id;
+      highest = ascends ? id : highest;
       return ascends;
     });
     if (!rescued_.whole) {
@@ -238,90 +213,87 @@ class Rescue {
       if (!in_order(rows.integer(0))) {
         return false;
       }
-      for (int i = 0; i < sqlite3_column_count(rows.handle()); ++i) {
+      const int values = std::min(sqlite3_column_count(rows.handle()), sqlite3_bind_parameter_count(insert.handle()));
+      for (int i = 0; i < values; ++i) {
         sqlite3_bind_value(insert.handle(), i + 1, sqlite3_column_value(rows.handle(), i));
       }
-      new_.store(insert);
+      store(insert);
     }
     return rows.ended();
   }
 
-  // Each index lists the ids of all rows: one that is intact tells what is missing.
-  void count_lost() {
-    rescued_.lost = rescued_.whole ? std::optional<std::int64_t>(0) : std::nullopt;
-    for (const std::string& index : indexes_) {
-      Statement ids(old_, fmt::format("SELECT rowid FROM {} INDEXED BY {}", log_.table, quoted_name(index)));
-      std::int64_t missing = 0;
-      while (ids.next()) {
-        missing += new_.has(ids.integer(0)) ? 0 : 1;
-      }
-      if (ids.ended()) {
-        rescued_.lost = std::max(rescued_.lost.value_or(0), missing);
+  void store(Statement& insert) {
+    new_.store(insert);
+    advance_.rows = new_.rows();
+    tell_read();
+  }
+
+  void tell_read() {
+    const std::uint64_t size = std::max<std::uint64_t>(file_.size(), 1);
+    const std::uint64_t part = std::min<std::uint64_t>(file_.bytes_read() * kRead / size, kRead);
+    advance_.percent = std::max<int>(advance_.percent, static_cast<int>(part));
+  }
+
+  void hear_indexes() {
+    if (!schema_read_) {
+      return;
+    }
+    std::map<std::string, std::string> names;
+    for (const OldColumn& column : columns_) {
+      if (column.known != nullptr) {
+        names.emplace(column.name, column.known->name);
       }
     }
+    Witnesses witnesses(log_, old_, layout_.encoding, std::move(names));
+    for (const std::string& index : indexes_) {
+      witnesses.add(index);
+    }
+    Ids mended = std::move(testimony_.mended);
+    testimony_ = witnesses.hear(new_, [this] { tell_read(); });
+    testimony_.mended.merge(mended);
   }
 
   // --- by its pages ---
 
   void read_pages() {
-    constexpr std::uint32_t kLargestPage = 65536;
-    constexpr std::uint32_t kSmallestPage = 512;
-    if (const std::optional<std::uint32_t> told = pages_.page_size()) {
-      if (take_rows(*told) || schema_read_) {
-        return;
-      }
-    }
-    // The right size of a page is the one that makes sense of most.
-    std::uint32_t best = 0;
-    std::int64_t most = 0;
-    for (std::uint32_t size = kSmallestPage; size <= kLargestPage; size *= 2) {
-      std::int64_t found = 0;
-      pages_.read(size, [&](const StoredRecord& record) { found += is_row(record) ? 1 : 0; });
-      if (found > most) {
-        most = found;
-        best = size;
-      }
-    }
-    if (best != 0) {
-      take_rows(best);
-    }
+    pages_.read(
+        [this](const StoredRecord& record) {
+          if (is_row(record.values.size()) && record.values[0].kind == StoredValue::Kind::kNull) {
+            store(record);
+          } else if (is_trigger(record)) {
+            take_trigger(std::string(record.values[1].bytes), record.values[4].bytes);
+          }
+        },
+        [this](std::int64_t id, std::size_t values) {
+          if (is_row(values) && id > 0) {
+            broken_.insert(id);
+          }
+        });
+    advance_.percent = kSearched;
   }
 
-  bool take_rows(std::uint32_t page_size) {
-    bool any = false;
-    pages_.read(page_size, [this, &any](const StoredRecord& record) {
-      if (is_row(record)) {
-        any = true;
-        store(record);
-      } else if (is_schema(record)) {
-        take_trigger(std::string(record.values[1].bytes), record.values[4].bytes);
-      }
-    });
-    return any;
+  [[nodiscard]] bool is_row(std::size_t values) const {
+    return values >= std::min(log_.first_columns, columns_.size()) && values <= columns_.size();
   }
 
-  // The column of the id, which is the first in each log, is empty in the row itself: the tree has it.
-  [[nodiscard]] bool is_row(const StoredRecord& record) const {
-    return record.values.size() >= std::min(log_.first_columns, columns_.size()) &&
-           record.values.size() <= columns_.size() && record.values[0].kind == StoredValue::Kind::kNull;
-  }
-
-  static bool is_schema(const StoredRecord& record) {
+  static bool is_trigger(const StoredRecord& record) {
     constexpr std::size_t kSchemaColumns = 5;
     return record.values.size() == kSchemaColumns && record.values[0].bytes == "trigger" &&
            record.values[4].kind == StoredValue::Kind::kText;
   }
 
   void store(const StoredRecord& record) {
+    // Indexes that are intact list all rows: another one was deleted.
+    if (testimony_.intact > 0 && !testimony_.missing.contains(record.id)) {
+      return;
+    }
     Statement& insert = insert_of(record.values.size());
     sqlite3_bind_int64(insert.handle(), 1, record.id);
-    int place = 1;
-    for (std::size_t i = 1; i < record.values.size(); ++i) {
-      if (columns_[i].known) {
-        bind(insert, ++place, record.values[i]);
-      }
+    const auto last = static_cast<std::size_t>(sqlite3_bind_parameter_count(insert.handle()));
+    for (std::size_t i = 0; i < record.values.size() && i + 2 <= last; ++i) {
+      bind(insert, static_cast<int>(i + 2), record.values[i]);
     }
-    new_.store(insert);
+    store(insert);
   }
 
   void bind(const Statement& insert, int place, const StoredValue& value) const {
@@ -334,7 +306,7 @@ class Rescue {
         break;
       case StoredValue::Kind::kText:
         sqlite3_bind_text64(insert.handle(), place, value.bytes.data(), value.bytes.size(), SQLITE_TRANSIENT,
-                            encoding());
+                            static_cast<unsigned char>(layout_.encoding));
         break;
       case StoredValue::Kind::kBlob:
         sqlite3_bind_blob64(insert.handle(), place, value.bytes.data(), value.bytes.size(), SQLITE_TRANSIENT);
@@ -344,40 +316,50 @@ class Rescue {
     }
   }
 
-  [[nodiscard]] unsigned char encoding() const {
-    switch (pages_.encoding()) {
-      case Pages::Encoding::kUtf16Little:
-        return SQLITE_UTF16LE;
-      case Pages::Encoding::kUtf16Big:
-        return SQLITE_UTF16BE;
-      case Pages::Encoding::kUtf8:
-        break;
-    }
-    return SQLITE_UTF8;
-  }
-
-  // A row that is older than a column has nothing for it in the file, and the column's default when it is read.
   Statement& insert_of(std::size_t values) {
     const auto known = inserts_.find(values);
     if (known != inserts_.end()) {
       return known->second;
     }
-    std::string names = "rowid";
-    std::string places = "?";
-    for (std::size_t i = 1; i < columns_.size(); ++i) {
-      const OldColumn& column = columns_[i];
-      const bool stored = i < values;
-      if (column.known && (stored || !column.fallback.empty())) {
-        names += ", " + quoted_name(column.name);
-        places += ", " + (stored ? "?" : column.fallback);
-      }
-    }
-    Statement insert(new_.database(),
-                     fmt::format("INSERT OR IGNORE INTO {} ({}) VALUES ({})", log_.table, names, places));
+    Statement insert(new_.database(), insert_of([this, values](std::size_t place) {
+                       return place < values ? parameter(place) : columns_[place].fallback;
+                     }));
     if (!insert.prepared()) {
       new_.fail();
     }
     return inserts_.emplace(values, std::move(insert)).first->second;
+  }
+
+  // --- what is told of it ---
+
+  void tell_columns_lost() {
+    for (const Column& column : log_.columns) {
+      if (!is_there(column) && column.older == nullptr) {
+        rescued_.columns_lost.emplace_back(column.name);
+      }
+    }
+  }
+
+  void count() {
+    rescued_.doubtful = rows_with_broken_texts(log_, new_);
+    rescued_.doubtful.insert(testimony_.doubtful.begin(), testimony_.doubtful.end());
+    rescued_.doubtful.insert(testimony_.unknown.begin(), testimony_.unknown.end());
+    std::set_difference(testimony_.mended.begin(), testimony_.mended.end(), rescued_.doubtful.begin(),
+                        rescued_.doubtful.end(), std::inserter(rescued_.mended, rescued_.mended.end()));
+    rescued_.uncompared = new_.rows() - testimony_.compared;
+    for (const Column& column : log_.columns.subspan(1)) {
+      if (is_there(column) && !testimony_.columns.contains(column.name)) {
+        rescued_.columns_uncompared.emplace_back(column.name);
+      }
+    }
+    rescued_.lost_ids = testimony_.missing;
+    for (const std::int64_t id : broken_) {
+      if (!new_.has(id) && testimony_.intact == 0) {
+        rescued_.lost_ids.insert(id);
+      }
+    }
+    const bool known = testimony_.intact > 0 || rescued_.whole || !rescued_.lost_ids.empty();
+    rescued_.lost = known ? std::optional(static_cast<std::int64_t>(rescued_.lost_ids.size())) : std::nullopt;
   }
 
   // --- the rest of the new file ---
@@ -397,24 +379,31 @@ class Rescue {
       rescued_.limit = std::max(log_.usual_limit, static_cast<int>(rows));
       rescued_.batch = usual_batch(rescued_.limit);
     }
-    new_.finish(rescued_.limit, rescued_.batch);
+    new_.finish(rescued_.limit, rescued_.batch,
+                [this](int percent) { advance_.percent = kSearched + percent * (100 - kSearched) / 100; });
   }
 
   const Log& log_;
+  DamagedFile file_;
+  Layout layout_;
+  CorrectedView view_;
   Database old_;
   Pages pages_;
   NewLog new_;
+  Advance& advance_;
   std::vector<OldColumn> columns_;
   std::vector<std::string> indexes_;
   std::map<std::size_t, Statement> inserts_;
+  Testimony testimony_;
+  Ids broken_;
   bool schema_read_ = false;
   Rescued rescued_;
 };
 
 }  // namespace
 
-Rescued rescue(const Log& log, const std::string& damaged, const std::string& anew) {
-  return Rescue(log, damaged, anew).run();
+Rescued rescue(const Log& log, const std::string& damaged, const std::string& anew, Advance& advance) {
+  return Rescue(log, damaged, anew, advance).run();
 }
 
 }  // namespace annalctl

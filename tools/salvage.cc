@@ -8,14 +8,21 @@
 #include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "tools/confirm.h"
+#include "tools/import/progress.h"
 #include "tools/inspection.h"
 #include "tools/pinned_file.h"
 #include "tools/rescue.h"
+#include "tools/room.h"
 #include "tools/set_aside.h"
 #include "tools/sqlite.h"
+#include "tools/terminal.h"
+#include "tools/text.h"
+#include "tools/ticker.h"
 
 namespace annalctl {
 
@@ -102,7 +109,7 @@ class Salvage {
     if (!unfinished && !is_wanted(inspection)) {
       return inspection.sound() ? kSuccess : kFailure;
     }
-    if (!wishes_.yes && !confirmed(fmt::format("Make {} anew from what can be read of it?", log_.path))) {
+    if (!wishes_.yes && !confirmed(printable(fmt::format("Make {} anew from what can be read of it?", log_.path)))) {
       complain("nothing was changed");
       return kFailure;
     }
@@ -160,11 +167,8 @@ class Salvage {
       if (!change_is_pending(path_)) {
         return;  // It was only being made.
       }
-      for (const char* beside : {"", "-journal", "-wal"}) {
-        if (access((path_ + beside).c_str(), F_OK) == 0) {
-          copy_file(path_ + beside, copy + beside);
-        }
-      }
+      require_room(folder(), space_of(path_) + space_of(path_ + "-journal") + space_of(path_ + "-wal"));
+      copy_files(path_, copy, {"", "-journal", "-wal"});
       sync_folder_of(path_);
     }
     complain(fmt::format("its last change was not finished: as it was, it stands in {}", copy));
@@ -175,16 +179,32 @@ class Salvage {
   }
 
   int make_anew() {
-    const LogLock lock(path_, looked_at_);
-    if (!lock.held()) {
-      complain("its file system knows no locks: no program may write to the log meanwhile");
+    const Done done = make_anew_locked();
+    // Only now: a terminal that is paused must not keep the lock.
+    if (!done.locked) {
+      complain("its file system knows no locks: no program may have written to the log meanwhile");
     }
+    tell(done.rescued, done.aside);
+    return kSuccess;
+  }
+
+  struct Done {
+    Rescued rescued;
+    std::string aside;
+    bool locked;
+  };
+
+  Done make_anew_locked() {
+    const LogLock lock(path_, looked_at_);
     if (change_is_pending(path_)) {
       throw FileFailure(
           fmt::format("what undoes or completes its last change cannot be applied: it stands beside {}", path_));
     }
+    if (!wishes_.force) {
+      require_room(folder(), space_of(path_));
+    }
     NewFile anew(path_);
-    const Rescued rescued = rescue(log_, path_, anew.path());
+    Rescued rescued = rescue_and_show(anew.path());
     if (rescued.rows == 0 && !rescued.whole && !wishes_.force) {
       throw RescueFailure("nothing in it looks like one of its rows (with --force it is set aside for an empty one)");
     }
@@ -195,10 +215,23 @@ class Salvage {
                       fmt::join(rescued.tables_left, ", ")));
     }
     anew.sync();
-    const std::string aside = replace_file(path_, looked_at_, anew.path());
+    std::string aside = replace_file(path_, looked_at_, anew.path());
     anew.is_in_place();
-    tell(rescued, aside);
-    return kSuccess;
+    return {std::move(rescued), std::move(aside), lock.held()};
+  }
+
+  [[nodiscard]] std::string folder() const { return std::filesystem::path(path_).parent_path().string(); }
+
+  [[nodiscard]] Rescued rescue_and_show(const std::string& anew) const {
+    const auto advance = std::make_shared<Advance>();
+    const Terminal terminal = terminal_of(STDERR_FILENO);
+    std::optional<Ticker> ticker;
+    if (terminal.present) {
+      ticker.emplace(STDERR_FILENO, [advance, width = terminal.width, name = path_, entries = log_.entries] {
+        return progress_text(name, advance->percent, static_cast<std::uint64_t>(advance->rows), entries, width);
+      });
+    }
+    return rescue(log_, path_, anew, *advance);
   }
 
   static std::string told_lost(const std::optional<std::int64_t>& lost) {
@@ -208,24 +241,64 @@ class Salvage {
     return *lost == 0 ? "none is known to be lost" : fmt::format("known to be lost: {}", *lost);
   }
 
+  static std::string told_uncompared(const Rescued& rescued) {
+    return rescued.uncompared == 0
+               ? ""
+               : fmt::format(", of which {} could not be compared with an index", rescued.uncompared);
+  }
+
+  // "3, 7-9, 12", with no more than so many parts.
+  static std::string told_ids(const Ids& ids) {
+    constexpr int kMostParts = 10;
+    std::string text;
+    int parts = 0;
+    for (auto id = ids.begin(); id != ids.end();) {
+      const std::int64_t first = *id;
+      std::int64_t last = first;
+      while (++id != ids.end() && *id == last + 1) {
+        ++last;
+      }
+      if (++parts > kMostParts) {
+        return text + ", …";
+      }
+      text += fmt::format("{}{}", text.empty() ? "" : ", ", first);
+      text += last == first ? "" : fmt::format("{}{}", last == first + 1 ? ", " : "-", last);
+    }
+    return text;
+  }
+
   void tell(const Rescued& rescued, const std::string& aside) {
     const std::string rows = fmt::to_string(rescued.rows);
     const std::string lost = rescued.lost ? fmt::to_string(*rescued.lost) : std::string();
     const std::string limit = fmt::to_string(rescued.limit);
     const std::string batch = fmt::to_string(rescued.batch);
+    const std::string doubtful = fmt::to_string(rescued.doubtful.size());
+    const std::string mended = fmt::to_string(rescued.mended.size());
+    const std::string uncompared = fmt::to_string(rescued.uncompared);
     if (program_.format() == Format::kTable) {
       program_.output.write(
-          fmt::format("saved {} {} in {}; {}\n"
+          fmt::format("saved {} {} in {}{}; {}\n"
                       "what it was before is {}\n",
-                      rows, log_.entries, log_.path, told_lost(rescued.lost), aside));
+                      rows, log_.entries, printable(log_.path), told_uncompared(rescued), told_lost(rescued.lost),
+                      printable(aside)));
     } else {
-      const RowShape shape{
-          {{"saved", true}, {"lost", true}, {"file", false}, {"aside", false}, {"limit", true}, {"batch", true}}, {}};
+      const RowShape shape{{{"saved", true},
+                            {"lost", true},
+                            {"file", false},
+                            {"aside", false},
+                            {"limit", true},
+                            {"batch", true},
+                            {"doubtful", true},
+                            {"mended", true},
+                            {"uncompared", true}},
+                           {}};
       const auto sink = make_sink(program_.format(), shape, program_.terminal, program_.output);
-      sink->row(std::array<const char*, 6>{rows.c_str(), rescued.lost ? lost.c_str() : nullptr, log_.path,
-                                           aside.c_str(), limit.c_str(), batch.c_str()});
+      sink->row(std::array<const char*, 9>{rows.c_str(), rescued.lost ? lost.c_str() : nullptr, log_.path,
+                                           aside.c_str(), limit.c_str(), batch.c_str(), doubtful.c_str(),
+                                           mended.c_str(), uncompared.c_str()});
       sink->finish();
     }
+    tell_rows(rescued);
     if (!rescued.limit_kept) {
       complain(fmt::format("its row limit could not be read: it is {} now, {} at once", limit, batch));
     }
@@ -235,6 +308,31 @@ class Salvage {
     }
     for (const std::string& leftover : leftovers_of(path_, kBegun)) {
       complain(fmt::format("{} was left by a run that was cut off, and may be deleted", leftover));
+    }
+  }
+
+  void tell_rows(const Rescued& rescued) const {
+    if (!rescued.lost_ids.empty()) {
+      complain(fmt::format("lost, by their ids: {}", told_ids(rescued.lost_ids)));
+    }
+    if (!rescued.doubtful.empty()) {
+      complain(
+          fmt::format("{} of the saved {} have a value that is damaged, or another one in an index, by their ids: {}",
+                      rescued.doubtful.size(), log_.entries, told_ids(rescued.doubtful)));
+    }
+    if (!rescued.mended.empty()) {
+      complain(fmt::format("{} of the saved {} had a damaged value and have that of an index now, by their ids: {}",
+                           rescued.mended.size(), log_.entries, told_ids(rescued.mended)));
+    }
+    if (!rescued.columns_uncompared.empty() && rescued.rows > 0) {
+      complain(fmt::format("no intact index has the values of these columns, so damage to them may not show: {}",
+                           fmt::join(rescued.columns_uncompared, ", ")));
+    }
+    if (!rescued.columns_lost.empty()) {
+      complain(fmt::format("it lacks columns, whose values are lost: {}", fmt::join(rescued.columns_lost, ", ")));
+    }
+    if (rescued.refused > 0) {
+      complain(fmt::format("the disk refused {} reads of it", rescued.refused));
     }
   }
 

@@ -120,6 +120,25 @@ bool is_there(const std::string& path) {
   return lstat(path.c_str(), &status) == 0;
 }
 
+// A file that is being made. Unless that succeeds there is none: a part of one would pass for the whole.
+class Unfinished {
+ public:
+  explicit Unfinished(const std::string& path) : path_(path) {}
+  ~Unfinished() {
+    if (!finished_) {
+      unlink(path_.c_str());
+    }
+  }
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+
+  void finish() { finished_ = true; }
+
+ private:
+  const std::string& path_;
+  bool finished_ = false;
+};
+
 std::string folder_of(const std::string& path) {
   return std::filesystem::path(path).parent_path().string();
 }
@@ -210,7 +229,9 @@ std::string free_name(const std::string& path, const char* kind) {
 int make_like(const std::string& like, const std::string& path) {
   const Descriptor model(like, O_RDONLY);
   Descriptor file(path, O_RDWR | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  Unfinished made(path);
   liken(file, path, model);
+  made.finish();
   return file.release();
 }
 
@@ -219,6 +240,7 @@ void copy_file(const std::string& from, const std::string& to) {
   const Descriptor source(from, O_RDONLY);
   static_cast<void>(status_of_file(source, from));
   const Descriptor copy(to, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  Unfinished made(to);
   std::vector<char> buffer(kChunk);
   for (ssize_t got = 0; (got = read(source.number(), buffer.data(), buffer.size())) != 0;) {
     if (got < 0) {
@@ -235,6 +257,24 @@ void copy_file(const std::string& from, const std::string& to) {
   liken(copy, to, source);
   if (fsync(copy.number()) != 0) {
     fail("write " + to + " to the disk", errno);
+  }
+  made.finish();
+}
+
+void copy_files(const std::string& from, const std::string& to, const std::vector<const char*>& endings) {
+  std::vector<std::string> made;
+  try {
+    for (const char* ending : endings) {
+      if (is_there(from + ending)) {
+        copy_file(from + ending, to + ending);
+        made.push_back(to + ending);
+      }
+    }
+  } catch (const FileFailure&) {
+    for (const std::string& copy : made) {
+      unlink(copy.c_str());
+    }
+    throw;
   }
 }
 

@@ -79,6 +79,9 @@ class LogLock {
 [[nodiscard]] int make_like(const std::string& like, const std::string& path);
 void copy_file(const std::string& from, const std::string& to);
 
+// The same for those of a file and its companions, by the endings of their names, that are there: all of them or none.
+void copy_files(const std::string& from, const std::string& to, const std::vector<const char*>& endings);
+
 void sync_folder_of(const std::string& path);
 
 // Gives the old file a second name, then its own name to the new one: at each moment a whole file has the name of the

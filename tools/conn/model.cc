@@ -10,11 +10,21 @@ namespace annalctl::conn {
 namespace {
 
 constexpr std::array kColumns{
-    Column{"conn_id", true},         Column{"conn_type", true},        Column{"conn_date", false},
-    Column{"conn_time", false},      Column{"conn_user", false},       Column{"conn_ip", false},
-    Column{"conn_comp", false},      Column{"conn_res", false},        Column{"conn_serv", true},
-    Column{"conn_action", true},     Column{"conn_app", false},        Column{"conn_action_result", true},
-    Column{"conn_client_id", false}, Column{"conn_client_app", false}, Column{"conn_client_agent", false},
+    Column{"conn_id", true},
+    Column{"conn_type", true},
+    Column{"conn_date", false},
+    Column{"conn_time", false},
+    Column{"conn_user", false},
+    Column{"conn_ip", false},
+    Column{"conn_comp", false},
+    Column{"conn_res", false},
+    Column{"conn_serv", true},
+    Column{"conn_action", true},
+    Column{"conn_app", false, "''"},
+    Column{"conn_action_result", true, "0"},
+    Column{"conn_client_id", false, "'---'"},
+    Column{"conn_client_app", false, "'---'"},
+    Column{"conn_client_agent", false, "'---'"},
 };
 
 // Where those columns are in a row.

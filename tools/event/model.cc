@@ -10,12 +10,23 @@ namespace annalctl::event {
 namespace {
 
 constexpr std::array kColumns{
-    Column{"event_id", true},           Column{"event_type", true},          Column{"event_date", false},
-    Column{"event_time", false},        Column{"event_user", false},         Column{"event_ip", false},
-    Column{"event_comp", false},        Column{"event_desc", false},         Column{"event_msgid", false},
-    Column{"event_timet", true},        Column{"event_app_id", false},       Column{"event_app_name", false},
-    Column{"event_category_id", false}, Column{"event_category", false},     Column{"event_client_id", false},
-    Column{"event_client_app", false},  Column{"event_client_agent", false},
+    Column{"event_id", true},
+    Column{"event_type", true},
+    Column{"event_date", false},
+    Column{"event_time", false},
+    Column{"event_user", false},
+    Column{"event_ip", false},
+    Column{"event_comp", false},
+    Column{"event_desc", false},
+    Column{"event_msgid", false, "'0'"},
+    Column{"event_timet", true, "0"},
+    Column{"event_app_id", false, "'---'"},
+    Column{"event_app_name", false, "'---'"},
+    Column{"event_category_id", false, "'---'"},
+    Column{"event_category", false, "'---'"},
+    Column{"event_client_id", false, "'---'"},
+    Column{"event_client_app", false, "'---'"},
+    Column{"event_client_agent", false, "'---'"},
 };
 
 // Where those columns are in a row.

@@ -21,12 +21,12 @@ namespace annalctl::notice {
 namespace {
 
 constexpr std::array kColumns{
-    Column{"id", true},           Column{"severity", true}, Column{"server", true},      Column{"action", true},
-    Column{"serviceName", false}, Column{"facility", true}, Column{"time", true},        Column{"endtime", true},
-    Column{"user", false},        Column{"ip", false},      Column{"client", false},     Column{"desc", false},
-    Column{"msgCode", false},     Column{"varNum", true},   Column{"varContent", false}, Column{"name", false},
-    Column{"status", true},       Column{"uid", true},      Column{"gid", true},         Column{"link_id", false},
-    Column{"link_option", false}, Column{"title", false},
+    Column{"id", true},           Column{"severity", true},     Column{"server", true},      Column{"action", true},
+    Column{"serviceName", false}, Column{"facility", true},     Column{"time", true},        Column{"endtime", true},
+    Column{"user", false},        Column{"ip", false},          Column{"client", false},     Column{"desc", false},
+    Column{"msgCode", false},     Column{"varNum", true},       Column{"varContent", false}, Column{"name", false},
+    Column{"status", true},       Column{"uid", true},          Column{"gid", true},         Column{"link_id", false},
+    Column{"link_option", false}, Column{"title", false, "''"},
 };
 
 // Where those columns are in a row.

@@ -1,0 +1,56 @@
+// What the indexes of a damaged log say of its rows. Each lists every row, with one of its values: what the table has
+// otherwise is damaged in one of both.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tools/new_log.h"
+#include "tools/page_layout.h"
+#include "tools/sqlite.h"
+
+namespace annalctl {
+
+struct Testimony {
+  int intact = 0;                   // so many indexes could be read to their end, in order
+  std::int64_t compared = 0;        // rows of the new log with a value that one of them lists too
+  std::set<std::string> columns;    // of the new log, whose values were compared
+  std::set<std::int64_t> missing;   // rows that most of them list and the new log does not have
+  std::set<std::int64_t> unknown;   // the other way round
+  std::set<std::int64_t> doubtful;  // rows of which a value is another one there, and either may be right
+  std::set<std::int64_t> mended;    // rows whose value cannot be right, and have that of the index now
+};
+
+class Witnesses {
+ public:
+  // columns: the new log's names of the columns that both have, by the old log's.
+  Witnesses(const Log& log, const Database& old, Encoding encoding, std::map<std::string, std::string> columns)
+      : log_(log), old_(old), encoding_(encoding), columns_(std::move(columns)) {}
+
+  void add(const std::string& index) { indexes_.push_back(index); }
+
+  // Compares the new log with them, and replaces what cannot be right. Calls tell now and then.
+  [[nodiscard]] Testimony hear(NewLog& anew, const std::function<void()>& tell) const;
+
+ private:
+  struct Entries;
+
+  [[nodiscard]] bool read(const std::string& index, Statement* values, Entries& entries,
+                          const std::function<void()>& tell) const;
+  [[nodiscard]] std::string column_of(const std::string& index) const;
+
+  const Log& log_;
+  const Database& old_;
+  Encoding encoding_;
+  std::map<std::string, std::string> columns_;
+  std::vector<std::string> indexes_;
+};
+
+// Rows with a text that no program has stored: one that goes on behind its end.
+[[nodiscard]] std::set<std::int64_t> rows_with_broken_texts(const Log& log, const NewLog& anew);
+
+}  // namespace annalctl
