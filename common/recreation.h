@@ -3,9 +3,9 @@
 
 namespace annal {
 
-// Deletes a log's file, and leaves an empty one with the same mode, owner and group in its place, for its table to be
-// created in: nobody may read more than before, and whoever could use the log still can. Where the owner or group
-// cannot be kept, nobody gets more than they had. Failures are silent: what opens the log next creates what is missing.
+// Replaces a log's file by an empty one with the same mode, owner, group and access list, for its table to be created
+// in. Where owner, group or list cannot be kept, nobody gets more rights than before. Deletes the file where it cannot
+// be replaced. Failures are silent: what opens the log next creates what is missing.
 void start_file_over(const char* path) noexcept;
 
 }  // namespace annal

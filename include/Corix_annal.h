@@ -72,9 +72,9 @@
  *
  *  - Threads and signals. The library has no thread and no state of its own between calls, apart from the exported
  *    flags below; any number of threads and processes may call it at once, each with records of its own. No function
- *    may be called from a signal handler, nor between fork and exec. A child that was
- *    forked while another thread was in a call must not call the library at all, even if it never runs another
- *    program: it can hang in a lock that the other thread held.
+ *    may be called from a signal handler, nor between fork and exec. A child that was forked while another thread was
+ *    in a call must not call the library at all, even if it never runs another program: it can hang in a lock that the
+ *    other thread held.
  *
  *    A thread that is cancelled in a call ends after the call, at its next cancellation point. Row callbacks run with
  *    cancellation disabled, and every call leaves the thread's cancelability as it was. This holds for deferred
@@ -82,14 +82,15 @@
  *    else it can end inside SQLite or libc, with their locks held, and the process's other threads hang.
  *
  *  - Processes. Storing an event or a connection starts commands of the appliance; the functions that do so say it.
- * They share the caller's memory until they run, so the cost does not grow with the caller; where its address space has
- * no room for their stacks (64 KiB), they get a copy of its memory instead, as from fork. They inherit the descriptors
- * that the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with no
- * child; a SIGCHLD handler of its own may see one come and go. A SIGPIPE that somebody else sends meanwhile reaches the
- * caller when the call is done. A command that cannot be run is nobody's failure.
+ *    They share the caller's memory until they run, so the cost does not grow with the caller; where its address space
+ *    has no room for their stacks (64 KiB), they get a copy of its memory instead, as from fork. They inherit the
+ *    descriptors that the caller has not marked close-on-exec. The caller never gets SIGPIPE from them and is left with
+ *    no child; a SIGCHLD handler of its own may see one come and go. A SIGPIPE that another process sends meanwhile
+ *    reaches the caller when the notification centre's command has ended. A command that cannot be run is not reported.
+ *
  *    A call that starts a command waits for its start: until the command's exec is done, the calling thread stands
- *    still, and no signal but SIGKILL reaches it. That is short, unless the disk below the command is slow or hangs:
- *    on a slow one it took 7.5 s.
+ *    still, and no signal but SIGKILL reaches it. That is short, unless the disk below the command is slow or hangs: on
+ *    a slow one it took 7.5 s.
  *
  *  - What a program must not do. Each of these loses entries, of its own and of other programs:
  *    - Open and close a log's file by itself, as to copy it. When a process closes any descriptor of a file, POSIX
@@ -114,6 +115,12 @@
 #include <stdint.h>
 #include <time.h>
 
+/* The release that this header belongs to. */
+#define ANNAL_VERSION_MAJOR 2
+#define ANNAL_VERSION_MINOR 0
+#define ANNAL_VERSION_PATCH 0
+#define ANNAL_VERSION "2.0.0"
+
 #if defined(__GNUC__)
 #define ANNAL_API __attribute__((visibility("default")))
 #define ANNAL_ALIGN8 __attribute__((aligned(8))) /* on 32-bit machines too: one record layout serves all */
@@ -123,7 +130,11 @@
 #endif
 
 #ifdef __cplusplus
+#if __cplusplus >= 201103L
 #define ANNAL_NOEXCEPT noexcept
+#else
+#define ANNAL_NOEXCEPT throw()
+#endif
 extern "C" {
 #else
 #define ANNAL_NOEXCEPT
@@ -145,6 +156,228 @@ enum annal_result {
   ANNAL_REMOVE_TRIGGER_FAILED = -26, /* dropping the log-full trigger failed */
   ANNAL_CHANGE_FAILED = -27,         /* a delete by selector, an added column or a migration failed */
   ANNAL_BATCH_FAILED = -29           /* a batch could not begin */
+};
+
+/* ---- codes ---- */
+
+/*
+ * Names for the numbers that the functions take. The parameters remain int and unsigned int: a plain number of the same
+ * value does as well.
+ */
+
+/* The level of an event, a connection or a file operation, as the record holds it. */
+enum annal_level { ANNAL_INFORMATION = 0, ANNAL_WARNING = 1, ANNAL_ERROR = 2 };
+
+/* The queries' argument type: one more than the stored level. */
+enum annal_level_filter {
+  ANNAL_ANY_LEVEL = 0,
+  ANNAL_ONLY_INFORMATION = 1,
+  ANNAL_ONLY_WARNINGS = 2,
+  ANNAL_ONLY_ERRORS = 3
+};
+
+/* The severity of a notice, as in syslog. */
+enum annal_severity {
+  ANNAL_SEVERITY_EMERGENCY = 0,
+  ANNAL_SEVERITY_ALERT = 1,
+  ANNAL_SEVERITY_CRITICAL = 2,
+  ANNAL_SEVERITY_ERROR = 3,
+  ANNAL_SEVERITY_WARNING = 4,
+  ANNAL_SEVERITY_NOTICE = 5,
+  ANNAL_SEVERITY_INFORMATIONAL = 6,
+  ANNAL_SEVERITY_DEBUG = 7
+};
+
+/* The result of a connection's action: conn_action_result. */
+enum annal_action_result { ANNAL_ACTION_SUCCEEDED = 0, ANNAL_ACTION_FAILED = 13 };
+
+/* The type of a column to add. */
+enum annal_column_kind { ANNAL_COLUMN_TEXT = 0, ANNAL_COLUMN_INTEGER = 1 };
+
+/*
+ * Add to a sort code for the reverse order. Rows that are equal in all the columns of a sort come in no particular
+ * order.
+ */
+#define ANNAL_DESCENDING 1
+
+/* Orders of events. */
+enum annal_event_sort {
+  ANNAL_EVENT_SORT_DATE = 0, /* date, then time */
+  ANNAL_EVENT_SORT_TIME = 2, /* time, then date */
+  ANNAL_EVENT_SORT_TYPE = 4,
+  ANNAL_EVENT_SORT_USER = 6,
+  ANNAL_EVENT_SORT_IP = 8,
+  ANNAL_EVENT_SORT_COMP = 10,
+  ANNAL_EVENT_SORT_ID = 12,
+  ANNAL_EVENT_SORT_MSGID = 14,
+  ANNAL_EVENT_SORT_TIMET = 16,
+  ANNAL_EVENT_SORT_APP_ID = 18, /* this and the following: annal_event_query_ex2 and _ex3 only */
+  ANNAL_EVENT_SORT_APP_NAME = 20,
+  ANNAL_EVENT_SORT_CATEGORY_ID = 22,
+  ANNAL_EVENT_SORT_CATEGORY = 24
+};
+
+/* Groupings of events. All but ANNAL_EVENT_GROUP_ID also group by type. */
+enum annal_event_group {
+  ANNAL_EVENT_GROUP_ID = 0,
+  ANNAL_EVENT_GROUP_TYPE = 1,
+  ANNAL_EVENT_GROUP_DATE = 2,
+  ANNAL_EVENT_GROUP_TIME = 3,
+  ANNAL_EVENT_GROUP_USER = 4,
+  ANNAL_EVENT_GROUP_IP = 5,
+  ANNAL_EVENT_GROUP_COMP = 6,
+  ANNAL_EVENT_GROUP_DESC = 7
+};
+
+/* Columns by which annal_event_del deletes. */
+enum annal_event_selector {
+  ANNAL_EVENT_DEL_ID = 0,
+  ANNAL_EVENT_DEL_TYPE = 1,
+  ANNAL_EVENT_DEL_DATE = 2,
+  ANNAL_EVENT_DEL_TIME = 3,
+  ANNAL_EVENT_DEL_USER = 4,
+  ANNAL_EVENT_DEL_IP = 5,
+  ANNAL_EVENT_DEL_COMP = 6,
+  ANNAL_EVENT_DEL_DESC = 7,
+  ANNAL_EVENT_DEL_MSGID = 8,
+  ANNAL_EVENT_DEL_TIMET = 9
+};
+
+/* Orders of connections. */
+enum annal_conn_sort {
+  ANNAL_CONN_SORT_DATE = 0, /* date, then time */
+  ANNAL_CONN_SORT_TIME = 2, /* time, then date */
+  ANNAL_CONN_SORT_TYPE = 4,
+  ANNAL_CONN_SORT_USER = 6,
+  ANNAL_CONN_SORT_IP = 8,
+  ANNAL_CONN_SORT_COMP = 10,
+  ANNAL_CONN_SORT_ID = 12,
+  ANNAL_CONN_SORT_SERV = 14,
+  ANNAL_CONN_SORT_ACTION = 16,
+  ANNAL_CONN_SORT_APP = 18,
+  ANNAL_CONN_SORT_ACTION_RESULT = 20
+};
+
+/* Groupings of connections. */
+enum annal_conn_group {
+  ANNAL_CONN_GROUP_ID = 0,
+  ANNAL_CONN_GROUP_TYPE = 1,
+  ANNAL_CONN_GROUP_DATE = 2,
+  ANNAL_CONN_GROUP_TIME = 3,
+  ANNAL_CONN_GROUP_USER = 4,
+  ANNAL_CONN_GROUP_IP = 5,
+  ANNAL_CONN_GROUP_COMP = 6,
+  ANNAL_CONN_GROUP_RES = 7,
+  ANNAL_CONN_GROUP_SERV = 8,
+  ANNAL_CONN_GROUP_ACTION = 9,
+  ANNAL_CONN_GROUP_APP = 10,
+  ANNAL_CONN_GROUP_ACTION_RESULT = 11
+};
+
+/* Columns by which annal_conn_del deletes. */
+enum annal_conn_selector {
+  ANNAL_CONN_DEL_ID = 0,
+  ANNAL_CONN_DEL_TYPE = 1,
+  ANNAL_CONN_DEL_DATE = 2,
+  ANNAL_CONN_DEL_TIME = 3,
+  ANNAL_CONN_DEL_USER = 4,
+  ANNAL_CONN_DEL_IP = 5,
+  ANNAL_CONN_DEL_COMP = 6,
+  ANNAL_CONN_DEL_RES = 7,
+  ANNAL_CONN_DEL_SERV = 8,
+  ANNAL_CONN_DEL_ACTION = 9,
+  ANNAL_CONN_DEL_APP = 10,
+  ANNAL_CONN_DEL_ACTION_RESULT = 11
+};
+
+/* Orders of file operations. */
+enum annal_fileop_sort {
+  ANNAL_FILEOP_SORT_DATE = 0, /* date, then time */
+  ANNAL_FILEOP_SORT_TIME = 2, /* time, then date */
+  ANNAL_FILEOP_SORT_TYPE = 4,
+  ANNAL_FILEOP_SORT_USER = 6,
+  ANNAL_FILEOP_SORT_IP = 8,
+  ANNAL_FILEOP_SORT_COMP = 10,
+  ANNAL_FILEOP_SORT_ID = 12,
+  ANNAL_FILEOP_SORT_ISFOLDER = 14,
+  ANNAL_FILEOP_SORT_ACTION = 16,
+  ANNAL_FILEOP_SORT_FILESIZE = 18
+};
+
+/* Columns by which pavo2log_event_del deletes. */
+enum annal_fileop_selector {
+  ANNAL_FILEOP_DEL_ID = 0,
+  ANNAL_FILEOP_DEL_TYPE = 1,
+  ANNAL_FILEOP_DEL_DATE = 2,
+  ANNAL_FILEOP_DEL_TIME = 3,
+  ANNAL_FILEOP_DEL_USER = 4,
+  ANNAL_FILEOP_DEL_IP = 5,
+  ANNAL_FILEOP_DEL_ISFOLDER = 6,
+  ANNAL_FILEOP_DEL_ACTION = 7,
+  ANNAL_FILEOP_DEL_FILESIZE = 8,
+  ANNAL_FILEOP_DEL_COMP = 9,
+  ANNAL_FILEOP_DEL_DUID = 10,
+  ANNAL_FILEOP_DEL_DESC = 11,
+  ANNAL_FILEOP_DEL_FILEPATH = 12
+};
+
+/* Orders of notices. */
+enum annal_notice_sort {
+  ANNAL_NOTICE_SORT_TIME = 0,
+  ANNAL_NOTICE_SORT_SEVERITY = 4,
+  ANNAL_NOTICE_SORT_USER = 6,
+  ANNAL_NOTICE_SORT_IP = 8,
+  ANNAL_NOTICE_SORT_CLIENT = 10,
+  ANNAL_NOTICE_SORT_ID = 12,
+  ANNAL_NOTICE_SORT_SERVER = 14,
+  ANNAL_NOTICE_SORT_ACTION = 16,
+  ANNAL_NOTICE_SORT_SERVICENAME = 18,
+  ANNAL_NOTICE_SORT_FACILITY = 20,
+  ANNAL_NOTICE_SORT_MSGCODE = 22
+};
+
+/* Groupings of notices. */
+enum annal_notice_group {
+  ANNAL_NOTICE_GROUP_ID = 0,
+  ANNAL_NOTICE_GROUP_SEVERITY = 1,
+  ANNAL_NOTICE_GROUP_SERVER = 2,
+  ANNAL_NOTICE_GROUP_ACTION = 3,
+  ANNAL_NOTICE_GROUP_SERVICENAME = 4,
+  ANNAL_NOTICE_GROUP_FACILITY = 5,
+  ANNAL_NOTICE_GROUP_TIME = 6,
+  ANNAL_NOTICE_GROUP_ENDTIME = 7,
+  ANNAL_NOTICE_GROUP_USER = 8,
+  ANNAL_NOTICE_GROUP_IP = 9,
+  ANNAL_NOTICE_GROUP_DESC = 11,
+  ANNAL_NOTICE_GROUP_MSGCODE = 12,
+  ANNAL_NOTICE_GROUP_VARNUM = 13,
+  ANNAL_NOTICE_GROUP_VARCONTENT = 14,
+  ANNAL_NOTICE_GROUP_ALIKE = 15 /* facility, name and desc together */
+};
+
+/* Columns by which annal_notice_del deletes. */
+enum annal_notice_selector {
+  ANNAL_NOTICE_DEL_ID = 0,
+  ANNAL_NOTICE_DEL_SEVERITY = 1,
+  ANNAL_NOTICE_DEL_SERVER = 2,
+  ANNAL_NOTICE_DEL_ACTION = 3,
+  ANNAL_NOTICE_DEL_SERVICENAME = 4,
+  ANNAL_NOTICE_DEL_FACILITY = 5,
+  ANNAL_NOTICE_DEL_TIME = 6,
+  ANNAL_NOTICE_DEL_ENDTIME = 7,
+  ANNAL_NOTICE_DEL_USER = 8,
+  ANNAL_NOTICE_DEL_IP = 9,
+  ANNAL_NOTICE_DEL_DESC = 11,
+  ANNAL_NOTICE_DEL_MSGCODE = 12,
+  ANNAL_NOTICE_DEL_VARNUM = 13,
+  ANNAL_NOTICE_DEL_VARCONTENT = 14,
+  ANNAL_NOTICE_DEL_NAME = 15,
+  ANNAL_NOTICE_DEL_STATUS = 16,
+  ANNAL_NOTICE_DEL_UID = 17,
+  ANNAL_NOTICE_DEL_GID = 18,
+  ANNAL_NOTICE_DEL_LINK_ID = 19,
+  ANNAL_NOTICE_DEL_LINK_OPTION = 20,
+  ANNAL_NOTICE_DEL_TITLE = 21
 };
 
 /* ---- types ---- */
@@ -894,9 +1127,11 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  * It mends a broken log by force. When the statement cannot be prepared, or the transaction not begun, twice in a row
  * (a file that is no database, that has no table or another layout, whose triggers or indexes SQLite cannot read, that
  * stays locked whole for two waits, or because memory is short), the file is DELETED with all its entries and created
- * anew with annal_conn_create_tbl(0, 0) before each further attempt. The call still returns ANNAL_OK. The new file
- * keeps the old one's mode, owner and group. Where the process may not keep the group, the new group gets what
- * everybody had. The owner can always read and write.
+ * anew with annal_conn_create_tbl(0, 0) before each further attempt. The call still returns ANNAL_OK; beside a reader
+ * that has the deleted file open it may return ANNAL_INSERT_FAILED although the rows are stored. The new file keeps
+ * the old one's mode, owner, group and access list, as far as the process may set them; what it may not keep gives
+ * nobody more than before. A process without root's rights becomes the owner. The owner can always read and write.
+ * Only where no file can be renamed into its place, it has the mode that the umask leaves.
  *
  * So a careful caller first asks, with a connection of its own, whether the log takes entries, and calls the batch only
  * then. The function below does what a batch does, and undoes it: it takes the write lock, inserts the batch's columns
@@ -1130,7 +1365,8 @@ ANNAL_API int pavo2log_event_del(const char* path, unsigned int selector, const 
  * Normalises and checks an address in place, as annal_checkip does, but for what an IPv4 address is: here, four decimal
  * numbers from 0 to 255 with dots between them, whatever stands behind the last. So "10.0.0.5:8080" is accepted, and
  * left as it is. The numbers are read as sscanf reads "%d.%d.%d.%d": blanks before a number, a sign and leading zeros
- * pass, and of a number beyond 32 bits the low 32 bits count, so that "10.0.0.4294967301" is accepted too.
+ * pass, and of a number beyond 32 bits the low 32 bits count, so that "10.0.0.4294967301" is accepted too, where long
+ * has 64 bits. A number beyond the range of long is the nearest one within.
  *
  * Returns ANNAL_OK, ANNAL_BAD_ARGUMENT for what is no address, ANNAL_NO_MEMORY for a null pointer. Touches no file.
  */

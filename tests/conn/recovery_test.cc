@@ -1,10 +1,17 @@
 // What a batch does about a log that it cannot write to: it tries once more, and then throws the file away.
 #include <grp.h>
+#include <linux/capability.h>
 #include <sqlite3.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -20,16 +27,16 @@
 
 namespace {
 
-std::function<void(const char* name)> at_link;  // what is done before a file gets another name
+std::function<void(const char* name)> at_rename;  // what is done before a file gets another name
 
 }  // namespace
 
 // Comes before the C library's own.
-extern "C" int link(const char* from, const char* to) noexcept {
-  if (at_link) {
-    at_link(from);
+extern "C" int rename(const char* from, const char* to) noexcept {
+  if (at_rename) {
+    at_rename(from);
   }
-  return reinterpret_cast<int (*)(const char*, const char*)>(annal::test::next_function("link"))(from, to);
+  return reinterpret_cast<int (*)(const char*, const char*)>(annal::test::next_function("rename"))(from, to);
 }
 
 namespace annal::test {
@@ -294,7 +301,7 @@ class ConnRecoveryWithRights : public ConnRecovery {
     put_garbage(kLog);
   }
   void TearDown() override {
-    at_link = nullptr;
+    at_rename = nullptr;
     ConnRecovery::TearDown();
   }
 
@@ -339,29 +346,54 @@ TEST_F(ConnRecoveryWithRights, MakesALogThatWasMissingAsTheMaskSays) {
 TEST_F(ConnRecoveryWithRights, NamesTheNewLogWhenItIsReady) {
   const Rights rights{0640};
   give_rights(kLog, rights);
-  int links = 0;
-  at_link = [&](const char* name) {
-    ++links;
+  int renames = 0;
+  at_rename = [&](const char* name) {
+    ++renames;
     EXPECT_EQ(rights_of(name), rights);
-    EXPECT_FALSE(exists(kLog));
+    EXPECT_TRUE(exists(kLog));  // a reader that finds no log would create one with its own rights
     for (const auto& descriptor : fs::directory_iterator("/proc/self/fd")) {
       std::error_code gone;
       EXPECT_NE(fs::read_symlink(descriptor, gone), fs::canonical(name));
     }
   };
   expect_answer(ANNAL_OK, 2);
-  EXPECT_EQ(links, 1);
+  EXPECT_EQ(renames, 1);
 }
 
-TEST_F(ConnRecoveryWithRights, LeavesALogThatAnotherProcessHasMadeMeanwhile) {
-  at_link = [](const char* /*name*/) {
-    at_link = nullptr;
-    sql(kLog, "CREATE TABLE other (x);");
-  };
+// Without the right to pass by permissions, a log that is given away could not be written to.
+TEST_F(ConnRecoveryWithRights, KeepsNoOwnerWhoWouldShutItOut) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can give a log to somebody else";
+  }
+  give_rights(kLog, {0644, 33, 33});
   const std::size_t files = files_in_folder();
-  expect_answer(ANNAL_OK, 2);
-  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'other';"), "1");
+  survive([] {
+    ASSERT_EQ(prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE), 0);
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2]{};
+    ASSERT_EQ(syscall(SYS_capget, &header, data), 0);
+    data[0].effective &= ~(1U << CAP_DAC_OVERRIDE);
+    ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
+    expect_answer(ANNAL_OK, 2);
+  });
+  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM ANNAL_CONN;"), "2");
   EXPECT_EQ(files_in_folder(), files);
+}
+
+// With a list, the group's bits of the mode are the mask of all whom the list names.
+TEST_F(ConnRecoveryWithRights, KeepsTheAccessList) {
+  // Version 2; the owner rw, user 33 rw, the group nothing, the mask rw, others nothing.
+  const unsigned char list[] = {2, 0,  0,   0,   1,   0,   6,  0, 255, 255, 255, 255, 2,   0,  6,
+                                0, 33, 0,   0,   0,   4,   0,  0, 0,   255, 255, 255, 255, 16, 0,
+                                6, 0,  255, 255, 255, 255, 32, 0, 0,   0,   255, 255, 255, 255};
+  give_rights(kLog, {0600});
+  if (setxattr(kLog, "system.posix_acl_access", list, sizeof list, 0) != 0) {
+    GTEST_SKIP() << "no access lists here: " << std::strerror(errno);
+  }
+  expect_answer(ANNAL_OK, 2);
+  unsigned char kept[sizeof list + 1] = {};
+  ASSERT_EQ(getxattr(kLog, "system.posix_acl_access", kept, sizeof kept), static_cast<ssize_t>(sizeof list));
+  EXPECT_EQ(std::memcmp(kept, list, sizeof list), 0);
 }
 
 // One who cannot give the new log to the old one's owner and group gives the new group what everybody had.
