@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 #include <thread>
 
 namespace annal::appliance {
@@ -125,6 +126,8 @@ bool inside_private_appliance() {
 }
 
 std::string enter_private_appliance() {
+  std::error_code none;
+  const fs::path current = fs::current_path(none);
   std::string problem = leave_the_machines_mounts();
   if (problem.empty()) {
     problem = replace_subfolder(kLogFolder);
@@ -136,6 +139,10 @@ std::string enter_private_appliance() {
   }
   if (problem.empty() && setenv(kMark, mount_namespace().c_str(), 1) != 0) {
     problem = failure("cannot set the environment");
+  }
+  // The current folder still is the machine's own, below what has been mounted over it.
+  if (problem.empty() && (current.empty() || chdir(current.c_str()) != 0) && chdir("/") != 0) {
+    problem = failure("cannot leave the current folder");
   }
   return problem;
 }

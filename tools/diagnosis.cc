@@ -187,6 +187,13 @@ std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {
   if (!permitted(log.path, purpose == Purpose::kReading ? R_OK : R_OK | W_OK)) {
     return refused(errno);
   }
+  // SQLite would wait for somebody to write into a pipe.
+  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
+    const std::string beside = std::string(log.path) + suffix;
+    if (lstat(beside.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+      return fmt::format("{} is not a regular file (move it away)", beside);
+    }
+  }
   return header_obstacle(log);
 }
 

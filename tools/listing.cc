@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "tools/failure.h"
 #include "tools/result.h"
@@ -92,19 +93,20 @@ int show_page(const Listing& listing, const Page& page, Program& program) {
   if (!log_is_there(listing.call.log)) {
     return kFailure;
   }
-  PageWriter writer(listing, page, program);
+  std::optional<PageWriter> writer;
   try {
     Reader reader(listing.call.log);
-    // A table that is not there is a failure also when nothing is wanted of it.
+    // A table that is not there is a failure also when nothing is wanted of it, and then has no titles either.
     static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {} AS t{}", reader.table(), where(listing.query))));
+    writer.emplace(listing, page, program);
     read_rows(reader, listing.query, page.window(), [&reader, &writer](const RowPage& rows) {
       reader.require_released();
-      writer.write(rows);
+      writer->write(rows);
     });
   } catch (const ReadFailure& failure) {
     return report_failure(listing.call, failure);
   }
-  writer.finish(program);
+  writer->finish(program);
   return kSuccess;
 }
 

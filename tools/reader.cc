@@ -220,10 +220,40 @@ std::int64_t Reader::highest_id() {
 
 std::int64_t Reader::count(const Query& query) {
   begun_ = Clock::now();
-  Statement statement = prepare(fmt::format("SELECT count(*) FROM {} AS t{}", table(), where(query)));
-  bind_values(statement, query, 1);
-  next(statement);
-  return statement.integer(0);
+  {
+    Statement statement = prepare(fmt::format("SELECT count(*) FROM {} AS t{}", table(), where(query)));
+    bind_values(statement, query, 1);
+    std::optional<Deadline> deadline;
+    if (!query.conditions.empty()) {
+      deadline.emplace(database_);
+    }
+    if (statement.next()) {
+      return statement.integer(0);
+    }
+    if ((database_.code() & kPrimary) != SQLITE_INTERRUPT) {
+      throw failure();
+    }
+  }
+  // Too much to look through at once: writers would wait.
+  IdRanges ranges(*this, IdRanges::Direction::kRising, {.through = highest_id()});
+  Statement statement =
+      prepare(fmt::format("SELECT count(*) FROM {} AS t NOT INDEXED{}", table(), where(query, IdRanges::condition())));
+  bind_values(statement, query, 3);
+  std::int64_t total = 0;
+  for (bool more = true; more;) {
+    const Turn turn(*this);
+    const std::optional<IdRanges::Bounds> range = ranges.next();
+    more = range.has_value();
+    if (more) {
+      statement.bind(1, range->after);
+      statement.bind(2, range->through);
+      next(statement);
+      total += statement.integer(0);
+      statement.reset();
+      ranges.learn_from(turn);
+    }
+  }
+  return total;
 }
 
 // --- ranges of ids ---

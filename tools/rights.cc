@@ -1,9 +1,11 @@
 #include "tools/rights.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <grp.h>
 #include <linux/capability.h>
 #include <pwd.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -165,7 +167,16 @@ void take_on(const Rights& rights) {
       setresuid(rights.user, rights.user, rights.user) != 0 || !get_or_set_capabilities(SYS_capset, none)) {
     cannot_take(rights);
   }
-  // What this process has open, the terminal among them, is not that user's to reach into.
+  // A command that this process starts runs as that user: it is not to type into the terminal. A session's leader
+  // cannot leave its terminal without ending what runs there.
+  if (getsid(0) != getpid()) {
+    const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (terminal >= 0) {
+      static_cast<void>(ioctl(terminal, TIOCNOTTY));
+      close(terminal);
+    }
+  }
+  // What this process has open is not that user's to reach into.
   if (prctl(PR_SET_DUMPABLE, 0) != 0) {
     cannot_take(rights);
   }

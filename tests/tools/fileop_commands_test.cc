@@ -1,3 +1,7 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -116,6 +120,27 @@ TEST_F(AnnalctlTest, FileOpCreateLeavesAFileAloneThatIsNoDatabase) {
 }
 
 // --- add ---
+
+// SQLite would wait for a writer of the pipe, and hold up whoever runs this every hour.
+TEST_F(AnnalctlFileOpTest, PipeInPlaceOfTheJournalIsNotWaitedFor) {
+  for (const char* suffix : {"-journal", "-wal"}) {
+    const std::string pipe = std::string(kFile) + suffix;
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const char* verb : {"list", "count"}) {
+      const Finished refused = fileop({verb});
+      EXPECT_EQ(refused.status, 1);
+      EXPECT_THAT(refused.err, testing::HasSubstr(pipe + " is not a regular file (move it away)"));
+    }
+    ASSERT_EQ(unlink(pipe.c_str()), 0);
+  }
+}
+
+TEST_F(AnnalctlFileOpTest, ListOfWhatHasNoTableHasNoTitlesEither) {
+  sql(kFile, "DROP TABLE PAVO2LOG_EVENT;");
+  const Finished listed = fileop({"list", "--csv"});
+  EXPECT_EQ(listed.status, 1);
+  EXPECT_EQ(listed.out, "");
+}
 
 TEST_F(AnnalctlFileOpTest, AddStoresEveryFieldThatIsGiven) {
   add({"/share/it's",
