@@ -42,37 +42,58 @@ void keep_rights(int file, const struct stat& old, const char* path) noexcept {
   }
 }
 
-// Puts an empty file with the old one's rights in its place, and never leaves the name without a file: a reader would
-// create one with rights of its own. The new file is closed before it gets the name, because closing a file takes away
-// every lock that this process has on it, and other threads may lock the log as soon as it has its name. False, with
-// nothing changed, where that does not work, or where this process could not use the new file.
-bool replace_with_empty(const struct stat& old, const char* path) noexcept {
-  char name[PATH_MAX];
-  if (std::snprintf(name, sizeof name, "%s-XXXXXX", path) >= static_cast<int>(sizeof name)) {
-    return false;
+// A file with the old one's rights, ready to get the log's name. It is closed before it gets it, because closing a file
+// takes away every lock that this process has on it, and other threads may lock the log as soon as it has its name.
+class Successor {
+ public:
+  Successor(const struct stat& old, const char* path) noexcept {
+    if (std::snprintf(name_, sizeof name_, "%s-XXXXXX", path) >= static_cast<int>(sizeof name_)) {
+      return;
+    }
+    const int file = mkostemp(name_, O_CLOEXEC);
+    if (file < 0) {
+      return;
+    }
+    created_ = true;
+    keep_rights(file, old, path);
+    close(file);
+    usable_ = faccessat(AT_FDCWD, name_, R_OK | W_OK, AT_EACCESS) == 0;
   }
-  const NotCancelled not_cancelled;
-  const int file = mkostemp(name, O_CLOEXEC);
-  if (file < 0) {
-    return false;
+  ~Successor() {
+    if (created_) {
+      unlink(name_);
+    }
   }
-  keep_rights(file, old, path);
-  close(file);
-  if (faccessat(AT_FDCWD, name, R_OK | W_OK, AT_EACCESS) == 0 && rename(name, path) == 0) {
-    return true;
+  Successor(const Successor&) = delete;
+  Successor& operator=(const Successor&) = delete;
+
+  // Where another process has created the log meanwhile, that one stays: it may have entries already.
+  void take_name(const char* path) const noexcept {
+    if (usable_) {
+      [[maybe_unused]] const int linked = link(name_, path);
+    }
   }
-  unlink(name);
-  return false;
-}
+
+ private:
+  char name_[PATH_MAX];
+  bool created_ = false;
+  bool usable_ = false;
+};
 
 }  // namespace
 
 void start_file_over(const char* path) noexcept {
   struct stat old;
-  if (stat(path, &old) == 0 && S_ISREG(old.st_mode) && replace_with_empty(old, path)) {
+  if (stat(path, &old) != 0 || !S_ISREG(old.st_mode)) {
+    unlink(path);
     return;
   }
-  unlink(path);
+  const NotCancelled not_cancelled;
+  const Successor successor(old, path);
+  // One right after the other: without a log, a reader creates one, with its own rights.
+  if (unlink(path) == 0) {
+    successor.take_name(path);
+  }
 }
 
 }  // namespace annal

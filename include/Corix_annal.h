@@ -1131,7 +1131,8 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  * that has the deleted file open it may return ANNAL_INSERT_FAILED although the rows are stored. The new file keeps
  * the old one's mode, owner, group and access list, as far as the process may set them; what it may not keep gives
  * nobody more than before. A process without root's rights becomes the owner. The owner can always read and write.
- * Only where no file can be renamed into its place, it has the mode that the umask leaves.
+ * Where no file can be linked into its place, or another process creates the log first, it has the mode that the
+ * umask leaves.
  *
  * So a careful caller first asks, with a connection of its own, whether the log takes entries, and calls the batch only
  * then. The function below does what a batch does, and undoes it: it takes the write lock, inserts the batch's columns

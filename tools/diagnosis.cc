@@ -191,7 +191,7 @@ std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {
   for (const char* suffix : {"-journal", "-wal", "-shm"}) {
     const std::string beside = std::string(log.path) + suffix;
     if (lstat(beside.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-      return fmt::format("{} is not a regular file (move it away)", beside);
+      return fmt::format("{} stands where SQLite puts a file of its own, and is none (move it away)", beside);
     }
   }
   return header_obstacle(log);

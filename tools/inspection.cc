@@ -12,6 +12,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <system_error>
 
 #include "tools/diagnosis.h"
 #include "tools/file_lock.h"
@@ -129,7 +130,8 @@ class Inspector {
     RegularFile file(path_, RegularFile::Links::kRefused);
     for (;;) {
       if (!file.is_open()) {
-        find(State::kUnknown, fmt::format("it cannot be opened: {} (try again)", std::strerror(file.error())));
+        find(State::kUnknown,
+             fmt::format("it cannot be opened: {} (try again)", std::generic_category().message(file.error())));
         return true;
       }
       switch (ReaderLock::take(file, until)) {
@@ -191,7 +193,7 @@ class Inspector {
     const RegularFile changes = has_changes ? RegularFile(name, RegularFile::Links::kRefused) : RegularFile();
     if (has_changes && !changes.is_open()) {
       find(State::kUnknown, fmt::format("its newest changes stand in {}, which cannot be opened: {}", name,
-                                        std::strerror(changes.error())));
+                                        std::generic_category().message(changes.error())));
       return true;
     }
     look_at_write_ahead(file, changes);

@@ -38,9 +38,7 @@ std::size_t end_of_item(const Tokens& tokens, std::size_t begin) {
   for (std::size_t i = begin; i < tokens.size(); ++i) {
     if (tokens[i].is("(")) {
       ++depth;
-    } else if (tokens[i].is(")") && depth-- == 0) {
-      return i;
-    } else if (tokens[i].is(",") && depth == 0) {
+    } else if ((tokens[i].is(")") && depth-- == 0) || (tokens[i].is(",") && depth == 0)) {
       return i;
     }
   }

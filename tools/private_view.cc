@@ -347,7 +347,7 @@ PrivateView::~PrivateView() {
   }
 }
 
-const char* PrivateView::name() const {
+const char* PrivateView::name() {
   return kUri;
 }
 

@@ -89,7 +89,7 @@ class PrivateView {
   PrivateView& operator=(const PrivateView&) = delete;
 
   // To open it by, with SQLITE_OPEN_URI.
-  [[nodiscard]] const char* name() const;
+  [[nodiscard]] static const char* name();
   [[nodiscard]] bool ready() const { return ready_; }
   [[nodiscard]] bool late() const { return std::chrono::steady_clock::now() >= deadline_; }
   // Whether more was written than memory may be spent on.

@@ -10,7 +10,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -27,16 +26,16 @@
 
 namespace {
 
-std::function<void(const char* name)> at_rename;  // what is done before a file gets another name
+std::function<void(const char* name)> at_link;  // what is done before a file gets another name
 
 }  // namespace
 
 // Comes before the C library's own.
-extern "C" int rename(const char* from, const char* to) noexcept {
-  if (at_rename) {
-    at_rename(from);
+extern "C" int link(const char* from, const char* to) noexcept {
+  if (at_link) {
+    at_link(from);
   }
-  return reinterpret_cast<int (*)(const char*, const char*)>(annal::test::next_function("rename"))(from, to);
+  return reinterpret_cast<int (*)(const char*, const char*)>(annal::test::next_function("link"))(from, to);
 }
 
 namespace annal::test {
@@ -301,7 +300,7 @@ class ConnRecoveryWithRights : public ConnRecovery {
     put_garbage(kLog);
   }
   void TearDown() override {
-    at_rename = nullptr;
+    at_link = nullptr;
     ConnRecovery::TearDown();
   }
 
@@ -346,18 +345,29 @@ TEST_F(ConnRecoveryWithRights, MakesALogThatWasMissingAsTheMaskSays) {
 TEST_F(ConnRecoveryWithRights, NamesTheNewLogWhenItIsReady) {
   const Rights rights{0640};
   give_rights(kLog, rights);
-  int renames = 0;
-  at_rename = [&](const char* name) {
-    ++renames;
+  int links = 0;
+  at_link = [&](const char* name) {
+    ++links;
     EXPECT_EQ(rights_of(name), rights);
-    EXPECT_TRUE(exists(kLog));  // a reader that finds no log would create one with its own rights
+    EXPECT_FALSE(exists(kLog));
     for (const auto& descriptor : fs::directory_iterator("/proc/self/fd")) {
       std::error_code gone;
       EXPECT_NE(fs::read_symlink(descriptor, gone), fs::canonical(name));
     }
   };
   expect_answer(ANNAL_OK, 2);
-  EXPECT_EQ(renames, 1);
+  EXPECT_EQ(links, 1);
+}
+
+TEST_F(ConnRecoveryWithRights, LeavesALogThatAnotherProcessHasMadeMeanwhile) {
+  at_link = [](const char* /*name*/) {
+    at_link = nullptr;
+    sql(kLog, "CREATE TABLE other (x);");
+  };
+  const std::size_t files = files_in_folder();
+  expect_answer(ANNAL_OK, 2);
+  EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'other';"), "1");
+  EXPECT_EQ(files_in_folder(), files);
 }
 
 // Without the right to pass by permissions, a log that is given away could not be written to.

@@ -122,7 +122,8 @@ class SalvageSampleTest : public AnnalctlTest, public testing::WithParamInterfac
         break;
       default:
         for (std::size_t i = 0; i < 3; ++i) {
-          file[below(file.size())] ^= static_cast<char>(1U << below(8));
+          char& byte = file[below(file.size())];
+          byte = static_cast<char>(static_cast<unsigned char>(byte) ^ (1U << below(8)));
         }
     }
     return file;
