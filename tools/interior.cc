@@ -43,7 +43,7 @@ class Interior {
         blueprint_(blueprint_of(log, log.usual_limit, 1)),
         statements_(statements_of(log)),
         view_(file, write_ahead, deadline_),
-        database_(view_.name(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI),
+        database_(PrivateView::name(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI),
         bounds_(database_.handle(), deadline_) {}
 
   Inspection run() {

@@ -109,7 +109,7 @@ int run_import(const Arguments& arguments, Program& program) {
           },
       .store =
           [&records] {
-            const Stored stored = store(records);
+            Stored stored = store(records);
             records.clear();
             return stored;
           },
