@@ -46,12 +46,14 @@ void NewLog::run(const std::string& statements) const {
   }
 }
 
-void NewLog::store(Statement& insert) {
+bool NewLog::store(Statement& insert) {
   if (insert.next() || !insert.ended()) {
     fail();
   }
-  rows_ += sqlite3_changes(database_.handle());
+  const int stored = sqlite3_changes(database_.handle());
+  rows_ += stored;
   sqlite3_reset(insert.handle());
+  return stored > 0;
 }
 
 bool NewLog::has(std::int64_t id) {

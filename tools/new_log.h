@@ -31,8 +31,8 @@ class NewLog {
 
   void run(const std::string& statements) const;
 
-  // Stores the row that a statement has been given, unless there is one of its id already.
-  void store(Statement& insert);
+  // Stores the row that a statement has been given, unless there is one of its id already: false.
+  bool store(Statement& insert);
 
   [[nodiscard]] bool has(std::int64_t id);
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <string_view>
@@ -41,7 +40,10 @@ struct OldColumn {
   std::string name;
   std::string fallback;           // SQL: what a row has that is older than the column
   const Column* known = nullptr;  // to this release
+  bool same_kind = true;          // it is declared for numbers, or for texts, as the known one is
 };
+
+using Columns = std::vector<const Column*>;
 
 class Rescue {
  public:
@@ -118,6 +120,7 @@ class Rescue {
   static std::string fallback_of(const Column& column) { return column.older == nullptr ? "NULL" : column.older; }
 
   void look_at_columns() {
+    std::vector<std::string> declared;
     Statement columns(old_, fmt::format("PRAGMA table_info({})", log_.table));
     while (columns.next()) {
       const std::string name = columns.text(1);
@@ -125,6 +128,7 @@ class Rescue {
         return sqlite3_stricmp(name.c_str(), column.name) == 0;
       });
       columns_.push_back({name, columns.text(4), known == log_.columns.end() ? nullptr : &*known});
+      declared.push_back(columns.text(2));
     }
     // A column of an unknown name in the place of one that is missing is that one, with its name damaged.
     for (std::size_t i = 0; i < std::min(columns_.size(), log_.columns.size()); ++i) {
@@ -133,10 +137,13 @@ class Rescue {
         columns_[i].known = &expected;
       }
     }
-    for (OldColumn& column : columns_) {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      OldColumn& column = columns_[i];
       if (column.fallback.empty()) {
         column.fallback = column.known == nullptr ? "NULL" : fallback_of(*column.known);
       }
+      column.same_kind = column.known != nullptr &&
+                         sqlite3_stricmp(declared[i].c_str(), column.known->integer ? "INTEGER" : "TEXT") == 0;
     }
   }
 
@@ -214,18 +221,43 @@ class Rescue {
         return false;
       }
       const int values = std::min(sqlite3_column_count(rows.handle()), sqlite3_bind_parameter_count(insert.handle()));
+      Columns hidden;
       for (int i = 0; i < values; ++i) {
-        sqlite3_bind_value(insert.handle(), i + 1, sqlite3_column_value(rows.handle(), i));
+        const int type = sqlite3_column_type(rows.handle(), i);
+        if (i > 0 && hides_kind(columns_[static_cast<std::size_t>(i) - 1], type)) {
+          hidden.push_back(columns_[static_cast<std::size_t>(i) - 1].known);
+        }
+        if (type == SQLITE_TEXT) {
+          // As UTF-8: of a text in UTF-16 SQLite takes the mark at its beginning for the order of the bytes, and away.
+          const char* const text = reinterpret_cast<const char*>(sqlite3_column_text(rows.handle(), i));
+          sqlite3_bind_text(insert.handle(), i + 1, text, sqlite3_column_bytes(rows.handle(), i), SQLITE_STATIC);
+        } else {
+          sqlite3_bind_value(insert.handle(), i + 1, sqlite3_column_value(rows.handle(), i));
+        }
       }
-      store(insert);
+      store(insert, rows.integer(0), hidden);
     }
     return rows.ended();
   }
 
-  void store(Statement& insert) {
-    new_.store(insert);
+  // hidden: columns whose values are made another kind of.
+  void store(Statement& insert, std::int64_t id, const Columns& hidden) {
+    if (new_.store(insert)) {
+      for (const Column* const column : hidden) {
+        hiding_.emplace(id, column);
+      }
+    }
     advance_.rows = new_.rows();
     tell_read();
+  }
+
+  // Whether storing a value of this kind may hide that the library cannot have stored it: the column makes a number of
+  // it, or a text.
+  static bool hides_kind(const OldColumn& column, int type) {
+    if (column.known == nullptr || !column.same_kind) {
+      return false;
+    }
+    return type == SQLITE_FLOAT || type == (column.known->integer ? SQLITE_TEXT : SQLITE_INTEGER);
   }
 
   void tell_read() {
@@ -238,17 +270,17 @@ class Rescue {
     if (!schema_read_) {
       return;
     }
-    std::map<std::string, std::string> names;
+    std::map<std::string, const Column*> known;
     for (const OldColumn& column : columns_) {
       if (column.known != nullptr) {
-        names.emplace(column.name, column.known->name);
+        known.emplace(column.name, column.known);
       }
     }
-    Witnesses witnesses(log_, old_, layout_.encoding, std::move(names));
+    Witnesses witnesses(log_, old_, layout_.encoding, std::move(known));
     for (const std::string& index : indexes_) {
       witnesses.add(index);
     }
-    Ids mended = std::move(testimony_.mended);
+    std::set<ValueId> mended = std::move(testimony_.mended);
     testimony_ = witnesses.hear(new_, [this] { tell_read(); });
     testimony_.mended.merge(mended);
   }
@@ -290,10 +322,43 @@ class Rescue {
     Statement& insert = insert_of(record.values.size());
     sqlite3_bind_int64(insert.handle(), 1, record.id);
     const auto last = static_cast<std::size_t>(sqlite3_bind_parameter_count(insert.handle()));
+    Columns hidden;
     for (std::size_t i = 0; i < record.values.size() && i + 2 <= last; ++i) {
+      if (i > 0 && hides_kind(columns_[i], type_of(record.values[i]))) {
+        hidden.push_back(columns_[i].known);
+      }
       bind(insert, static_cast<int>(i + 2), record.values[i]);
     }
-    store(insert);
+    store(insert, record.id, hidden);
+  }
+
+  static int type_of(const StoredValue& value) {
+    switch (value.kind) {
+      case StoredValue::Kind::kInteger:
+        return SQLITE_INTEGER;
+      case StoredValue::Kind::kReal:
+        return SQLITE_FLOAT;
+      case StoredValue::Kind::kText:
+        return SQLITE_TEXT;
+      case StoredValue::Kind::kBlob:
+        return SQLITE_BLOB;
+      case StoredValue::Kind::kNull:
+        break;
+    }
+    return SQLITE_NULL;
+  }
+
+  // With a mark of its own SQLite leaves the one that the text may begin with.
+  [[nodiscard]] std::string marked(std::string_view text) const {
+    return (layout_.encoding == Encoding::kUtf16Little ? "\xFF\xFE" : "\xFE\xFF") + std::string(text);
+  }
+
+  void bind_text(const Statement& insert, int place, std::string_view text) const {
+    const bool utf8 = layout_.encoding == Encoding::kUtf8;
+    const std::string kept = utf8 ? std::string() : marked(text);
+    text = utf8 ? text : kept;
+    sqlite3_bind_text64(insert.handle(), place, text.data(), text.size(), SQLITE_TRANSIENT,
+                        static_cast<unsigned char>(layout_.encoding));
   }
 
   void bind(const Statement& insert, int place, const StoredValue& value) const {
@@ -305,8 +370,7 @@ class Rescue {
         sqlite3_bind_double(insert.handle(), place, value.real);
         break;
       case StoredValue::Kind::kText:
-        sqlite3_bind_text64(insert.handle(), place, value.bytes.data(), value.bytes.size(), SQLITE_TRANSIENT,
-                            static_cast<unsigned char>(layout_.encoding));
+        bind_text(insert, place, value.bytes);
         break;
       case StoredValue::Kind::kBlob:
         sqlite3_bind_blob64(insert.handle(), place, value.bytes.data(), value.bytes.size(), SQLITE_TRANSIENT);
@@ -341,11 +405,19 @@ class Rescue {
   }
 
   void count() {
-    rescued_.doubtful = rows_with_broken_texts(log_, new_);
+    rescued_.doubtful = rows_with_impossible_values(log_, new_);
+    for (const ValueId& value : hiding_) {
+      if (!testimony_.mended.contains(value)) {
+        rescued_.doubtful.insert(value.first);
+      }
+    }
     rescued_.doubtful.insert(testimony_.doubtful.begin(), testimony_.doubtful.end());
     rescued_.doubtful.insert(testimony_.unknown.begin(), testimony_.unknown.end());
-    std::set_difference(testimony_.mended.begin(), testimony_.mended.end(), rescued_.doubtful.begin(),
-                        rescued_.doubtful.end(), std::inserter(rescued_.mended, rescued_.mended.end()));
+    for (const auto& [id, column] : testimony_.mended) {
+      if (!rescued_.doubtful.contains(id)) {
+        rescued_.mended.insert(id);
+      }
+    }
     rescued_.uncompared = new_.rows() - testimony_.compared;
     for (const Column& column : log_.columns.subspan(1)) {
       if (is_there(column) && !testimony_.columns.contains(column.name)) {
@@ -395,7 +467,8 @@ class Rescue {
   std::vector<std::string> indexes_;
   std::map<std::size_t, Statement> inserts_;
   Testimony testimony_;
-  Ids broken_;
+  Ids broken_;                // begin like rows, and go on where they cannot be read
+  std::set<ValueId> hiding_;  // of another kind than the library stores, which may not show in the new log
   bool schema_read_ = false;
   Rescued rescued_;
 };

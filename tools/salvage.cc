@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -247,9 +248,8 @@ class Salvage {
                : fmt::format(", of which {} could not be compared with an index", rescued.uncompared);
   }
 
-  // "3, 7-9, 12", with no more than so many parts.
-  static std::string told_ids(const Ids& ids) {
-    constexpr int kMostParts = 10;
+  // "3, 7-9, 12". For people, with no more than so many parts.
+  static std::string told_ids(const Ids& ids, int most_parts = 10) {
     std::string text;
     int parts = 0;
     for (auto id = ids.begin(); id != ids.end();) {
@@ -258,7 +258,7 @@ class Salvage {
       while (++id != ids.end() && *id == last + 1) {
         ++last;
       }
-      if (++parts > kMostParts) {
+      if (++parts > most_parts) {
         return text + ", …";
       }
       text += fmt::format("{}{}", text.empty() ? "" : ", ", first);
@@ -290,12 +290,19 @@ class Salvage {
                             {"batch", true},
                             {"doubtful", true},
                             {"mended", true},
-                            {"uncompared", true}},
+                            {"uncompared", true},
+                            {"lost_ids", false},
+                            {"doubtful_ids", false},
+                            {"mended_ids", false}},
                            {}};
       const auto sink = make_sink(program_.format(), shape, program_.terminal, program_.output);
-      sink->row(std::array<const char*, 9>{rows.c_str(), rescued.lost ? lost.c_str() : nullptr, log_.path,
-                                           aside.c_str(), limit.c_str(), batch.c_str(), doubtful.c_str(),
-                                           mended.c_str(), uncompared.c_str()});
+      constexpr int kAll = std::numeric_limits<int>::max();
+      const std::string lost_ids = told_ids(rescued.lost_ids, kAll);
+      const std::string doubtful_ids = told_ids(rescued.doubtful, kAll);
+      const std::string mended_ids = told_ids(rescued.mended, kAll);
+      sink->row(std::array{rows.c_str(), rescued.lost ? lost.c_str() : nullptr, log_.path, aside.c_str(), limit.c_str(),
+                           batch.c_str(), doubtful.c_str(), mended.c_str(), uncompared.c_str(), lost_ids.c_str(),
+                           doubtful_ids.c_str(), mended_ids.c_str()});
       sink->finish();
     }
     tell_rows(rescued);

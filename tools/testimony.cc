@@ -73,6 +73,21 @@ bool is_broken(std::optional<std::string_view> text) {
   return text && text->find('\0') != std::string_view::npos;
 }
 
+// Whether the library can have stored a value of this kind in the column. To be asked before text_of, which may make
+// another kind of it.
+bool is_possible(const Column& column, sqlite3_stmt* row, int place) {
+  switch (sqlite3_column_type(row, place)) {
+    case SQLITE_NULL:
+      return true;
+    case SQLITE_INTEGER:
+      return column.integer;
+    case SQLITE_TEXT:
+      return !column.integer && !is_broken(text_of(row, place));
+    default:
+      return false;
+  }
+}
+
 struct FreeValue {
   void operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
 };
@@ -118,19 +133,19 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
   std::vector<std::int64_t> uncompared = there;
   for (const std::string& index : indexes_) {
     const auto column = columns_.find(column_of(index));
-    const std::string name = column == columns_.end() ? std::string() : quoted_name(column->second);
+    const std::string name = column == columns_.end() ? std::string() : quoted_name(column->second->name);
     std::optional<Statement> values;
     if (!name.empty()) {
       values.emplace(anew.database(), fmt::format("SELECT {} FROM {} WHERE rowid = ?", name, log_.table));
     }
     Entries entries;
-    if (!read(index, values ? &*values : nullptr, entries, tell)) {
+    if (!read(index, values ? column->second : nullptr, values ? &*values : nullptr, entries, tell)) {
       continue;
     }
     ++testimony.intact;
     testimony.doubtful.insert(entries.different.begin(), entries.different.end());
     if (values) {
-      testimony.columns.insert(column->second);
+      testimony.columns.insert(column->second->name);
       uncompared = only_in(uncompared, entries.ids);
     }
     vote(entries.ids, there, missing);
@@ -142,7 +157,7 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
       if (update.next() || !update.ended()) {
         anew.fail();
       }
-      testimony.mended.insert(id);
+      testimony.mended.emplace(id, column->second);
     }
   }
   testimony.compared = static_cast<std::int64_t>(there.size() - uncompared.size());
@@ -152,11 +167,11 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
 }
 
 // Whether the index is intact.
-bool Witnesses::read(const std::string& index, Statement* values, Entries& entries,
+bool Witnesses::read(const std::string& index, const Column* column, Statement* values, Entries& entries,
                      const std::function<void()>& tell) const {
-  const std::string column = column_of(index);
-  Statement rows(old_, fmt::format("SELECT rowid{} FROM {} INDEXED BY {}",
-                                   column.empty() ? "" : ", " + quoted_name(column), log_.table, quoted_name(index)));
+  const std::string name = column_of(index);
+  Statement rows(old_, fmt::format("SELECT rowid{} FROM {} INDEXED BY {}", name.empty() ? "" : ", " + quoted_name(name),
+                                   log_.table, quoted_name(index)));
   Key last{.kind = -1};
   while (rows.next()) {
     const std::int64_t id = rows.integer(0);
@@ -164,7 +179,7 @@ bool Witnesses::read(const std::string& index, Statement* values, Entries& entri
     if (static_cast<std::int64_t>(entries.ids.size()) % kBetweenTells == 0) {
       tell();
     }
-    if (column.empty()) {
+    if (name.empty()) {
       continue;
     }
     Key key = key_of(rows.handle(), 1, encoding_);
@@ -177,11 +192,12 @@ bool Witnesses::read(const std::string& index, Statement* values, Entries& entri
       continue;
     }
     sqlite3_bind_int64(values->handle(), 1, id);
-    const auto listed = text_of(rows.handle(), 1);
-    if (values->next() && text_of(values->handle(), 0) != listed && !is_broken(listed)) {
-      if (is_broken(text_of(values->handle(), 0))) {
+    if (values->next()) {
+      // Of a text that damage has made a blob, or another kind of, the bytes alone show nothing.
+      if (!is_possible(*column, values->handle(), 0) && is_possible(*column, rows.handle(), 1)) {
         entries.right.emplace_back(id, sqlite3_value_dup(sqlite3_column_value(rows.handle(), 1)));
-      } else {
+      } else if (const auto listed = text_of(rows.handle(), 1);
+                 text_of(values->handle(), 0) != listed && !is_broken(listed)) {
         entries.different.push_back(id);
       }
     }
@@ -207,11 +223,16 @@ std::string Witnesses::column_of(const std::string& index) const {
   return column;
 }
 
-std::set<std::int64_t> rows_with_broken_texts(const Log& log, const NewLog& anew) {
+std::set<std::int64_t> rows_with_impossible_values(const Log& log, const NewLog& anew) {
   std::string condition;
   for (const Column& column : log.columns) {
-    condition += fmt::format("{0}(typeof({1}) = 'text' AND instr(CAST({1} AS BLOB), x'00') > 0)",
-                             condition.empty() ? "" : " OR ", quoted_name(column.name));
+    const std::string name = quoted_name(column.name);
+    condition += condition.empty() ? "" : " OR ";
+    condition += column.integer ? fmt::format("typeof({}) NOT IN ('integer', 'null')", name)
+                                : fmt::format(
+                                      "typeof({0}) = 'blob' OR (typeof({0}) = 'text' AND "
+                                      "instr(CAST({0} AS BLOB), x'00') > 0)",
+                                      name);
   }
   std::set<std::int64_t> ids;
   Statement rows(anew.database(), fmt::format("SELECT rowid FROM {} WHERE {}", log.table, condition));

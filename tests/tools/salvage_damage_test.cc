@@ -69,6 +69,24 @@ class SalvageDamageTest : public AnnalctlTest {
     put(kGood, good_);
   }
 
+  // In the record of event 57: behind the types of date and time, which all events have alike.
+  static constexpr std::size_t kTypeOfUser = 2;
+  static constexpr std::size_t kTypeOfDescription = 5;
+  static constexpr std::size_t kTypeOfTime = 7;
+  [[nodiscard]] std::size_t place_of_type(std::size_t number) const {
+    const std::size_t values = good_.find(
+        "user57"
+        "10.0.0.57");
+    EXPECT_NE(values, std::string::npos);
+    return good_.rfind("\x21\x1d\x19\x1f", values) + number;
+  }
+
+  void make_blob(std::size_t type) const {
+    const std::size_t place = place_of_type(type);
+    ASSERT_EQ(good_.at(place) % 2, 1);
+    overwrite(kLog, place, std::string(1, static_cast<char>(good_.at(place) - 1)));
+  }
+
   static std::set<std::string> differing() {
     std::set<std::string> ids;
     for (const auto& row : sql(kLog, std::string("ATTACH '") + kGood +
@@ -184,6 +202,48 @@ TEST_F(SalvageDamageTest, RowThatAnIndexHasOtherwiseIsNotCalledGood) {
   EXPECT_EQ(told["saved"], 100);
   EXPECT_EQ(told["doubtful"], 1);
   EXPECT_NE(said_.find("by their ids: 57"), std::string::npos) << said_;
+}
+
+// A bit of a value's type makes a blob of a text, with the same bytes in it.
+TEST_F(SalvageDamageTest, TextThatIsABlobNowIsATextAgainAsAnIndexHasIt) {
+  make_blob(kTypeOfUser);
+  const Json told = salvage({"--force"});
+  EXPECT_EQ(told["mended"], 1);
+  EXPECT_EQ(told["mended_ids"], "57");
+  EXPECT_EQ(told["doubtful"], 0);
+  EXPECT_EQ(told["doubtful_ids"], "");
+  EXPECT_TRUE(differing().empty());
+}
+
+TEST_F(SalvageDamageTest, BlobThatNoIndexHasIsNotCalledGood) {
+  make_blob(kTypeOfDescription);
+  const Json told = salvage({"--force"});
+  EXPECT_EQ(told["mended"], 0);
+  EXPECT_EQ(told["doubtful_ids"], "57");
+}
+
+TEST_F(SalvageDamageTest, NumberThatIsATextNowIsANumberAgainAsAnIndexHasIt) {
+  const std::size_t type = place_of_type(kTypeOfTime);
+  overwrite(kLog, type, bytes({13 + 2 * 4}));
+  const Json told = salvage({"--force"});
+  EXPECT_EQ(told["mended_ids"], "57");
+  EXPECT_EQ(told["doubtful"], 0);
+  EXPECT_TRUE(differing().empty());
+}
+
+TEST_F(SalvageDamageTest, MarkThatATextInUtf16BeginsWithStays) {
+  for (const char* const encoding : {"UTF-16le", "UTF-16be"}) {
+    for (const bool by_pages : {false, true}) {
+      SCOPED_TRACE(std::string(encoding) + (by_pages ? " by pages" : ""));
+      make(std::string("PRAGMA encoding = '") + encoding + "';");
+      sql(kLog, "UPDATE ANNAL_EVENT SET event_desc = char(65279) || event_desc, event_user = char(65534) || 'x';");
+      put(kGood, contents_of(kLog));
+      overwrite(kLog, 100, std::string(by_pages ? 8 : 0, 'x'));
+      EXPECT_EQ(salvage({"--force"})["saved"], 100);
+      const char* const texts = "SELECT group_concat(event_id || event_user || event_desc) FROM ANNAL_EVENT;";
+      EXPECT_EQ(value(kLog, texts), value(kGood, texts));
+    }
+  }
 }
 
 TEST_F(SalvageDamageTest, LargestRowsAreFoundOnPages) {
