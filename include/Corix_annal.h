@@ -8,7 +8,7 @@
  *
  *  - Results. A function returns ANNAL_OK (0), or one of the negative codes of enum annal_result. A counting function
  *    returns the count itself, so a caller tells a count from a failure by its sign. Nothing is printed or logged, and
- *    no SQLite message is passed on: the code is the only report.
+ *    no SQLite message is passed on: the code is the only report. Corix_annal_text.h has a text for each.
  *
  *  - Arguments are checked first. A call that answers ANNAL_BAD_ARGUMENT or ANNAL_TOO_LONG has opened nothing: a log
  *    file that did not exist still does not. The same holds for ANNAL_NO_MEMORY, except where a function says so.
@@ -32,37 +32,39 @@
  *    oldest, move the rest up, and a page would skip as many: begin each page with the last row of the one before, and
  *    go back a page when that row is not there. keep() copies a row, and write_out() writes what is kept:
  *
- *      enum { kPage = 500 };
- *      struct place { int start, rows, gap; long long last; };
+ *    ```c
+ *    enum { kPage = 500 };
+ *    struct place { int start, rows, gap; long long last; };
  *
- *      static int collect(void* context, int columns, char** values, char** names) {
- *        struct place* place = context;
- *        long long id = atoll(values[0]);
- *        if (place->rows++ == 0 && id >= place->last) place->gap = 0;
- *        if (!place->gap && id < place->last) {
- *          keep(columns, values, names);
- *          place->last = id;
- *        }
- *        return 0;
+ *    static int collect(void* context, int columns, char** values, char** names) {
+ *      struct place* place = context;
+ *      long long id = atoll(values[0]);
+ *      if (place->rows++ == 0 && id >= place->last) place->gap = 0;
+ *      if (!place->gap && id < place->last) {
+ *        keep(columns, values, names);
+ *        place->last = id;
  *      }
+ *      return 0;
+ *    }
  *
- *      static int list_by_pages(void) {
- *        struct place place = {0, 0, 0, LLONG_MAX};
- *        for (;;) {
- *          place.rows = 0;
- *          place.gap = place.start > 0;  // until a row is there that was seen
- *          int result = annal_event_query(collect, 13, place.start, place.start + kPage, 0, &place);
- *          if (result != ANNAL_OK) return result;
- *          write_out();
- *          if (place.gap) {
- *            place.start = place.start > kPage ? place.start - kPage : 0;
- *          } else if (place.rows < kPage) {
- *            return ANNAL_OK;
- *          } else {
- *            place.start += kPage - 1;
- *          }
+ *    static int list_by_pages(void) {
+ *      struct place place = {0, 0, 0, LLONG_MAX};
+ *      for (;;) {
+ *        place.rows = 0;
+ *        place.gap = place.start > 0;  // until a row is there that was seen
+ *        int result = annal_event_query(collect, 13, place.start, place.start + kPage, 0, &place);
+ *        if (result != ANNAL_OK) return result;
+ *        write_out();
+ *        if (place.gap) {
+ *          place.start = place.start > kPage ? place.start - kPage : 0;
+ *        } else if (place.rows < kPage) {
+ *          return ANNAL_OK;
+ *        } else {
+ *          place.start += kPage - 1;
  *        }
  *      }
+ *    }
+ *    ```
  *
  *  - Ownership. The library keeps no pointer that it is given beyond the call, and hands out no memory to free. A text
  *    is a zero-terminated string of bytes, UTF-8 by agreement, and is only read unless the function says otherwise.
@@ -143,7 +145,7 @@ extern "C" {
 /* ---- result codes ---- */
 
 enum annal_result {
-  ANNAL_OK = 0,
+  ANNAL_OK = 0,                      /* success */
   ANNAL_TOO_LONG = -10,              /* a text field of a record is longer than its bound */
   ANNAL_BAD_ARGUMENT = -11,          /* a null pointer, a code out of range, or a text that is no address */
   ANNAL_NO_MEMORY = -12,             /* a buffer or a statement's text could not be allocated */

@@ -6,8 +6,7 @@ header=$1 caller=$2 cc=$3 libraries=$4 appliance=$5
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
-sed -n '/^ \*      enum { kPage/,/^ \*      }$/{s/^ \* \{0,6\}//;p}' "$header" >"$folder/example.inc"
-sed -n '/^ \*      static int list_by_pages/,/^ \*      }$/{s/^ \* \{0,6\}//;p}' "$header" >>"$folder/example.inc"
+"$(dirname "$0")/example_of.sh" "$header" 1 >"$folder/example.inc"
 grep -q 'annal_event_query' "$folder/example.inc"
 "$cc" -std=c99 -Wall -Wextra -pedantic -Werror -I "$(dirname "$header")" -I "$folder" "$caller" -o "$folder/caller" \
   -L "$libraries" -lCorix_annal -lsqlite3 -Wl,-rpath,"$libraries"
