@@ -16,8 +16,8 @@
 #include "tests/fuzz/captured.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/tools/command_lines.h"
-#include "tools/failure.h"
-#include "tools/program.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/program.h"
 
 namespace {
 

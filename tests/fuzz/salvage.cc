@@ -10,13 +10,13 @@
 
 #include "tests/fuzz/captured.h"
 #include "tests/fuzz/fuzz.h"
-#include "tools/blueprint.h"
-#include "tools/check.h"
-#include "tools/conn/model.h"
-#include "tools/event/model.h"
-#include "tools/fileop/model.h"
-#include "tools/notice/model.h"
-#include "tools/salvage.h"
+#include "tools/annalctl/conn/model.h"
+#include "tools/annalctl/event/model.h"
+#include "tools/annalctl/fileop/model.h"
+#include "tools/annalctl/notice/model.h"
+#include "tools/annalctl/rescue/blueprint.h"
+#include "tools/annalctl/rescue/check_command.h"
+#include "tools/annalctl/rescue/salvage.h"
 
 namespace {
 

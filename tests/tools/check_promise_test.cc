@@ -12,11 +12,11 @@
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
 #include "tests/tools/damage.h"
-#include "tools/conn/model.h"
-#include "tools/event/model.h"
-#include "tools/fileop/model.h"
-#include "tools/inspection.h"
-#include "tools/notice/model.h"
+#include "tools/annalctl/conn/model.h"
+#include "tools/annalctl/event/model.h"
+#include "tools/annalctl/fileop/model.h"
+#include "tools/annalctl/notice/model.h"
+#include "tools/annalctl/rescue/inspection.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cctype>
 #include <string_view>
 
-#include "tools/program.h"
+#include "tools/annalctl/program.h"
 
 namespace annal::test {
 

@@ -1,4 +1,4 @@
-#include "tools/file_state.h"
+#include "tools/annalctl/files/file_state.h"
 
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"

@@ -6,10 +6,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "tools/failure.h"
-#include "tools/output.h"
-#include "tools/page.h"
-#include "tools/text.h"
+#include "tools/annalctl/arguments/page_options.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/output/output.h"
 
 namespace annalctl {
 

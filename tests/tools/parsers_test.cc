@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "tools/failure.h"
-#include "tools/import/formats.h"
-#include "tools/import/json_lines.h"
-#include "tools/import/progress.h"
-#include "tools/time_text.h"
-#include "tools/when.h"
+#include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/arguments/when.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/import/formats.h"
+#include "tools/annalctl/import/json_lines.h"
+#include "tools/annalctl/output/progress.h"
 
 namespace annalctl {
 

@@ -1,5 +1,5 @@
 // A new file that an enemy has taken away between its making and SQLite's opening it by name.
-#include "tools/pinned_file.h"
+#include "tools/annalctl/rescue/pinned_file.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -10,7 +10,7 @@
 
 #include "tests/support/appliance.h"
 #include "tests/tools/damage.h"
-#include "tools/sqlite.h"
+#include "tools/annalctl/base/sqlite.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
 #include "tests/tools/damage.h"
-#include "tools/conn/model.h"
-#include "tools/event/model.h"
-#include "tools/set_aside.h"
+#include "tools/annalctl/conn/model.h"
+#include "tools/annalctl/event/model.h"
+#include "tools/annalctl/rescue/set_aside.h"
 
 namespace {
 

@@ -1,0 +1,52 @@
+#include "tools/annalctl/arguments/fields.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/base/failure.h"
+
+namespace annalctl {
+
+namespace {
+
+constexpr std::string_view kAbsent = "---";
+
+}  // namespace
+
+void set_text(void* record, const TextField& field, std::string_view text) {
+  const bool is_address = field.kind == FieldKind::kAddress;
+  if (is_address && (text.empty() || text == kAbsent)) {
+    return;
+  }
+  if (text.size() > field.bound) {
+    throw Refusal(fmt::format("the {} is {} bytes long, and at most {} fit", field.label, text.size(), field.bound));
+  }
+  if (text.find('\0') != std::string_view::npos) {
+    throw Refusal(fmt::format("the {} holds a NUL character", field.label));
+  }
+  char* const to = static_cast<char*>(record) + field.offset;
+  std::memset(to, 0, field.bound + 1);
+  text.copy(to, text.size());
+  if (is_address) {
+    require_address(text);
+  }
+}
+
+void require_address(std::string_view text) {
+  std::string copy(text);
+  if (annal_checkip(copy.data()) != ANNAL_OK) {
+    throw Refusal(fmt::format("'{}' is no IPv4 or IPv6 address", text));
+  }
+}
+
+const TextField* find_field(std::span<const TextField> fields, std::string_view column) {
+  const auto found =
+      std::find_if(fields.begin(), fields.end(), [column](const TextField& field) { return field.column == column; });
+  return found == fields.end() ? nullptr : &*found;
+}
+
+}  // namespace annalctl

@@ -1,0 +1,35 @@
+#include "tools/annalctl/arguments/page_options.h"
+
+#include <fmt/format.h>
+
+#include <limits>
+
+#include "tools/annalctl/arguments/number_range.h"
+
+namespace annalctl {
+
+Page::Window Page::window() const {
+  if (all) {
+    return {std::numeric_limits<std::int64_t>::max(), offset};
+  }
+  return {limit_given ? limit : std::int64_t{limit} + 1, offset};
+}
+
+void add_page_options(CLI::App& command, Page& page) {
+  auto* const limit = command
+                          .add_option_function<int>(
+                              "--limit",
+                              [&page](const int& value) {
+                                page.limit = value;
+                                page.limit_given = true;
+                              },
+                              fmt::format("Show at most so many rows; without it {}", Page::kUsualLimit))
+                          ->type_name("N")
+                          ->check(at_least(0));
+  command.add_option("--offset", page.offset, "Leave out so many rows at the beginning")
+      ->type_name("N")
+      ->check(at_least(0));
+  command.add_flag("--all", page.all, "Show all rows")->excludes(limit);
+}
+
+}  // namespace annalctl

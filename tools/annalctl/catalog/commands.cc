@@ -1,0 +1,18 @@
+#include "tools/annalctl/catalog/commands.h"
+
+#include "tools/annalctl/log/command_group.h"
+
+namespace annalctl {
+
+namespace {
+
+// In the order of the help.
+constexpr AddCommand kCommands[] = {catalog::add_list, catalog::add_show, catalog::add_search, catalog::add_fill};
+
+}  // namespace
+
+void add_catalog_commands(CLI::App& app, Program& program) {
+  add_group(app, "catalog", "The messages that the appliance's applications log", kCommands, program);
+}
+
+}  // namespace annalctl

@@ -1,0 +1,58 @@
+#include <fmt/format.h>
+
+#include <array>
+#include <memory>
+
+#include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/catalog/commands.h"
+#include "tools/annalctl/catalog/model.h"
+
+namespace annalctl::catalog {
+
+namespace {
+
+constexpr char kFooter[] =
+    "The first value goes where the template has {0}. A token, as %V002%, becomes its phrase, in a value too.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl catalog fill A011 7 60\n"
+    "  annalctl catalog fill A049 16 'Main unit' 2 --json\n"
+    "  annalctl catalog fill A011 1 -- -printer-";
+
+constexpr std::array kNoTable{TableColumn{"Text", 4}};
+
+struct FillArguments {
+  std::string application;
+  std::string number;
+  std::vector<std::string> values;
+};
+
+void run_fill(const FillArguments& arguments, Program& program) {
+  const Application& application = require_application(arguments.application);
+  const CatalogEntry& entry = require_entry(application, arguments.number);
+  const std::string text = filled(application, entry, arguments.values);
+  if (program.format() == Format::kTable) {
+    program.output.write(printable(text) + "\n");
+    return;
+  }
+  const RowShape shape{{{"app_id", false}, {"level", true}, {"category_id", false}, {"msg_no", false}, {"text", false}},
+                       kNoTable};
+  const std::unique_ptr<RowSink> sink = make_sink(program.format(), shape, program.terminal, program.output);
+  const std::string level = fmt::to_string(entry.level);
+  sink->row(std::array{entry.app_id, level.c_str(), entry.category_id, entry.msg_no, text.c_str()});
+  sink->finish();
+}
+
+}  // namespace
+
+void add_fill(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("fill", "Put values into a message's placeholders");
+  command->footer(kFooter);
+  const auto arguments = std::make_shared<FillArguments>();
+  command->add_option("APPLICATION", arguments->application, "\"A\" and three digits, as A011")->required();
+  command->add_option("NUMBER", arguments->number, "The message's number")->required();
+  command->add_option("VALUES", arguments->values, "One for each placeholder");
+  command->callback([&program, arguments] { run_fill(*arguments, program); });
+}
+
+}  // namespace annalctl::catalog

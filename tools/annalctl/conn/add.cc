@@ -1,0 +1,76 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/conn/batch.h"
+#include "tools/annalctl/conn/commands.h"
+#include "tools/annalctl/conn/model.h"
+#include "tools/annalctl/conn/record.h"
+#include "tools/annalctl/log/result.h"
+
+namespace annalctl::conn {
+
+namespace {
+
+constexpr char kFooter[] =
+    "A resource that begins with '-' stands behind '--'. The log stamps the entry with the current time.\n"
+    "Without --user the user is System, without --ip the address 127.0.0.1, without --computer the computer "
+    "localhost:\n"
+    "the connection counts as one of the appliance itself. A quote (') is stored as it is. A log that is damaged or\n"
+    "lacks columns is left alone, and nothing is stored.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl conn add /share/Public/plan.odt --user ann --ip 10.0.0.5 --service 1 --action 2\n"
+    "  annalctl conn add --type warning --failed --user \"o'neil\" --ip 203.0.113.7 --app sshd 'password refused'";
+
+struct Arguments {
+  std::vector<std::string> texts{kTextFields.size()};
+  std::optional<unsigned> level;
+  int service = 0;
+  int action = 0;
+  bool failed = false;
+};
+
+int run_add(const Arguments& arguments) {
+  ConnRecord record{};
+  record.conn_type = static_cast<std::int32_t>(arguments.level.value_or(0));
+  record.conn_serv = arguments.service;
+  record.conn_action = arguments.action;
+  record.conn_action_result = arguments.failed ? kFailed : kSucceeded;
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
+    set_text(&record, kTextFields[i], arguments.texts[i]);
+  }
+  if (!log_is_there(kLog)) {
+    return kFailure;
+  }
+  const Call call{kLog, "store the connection", Purpose::kWriting};
+  std::vector<ConnRecord> one{record};
+  const Stored stored = store(one);
+  return report(call, stored.code, stored.seen);
+}
+
+}  // namespace
+
+void add_add(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("add", "Store one connection; says nothing when it is stored");
+  const auto arguments = std::make_shared<Arguments>();
+  command->footer(kFooter);
+  add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
+  command->add_option("--service", arguments->service, "The service's number, 0 to 12; without it 0")
+      ->type_name("N")
+      ->check(CLI::Range(0, static_cast<int>(kHighestService)));
+  command->add_option("--action", arguments->action, "The action's number, 0 to 36; without it 0")
+      ->type_name("N")
+      ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
+  command->add_flag("--failed", arguments->failed, "The action failed (result 13); without it the result is 0");
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
+    const TextField& field = kTextFields[i];
+    const std::string help = "The " + std::string(field.label) + ", up to " + std::to_string(field.bound) + " bytes";
+    CLI::Option* const option = command->add_option(field.option, arguments->texts[i], help)->type_name("TEXT");
+    option->required(option->get_positional());
+  }
+  command->callback([arguments, &program] { program.status = run_add(*arguments); });
+}
+
+}  // namespace annalctl::conn

@@ -1,0 +1,71 @@
+#include "tools/annalctl/query/query_commands.h"
+
+#include <array>
+
+#include "tools/annalctl/conn/commands.h"
+#include "tools/annalctl/conn/model.h"
+
+namespace annalctl::conn {
+
+namespace {
+
+constexpr std::array kTexts{
+    TextFilter{"--user", "conn_user", "user's name"},
+    TextFilter{"--ip", "conn_ip", "address"},
+    TextFilter{"--computer", "conn_comp", "computer's name"},
+    TextFilter{"--resource", "conn_res", "resource"},
+    TextFilter{"--app", "conn_app", "application"},
+    TextFilter{"--client-id", "conn_client_id", "client id"},
+    TextFilter{"--client-app", "conn_client_app", "client application"},
+    TextFilter{"--client-agent", "conn_client_agent", "client agent"},
+};
+constexpr std::size_t kTextsOfGroups = 5;
+
+constexpr std::array kNumbers{
+    NumberFilter{"--service", "conn_serv", "Only those of this service, 1 to 12", kHighestService, 0},
+    NumberFilter{"--action", "conn_action", "Only those of this action, 1 to 36", kHighestAction, 0},
+    NumberFilter{"--failed", "conn_action_result", "Only those that failed (result 13)", kFailed, kFailed},
+};
+
+const Search kSearch{
+    .log = kLog,
+    .columns = "t.*",
+    .id = "conn_id",
+    .table = kListTable,
+    .filters = {"conn_type", "conn_date", "conn_time", kTexts, kNumbers},
+    .group_texts = kTextsOfGroups,
+    .sorts = kSorts,
+    .group_sorts = kSorts.size(),
+    .groupings = kGroupings,
+    .list_examples =
+        "  annalctl conn list --failed --since yesterday\n"
+        "  annalctl conn list --exact-user admin --ip 203.0.113. --service 7\n"
+        "  annalctl conn list --all --oldest --csv > connections.csv",
+    .count_examples =
+        "  annalctl conn count --failed --since today\n"
+        "  annalctl conn count --app sshd --user root",
+    .group_notes = "Without --sort the groups stand in the order of what they are grouped by.\n",
+    .group_examples =
+        "  annalctl conn group --by ip --failed --by-size --limit 10\n"
+        "  annalctl conn group --by user --since -7d",
+};
+
+}  // namespace
+
+void add_list(CLI::App& commands, Program& program) {
+  add_list_command(commands, program, kSearch);
+}
+
+void add_tail(CLI::App& commands, Program& program) {
+  add_tail_command(commands, program, kSearch);
+}
+
+void add_count(CLI::App& commands, Program& program) {
+  add_count_command(commands, program, kSearch);
+}
+
+void add_group(CLI::App& commands, Program& program) {
+  add_group_command(commands, program, kSearch);
+}
+
+}  // namespace annalctl::conn

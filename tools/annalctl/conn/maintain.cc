@@ -1,0 +1,52 @@
+#include <algorithm>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/conn/commands.h"
+#include "tools/annalctl/conn/model.h"
+#include "tools/annalctl/maintenance/maintenance.h"
+#include "tools/annalctl/rescue/check_command.h"
+#include "tools/annalctl/rescue/salvage.h"
+
+namespace annalctl::conn {
+
+namespace {
+
+constexpr Maintenance kMaintenance{
+    .log = kLog,
+    .create = annal_conn_create_tbl,
+    .flush = annal_conn_flush_tbl,
+};
+
+// The library deletes so many of the oldest, and takes a negative number for all of them.
+int trim(int keep) noexcept {
+  const int connections = kLog.count();
+  return connections < 0 ? connections : annal_conn_del_full(std::max(connections - keep, 0));
+}
+
+}  // namespace
+
+void add_create(CLI::App& commands, Program& program) {
+  add_create_command(commands, program, kMaintenance);
+}
+
+void add_trim(CLI::App& commands, Program& program) {
+  add_trim_command(commands, program, kLog, trim);
+}
+
+void add_flush(CLI::App& commands, Program& program) {
+  add_flush_command(commands, program, kMaintenance);
+}
+
+void add_migrate(CLI::App& commands, Program& program) {
+  add_migrate_command(commands, program, kLog, annal_conn_modify_tbl);
+}
+
+void add_check(CLI::App& commands, Program& program) {
+  add_check_command(commands, program, kLog);
+}
+
+void add_salvage(CLI::App& commands, Program& program) {
+  add_salvage_command(commands, program, kLog);
+}
+
+}  // namespace annalctl::conn

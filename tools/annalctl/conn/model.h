@@ -1,0 +1,32 @@
+// The connection log as data: its file, columns, codes and what people see of it.
+#pragma once
+
+#include <span>
+
+#include "tools/annalctl/arguments/choice.h"
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/output/text_table.h"
+#include "tools/annalctl/query/query_commands.h"
+
+namespace annalctl::conn {
+
+extern const Log kLog;
+
+// Services and actions are numbers that each program has agreed on with the readers of its entries.
+enum Highest : int {
+  kHighestService = 12,
+  kHighestAction = 36,
+};
+
+enum ActionResult : int {
+  kSucceeded = 0,
+  kFailed = 13,
+};
+
+extern const std::span<const Sort> kSorts;
+extern const std::span<const Grouping> kGroupings;
+
+extern const std::span<const TableColumn> kListTable;
+
+}  // namespace annalctl::conn

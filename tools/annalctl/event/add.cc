@@ -1,0 +1,76 @@
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/event/commands.h"
+#include "tools/annalctl/event/model.h"
+#include "tools/annalctl/event/record.h"
+#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/log/result.h"
+
+namespace annalctl::event {
+
+namespace {
+
+constexpr char kFooter[] =
+    "A message that begins with '-' stands behind '--'.\n"
+    "Without --ip and --client-app the event counts as one of the appliance itself.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl event add 'fan 2 stopped' --type error --app hardware --category fan\n"
+    "  annalctl event add 'logged in' --user admin --ip 10.0.0.5 --time '2026-11-21 10:00:00'\n"
+    "  annalctl event add --time @1795255200 -- '--- maintenance begins ---'";
+
+struct Arguments {
+  std::vector<std::string> texts{kTextFields.size()};
+  std::optional<unsigned> level;
+  std::string time;
+};
+
+EventRecord record_of_arguments(const Arguments& arguments) {
+  EventRecord record{};
+  record.event_type = static_cast<std::int32_t>(arguments.level.value_or(0));
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
+    set_text(&record, kTextFields[i], arguments.texts[i]);
+  }
+  if (!arguments.time.empty()) {
+    const std::optional<std::int64_t> seconds = parse_time(arguments.time);
+    if (!seconds) {
+      throw Refusal("'" + arguments.time + "' is no time: write it as '2026-11-21 10:00:00' or '@1795255200'");
+    }
+    record.event_timet = storable_time(*seconds);
+  }
+  return record;
+}
+
+int run_add(const Arguments& arguments) {
+  EventRecord record = record_of_arguments(arguments);
+  if (!log_is_there(kLog)) {
+    return kFailure;
+  }
+  const Call call{kLog, "store the event", Purpose::kWriting};
+  return report(call, annal_event_add_msgid_ex3(&record));
+}
+
+}  // namespace
+
+void add_add(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("add", "Store one event; says nothing when it is stored");
+  const auto arguments = std::make_shared<Arguments>();
+  command->footer(kFooter);
+  add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
+  command->add_option("--time", arguments->time, "When it happened: local time or @SECONDS since 1970; without it now")
+      ->type_name("TIME");
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
+    const TextField& field = kTextFields[i];
+    const std::string help = "The " + std::string(field.label) + ", up to " + std::to_string(field.bound) + " bytes";
+    CLI::Option* const option = command->add_option(field.option, arguments->texts[i], help)->type_name("TEXT");
+    option->required(option->get_positional());
+  }
+  command->callback([arguments, &program] { program.status = run_add(*arguments); });
+}
+
+}  // namespace annalctl::event

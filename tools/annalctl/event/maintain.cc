@@ -1,0 +1,44 @@
+#include "Corix_annal.h"
+#include "tools/annalctl/event/commands.h"
+#include "tools/annalctl/event/model.h"
+#include "tools/annalctl/maintenance/maintenance.h"
+#include "tools/annalctl/rescue/check_command.h"
+#include "tools/annalctl/rescue/salvage.h"
+
+namespace annalctl::event {
+
+namespace {
+
+constexpr Maintenance kMaintenance{
+    .log = kLog,
+    .create = annal_event_create_tbl,
+    .flush = annal_event_flush_tbl,
+};
+
+}  // namespace
+
+void add_create(CLI::App& commands, Program& program) {
+  add_create_command(commands, program, kMaintenance);
+}
+
+void add_trim(CLI::App& commands, Program& program) {
+  add_trim_command(commands, program, kLog, annal_event_del_logfull_over_size);
+}
+
+void add_flush(CLI::App& commands, Program& program) {
+  add_flush_command(commands, program, kMaintenance);
+}
+
+void add_migrate(CLI::App& commands, Program& program) {
+  add_migrate_command(commands, program, kLog, annal_event_modify_tbl);
+}
+
+void add_check(CLI::App& commands, Program& program) {
+  add_check_command(commands, program, kLog);
+}
+
+void add_salvage(CLI::App& commands, Program& program) {
+  add_salvage_command(commands, program, kLog);
+}
+
+}  // namespace annalctl::event

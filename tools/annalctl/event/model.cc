@@ -1,0 +1,133 @@
+#include "tools/annalctl/event/model.h"
+
+#include <array>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/log/level.h"
+
+namespace annalctl::event {
+
+namespace {
+
+constexpr std::array kColumns{
+    Column{"event_id", true},
+    Column{"event_type", true},
+    Column{"event_date", false},
+    Column{"event_time", false},
+    Column{"event_user", false},
+    Column{"event_ip", false},
+    Column{"event_comp", false},
+    Column{"event_desc", false},
+    Column{"event_msgid", false, "'0'"},
+    Column{"event_timet", true, "0"},
+    Column{"event_app_id", false, "'---'"},
+    Column{"event_app_name", false, "'---'"},
+    Column{"event_category_id", false, "'---'"},
+    Column{"event_category", false, "'---'"},
+    Column{"event_client_id", false, "'---'"},
+    Column{"event_client_app", false, "'---'"},
+    Column{"event_client_agent", false, "'---'"},
+};
+
+// Where those columns are in a row.
+enum Place : std::size_t {
+  kId = 0,
+  kType = 1,
+  kDate = 2,
+  kTime = 3,
+  kUser = 4,
+  kAddress = 5,
+  kComputer = 6,
+  kMessage = 7,
+  kApplication = 11,
+  kSize = kColumns.size(),  // of a group
+};
+
+constexpr std::array kSortTable{
+    Sort{{"date", 0}, {"event_date", "event_time"}},
+    Sort{{"time", 2}, {"event_time", "event_date"}},
+    Sort{{"type", 4}, {"event_type"}},
+    Sort{{"user", 6}, {"event_user"}},
+    Sort{{"ip", 8}, {"event_ip"}},
+    Sort{{"computer", 10}, {"event_comp"}},
+    Sort{{"id", 12}, {"event_id"}},
+    Sort{{"msgid", 14}, {"event_msgid"}},
+    Sort{{"timestamp", 16}, {"event_timet"}},
+    Sort{{"app-id", 18}, {"event_app_id"}},
+    Sort{{"app", 20}, {"event_app_name"}},
+    Sort{{"category-id", 22}, {"event_category_id"}},
+    Sort{{"category", 24}, {"event_category"}},
+};
+
+constexpr TableColumn kIdCell{"ID", kId, true};
+constexpr TableColumn kDateCell{"Date", kDate};
+constexpr TableColumn kTimeCell{"Time", kTime};
+constexpr TableColumn kLevelCell{"Level", kType, false, level_cell};
+constexpr TableColumn kUserCell{"User", kUser};
+constexpr TableColumn kAddressCell{"Address", kAddress};
+constexpr TableColumn kComputerCell{"Computer", kComputer};
+constexpr TableColumn kApplicationCell{"Application", kApplication};
+constexpr TableColumn kMessageCell{"Message", kMessage};
+constexpr TableColumn kSizeCell{"Count", kSize, true};
+
+constexpr std::array kListCells{kIdCell,      kDateCell,     kTimeCell,        kLevelCell,  kUserCell,
+                                kAddressCell, kComputerCell, kApplicationCell, kMessageCell};
+
+constexpr std::array kByIdCells{kSizeCell, kIdCell, kLevelCell, kDateCell, kTimeCell, kMessageCell};
+constexpr std::array kByTypeCells{kSizeCell, kLevelCell};
+constexpr std::array kByDateCells{kSizeCell, kLevelCell, kDateCell};
+constexpr std::array kByTimeCells{kSizeCell, kLevelCell, kTimeCell};
+constexpr std::array kByUserCells{kSizeCell, kLevelCell, kUserCell};
+constexpr std::array kByAddressCells{kSizeCell, kLevelCell, kAddressCell};
+constexpr std::array kByComputerCells{kSizeCell, kLevelCell, kComputerCell};
+constexpr std::array kByMessageCells{kSizeCell, kLevelCell, kMessageCell};
+
+// There is no order by message, so those groups stand by level.
+constexpr std::array kGroupingTable{
+    Grouping{{"id", 0}, 12, {"event_id"}, kByIdCells},
+    Grouping{{"type", 1}, 4, {"event_type"}, kByTypeCells},
+    Grouping{{"date", 2}, 0, {"event_type", "event_date"}, kByDateCells},
+    Grouping{{"time", 3}, 2, {"event_type", "event_time"}, kByTimeCells},
+    Grouping{{"user", 4}, 6, {"event_type", "event_user"}, kByUserCells},
+    Grouping{{"ip", 5}, 8, {"event_type", "event_ip"}, kByAddressCells},
+    Grouping{{"computer", 6}, 10, {"event_type", "event_comp"}, kByComputerCells},
+    Grouping{{"message", 7}, 4, {"event_type", "event_desc"}, kByMessageCells},
+};
+
+int count_all() noexcept {
+  constexpr unsigned kAllLevels = 0;
+  return annal_event_query_count(kAllLevels);
+}
+
+int add_one() noexcept {
+  EventRecord record{};
+  return annal_event_add_msgid_ex3(&record);
+}
+
+int list_some() noexcept {
+  return annal_event_query(nullptr, 0, 0, 1, 0, nullptr);
+}
+
+using Use = int (*)() noexcept;
+constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
+
+}  // namespace
+
+const Log kLog{
+    .name = "event",
+    .entries = "events",
+    .path = "/etc/logs/event.log",
+    .table = "ANNAL_EVENT",
+    .columns = kColumns,
+    .first_columns = 8,
+    .usual_limit = 100000,
+    .count = count_all,
+    .create_anywhere = annal_event_create_tbl,
+    .uses = kUses,
+};
+
+constinit const std::span<const Sort> kSorts = kSortTable;
+constinit const std::span<const Grouping> kGroupings = kGroupingTable;
+constinit const std::span<const TableColumn> kListTable = kListCells;
+
+}  // namespace annalctl::event

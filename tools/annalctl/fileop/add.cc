@@ -1,0 +1,98 @@
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/fileop/commands.h"
+#include "tools/annalctl/fileop/model.h"
+#include "tools/annalctl/fileop/record.h"
+#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/log/result.h"
+
+namespace annalctl::fileop {
+
+namespace {
+
+constexpr char kFooter[] =
+    "What the codes of actions and folders mean is the file manager's to say.\n"
+    "A single quote takes two bytes of a text, except in the description.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl fileop --db operations.db add /share/photos/a.jpg --action 4 --size 52000 --user ann --ip 10.0.0.5\n"
+    "  annalctl fileop --db operations.db add /share/new --action 7 --old-path /share/old --folder 1\n"
+    "  annalctl fileop --db operations.db add --action 4 -- -odd-name";
+
+struct Arguments {
+  std::vector<std::string> texts{kTextFields.size()};
+  std::string path;
+  std::string old_path;
+  std::optional<unsigned> level;
+  unsigned action = 0;
+  unsigned folder = 0;
+  std::int32_t size = 0;
+  std::string time;
+};
+
+Operation operation_of_arguments(const Arguments& arguments) {
+  Operation operation;
+  operation.record.event_type = arguments.level.value_or(0);
+  operation.record.event_action = arguments.action;
+  operation.record.event_isFolder = arguments.folder;
+  operation.record.event_filesize = arguments.size;
+  operation.path = arguments.path;
+  operation.old_path = arguments.old_path;
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
+    operation.set_field(kTextFields[i], arguments.texts[i]);
+  }
+  if (!arguments.time.empty()) {
+    const std::optional<std::int64_t> seconds = parse_time(arguments.time);
+    if (!seconds) {
+      throw Refusal("'" + arguments.time + "' is no time: write it as '2026-11-21 10:00:00' or '@1795255200'");
+    }
+    operation.set_time(*seconds);
+  }
+  return operation;
+}
+
+int run_add(const Arguments& arguments) {
+  Operation operation = operation_of_arguments(arguments);
+  if (!log_is_there(kLog)) {
+    return kFailure;
+  }
+  const Call call{kLog, "store the file operation", Purpose::kWriting};
+  return report(call, operation.store());
+}
+
+}  // namespace
+
+void add_add(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("add", "Store one file operation; says nothing when it is stored");
+  const auto arguments = std::make_shared<Arguments>();
+  command->footer(kFooter);
+  command->add_option("path", arguments->path, "The path that was operated on")->type_name("TEXT")->required();
+  command->add_option("--action", arguments->action, "What was done, as the file manager numbers it: 1 to 35")
+      ->type_name("N")
+      ->check(CLI::Range(1, 35))
+      ->required();
+  command->add_option("--old-path", arguments->old_path, "The path before a move or renaming")->type_name("TEXT");
+  command->add_option("--folder", arguments->folder, "Folder code, 0 to 2; without it 0")
+      ->type_name("N")
+      ->check(CLI::Range(0, 2));
+  command->add_option("--size", arguments->size, "Size in bytes, as far as 32 bits hold it; without it 0")
+      ->type_name("N");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
+  command->add_option("--time", arguments->time, "When it happened: local time or @SECONDS since 1970; without it now")
+      ->type_name("TIME");
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
+    const TextField& field = kTextFields[i];
+    command
+        ->add_option(field.option, arguments->texts[i], fmt::format("The {}, up to {} bytes", field.label, field.bound))
+        ->type_name("TEXT");
+  }
+  command->callback([arguments, &program] { program.status = run_add(*arguments); });
+}
+
+}  // namespace annalctl::fileop

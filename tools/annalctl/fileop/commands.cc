@@ -1,0 +1,26 @@
+#include "tools/annalctl/fileop/commands.h"
+
+#include <string>
+
+#include "tools/annalctl/fileop/model.h"
+#include "tools/annalctl/log/command_group.h"
+
+namespace annalctl {
+
+namespace {
+
+// In the order of the help.
+constexpr AddCommand kCommands[] = {
+    fileop::add_create, fileop::add_add,   fileop::add_list,   fileop::add_count, fileop::add_tail,
+    fileop::add_delete, fileop::add_flush, fileop::add_import, fileop::add_check, fileop::add_salvage,
+};
+
+}  // namespace
+
+void add_fileop_commands(CLI::App& app, Program& program) {
+  CLI::App* const group = add_log_commands(app, fileop::kLog, kCommands, program);
+  group->description("A log of file operations, in a file of its own");
+  group->add_option_function<std::string>("--db", fileop::use_file, "The log's file")->type_name("FILE")->required();
+}
+
+}  // namespace annalctl

@@ -1,0 +1,51 @@
+#include <sys/stat.h>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/fileop/commands.h"
+#include "tools/annalctl/fileop/model.h"
+#include "tools/annalctl/maintenance/maintenance.h"
+#include "tools/annalctl/rescue/check_command.h"
+#include "tools/annalctl/rescue/salvage.h"
+
+namespace annalctl::fileop {
+
+namespace {
+
+// The library leaves a file alone that holds something, and calls that a success. Who asks for a log with a limit by
+// hand has to hear that there is none of that limit now.
+int create(int limit, int batch) noexcept {
+  struct stat status {};
+  const bool there = stat(kLog.path, &status) == 0 && status.st_size != 0;
+  const int code = pavo2log_event_create_tbl(kLog.path, limit, batch);
+  return there && code == ANNAL_OK ? static_cast<int>(ANNAL_TABLE_FAILED) : code;
+}
+
+int flush() noexcept {
+  return pavo2log_event_flush_tbl(kLog.path);
+}
+
+constexpr Maintenance kMaintenance{
+    .log = kLog,
+    .create = create,
+    .flush = flush,
+};
+
+}  // namespace
+
+void add_create(CLI::App& commands, Program& program) {
+  add_create_command(commands, program, kMaintenance);
+}
+
+void add_flush(CLI::App& commands, Program& program) {
+  add_flush_command(commands, program, kMaintenance);
+}
+
+void add_check(CLI::App& commands, Program& program) {
+  add_check_command(commands, program, kLog);
+}
+
+void add_salvage(CLI::App& commands, Program& program) {
+  add_salvage_command(commands, program, kLog);
+}
+
+}  // namespace annalctl::fileop

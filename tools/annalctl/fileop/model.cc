@@ -1,0 +1,116 @@
+#include "tools/annalctl/fileop/model.h"
+
+#include <array>
+#include <filesystem>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/log/level.h"
+
+namespace annalctl::fileop {
+
+namespace {
+
+constexpr std::array kColumns{
+    Column{"event_id", true},           Column{"event_type", true},
+    Column{"event_date", false},        Column{"event_time", false},
+    Column{"event_user", false},        Column{"event_ip", false},
+    Column{"event_oldfilepath", false}, Column{"event_filepath", false},
+    Column{"event_isFolder", true},     Column{"event_action", true},
+    Column{"event_filesize", true},     Column{"event_comp", false},
+    Column{"event_duid", false},        Column{"event_desc", false},
+    Column{"sub_user", false},          Column{"pid", true},
+};
+
+constexpr std::array kSortTable{
+    Sort{{"date", 0}, {"event_date", "event_time"}},
+    Sort{{"time", 2}, {"event_time", "event_date"}},
+    Sort{{"type", 4}, {"event_type"}},
+    Sort{{"user", 6}, {"event_user"}},
+    Sort{{"ip", 8}, {"event_ip"}},
+    Sort{{"computer", 10}, {"event_comp"}},
+    Sort{{"id", 12}, {"event_id"}},
+    Sort{{"folder", 14}, {"event_isFolder"}},
+    Sort{{"action", 16}, {"event_action"}},
+    Sort{{"size", 18}, {"event_filesize"}},
+};
+
+// By where each column is in a row.
+constexpr std::array kListCells{
+    TableColumn{"ID", 0, true},     TableColumn{"Date", 2},
+    TableColumn{"Time", 3},         TableColumn{"Level", 1, false, level_cell},
+    TableColumn{"User", 4},         TableColumn{"Address", 5},
+    TableColumn{"Action", 9, true}, TableColumn{"Size", 10, true},
+    TableColumn{"Path", 7},         TableColumn{"Old path", 6},
+    TableColumn{"Description", 13},
+};
+
+std::string& named_file() {
+  static std::string file;
+  return file;
+}
+
+int count_all() noexcept {
+  constexpr unsigned kAllLevels = 0;
+  return pavo2log_event_query_count(kLog.path, kAllLevels, nullptr, nullptr, nullptr, nullptr);
+}
+
+// The library creates nothing at a path where it finds something: below this one there can be no file.
+int create_anywhere(int limit, int batch) noexcept {
+  return pavo2log_event_create_tbl("/dev/null/fileop", limit, batch);
+}
+
+int add_one() noexcept {
+  FileOpRecord record{};
+  record.event_action = 1;
+  return static_cast<int>(pavo2log_event_add(kLog.path, &record));
+}
+
+int list_some() noexcept {
+  return pavo2log_event_query(kLog.path, nullptr, 0, 0, 1, 0, nullptr);
+}
+
+using Use = int (*)() noexcept;
+constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
+
+}  // namespace
+
+Log kLog{
+    .name = "fileop",
+    .entries = "file operations",
+    .path = "",
+    .table = "PAVO2LOG_EVENT",
+    .columns = kColumns,
+    .first_columns = 16,
+    .usual_limit = 100000,
+    .count = count_all,
+    .create_anywhere = create_anywhere,
+    .uses = kUses,
+    .options = " --db FILE",
+    .migrates = false,
+};
+
+const std::span<const Sort> kSorts = kSortTable;
+
+void use_file(const std::string& file) {
+  if (file.empty()) {
+    throw Refusal("--db needs the name of a file");
+  }
+  // Diagnoses look at the folder too, which a name alone does not show.
+  named_file() = std::filesystem::absolute(file).string();
+  kLog.path = named_file().c_str();
+}
+
+RowShape listed_shape() {
+  return {{kColumns.begin(), kColumns.end()}, kListCells};
+}
+
+std::string escaped(const std::string& text) {
+  std::string doubled;
+  for (const char c : text) {
+    doubled.append(c == '\'' ? 2 : 1, c);
+  }
+  return doubled;
+}
+
+}  // namespace annalctl::fileop

@@ -1,0 +1,168 @@
+#include "tools/annalctl/fileop/record.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <ctime>
+#include <limits>
+#include <optional>
+
+#include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/fileop/model.h"
+#include "tools/annalctl/log/level.h"
+
+namespace annalctl::fileop {
+
+namespace {
+
+constexpr TextField kAddress{"event_ip", "--ip", "address", offsetof(FileOpRecord, event_ip), 64};
+constexpr TextField kDescription{"event_desc", "--description", "description", offsetof(FileOpRecord, event_desc),
+                                 1024};
+
+constexpr std::array kFields{
+    TextField{"event_user", "--user", "user", offsetof(FileOpRecord, event_user), 64},
+    kAddress,
+    TextField{"event_comp", "--computer", "computer", offsetof(FileOpRecord, event_comp), 64},
+    TextField{"event_duid", "--device", "device", offsetof(FileOpRecord, event_duid), 64},
+    kDescription,
+};
+
+// The columns of whole numbers, and what the library takes for them.
+struct NumberField {
+  const char* column;
+  std::int64_t lowest;
+  std::int64_t highest;
+  void (*set)(FileOpRecord& record, std::int64_t number);
+};
+
+constexpr std::array kNumbers{
+    NumberField{
+        "event_isFolder", 0, 2,
+        [](FileOpRecord& record, std::int64_t number) { record.event_isFolder = static_cast<std::uint32_t>(number); }},
+    NumberField{
+        "event_action", 1, 35,
+        [](FileOpRecord& record, std::int64_t number) { record.event_action = static_cast<std::uint32_t>(number); }},
+    NumberField{
+        "event_filesize", std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max(),
+        [](FileOpRecord& record, std::int64_t number) { record.event_filesize = static_cast<std::int32_t>(number); }},
+    // The library has its own value for this one: another could not be stored as it is.
+    NumberField{"pid", 0, 0, [](FileOpRecord& /*record*/, std::int64_t /*number*/) {}},
+};
+
+std::int64_t number_from(const NumberField& field, std::string_view text) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number < field.lowest || number > field.highest) {
+    throw Refusal(fmt::format("{} is '{}', and not a whole number from {} to {}", field.column, text, field.lowest,
+                              field.highest));
+  }
+  return number;
+}
+
+std::uint32_t level_from(std::string_view text) {
+  const std::optional<unsigned> level = code_of(kLevels, text);
+  if (!level) {
+    throw Refusal(fmt::format("event_type is '{}', and not one of {} or 0, 1, 2", text, names_of(kLevels)));
+  }
+  return *level;
+}
+
+void require_address(std::string_view text) {
+  std::string copy(text);
+  if (pavo2log_checkip(copy.data()) != ANNAL_OK) {
+    throw Refusal(fmt::format("'{}' is no IPv4 or IPv6 address", text));
+  }
+}
+
+std::string_view path_from(std::string_view text) {
+  if (text.find('\0') != std::string_view::npos) {
+    throw Refusal("the path holds a NUL character");
+  }
+  return text;
+}
+
+// What an object says about the time, until all of it is known.
+struct TimeParts {
+  std::string_view date;
+  std::string_view clock;
+};
+
+void set_member(Operation& operation, TimeParts& time, const JsonMember& member) {
+  if (member.key == "event_id" || (member.key == "sub_user" && member.text.empty())) {
+    return;  // A stored entry always gets an id of its own.
+  }
+  for (const NumberField& field : kNumbers) {
+    if (member.key == field.column) {
+      return field.set(operation.record, number_from(field, member.text));
+    }
+  }
+  if (member.key == "event_type") {
+    operation.record.event_type = level_from(member.text);
+  } else if (member.key == "event_date") {
+    time.date = member.text;
+  } else if (member.key == "event_time") {
+    time.clock = member.text;
+  } else if (member.key == "event_oldfilepath") {
+    operation.old_path = path_from(member.text);
+  } else if (member.key == "event_filepath") {
+    operation.path = path_from(member.text);
+  } else if (const TextField* field = find_field(kTextFields, member.key)) {
+    operation.set_field(*field, member.text);
+  } else {
+    throw Refusal(fmt::format("'{}' cannot be stored in a log of file operations", member.key));
+  }
+}
+
+}  // namespace
+
+const std::span<const TextField> kTextFields = kFields;
+
+void Operation::set_field(const TextField& field, std::string_view text) {
+  if (field.offset == kAddress.offset && !text.empty()) {
+    require_address(text);
+  }
+  // The library doubles the description's quotes itself.
+  set_text(&record, field, field.offset == kDescription.offset ? std::string(text) : escaped(std::string(text)));
+}
+
+void Operation::set_time(std::int64_t seconds) {
+  const std::time_t moment = seconds;
+  constexpr int kMeansNow = 0;
+  if (localtime_r(&moment, &record.event_tm) == nullptr || record.event_tm.tm_year == kMeansNow) {
+    throw Refusal("the time cannot be stored: its year is 1900, or none");
+  }
+}
+
+int Operation::store() {
+  record.event_oldfilepath = old_path.c_str();
+  record.event_filepath = path.c_str();
+  const std::int64_t id = pavo2log_event_add(kLog.path, &record);
+  return id < 0 ? static_cast<int>(id) : static_cast<int>(ANNAL_OK);
+}
+
+Operation operation_of(const std::vector<JsonMember>& members) {
+  Operation operation;
+  TimeParts time;
+  for (const JsonMember& member : members) {
+    if (!member.null) {
+      set_member(operation, time, member);
+    }
+  }
+  if (operation.record.event_action == 0) {
+    throw Refusal("it has no event_action");
+  }
+  if (!time.date.empty() || !time.clock.empty()) {
+    const std::string joined = fmt::format("{} {}", time.date, time.clock);
+    const std::optional<std::int64_t> seconds = parse_time(joined);
+    if (!seconds) {
+      throw Refusal(fmt::format("event_date and event_time are '{}', and not a date and a time", joined));
+    }
+    operation.set_time(*seconds);
+  }
+  return operation;
+}
+
+}  // namespace annalctl::fileop

@@ -1,0 +1,219 @@
+#include "tools/annalctl/log/diagnosis.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/files/file_lock.h"
+#include "tools/annalctl/files/private_view.h"
+#include "tools/annalctl/files/rights.h"
+
+namespace annalctl {
+
+namespace {
+
+using Finding = std::optional<std::string>;
+
+constexpr std::chrono::seconds kLibraryWait{20};
+
+// With less, a write can fail for want of room: it needs that of the journal as well.
+constexpr unsigned kTightKibibytes = 1024;
+
+std::string folder_of(const char* path) {
+  return std::filesystem::path(path).parent_path().string();
+}
+
+bool permitted(const std::string& path, int mode) {
+  return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
+std::string refused(int error) {
+  if (error == EACCES) {
+    if (const Finding user = rights_taken_from()) {
+      return fmt::format(
+          "permission denied to {}, who may write the log or a folder on its way and whose rights were "
+          "taken on for that",
+          *user);
+    }
+    return "permission denied (run this as root)";
+  }
+  return system_message(error);
+}
+
+Finding folder_obstacle(const std::string& folder, Purpose purpose) {
+  struct stat status {};
+  if (stat(folder.c_str(), &status) != 0) {
+    if (errno == ENOENT) {
+      return fmt::format("no such folder {} (create it, or run this on the appliance)", folder);
+    }
+    return fmt::format("folder {}: {}", folder, refused(errno));
+  }
+  if (!S_ISDIR(status.st_mode)) {
+    return fmt::format("{} is not a folder", folder);
+  }
+  // A write needs the folder as well: the journal is made in it.
+  const int mode = purpose == Purpose::kReading ? X_OK : W_OK | X_OK;
+  if (!permitted(folder, mode)) {
+    return fmt::format("folder {}: {}", folder, refused(errno));
+  }
+  return {};
+}
+
+Finding header_obstacle(const Log& log) {
+  if (begins_as_database(log.path)) {
+    return {};
+  }
+  return fmt::format(
+      "it is not a database (if it was one, 'annalctl {0}{1} salvage' gets out of it what can be read; if not, move it "
+      "away, then run 'annalctl {0}{1} create')",
+      log.name, log.options);
+}
+
+Finding lock_obstacle(const Call& call) {
+  const auto waited = std::chrono::steady_clock::now() - call.begun;
+  const std::string_view after = waited >= kLibraryWait ? ", still after 20 s" : "";
+  if (const Finding holder = lock_holder(call.log.path, call.purpose != Purpose::kReading)) {
+    return fmt::format("{} is locked by {}{} (try again later)", call.log.path, *holder, after);
+  }
+  if (waited >= kLibraryWait) {
+    return fmt::format("{} did not become free within 20 s, and is free now (try again)", call.log.path);
+  }
+  return {};
+}
+
+Finding space_obstacle(const Call& call) {
+  struct statvfs status {};
+  if (call.purpose == Purpose::kReading || statvfs(call.log.path, &status) != 0) {
+    return {};
+  }
+  const auto blocks = geteuid() == 0 ? status.f_bfree : status.f_bavail;
+  const auto kibibytes = blocks * status.f_frsize / 1024;
+  if (kibibytes < kTightKibibytes) {
+    return fmt::format("only {} KiB are free on the file system of {} (make room on it)", kibibytes, call.log.path);
+  }
+  return {};
+}
+
+// Asks for the layout without a statement to change it: a table that matches an empty list does not exist.
+bool layout_is(const Log& log, std::span<const Column> expected) {
+  std::vector<AnnalColumn> list;
+  for (const Column& column : expected) {
+    list.push_back({column.name, nullptr});
+  }
+  return annal_common_migrate_db(log.path, log.table, list.data(), list.size()) == ANNAL_OK;
+}
+
+// A migration adds columns behind those that are there.
+bool layout_is_of_an_earlier_release(const Log& log) {
+  for (std::size_t kept = 1; kept < log.columns.size(); ++kept) {
+    if (layout_is(log, log.columns.first(kept))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+Finding table_obstacle(const Call& call, int code) {
+  const Log& log = call.log;
+  const AnnalColumn none{};
+  if (annal_common_migrate_db(log.path, log.table, &none, 0) == ANNAL_OK) {
+    if (call.purpose == Purpose::kCreating) {
+      return {};
+    }
+    return fmt::format("the log has no table yet: run 'annalctl {}{} create'", log.name, log.options);
+  }
+  const int entries = log.count();
+  if (entries < 0) {
+    return fmt::format("{} is a database, but its table cannot be read (code {})", log.path, entries);
+  }
+  if (call.purpose == Purpose::kCreating && code == ANNAL_TABLE_FAILED) {
+    return fmt::format("the log exists already and holds {} entries; nothing was changed", entries);
+  }
+  if (layout_is_current(log)) {
+    return {};
+  }
+  if (call.purpose == Purpose::kMigrating) {
+    if (layout_is_of_an_earlier_release(log)) {
+      return {};
+    }
+    return "the table's columns are not those of an earlier release; nothing was changed";
+  }
+  return fmt::format(
+      "the table lacks columns or has others than this release's: run 'annalctl {}{} check', which says "
+      "what helps",
+      log.name, log.options);
+}
+
+}  // namespace
+
+bool begins_as_database(const char* path) {
+  constexpr std::string_view kHeader("SQLite format 3\0", 16);
+  std::array<char, kHeader.size()> head{};
+  const RegularFile file(path, RegularFile::Links::kFollowed);
+  if (!file.is_open()) {
+    return false;
+  }
+  const ssize_t got = pread(file.descriptor(), head.data(), head.size(), 0);
+  return got == 0 || std::string_view(head.data(), head.size()) == kHeader;
+}
+
+std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {
+  if (Finding folder = folder_obstacle(folder_of(log.path), purpose)) {
+    return folder;
+  }
+  struct stat status {};
+  if (stat(log.path, &status) != 0) {
+    if (errno != ENOENT) {
+      return refused(errno);
+    }
+    if (purpose == Purpose::kCreating) {
+      return {};
+    }
+    return fmt::format("there is no log yet: run 'annalctl {}{} create'", log.name, log.options);
+  }
+  if (S_ISDIR(status.st_mode)) {
+    return "it is a directory (move it away)";
+  }
+  if (!permitted(log.path, purpose == Purpose::kReading ? R_OK : R_OK | W_OK)) {
+    return refused(errno);
+  }
+  // SQLite would wait for somebody to write into a pipe.
+  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
+    const std::string beside = std::string(log.path) + suffix;
+    if (lstat(beside.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+      return fmt::format("{} stands where SQLite puts a file of its own, and is none (move it away)", beside);
+    }
+  }
+  return header_obstacle(log);
+}
+
+std::optional<std::string> statement_obstacle(const Call& call, int code) {
+  // What these say is about the values of the call, so the log has no part in it.
+  if (code == ANNAL_TOO_LONG || code == ANNAL_BAD_ARGUMENT || code == ANNAL_NO_MEMORY) {
+    return {};
+  }
+  // The lock comes first: with the file locked, looking at its table would wait as long as the call has.
+  if (Finding lock = lock_obstacle(call)) {
+    return lock;
+  }
+  if (Finding table = table_obstacle(call, code)) {
+    return table;
+  }
+  return space_obstacle(call);
+}
+
+bool layout_is_current(const Log& log) {
+  return layout_is(log, log.columns);
+}
+
+}  // namespace annalctl

@@ -1,0 +1,30 @@
+// Creating, emptying, trimming and migrating a log, which only differ by the calls of the library.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/program.h"
+
+namespace annalctl {
+
+struct Maintenance {
+  const Log& log;
+  int (*create)(int limit, int batch) noexcept;
+  int (*flush)() noexcept;
+};
+
+// A full log looks through all that it holds for its oldest entries: with a batch, for one of so many that are added.
+[[nodiscard]] int usual_batch(int limit);
+
+// A command keeps the reference.
+void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
+void add_flush_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
+
+// Deletes the oldest entries until so many are left.
+void add_trim_command(CLI::App& commands, Program& program, const Log& log, int (*trim)(int keep) noexcept);
+
+// Adds the columns that the log of an earlier release lacks.
+void add_migrate_command(CLI::App& commands, Program& program, const Log& log, int (*migrate)() noexcept);
+
+}  // namespace annalctl

@@ -1,0 +1,109 @@
+#include <fmt/format.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/arguments/fields.h"
+#include "tools/annalctl/log/result.h"
+#include "tools/annalctl/notice/commands.h"
+#include "tools/annalctl/notice/model.h"
+
+namespace annalctl::notice {
+
+namespace {
+
+constexpr char kFooter[] =
+    "A text that begins with '-' stands behind '--'. The notice is stored with the time of the call.\n"
+    "\n"
+    "Examples:\n"
+    "  annalctl notice add 'fan 2 stopped' --severity error --facility SMART\n"
+    "  annalctl notice add 'backup finished' --service Backup --user admin --ip 10.0.0.5 --title Backup";
+
+constexpr TextField kAddress{"ip", "--ip", "address of the client", offsetof(NoticeRecord, ip), 64};
+
+// The library does not look at the length of most of them, and reads on where one is not terminated.
+constexpr std::array kTexts{
+    TextField{"desc", "description", "text", offsetof(NoticeRecord, desc), 2048},
+    TextField{"serviceName", "--service", "service name", offsetof(NoticeRecord, serviceName), 1024},
+    TextField{"user", "--user", "user", offsetof(NoticeRecord, user), 64},
+    kAddress,
+    TextField{"client", "--client", "host name of the client", offsetof(NoticeRecord, client), 64},
+    TextField{"msgCode", "--msgcode", "message code", offsetof(NoticeRecord, msgCode), 64},
+    TextField{"varContent", "--varcontent", "content of the variables", offsetof(NoticeRecord, varContent), 2048},
+    TextField{"name", "--name", "name", offsetof(NoticeRecord, name), 128},
+    TextField{"link_id", "--link-id", "link id", offsetof(NoticeRecord, link_id), 256},
+    TextField{"link_option", "--link-option", "link option", offsetof(NoticeRecord, link_option), 1024},
+    TextField{"title", "--title", "title", offsetof(NoticeRecord, title), 256},
+};
+
+struct Number {
+  const char* option;
+  const char* label;
+  std::int32_t NoticeRecord::*field;
+};
+
+constexpr std::array kNumbers{
+    Number{"--server", "server", &NoticeRecord::server},
+    Number{"--action", "action", &NoticeRecord::action},
+    Number{"--varnum", "number of variables", &NoticeRecord::varNum},
+    Number{"--status", "status", &NoticeRecord::status},
+    Number{"--uid", "user number; without it none", &NoticeRecord::uid},
+    Number{"--gid", "group number; without it none", &NoticeRecord::gid},
+};
+
+constexpr unsigned kInformation = 6;
+
+struct Arguments {
+  std::optional<unsigned> severity;
+  std::string facility;
+  std::vector<std::string> texts{kTexts.size()};
+  NoticeRecord record{};
+};
+
+int run_add(Arguments& arguments) {
+  NoticeRecord& record = arguments.record;
+  record.severity = arguments.severity.value_or(kInformation);
+  if (!arguments.facility.empty()) {
+    record.facility = facility_of(arguments.facility);
+  }
+  for (std::size_t i = 0; i < kTexts.size(); ++i) {
+    const std::string& text = arguments.texts[i];
+    set_text(&record, kTexts[i], text);
+    if (kTexts[i].offset == kAddress.offset && !text.empty()) {
+      require_address(text);
+    }
+  }
+  if (!log_is_there(kLog)) {
+    return kFailure;
+  }
+  const Call call{kLog, "store the notice", Purpose::kWriting};
+  return report(call, annal_notice_add(&record));
+}
+
+}  // namespace
+
+void add_add(CLI::App& commands, Program& program) {
+  CLI::App* const command = commands.add_subcommand("add", "Store one notice; says nothing when it is stored");
+  const auto arguments = std::make_shared<Arguments>();
+  arguments->record.uid = -1;
+  arguments->record.gid = -1;
+  command->footer(kFooter);
+  add_choice(*command, "--severity", arguments->severity, kSeverities, "Severity; without it information");
+  command->add_option("--facility", arguments->facility, "The facility, by number or name")->type_name("N|NAME");
+  for (std::size_t i = 0; i < kTexts.size(); ++i) {
+    const std::string help = fmt::format("The {}, up to {} bytes", kTexts[i].label, kTexts[i].bound);
+    CLI::Option* const option = command->add_option(kTexts[i].option, arguments->texts[i], help)->type_name("TEXT");
+    option->required(option->get_positional());
+  }
+  for (const auto& [option, label, field] : kNumbers) {
+    command->add_option(option, arguments->record.*field, fmt::format("The {}", label))->type_name("N");
+  }
+  command->callback([arguments, &program] { program.status = run_add(*arguments); });
+}
+
+}  // namespace annalctl::notice

@@ -1,0 +1,255 @@
+#include "tools/annalctl/notice/model.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <ctime>
+#include <limits>
+#include <optional>
+#include <string_view>
+
+#include "Corix_annal.h"
+#include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/printable.h"
+
+namespace annalctl::notice {
+
+namespace {
+
+constexpr std::array kColumns{
+    Column{"id", true},           Column{"severity", true},     Column{"server", true},      Column{"action", true},
+    Column{"serviceName", false}, Column{"facility", true},     Column{"time", true},        Column{"endtime", true},
+    Column{"user", false},        Column{"ip", false},          Column{"client", false},     Column{"desc", false},
+    Column{"msgCode", false},     Column{"varNum", true},       Column{"varContent", false}, Column{"name", false},
+    Column{"status", true},       Column{"uid", true},          Column{"gid", true},         Column{"link_id", false},
+    Column{"link_option", false}, Column{"title", false, "''"},
+};
+
+// Where those columns are in a row.
+enum Place : std::size_t {
+  kId = 0,
+  kSeverity = 1,
+  kServer = 2,
+  kAction = 3,
+  kService = 4,
+  kFacility = 5,
+  kTime = 6,
+  kEndTime = 7,
+  kUser = 8,
+  kAddress = 9,
+  kDescription = 11,
+  kMessageCode = 12,
+  kVariables = 13,
+  kContent = 14,
+  kName = 15,
+  kSize = kColumns.size(),  // of a group
+};
+
+// As syslog numbers and names them.
+constexpr std::array kSeverityChoices{
+    Choice{"emergency", 0},   Choice{"alert", 1},       Choice{"critical", 2},    Choice{"error", 3},
+    Choice{"warning", 4},     Choice{"notice", 5},      Choice{"information", 6}, Choice{"debug", 7},
+    Choice{"info", 6, false}, Choice{"warn", 4, false}, Choice{"0", 0, false},    Choice{"1", 1, false},
+    Choice{"2", 2, false},    Choice{"3", 3, false},    Choice{"4", 4, false},    Choice{"5", 5, false},
+    Choice{"6", 6, false},    Choice{"7", 7, false},
+};
+
+constexpr std::array kSortTable{
+    Sort{{"time", 0}, {"time"}},
+    Sort{{"severity", 4}, {"severity"}},
+    Sort{{"user", 6}, {"user"}},
+    Sort{{"ip", 8}, {"ip"}},
+    Sort{{"client", 10}, {"client"}},
+    Sort{{"id", 12}, {"id"}},
+    Sort{{"server", 14}, {"server"}},
+    Sort{{"action", 16}, {"action"}},
+    Sort{{"service", 18}, {"serviceName"}},
+    Sort{{"facility", 20}, {"facility"}},
+    Sort{{"msgcode", 22}, {"msgCode"}},
+};
+
+int count_all() noexcept {
+  return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr);
+}
+
+std::optional<std::int64_t> whole_number(std::string_view text) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+bool same_name(std::string_view left, std::string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](char one, char other) { return lower(one) == lower(other); });
+}
+
+// In no list that the library hands out, though notices have it.
+constexpr int kBackgroundTask = 99;
+
+std::string display_name(int facility) {
+  std::array<char, 64> name{};
+  static_cast<void>(Get_Facility_String_By_Facility(facility, name.data(), static_cast<int>(name.size() - 1)));
+  return name.data();
+}
+
+Cell severity_cell(const char* code) {
+  const std::optional<unsigned> severity = code_of(kSeverities, code);
+  Style style = Style::kPlain;
+  if (severity) {
+    constexpr unsigned kError = 3;
+    constexpr unsigned kWarning = 4;
+    style = *severity <= kError ? Style::kError : *severity == kWarning ? Style::kWarning : Style::kInformation;
+  }
+  return {printable(name_of(kSeverities, code)), style};
+}
+
+Cell facility_cell(const char* number) {
+  const std::optional<std::int64_t> facility = whole_number(number);
+  const bool known = facility && *facility >= 0 && *facility <= kBackgroundTask;
+  const std::string name = known ? display_name(static_cast<int>(*facility)) : "";
+  return {printable(name.empty() ? number : name)};
+}
+
+Cell time_cell(const char* stored) {
+  const std::optional<std::int64_t> seconds = whole_number(stored);
+  const std::time_t moment = seconds.value_or(0);
+  std::tm local{};
+  if (!seconds || localtime_r(&moment, &local) == nullptr) {
+    return {printable(stored)};
+  }
+  return {fmt::format("{:%Y-%m-%d %H:%M:%S}", local)};
+}
+
+constexpr TableColumn kIdCell{"ID", kId, true};
+constexpr TableColumn kSeverityCell{"Severity", kSeverity, false, severity_cell};
+constexpr TableColumn kServerCell{"Server", kServer, true};
+constexpr TableColumn kActionCell{"Action", kAction, true};
+constexpr TableColumn kServiceCell{"Service", kService};
+constexpr TableColumn kFacilityCell{"Facility", kFacility, false, facility_cell};
+constexpr TableColumn kTimeCell{"Time", kTime, false, time_cell};
+constexpr TableColumn kEndTimeCell{"End", kEndTime, false, time_cell};
+constexpr TableColumn kUserCell{"User", kUser};
+constexpr TableColumn kAddressCell{"Address", kAddress};
+constexpr TableColumn kDescriptionCell{"Description", kDescription};
+constexpr TableColumn kMessageCodeCell{"Code", kMessageCode};
+constexpr TableColumn kVariablesCell{"Variables", kVariables, true};
+constexpr TableColumn kContentCell{"Content", kContent};
+constexpr TableColumn kNameCell{"Name", kName};
+constexpr TableColumn kSizeCell{"Count", kSize, true};
+
+constexpr std::array kListCells{kIdCell,       kTimeCell, kSeverityCell, kServiceCell,
+                                kFacilityCell, kUserCell, kAddressCell,  kDescriptionCell};
+
+constexpr std::array kByIdCells{kSizeCell, kIdCell, kTimeCell, kSeverityCell, kDescriptionCell};
+constexpr std::array kBySeverityCells{kSizeCell, kSeverityCell};
+constexpr std::array kByServerCells{kSizeCell, kServerCell};
+constexpr std::array kByActionCells{kSizeCell, kActionCell};
+constexpr std::array kByServiceCells{kSizeCell, kServiceCell};
+constexpr std::array kByFacilityCells{kSizeCell, kFacilityCell};
+constexpr std::array kByTimeCells{kSizeCell, kTimeCell};
+constexpr std::array kByEndTimeCells{kSizeCell, kEndTimeCell};
+constexpr std::array kByUserCells{kSizeCell, kUserCell};
+constexpr std::array kByAddressCells{kSizeCell, kAddressCell};
+constexpr std::array kByDescriptionCells{kSizeCell, kDescriptionCell};
+constexpr std::array kByMessageCodeCells{kSizeCell, kMessageCodeCell};
+constexpr std::array kByVariablesCells{kSizeCell, kVariablesCell};
+constexpr std::array kByContentCells{kSizeCell, kContentCell};
+constexpr std::array kByLikenessCells{kSizeCell, kFacilityCell, kNameCell, kDescriptionCell};
+
+// 10, the client, is a column that the library looks for under another name and never finds.
+constexpr std::array kGroupingTable{
+    Grouping{{"id", 0}, {"id"}, kByIdCells},
+    Grouping{{"severity", 1}, {"severity"}, kBySeverityCells},
+    Grouping{{"server", 2}, {"server"}, kByServerCells},
+    Grouping{{"action", 3}, {"action"}, kByActionCells},
+    Grouping{{"service", 4}, {"serviceName"}, kByServiceCells},
+    Grouping{{"facility", 5}, {"facility"}, kByFacilityCells},
+    Grouping{{"time", 6}, {"time"}, kByTimeCells},
+    Grouping{{"endtime", 7}, {"endtime"}, kByEndTimeCells},
+    Grouping{{"user", 8}, {"user"}, kByUserCells},
+    Grouping{{"ip", 9}, {"ip"}, kByAddressCells},
+    Grouping{{"description", 11}, {"desc"}, kByDescriptionCells},
+    Grouping{{"msgcode", 12}, {"msgCode"}, kByMessageCodeCells},
+    Grouping{{"varnum", 13}, {"varNum"}, kByVariablesCells},
+    Grouping{{"varcontent", 14}, {"varContent"}, kByContentCells},
+    Grouping{{"likeness", 15}, {"facility", "name", "desc"}, kByLikenessCells},
+};
+
+int add_one() noexcept {
+  NoticeRecord record{};
+  return annal_notice_add(&record);
+}
+
+int list_some() noexcept {
+  return annal_notice_query(nullptr, 0, 0, 1, 0, nullptr);
+}
+
+using Use = int (*)() noexcept;
+constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
+
+}  // namespace
+
+const Log kLog{
+    .name = "notice",
+    .entries = "notices",
+    .path = "/etc/logs/notice.log",
+    .table = "ANNAL_NOTICE",
+    .columns = kColumns,
+    .first_columns = 21,
+    .usual_limit = 10000,
+    .count = count_all,
+    .create_anywhere = annal_notice_create_tbl,
+    .uses = kUses,
+};
+
+std::vector<Facility> facilities() {
+  std::vector<Facility> all;
+  for (const NoticeFacility* listed = notice_facility_list; listed->name != nullptr; ++listed) {
+    all.push_back({listed->number, listed->name});
+  }
+  all.push_back({kBackgroundTask, display_name(kBackgroundTask)});
+  return all;
+}
+
+int facility_of(const std::string& text) {
+  if (const std::optional<std::int64_t> number = whole_number(text)) {
+    if (*number < std::numeric_limits<int>::min() || *number > std::numeric_limits<int>::max()) {
+      throw Refusal(fmt::format("'{}' is no whole number of 32 bits", text));
+    }
+    return static_cast<int>(*number);
+  }
+  // Facility 0 has no name, which is not to say that an empty text means it.
+  const std::vector<Facility> all = facilities();
+  const auto found = std::find_if(all.begin(), all.end(), [&text](const Facility& facility) {
+    return !text.empty() && same_name(facility.name, text);
+  });
+  if (found == all.end()) {
+    throw Refusal(fmt::format("'{}' is no facility: 'annalctl facilities' lists them", text));
+  }
+  return found->number;
+}
+
+std::int64_t seconds_of(const std::string& text) {
+  std::optional<std::int64_t> seconds = whole_number(text);
+  if (!seconds) {
+    seconds = parse_time(text);
+  }
+  if (!seconds) {
+    throw Refusal(fmt::format("'{}' is no time: write it as '2026-11-21 10:00:00' or '1795255200'", text));
+  }
+  return *seconds;
+}
+
+const std::span<const Choice> kSeverities = kSeverityChoices;
+const std::span<const Sort> kSorts = kSortTable;
+const std::span<const Grouping> kGroupings = kGroupingTable;
+
+RowShape listed_shape() {
+  return {{kColumns.begin(), kColumns.end()}, kListCells};
+}
+
+}  // namespace annalctl::notice

@@ -1,0 +1,54 @@
+// The notice log as data: its file, its columns and the facilities that notices come from.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/annalctl/arguments/choice.h"
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/output/output.h"
+#include "tools/annalctl/output/text_table.h"
+#include "tools/annalctl/query/query.h"
+
+namespace annalctl::notice {
+
+extern const Log kLog;
+
+struct Facility {
+  int number;
+  std::string name;
+};
+
+[[nodiscard]] std::vector<Facility> facilities();
+
+// What a person writes for a facility: its number, or its name in any case. Throws Refusal for what is neither.
+[[nodiscard]] int facility_of(const std::string& text);
+
+// Seconds since 1970, from a number, with or without "@" in front, or a local time. Throws Refusal for what is neither.
+[[nodiscard]] std::int64_t seconds_of(const std::string& text);
+
+extern const std::span<const Choice> kSeverities;
+
+extern const std::span<const Sort> kSorts;
+
+enum SortCode : unsigned {
+  kOldestFirst = 0,
+  kNewestFirst = 1,
+  kHighestIdFirst = 13,
+};
+
+// One way to group: the columns whose values a group shares, and those to be shown, which say something about a group
+// as a whole.
+struct Grouping {
+  Choice choice;
+  std::array<const char*, 3> columns;
+  std::span<const TableColumn> table;
+};
+extern const std::span<const Grouping> kGroupings;
+
+[[nodiscard]] RowShape listed_shape();
+
+}  // namespace annalctl::notice

@@ -1,0 +1,127 @@
+#include "tools/annalctl/query/listing.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/log/result.h"
+#include "tools/annalctl/query/sorted_rows.h"
+
+namespace annalctl {
+
+namespace {
+
+// Writes pages of rows, and says when the tool's own limit has left some out.
+class PageWriter {
+ public:
+  PageWriter(const Listing& listing, const Page& page, Program& program)
+      : page_(page), sink_(make_sink(program.format(), listing.shape, program.terminal, program.output)) {}
+
+  void write(const RowPage& rows) {
+    for (std::size_t row = 0; row < rows.size() && !more_; ++row) {
+      more_ = page_.bounded() && written_ == page_.limit;
+      if (!more_) {
+        sink_->row(rows.values(row));
+        ++written_;
+      }
+    }
+  }
+
+  void finish(Program& program) {
+    sink_->finish();
+    program.output.finish();
+    if (more_ && !page_.limit_given) {
+      complain(fmt::format("these are {} rows, and there are more: see --all, --limit and --offset", written_));
+    }
+  }
+
+ private:
+  const Page& page_;
+  std::unique_ptr<RowSink> sink_;
+  int written_ = 0;
+  bool more_ = false;
+};
+
+// By the ids themselves there is nothing to sort.
+void read_by_id(Reader& reader, const Query& query, Page::Window window, const TakePage& take) {
+  using Direction = IdRanges::Direction;
+  RowStream stream(reader, query, query.descending ? Direction::kFalling : Direction::kRising,
+                   {.through = reader.highest_id()});
+  RowPage page;
+  for (auto [left, skipped] = window; left > 0 && stream.next(page);) {
+    const auto rows = static_cast<std::int64_t>(page.size());
+    page.keep_only(static_cast<std::size_t>(skipped), static_cast<std::size_t>(left));
+    skipped -= std::min(skipped, rows);
+    left -= static_cast<std::int64_t>(page.size());
+    take(page);
+  }
+}
+
+void read_rows(Reader& reader, const Query& query, Page::Window window, const TakePage& take) {
+  if (window.limit == 0) {
+    return;
+  }
+  if (query.goes_by_id()) {
+    read_by_id(reader, query, window, take);
+    return;
+  }
+  RowPage page;
+  if (reader.read_at_once(query, window.limit, window.offset, page)) {
+    take(page);
+    return;
+  }
+  (query.groups.empty() ? read_sorted : read_groups)(reader, query, window.limit, window.offset, take);
+}
+
+}  // namespace
+
+std::string failure_text(const Call& call, const ReadFailure& failure) {
+  const std::string cause = failure.what();
+  return cause.empty() ? failure_text(Call{call.log, call.doing, call.purpose, failure.begun()}, failure.code())
+                       : fmt::format("cannot {}: {}", call.doing, cause);
+}
+
+int report_failure(const Call& call, const ReadFailure& failure) {
+  complain(failure_text(call, failure));
+  return kFailure;
+}
+
+int show_page(const Listing& listing, const Page& page, Program& program) {
+  if (!log_is_there(listing.call.log)) {
+    return kFailure;
+  }
+  std::optional<PageWriter> writer;
+  try {
+    Reader reader(listing.call.log);
+    // A table that is not there is a failure also when nothing is wanted of it, and then has no titles either.
+    static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {} AS t{}", reader.table(), where(listing.query))));
+    writer.emplace(listing, page, program);
+    read_rows(reader, listing.query, page.window(), [&reader, &writer](const RowPage& rows) {
+      reader.require_released();
+      writer->write(rows);
+    });
+  } catch (const ReadFailure& failure) {
+    return report_failure(listing.call, failure);
+  }
+  writer->finish(program);
+  return kSuccess;
+}
+
+int show_count(const Listing& listing, Program& program) {
+  if (!log_is_there(listing.call.log)) {
+    return kFailure;
+  }
+  std::int64_t count = 0;
+  try {
+    count = Reader(listing.call.log).count(listing.query);
+  } catch (const ReadFailure& failure) {
+    return report_failure(listing.call, failure);
+  }
+  write_number(program.format(), "count", static_cast<int>(count), program.output);
+  return kSuccess;
+}
+
+}  // namespace annalctl

@@ -1,0 +1,26 @@
+// Lists the rows of a query: those of a table, or its groups.
+#pragma once
+
+#include "tools/annalctl/arguments/page_options.h"
+#include "tools/annalctl/output/output.h"
+#include "tools/annalctl/program.h"
+#include "tools/annalctl/query/query.h"
+#include "tools/annalctl/query/reader.h"
+
+namespace annalctl {
+
+struct Listing {
+  Call call;
+  RowShape shape;
+  Query query;
+};
+
+// Both return the exit status, and have reported a failure.
+[[nodiscard]] int show_page(const Listing& listing, const Page& page, Program& program);
+[[nodiscard]] int show_count(const Listing& listing, Program& program);
+
+// Prints why a log could not be read, and returns the exit status.
+[[nodiscard]] int report_failure(const Call& call, const ReadFailure& failure);
+[[nodiscard]] std::string failure_text(const Call& call, const ReadFailure& failure);
+
+}  // namespace annalctl

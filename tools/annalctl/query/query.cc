@@ -1,0 +1,119 @@
+#include "tools/annalctl/query/query.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "tools/annalctl/base/failure.h"
+
+namespace annalctl {
+
+namespace {
+
+// SQLite refuses longer patterns.
+constexpr std::size_t kLongestPattern = 50000;
+
+void append(std::string& list, const std::string& item) {
+  list += (list.empty() ? "" : ", ") + item;
+}
+
+std::string ordered_by(const std::string& columns) {
+  return columns.empty() ? "" : " ORDER BY " + columns;
+}
+
+}  // namespace
+
+Condition equals(const std::string& column, Condition::Value value) {
+  return {column + " = ?", {std::move(value)}};
+}
+
+Condition contains(const std::string& column, const std::string& text) {
+  std::string pattern = "%" + text + "%";
+  if (pattern.size() > kLongestPattern) {
+    throw Refusal(fmt::format("a text to look for is {} bytes long, which is too long: at most {} can be looked for",
+                              text.size(), kLongestPattern - 2));
+  }
+  return {column + " LIKE ?", {std::move(pattern)}};
+}
+
+std::vector<Choice> choices_of(std::span<const Sort> sorts) {
+  std::vector<Choice> choices;
+  std::transform(sorts.begin(), sorts.end(), std::back_inserter(choices), [](const Sort& sort) { return sort.choice; });
+  return choices;
+}
+
+void Query::order_by(std::span<const Sort> sorts, unsigned code) {
+  descending = (code & 1U) != 0;
+  sort.clear();
+  for (const Sort& known : sorts) {
+    if (known.choice.code == (code & ~1U)) {
+      for (const char* column : known.columns) {
+        if (column != nullptr) {
+          sort.emplace_back(column);
+        }
+      }
+    }
+  }
+}
+
+void Query::group_by(std::span<const char* const> shared) {
+  for (const char* column : shared) {
+    if (column != nullptr) {
+      groups.emplace_back(column);
+    }
+  }
+}
+
+std::string where(const Query& query, const std::string& first) {
+  std::string clause = first.empty() ? "" : " WHERE " + first;
+  for (const Condition& condition : query.conditions) {
+    clause += fmt::format("{}({})", clause.empty() ? " WHERE " : " AND ", condition.expression);
+  }
+  return clause;
+}
+
+int bind_values(const Statement& statement, const Query& query, int place) {
+  for (const Condition& condition : query.conditions) {
+    for (const Condition::Value& value : condition.values) {
+      std::visit([&statement, place](const auto& one) { statement.bind(place, one); }, value);
+      ++place;
+    }
+  }
+  return place;
+}
+
+std::string order_of_rows(const Query& query, const std::string& id) {
+  const char* const direction = query.descending ? " DESC" : "";
+  std::string columns;
+  for (const std::string& column : query.sort) {
+    append(columns, column + direction);
+  }
+  append(columns, id + direction);
+  return ordered_by(columns);
+}
+
+std::string order_of_groups(const Query& query, const std::string& size) {
+  std::string columns = query.largest_first ? size + " DESC" : "";
+  for (const std::string& column : query.sort) {
+    append(columns, column + (query.descending ? " DESC" : ""));
+  }
+  for (const std::string& column : query.groups) {
+    const bool sorted = std::find(query.sort.begin(), query.sort.end(), column) != query.sort.end();
+    if (!sorted) {
+      append(columns, column);
+    }
+  }
+  return ordered_by(columns);
+}
+
+std::string listed(std::span<const std::string> columns) {
+  std::string list;
+  for (const std::string& column : columns) {
+    append(list, column);
+  }
+  return list;
+}
+
+}  // namespace annalctl

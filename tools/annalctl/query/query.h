@@ -1,0 +1,71 @@
+// What is asked of a log: conditions, an order and groups, as data from which statements are put together.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "tools/annalctl/arguments/choice.h"
+#include "tools/annalctl/base/sqlite.h"
+
+namespace annalctl {
+
+// One condition: an expression with a "?" for each of its values.
+struct Condition {
+  using Value = std::variant<std::int64_t, std::string>;
+
+  std::string expression;
+  std::vector<Value> values;
+};
+
+[[nodiscard]] Condition equals(const std::string& column, Condition::Value value);
+// In a text "%" stands for any text and "_" for any character. Throws Refusal for one that is too long to look for.
+[[nodiscard]] Condition contains(const std::string& column, const std::string& text);
+
+// One order that can be asked for: its name, and the columns that it goes by.
+struct Sort {
+  Choice choice;
+  std::array<const char*, 2> columns{};
+};
+
+[[nodiscard]] std::vector<Choice> choices_of(std::span<const Sort> sorts);
+
+struct Query {
+  const char* columns = "t.*";  // what is listed of the table, which is called t
+  const char* id = "";          // the column that has the rows' ids
+  std::vector<Condition> conditions;
+
+  // Rows that are equal in these columns come in the order of their ids. Groups that are come in the order of what they
+  // are grouped by.
+  std::vector<std::string> sort;
+  bool descending = false;
+
+  // Of a group its newest row is listed, and its size as a last column.
+  std::vector<std::string> groups;
+  bool largest_first = false;
+
+  // Whether the ids alone give the order.
+  [[nodiscard]] bool goes_by_id() const { return groups.empty() && (sort.empty() || sort.front() == id); }
+
+  // Sorts as a code says: a choice's is its ascending order, one more is descending.
+  void order_by(std::span<const Sort> sorts, unsigned code);
+  void group_by(std::span<const char* const> shared);
+};
+
+// "WHERE first AND …"; first may be empty.
+[[nodiscard]] std::string where(const Query& query, const std::string& first = {});
+// Binds the conditions' values from a place on, and returns the place behind them.
+int bind_values(const Statement& statement, const Query& query, int place);
+
+// "ORDER BY …" for rows whose id has this name.
+[[nodiscard]] std::string order_of_rows(const Query& query, const std::string& id);
+// The same for groups whose size has this name.
+[[nodiscard]] std::string order_of_groups(const Query& query, const std::string& size);
+
+// "one, two": with nothing in front of the first.
+[[nodiscard]] std::string listed(std::span<const std::string> columns);
+
+}  // namespace annalctl

@@ -1,0 +1,163 @@
+#include "tools/annalctl/query/query_commands.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/annalctl/arguments/when.h"
+#include "tools/annalctl/query/listing.h"
+#include "tools/annalctl/query/tail.h"
+
+namespace annalctl {
+
+namespace {
+
+struct Selection {
+  Filters filters;
+  std::vector<Choice> sorts;  // the names of the orders, as options want them
+  std::optional<unsigned> sort;
+  bool reverse = false;
+  Page page;
+
+  // The order asked for, or the one of the command.
+  [[nodiscard]] unsigned order(unsigned usual) const {
+    const unsigned code = sort.value_or(usual);
+    return reverse ? code ^ 1U : code;
+  }
+};
+
+struct GroupArguments {
+  Selection selection;
+  std::vector<Choice> choices;  // the names of the groupings, as options want them
+  std::optional<unsigned> by;
+  bool by_size = false;
+};
+
+struct TailArguments {
+  Filters filters;
+  TailOptions options;
+};
+
+std::string footer(const char* notes, const char* examples) {
+  return fmt::format("{}{}{}\n\nExamples:\n{}", notes, kFilterNotes, kWhenForms, examples);
+}
+
+void add_selection_options(CLI::App& command, Selection& selection, std::span<const Sort> sorts) {
+  selection.sorts = choices_of(sorts);
+  auto* const sort = add_choice(command, "--sort", selection.sort, selection.sorts, "Order, ascending");
+  auto* const reverse = command.add_flag("--reverse", selection.reverse, "Turn the order round");
+  auto* const newest = command.add_flag_callback(
+      "--newest", [&selection] { selection.sort = kNewestFirst; }, "Newest date first");
+  auto* const oldest = command.add_flag_callback(
+      "--oldest", [&selection] { selection.sort = kOldestFirst; }, "Oldest date first");
+  newest->excludes(sort)->excludes(reverse)->excludes(oldest);
+  oldest->excludes(sort)->excludes(reverse);
+  add_page_options(command, selection.page);
+}
+
+RowShape listed_shape(const Search& search) {
+  return {{search.log.columns.begin(), search.log.columns.end()}, search.table};
+}
+
+RowShape grouped_shape(const Search& search, const Grouping& grouping) {
+  RowShape shape = listed_shape(search);
+  shape.columns.push_back({"count", true});
+  shape.table = grouping.table;
+  return shape;
+}
+
+Listing listing_of(const Search& search, const Filters& filters, unsigned sort) {
+  Listing listing{
+      {search.log, fmt::format("list the {}", search.log.entries), Purpose::kReading},
+      listed_shape(search),
+      {},
+  };
+  listing.query.columns = search.columns;
+  listing.query.id = search.id;
+  listing.query.conditions = filters.conditions(search.filters);
+  listing.query.order_by(search.sorts, sort);
+  return listing;
+}
+
+int run_list(const Search& search, Selection& selection, Program& program) {
+  selection.filters.resolve_period();
+  return show_page(listing_of(search, selection.filters, selection.order(kNewestFirst)), selection.page, program);
+}
+
+int run_tail(const Search& search, TailArguments& arguments, Program& program) {
+  arguments.filters.resolve_period();
+  return show_tail({listing_of(search, arguments.filters, kHighestIdFirst)}, arguments.options, program);
+}
+
+int run_count(const Search& search, Filters& filters, Program& program) {
+  filters.resolve_period();
+  Listing listing = listing_of(search, filters, kNewestFirst);
+  listing.call.doing = fmt::format("count the {}", search.log.entries);
+  return show_count(listing, program);
+}
+
+int run_group(const Search& search, GroupArguments& arguments, Program& program) {
+  Selection& selection = arguments.selection;
+  selection.filters.resolve_period();
+  const unsigned by = arguments.by.value_or(0);
+  const Grouping& grouping = *std::find_if(search.groupings.begin(), search.groupings.end(),
+                                           [by](const Grouping& one) { return one.choice.code == by; });
+  Listing listing = listing_of(search, selection.filters, selection.order(grouping.sort));
+  listing.call.doing = fmt::format("group the {}", search.log.entries);
+  listing.shape = grouped_shape(search, grouping);
+  listing.query.group_by(grouping.columns);
+  listing.query.largest_first = arguments.by_size;
+  return show_page(listing, selection.page, program);
+}
+
+}  // namespace
+
+void add_list_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command =
+      commands.add_subcommand("list", fmt::format("Show {}, the newest first", search.log.entries));
+  const auto selection = std::make_shared<Selection>();
+  command->footer(
+      footer("Without --sort and --oldest the newest date comes first. Entries that are equal in\n"
+             "the order asked for come in the order of their ids, which is reversed with it.\n",
+             search.list_examples));
+  selection->filters.add_options(*command, search.filters, search.log.entries);
+  add_selection_options(*command, *selection, search.sorts);
+  command->callback([selection, &program, &search] { program.status = run_list(search, *selection, program); });
+}
+
+void add_tail_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command = commands.add_subcommand(
+      "tail", fmt::format("Show the newest {}, and each new one when it is there", search.log.entries));
+  const auto arguments = std::make_shared<TailArguments>();
+  command->footer(fmt::format("{}{}\n\n{}", kFilterNotes, kWhenForms, tail_footer(search.log)));
+  add_tail_options(*command, arguments->options);
+  arguments->filters.add_options(*command, search.filters, search.log.entries);
+  command->callback([arguments, &program, &search] { program.status = run_tail(search, *arguments, program); });
+}
+
+void add_count_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command = commands.add_subcommand("count", fmt::format("Print the number of {}", search.log.entries));
+  const auto filters = std::make_shared<Filters>();
+  command->footer(footer("", search.count_examples));
+  filters->add_options(*command, search.filters, search.log.entries);
+  command->callback([filters, &program, &search] { program.status = run_count(search, *filters, program); });
+}
+
+void add_group_command(CLI::App& commands, Program& program, const Search& search) {
+  CLI::App* const command =
+      commands.add_subcommand("group", fmt::format("Show groups of {} and their sizes", search.log.entries));
+  const auto arguments = std::make_shared<GroupArguments>();
+  std::transform(search.groupings.begin(), search.groupings.end(), std::back_inserter(arguments->choices),
+                 [](const Grouping& grouping) { return grouping.choice; });
+  command->footer(footer(search.group_notes, search.group_examples));
+  add_choice(*command, "--by", arguments->by, arguments->choices, "What those of a group share")->required();
+  arguments->selection.filters.add_options(*command, search.filters.first(search.group_texts), search.log.entries);
+  add_selection_options(*command, arguments->selection, search.sorts.first(search.group_sorts));
+  command->add_flag("--by-size", arguments->by_size, "Largest groups first; --sort decides between equal ones");
+  command->callback([arguments, &program, &search] { program.status = run_group(search, *arguments, program); });
+}
+
+}  // namespace annalctl

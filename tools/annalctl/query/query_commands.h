@@ -1,0 +1,57 @@
+// Listing, following, counting and grouping entries, which differ between the logs by what can be looked for in them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "tools/annalctl/arguments/choice.h"
+#include "tools/annalctl/arguments/page_options.h"
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/output/text_table.h"
+#include "tools/annalctl/program.h"
+#include "tools/annalctl/query/filter_options.h"
+#include "tools/annalctl/query/query.h"
+
+namespace annalctl {
+
+// The orders that all logs have; one more is the other direction.
+enum SortCode : unsigned {
+  kOldestFirst = 0,
+  kNewestFirst = 1,
+  kHighestIdFirst = 13,
+};
+
+// One way to group: its code, the order that shows its groups best, the columns whose values a group shares, and those
+// to be shown, which say something about a group as a whole.
+struct Grouping {
+  Choice choice;
+  unsigned sort;
+  std::array<const char*, 3> columns;
+  std::span<const TableColumn> table;
+};
+
+struct Search {
+  const Log& log;
+  const char* columns;  // what is listed
+  const char* id;       // the column of the ids
+  std::span<const TableColumn> table;
+  FilterTable filters;
+  std::size_t group_texts;  // so many of the filters the grouping knows
+  std::span<const Sort> sorts;
+  std::size_t group_sorts;  // so many of them the grouping knows
+  std::span<const Grouping> groupings;
+  const char* list_examples;
+  const char* count_examples;
+  const char* group_notes;
+  const char* group_examples;
+};
+
+// A command keeps the reference.
+void add_list_command(CLI::App& commands, Program& program, const Search& search);
+void add_tail_command(CLI::App& commands, Program& program, const Search& search);
+void add_count_command(CLI::App& commands, Program& program, const Search& search);
+void add_group_command(CLI::App& commands, Program& program, const Search& search);
+
+}  // namespace annalctl

@@ -1,0 +1,141 @@
+// Reads a log without getting in the way of those that write to it: every read transaction is short, and none is open
+// while rows are written out, however long that takes.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/base/sqlite.h"
+#include "tools/annalctl/files/file_state.h"
+#include "tools/annalctl/query/query.h"
+#include "tools/annalctl/query/row_buffer.h"
+
+namespace annalctl {
+
+// The log could not be read on.
+class ReadFailure : public std::runtime_error {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  // code: the library's for such a failure. begun: when the transaction that failed began.
+  ReadFailure(int code, Clock::time_point begun) : ReadFailure(code, begun, {}) {}
+  // With a cause that is known already.
+  ReadFailure(int code, Clock::time_point begun, const std::string& cause)
+      : std::runtime_error(cause), code_(code), begun_(begun) {}
+
+  [[nodiscard]] int code() const { return code_; }
+  [[nodiscard]] Clock::time_point begun() const { return begun_; }
+
+ private:
+  int code_;
+  Clock::time_point begun_;
+};
+
+class Reader {
+ public:
+  // Opens the log as the library does, so that a change that was cut off is undone first.
+  explicit Reader(const Log& log);
+
+  // While it lives the log is locked for reading: there is nothing in its scope that may wait for anybody.
+  class Turn {
+   public:
+    explicit Turn(Reader& reader);
+    ~Turn();
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    [[nodiscard]] std::chrono::steady_clock::duration lasted() const;
+
+   private:
+    Reader& reader_;
+    std::chrono::steady_clock::time_point locked_;
+  };
+
+  [[nodiscard]] Statement prepare(const std::string& text);
+  void run(const std::string& text);
+  // The next row; false at the end.
+  bool next(Statement& statement);
+
+  // Fills a page by one statement that may use any index. False, with the page empty, when the rows are more than a
+  // page or the statement takes longer than writers are to wait.
+  [[nodiscard]] bool read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowPage& page);
+
+  // Of the rows that are there; below all ids when there is none.
+  [[nodiscard]] std::int64_t highest_id();
+
+  // The number of rows that satisfy the conditions.
+  [[nodiscard]] std::int64_t count(const Query& query);
+
+  // The table, as "main.NAME".
+  [[nodiscard]] std::string table() const { return std::string("main.") + log_.table; }
+
+  // To be called before rows are written out: a lock that were held then would last as long as the reader likes.
+  void require_released() const;
+
+  // Whether the log is the one of this state, which was taken after opening and before reading.
+  [[nodiscard]] bool is_of(const FileState& state);
+
+ private:
+  [[nodiscard]] ReadFailure failure() const;
+  void require_same_log();
+  [[nodiscard]] std::optional<std::int64_t> highest_id_ever();
+
+  const Log& log_;
+  ReadFailure::Clock::time_point begun_ = ReadFailure::Clock::now();
+  Database database_;
+  std::optional<Statement> schema_statement_;
+  std::optional<std::int64_t> schema_;
+  std::optional<std::int64_t> highest_id_;
+};
+
+// Goes through the ids of a table in ranges, each of which is read in a few milliseconds.
+class IdRanges {
+ public:
+  enum class Direction { kRising, kFalling };
+
+  struct Bounds {
+    std::int64_t after = std::numeric_limits<std::int64_t>::min();
+    std::int64_t through = std::numeric_limits<std::int64_t>::max();
+  };
+
+  IdRanges(Reader& reader, Direction direction, Bounds bounds);
+
+  // "rowid > ?1 AND rowid <= ?2"
+  [[nodiscard]] static const char* condition();
+
+  // Within a turn: the range to read next; nothing when there is none.
+  [[nodiscard]] std::optional<Bounds> next();
+  // Reading stopped at a row in the range.
+  void stopped_at(std::int64_t id);
+  // At the end of a turn.
+  void learn_from(const Reader::Turn& turn);
+
+ private:
+  Reader& reader_;
+  Direction direction_;
+  Bounds left_;
+  Statement end_;
+  bool ended_ = false;
+  std::int64_t width_;
+};
+
+// The rows of a query by their ids, a page at a time. The query has to live as long.
+class RowStream {
+ public:
+  RowStream(Reader& reader, const Query& query, IdRanges::Direction direction, IdRanges::Bounds bounds = {});
+
+  // The next rows, at least one; false at the end.
+  [[nodiscard]] bool next(RowPage& page);
+
+ private:
+  Reader& reader_;
+  IdRanges ranges_;
+  Statement rows_;
+};
+
+}  // namespace annalctl

@@ -1,0 +1,259 @@
+#include "tools/annalctl/query/tail.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/annalctl/arguments/number_range.h"
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/files/file_state.h"
+#include "tools/annalctl/log/diagnosis.h"
+#include "tools/annalctl/log/result.h"
+#include "tools/annalctl/output/kept_row.h"
+
+namespace annalctl {
+
+namespace {
+
+constexpr double kShortestInterval = 0.01;
+constexpr double kLongestInterval = 86400;
+
+// --- how it ends ---
+
+volatile std::sig_atomic_t g_writing = 0;
+volatile std::sig_atomic_t g_ending = 0;
+
+extern "C" void end_on_signal(int /*signal*/) {
+  // Between two batches nothing is left to write, and a read of the log can be given up anywhere. That may be a wait of
+  // 20 seconds for a lock, which nobody who has pressed ^C wants to see to its end.
+  if (g_writing == 0) {
+    _exit(kSuccess);
+  }
+  g_ending = 1;
+}
+
+void end_on(int signal) {
+  struct sigaction before {};
+  if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) {
+    return;  // as under nohup
+  }
+  struct sigaction action {};
+  action.sa_handler = end_on_signal;  // without SA_RESTART: a write to a reader that does not read is given up as well
+  sigemptyset(&action.sa_mask);
+  static_cast<void>(sigaction(signal, &action, nullptr));
+}
+
+// While it lives a signal waits for the end of the batch, so that no line is cut.
+class Writing {
+ public:
+  Writing() { g_writing = 1; }
+  ~Writing() {
+    g_writing = 0;
+    if (g_ending != 0) {
+      _exit(kSuccess);
+    }
+  }
+  Writing(const Writing&) = delete;
+  Writing& operator=(const Writing&) = delete;
+};
+
+// Waits, and notices meanwhile that the reader has gone away: the next write may be hours ahead.
+void wait(double seconds) {
+  pollfd reader{STDOUT_FILENO, 0, 0};
+  const int ready = poll(&reader, 1, static_cast<int>(seconds * 1000));
+  if (ready > 0 && (reader.revents & (POLLERR | POLLHUP)) != 0) {
+    throw WriteFailure(EPIPE);
+  }
+  if (ready > 0) {
+    static_cast<void>(poll(nullptr, 0, static_cast<int>(seconds * 1000)));
+  }
+}
+
+// --- what it shows ---
+
+class Follower {
+ public:
+  Follower(const Tail& tail, const TailOptions& options, Program& program)
+      : tail_(tail),
+        options_(options),
+        program_(program),
+        sink_(make_sink(program.format(), tail.listing.shape, program.terminal, program.output)) {}
+
+  int show_page() {
+    if (!log_is_there(log())) {
+      return kFailure;
+    }
+    try {
+      Reader reader(log());
+      show_newest(reader);
+    } catch (const ReadFailure& failure) {
+      return report_failure(tail_.listing.call, failure);
+    }
+    return kSuccess;
+  }
+
+  int follow() {
+    for (;; wait(options_.interval)) {
+      const FileState now = state_of(log().path);
+      if (asked_ == now) {
+        continue;
+      }
+      if (const auto obstacle = file_obstacle(log(), Purpose::kReading)) {
+        tell(fmt::format("cannot open {}: {}", log().path, *obstacle));
+        continue;
+      }
+      try {
+        show_news();
+        told_.clear();
+      } catch (const ReadFailure& failure) {
+        tell(failure_text(tail_.listing.call, failure));
+      }
+    }
+  }
+
+ private:
+  using Direction = IdRanges::Direction;
+
+  struct Last {
+    std::int64_t id;
+    KeptRow row;
+  };
+
+  [[nodiscard]] const Log& log() const { return tail_.listing.call.log; }
+
+  // Once, until something else stands in the way.
+  void tell(const std::string& obstacle) {
+    if (obstacle != told_) {
+      complain(obstacle + " - waiting");
+      told_ = obstacle;
+    }
+  }
+
+  // The ids that the newest entries have, so many as there are lines to show. With none to show, the newest is still
+  // needed to know what comes after it.
+  [[nodiscard]] IdRanges::Bounds newest(Reader& reader) const {
+    Query ids = tail_.listing.query;
+    ids.columns = "NULL";
+    RowStream stream(reader, ids, Direction::kFalling);
+    RowPage page;
+    IdRanges::Bounds bounds{0, 0};
+    for (std::size_t left = static_cast<std::size_t>(std::max(options_.lines, 1)); left > 0 && stream.next(page);) {
+      page.keep_only(0, left);
+      bounds.through = bounds.through == 0 ? page.id(0) : bounds.through;
+      bounds.after = page.id(page.size() - 1) - 1;
+      left -= page.size();
+    }
+    return bounds;
+  }
+
+  void show_newest(Reader& reader) {
+    show(reader, newest(reader), options_.lines > 0);
+    if (!last_) {
+      write({});  // titles, if nothing else
+    }
+  }
+
+  // Writes the entries with these ids, a page at a time.
+  void show(Reader& reader, IdRanges::Bounds bounds, bool written = true) {
+    RowStream stream(reader, tail_.listing.query, Direction::kRising, bounds);
+    RowPage page;
+    while (stream.next(page)) {
+      reader.require_released();
+      const std::size_t newest = page.size() - 1;
+      last_ = Last{page.id(newest), KeptRow(page.values(newest))};
+      write(written ? page : RowPage());
+    }
+  }
+
+  // In what may be another log the id alone says nothing.
+  [[nodiscard]] bool still_has_last(Reader& reader) const {
+    RowStream stream(reader, tail_.listing.query, Direction::kRising, {last_->id - 1, last_->id});
+    RowPage page;
+    return stream.next(page) && KeptRow(page.values(0)).agrees_with(last_->row);
+  }
+
+  void show_news() {
+    Reader reader(log());
+    // It is open and not yet locked, so that it can be told which file it is: what else is found there is read next.
+    const FileState now = state_of(log().path);
+    if (!reader.is_of(now)) {
+      return;
+    }
+    if (!asked_) {
+      show_newest(reader);
+    } else {
+      if (last_ && may_be_another_log(*asked_, now) && !still_has_last(reader)) {
+        last_.reset();
+      }
+      IdRanges::Bounds news;
+      news.after = last_ ? last_->id : news.after;
+      show(reader, news);
+    }
+    asked_ = now;
+  }
+
+  void write(const RowPage& page) {
+    const Writing writing;
+    for (std::size_t row = 0; row < page.size(); ++row) {
+      sink_->row(page.values(row));
+    }
+    sink_->finish();
+    program_.output.finish();
+  }
+
+  const Tail& tail_;
+  const TailOptions& options_;
+  Program& program_;
+  std::unique_ptr<RowSink> sink_;
+  std::optional<FileState> asked_;  // as it was before it last answered
+  std::optional<Last> last_;        // the newest entry that was there then
+  std::string told_;
+};
+
+}  // namespace
+
+void add_tail_options(CLI::App& command, TailOptions& options) {
+  command.add_option("--lines,-n", options.lines, "Begin with so many of the newest; without it 10")
+      ->type_name("N")
+      ->check(at_least(0));
+  auto* const no_follow = command.add_flag("--no-follow", options.no_follow, "Leave when those are shown");
+  command.add_option("--interval", options.interval, "Look for new ones every so many seconds; without it 1")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(kShortestInterval, kLongestInterval))
+      ->excludes(no_follow);
+}
+
+std::string tail_footer(const Log& log) {
+  return fmt::format(
+      "Shows the newest {1} in the order in which they were stored, then each new one, until it is interrupted (^C or\n"
+      "SIGTERM), which is a success. A log that is not there yet, is locked or otherwise cannot be read is waited "
+      "for:\n"
+      "what stands in the way is told once. A log that was made anew is shown from its first entry on. What was "
+      "stored\n"
+      "and deleted again between two looks is not seen.\n"
+      "\n"
+      "Examples:\n"
+      "  annalctl {0}{2} tail\n"
+      "  annalctl {0}{2} tail --lines 100 --no-follow\n"
+      "  annalctl {0}{2} tail --lines 0 --json",
+      log.name, log.entries, log.options);
+}
+
+int show_tail(const Tail& tail, const TailOptions& options, Program& program) {
+  Follower follower(tail, options, program);
+  if (options.no_follow) {
+    return follower.show_page();
+  }
+  end_on(SIGINT);
+  end_on(SIGTERM);
+  return follower.follow();
+}
+
+}  // namespace annalctl

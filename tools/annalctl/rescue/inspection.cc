@@ -1,0 +1,286 @@
+#include "tools/annalctl/rescue/inspection.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <system_error>
+
+#include "tools/annalctl/files/file_lock.h"
+#include "tools/annalctl/files/private_view.h"
+#include "tools/annalctl/log/diagnosis.h"
+#include "tools/annalctl/rescue/interior.h"
+
+namespace annalctl {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+// The file itself, if there is one: what belongs to it stands beside it, and not beside a link to it.
+std::string real_name(const char* path) {
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path, nullptr), std::free);
+  return real != nullptr ? real.get() : path;
+}
+
+unsigned char byte_of(const RegularFile& file, off_t place) {
+  unsigned char byte = 0;
+  return pread(file.descriptor(), &byte, 1, place) == 1 ? byte : static_cast<unsigned char>(0);
+}
+
+bool writes_ahead(const RegularFile& file) {
+  constexpr off_t kReadVersionAt = 19;
+  constexpr unsigned char kWriteAhead = 2;
+  return byte_of(file, kReadVersionAt) == kWriteAhead;
+}
+
+bool is_at(const RegularFile& file, const std::string& path) {
+  struct stat open_one {};
+  struct stat named {};
+  return fstat(file.descriptor(), &open_one) == 0 && stat(path.c_str(), &named) == 0 &&
+         open_one.st_ino == named.st_ino && open_one.st_dev == named.st_dev;
+}
+
+// When and how large: it has changed since if these have.
+struct Moment {
+  explicit Moment(const RegularFile& file) : size(file.size()) {
+    struct stat status {};
+    if (fstat(file.descriptor(), &status) == 0) {
+      seconds = status.st_mtim.tv_sec;
+      nanoseconds = status.st_mtim.tv_nsec;
+    }
+  }
+  bool operator==(const Moment&) const = default;
+
+  std::int64_t size;
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;
+};
+
+// One look at one file.
+class Inspector {
+ public:
+  explicit Inspector(const Log& log) : log_(log), path_(real_name(log.path)) {}
+
+  Inspection run() {
+    if (look_from_outside() && look_at_neighbours()) {
+      if (!look_at_file()) {
+        // With the file closed, lest this process be the one that is found.
+        find(State::kUnknown,
+             fmt::format("it is locked by {}, still after {} s (try again later)",
+                         lock_holder(log_.path, false).value_or("another process"), kLockWaitMilliseconds / 1000));
+      }
+      if (inspection_.sound()) {
+        look_at_ground();
+      }
+    }
+    return std::move(inspection_);
+  }
+
+ private:
+  void find(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
+
+  // Whether there is something to look into.
+  bool look_from_outside() {
+    struct stat status {};
+    const bool there = stat(log_.path, &status) == 0;
+    const bool missing = !there && (errno == ENOENT || errno == ENOTDIR);
+    if (there && !S_ISREG(status.st_mode)) {
+      find(State::kUnknown, "it is not a file (move it away)");
+      return false;
+    }
+    if (there && access(log_.path, R_OK) == 0 && !begins_as_database(log_.path)) {
+      find(State::kDamaged, file_obstacle(log_, Purpose::kReading).value_or("it is not a database"));
+      return false;
+    }
+    if (const auto obstacle = file_obstacle(log_, Purpose::kReading)) {
+      find(missing ? State::kFault : State::kUnknown, *obstacle);
+      return false;
+    }
+    if (status.st_size == 0) {
+      find(State::kFault, fmt::format("it is empty: the log has no table yet (run '{}')", command_for(log_, "create")));
+      return false;
+    }
+    return true;
+  }
+
+  // SQLite would wait for a pipe, and fail on anything else.
+  bool look_at_neighbours() {
+    for (const char* beside : {"-journal", "-wal", "-shm"}) {
+      if (neighbour_at(path_ + beside) == Neighbour::kOther) {
+        find(State::kUnknown,
+             fmt::format("{}{} stands where SQLite puts a file of its own, and is none (move it away)", path_, beside));
+        return false;
+      }
+    }
+    return true;
+  }
+
+  // False when somebody keeps it locked.
+  bool look_at_file() {
+    const auto until = steady_clock::now() + std::chrono::milliseconds(kLockWaitMilliseconds);
+    RegularFile file(path_, RegularFile::Links::kRefused);
+    for (;;) {
+      if (!file.is_open()) {
+        find(State::kUnknown,
+             fmt::format("it cannot be opened: {} (try again)", std::generic_category().message(file.error())));
+        return true;
+      }
+      switch (ReaderLock::take(file, until)) {
+        case ReaderLock::Outcome::kBusy:
+          return false;
+        case ReaderLock::Outcome::kImpossible:
+          find(State::kUnknown,
+               "its file system knows no locks, which the library needs (move the log to another one)");
+          return true;
+        case ReaderLock::Outcome::kHeld:
+          break;
+      }
+      if (is_at(file, path_)) {
+        break;
+      }
+      file = RegularFile(path_, RegularFile::Links::kRefused);  // It was replaced in the meantime.
+    }
+    if (has_unfinished_change(file)) {
+      find(State::kUnfinished,
+           fmt::format("a change of it was cut off, and what undoes it stands in {}-journal: that needs write access "
+                       "(run '{}', which undoes it, then check again)",
+                       log_.path, command_for(log_, "count")));
+      return true;
+    }
+    return look_at_locked(file, until);
+  }
+
+  // A writer that is still there empties its journal itself. One without a beginning has been emptied.
+  [[nodiscard]] bool has_unfinished_change(const RegularFile& file) const {
+    const std::string name = path_ + "-journal";
+    if (neighbour_at(name) == Neighbour::kNone || ReaderLock::has_writer(file)) {
+      return false;
+    }
+    const RegularFile journal(name, RegularFile::Links::kRefused);
+    return journal.error() != ENOENT && (!journal.is_open() || byte_of(journal, 0) != 0);
+  }
+
+  bool look_at_locked(const RegularFile& file, steady_clock::time_point until) {
+    const std::string name = path_ + "-wal";
+    const bool has_changes = neighbour_at(name) == Neighbour::kFile;
+    const bool ahead = writes_ahead(file);
+    if (has_changes && !ahead) {
+      find(State::kUnknown,
+           fmt::format(
+               "{} is not its own, as it is not in write-ahead mode, and yet SQLite would take it for its newest "
+               "changes (move it away, then check again)",
+               name));
+      return true;
+    }
+    const RegularFile none;
+    if (!ahead) {
+      inspection_ = look_inside(log_, file, none);
+      return true;
+    }
+    const RegularFile shared(path_ + "-shm", RegularFile::Links::kRefused);
+    if (shared.is_open() && ReaderLock::take_write_ahead(shared, until) == ReaderLock::Outcome::kBusy) {
+      return false;
+    }
+    const RegularFile changes = has_changes ? RegularFile(name, RegularFile::Links::kRefused) : RegularFile();
+    if (has_changes && !changes.is_open()) {
+      find(State::kUnknown, fmt::format("its newest changes stand in {}, which cannot be opened: {}", name,
+                                        std::generic_category().message(changes.error())));
+      return true;
+    }
+    look_at_write_ahead(file, changes);
+    return true;
+  }
+
+  void look_at_write_ahead(const RegularFile& file, const RegularFile& changes) {
+    const std::string name = path_ + "-wal";
+    const Moment before(file);
+    inspection_ = look_inside(log_, file, changes);
+    // Without a file of its users there was none to lock: who came since may have changed it.
+    if (!inspection_.sound() &&
+        (Moment(file) != before || (!changes.is_open() && neighbour_at(name) != Neighbour::kNone))) {
+      inspection_ = {};
+      return find(State::kUnknown, "it was changed while it was looked at (check again)");
+    }
+    if (inspection_.has(State::kDamaged) && changes.is_open() && !look_inside(log_, file, {}).has(State::kDamaged)) {
+      inspection_ = {};
+      return find(
+          State::kUnknown,
+          fmt::format("with {}, which SQLite takes for its newest changes, it is damaged, and without it sound: "
+                      "that is of another file, or damaged (move it away, then check again)",
+                      name));
+    }
+    auto& findings = inspection_.findings;
+    findings.insert(
+        findings.begin(),
+        {State::kRemark,
+         changes.is_open()
+             ? fmt::format("it is in write-ahead mode, which the library does not set and works with, and its "
+                           "newest changes stand in {}",
+                           name)
+             : "it is in write-ahead mode, which the library does not set and works with"});
+  }
+
+  // What keeps even a sound log from taking entries.
+  void look_at_ground() {
+    if (access(log_.path, W_OK) == 0) {
+      return;
+    }
+    switch (errno) {
+      case EROFS:
+        return find(State::kFault, "its file system can only be read (mount it for writing)");
+      case EPERM:
+        return find(State::kFault, fmt::format("it is marked as not to be changed (run 'chattr -i {}')", log_.path));
+      default:
+        return find(State::kRemark, "this user may read it only");
+    }
+  }
+
+  const Log& log_;
+  std::string path_;
+  Inspection inspection_;
+};
+
+}  // namespace
+
+const char* name_of(State state) {
+  switch (state) {
+    case State::kSound:
+      return "sound";
+    case State::kRemark:
+      return "remark";
+    case State::kFault:
+      return "fault";
+    case State::kUnfinished:
+      return "unfinished";
+    case State::kUnknown:
+      return "unknown";
+    case State::kDamaged:
+      break;
+  }
+  return "damaged";
+}
+
+bool Inspection::has(State state) const {
+  return std::any_of(findings.begin(), findings.end(),
+                     [state](const Finding& finding) { return finding.state == state; });
+}
+
+bool Inspection::sound() const {
+  return std::all_of(findings.begin(), findings.end(),
+                     [](const Finding& finding) { return finding.state == State::kRemark; });
+}
+
+Inspection inspect(const Log& log) {
+  return Inspector(log).run();
+}
+
+}  // namespace annalctl

@@ -1,0 +1,61 @@
+// The file that takes the rows of a damaged log, with this release's schema.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/base/sqlite.h"
+#include "tools/annalctl/rescue/blueprint.h"
+
+namespace annalctl {
+
+class RescueFailure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Everything throws RescueFailure.
+class NewLog {
+ public:
+  NewLog(const Log& log, const std::string& path);
+
+  [[nodiscard]] const Database& database() const { return database_; }
+  [[nodiscard]] std::int64_t rows() const { return rows_; }
+  [[nodiscard]] std::vector<std::int64_t> ids() const;  // in ascending order
+
+  void run(const std::string& statements) const;
+
+  // Stores the row that a statement has been given, unless there is one of its id already: false.
+  bool store(Statement& insert);
+
+  [[nodiscard]] bool has(std::int64_t id);
+
+  // What rows have of which a column is lost: the column's default, and an empty text for one that is today's date.
+  [[nodiscard]] std::string default_of(std::string_view column) const;
+
+  // An id that was given once is not given again.
+  void raise_last_id(std::int64_t id) const;
+
+  // The trigger comes last: while the rows are copied none of them may go. Tells the percentage that is done.
+  void finish(int limit, int batch, const std::function<void(int)>& tell);
+
+  [[noreturn]] void fail() const;
+
+ private:
+  [[nodiscard]] Blueprint make_blueprint(int limit, int batch) const;
+  void make(std::string_view type, const std::function<void(int)>& tell) const;
+
+  const Log& log_;
+  Database database_;
+  Blueprint blueprint_;
+  std::optional<Statement> look_up_;
+  std::int64_t rows_ = 0;
+};
+
+}  // namespace annalctl

@@ -1,0 +1,382 @@
+#include "tools/annalctl/rescue/salvage.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "tools/annalctl/base/confirm.h"
+#include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/sqlite.h"
+#include "tools/annalctl/base/terminal.h"
+#include "tools/annalctl/output/progress.h"
+#include "tools/annalctl/output/ticker.h"
+#include "tools/annalctl/rescue/disk_space.h"
+#include "tools/annalctl/rescue/inspection.h"
+#include "tools/annalctl/rescue/pinned_file.h"
+#include "tools/annalctl/rescue/rescue.h"
+#include "tools/annalctl/rescue/set_aside.h"
+
+namespace annalctl {
+
+namespace {
+
+struct Wishes {
+  bool yes = false;
+  bool force = false;
+};
+
+constexpr char kBegun[] = "salvage";
+constexpr char kUnfinished[] = "unfinished";
+
+// The new file until it is in place. A run that fails takes it away again; one that is killed leaves it behind.
+class NewFile {
+ public:
+  explicit NewFile(const std::string& log)
+      : path_(free_name(log, kBegun)), file_(make_like(log, path_)), pinned_(path_, file_) {}
+  ~NewFile() {
+    close(file_);
+    if (!in_place_) {
+      unlink(path_.c_str());
+    }
+  }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  [[nodiscard]] const std::string& path() const { return path_; }
+  // Writes it to the disk, as what its name still leads to.
+  void sync() const {
+    if (fsync(file_) != 0) {
+      throw FileFailure(fmt::format("cannot write {} to the disk: {}", path_, system_message(errno)));
+    }
+    struct stat status {};
+    if (fstat(file_, &status) != 0 || id_of(path_) != FileId{status.st_dev, status.st_ino}) {
+      throw FileFailure(fmt::format("{} is another file now, which somebody has put there", path_));
+    }
+  }
+  void is_in_place() { in_place_ = true; }
+
+ private:
+  std::string path_;
+  int file_;
+  PinnedFile pinned_;
+  bool in_place_ = false;
+};
+
+class Salvage {
+ public:
+  Salvage(const Log& log, const Wishes& wishes, Program& program) : log_(log), wishes_(wishes), program_(program) {}
+
+  int run() {
+    try {
+      return attempts();
+    } catch (const FileFailure& failure) {
+      complain(failure.what());
+    } catch (const RescueFailure& failure) {
+      complain(fmt::format("cannot salvage {}: {}", log_.path, failure.what()));
+    }
+    complain("the log was left as it is");
+    return kFailure;
+  }
+
+ private:
+  // What was found out about a file says nothing about another one that has got its name since.
+  int attempts() {
+    constexpr int kMost = 3;
+    for (int attempts = 1;; ++attempts) {
+      try {
+        return attempt();
+      } catch (const LogReplaced&) {
+        if (attempts == kMost) {
+          throw;
+        }
+      }
+    }
+  }
+
+  int attempt() {
+    looked_at_ = is_file() ? id_of(real_path()) : FileId{};
+    Inspection inspection = inspect(log_);
+    const bool can_be_read = is_file() && !inspection.has(State::kUnknown);
+    const bool unfinished = can_be_read && (!inspection.sound() || wishes_.force) && change_is_pending(real_path());
+    if (!unfinished && !is_wanted(inspection)) {
+      return inspection.sound() ? kSuccess : kFailure;
+    }
+    if (!wishes_.yes && !confirmed(printable(fmt::format("Make {} anew from what can be read of it?", log_.path)))) {
+      complain("nothing was changed");
+      return kFailure;
+    }
+    path_ = real_path();
+    const SalvageLock alone(path_);
+    if (unfinished) {
+      finish_change();
+      inspection = inspect(log_);
+      if (!is_wanted(inspection)) {
+        return inspection.sound() ? kSuccess : kFailure;
+      }
+    }
+    return make_anew();
+  }
+
+  // Whether to go on; says why not.
+  [[nodiscard]] bool is_wanted(const Inspection& inspection) const {
+    if (inspection.has(State::kDamaged)) {
+      return true;
+    }
+    for (const Finding& finding : inspection.findings) {
+      const bool forced = wishes_.force && finding.state == State::kFault && is_file();
+      if (finding.state != State::kRemark && !forced) {
+        complain(fmt::format("{}: {}", log_.path, finding.text));
+      }
+      if (finding.state == State::kUnknown || finding.state == State::kUnfinished) {
+        return false;
+      }
+    }
+    if (wishes_.force && is_file()) {
+      return true;
+    }
+    complain(
+        fmt::format("{} is {}: nothing {}was changed", log_.path,
+                    inspection.sound() ? fmt::format("sound ({} {})", inspection.entries, log_.entries) : "not damaged",
+                    finished_ ? "else " : ""));
+    return false;
+  }
+
+  [[nodiscard]] bool is_file() const {
+    struct stat status {};
+    return stat(log_.path, &status) == 0 && S_ISREG(status.st_mode);
+  }
+
+  // Without links: the files beside it stand where it does.
+  [[nodiscard]] std::string real_path() const { return std::filesystem::canonical(log_.path).string(); }
+
+  // Beside the log is what undoes, or completes, its last change. SQLite does that, in the file itself and safe from
+  // crashes, when it opens it: before, both are copied as they are. A new file must not get in the place of the old one
+  // while that is there, because it would be applied to it.
+  void finish_change() {
+    const std::string copy = free_name(path_, kUnfinished);
+    {
+      const LogLock lock(path_, looked_at_);
+      if (!change_is_pending(path_)) {
+        return;  // It was only being made.
+      }
+      require_room(folder(), space_of(path_) + space_of(path_ + "-journal") + space_of(path_ + "-wal"));
+      copy_files(path_, copy, {"", "-journal", "-wal"});
+      sync_folder_of(path_);
+    }
+    complain(fmt::format("its last change was not finished: as it was, it stands in {}", copy));
+    const Database database(path_, SQLITE_OPEN_READWRITE);
+    sqlite3_busy_timeout(database.handle(), kLockWaitMilliseconds);
+    static_cast<void>(database.run("PRAGMA journal_mode = DELETE; SELECT COUNT(*) FROM sqlite_master"));
+    finished_ = true;
+  }
+
+  int make_anew() {
+    const Done done = make_anew_locked();
+    // Only now: a terminal that is paused must not keep the lock.
+    if (!done.locked) {
+      complain("its file system knows no locks: no program may have written to the log meanwhile");
+    }
+    tell(done.rescued, done.aside);
+    return kSuccess;
+  }
+
+  struct Done {
+    Rescued rescued;
+    std::string aside;
+    bool locked;
+  };
+
+  Done make_anew_locked() {
+    const LogLock lock(path_, looked_at_);
+    if (change_is_pending(path_)) {
+      throw FileFailure(
+          fmt::format("what undoes or completes its last change cannot be applied: it stands beside {}", path_));
+    }
+    if (!wishes_.force) {
+      require_room(folder(), space_of(path_));
+    }
+    NewFile anew(path_);
+    Rescued rescued = rescue_and_show(anew.path());
+    if (rescued.rows == 0 && !rescued.whole && !wishes_.force) {
+      throw RescueFailure("nothing in it looks like one of its rows (with --force it is set aside for an empty one)");
+    }
+    if (!rescued.tables_left.empty() && !wishes_.force) {
+      throw RescueFailure(
+          fmt::format("it has other tables too, which would only be in the file that is set aside: {} "
+                      "(with --force it goes ahead)",
+                      fmt::join(rescued.tables_left, ", ")));
+    }
+    anew.sync();
+    std::string aside = replace_file(path_, looked_at_, anew.path());
+    anew.is_in_place();
+    return {std::move(rescued), std::move(aside), lock.held()};
+  }
+
+  [[nodiscard]] std::string folder() const { return std::filesystem::path(path_).parent_path().string(); }
+
+  [[nodiscard]] Rescued rescue_and_show(const std::string& anew) const {
+    const auto advance = std::make_shared<Advance>();
+    const Terminal terminal = terminal_of(STDERR_FILENO);
+    std::optional<Ticker> ticker;
+    if (terminal.present) {
+      ticker.emplace(STDERR_FILENO, [advance, width = terminal.width, name = path_, entries = log_.entries] {
+        return progress_text(name, advance->percent, static_cast<std::uint64_t>(advance->rows), entries, width);
+      });
+    }
+    return rescue(log_, path_, anew, *advance);
+  }
+
+  static std::string told_lost(const std::optional<std::int64_t>& lost) {
+    if (!lost) {
+      return "whether more are lost cannot be told";
+    }
+    return *lost == 0 ? "none is known to be lost" : fmt::format("known to be lost: {}", *lost);
+  }
+
+  static std::string told_uncompared(const Rescued& rescued) {
+    return rescued.uncompared == 0
+               ? ""
+               : fmt::format(", of which {} could not be compared with an index", rescued.uncompared);
+  }
+
+  // "3, 7-9, 12". For people, with no more than so many parts.
+  static std::string told_ids(const Ids& ids, int most_parts = 10) {
+    std::string text;
+    int parts = 0;
+    for (auto id = ids.begin(); id != ids.end();) {
+      const std::int64_t first = *id;
+      std::int64_t last = first;
+      while (++id != ids.end() && *id == last + 1) {
+        ++last;
+      }
+      if (++parts > most_parts) {
+        return text + ", …";
+      }
+      text += fmt::format("{}{}", text.empty() ? "" : ", ", first);
+      text += last == first ? "" : fmt::format("{}{}", last == first + 1 ? ", " : "-", last);
+    }
+    return text;
+  }
+
+  void tell(const Rescued& rescued, const std::string& aside) {
+    const std::string rows = fmt::to_string(rescued.rows);
+    const std::string lost = rescued.lost ? fmt::to_string(*rescued.lost) : std::string();
+    const std::string limit = fmt::to_string(rescued.limit);
+    const std::string batch = fmt::to_string(rescued.batch);
+    const std::string doubtful = fmt::to_string(rescued.doubtful.size());
+    const std::string mended = fmt::to_string(rescued.mended.size());
+    const std::string uncompared = fmt::to_string(rescued.uncompared);
+    if (program_.format() == Format::kTable) {
+      program_.output.write(
+          fmt::format("saved {} {} in {}{}; {}\n"
+                      "what it was before is {}\n",
+                      rows, log_.entries, printable(log_.path), told_uncompared(rescued), told_lost(rescued.lost),
+                      printable(aside)));
+    } else {
+      const RowShape shape{{{"saved", true},
+                            {"lost", true},
+                            {"file", false},
+                            {"aside", false},
+                            {"limit", true},
+                            {"batch", true},
+                            {"doubtful", true},
+                            {"mended", true},
+                            {"uncompared", true},
+                            {"lost_ids", false},
+                            {"doubtful_ids", false},
+                            {"mended_ids", false}},
+                           {}};
+      const auto sink = make_sink(program_.format(), shape, program_.terminal, program_.output);
+      constexpr int kAll = std::numeric_limits<int>::max();
+      const std::string lost_ids = told_ids(rescued.lost_ids, kAll);
+      const std::string doubtful_ids = told_ids(rescued.doubtful, kAll);
+      const std::string mended_ids = told_ids(rescued.mended, kAll);
+      sink->row(std::array{rows.c_str(), rescued.lost ? lost.c_str() : nullptr, log_.path, aside.c_str(), limit.c_str(),
+                           batch.c_str(), doubtful.c_str(), mended.c_str(), uncompared.c_str(), lost_ids.c_str(),
+                           doubtful_ids.c_str(), mended_ids.c_str()});
+      sink->finish();
+    }
+    tell_rows(rescued);
+    if (!rescued.limit_kept) {
+      complain(fmt::format("its row limit could not be read: it is {} now, {} at once", limit, batch));
+    }
+    if (!rescued.columns_left.empty()) {
+      complain(fmt::format("columns that this release does not know are only in the file that was set aside: {}",
+                           fmt::join(rescued.columns_left, ", ")));
+    }
+    for (const std::string& leftover : leftovers_of(path_, kBegun)) {
+      complain(fmt::format("{} was left by a run that was cut off, and may be deleted", leftover));
+    }
+  }
+
+  void tell_rows(const Rescued& rescued) const {
+    if (!rescued.lost_ids.empty()) {
+      complain(fmt::format("lost, by their ids: {}", told_ids(rescued.lost_ids)));
+    }
+    if (!rescued.doubtful.empty()) {
+      complain(
+          fmt::format("{} of the saved {} have a value that is damaged, or another one in an index, by their ids: {}",
+                      rescued.doubtful.size(), log_.entries, told_ids(rescued.doubtful)));
+    }
+    if (!rescued.mended.empty()) {
+      complain(fmt::format("{} of the saved {} had a damaged value and have that of an index now, by their ids: {}",
+                           rescued.mended.size(), log_.entries, told_ids(rescued.mended)));
+    }
+    if (!rescued.columns_uncompared.empty() && rescued.rows > 0) {
+      complain(fmt::format("no intact index has the values of these columns, so damage to them may not show: {}",
+                           fmt::join(rescued.columns_uncompared, ", ")));
+    }
+    if (!rescued.columns_lost.empty()) {
+      complain(fmt::format("it lacks columns, whose values are lost: {}", fmt::join(rescued.columns_lost, ", ")));
+    }
+    if (rescued.refused > 0) {
+      complain(fmt::format("the disk refused {} reads of it", rescued.refused));
+    }
+  }
+
+  const Log& log_;
+  const Wishes& wishes_;
+  Program& program_;
+  bool finished_ = false;
+  std::string path_;
+  FileId looked_at_;
+};
+
+}  // namespace
+
+void add_salvage_command(CLI::App& commands, Program& program, const Log& log) {
+  CLI::App* const command = commands.add_subcommand("salvage", "Make a damaged log anew from what can be read of it");
+  const auto wishes = std::make_shared<Wishes>();
+  command->footer(fmt::format(
+      "Stop the programs that write to the log first. It is locked meanwhile, and refused when others have it locked,\n"
+      "but one that waits for the lock fails to store what it has.\n"
+      "\n"
+      "Copies every row that can be read into a new file, with its id, sets the old file aside as "
+      "FILE.aside-DATE-TIME\n"
+      "and puts the new one in its place. Nothing is deleted, at no moment: a run that was cut off is simply "
+      "repeated.\n"
+      "The new file has this release's columns and indexes, and the row limit of the old one if that can be read.\n"
+      "The folder needs room for a second log. Asks first when standard input is a terminal, and goes ahead when it "
+      "is\n"
+      "none. A sound log is left alone.\n"
+      "\n"
+      "Examples:\n"
+      "  annalctl {0}{1} check\n"
+      "  annalctl {0}{1} salvage\n"
+      "  annalctl {0}{1} salvage --yes --json",
+      log.name, log.options));
+  command->add_flag("--yes,-y", wishes->yes, "Do not ask");
+  command->add_flag("--force", wishes->force, "Make it anew even if it is sound, or nothing of it can be read");
+  command->callback([wishes, &program, &log] { program.status = Salvage(log, *wishes, program).run(); });
+}
+
+}  // namespace annalctl

@@ -1,0 +1,13 @@
+// "annalctl … salvage": makes a damaged log anew from what can be read of it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/program.h"
+
+namespace annalctl {
+
+void add_salvage_command(CLI::App& commands, Program& program, const Log& log);
+
+}  // namespace annalctl
