@@ -111,7 +111,7 @@ void parse_lines(Input& input) {
 // ---- whole files ----
 
 struct Import {
-  void (*add)(CLI::App& commands, annalctl::Program& program);
+  void (*add)(CLI::App& commands, annalctl::Session& program);
   std::vector<const char*> formats;  // beside none
   const char* log;
   const char* table;
@@ -224,7 +224,7 @@ void import_file(Input& input) {
 
   Captured errors(stderr);
   Captured output(stdout);
-  annalctl::Program program;
+  annalctl::Session program;
   CLI::App app;
   import.add(app, program);
   bool usable = true;

@@ -179,11 +179,11 @@ struct Said {
   std::string errors;
 };
 
-Said run(void (*add)(CLI::App&, annalctl::Program&, const annalctl::Log&), const annalctl::Log& log,
+Said run(void (*add)(CLI::App&, annalctl::Session&, const annalctl::Log&), const annalctl::Log& log,
          std::vector<std::string> arguments) {
   Captured errors(stderr);
   Captured output(stdout);
-  annalctl::Program program;
+  annalctl::Session program;
   program.json = true;
   CLI::App app;
   add(app, program, log);

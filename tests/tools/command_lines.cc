@@ -248,7 +248,7 @@ std::vector<Command> all_commands() {
   Command none;
   std::vector<Command> commands;
   {
-    annalctl::Program program;
+    annalctl::Session session;
     CLI::App app;
     annalctl::add_all_commands(app, program);
     add_parameters(app, none.parameters.emplace_back());
@@ -258,7 +258,7 @@ std::vector<Command> all_commands() {
   const std::vector<Command> at_the_top = commands;
   commands.assign(1, none);
   for (const Command& command : at_the_top) {
-    annalctl::Program program;
+    annalctl::Session session;
     CLI::App app;
     annalctl::add_all_commands(app, program);
     try {

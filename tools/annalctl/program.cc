@@ -16,7 +16,7 @@
 #include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/files/rights.h"
 #include "tools/annalctl/notice/commands.h"
-#include "tools/annalctl/rescue/check_command.h"
+#include "tools/annalctl/check_all.h"
 
 namespace annalctl {
 
@@ -41,11 +41,11 @@ constexpr char kFooter[] =
     "\n"
     "Exit status: 0 success, 1 a failure or refused lines of an import, 2 wrong usage.";
 
-void add_general_options(CLI::App& app, Program& program) {
+void add_general_options(CLI::App& app, Session& session) {
   app.set_version_flag("--version", std::string("annalctl " ANNALCTL_VERSION), "Show the version and leave");
-  auto* const json = app.add_flag("--json", program.json,
+  auto* const json = app.add_flag("--json", session.json,
                                   "Write rows as JSON Lines, one object a row; bytes that are not UTF-8 become U+FFFD");
-  app.add_flag("--csv", program.csv, "Write rows as CSV with a header line")->excludes(json);
+  app.add_flag("--csv", session.csv, "Write rows as CSV with a header line")->excludes(json);
 }
 
 // The innermost command that was named, whose help is the one to read.
@@ -80,11 +80,11 @@ int wrong_usage(const CLI::App& app, const std::string& sentence) {
   return kUsage;
 }
 
-int run_command(CLI::App& app, int argc, char** argv, Program& program) {
+int run_command(CLI::App& app, int argc, char** argv, Session& session) {
   try {
     app.parse(argc, argv);
-    program.output.finish();
-    return program.status;
+    session.output.finish();
+    return session.status;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
       return wrong_usage(app, usage_error(app, error));
@@ -93,7 +93,7 @@ int run_command(CLI::App& app, int argc, char** argv, Program& program) {
     errno = 0;
     app.exit(error);
     std::cout.flush();
-    program.output.finish();
+    session.output.finish();
     if (!std::cout) {
       throw WriteFailure(errno);
     }
@@ -105,18 +105,18 @@ int run_command(CLI::App& app, int argc, char** argv, Program& program) {
 
 }  // namespace
 
-void add_all_commands(CLI::App& app, Program& program) {
+void add_all_commands(CLI::App& app, Session& session) {
   app.footer(kFooter);
   app.require_subcommand(1);
-  add_general_options(app, program);
-  add_event_commands(app, program);
-  add_conn_commands(app, program);
-  add_fileop_commands(app, program);
-  add_notice_commands(app, program);
-  add_check_of_all(app, program);
-  add_facilities(app, program);
-  add_catalog_commands(app, program);
-  add_notify(app, program);
+  add_general_options(app, session);
+  add_event_commands(app, session);
+  add_conn_commands(app, session);
+  add_fileop_commands(app, session);
+  add_notice_commands(app, session);
+  add_check_of_all(app, session);
+  add_facilities(app, session);
+  add_catalog_commands(app, session);
+  add_notify(app, session);
 }
 
 int run_program(int argc, char** argv) {
@@ -124,14 +124,14 @@ int run_program(int argc, char** argv) {
   // A reader that goes away is noticed by the next write, with the log closed properly behind it.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 
-  Program program;
-  program.terminal = terminal_of(STDOUT_FILENO);
+  Session session;
+  session.terminal = terminal_of(STDOUT_FILENO);
 
   CLI::App app("Reads and maintains the logs of the appliance.", "annalctl");
-  add_all_commands(app, program);
+  add_all_commands(app, session);
 
   try {
-    return run_command(app, argc, argv, program);
+    return run_command(app, argc, argv, session);
   } catch (const WriteFailure& failure) {
     if (!failure.reader_gone()) {
       complain(failure.what());

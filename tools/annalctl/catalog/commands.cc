@@ -11,8 +11,8 @@ constexpr AddCommand kCommands[] = {catalog::add_list, catalog::add_show, catalo
 
 }  // namespace
 
-void add_catalog_commands(CLI::App& app, Program& program) {
-  add_group(app, "catalog", "The messages that the appliance's applications log", kCommands, program);
+void add_catalog_commands(CLI::App& app, Session& session) {
+  add_group(app, "catalog", "The messages that the appliance's applications log", kCommands, session);
 }
 
 }  // namespace annalctl

@@ -3,18 +3,18 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl {
 
-void add_catalog_commands(CLI::App& app, Program& program);
+void add_catalog_commands(CLI::App& app, Session& session);
 
 namespace catalog {
 
-void add_list(CLI::App& commands, Program& program);
-void add_show(CLI::App& commands, Program& program);
-void add_search(CLI::App& commands, Program& program);
-void add_fill(CLI::App& commands, Program& program);
+void add_list(CLI::App& commands, Session& session);
+void add_show(CLI::App& commands, Session& session);
+void add_search(CLI::App& commands, Session& session);
+void add_fill(CLI::App& commands, Session& session);
 
 }  // namespace catalog
 

@@ -27,17 +27,17 @@ struct FillArguments {
   std::vector<std::string> values;
 };
 
-void run_fill(const FillArguments& arguments, Program& program) {
+void run_fill(const FillArguments& arguments, Session& session) {
   const Application& application = require_application(arguments.application);
   const CatalogEntry& entry = require_entry(application, arguments.number);
   const std::string text = filled(application, entry, arguments.values);
-  if (program.format() == Format::kTable) {
-    program.output.write(printable(text) + "\n");
+  if (session.format() == Format::kTable) {
+    session.output.write(printable(text) + "\n");
     return;
   }
   const RowShape shape{{{"app_id", false}, {"level", true}, {"category_id", false}, {"msg_no", false}, {"text", false}},
                        kNoTable};
-  const std::unique_ptr<RowSink> sink = make_sink(program.format(), shape, program.terminal, program.output);
+  const std::unique_ptr<RowSink> sink = make_sink(session.format(), shape, session.terminal, session.output);
   const std::string level = fmt::to_string(entry.level);
   sink->row(std::array{entry.app_id, level.c_str(), entry.category_id, entry.msg_no, text.c_str()});
   sink->finish();
@@ -45,14 +45,14 @@ void run_fill(const FillArguments& arguments, Program& program) {
 
 }  // namespace
 
-void add_fill(CLI::App& commands, Program& program) {
+void add_fill(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("fill", "Put values into a message's placeholders");
   command->footer(kFooter);
   const auto arguments = std::make_shared<FillArguments>();
   command->add_option("APPLICATION", arguments->application, "\"A\" and three digits, as A011")->required();
   command->add_option("NUMBER", arguments->number, "The message's number")->required();
   command->add_option("VALUES", arguments->values, "One for each placeholder");
-  command->callback([&program, arguments] { run_fill(*arguments, program); });
+  command->callback([&session, arguments] { run_fill(*arguments, session); });
 }
 
 }  // namespace annalctl::catalog

@@ -14,12 +14,12 @@ constexpr std::array kTable{TableColumn{"Application", 0}, TableColumn{"Number",
 
 }  // namespace
 
-RowWriter::RowWriter(Program& program)
+RowWriter::RowWriter(Session& session)
     : sink_(make_sink(
-          program.format(),
+          session.format(),
           {{{"app_id", false}, {"level", true}, {"category_id", false}, {"msg_no", false}, {"msg_template", false}},
            kTable},
-          program.terminal, program.output)) {}
+          session.terminal, session.output)) {}
 
 void RowWriter::row(const CatalogEntry& entry) {
   const std::string level = fmt::to_string(entry.level);

@@ -4,13 +4,13 @@
 #include <memory>
 
 #include "tools/annalctl/catalog/model.h"
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl::catalog {
 
 class RowWriter {
  public:
-  explicit RowWriter(Program& program);
+  explicit RowWriter(Session& session);
   void row(const CatalogEntry& entry);
   void finish();
 

@@ -41,13 +41,13 @@ bool matches(const CatalogEntry& entry, const SearchArguments& wanted) {
                      [&](const std::string& word) { return has_word(entry.msg_template, word); });
 }
 
-void run_search(const SearchArguments& wanted, Program& program) {
+void run_search(const SearchArguments& wanted, Session& session) {
   if (wanted.empty()) {
     throw Refusal("what to search for is missing: a word, --app, --number or --level");
   }
   const std::span<const Application> applications =
       wanted.application.empty() ? kApplications : std::span(&require_application(wanted.application), 1);
-  RowWriter writer(program);
+  RowWriter writer(session);
   for (const Application& application : applications) {
     for (const CatalogEntry& entry : application.rows) {
       if (matches(entry, wanted)) {
@@ -60,7 +60,7 @@ void run_search(const SearchArguments& wanted, Program& program) {
 
 }  // namespace
 
-void add_search(CLI::App& commands, Program& program) {
+void add_search(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("search", "List the rows that match");
   command->footer(kFooter);
   const auto wanted = std::make_shared<SearchArguments>();
@@ -68,7 +68,7 @@ void add_search(CLI::App& commands, Program& program) {
   command->add_option("--app", wanted->application, "Only rows of this application")->type_name("ID");
   command->add_option("--number", wanted->number, "Only rows with this number or token")->type_name("NUMBER");
   add_choice(*command, "--level", wanted->level, kLevels, "Only rows of this level");
-  command->callback([&program, wanted] { run_search(*wanted, program); });
+  command->callback([&session, wanted] { run_search(*wanted, session); });
 }
 
 }  // namespace annalctl::catalog

@@ -3,27 +3,27 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl {
 
-void add_conn_commands(CLI::App& app, Program& program);
+void add_conn_commands(CLI::App& app, Session& session);
 
 namespace conn {
 
-void add_create(CLI::App& commands, Program& program);
-void add_add(CLI::App& commands, Program& program);
-void add_list(CLI::App& commands, Program& program);
-void add_count(CLI::App& commands, Program& program);
-void add_group(CLI::App& commands, Program& program);
-void add_delete(CLI::App& commands, Program& program);
-void add_trim(CLI::App& commands, Program& program);
-void add_flush(CLI::App& commands, Program& program);
-void add_migrate(CLI::App& commands, Program& program);
-void add_import(CLI::App& commands, Program& program);
-void add_tail(CLI::App& commands, Program& program);
-void add_check(CLI::App& commands, Program& program);
-void add_salvage(CLI::App& commands, Program& program);
+void add_create(CLI::App& commands, Session& session);
+void add_add(CLI::App& commands, Session& session);
+void add_list(CLI::App& commands, Session& session);
+void add_count(CLI::App& commands, Session& session);
+void add_group(CLI::App& commands, Session& session);
+void add_delete(CLI::App& commands, Session& session);
+void add_trim(CLI::App& commands, Session& session);
+void add_flush(CLI::App& commands, Session& session);
+void add_migrate(CLI::App& commands, Session& session);
+void add_import(CLI::App& commands, Session& session);
+void add_tail(CLI::App& commands, Session& session);
+void add_check(CLI::App& commands, Session& session);
+void add_salvage(CLI::App& commands, Session& session);
 
 }  // namespace conn
 

@@ -88,7 +88,7 @@ std::optional<ConnRecord> parse(std::string_view line, LineFormat format, std::i
   throw Refusal("it is no line of a syslog or of JSON Lines");
 }
 
-int run_import(const Arguments& arguments, Program& program) {
+int run_import(const Arguments& arguments, Session& session) {
   if (!arguments.request.dry_run && !log_is_there(kLog)) {
     return kFailure;
   }
@@ -115,12 +115,12 @@ int run_import(const Arguments& arguments, Program& program) {
           },
       .batch = kBatch,
   };
-  return import_files(arguments.request, kLog, lines, program);
+  return import_files(arguments.request, kLog, lines, session);
 }
 
 }  // namespace
 
-void add_import(CLI::App& commands, Program& program) {
+void add_import(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("import", "Store the log-ins of log files as connections");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
@@ -133,7 +133,7 @@ void add_import(CLI::App& commands, Program& program) {
   command->add_option("--action", arguments->action, "The action of log-ins, 0 to 36; without it 9")
       ->type_name("N")
       ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
-  command->callback([arguments, &program] { program.status = run_import(*arguments, program); });
+  command->callback([arguments, &session] { session.status = run_import(*arguments, session); });
 }
 
 }  // namespace annalctl::conn

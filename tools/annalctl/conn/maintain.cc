@@ -25,28 +25,28 @@ int trim(int keep) noexcept {
 
 }  // namespace
 
-void add_create(CLI::App& commands, Program& program) {
-  add_create_command(commands, program, kMaintenance);
+void add_create(CLI::App& commands, Session& session) {
+  add_create_command(commands, session, kMaintenance);
 }
 
-void add_trim(CLI::App& commands, Program& program) {
-  add_trim_command(commands, program, kLog, trim);
+void add_trim(CLI::App& commands, Session& session) {
+  add_trim_command(commands, session, kLog, trim);
 }
 
-void add_flush(CLI::App& commands, Program& program) {
-  add_flush_command(commands, program, kMaintenance);
+void add_flush(CLI::App& commands, Session& session) {
+  add_flush_command(commands, session, kMaintenance);
 }
 
-void add_migrate(CLI::App& commands, Program& program) {
-  add_migrate_command(commands, program, kLog, annal_conn_modify_tbl);
+void add_migrate(CLI::App& commands, Session& session) {
+  add_migrate_command(commands, session, kLog, annal_conn_modify_tbl);
 }
 
-void add_check(CLI::App& commands, Program& program) {
-  add_check_command(commands, program, kLog);
+void add_check(CLI::App& commands, Session& session) {
+  add_check_command(commands, session, kLog);
 }
 
-void add_salvage(CLI::App& commands, Program& program) {
-  add_salvage_command(commands, program, kLog);
+void add_salvage(CLI::App& commands, Session& session) {
+  add_salvage_command(commands, session, kLog);
 }
 
 }  // namespace annalctl::conn

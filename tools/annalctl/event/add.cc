@@ -57,7 +57,7 @@ int run_add(const Arguments& arguments) {
 
 }  // namespace
 
-void add_add(CLI::App& commands, Program& program) {
+void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one event; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
@@ -70,7 +70,7 @@ void add_add(CLI::App& commands, Program& program) {
     CLI::Option* const option = command->add_option(field.option, arguments->texts[i], help)->type_name("TEXT");
     option->required(option->get_positional());
   }
-  command->callback([arguments, &program] { program.status = run_add(*arguments); });
+  command->callback([arguments, &session] { session.status = run_add(*arguments); });
 }
 
 }  // namespace annalctl::event

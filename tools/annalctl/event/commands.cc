@@ -16,8 +16,8 @@ constexpr AddCommand kCommands[] = {
 
 }  // namespace
 
-void add_event_commands(CLI::App& app, Program& program) {
-  add_log_commands(app, event::kLog, kCommands, program);
+void add_event_commands(CLI::App& app, Session& session) {
+  add_log_commands(app, event::kLog, kCommands, session);
 }
 
 }  // namespace annalctl

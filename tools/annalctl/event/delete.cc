@@ -37,8 +37,8 @@ constexpr Deletion kDeletion{kLog, kSelectors, annal_event_del, kFooter};
 
 }  // namespace
 
-void add_delete(CLI::App& commands, Program& program) {
-  add_delete_command(commands, program, kDeletion);
+void add_delete(CLI::App& commands, Session& session) {
+  add_delete_command(commands, session, kDeletion);
 }
 
 }  // namespace annalctl::event

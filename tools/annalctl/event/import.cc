@@ -62,7 +62,7 @@ EventRecord parse(std::string_view line, LineFormat format, std::int64_t now) {
   throw Refusal("it is no line of dpkg's log, of a syslog or of JSON Lines");
 }
 
-int run_import(const Arguments& arguments, Program& program) {
+int run_import(const Arguments& arguments, Session& session) {
   if (!arguments.request.dry_run && !log_is_there(kLog)) {
     return kFailure;
   }
@@ -85,19 +85,19 @@ int run_import(const Arguments& arguments, Program& program) {
           },
       .batch = 1,
   };
-  return import_files(arguments.request, kLog, lines, program);
+  return import_files(arguments.request, kLog, lines, session);
 }
 
 }  // namespace
 
-void add_import(CLI::App& commands, Program& program) {
+void add_import(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("import", "Store the lines of log files as events");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
   add_import_options(*command, arguments->request);
   add_choice(*command, "--format", arguments->format, kFormats, "Format of the lines; without it auto");
   add_choice(*command, "--type", arguments->level, kLevels, "Level of all events, whatever the lines say");
-  command->callback([arguments, &program] { program.status = run_import(*arguments, program); });
+  command->callback([arguments, &session] { session.status = run_import(*arguments, session); });
 }
 
 }  // namespace annalctl::event

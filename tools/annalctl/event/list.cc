@@ -60,20 +60,20 @@ const Search kSearch{
 
 }  // namespace
 
-void add_list(CLI::App& commands, Program& program) {
-  add_list_command(commands, program, kSearch);
+void add_list(CLI::App& commands, Session& session) {
+  add_list_command(commands, session, kSearch);
 }
 
-void add_tail(CLI::App& commands, Program& program) {
-  add_tail_command(commands, program, kSearch);
+void add_tail(CLI::App& commands, Session& session) {
+  add_tail_command(commands, session, kSearch);
 }
 
-void add_count(CLI::App& commands, Program& program) {
-  add_count_command(commands, program, kSearch);
+void add_count(CLI::App& commands, Session& session) {
+  add_count_command(commands, session, kSearch);
 }
 
-void add_group(CLI::App& commands, Program& program) {
-  add_group_command(commands, program, kSearch);
+void add_group(CLI::App& commands, Session& session) {
+  add_group_command(commands, session, kSearch);
 }
 
 }  // namespace annalctl::event

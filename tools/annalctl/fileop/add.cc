@@ -68,7 +68,7 @@ int run_add(const Arguments& arguments) {
 
 }  // namespace
 
-void add_add(CLI::App& commands, Program& program) {
+void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one file operation; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
@@ -92,7 +92,7 @@ void add_add(CLI::App& commands, Program& program) {
         ->add_option(field.option, arguments->texts[i], fmt::format("The {}, up to {} bytes", field.label, field.bound))
         ->type_name("TEXT");
   }
-  command->callback([arguments, &program] { program.status = run_add(*arguments); });
+  command->callback([arguments, &session] { session.status = run_add(*arguments); });
 }
 
 }  // namespace annalctl::fileop

@@ -17,8 +17,8 @@ constexpr AddCommand kCommands[] = {
 
 }  // namespace
 
-void add_fileop_commands(CLI::App& app, Program& program) {
-  CLI::App* const group = add_log_commands(app, fileop::kLog, kCommands, program);
+void add_fileop_commands(CLI::App& app, Session& session) {
+  CLI::App* const group = add_log_commands(app, fileop::kLog, kCommands, session);
   group->description("A log of file operations, in a file of its own");
   group->add_option_function<std::string>("--db", fileop::use_file, "The log's file")->type_name("FILE")->required();
 }

@@ -48,8 +48,8 @@ constexpr Deletion kDeletion{kLog, kSelectors, delete_by, kFooter};
 
 }  // namespace
 
-void add_delete(CLI::App& commands, Program& program) {
-  add_delete_command(commands, program, kDeletion);
+void add_delete(CLI::App& commands, Session& session) {
+  add_delete_command(commands, session, kDeletion);
 }
 
 }  // namespace annalctl::fileop

@@ -24,7 +24,7 @@ constexpr char kFooter[] =
     "  annalctl fileop --db operations.db import operations.jsonl.gz\n"
     "  annalctl fileop --db old.db list --all --oldest --json | annalctl fileop --db new.db import -";
 
-int run_import(const ImportRequest& request, Program& program) {
+int run_import(const ImportRequest& request, Session& session) {
   if (!request.dry_run && !log_is_there(kLog)) {
     return kFailure;
   }
@@ -42,17 +42,17 @@ int run_import(const ImportRequest& request, Program& program) {
           },
       .batch = 1,
   };
-  return import_files(request, kLog, lines, program);
+  return import_files(request, kLog, lines, session);
 }
 
 }  // namespace
 
-void add_import(CLI::App& commands, Program& program) {
+void add_import(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("import", "Store the lines of JSON files as file operations");
   const auto request = std::make_shared<ImportRequest>();
   command->footer(kFooter);
   add_import_options(*command, *request);
-  command->callback([request, &program] { program.status = run_import(*request, program); });
+  command->callback([request, &session] { session.status = run_import(*request, session); });
 }
 
 }  // namespace annalctl::fileop

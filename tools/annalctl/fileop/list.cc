@@ -165,23 +165,23 @@ Listing listing_of(const Conditions& conditions, unsigned sort) {
   return listing;
 }
 
-int run_list(const Selection& selection, Program& program) {
-  return show_page(listing_of(selection.conditions, selection.order()), selection.page, program);
+int run_list(const Selection& selection, Session& session) {
+  return show_page(listing_of(selection.conditions, selection.order()), selection.page, session);
 }
 
-int run_tail(const TailArguments& arguments, Program& program) {
-  return show_tail({listing_of(arguments.conditions, kHighestIdFirst)}, arguments.options, program);
+int run_tail(const TailArguments& arguments, Session& session) {
+  return show_tail({listing_of(arguments.conditions, kHighestIdFirst)}, arguments.options, session);
 }
 
-int run_count(const Conditions& conditions, Program& program) {
+int run_count(const Conditions& conditions, Session& session) {
   Listing listing = listing_of(conditions, kNewestFirst);
   listing.call.doing = "count the file operations";
-  return show_count(listing, program);
+  return show_count(listing, session);
 }
 
 }  // namespace
 
-void add_list(CLI::App& commands, Program& program) {
+void add_list(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("list", "Show file operations, the newest first");
   const auto selection = std::make_shared<Selection>();
   command->footer(kListFooter);
@@ -194,25 +194,25 @@ void add_list(CLI::App& commands, Program& program) {
       ->excludes(sort)
       ->excludes(reverse);
   add_page_options(*command, selection->page);
-  command->callback([selection, &program] { program.status = run_list(*selection, program); });
+  command->callback([selection, &session] { session.status = run_list(*selection, session); });
 }
 
-void add_count(CLI::App& commands, Program& program) {
+void add_count(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("count", "Print the number of file operations");
   const auto conditions = std::make_shared<Conditions>();
   command->footer(kCountFooter);
   conditions->add_options(*command);
-  command->callback([conditions, &program] { program.status = run_count(*conditions, program); });
+  command->callback([conditions, &session] { session.status = run_count(*conditions, session); });
 }
 
-void add_tail(CLI::App& commands, Program& program) {
+void add_tail(CLI::App& commands, Session& session) {
   CLI::App* const command =
       commands.add_subcommand("tail", "Show the newest file operations, and each new one when it is there");
   const auto arguments = std::make_shared<TailArguments>();
   command->footer(tail_footer(kLog));
   add_tail_options(*command, arguments->options);
   arguments->conditions.add_options(*command);
-  command->callback([arguments, &program] { program.status = run_tail(*arguments, program); });
+  command->callback([arguments, &session] { session.status = run_tail(*arguments, session); });
 }
 
 }  // namespace annalctl::fileop

@@ -32,20 +32,20 @@ constexpr Maintenance kMaintenance{
 
 }  // namespace
 
-void add_create(CLI::App& commands, Program& program) {
-  add_create_command(commands, program, kMaintenance);
+void add_create(CLI::App& commands, Session& session) {
+  add_create_command(commands, session, kMaintenance);
 }
 
-void add_flush(CLI::App& commands, Program& program) {
-  add_flush_command(commands, program, kMaintenance);
+void add_flush(CLI::App& commands, Session& session) {
+  add_flush_command(commands, session, kMaintenance);
 }
 
-void add_check(CLI::App& commands, Program& program) {
-  add_check_command(commands, program, kLog);
+void add_check(CLI::App& commands, Session& session) {
+  add_check_command(commands, session, kLog);
 }
 
-void add_salvage(CLI::App& commands, Program& program) {
-  add_salvage_command(commands, program, kLog);
+void add_salvage(CLI::App& commands, Session& session) {
+  add_salvage_command(commands, session, kLog);
 }
 
 }  // namespace annalctl::fileop

@@ -172,14 +172,14 @@ void add_import_options(CLI::App& command, ImportRequest& request) {
   command.add_flag("--dry-run", request.dry_run, "Only say what would be stored");
 }
 
-int import_files(const ImportRequest& request, const Log& log, const LineStore& lines, Program& program) {
+int import_files(const ImportRequest& request, const Log& log, const LineStore& lines, Session& session) {
   int status = kSuccess;
   std::uint64_t from_line = request.from_line;
   for (const std::string& file : request.files) {
     FileImport import(file, request, log, lines);
     const FileImport::End end = import.run(from_line);
-    program.output.write(import.summary());
-    program.output.finish();
+    session.output.write(import.summary());
+    session.output.finish();
     if (end != FileImport::End::kComplete) {
       status = kFailure;
     }

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl {
 
@@ -37,6 +37,6 @@ struct LineStore {
 };
 
 // Returns the exit status.
-[[nodiscard]] int import_files(const ImportRequest& request, const Log& log, const LineStore& lines, Program& program);
+[[nodiscard]] int import_files(const ImportRequest& request, const Log& log, const LineStore& lines, Session& session);
 
 }  // namespace annalctl

@@ -33,13 +33,13 @@ class LogGroup : public CLI::App {
   const Log& log_;
 };
 
-CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Program& program) {
+CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Session& session) {
   group->fallthrough();
   group->require_subcommand(1);
   // Setting up the commands of every group takes longer than most commands run.
-  group->preparse_callback([group, commands, &program](std::size_t /*arguments*/) {
+  group->preparse_callback([group, commands, &session](std::size_t /*arguments*/) {
     for (const AddCommand add : commands) {
-      add(*group, program);
+      add(*group, session);
     }
     for (CLI::App* command : group->get_subcommands({})) {
       take_general_options(*command);
@@ -51,12 +51,12 @@ CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Program& p
 }  // namespace
 
 CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description,
-                    std::span<const AddCommand> commands, Program& program) {
-  return fill(app.add_subcommand(name, description), commands, program);
+                    std::span<const AddCommand> commands, Session& session) {
+  return fill(app.add_subcommand(name, description), commands, session);
 }
 
-CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Program& program) {
-  return fill(app.add_subcommand(std::make_shared<LogGroup>(app, log)), commands, program);
+CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Session& session) {
+  return fill(app.add_subcommand(std::make_shared<LogGroup>(app, log)), commands, session);
 }
 
 }  // namespace annalctl

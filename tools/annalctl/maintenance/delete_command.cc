@@ -52,7 +52,7 @@ void add_selector(CLI::App& command, const Selector& selector, Chosen& choice) {
 
 }  // namespace
 
-void add_delete_command(CLI::App& commands, Program& program, const Deletion& deletion) {
+void add_delete_command(CLI::App& commands, Session& session, const Deletion& deletion) {
   CLI::App* const command =
       commands.add_subcommand("delete", fmt::format("Delete the {} that have a value", deletion.log.entries));
   const auto choice = std::make_shared<Chosen>();
@@ -62,7 +62,7 @@ void add_delete_command(CLI::App& commands, Program& program, const Deletion& de
     add_selector(*selectors, selector, *choice);
   }
   selectors->require_option(1);
-  command->callback([choice, &program, &deletion] { program.status = run_delete(deletion, *choice); });
+  command->callback([choice, &session, &deletion] { session.status = run_delete(deletion, *choice); });
 }
 
 SelectorValue read_number(const std::string& text) {

@@ -7,7 +7,7 @@
 #include <variant>
 
 #include "tools/annalctl/base/log.h"
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl {
 
@@ -30,7 +30,7 @@ struct Deletion {
 };
 
 // The command keeps the reference.
-void add_delete_command(CLI::App& commands, Program& program, const Deletion& deletion);
+void add_delete_command(CLI::App& commands, Session& session, const Deletion& deletion);
 
 [[nodiscard]] SelectorValue read_number(const std::string& text);
 [[nodiscard]] SelectorValue read_text(const std::string& text);

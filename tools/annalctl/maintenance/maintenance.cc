@@ -7,6 +7,7 @@
 
 #include "tools/annalctl/arguments/number_range.h"
 #include "tools/annalctl/base/confirm.h"
+#include "tools/annalctl/log/limits.h"
 #include "tools/annalctl/log/result.h"
 
 namespace annalctl {
@@ -57,12 +58,7 @@ int run_migrate(const Log& log, int (*migrate)() noexcept) {
 
 }  // namespace
 
-int usual_batch(int limit) {
-  constexpr int kPercent = 100;
-  return std::max(1, limit / kPercent);
-}
-
-void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance) {
+void add_create_command(CLI::App& commands, Session& session, const Maintenance& maintenance) {
   const Log& log = maintenance.log;
   CLI::App* const command = commands.add_subcommand("create", "Create the log with its size limit");
   const auto limits = std::make_shared<Limits>();
@@ -78,10 +74,10 @@ void add_create_command(CLI::App& commands, Program& program, const Maintenance&
                    "So many of the oldest go at once when the log is full; 0, as without it, means 1 % of the limit")
       ->type_name("N")
       ->check(at_least(0));
-  command->callback([limits, &program, &maintenance] { program.status = run_create(maintenance, *limits); });
+  command->callback([limits, &session, &maintenance] { session.status = run_create(maintenance, *limits); });
 }
 
-void add_flush_command(CLI::App& commands, Program& program, const Maintenance& maintenance) {
+void add_flush_command(CLI::App& commands, Session& session, const Maintenance& maintenance) {
   const Log& log = maintenance.log;
   CLI::App* const command =
       commands.add_subcommand("flush", fmt::format("Delete all {} and keep the log", log.entries));
@@ -94,10 +90,10 @@ void add_flush_command(CLI::App& commands, Program& program, const Maintenance& 
                   "  annalctl {0}{1} flush --yes",
                   log.name, log.options));
   command->add_flag("--yes,-y", *yes, "Do not ask");
-  command->callback([yes, &program, &maintenance] { program.status = run_flush(maintenance, *yes); });
+  command->callback([yes, &session, &maintenance] { session.status = run_flush(maintenance, *yes); });
 }
 
-void add_trim_command(CLI::App& commands, Program& program, const Log& log, int (*trim)(int keep) noexcept) {
+void add_trim_command(CLI::App& commands, Session& session, const Log& log, int (*trim)(int keep) noexcept) {
   CLI::App* const command =
       commands.add_subcommand("trim", fmt::format("Delete the oldest {} until so many are left", log.entries));
   const auto keep = std::make_shared<int>(0);
@@ -105,14 +101,14 @@ void add_trim_command(CLI::App& commands, Program& program, const Log& log, int 
   command->add_option("KEEP", *keep, "How many to keep, 1 or more ('flush' deletes all)")
       ->required()
       ->check(at_least(1));
-  command->callback([keep, &program, &log, trim] { program.status = run_trim(log, trim, *keep); });
+  command->callback([keep, &session, &log, trim] { session.status = run_trim(log, trim, *keep); });
 }
 
-void add_migrate_command(CLI::App& commands, Program& program, const Log& log, int (*migrate)() noexcept) {
+void add_migrate_command(CLI::App& commands, Session& session, const Log& log, int (*migrate)() noexcept) {
   CLI::App* const command =
       commands.add_subcommand("migrate", "Add the columns that the log of an earlier release lacks");
   command->footer("Changes nothing in a log that has them all.");
-  command->callback([&program, &log, migrate] { program.status = run_migrate(log, migrate); });
+  command->callback([&session, &log, migrate] { session.status = run_migrate(log, migrate); });
 }
 
 }  // namespace annalctl

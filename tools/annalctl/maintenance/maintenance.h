@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/annalctl/base/log.h"
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl {
 
@@ -14,17 +14,14 @@ struct Maintenance {
   int (*flush)() noexcept;
 };
 
-// A full log looks through all that it holds for its oldest entries: with a batch, for one of so many that are added.
-[[nodiscard]] int usual_batch(int limit);
-
 // A command keeps the reference.
-void add_create_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
-void add_flush_command(CLI::App& commands, Program& program, const Maintenance& maintenance);
+void add_create_command(CLI::App& commands, Session& session, const Maintenance& maintenance);
+void add_flush_command(CLI::App& commands, Session& session, const Maintenance& maintenance);
 
 // Deletes the oldest entries until so many are left.
-void add_trim_command(CLI::App& commands, Program& program, const Log& log, int (*trim)(int keep) noexcept);
+void add_trim_command(CLI::App& commands, Session& session, const Log& log, int (*trim)(int keep) noexcept);
 
 // Adds the columns that the log of an earlier release lacks.
-void add_migrate_command(CLI::App& commands, Program& program, const Log& log, int (*migrate)() noexcept);
+void add_migrate_command(CLI::App& commands, Session& session, const Log& log, int (*migrate)() noexcept);
 
 }  // namespace annalctl

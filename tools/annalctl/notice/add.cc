@@ -87,7 +87,7 @@ int run_add(Arguments& arguments) {
 
 }  // namespace
 
-void add_add(CLI::App& commands, Program& program) {
+void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one notice; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   arguments->record.uid = -1;
@@ -103,7 +103,7 @@ void add_add(CLI::App& commands, Program& program) {
   for (const auto& [option, label, field] : kNumbers) {
     command->add_option(option, arguments->record.*field, fmt::format("The {}", label))->type_name("N");
   }
-  command->callback([arguments, &program] { program.status = run_add(*arguments); });
+  command->callback([arguments, &session] { session.status = run_add(*arguments); });
 }
 
 }  // namespace annalctl::notice

@@ -15,8 +15,8 @@ constexpr AddCommand kCommands[] = {
 
 }  // namespace
 
-void add_notice_commands(CLI::App& app, Program& program) {
-  add_log_commands(app, notice::kLog, kCommands, program);
+void add_notice_commands(CLI::App& app, Session& session) {
+  add_log_commands(app, notice::kLog, kCommands, session);
 }
 
 }  // namespace annalctl

@@ -4,28 +4,28 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl {
 
-void add_notice_commands(CLI::App& app, Program& program);
-void add_facilities(CLI::App& app, Program& program);
-void add_notify(CLI::App& app, Program& program);
+void add_notice_commands(CLI::App& app, Session& session);
+void add_facilities(CLI::App& app, Session& session);
+void add_notify(CLI::App& app, Session& session);
 
 namespace notice {
 
-void add_create(CLI::App& commands, Program& program);
-void add_add(CLI::App& commands, Program& program);
-void add_list(CLI::App& commands, Program& program);
-void add_tail(CLI::App& commands, Program& program);
-void add_check(CLI::App& commands, Program& program);
-void add_salvage(CLI::App& commands, Program& program);
-void add_count(CLI::App& commands, Program& program);
-void add_group(CLI::App& commands, Program& program);
-void add_delete(CLI::App& commands, Program& program);
-void add_age(CLI::App& commands, Program& program);
-void add_flush(CLI::App& commands, Program& program);
-void add_migrate(CLI::App& commands, Program& program);
+void add_create(CLI::App& commands, Session& session);
+void add_add(CLI::App& commands, Session& session);
+void add_list(CLI::App& commands, Session& session);
+void add_tail(CLI::App& commands, Session& session);
+void add_check(CLI::App& commands, Session& session);
+void add_salvage(CLI::App& commands, Session& session);
+void add_count(CLI::App& commands, Session& session);
+void add_group(CLI::App& commands, Session& session);
+void add_delete(CLI::App& commands, Session& session);
+void add_age(CLI::App& commands, Session& session);
+void add_flush(CLI::App& commands, Session& session);
+void add_migrate(CLI::App& commands, Session& session);
 
 }  // namespace notice
 

@@ -167,12 +167,12 @@ Listing listing_of(const Filter& filter, unsigned sort) {
   return listing;
 }
 
-int run_list(const ListArguments& arguments, Program& program) {
-  return show_page(listing_of(arguments.filter, arguments.order()), arguments.page, program);
+int run_list(const ListArguments& arguments, Session& session) {
+  return show_page(listing_of(arguments.filter, arguments.order()), arguments.page, session);
 }
 
-int run_tail(const TailArguments& arguments, Program& program) {
-  return show_tail({listing_of(arguments.filter, kHighestIdFirst)}, arguments.options, program);
+int run_tail(const TailArguments& arguments, Session& session) {
+  return show_tail({listing_of(arguments.filter, kHighestIdFirst)}, arguments.options, session);
 }
 
 const Grouping& grouping_of(const std::string& name) {
@@ -190,7 +190,7 @@ const Grouping& grouping_of(const std::string& name) {
   return *found;
 }
 
-int run_group(const GroupArguments& arguments, Program& program) {
+int run_group(const GroupArguments& arguments, Session& session) {
   const Grouping& grouping = grouping_of(arguments.by);
   Listing listing{{kLog, "group the notices", Purpose::kReading}, listed_shape(), {}};
   listing.shape.columns.push_back({"count", true});
@@ -199,46 +199,46 @@ int run_group(const GroupArguments& arguments, Program& program) {
   listing.query.conditions = conditions_of(arguments.filter);
   listing.query.group_by(grouping.columns);
   listing.query.largest_first = arguments.by_size;
-  return show_page(listing, arguments.page, program);
+  return show_page(listing, arguments.page, session);
 }
 
-int run_count(const Filter& filter, Program& program) {
+int run_count(const Filter& filter, Session& session) {
   Listing listing = listing_of(filter, kNewestFirst);
   listing.call.doing = "count the notices";
-  return show_count(listing, program);
+  return show_count(listing, session);
 }
 
 }  // namespace
 
-void add_list(CLI::App& commands, Program& program) {
+void add_list(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("list", "Show notices, the newest first");
   const auto arguments = std::make_shared<ListArguments>();
   command->footer(kListFooter);
   add_filter_options(*command, arguments->filter);
   add_order_options(*command, *arguments);
   add_page_options(*command, arguments->page);
-  command->callback([arguments, &program] { program.status = run_list(*arguments, program); });
+  command->callback([arguments, &session] { session.status = run_list(*arguments, session); });
 }
 
-void add_tail(CLI::App& commands, Program& program) {
+void add_tail(CLI::App& commands, Session& session) {
   CLI::App* const command =
       commands.add_subcommand("tail", "Show the newest notices, and each new one when it is there");
   const auto arguments = std::make_shared<TailArguments>();
   command->footer(tail_footer(kLog));
   add_tail_options(*command, arguments->options);
   add_condition_options(*command, arguments->filter);
-  command->callback([arguments, &program] { program.status = run_tail(*arguments, program); });
+  command->callback([arguments, &session] { session.status = run_tail(*arguments, session); });
 }
 
-void add_count(CLI::App& commands, Program& program) {
+void add_count(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("count", "Print the number of notices");
   const auto filter = std::make_shared<Filter>();
   command->footer("Examples:\n  annalctl notice count\n  annalctl notice count --severity error --days 1");
   add_filter_options(*command, *filter);
-  command->callback([filter, &program] { program.status = run_count(*filter, program); });
+  command->callback([filter, &session] { session.status = run_count(*filter, session); });
 }
 
-void add_group(CLI::App& commands, Program& program) {
+void add_group(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("group", "Show groups of notices and their sizes");
   const auto arguments = std::make_shared<GroupArguments>();
   command->footer(kGroupFooter);
@@ -251,7 +251,7 @@ void add_group(CLI::App& commands, Program& program) {
   add_filter_options(*command, arguments->filter);
   add_page_options(*command, arguments->page);
   command->add_flag("--by-size", arguments->by_size, "Largest groups first");
-  command->callback([arguments, &program] { program.status = run_group(*arguments, program); });
+  command->callback([arguments, &session] { session.status = run_group(*arguments, session); });
 }
 
 }  // namespace annalctl::notice

@@ -125,11 +125,11 @@ int run_migrate(bool yes) {
 
 }  // namespace
 
-void add_create(CLI::App& commands, Program& program) {
-  add_create_command(commands, program, kMaintenance);
+void add_create(CLI::App& commands, Session& session) {
+  add_create_command(commands, session, kMaintenance);
 }
 
-void add_age(CLI::App& commands, Program& program) {
+void add_age(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("age", "Delete the notices that are older than so many days");
   const auto days = std::make_shared<int>(0);
   command->footer(
@@ -140,27 +140,27 @@ void add_age(CLI::App& commands, Program& program) {
   command->add_option("DAYS", *days, "How many days to keep, 1 or more ('flush' deletes all)")
       ->required()
       ->check(at_least(1));
-  command->callback([days, &program] { program.status = run_age(*days); });
+  command->callback([days, &session] { session.status = run_age(*days); });
 }
 
-void add_flush(CLI::App& commands, Program& program) {
-  add_flush_command(commands, program, kMaintenance);
+void add_flush(CLI::App& commands, Session& session) {
+  add_flush_command(commands, session, kMaintenance);
 }
 
-void add_migrate(CLI::App& commands, Program& program) {
+void add_migrate(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("migrate", "Bring the log of an earlier release up to date");
   const auto yes = std::make_shared<bool>(false);
   command->footer(kMigrateFooter);
   command->add_flag("--yes,-y", *yes, "Do not ask");
-  command->callback([yes, &program] { program.status = run_migrate(*yes); });
+  command->callback([yes, &session] { session.status = run_migrate(*yes); });
 }
 
-void add_check(CLI::App& commands, Program& program) {
-  add_check_command(commands, program, kLog);
+void add_check(CLI::App& commands, Session& session) {
+  add_check_command(commands, session, kLog);
 }
 
-void add_salvage(CLI::App& commands, Program& program) {
-  add_salvage_command(commands, program, kLog);
+void add_salvage(CLI::App& commands, Session& session) {
+  add_salvage_command(commands, session, kLog);
 }
 
 }  // namespace annalctl::notice

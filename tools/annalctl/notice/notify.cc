@@ -154,7 +154,7 @@ int run_notify(const Arguments& arguments) {
 
 }  // namespace
 
-void add_notify(CLI::App& app, Program& program) {
+void add_notify(CLI::App& app, Session& session) {
   CLI::App* const command = app.add_subcommand("notify", "Send one message by the device's notification command");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
@@ -177,7 +177,7 @@ void add_notify(CLI::App& app, Program& program) {
                      fmt::format("The client's {}", kClientOptions[i].label))
         ->type_name("TEXT");
   }
-  command->callback([arguments, &program] { program.status = run_notify(*arguments); });
+  command->callback([arguments, &session] { session.status = run_notify(*arguments); });
 }
 
 }  // namespace annalctl

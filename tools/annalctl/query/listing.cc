@@ -17,8 +17,8 @@ namespace {
 // Writes pages of rows, and says when the tool's own limit has left some out.
 class PageWriter {
  public:
-  PageWriter(const Listing& listing, const Page& page, Program& program)
-      : page_(page), sink_(make_sink(program.format(), listing.shape, program.terminal, program.output)) {}
+  PageWriter(const Listing& listing, const Page& page, Session& session)
+      : page_(page), sink_(make_sink(session.format(), listing.shape, session.terminal, session.output)) {}
 
   void write(const RowPage& rows) {
     for (std::size_t row = 0; row < rows.size() && !more_; ++row) {
@@ -30,9 +30,9 @@ class PageWriter {
     }
   }
 
-  void finish(Program& program) {
+  void finish(Session& session) {
     sink_->finish();
-    program.output.finish();
+    session.output.finish();
     if (more_ && !page_.limit_given) {
       complain(fmt::format("these are {} rows, and there are more: see --all, --limit and --offset", written_));
     }
@@ -89,7 +89,7 @@ int report_failure(const Call& call, const ReadFailure& failure) {
   return kFailure;
 }
 
-int show_page(const Listing& listing, const Page& page, Program& program) {
+int show_page(const Listing& listing, const Page& page, Session& session) {
   if (!log_is_there(listing.call.log)) {
     return kFailure;
   }
@@ -98,7 +98,7 @@ int show_page(const Listing& listing, const Page& page, Program& program) {
     Reader reader(listing.call.log);
     // A table that is not there is a failure also when nothing is wanted of it, and then has no titles either.
     static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {} AS t{}", reader.table(), where(listing.query))));
-    writer.emplace(listing, page, program);
+    writer.emplace(listing, page, session);
     read_rows(reader, listing.query, page.window(), [&reader, &writer](const RowPage& rows) {
       reader.require_released();
       writer->write(rows);
@@ -106,11 +106,11 @@ int show_page(const Listing& listing, const Page& page, Program& program) {
   } catch (const ReadFailure& failure) {
     return report_failure(listing.call, failure);
   }
-  writer->finish(program);
+  writer->finish(session);
   return kSuccess;
 }
 
-int show_count(const Listing& listing, Program& program) {
+int show_count(const Listing& listing, Session& session) {
   if (!log_is_there(listing.call.log)) {
     return kFailure;
   }
@@ -120,7 +120,7 @@ int show_count(const Listing& listing, Program& program) {
   } catch (const ReadFailure& failure) {
     return report_failure(listing.call, failure);
   }
-  write_number(program.format(), "count", static_cast<int>(count), program.output);
+  write_number(session.format(), "count", static_cast<int>(count), session.output);
   return kSuccess;
 }
 

@@ -3,7 +3,7 @@
 
 #include "tools/annalctl/arguments/page_options.h"
 #include "tools/annalctl/output/output.h"
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 #include "tools/annalctl/query/query.h"
 #include "tools/annalctl/query/reader.h"
 
@@ -16,8 +16,8 @@ struct Listing {
 };
 
 // Both return the exit status, and have reported a failure.
-[[nodiscard]] int show_page(const Listing& listing, const Page& page, Program& program);
-[[nodiscard]] int show_count(const Listing& listing, Program& program);
+[[nodiscard]] int show_page(const Listing& listing, const Page& page, Session& session);
+[[nodiscard]] int show_count(const Listing& listing, Session& session);
 
 // Prints why a log could not be read, and returns the exit status.
 [[nodiscard]] int report_failure(const Call& call, const ReadFailure& failure);

@@ -82,24 +82,24 @@ Listing listing_of(const Search& search, const Filters& filters, unsigned sort) 
   return listing;
 }
 
-int run_list(const Search& search, Selection& selection, Program& program) {
+int run_list(const Search& search, Selection& selection, Session& session) {
   selection.filters.resolve_period();
-  return show_page(listing_of(search, selection.filters, selection.order(kNewestFirst)), selection.page, program);
+  return show_page(listing_of(search, selection.filters, selection.order(kNewestFirst)), selection.page, session);
 }
 
-int run_tail(const Search& search, TailArguments& arguments, Program& program) {
+int run_tail(const Search& search, TailArguments& arguments, Session& session) {
   arguments.filters.resolve_period();
-  return show_tail({listing_of(search, arguments.filters, kHighestIdFirst)}, arguments.options, program);
+  return show_tail({listing_of(search, arguments.filters, kHighestIdFirst)}, arguments.options, session);
 }
 
-int run_count(const Search& search, Filters& filters, Program& program) {
+int run_count(const Search& search, Filters& filters, Session& session) {
   filters.resolve_period();
   Listing listing = listing_of(search, filters, kNewestFirst);
   listing.call.doing = fmt::format("count the {}", search.log.entries);
-  return show_count(listing, program);
+  return show_count(listing, session);
 }
 
-int run_group(const Search& search, GroupArguments& arguments, Program& program) {
+int run_group(const Search& search, GroupArguments& arguments, Session& session) {
   Selection& selection = arguments.selection;
   selection.filters.resolve_period();
   const unsigned by = arguments.by.value_or(0);
@@ -110,12 +110,12 @@ int run_group(const Search& search, GroupArguments& arguments, Program& program)
   listing.shape = grouped_shape(search, grouping);
   listing.query.group_by(grouping.columns);
   listing.query.largest_first = arguments.by_size;
-  return show_page(listing, selection.page, program);
+  return show_page(listing, selection.page, session);
 }
 
 }  // namespace
 
-void add_list_command(CLI::App& commands, Program& program, const Search& search) {
+void add_list_command(CLI::App& commands, Session& session, const Search& search) {
   CLI::App* const command =
       commands.add_subcommand("list", fmt::format("Show {}, the newest first", search.log.entries));
   const auto selection = std::make_shared<Selection>();
@@ -125,28 +125,28 @@ void add_list_command(CLI::App& commands, Program& program, const Search& search
              search.list_examples));
   selection->filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, *selection, search.sorts);
-  command->callback([selection, &program, &search] { program.status = run_list(search, *selection, program); });
+  command->callback([selection, &session, &search] { session.status = run_list(search, *selection, session); });
 }
 
-void add_tail_command(CLI::App& commands, Program& program, const Search& search) {
+void add_tail_command(CLI::App& commands, Session& session, const Search& search) {
   CLI::App* const command = commands.add_subcommand(
       "tail", fmt::format("Show the newest {}, and each new one when it is there", search.log.entries));
   const auto arguments = std::make_shared<TailArguments>();
   command->footer(fmt::format("{}{}\n\n{}", kFilterNotes, kWhenForms, tail_footer(search.log)));
   add_tail_options(*command, arguments->options);
   arguments->filters.add_options(*command, search.filters, search.log.entries);
-  command->callback([arguments, &program, &search] { program.status = run_tail(search, *arguments, program); });
+  command->callback([arguments, &session, &search] { session.status = run_tail(search, *arguments, session); });
 }
 
-void add_count_command(CLI::App& commands, Program& program, const Search& search) {
+void add_count_command(CLI::App& commands, Session& session, const Search& search) {
   CLI::App* const command = commands.add_subcommand("count", fmt::format("Print the number of {}", search.log.entries));
   const auto filters = std::make_shared<Filters>();
   command->footer(footer("", search.count_examples));
   filters->add_options(*command, search.filters, search.log.entries);
-  command->callback([filters, &program, &search] { program.status = run_count(search, *filters, program); });
+  command->callback([filters, &session, &search] { session.status = run_count(search, *filters, session); });
 }
 
-void add_group_command(CLI::App& commands, Program& program, const Search& search) {
+void add_group_command(CLI::App& commands, Session& session, const Search& search) {
   CLI::App* const command =
       commands.add_subcommand("group", fmt::format("Show groups of {} and their sizes", search.log.entries));
   const auto arguments = std::make_shared<GroupArguments>();
@@ -157,7 +157,7 @@ void add_group_command(CLI::App& commands, Program& program, const Search& searc
   arguments->selection.filters.add_options(*command, search.filters.first(search.group_texts), search.log.entries);
   add_selection_options(*command, arguments->selection, search.sorts.first(search.group_sorts));
   command->add_flag("--by-size", arguments->by_size, "Largest groups first; --sort decides between equal ones");
-  command->callback([arguments, &program, &search] { program.status = run_group(search, *arguments, program); });
+  command->callback([arguments, &session, &search] { session.status = run_group(search, *arguments, session); });
 }
 
 }  // namespace annalctl

@@ -10,7 +10,7 @@
 #include "tools/annalctl/arguments/page_options.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/text_table.h"
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 #include "tools/annalctl/query/filter_options.h"
 #include "tools/annalctl/query/query.h"
 
@@ -49,9 +49,9 @@ struct Search {
 };
 
 // A command keeps the reference.
-void add_list_command(CLI::App& commands, Program& program, const Search& search);
-void add_tail_command(CLI::App& commands, Program& program, const Search& search);
-void add_count_command(CLI::App& commands, Program& program, const Search& search);
-void add_group_command(CLI::App& commands, Program& program, const Search& search);
+void add_list_command(CLI::App& commands, Session& session, const Search& search);
+void add_tail_command(CLI::App& commands, Session& session, const Search& search);
+void add_count_command(CLI::App& commands, Session& session, const Search& search);
+void add_group_command(CLI::App& commands, Session& session, const Search& search);
 
 }  // namespace annalctl

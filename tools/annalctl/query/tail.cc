@@ -80,11 +80,11 @@ void wait(double seconds) {
 
 class Follower {
  public:
-  Follower(const Tail& tail, const TailOptions& options, Program& program)
+  Follower(const Tail& tail, const TailOptions& options, Session& session)
       : tail_(tail),
         options_(options),
-        program_(program),
-        sink_(make_sink(program.format(), tail.listing.shape, program.terminal, program.output)) {}
+        program_(session),
+        sink_(make_sink(session.format(), tail.listing.shape, session.terminal, session.output)) {}
 
   int show_page() {
     if (!log_is_there(log())) {
@@ -205,12 +205,12 @@ class Follower {
       sink_->row(page.values(row));
     }
     sink_->finish();
-    program_.output.finish();
+    session_.output.finish();
   }
 
   const Tail& tail_;
   const TailOptions& options_;
-  Program& program_;
+  Session& session_;
   std::unique_ptr<RowSink> sink_;
   std::optional<FileState> asked_;  // as it was before it last answered
   std::optional<Last> last_;        // the newest entry that was there then
@@ -246,8 +246,8 @@ std::string tail_footer(const Log& log) {
       log.name, log.entries, log.options);
 }
 
-int show_tail(const Tail& tail, const TailOptions& options, Program& program) {
-  Follower follower(tail, options, program);
+int show_tail(const Tail& tail, const TailOptions& options, Session& session) {
+  Follower follower(tail, options, session);
   if (options.no_follow) {
     return follower.show_page();
   }

@@ -3,7 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 #include "tools/annalctl/query/listing.h"
 
 namespace annalctl {
@@ -26,6 +26,6 @@ void add_tail_options(CLI::App& command, TailOptions& options);
 
 // Returns the exit status, unless SIGINT or SIGTERM ends the program, with success. While it follows, a log that cannot
 // be read is waited for.
-[[nodiscard]] int show_tail(const Tail& tail, const TailOptions& options, Program& program);
+[[nodiscard]] int show_tail(const Tail& tail, const TailOptions& options, Session& session);
 
 }  // namespace annalctl

@@ -6,7 +6,7 @@
 
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/files/private_view.h"
-#include "tools/annalctl/rescue/inspection.h"
+#include "tools/annalctl/rescue/finding.h"
 
 namespace annalctl {
 

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "tools/annalctl/base/sqlite.h"
-#include "tools/annalctl/maintenance/maintenance.h"
+#include "tools/annalctl/log/limits.h"
 #include "tools/annalctl/rescue/damaged_file.h"
 #include "tools/annalctl/rescue/page_layout.h"
 #include "tools/annalctl/rescue/page_reader.h"

@@ -73,7 +73,7 @@ class NewFile {
 
 class Salvage {
  public:
-  Salvage(const Log& log, const Wishes& wishes, Program& program) : log_(log), wishes_(wishes), program_(program) {}
+  Salvage(const Log& log, const Wishes& wishes, Session& session) : log_(log), wishes_(wishes), program_(session) {}
 
   int run() {
     try {
@@ -275,8 +275,8 @@ class Salvage {
     const std::string doubtful = fmt::to_string(rescued.doubtful.size());
     const std::string mended = fmt::to_string(rescued.mended.size());
     const std::string uncompared = fmt::to_string(rescued.uncompared);
-    if (program_.format() == Format::kTable) {
-      program_.output.write(
+    if (session_.format() == Format::kTable) {
+      session_.output.write(
           fmt::format("saved {} {} in {}{}; {}\n"
                       "what it was before is {}\n",
                       rows, log_.entries, printable(log_.path), told_uncompared(rescued), told_lost(rescued.lost),
@@ -295,7 +295,7 @@ class Salvage {
                             {"doubtful_ids", false},
                             {"mended_ids", false}},
                            {}};
-      const auto sink = make_sink(program_.format(), shape, program_.terminal, program_.output);
+      const auto sink = make_sink(session_.format(), shape, session_.terminal, session_.output);
       constexpr int kAll = std::numeric_limits<int>::max();
       const std::string lost_ids = told_ids(rescued.lost_ids, kAll);
       const std::string doubtful_ids = told_ids(rescued.doubtful, kAll);
@@ -345,7 +345,7 @@ class Salvage {
 
   const Log& log_;
   const Wishes& wishes_;
-  Program& program_;
+  Session& session_;
   bool finished_ = false;
   std::string path_;
   FileId looked_at_;
@@ -353,7 +353,7 @@ class Salvage {
 
 }  // namespace
 
-void add_salvage_command(CLI::App& commands, Program& program, const Log& log) {
+void add_salvage_command(CLI::App& commands, Session& session, const Log& log) {
   CLI::App* const command = commands.add_subcommand("salvage", "Make a damaged log anew from what can be read of it");
   const auto wishes = std::make_shared<Wishes>();
   command->footer(fmt::format(
@@ -376,7 +376,7 @@ void add_salvage_command(CLI::App& commands, Program& program, const Log& log) {
       log.name, log.options));
   command->add_flag("--yes,-y", wishes->yes, "Do not ask");
   command->add_flag("--force", wishes->force, "Make it anew even if it is sound, or nothing of it can be read");
-  command->callback([wishes, &program, &log] { program.status = Salvage(log, *wishes, program).run(); });
+  command->callback([wishes, &session, &log] { session.status = Salvage(log, *wishes, session).run(); });
 }
 
 }  // namespace annalctl

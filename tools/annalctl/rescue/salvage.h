@@ -4,10 +4,10 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/annalctl/base/log.h"
-#include "tools/annalctl/program.h"
+#include "tools/annalctl/output/session.h"
 
 namespace annalctl {
 
-void add_salvage_command(CLI::App& commands, Program& program, const Log& log);
+void add_salvage_command(CLI::App& commands, Session& session, const Log& log);
 
 }  // namespace annalctl

@@ -1,0 +1,45 @@
+#include "tools/annalctl/check_all.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/annalctl/conn/model.h"
+#include "tools/annalctl/event/model.h"
+#include "tools/annalctl/fileop/model.h"
+#include "tools/annalctl/notice/model.h"
+#include "tools/annalctl/rescue/check_command.h"
+
+namespace annalctl {
+
+namespace {
+
+void check_all(const std::vector<std::string>& files, Session& session) {
+  bool sound = true;
+  for (const Log* log : {&event::kLog, &conn::kLog, &notice::kLog}) {
+    sound = check_with_its_rights(*log, session) && sound;
+  }
+  for (const std::string& file : files) {
+    fileop::use_file(file);
+    sound = check_with_its_rights(fileop::kLog, session) && sound;
+  }
+  session.status = sound ? kSuccess : kFailure;
+}
+
+}  // namespace
+
+void add_check_of_all(CLI::App& app, Session& session) {
+  CLI::App* const command = app.add_subcommand("check", "Tell whether the logs are sound, and if not, why");
+  const auto files = std::make_shared<std::vector<std::string>>();
+  command->footer(
+      "Checks the logs of events, connections and notices, and the files of file operations that are named.\n" +
+      fmt::format(fmt::runtime(kCheckPromise), "all of them are") +
+      "\nExamples:\n  annalctl check\n  annalctl check --db operations.db --json\n  annalctl event check");
+  command->add_option("--db", *files, "A log of file operations too")->type_name("FILE");
+  command->fallthrough();
+  command->callback([files, &session] { check_all(*files, session); });
+}
+
+}  // namespace annalctl

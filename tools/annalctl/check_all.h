@@ -1,0 +1,12 @@
+// The check of all logs at once, "annalctl check".
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/annalctl/output/session.h"
+
+namespace annalctl {
+
+void add_check_of_all(CLI::App& app, Session& session);
+
+}  // namespace annalctl
