@@ -250,7 +250,7 @@ std::vector<Command> all_commands() {
   {
     annalctl::Session session;
     CLI::App app;
-    annalctl::add_all_commands(app, program);
+    annalctl::add_all_commands(app, session);
     add_parameters(app, none.parameters.emplace_back());
     add_commands(app, none, commands);
   }
@@ -260,7 +260,7 @@ std::vector<Command> all_commands() {
   for (const Command& command : at_the_top) {
     annalctl::Session session;
     CLI::App app;
-    annalctl::add_all_commands(app, program);
+    annalctl::add_all_commands(app, session);
     try {
       app.parse("--help " + command.words.front() + " --help");
     } catch (const CLI::ParseError&) {

@@ -102,9 +102,9 @@ TEST(Output, FullDeviceIsNoticed) {
   static_cast<void>(std::fclose(full));
 }
 
-TEST(Page, OneRowMoreIsAskedForUnlessTheLimitWasGiven) {
-  Page page;
-  EXPECT_EQ(page.window().limit, Page::kUsualLimit + 1);
+TEST(PageOptions, OneRowMoreIsAskedForUnlessTheLimitWasGiven) {
+  PageOptions page;
+  EXPECT_EQ(page.window().limit, PageOptions::kUsualLimit + 1);
   page.limit = std::numeric_limits<int>::max();
   EXPECT_EQ(page.window().limit, std::int64_t{std::numeric_limits<int>::max()} + 1);
   page.limit_given = true;

@@ -62,8 +62,8 @@ TEST(When, ReadsWhatPeopleSay) {
       {"1 year ago", moment(local(2025, 11, 21, 12, 0, 0))},
   };
   for (const auto& [text, expected] : cases) {
-    EXPECT_EQ(parse_when(text, now(), EndOfDay::kFirst), expected.first) << text;
-    EXPECT_EQ(parse_when(text, now(), EndOfDay::kLast), expected.second) << text;
+    EXPECT_EQ(parse_when(text, now(), DayBound::kStart), expected.first) << text;
+    EXPECT_EQ(parse_when(text, now(), DayBound::kEnd), expected.second) << text;
   }
 }
 
@@ -92,7 +92,7 @@ TEST(When, WhatIsNoTimeIsNone) {
                            "99999999999 days ago",
                            "1000000001 days ago",
                            "1000000000 weeks ago"}) {
-    EXPECT_FALSE(parse_when(text, now(), EndOfDay::kFirst).has_value()) << text;
+    EXPECT_FALSE(parse_when(text, now(), DayBound::kStart).has_value()) << text;
   }
 }
 

@@ -37,7 +37,7 @@ TEST_F(PinnedFileTest, WhatAnEnemyPutsInThePlaceOfTheNewLogOrBesideItIsNotUsed) 
   put(made + "-wal", "forged");
   {
     const annalctl::PinnedFile pinned(made, file);
-    const annalctl::Database database(made, SQLITE_OPEN_READWRITE);
+    const annalctl::SqliteDatabase database(made, SQLITE_OPEN_READWRITE);
     EXPECT_TRUE(database.run("PRAGMA journal_mode = MEMORY; CREATE TABLE t (x); INSERT INTO t VALUES (1)"))
         << database.message();
     EXPECT_TRUE(database.run("SELECT * FROM t; PRAGMA integrity_check")) << database.message();

@@ -49,7 +49,7 @@ TEST_F(SalvagePartsTest, RefusedOwnerLeavesNoFile) {
     data[0].effective &= ~(1U << CAP_CHOWN);
     bool refused = syscall(SYS_capset, &header, data) == 0;
     for (const auto& attempt : {+[] { annalctl::copy_file(kLog, "/etc/logs/copy"); },
-                                +[] { static_cast<void>(annalctl::make_like(kLog, "/etc/logs/like")); }}) {
+                                +[] { static_cast<void>(annalctl::create_like(kLog, "/etc/logs/like")); }}) {
       try {
         attempt();
         refused = false;
@@ -81,13 +81,13 @@ TEST_F(SalvagePartsTest, RowsThatAreOlderThanAColumnHaveWhatAMigrationGivesThem)
     SCOPED_TRACE(log.path);
     fs::remove(log.path);
     std::string columns;
-    for (const annalctl::Column& column : log.columns.first(log.first_columns)) {
+    for (const annalctl::Column& column : log.columns.first(log.earliest_columns)) {
       columns += std::string(columns.empty() ? "" : ", ") + column.name + (column.integer ? " INTEGER" : " TEXT") +
                  (columns.empty() ? " PRIMARY KEY AUTOINCREMENT" : "");
     }
     sql(log.path, std::string("CREATE TABLE ") + log.table + " (" + columns + ");");
     static_cast<void>(migrate());
-    for (const annalctl::Column& column : log.columns.subspan(log.first_columns)) {
+    for (const annalctl::Column& column : log.columns.subspan(log.earliest_columns)) {
       ASSERT_NE(column.older, nullptr) << column.name;
       EXPECT_EQ(value(log.path, std::string("SELECT dflt_value FROM pragma_table_info('") + log.table +
                                     "') WHERE name = '" + column.name + "';"),

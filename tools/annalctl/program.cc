@@ -11,12 +11,12 @@
 
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/catalog/commands.h"
+#include "tools/annalctl/check_all.h"
 #include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/files/rights.h"
 #include "tools/annalctl/notice/commands.h"
-#include "tools/annalctl/check_all.h"
 
 namespace annalctl {
 
@@ -120,7 +120,7 @@ void add_all_commands(CLI::App& app, Session& session) {
 }
 
 int run_program(int argc, char** argv) {
-  hold_standard_descriptors();
+  open_missing_standard_descriptors();
   // A reader that goes away is noticed by the next write, with the log closed properly behind it.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 

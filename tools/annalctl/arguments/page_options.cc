@@ -8,14 +8,14 @@
 
 namespace annalctl {
 
-Page::Window Page::window() const {
+PageOptions::Window PageOptions::window() const {
   if (all) {
     return {std::numeric_limits<std::int64_t>::max(), offset};
   }
   return {limit_given ? limit : std::int64_t{limit} + 1, offset};
 }
 
-void add_page_options(CLI::App& command, Page& page) {
+void add_page_options(CLI::App& command, PageOptions& page) {
   auto* const limit = command
                           .add_option_function<int>(
                               "--limit",
@@ -23,7 +23,7 @@ void add_page_options(CLI::App& command, Page& page) {
                                 page.limit = value;
                                 page.limit_given = true;
                               },
-                              fmt::format("Show at most so many rows; without it {}", Page::kUsualLimit))
+                              fmt::format("Show at most so many rows; without it {}", PageOptions::kUsualLimit))
                           ->type_name("N")
                           ->check(at_least(0));
   command.add_option("--offset", page.offset, "Leave out so many rows at the beginning")

@@ -6,7 +6,7 @@
 
 namespace annalctl {
 
-struct Page {
+struct PageOptions {
   static constexpr int kUsualLimit = 50;
 
   int limit = kUsualLimit;
@@ -25,6 +25,6 @@ struct Page {
   [[nodiscard]] bool bounded() const { return !all; }
 };
 
-void add_page_options(CLI::App& command, Page& page);
+void add_page_options(CLI::App& command, PageOptions& page);
 
 }  // namespace annalctl

@@ -1,13 +1,13 @@
 #include "tools/annalctl/arguments/time_text.h"
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <ctime>
 #include <limits>
 
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl {
 
@@ -133,11 +133,7 @@ std::optional<std::int64_t> take_iso_time(std::string_view& text) {
 
 std::optional<std::int64_t> parse_time(std::string_view text) {
   if (!text.empty() && text.front() == '@') {
-    text.remove_prefix(1);
-    std::int64_t seconds = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-    const bool whole = error == std::errc() && end == text.data() + text.size();
-    return whole ? std::optional<std::int64_t>(seconds) : std::nullopt;
+    return whole_number<std::int64_t>(text.substr(1));
   }
   const std::optional<std::int64_t> seconds = take_iso_time(text);
   return text.empty() ? seconds : std::nullopt;

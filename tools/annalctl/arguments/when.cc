@@ -47,8 +47,8 @@ std::tm local_fields(std::int64_t seconds) {
   return fields;
 }
 
-std::int64_t end_of_day(std::tm fields, EndOfDay end) {
-  const bool first = end == EndOfDay::kFirst;
+std::int64_t end_of_day(std::tm fields, DayBound end) {
+  const bool first = end == DayBound::kStart;
   fields.tm_hour = first ? 0 : 23;
   fields.tm_min = first ? 0 : 59;
   fields.tm_sec = first ? 0 : 59;
@@ -56,7 +56,7 @@ std::int64_t end_of_day(std::tm fields, EndOfDay end) {
   return std::mktime(&fields);
 }
 
-std::optional<std::int64_t> day(std::string_view text, std::int64_t now, EndOfDay end) {
+std::optional<std::int64_t> day(std::string_view text, std::int64_t now, DayBound end) {
   const auto* const found =
       std::find_if(kDays.begin(), kDays.end(), [text](const Day& known) { return known.name == text; });
   if (found != kDays.end()) {
@@ -129,7 +129,7 @@ const char* const kWhenForms =
     "'-2h':\n"
     "seconds, minutes, hours, days, weeks, months and years ago, and s, m, h, d and w. A day alone is the whole day.";
 
-std::optional<std::int64_t> parse_when(std::string_view text, std::int64_t now, EndOfDay end) {
+std::optional<std::int64_t> parse_when(std::string_view text, std::int64_t now, DayBound end) {
   if (text == "now") {
     return now;
   }

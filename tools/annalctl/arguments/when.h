@@ -9,13 +9,13 @@
 namespace annalctl {
 
 // Which end of a day is meant by a text that names the day alone.
-enum class EndOfDay {
-  kFirst,
-  kLast,
+enum class DayBound {
+  kStart,
+  kEnd,
 };
 
 // Seconds since 1970; nothing for a text that is no time.
-[[nodiscard]] std::optional<std::int64_t> parse_when(std::string_view text, std::int64_t now, EndOfDay end);
+[[nodiscard]] std::optional<std::int64_t> parse_when(std::string_view text, std::int64_t now, DayBound end);
 
 // What parse_when reads, for a help text.
 extern const char* const kWhenForms;

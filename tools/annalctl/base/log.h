@@ -21,11 +21,11 @@ struct Log {
   const char* path;
   const char* table;
   std::span<const Column> columns;  // the current layout, which is also the order of a listing
-  std::size_t first_columns;        // so many of them had the earliest release
+  std::size_t earliest_columns;     // so many of them had the earliest release
   int usual_limit;                  // of entries: the library's own, for a limit of 0
   int (*count)() noexcept;          // of all entries; a negative number is a result code
   // Creates the log where blueprint_of has led all databases, whatever is at the log's path.
-  int (*create_anywhere)(int limit, int batch) noexcept;
+  int (*create_redirected)(int limit, int batch) noexcept;
   // Calls of the library that add, count and list entries, each with a usual one. Only for statements_of, which has led
   // all databases elsewhere and lets no entry be stored: a stored one goes on to other programs.
   std::span<int (*const)() noexcept> uses;

@@ -6,7 +6,7 @@
 
 namespace annalctl {
 
-Database::Database(const std::string& name, int flags) {
+SqliteDatabase::SqliteDatabase(const std::string& name, int flags) {
   sqlite3* handle = nullptr;
   static_cast<void>(sqlite3_open_v2(name.c_str(), &handle, flags, nullptr));
   handle_.reset(handle);
@@ -14,41 +14,41 @@ Database::Database(const std::string& name, int flags) {
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 }
 
-int Database::code() const {
+int SqliteDatabase::code() const {
   return sqlite3_extended_errcode(handle());
 }
 
-std::string Database::message() const {
+std::string SqliteDatabase::message() const {
   return sqlite3_errmsg(handle());
 }
 
-bool Database::run(const std::string& statements) const {
+bool SqliteDatabase::run(const std::string& statements) const {
   return sqlite3_exec(handle(), statements.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-Statement::Statement(const Database& database, const std::string& text) {
+SqliteStatement::SqliteStatement(const SqliteDatabase& database, const std::string& text) {
   sqlite3_stmt* handle = nullptr;
   code_ = sqlite3_prepare_v2(database.handle(), text.c_str(), -1, &handle, nullptr);
   handle_.reset(handle);
 }
 
-bool Statement::next() {
+bool SqliteStatement::next() {
   if (prepared()) {
     code_ = sqlite3_step(handle());
   }
   return code_ == SQLITE_ROW;
 }
 
-void Statement::bind(int place, const std::string& text) const {
+void SqliteStatement::bind(int place, const std::string& text) const {
   sqlite3_bind_text64(handle(), place, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
-void Statement::reset() {
+void SqliteStatement::reset() {
   sqlite3_reset(handle());
   code_ = prepared() ? SQLITE_OK : code_;
 }
 
-std::string Statement::text(int place) const {
+std::string SqliteStatement::text(int place) const {
   const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(handle(), place));
   return text == nullptr ? std::string() : std::string(text);
 }

@@ -9,10 +9,10 @@
 
 namespace annalctl {
 
-class Database {
+class SqliteDatabase {
  public:
   // flags: SQLite's for opening. A file that cannot be opened has that as the failure of each statement.
-  Database(const std::string& name, int flags);
+  SqliteDatabase(const std::string& name, int flags);
 
   [[nodiscard]] sqlite3* handle() const { return handle_.get(); }
   [[nodiscard]] int code() const;  // of the last failure, in SQLite's extended form
@@ -27,9 +27,9 @@ class Database {
 };
 
 // One statement and where it stands. It must not outlive its database.
-class Statement {
+class SqliteStatement {
  public:
-  Statement(const Database& database, const std::string& text);
+  SqliteStatement(const SqliteDatabase& database, const std::string& text);
 
   [[nodiscard]] bool prepared() const { return handle_ != nullptr; }
   [[nodiscard]] bool next();  // false at the end, and on a failure

@@ -5,8 +5,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <string_view>
+
+#include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl {
 
@@ -24,10 +25,8 @@ std::size_t width_of(int descriptor) {
   if (ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
     return size.ws_col;
   }
-  const std::string_view columns = environment("COLUMNS");
-  std::size_t width = 0;
-  const auto [end, error] = std::from_chars(columns.data(), columns.data() + columns.size(), width);
-  return error == std::errc() && width > 0 ? width : kUsualWidth;
+  const std::size_t width = whole_number<std::size_t>(environment("COLUMNS")).value_or(0);
+  return width > 0 ? width : kUsualWidth;
 }
 
 }  // namespace
@@ -39,7 +38,7 @@ Terminal terminal_of(int descriptor) {
   return {true, width_of(descriptor), environment("NO_COLOR").empty() && environment("TERM") != "dumb"};
 }
 
-void hold_standard_descriptors() {
+void open_missing_standard_descriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) < 0) {
       // The lowest free number is this one. Opened for reading alone, so that output still fails as it should.

@@ -14,6 +14,6 @@ struct Terminal {
 [[nodiscard]] Terminal terminal_of(int descriptor);
 
 // Makes sure that the three standard descriptors are taken: a log that is opened as number 1 would receive the output.
-void hold_standard_descriptors();
+void open_missing_standard_descriptors();
 
 }  // namespace annalctl

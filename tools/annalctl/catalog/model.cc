@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl::catalog {
 
@@ -50,12 +50,11 @@ struct Placeholder {
 
 std::optional<Placeholder> placeholder_at(std::string_view text) {
   const std::size_t end = text.find('}');
-  Placeholder found{0, end + 1};
   if (text.front() != '{' || end == std::string_view::npos) {
     return std::nullopt;
   }
-  const auto [stop, error] = std::from_chars(text.data() + 1, text.data() + end, found.number);
-  return error == std::errc() && stop == text.data() + end ? std::optional(found) : std::nullopt;
+  const auto number = whole_number<decltype(Placeholder::number)>(text.substr(1, end - 1));
+  return number ? std::optional(Placeholder{*number, end + 1}) : std::nullopt;
 }
 
 // How many values a template takes.
@@ -95,7 +94,7 @@ std::string with_phrases(const Application& application, std::string_view text) 
 const std::span<const Application> kApplications = kEach;
 const std::span<const Choice> kLevels = kLevelNames;
 
-Cell level_cell(const char* level) {
+TableCell level_cell(const char* level) {
   constexpr Style kStyles[] = {Style::kPlain, Style::kError, Style::kWarning, Style::kPlain, Style::kInformation};
   const std::size_t code = static_cast<unsigned char>(level[0]) - std::size_t{'0'};
   return {annalctl::name_of(kLevels, level), code < std::size(kStyles) ? kStyles[code] : Style::kPlain};

@@ -23,7 +23,7 @@ extern const std::span<const Application> kApplications;
 extern const std::span<const Choice> kLevels;
 
 // A row's level for people.
-[[nodiscard]] Cell level_cell(const char* level);
+[[nodiscard]] TableCell level_cell(const char* level);
 
 // The name that an application's messages begin with.
 [[nodiscard]] std::string name_of(const Application& application);

@@ -41,7 +41,7 @@ int run_add(const Arguments& arguments) {
   for (std::size_t i = 0; i < kTextFields.size(); ++i) {
     set_text(&record, kTextFields[i], arguments.texts[i]);
   }
-  if (!log_is_there(kLog)) {
+  if (!check_log_exists(kLog)) {
     return kFailure;
   }
   const Call call{kLog, "store the connection", Purpose::kWriting};

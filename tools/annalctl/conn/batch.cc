@@ -26,7 +26,7 @@ constexpr char kTrial[] =
 
 // Why the log does not take entries, in SQLite's words.
 std::optional<std::string> refusal() {
-  const Database database(kLog.path, SQLITE_OPEN_READWRITE);
+  const SqliteDatabase database(kLog.path, SQLITE_OPEN_READWRITE);
   sqlite3_busy_timeout(database.handle(), kWaitMilliseconds);
   return database.run(kTrial) ? std::nullopt : std::optional(database.message());
 }

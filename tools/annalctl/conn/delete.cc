@@ -20,21 +20,21 @@ constexpr char kFooter[] =
     "  annalctl conn delete --result 13";
 
 constexpr std::array kSelectors{
-    Selector{0, "--id", "id", read_number, "N"},
-    Selector{1, "--type", "level: information, warning, error", read_level, "NAME"},
-    Selector{2, "--date", "date, as 2026-11-21", read_text_without_quote, "TEXT"},
-    Selector{3, "--time", "time, as 10:00:00", read_text_without_quote, "TEXT"},
-    Selector{4, "--user", "user", read_text_without_quote, "TEXT"},
-    Selector{5, "--ip", "address", read_text_without_quote, "TEXT"},
-    Selector{6, "--computer", "computer", read_text_without_quote, "TEXT"},
-    Selector{7, "--resource", "resource", read_text_without_quote, "TEXT"},
-    Selector{8, "--service", "service", read_number, "N"},
-    Selector{9, "--action", "action", read_number, "N"},
-    Selector{10, "--app", "application", read_text_without_quote, "TEXT"},
-    Selector{11, "--result", "action result: 0 or 13, which is failed", read_number, "N"},
+    DeleteOption{0, "--id", "id", read_number, "N"},
+    DeleteOption{1, "--type", "level: information, warning, error", read_level, "NAME"},
+    DeleteOption{2, "--date", "date, as 2026-11-21", read_text_without_quote, "TEXT"},
+    DeleteOption{3, "--time", "time, as 10:00:00", read_text_without_quote, "TEXT"},
+    DeleteOption{4, "--user", "user", read_text_without_quote, "TEXT"},
+    DeleteOption{5, "--ip", "address", read_text_without_quote, "TEXT"},
+    DeleteOption{6, "--computer", "computer", read_text_without_quote, "TEXT"},
+    DeleteOption{7, "--resource", "resource", read_text_without_quote, "TEXT"},
+    DeleteOption{8, "--service", "service", read_number, "N"},
+    DeleteOption{9, "--action", "action", read_number, "N"},
+    DeleteOption{10, "--app", "application", read_text_without_quote, "TEXT"},
+    DeleteOption{11, "--result", "action result: 0 or 13, which is failed", read_number, "N"},
 };
 
-constexpr Deletion kDeletion{kLog, kSelectors, annal_conn_del, kFooter};
+constexpr DeleteCommand kDeletion{kLog, kSelectors, annal_conn_del, kFooter};
 
 }  // namespace
 

@@ -27,7 +27,7 @@ constexpr std::array kNumbers{
     NumberFilter{"--failed", "conn_action_result", "Only those that failed (result 13)", kFailed, kFailed},
 };
 
-const Search kSearch{
+const QueryCommands kQueries{
     .log = kLog,
     .columns = "t.*",
     .id = "conn_id",
@@ -53,19 +53,19 @@ const Search kSearch{
 }  // namespace
 
 void add_list(CLI::App& commands, Session& session) {
-  add_list_command(commands, session, kSearch);
+  add_list_command(commands, session, kQueries);
 }
 
 void add_tail(CLI::App& commands, Session& session) {
-  add_tail_command(commands, session, kSearch);
+  add_tail_command(commands, session, kQueries);
 }
 
 void add_count(CLI::App& commands, Session& session) {
-  add_count_command(commands, session, kSearch);
+  add_count_command(commands, session, kQueries);
 }
 
 void add_group(CLI::App& commands, Session& session) {
-  add_group_command(commands, session, kSearch);
+  add_group_command(commands, session, kQueries);
 }
 
 }  // namespace annalctl::conn

@@ -60,7 +60,7 @@ constexpr std::array kSortTable{
 
 constexpr std::array kResults{Choice{"ok", kSucceeded}, Choice{"failed", kFailed}};
 
-Cell result_cell(const char* code) {
+TableCell result_cell(const char* code) {
   const std::string name = name_of(kResults, code);
   return {name == code ? printable(name) : name, name == "failed" ? Style::kWarning : Style::kPlain};
 }
@@ -142,10 +142,10 @@ const Log kLog{
     .path = "/etc/logs/conn.log",
     .table = "ANNAL_CONN",
     .columns = kColumns,
-    .first_columns = 10,
+    .earliest_columns = 10,
     .usual_limit = 10000,
     .count = count_all,
-    .create_anywhere = annal_conn_create_tbl,
+    .create_redirected = annal_conn_create_tbl,
     .uses = kUses,
 };
 

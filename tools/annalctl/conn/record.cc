@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstddef>
 
 #include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/conn/model.h"
 #include "tools/annalctl/log/level.h"
 
@@ -52,12 +52,11 @@ constexpr std::array<std::string_view, 3> kGiven{"conn_id", "conn_date", "conn_t
 
 std::int32_t number_from(const JsonMember& member, int most) {
   const std::string_view text = member.text;
-  std::int32_t number = -1;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < 0 || number > most) {
+  const auto number = whole_number<std::int32_t>(text);
+  if (!number || *number < 0 || *number > most) {
     throw Refusal(fmt::format("{} is '{}', and not a number from 0 to {}", member.key, text, most));
   }
-  return number;
+  return *number;
 }
 
 std::int32_t level_from(const JsonMember& member) {

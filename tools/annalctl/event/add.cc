@@ -48,7 +48,7 @@ EventRecord record_of_arguments(const Arguments& arguments) {
 
 int run_add(const Arguments& arguments) {
   EventRecord record = record_of_arguments(arguments);
-  if (!log_is_there(kLog)) {
+  if (!check_log_exists(kLog)) {
     return kFailure;
   }
   const Call call{kLog, "store the event", Purpose::kWriting};

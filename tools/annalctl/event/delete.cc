@@ -21,19 +21,19 @@ constexpr char kFooter[] =
     "  annalctl event delete --type information";
 
 constexpr std::array kSelectors{
-    Selector{0, "--id", "id", read_number, "N"},
-    Selector{1, "--type", "level: information, warning, error", read_level, "NAME"},
-    Selector{2, "--date", "date, as 2026-11-21", read_text_without_quote, "TEXT"},
-    Selector{3, "--time", "time, as 10:00:00", read_text_without_quote, "TEXT"},
-    Selector{4, "--user", "user", read_text_without_quote, "TEXT"},
-    Selector{5, "--ip", "address", read_text_without_quote, "TEXT"},
-    Selector{6, "--computer", "computer", read_text_without_quote, "TEXT"},
-    Selector{7, "--message", "message", read_text_without_quote, "TEXT"},
-    Selector{8, "--msgid", "message id", read_text_without_quote, "TEXT"},
-    Selector{9, "--timestamp", "time stamp, in seconds since 1970", read_number, "N"},
+    DeleteOption{0, "--id", "id", read_number, "N"},
+    DeleteOption{1, "--type", "level: information, warning, error", read_level, "NAME"},
+    DeleteOption{2, "--date", "date, as 2026-11-21", read_text_without_quote, "TEXT"},
+    DeleteOption{3, "--time", "time, as 10:00:00", read_text_without_quote, "TEXT"},
+    DeleteOption{4, "--user", "user", read_text_without_quote, "TEXT"},
+    DeleteOption{5, "--ip", "address", read_text_without_quote, "TEXT"},
+    DeleteOption{6, "--computer", "computer", read_text_without_quote, "TEXT"},
+    DeleteOption{7, "--message", "message", read_text_without_quote, "TEXT"},
+    DeleteOption{8, "--msgid", "message id", read_text_without_quote, "TEXT"},
+    DeleteOption{9, "--timestamp", "time stamp, in seconds since 1970", read_number, "N"},
 };
 
-constexpr Deletion kDeletion{kLog, kSelectors, annal_event_del, kFooter};
+constexpr DeleteCommand kDeletion{kLog, kSelectors, annal_event_del, kFooter};
 
 }  // namespace
 

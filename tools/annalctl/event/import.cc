@@ -63,7 +63,7 @@ EventRecord parse(std::string_view line, LineFormat format, std::int64_t now) {
 }
 
 int run_import(const Arguments& arguments, Session& session) {
-  if (!arguments.request.dry_run && !log_is_there(kLog)) {
+  if (!arguments.request.dry_run && !check_log_exists(kLog)) {
     return kFailure;
   }
   const auto format = static_cast<LineFormat>(arguments.format.value_or(code(LineFormat::kUnknown)));

@@ -31,7 +31,7 @@ constexpr char kListedColumns[] =
 constexpr std::size_t kTextsOfGroups = 4;
 constexpr std::size_t kSortsOfGroups = 9;
 
-const Search kSearch{
+const QueryCommands kQueries{
     .log = kLog,
     .columns = kListedColumns,
     .id = "event_id",
@@ -61,19 +61,19 @@ const Search kSearch{
 }  // namespace
 
 void add_list(CLI::App& commands, Session& session) {
-  add_list_command(commands, session, kSearch);
+  add_list_command(commands, session, kQueries);
 }
 
 void add_tail(CLI::App& commands, Session& session) {
-  add_tail_command(commands, session, kSearch);
+  add_tail_command(commands, session, kQueries);
 }
 
 void add_count(CLI::App& commands, Session& session) {
-  add_count_command(commands, session, kSearch);
+  add_count_command(commands, session, kQueries);
 }
 
 void add_group(CLI::App& commands, Session& session) {
-  add_group_command(commands, session, kSearch);
+  add_group_command(commands, session, kQueries);
 }
 
 }  // namespace annalctl::event

@@ -119,10 +119,10 @@ const Log kLog{
     .path = "/etc/logs/event.log",
     .table = "ANNAL_EVENT",
     .columns = kColumns,
-    .first_columns = 8,
+    .earliest_columns = 8,
     .usual_limit = 100000,
     .count = count_all,
-    .create_anywhere = annal_event_create_tbl,
+    .create_redirected = annal_event_create_tbl,
     .uses = kUses,
 };
 

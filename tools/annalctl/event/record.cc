@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 
 #include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/event/model.h"
 #include "tools/annalctl/log/level.h"
 
@@ -56,12 +56,11 @@ std::int32_t level_from(std::string_view text) {
 }
 
 std::int64_t stamp_from(std::string_view text) {
-  std::int64_t stamp = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), stamp);
-  if (error != std::errc() || end != text.data() + text.size()) {
+  const auto stamp = whole_number<std::int64_t>(text);
+  if (!stamp) {
     throw Refusal(fmt::format("event_timet is '{}', and not a whole number of seconds", text));
   }
-  return stamp;
+  return *stamp;
 }
 
 std::int64_t time_from(const TimeParts& parts) {

@@ -59,7 +59,7 @@ Operation operation_of_arguments(const Arguments& arguments) {
 
 int run_add(const Arguments& arguments) {
   Operation operation = operation_of_arguments(arguments);
-  if (!log_is_there(kLog)) {
+  if (!check_log_exists(kLog)) {
     return kFailure;
   }
   const Call call{kLog, "store the file operation", Purpose::kWriting};

@@ -20,31 +20,31 @@ constexpr char kFooter[] =
     "  annalctl fileop --db operations.db delete --date 2026-11-21\n"
     "  annalctl fileop --db operations.db delete --path '/share/photos/a.jpg'";
 
-SelectorValue read_escaped(const std::string& text) {
+DeleteValue read_escaped(const std::string& text) {
   return escaped(text);
 }
 
 constexpr std::array kSelectors{
-    Selector{0, "--id", "id", read_number, "N"},
-    Selector{1, "--type", "level: information, warning, error", read_level, "NAME"},
-    Selector{2, "--date", "date, as 2026-11-21", read_escaped, "TEXT"},
-    Selector{3, "--time", "time, as 10:00:00", read_escaped, "TEXT"},
-    Selector{4, "--user", "user", read_escaped, "TEXT"},
-    Selector{5, "--ip", "address", read_escaped, "TEXT"},
-    Selector{6, "--folder", "folder code", read_number, "N"},
-    Selector{7, "--action", "action", read_number, "N"},
-    Selector{8, "--size", "size", read_number, "N"},
-    Selector{9, "--computer", "computer", read_escaped, "TEXT"},
-    Selector{10, "--device", "device", read_escaped, "TEXT"},
-    Selector{11, "--description", "description", read_escaped, "TEXT"},
-    Selector{12, "--path", "path", read_escaped, "TEXT"},
+    DeleteOption{0, "--id", "id", read_number, "N"},
+    DeleteOption{1, "--type", "level: information, warning, error", read_level, "NAME"},
+    DeleteOption{2, "--date", "date, as 2026-11-21", read_escaped, "TEXT"},
+    DeleteOption{3, "--time", "time, as 10:00:00", read_escaped, "TEXT"},
+    DeleteOption{4, "--user", "user", read_escaped, "TEXT"},
+    DeleteOption{5, "--ip", "address", read_escaped, "TEXT"},
+    DeleteOption{6, "--folder", "folder code", read_number, "N"},
+    DeleteOption{7, "--action", "action", read_number, "N"},
+    DeleteOption{8, "--size", "size", read_number, "N"},
+    DeleteOption{9, "--computer", "computer", read_escaped, "TEXT"},
+    DeleteOption{10, "--device", "device", read_escaped, "TEXT"},
+    DeleteOption{11, "--description", "description", read_escaped, "TEXT"},
+    DeleteOption{12, "--path", "path", read_escaped, "TEXT"},
 };
 
 int delete_by(unsigned selector, const void* value) noexcept {
   return pavo2log_event_del(kLog.path, selector, value);
 }
 
-constexpr Deletion kDeletion{kLog, kSelectors, delete_by, kFooter};
+constexpr DeleteCommand kDeletion{kLog, kSelectors, delete_by, kFooter};
 
 }  // namespace
 

@@ -25,7 +25,7 @@ constexpr char kFooter[] =
     "  annalctl fileop --db old.db list --all --oldest --json | annalctl fileop --db new.db import -";
 
 int run_import(const ImportRequest& request, Session& session) {
-  if (!request.dry_run && !log_is_there(kLog)) {
+  if (!request.dry_run && !check_log_exists(kLog)) {
     return kFailure;
   }
   Operation operation;

@@ -14,6 +14,7 @@
 #include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/log/level.h"
 #include "tools/annalctl/query/listing.h"
+#include "tools/annalctl/query/order_options.h"
 #include "tools/annalctl/query/tail.h"
 
 namespace annalctl::fileop {
@@ -140,16 +141,11 @@ class Conditions {
 
 struct Selection {
   Conditions conditions;
-  std::vector<Choice> sorts = choices_of(kSorts);  // the names of the orders, as options want them
-  std::optional<unsigned> sort;
-  bool reverse = false;
-  Page page;
+  OrderOptions order;
+  PageOptions page;
 
   // What a search finds is shown the last stored first, which is not the latest where a clock was set back.
-  [[nodiscard]] unsigned order() const {
-    const unsigned code = sort.value_or(kNewestFirst) ^ (reverse ? 1U : 0U);
-    return code == kNewestFirst && conditions.any() ? kHighestIdFirst : code;
-  }
+  [[nodiscard]] unsigned usual_order() const { return conditions.any() ? kHighestIdFirst : kNewestFirst; }
 };
 
 struct TailArguments {
@@ -166,7 +162,8 @@ Listing listing_of(const Conditions& conditions, unsigned sort) {
 }
 
 int run_list(const Selection& selection, Session& session) {
-  return show_page(listing_of(selection.conditions, selection.order()), selection.page, session);
+  return show_page(listing_of(selection.conditions, selection.order.order(selection.usual_order())), selection.page,
+                   session);
 }
 
 int run_tail(const TailArguments& arguments, Session& session) {
@@ -186,13 +183,7 @@ void add_list(CLI::App& commands, Session& session) {
   const auto selection = std::make_shared<Selection>();
   command->footer(kListFooter);
   selection->conditions.add_options(*command);
-  auto* const sort = add_choice(*command, "--sort", selection->sort, selection->sorts, "Order, ascending");
-  auto* const reverse = command->add_flag("--reverse", selection->reverse, "Turn the order round");
-  command
-      ->add_flag_callback(
-          "--oldest", [selection] { selection->sort = kOldestFirst; }, "Oldest date first")
-      ->excludes(sort)
-      ->excludes(reverse);
+  selection->order.add_options(*command, kSorts);
   add_page_options(*command, selection->page);
   command->callback([selection, &session] { session.status = run_list(*selection, session); });
 }

@@ -56,7 +56,7 @@ int count_all() noexcept {
 }
 
 // The library creates nothing at a path where it finds something: below this one there can be no file.
-int create_anywhere(int limit, int batch) noexcept {
+int create_redirected(int limit, int batch) noexcept {
   return pavo2log_event_create_tbl("/dev/null/fileop", limit, batch);
 }
 
@@ -81,10 +81,10 @@ Log kLog{
     .path = "",
     .table = "PAVO2LOG_EVENT",
     .columns = kColumns,
-    .first_columns = 16,
+    .earliest_columns = 16,
     .usual_limit = 100000,
     .count = count_all,
-    .create_anywhere = create_anywhere,
+    .create_redirected = create_redirected,
     .uses = kUses,
     .options = " --db FILE",
     .migrates = false,

@@ -18,12 +18,6 @@ void use_file(const std::string& file);
 
 extern const std::span<const Sort> kSorts;
 
-enum SortCode : unsigned {
-  kOldestFirst = 0,
-  kNewestFirst = 1,
-  kHighestIdFirst = 13,
-};
-
 [[nodiscard]] RowShape listed_shape();
 
 // Where a text goes unescaped between quotes into a statement: with its own quotes doubled it stands there for itself.

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <ctime>
 #include <limits>
@@ -11,6 +10,7 @@
 
 #include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/log/level.h"
 
@@ -53,13 +53,12 @@ constexpr std::array kNumbers{
 };
 
 std::int64_t number_from(const NumberField& field, std::string_view text) {
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < field.lowest || number > field.highest) {
+  const auto number = whole_number<std::int64_t>(text);
+  if (!number || *number < field.lowest || *number > field.highest) {
     throw Refusal(fmt::format("{} is '{}', and not a whole number from {} to {}", field.column, text, field.lowest,
                               field.highest));
   }
-  return number;
+  return *number;
 }
 
 std::uint32_t level_from(std::string_view text) {

@@ -7,15 +7,11 @@
 #include <array>
 #include <fstream>
 
+#include "tools/annalctl/files/sqlite_format.h"
+
 namespace annalctl {
 
 namespace {
-
-// The bytes that SQLite's file format sets aside for its locks.
-constexpr off_t kPendingByte = 0x40000000;
-constexpr off_t kReservedByte = kPendingByte + 1;
-constexpr off_t kSharedFirst = kPendingByte + 2;
-constexpr off_t kSharedSize = 510;
 
 struct LockRange {
   off_t begin;

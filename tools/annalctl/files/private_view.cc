@@ -12,6 +12,8 @@
 #include <thread>
 #include <utility>
 
+#include "tools/annalctl/files/sqlite_format.h"
+
 namespace annalctl {
 
 namespace {
@@ -23,11 +25,6 @@ constexpr char kWriteAheadName[] = "/log-wal";
 constexpr std::size_t kMostChanged = std::size_t{64} << 20U;
 constexpr std::chrono::milliseconds kPause{20};
 
-// The bytes that SQLite's file formats set aside for locks.
-constexpr off_t kPendingByte = 0x40000000;
-constexpr off_t kReservedByte = kPendingByte + 1;
-constexpr off_t kSharedFirst = kPendingByte + 2;
-constexpr off_t kSharedSize = 510;
 constexpr off_t kWriteAheadLocks = 120;  // in the shared file: that of writing, then that of moving changes to the log
 constexpr off_t kWriteAheadLocksSize = 2;
 

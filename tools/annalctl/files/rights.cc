@@ -14,10 +14,10 @@
 
 #include <array>
 #include <cerrno>
-#include <filesystem>
 #include <set>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/folder.h"
 #include "tools/annalctl/files/writers.h"
 
 namespace annalctl {
@@ -67,8 +67,7 @@ Rights rights_of(uid_t user, const std::string& path) {
   }
   // A user without a name is in no group, and has most likely that of the folder. Root's he does not get.
   struct stat status {};
-  if (stat(std::filesystem::path(path).parent_path().c_str(), &status) == 0 && status.st_uid == user &&
-      status.st_gid != 0) {
+  if (stat(folder_of(path).c_str(), &status) == 0 && status.st_uid == user && status.st_gid != 0) {
     rights.group = status.st_gid;
   }
   return rights;

@@ -8,15 +8,16 @@
 
 #include <array>
 #include <cerrno>
-#include <filesystem>
 #include <string_view>
 #include <vector>
 
 #include "Corix_annal.h"
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/folder.h"
 #include "tools/annalctl/files/file_lock.h"
 #include "tools/annalctl/files/private_view.h"
 #include "tools/annalctl/files/rights.h"
+#include "tools/annalctl/files/sqlite_format.h"
 
 namespace annalctl {
 
@@ -28,10 +29,6 @@ constexpr std::chrono::seconds kLibraryWait{20};
 
 // With less, a write can fail for want of room: it needs that of the journal as well.
 constexpr unsigned kTightKibibytes = 1024;
-
-std::string folder_of(const char* path) {
-  return std::filesystem::path(path).parent_path().string();
-}
 
 bool permitted(const std::string& path, int mode) {
   return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
@@ -157,14 +154,13 @@ Finding table_obstacle(const Call& call, int code) {
 }  // namespace
 
 bool begins_as_database(const char* path) {
-  constexpr std::string_view kHeader("SQLite format 3\0", 16);
-  std::array<char, kHeader.size()> head{};
+  std::array<char, kFileMagic.size()> head{};
   const RegularFile file(path, RegularFile::Links::kFollowed);
   if (!file.is_open()) {
     return false;
   }
   const ssize_t got = pread(file.descriptor(), head.data(), head.size(), 0);
-  return got == 0 || std::string_view(head.data(), head.size()) == kHeader;
+  return got == 0 || std::string_view(head.data(), head.size()) == kFileMagic;
 }
 
 std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {

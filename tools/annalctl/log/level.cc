@@ -25,7 +25,7 @@ constexpr std::array kFilterChoices{
 const std::span<const Choice> kLevels = kLevelChoices;
 const std::span<const Choice> kLevelFilters = kFilterChoices;
 
-Cell level_cell(const char* code) {
+TableCell level_cell(const char* code) {
   constexpr std::array kStyles{Style::kInformation, Style::kWarning, Style::kError};
   const std::optional<unsigned> level = code_of(kLevels, code);
   return {printable(name_of(kLevels, code)), level ? kStyles.at(*level) : Style::kPlain};

@@ -12,6 +12,6 @@ namespace annalctl {
 extern const std::span<const Choice> kLevels;
 extern const std::span<const Choice> kLevelFilters;
 
-[[nodiscard]] Cell level_cell(const char* code);
+[[nodiscard]] TableCell level_cell(const char* code);
 
 }  // namespace annalctl

@@ -44,7 +44,7 @@ std::string code_text(int code) {
   return "an unknown result";
 }
 
-bool log_is_there(const Log& log) {
+bool check_log_exists(const Log& log) {
   const std::optional<std::string> obstacle = file_obstacle(log, Purpose::kReading);
   if (obstacle) {
     complain(fmt::format("cannot open {}: {}", log.path, *obstacle));

@@ -12,7 +12,7 @@ namespace annalctl {
 
 // Opening a log that is not there would leave an empty file behind, so everything but its creation looks first. Prints
 // the reason when the answer is false.
-[[nodiscard]] bool log_is_there(const Log& log);
+[[nodiscard]] bool check_log_exists(const Log& log);
 
 // Why a call failed, and what to do. seen: what its caller knows of the cause, for when none is found here.
 [[nodiscard]] std::string failure_text(const Call& call, int code, const std::string& seen = {});

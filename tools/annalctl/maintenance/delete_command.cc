@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <memory>
 
+#include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/log/level.h"
 #include "tools/annalctl/log/result.h"
 
@@ -13,26 +13,26 @@ namespace annalctl {
 namespace {
 
 struct Chosen {
-  const Selector* selector = nullptr;
-  SelectorValue value;
+  const DeleteOption* selector = nullptr;
+  DeleteValue value;
 };
 
-const void* address_of(const SelectorValue& value) {
+const void* address_of(const DeleteValue& value) {
   if (const auto* const text = std::get_if<std::string>(&value)) {
     return text->c_str();
   }
   return std::get_if<int>(&value);
 }
 
-int run_delete(const Deletion& deletion, const Chosen& choice) {
-  if (!log_is_there(deletion.log)) {
+int run_delete(const DeleteCommand& deletion, const Chosen& choice) {
+  if (!check_log_exists(deletion.log)) {
     return kFailure;
   }
   const Call call{deletion.log, fmt::format("delete the {}", deletion.log.entries), Purpose::kWriting};
   return report(call, deletion.run(choice.selector->code, address_of(choice.value)));
 }
 
-void add_selector(CLI::App& command, const Selector& selector, Chosen& choice) {
+void add_selector(CLI::App& command, const DeleteOption& selector, Chosen& choice) {
   CLI::Option* const option = command.add_option_function<std::string>(
       selector.option,
       [&selector, &choice](const std::string& text) {
@@ -52,33 +52,32 @@ void add_selector(CLI::App& command, const Selector& selector, Chosen& choice) {
 
 }  // namespace
 
-void add_delete_command(CLI::App& commands, Session& session, const Deletion& deletion) {
+void add_delete_command(CLI::App& commands, Session& session, const DeleteCommand& deletion) {
   CLI::App* const command =
       commands.add_subcommand("delete", fmt::format("Delete the {} that have a value", deletion.log.entries));
   const auto choice = std::make_shared<Chosen>();
   command->footer(deletion.footer);
   auto* const selectors = command->add_option_group("Value");
-  for (const Selector& selector : deletion.selectors) {
+  for (const DeleteOption& selector : deletion.selectors) {
     add_selector(*selectors, selector, *choice);
   }
   selectors->require_option(1);
   command->callback([choice, &session, &deletion] { session.status = run_delete(deletion, *choice); });
 }
 
-SelectorValue read_number(const std::string& text) {
-  int number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) {
+DeleteValue read_number(const std::string& text) {
+  const auto number = whole_number<int>(text);
+  if (!number) {
     throw Refusal(fmt::format("'{}' is no whole number of 32 bits", text));
   }
-  return number;
+  return *number;
 }
 
-SelectorValue read_text(const std::string& text) {
+DeleteValue read_text(const std::string& text) {
   return text;
 }
 
-SelectorValue read_level(const std::string& name) {
+DeleteValue read_level(const std::string& name) {
   const std::optional<unsigned> code = code_of(kLevels, name);
   if (!code) {
     throw Refusal(fmt::format("'{}' is not known; it takes one of {}", name, names_of(kLevels)));
@@ -86,7 +85,7 @@ SelectorValue read_level(const std::string& name) {
   return static_cast<int>(*code);
 }
 
-SelectorValue read_text_without_quote(const std::string& text) {
+DeleteValue read_text_without_quote(const std::string& text) {
   if (text.find('\'') != std::string::npos) {
     throw Refusal("a value with a single quote (') cannot be deleted by: nothing was deleted (use --id instead)");
   }

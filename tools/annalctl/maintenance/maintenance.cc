@@ -29,7 +29,7 @@ int run_create(const Maintenance& maintenance, const Limits& limits) {
 
 int run_flush(const Maintenance& maintenance, bool yes) {
   const Log& log = maintenance.log;
-  if (!log_is_there(log)) {
+  if (!check_log_exists(log)) {
     return kFailure;
   }
   if (!yes && !confirmed(fmt::format("Delete all {} of {}?", log.entries, log.path))) {
@@ -41,7 +41,7 @@ int run_flush(const Maintenance& maintenance, bool yes) {
 }
 
 int run_trim(const Log& log, int (*trim)(int keep) noexcept, int keep) {
-  if (!log_is_there(log)) {
+  if (!check_log_exists(log)) {
     return kFailure;
   }
   const Call call{log, fmt::format("trim the {} log", log.name), Purpose::kWriting};
@@ -49,7 +49,7 @@ int run_trim(const Log& log, int (*trim)(int keep) noexcept, int keep) {
 }
 
 int run_migrate(const Log& log, int (*migrate)() noexcept) {
-  if (!log_is_there(log)) {
+  if (!check_log_exists(log)) {
     return kFailure;
   }
   const Call call{log, fmt::format("bring the {} log up to date", log.name), Purpose::kMigrating};

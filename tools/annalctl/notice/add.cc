@@ -78,7 +78,7 @@ int run_add(Arguments& arguments) {
       require_address(text);
     }
   }
-  if (!log_is_there(kLog)) {
+  if (!check_log_exists(kLog)) {
     return kFailure;
   }
   const Call call{kLog, "store the notice", Purpose::kWriting};

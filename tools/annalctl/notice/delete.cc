@@ -30,11 +30,11 @@ constexpr char kFooter[] =
     "  annalctl notice delete --time '2026-11-21 10:00:00'";
 
 // The library takes the time as a text, which SQLite makes a number again before it compares.
-SelectorValue read_time(const std::string& text) {
+DeleteValue read_time(const std::string& text) {
   return fmt::to_string(seconds_of(text));
 }
 
-SelectorValue read_end_time(const std::string& text) {
+DeleteValue read_end_time(const std::string& text) {
   using Seconds = std::numeric_limits<int>;
   const std::int64_t seconds = seconds_of(text);
   if (seconds < Seconds::min() || seconds > Seconds::max()) {
@@ -43,13 +43,13 @@ SelectorValue read_end_time(const std::string& text) {
   return static_cast<int>(seconds);
 }
 
-SelectorValue read_facility(const std::string& text) {
+DeleteValue read_facility(const std::string& text) {
   return facility_of(text);
 }
 
 // For the columns whose value the library puts into its statement as an expression, its quotes doubled, so that no
 // literal survives. This one has no quotes, whatever the text: its characters by number.
-SelectorValue read_text_as_expression(const std::string& text) {
+DeleteValue read_text_as_expression(const std::string& text) {
   const std::optional<std::u32string> characters = characters_of(text);
   if (!characters) {
     throw Refusal("the text is not valid UTF-8, and cannot be looked for");
@@ -65,36 +65,37 @@ SelectorValue read_text_as_expression(const std::string& text) {
   return expression + ")";
 }
 
-[[noreturn]] SelectorValue refuse_client(const std::string& /*text*/) {
+[[noreturn]] DeleteValue refuse_client(const std::string& /*text*/) {
   throw Refusal("the library cannot delete notices by client (use --id instead)");
 }
 
 constexpr std::array kSelectors{
-    Selector{0, "--id", "id", read_number, "N"},
-    Selector{1, "--severity", "severity, as syslog numbers it: 3 error, 4 warning, 6 information", read_number, "N"},
-    Selector{2, "--server", "server", read_number, "N"},
-    Selector{3, "--action", "action", read_number, "N"},
-    Selector{4, "--service", "service name", read_text, "TEXT"},
-    Selector{5, "--facility", "facility, by number or name", read_facility, "N|NAME"},
-    Selector{6, "--time", "time", read_time, "TIME"},
-    Selector{7, "--endtime", "end time", read_end_time, "TIME"},
-    Selector{8, "--user", "user", read_text, "TEXT"},
-    Selector{9, "--ip", "address", read_text, "TEXT"},
-    Selector{10, "--client", nullptr, refuse_client, nullptr},
-    Selector{11, "--description", "description", read_text, "TEXT"},
-    Selector{12, "--msgcode", "message code", read_text, "TEXT"},
-    Selector{13, "--varnum", "number of variables", read_number, "N"},
-    Selector{14, "--varcontent", "content of the variables", read_text, "TEXT"},
-    Selector{15, "--name", "name", read_text, "TEXT"},
-    Selector{16, "--status", "status", read_number, "N"},
-    Selector{17, "--uid", "user number", read_number, "N"},
-    Selector{18, "--gid", "group number", read_number, "N"},
-    Selector{19, "--link-id", "link id", read_text_as_expression, "TEXT"},
-    Selector{20, "--link-option", "link option", read_text_as_expression, "TEXT"},
-    Selector{21, "--title", "title", read_text_as_expression, "TEXT"},
+    DeleteOption{0, "--id", "id", read_number, "N"},
+    DeleteOption{1, "--severity", "severity, as syslog numbers it: 3 error, 4 warning, 6 information", read_number,
+                 "N"},
+    DeleteOption{2, "--server", "server", read_number, "N"},
+    DeleteOption{3, "--action", "action", read_number, "N"},
+    DeleteOption{4, "--service", "service name", read_text, "TEXT"},
+    DeleteOption{5, "--facility", "facility, by number or name", read_facility, "N|NAME"},
+    DeleteOption{6, "--time", "time", read_time, "TIME"},
+    DeleteOption{7, "--endtime", "end time", read_end_time, "TIME"},
+    DeleteOption{8, "--user", "user", read_text, "TEXT"},
+    DeleteOption{9, "--ip", "address", read_text, "TEXT"},
+    DeleteOption{10, "--client", nullptr, refuse_client, nullptr},
+    DeleteOption{11, "--description", "description", read_text, "TEXT"},
+    DeleteOption{12, "--msgcode", "message code", read_text, "TEXT"},
+    DeleteOption{13, "--varnum", "number of variables", read_number, "N"},
+    DeleteOption{14, "--varcontent", "content of the variables", read_text, "TEXT"},
+    DeleteOption{15, "--name", "name", read_text, "TEXT"},
+    DeleteOption{16, "--status", "status", read_number, "N"},
+    DeleteOption{17, "--uid", "user number", read_number, "N"},
+    DeleteOption{18, "--gid", "group number", read_number, "N"},
+    DeleteOption{19, "--link-id", "link id", read_text_as_expression, "TEXT"},
+    DeleteOption{20, "--link-option", "link option", read_text_as_expression, "TEXT"},
+    DeleteOption{21, "--title", "title", read_text_as_expression, "TEXT"},
 };
 
-constexpr Deletion kDeletion{kLog, kSelectors, annal_notice_del, kFooter};
+constexpr DeleteCommand kDeletion{kLog, kSelectors, annal_notice_del, kFooter};
 
 }  // namespace
 

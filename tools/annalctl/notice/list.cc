@@ -14,6 +14,7 @@
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"
 #include "tools/annalctl/query/listing.h"
+#include "tools/annalctl/query/order_options.h"
 #include "tools/annalctl/query/tail.h"
 
 namespace annalctl::notice {
@@ -122,15 +123,8 @@ std::vector<Condition> conditions_of(const Filter& filter) {
 
 struct ListArguments {
   Filter filter;
-  std::vector<Choice> sorts = choices_of(kSorts);  // the names of the orders, as options want them
-  std::optional<unsigned> sort;
-  bool reverse = false;
-  Page page;
-
-  [[nodiscard]] unsigned order() const {
-    const unsigned code = sort.value_or(kNewestFirst);
-    return reverse ? code ^ 1U : code;
-  }
+  OrderOptions order;
+  PageOptions page;
 };
 
 struct TailArguments {
@@ -142,19 +136,8 @@ struct GroupArguments {
   Filter filter;
   std::string by;
   bool by_size = false;
-  Page page;
+  PageOptions page;
 };
-
-void add_order_options(CLI::App& command, ListArguments& arguments) {
-  auto* const sort = add_choice(command, "--sort", arguments.sort, arguments.sorts, "Order, ascending");
-  auto* const reverse = command.add_flag("--reverse", arguments.reverse, "Turn the order round");
-  auto* const newest = command.add_flag_callback(
-      "--newest", [&arguments] { arguments.sort = kNewestFirst; }, "Newest first");
-  auto* const oldest = command.add_flag_callback(
-      "--oldest", [&arguments] { arguments.sort = kOldestFirst; }, "Oldest first");
-  newest->excludes(sort)->excludes(reverse)->excludes(oldest);
-  oldest->excludes(sort)->excludes(reverse);
-}
 
 // The notices that pass a filter, in an order.
 Listing listing_of(const Filter& filter, unsigned sort) {
@@ -168,7 +151,7 @@ Listing listing_of(const Filter& filter, unsigned sort) {
 }
 
 int run_list(const ListArguments& arguments, Session& session) {
-  return show_page(listing_of(arguments.filter, arguments.order()), arguments.page, session);
+  return show_page(listing_of(arguments.filter, arguments.order.order(kNewestFirst)), arguments.page, session);
 }
 
 int run_tail(const TailArguments& arguments, Session& session) {
@@ -215,7 +198,7 @@ void add_list(CLI::App& commands, Session& session) {
   const auto arguments = std::make_shared<ListArguments>();
   command->footer(kListFooter);
   add_filter_options(*command, arguments->filter);
-  add_order_options(*command, *arguments);
+  arguments->order.add_options(*command, kSorts);
   add_page_options(*command, arguments->page);
   command->callback([arguments, &session] { session.status = run_list(*arguments, session); });
 }

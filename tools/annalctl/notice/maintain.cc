@@ -42,7 +42,7 @@ constexpr const char* kTitle = "title";
 constexpr int kWaitMilliseconds = 20000;
 
 int run_age(int days) {
-  if (!log_is_there(kLog)) {
+  if (!check_log_exists(kLog)) {
     return kFailure;
   }
   const Call call{kLog, "delete the notices of that age", Purpose::kWriting};
@@ -53,9 +53,9 @@ int run_age(int days) {
 // to its end. The library is not asked: it takes a column that it cannot read, for want of memory or on a damaged page,
 // for one that is missing, and its migration then deletes the log.
 std::optional<std::vector<std::string>> missing_columns() {
-  const Database database(kLog.path, SQLITE_OPEN_READWRITE);
+  const SqliteDatabase database(kLog.path, SQLITE_OPEN_READWRITE);
   sqlite3_busy_timeout(database.handle(), kWaitMilliseconds);
-  Statement columns(database, fmt::format("PRAGMA table_info({})", kLog.table));
+  SqliteStatement columns(database, fmt::format("PRAGMA table_info({})", kLog.table));
   std::vector<std::string> there;
   while (columns.next()) {
     constexpr int kName = 1;
@@ -99,7 +99,7 @@ int start_anew(const Call& call) {
 }
 
 int run_migrate(bool yes) {
-  if (!log_is_there(kLog)) {
+  if (!check_log_exists(kLog)) {
     return kFailure;
   }
   const Call call{kLog, "bring the notice log up to date", Purpose::kMigrating};

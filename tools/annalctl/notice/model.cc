@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <ctime>
 #include <limits>
 #include <optional>
@@ -15,6 +14,7 @@
 #include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl::notice {
 
@@ -76,12 +76,6 @@ int count_all() noexcept {
   return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr);
 }
 
-std::optional<std::int64_t> whole_number(std::string_view text) {
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
 bool same_name(std::string_view left, std::string_view right) {
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                     [](char one, char other) { return lower(one) == lower(other); });
@@ -96,7 +90,7 @@ std::string display_name(int facility) {
   return name.data();
 }
 
-Cell severity_cell(const char* code) {
+TableCell severity_cell(const char* code) {
   const std::optional<unsigned> severity = code_of(kSeverities, code);
   Style style = Style::kPlain;
   if (severity) {
@@ -107,15 +101,15 @@ Cell severity_cell(const char* code) {
   return {printable(name_of(kSeverities, code)), style};
 }
 
-Cell facility_cell(const char* number) {
-  const std::optional<std::int64_t> facility = whole_number(number);
+TableCell facility_cell(const char* number) {
+  const std::optional<std::int64_t> facility = whole_number<std::int64_t>(number);
   const bool known = facility && *facility >= 0 && *facility <= kBackgroundTask;
   const std::string name = known ? display_name(static_cast<int>(*facility)) : "";
   return {printable(name.empty() ? number : name)};
 }
 
-Cell time_cell(const char* stored) {
-  const std::optional<std::int64_t> seconds = whole_number(stored);
+TableCell time_cell(const char* stored) {
+  const std::optional<std::int64_t> seconds = whole_number<std::int64_t>(stored);
   const std::time_t moment = seconds.value_or(0);
   std::tm local{};
   if (!seconds || localtime_r(&moment, &local) == nullptr) {
@@ -199,10 +193,10 @@ const Log kLog{
     .path = "/etc/logs/notice.log",
     .table = "ANNAL_NOTICE",
     .columns = kColumns,
-    .first_columns = 21,
+    .earliest_columns = 21,
     .usual_limit = 10000,
     .count = count_all,
-    .create_anywhere = annal_notice_create_tbl,
+    .create_redirected = annal_notice_create_tbl,
     .uses = kUses,
 };
 
@@ -216,7 +210,7 @@ std::vector<Facility> facilities() {
 }
 
 int facility_of(const std::string& text) {
-  if (const std::optional<std::int64_t> number = whole_number(text)) {
+  if (const std::optional<std::int64_t> number = whole_number<std::int64_t>(text)) {
     if (*number < std::numeric_limits<int>::min() || *number > std::numeric_limits<int>::max()) {
       throw Refusal(fmt::format("'{}' is no whole number of 32 bits", text));
     }
@@ -234,7 +228,7 @@ int facility_of(const std::string& text) {
 }
 
 std::int64_t seconds_of(const std::string& text) {
-  std::optional<std::int64_t> seconds = whole_number(text);
+  std::optional<std::int64_t> seconds = whole_number<std::int64_t>(text);
   if (!seconds) {
     seconds = parse_time(text);
   }

@@ -34,12 +34,6 @@ extern const std::span<const Choice> kSeverities;
 
 extern const std::span<const Sort> kSorts;
 
-enum SortCode : unsigned {
-  kOldestFirst = 0,
-  kNewestFirst = 1,
-  kHighestIdFirst = 13,
-};
-
 // One way to group: the columns whose values a group shares, and those to be shown, which say something about a group
 // as a whole.
 struct Grouping {

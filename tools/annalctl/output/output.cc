@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -11,6 +10,7 @@
 
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl {
 
@@ -22,14 +22,11 @@ Json json_value(const char* value, const Column& column) {
   if (value == nullptr) {
     return nullptr;
   }
-  const std::string_view text = value;
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   // SQLite keeps a text in an INTEGER column when it is no number.
-  if (column.integer && error == std::errc() && end == text.data() + text.size()) {
-    return number;
+  if (const auto number = whole_number<std::int64_t>(value); column.integer && number) {
+    return *number;
   }
-  return text;
+  return value;
 }
 
 class JsonLines : public RowSink {
@@ -121,7 +118,7 @@ class TableSink : public RowSink {
   }
 
  private:
-  Table table_;
+  TextTable table_;
   std::size_t rows_ = 0;
   std::size_t bytes_ = 0;
   Output& output_;

@@ -42,7 +42,7 @@ void fit(std::vector<std::size_t>& widths, std::size_t room) {
 
 }  // namespace
 
-Table::Table(std::span<const TableColumn> columns, const Terminal& terminal)
+TextTable::TextTable(std::span<const TableColumn> columns, const Terminal& terminal)
     : columns_(columns), terminal_(terminal), widths_(columns.size()) {
   Cells titles;
   for (const TableColumn& column : columns_) {
@@ -51,7 +51,7 @@ Table::Table(std::span<const TableColumn> columns, const Terminal& terminal)
   rows_.push_back(std::move(titles));
 }
 
-void Table::add(std::span<const char* const> values) {
+void TextTable::add(std::span<const char* const> values) {
   Cells cells;
   for (const TableColumn& column : columns_) {
     const char* value = column.source < values.size() ? values[column.source] : nullptr;
@@ -66,7 +66,7 @@ void Table::add(std::span<const char* const> values) {
   rows_.push_back(std::move(cells));
 }
 
-void Table::write(const std::function<void(const std::string&)>& line) {
+void TextTable::write(const std::function<void(const std::string&)>& line) {
   widen();
   const std::vector<std::size_t> fitted = fitted_widths();
   for (const Cells& cells : rows_) {
@@ -75,7 +75,7 @@ void Table::write(const std::function<void(const std::string&)>& line) {
   rows_.clear();
 }
 
-void Table::widen() {
+void TextTable::widen() {
   for (const Cells& cells : rows_) {
     for (std::size_t i = 0; i < cells.size(); ++i) {
       widths_[i] = std::max(widths_[i], display_width(cells[i].text));
@@ -83,7 +83,7 @@ void Table::widen() {
   }
 }
 
-std::vector<std::size_t> Table::fitted_widths() const {
+std::vector<std::size_t> TextTable::fitted_widths() const {
   std::vector<std::size_t> widths = widths_;
   if (terminal_.present) {
     fit(widths, terminal_.width);
@@ -91,7 +91,7 @@ std::vector<std::size_t> Table::fitted_widths() const {
   return widths;
 }
 
-std::string Table::line_of(const Cells& cells, const std::vector<std::size_t>& widths) const {
+std::string TextTable::line_of(const Cells& cells, const std::vector<std::size_t>& widths) const {
   std::string line;
   std::size_t owed = 0;  // blanks are written when something follows them, so that no line ends with any
   for (std::size_t i = 0; i < cells.size(); ++i) {

@@ -12,7 +12,7 @@ namespace annalctl {
 
 namespace {
 
-std::int64_t seconds_of(const char* option, const std::string& text, std::int64_t now, EndOfDay end) {
+std::int64_t seconds_of(const char* option, const std::string& text, std::int64_t now, DayBound end) {
   const std::optional<std::int64_t> seconds = parse_when(text, now, end);
   if (!seconds) {
     throw Refusal(fmt::format("{}: '{}' is no time: write it as '2026-11-21 10:00:00', 'yesterday' or '2 days ago'",
@@ -28,7 +28,7 @@ const char* const kFilterNotes =
     "letters\n"
     "a to z are the same in both cases.\n";
 
-void Filters::add_options(CLI::App& command, const FilterTable& table, const char* entries) {
+void FilterOptions::add_options(CLI::App& command, const LogFilters& table, const char* entries) {
   texts_.resize(table.texts.size());
   numbers_.resize(table.numbers.size());
   add_choice(command, "--type", type_, kLevelFilters, fmt::format("Only {} of this level", entries).c_str());
@@ -63,15 +63,15 @@ void Filters::add_options(CLI::App& command, const FilterTable& table, const cha
   }
 }
 
-void Filters::resolve_period() {
+void FilterOptions::resolve_period() {
   const std::int64_t now = std::time(nullptr);
   if (since_) {
-    const DateAndTime since = date_and_time(seconds_of("--since", *since_, now, EndOfDay::kFirst));
+    const DateAndTime since = date_and_time(seconds_of("--since", *since_, now, DayBound::kStart));
     date_from_ = since.date;
     time_from_ = since.time;
   }
   if (until_) {
-    const DateAndTime until = date_and_time(seconds_of("--until", *until_, now, EndOfDay::kLast));
+    const DateAndTime until = date_and_time(seconds_of("--until", *until_, now, DayBound::kEnd));
     date_to_ = until.date;
     time_to_ = until.time;
   }
@@ -81,7 +81,7 @@ void Filters::resolve_period() {
   }
 }
 
-Condition Filters::period(const FilterTable& table) const {
+Condition FilterOptions::period(const LogFilters& table) const {
   // Whole days are asked for by their dates alone: these have an index.
   if (time_from_ == kDayBegins && time_to_ == kDayEnds) {
     return {fmt::format("{0} >= ? AND {0} <= ?", table.date), {date_from_, date_to_}};
@@ -90,7 +90,7 @@ Condition Filters::period(const FilterTable& table) const {
           {date_from_ + " " + time_from_, date_to_ + " " + time_to_}};
 }
 
-std::vector<Condition> Filters::conditions(const FilterTable& table) const {
+std::vector<Condition> FilterOptions::conditions(const LogFilters& table) const {
   std::vector<Condition> conditions;
   if (type_.value_or(0) != 0) {
     conditions.push_back(equals(table.type, std::int64_t{*type_} - 1));

@@ -29,7 +29,7 @@ struct NumberFilter {
 };
 
 // What a log's queries can look for. The first text is the user's.
-struct FilterTable {
+struct LogFilters {
   const char* type;  // the columns of the level, the date and the time
   const char* date;
   const char* time;
@@ -37,27 +37,27 @@ struct FilterTable {
   std::span<const NumberFilter> numbers;
 
   // What the grouping queries, which never got the later filters, can look for.
-  [[nodiscard]] FilterTable first(std::size_t text_count) const {
-    FilterTable first = *this;
+  [[nodiscard]] LogFilters first(std::size_t text_count) const {
+    LogFilters first = *this;
     first.texts = texts.first(text_count);
     return first;
   }
 };
 
 // The values that are asked for.
-class Filters {
+class FilterOptions {
  public:
   // The object is filled when the command line is read, and has to be there until then.
-  void add_options(CLI::App& command, const FilterTable& table, const char* entries);
+  void add_options(CLI::App& command, const LogFilters& table, const char* entries);
 
   // Throws Refusal for times that are none and a period that ends before it begins.
   void resolve_period();
 
   // Once the period is resolved.
-  [[nodiscard]] std::vector<Condition> conditions(const FilterTable& table) const;
+  [[nodiscard]] std::vector<Condition> conditions(const LogFilters& table) const;
 
  private:
-  [[nodiscard]] Condition period(const FilterTable& table) const;
+  [[nodiscard]] Condition period(const LogFilters& table) const;
 
   static constexpr char kDayBegins[] = "00:00:00";
   static constexpr char kDayEnds[] = "23:59:59";

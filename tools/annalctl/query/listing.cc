@@ -17,10 +17,10 @@ namespace {
 // Writes pages of rows, and says when the tool's own limit has left some out.
 class PageWriter {
  public:
-  PageWriter(const Listing& listing, const Page& page, Session& session)
+  PageWriter(const Listing& listing, const PageOptions& page, Session& session)
       : page_(page), sink_(make_sink(session.format(), listing.shape, session.terminal, session.output)) {}
 
-  void write(const RowPage& rows) {
+  void write(const RowBuffer& rows) {
     for (std::size_t row = 0; row < rows.size() && !more_; ++row) {
       more_ = page_.bounded() && written_ == page_.limit;
       if (!more_) {
@@ -39,18 +39,18 @@ class PageWriter {
   }
 
  private:
-  const Page& page_;
+  const PageOptions& page_;
   std::unique_ptr<RowSink> sink_;
   int written_ = 0;
   bool more_ = false;
 };
 
 // By the ids themselves there is nothing to sort.
-void read_by_id(Reader& reader, const Query& query, Page::Window window, const TakePage& take) {
+void read_by_id(Reader& reader, const Query& query, PageOptions::Window window, const TakePage& take) {
   using Direction = IdRanges::Direction;
   RowStream stream(reader, query, query.descending ? Direction::kFalling : Direction::kRising,
                    {.through = reader.highest_id()});
-  RowPage page;
+  RowBuffer page;
   for (auto [left, skipped] = window; left > 0 && stream.next(page);) {
     const auto rows = static_cast<std::int64_t>(page.size());
     page.keep_only(static_cast<std::size_t>(skipped), static_cast<std::size_t>(left));
@@ -60,7 +60,7 @@ void read_by_id(Reader& reader, const Query& query, Page::Window window, const T
   }
 }
 
-void read_rows(Reader& reader, const Query& query, Page::Window window, const TakePage& take) {
+void read_rows(Reader& reader, const Query& query, PageOptions::Window window, const TakePage& take) {
   if (window.limit == 0) {
     return;
   }
@@ -68,7 +68,7 @@ void read_rows(Reader& reader, const Query& query, Page::Window window, const Ta
     read_by_id(reader, query, window, take);
     return;
   }
-  RowPage page;
+  RowBuffer page;
   if (reader.read_at_once(query, window.limit, window.offset, page)) {
     take(page);
     return;
@@ -89,8 +89,8 @@ int report_failure(const Call& call, const ReadFailure& failure) {
   return kFailure;
 }
 
-int show_page(const Listing& listing, const Page& page, Session& session) {
-  if (!log_is_there(listing.call.log)) {
+int show_page(const Listing& listing, const PageOptions& page, Session& session) {
+  if (!check_log_exists(listing.call.log)) {
     return kFailure;
   }
   std::optional<PageWriter> writer;
@@ -99,7 +99,7 @@ int show_page(const Listing& listing, const Page& page, Session& session) {
     // A table that is not there is a failure also when nothing is wanted of it, and then has no titles either.
     static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {} AS t{}", reader.table(), where(listing.query))));
     writer.emplace(listing, page, session);
-    read_rows(reader, listing.query, page.window(), [&reader, &writer](const RowPage& rows) {
+    read_rows(reader, listing.query, page.window(), [&reader, &writer](const RowBuffer& rows) {
       reader.require_released();
       writer->write(rows);
     });
@@ -111,7 +111,7 @@ int show_page(const Listing& listing, const Page& page, Session& session) {
 }
 
 int show_count(const Listing& listing, Session& session) {
-  if (!log_is_there(listing.call.log)) {
+  if (!check_log_exists(listing.call.log)) {
     return kFailure;
   }
   std::int64_t count = 0;

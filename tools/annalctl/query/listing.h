@@ -16,7 +16,7 @@ struct Listing {
 };
 
 // Both return the exit status, and have reported a failure.
-[[nodiscard]] int show_page(const Listing& listing, const Page& page, Session& session);
+[[nodiscard]] int show_page(const Listing& listing, const PageOptions& page, Session& session);
 [[nodiscard]] int show_count(const Listing& listing, Session& session);
 
 // Prints why a log could not be read, and returns the exit status.

@@ -74,7 +74,7 @@ std::string where(const Query& query, const std::string& first) {
   return clause;
 }
 
-int bind_values(const Statement& statement, const Query& query, int place) {
+int bind_values(const SqliteStatement& statement, const Query& query, int place) {
   for (const Condition& condition : query.conditions) {
     for (const Condition::Value& value : condition.values) {
       std::visit([&statement, place](const auto& one) { statement.bind(place, one); }, value);

@@ -58,7 +58,7 @@ struct Query {
 // "WHERE first AND …"; first may be empty.
 [[nodiscard]] std::string where(const Query& query, const std::string& first = {});
 // Binds the conditions' values from a place on, and returns the place behind them.
-int bind_values(const Statement& statement, const Query& query, int place);
+int bind_values(const SqliteStatement& statement, const Query& query, int place);
 
 // "ORDER BY …" for rows whose id has this name.
 [[nodiscard]] std::string order_of_rows(const Query& query, const std::string& id);

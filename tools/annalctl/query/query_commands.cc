@@ -16,17 +16,9 @@ namespace annalctl {
 namespace {
 
 struct Selection {
-  Filters filters;
-  std::vector<Choice> sorts;  // the names of the orders, as options want them
-  std::optional<unsigned> sort;
-  bool reverse = false;
-  Page page;
-
-  // The order asked for, or the one of the command.
-  [[nodiscard]] unsigned order(unsigned usual) const {
-    const unsigned code = sort.value_or(usual);
-    return reverse ? code ^ 1U : code;
-  }
+  FilterOptions filters;
+  OrderOptions order;
+  PageOptions page;
 };
 
 struct GroupArguments {
@@ -37,7 +29,7 @@ struct GroupArguments {
 };
 
 struct TailArguments {
-  Filters filters;
+  FilterOptions filters;
   TailOptions options;
 };
 
@@ -46,30 +38,22 @@ std::string footer(const char* notes, const char* examples) {
 }
 
 void add_selection_options(CLI::App& command, Selection& selection, std::span<const Sort> sorts) {
-  selection.sorts = choices_of(sorts);
-  auto* const sort = add_choice(command, "--sort", selection.sort, selection.sorts, "Order, ascending");
-  auto* const reverse = command.add_flag("--reverse", selection.reverse, "Turn the order round");
-  auto* const newest = command.add_flag_callback(
-      "--newest", [&selection] { selection.sort = kNewestFirst; }, "Newest date first");
-  auto* const oldest = command.add_flag_callback(
-      "--oldest", [&selection] { selection.sort = kOldestFirst; }, "Oldest date first");
-  newest->excludes(sort)->excludes(reverse)->excludes(oldest);
-  oldest->excludes(sort)->excludes(reverse);
+  selection.order.add_options(command, sorts);
   add_page_options(command, selection.page);
 }
 
-RowShape listed_shape(const Search& search) {
+RowShape listed_shape(const QueryCommands& search) {
   return {{search.log.columns.begin(), search.log.columns.end()}, search.table};
 }
 
-RowShape grouped_shape(const Search& search, const Grouping& grouping) {
+RowShape grouped_shape(const QueryCommands& search, const Grouping& grouping) {
   RowShape shape = listed_shape(search);
   shape.columns.push_back({"count", true});
   shape.table = grouping.table;
   return shape;
 }
 
-Listing listing_of(const Search& search, const Filters& filters, unsigned sort) {
+Listing listing_of(const QueryCommands& search, const FilterOptions& filters, unsigned sort) {
   Listing listing{
       {search.log, fmt::format("list the {}", search.log.entries), Purpose::kReading},
       listed_shape(search),
@@ -82,30 +66,30 @@ Listing listing_of(const Search& search, const Filters& filters, unsigned sort) 
   return listing;
 }
 
-int run_list(const Search& search, Selection& selection, Session& session) {
+int run_list(const QueryCommands& search, Selection& selection, Session& session) {
   selection.filters.resolve_period();
-  return show_page(listing_of(search, selection.filters, selection.order(kNewestFirst)), selection.page, session);
+  return show_page(listing_of(search, selection.filters, selection.order.order(kNewestFirst)), selection.page, session);
 }
 
-int run_tail(const Search& search, TailArguments& arguments, Session& session) {
+int run_tail(const QueryCommands& search, TailArguments& arguments, Session& session) {
   arguments.filters.resolve_period();
   return show_tail({listing_of(search, arguments.filters, kHighestIdFirst)}, arguments.options, session);
 }
 
-int run_count(const Search& search, Filters& filters, Session& session) {
+int run_count(const QueryCommands& search, FilterOptions& filters, Session& session) {
   filters.resolve_period();
   Listing listing = listing_of(search, filters, kNewestFirst);
   listing.call.doing = fmt::format("count the {}", search.log.entries);
   return show_count(listing, session);
 }
 
-int run_group(const Search& search, GroupArguments& arguments, Session& session) {
+int run_group(const QueryCommands& search, GroupArguments& arguments, Session& session) {
   Selection& selection = arguments.selection;
   selection.filters.resolve_period();
   const unsigned by = arguments.by.value_or(0);
   const Grouping& grouping = *std::find_if(search.groupings.begin(), search.groupings.end(),
                                            [by](const Grouping& one) { return one.choice.code == by; });
-  Listing listing = listing_of(search, selection.filters, selection.order(grouping.sort));
+  Listing listing = listing_of(search, selection.filters, selection.order.order(grouping.sort));
   listing.call.doing = fmt::format("group the {}", search.log.entries);
   listing.shape = grouped_shape(search, grouping);
   listing.query.group_by(grouping.columns);
@@ -115,7 +99,7 @@ int run_group(const Search& search, GroupArguments& arguments, Session& session)
 
 }  // namespace
 
-void add_list_command(CLI::App& commands, Session& session, const Search& search) {
+void add_list_command(CLI::App& commands, Session& session, const QueryCommands& search) {
   CLI::App* const command =
       commands.add_subcommand("list", fmt::format("Show {}, the newest first", search.log.entries));
   const auto selection = std::make_shared<Selection>();
@@ -128,7 +112,7 @@ void add_list_command(CLI::App& commands, Session& session, const Search& search
   command->callback([selection, &session, &search] { session.status = run_list(search, *selection, session); });
 }
 
-void add_tail_command(CLI::App& commands, Session& session, const Search& search) {
+void add_tail_command(CLI::App& commands, Session& session, const QueryCommands& search) {
   CLI::App* const command = commands.add_subcommand(
       "tail", fmt::format("Show the newest {}, and each new one when it is there", search.log.entries));
   const auto arguments = std::make_shared<TailArguments>();
@@ -138,15 +122,15 @@ void add_tail_command(CLI::App& commands, Session& session, const Search& search
   command->callback([arguments, &session, &search] { session.status = run_tail(search, *arguments, session); });
 }
 
-void add_count_command(CLI::App& commands, Session& session, const Search& search) {
+void add_count_command(CLI::App& commands, Session& session, const QueryCommands& search) {
   CLI::App* const command = commands.add_subcommand("count", fmt::format("Print the number of {}", search.log.entries));
-  const auto filters = std::make_shared<Filters>();
+  const auto filters = std::make_shared<FilterOptions>();
   command->footer(footer("", search.count_examples));
   filters->add_options(*command, search.filters, search.log.entries);
   command->callback([filters, &session, &search] { session.status = run_count(search, *filters, session); });
 }
 
-void add_group_command(CLI::App& commands, Session& session, const Search& search) {
+void add_group_command(CLI::App& commands, Session& session, const QueryCommands& search) {
   CLI::App* const command =
       commands.add_subcommand("group", fmt::format("Show groups of {} and their sizes", search.log.entries));
   const auto arguments = std::make_shared<GroupArguments>();

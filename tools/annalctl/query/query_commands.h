@@ -9,19 +9,13 @@
 #include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/arguments/page_options.h"
 #include "tools/annalctl/base/log.h"
-#include "tools/annalctl/output/text_table.h"
 #include "tools/annalctl/output/session.h"
+#include "tools/annalctl/output/text_table.h"
 #include "tools/annalctl/query/filter_options.h"
+#include "tools/annalctl/query/order_options.h"
 #include "tools/annalctl/query/query.h"
 
 namespace annalctl {
-
-// The orders that all logs have; one more is the other direction.
-enum SortCode : unsigned {
-  kOldestFirst = 0,
-  kNewestFirst = 1,
-  kHighestIdFirst = 13,
-};
 
 // One way to group: its code, the order that shows its groups best, the columns whose values a group shares, and those
 // to be shown, which say something about a group as a whole.
@@ -32,12 +26,12 @@ struct Grouping {
   std::span<const TableColumn> table;
 };
 
-struct Search {
+struct QueryCommands {
   const Log& log;
   const char* columns;  // what is listed
   const char* id;       // the column of the ids
   std::span<const TableColumn> table;
-  FilterTable filters;
+  LogFilters filters;
   std::size_t group_texts;  // so many of the filters the grouping knows
   std::span<const Sort> sorts;
   std::size_t group_sorts;  // so many of them the grouping knows
@@ -49,9 +43,9 @@ struct Search {
 };
 
 // A command keeps the reference.
-void add_list_command(CLI::App& commands, Session& session, const Search& search);
-void add_tail_command(CLI::App& commands, Session& session, const Search& search);
-void add_count_command(CLI::App& commands, Session& session, const Search& search);
-void add_group_command(CLI::App& commands, Session& session, const Search& search);
+void add_list_command(CLI::App& commands, Session& session, const QueryCommands& search);
+void add_tail_command(CLI::App& commands, Session& session, const QueryCommands& search);
+void add_count_command(CLI::App& commands, Session& session, const QueryCommands& search);
+void add_group_command(CLI::App& commands, Session& session, const QueryCommands& search);
 
 }  // namespace annalctl

@@ -34,7 +34,7 @@ constexpr std::array kTemporaryFailures{SQLITE_FULL, SQLITE_IOERR_GETTEMPPATH, S
 // Interrupts a connection's statement when it has run for too long. Waiting for a lock is no running.
 class Deadline {
  public:
-  explicit Deadline(const Database& database) : database_(database) {
+  explicit Deadline(const SqliteDatabase& database) : database_(database) {
     constexpr int kInstructions = 500;
     sqlite3_progress_handler(database.handle(), kInstructions, &Deadline::passed, this);
   }
@@ -52,7 +52,7 @@ class Deadline {
     return now > *deadline.end_ ? 1 : 0;
   }
 
-  const Database& database_;
+  const SqliteDatabase& database_;
   std::optional<Clock::time_point> end_;
 };
 
@@ -98,8 +98,8 @@ ReadFailure Reader::failure() const {
   return {ANNAL_QUERY_FAILED, begun_};
 }
 
-Statement Reader::prepare(const std::string& text) {
-  Statement statement(database_, text);
+SqliteStatement Reader::prepare(const std::string& text) {
+  SqliteStatement statement(database_, text);
   if (!statement.prepared()) {
     throw failure();
   }
@@ -112,7 +112,7 @@ void Reader::run(const std::string& text) {
   }
 }
 
-bool Reader::next(Statement& statement) {
+bool Reader::next(SqliteStatement& statement) {
   const bool row = statement.next();
   if (!row && !statement.ended()) {
     const ReadFailure why = failure();
@@ -136,7 +136,8 @@ bool Reader::is_of(const FileState& state) {
 }
 
 std::optional<std::int64_t> Reader::highest_id_ever() {
-  Statement statement(database_, fmt::format("SELECT seq FROM main.sqlite_sequence WHERE name = '{}'", log_.table));
+  SqliteStatement statement(database_,
+                            fmt::format("SELECT seq FROM main.sqlite_sequence WHERE name = '{}'", log_.table));
   return statement.next() ? std::optional(statement.integer(0)) : std::nullopt;
 }
 
@@ -185,12 +186,12 @@ Clock::duration Reader::Turn::lasted() const {
   return Clock::now() - locked_;
 }
 
-bool Reader::read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowPage& page) {
+bool Reader::read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page) {
   page.clear();
   begun_ = Clock::now();
-  Statement statement = prepare(query.groups.empty() ? all_rows(query, table()) : all_groups(query, table()));
+  SqliteStatement statement = prepare(query.groups.empty() ? all_rows(query, table()) : all_groups(query, table()));
   const int place = bind_values(statement, query, 1);
-  statement.bind(place, std::min<std::int64_t>(limit, RowPage::kMostRows + 1));
+  statement.bind(place, std::min<std::int64_t>(limit, RowBuffer::kMostRows + 1));
   statement.bind(place + 1, offset);
   const Deadline deadline(database_);
   while (statement.next()) {
@@ -212,7 +213,7 @@ bool Reader::read_at_once(const Query& query, std::int64_t limit, std::int64_t o
 
 std::int64_t Reader::highest_id() {
   begun_ = Clock::now();
-  Statement statement = prepare(fmt::format("SELECT max(rowid) FROM {}", table()));
+  SqliteStatement statement = prepare(fmt::format("SELECT max(rowid) FROM {}", table()));
   next(statement);
   const bool empty = sqlite3_column_type(statement.handle(), 0) == SQLITE_NULL;
   return empty ? std::numeric_limits<std::int64_t>::min() : statement.integer(0);
@@ -221,7 +222,7 @@ std::int64_t Reader::highest_id() {
 std::int64_t Reader::count(const Query& query) {
   begun_ = Clock::now();
   {
-    Statement statement = prepare(fmt::format("SELECT count(*) FROM {} AS t{}", table(), where(query)));
+    SqliteStatement statement = prepare(fmt::format("SELECT count(*) FROM {} AS t{}", table(), where(query)));
     bind_values(statement, query, 1);
     std::optional<Deadline> deadline;
     if (!query.conditions.empty()) {
@@ -236,7 +237,7 @@ std::int64_t Reader::count(const Query& query) {
   }
   // Too much to look through at once: writers would wait.
   IdRanges ranges(*this, IdRanges::Direction::kRising, {.through = highest_id()});
-  Statement statement =
+  SqliteStatement statement =
       prepare(fmt::format("SELECT count(*) FROM {} AS t NOT INDEXED{}", table(), where(query, IdRanges::condition())));
   bind_values(statement, query, 3);
   std::int64_t total = 0;
@@ -321,7 +322,7 @@ RowStream::RowStream(Reader& reader, const Query& query, IdRanges::Direction dir
   bind_values(rows_, query, 3);
 }
 
-bool RowStream::next(RowPage& page) {
+bool RowStream::next(RowBuffer& page) {
   page.clear();
   while (page.empty()) {
     const Reader::Turn turn(reader_);

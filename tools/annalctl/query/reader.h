@@ -56,14 +56,14 @@ class Reader {
     std::chrono::steady_clock::time_point locked_;
   };
 
-  [[nodiscard]] Statement prepare(const std::string& text);
+  [[nodiscard]] SqliteStatement prepare(const std::string& text);
   void run(const std::string& text);
   // The next row; false at the end.
-  bool next(Statement& statement);
+  bool next(SqliteStatement& statement);
 
   // Fills a page by one statement that may use any index. False, with the page empty, when the rows are more than a
   // page or the statement takes longer than writers are to wait.
-  [[nodiscard]] bool read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowPage& page);
+  [[nodiscard]] bool read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page);
 
   // Of the rows that are there; below all ids when there is none.
   [[nodiscard]] std::int64_t highest_id();
@@ -87,8 +87,8 @@ class Reader {
 
   const Log& log_;
   ReadFailure::Clock::time_point begun_ = ReadFailure::Clock::now();
-  Database database_;
-  std::optional<Statement> schema_statement_;
+  SqliteDatabase database_;
+  std::optional<SqliteStatement> schema_statement_;
   std::optional<std::int64_t> schema_;
   std::optional<std::int64_t> highest_id_;
 };
@@ -119,7 +119,7 @@ class IdRanges {
   Reader& reader_;
   Direction direction_;
   Bounds left_;
-  Statement end_;
+  SqliteStatement end_;
   bool ended_ = false;
   std::int64_t width_;
 };
@@ -130,12 +130,12 @@ class RowStream {
   RowStream(Reader& reader, const Query& query, IdRanges::Direction direction, IdRanges::Bounds bounds = {});
 
   // The next rows, at least one; false at the end.
-  [[nodiscard]] bool next(RowPage& page);
+  [[nodiscard]] bool next(RowBuffer& page);
 
  private:
   Reader& reader_;
   IdRanges ranges_;
-  Statement rows_;
+  SqliteStatement rows_;
 };
 
 }  // namespace annalctl

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kNull = static_cast<std::size_t>(-1);
 }
 
-void RowPage::add(const Statement& statement, int first) {
+void RowBuffer::add(const SqliteStatement& statement, int first) {
   sqlite3_stmt* const handle = statement.handle();
   const int columns = sqlite3_column_count(handle);
   for (int i = first; i < columns; ++i) {
@@ -27,13 +27,13 @@ void RowPage::add(const Statement& statement, int first) {
   ids_.push_back(statement.integer(0));
 }
 
-void RowPage::clear() {
+void RowBuffer::clear() {
   bytes_.clear();
   offsets_.clear();
   ids_.clear();
 }
 
-void RowPage::keep_only(std::size_t first, std::size_t rows) {
+void RowBuffer::keep_only(std::size_t first, std::size_t rows) {
   const std::size_t columns = ids_.empty() ? 0 : offsets_.size() / ids_.size();
   first = std::min(first, size());
   const std::size_t end = first + std::min(rows, size() - first);
@@ -45,7 +45,7 @@ void RowPage::keep_only(std::size_t first, std::size_t rows) {
   cut(ids_, first, end);
 }
 
-std::vector<const char*> RowPage::values(std::size_t row) const {
+std::vector<const char*> RowBuffer::values(std::size_t row) const {
   const std::size_t columns = offsets_.size() / ids_.size();
   std::vector<const char*> pointers;
   pointers.reserve(columns);

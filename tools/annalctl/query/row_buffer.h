@@ -11,13 +11,13 @@
 
 namespace annalctl {
 
-class RowPage {
+class RowBuffer {
  public:
   static constexpr std::size_t kMostRows = 1000;
   static constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
 
   // The row where a statement stands: its first column is the row's id, and from another one on it is listed.
-  void add(const Statement& statement, int first);
+  void add(const SqliteStatement& statement, int first);
   void clear();
   // Drops all rows but so many from the first one on.
   void keep_only(std::size_t first, std::size_t rows);

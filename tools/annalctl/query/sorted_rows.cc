@@ -21,7 +21,7 @@ void prepare_temporary(Reader& reader) {
 // Runs a statement over all ids, a range at a time.
 void collect(Reader& reader, const Query& query, const std::string& text, std::optional<std::int64_t> limit) {
   IdRanges ranges(reader, IdRanges::Direction::kRising, {.through = reader.highest_id()});
-  Statement statement = reader.prepare(text);
+  SqliteStatement statement = reader.prepare(text);
   const int place = bind_values(statement, query, 3);
   if (limit) {
     statement.bind(place, *limit);
@@ -42,7 +42,7 @@ void collect(Reader& reader, const Query& query, const std::string& text, std::o
 }
 
 // The next ids in their order, behind a place in it.
-std::vector<std::int64_t> ids_behind(Reader& reader, Statement& statement, std::int64_t place) {
+std::vector<std::int64_t> ids_behind(Reader& reader, SqliteStatement& statement, std::int64_t place) {
   std::vector<std::int64_t> ids;
   statement.bind(1, place);
   while (reader.next(statement)) {
@@ -66,7 +66,7 @@ void read_sorted(Reader& reader, const Query& query, std::int64_t limit, std::in
           few ? std::optional(limit + offset) : std::nullopt);
   {
     reader.run("CREATE TEMP TABLE ranked (annal_id)");
-    Statement rank = reader.prepare(fmt::format(
+    SqliteStatement rank = reader.prepare(fmt::format(
         "INSERT INTO temp.ranked SELECT annal_id FROM temp.kept{} LIMIT ? OFFSET ?", order_of_rows(query, "annal_id")));
     rank.bind(1, limit);
     rank.bind(2, offset);
@@ -74,11 +74,11 @@ void read_sorted(Reader& reader, const Query& query, std::int64_t limit, std::in
   }
   reader.run("DROP TABLE temp.kept");
 
-  Statement ranked = reader.prepare(
-      fmt::format("SELECT annal_id FROM temp.ranked WHERE rowid > ? ORDER BY rowid LIMIT {}", RowPage::kMostRows));
-  Statement row =
+  SqliteStatement ranked = reader.prepare(
+      fmt::format("SELECT annal_id FROM temp.ranked WHERE rowid > ? ORDER BY rowid LIMIT {}", RowBuffer::kMostRows));
+  SqliteStatement row =
       reader.prepare(fmt::format("SELECT t.rowid, {} FROM {} AS t WHERE t.rowid = ?", query.columns, reader.table()));
-  RowPage page;
+  RowBuffer page;
   std::int64_t place = 0;
   for (bool more = true; more;) {
     const std::vector<std::int64_t> ids = ids_behind(reader, ranked, place);
@@ -112,14 +112,14 @@ void read_groups(Reader& reader, const Query& query, std::int64_t limit, std::in
   collect(reader, query, "INSERT INTO temp.kept " + parts(where(query, IdRanges::condition())), {});
 
   // SQLite takes the columns beside a single max() from the row that has it.
-  Statement all = reader.prepare(
+  SqliteStatement all = reader.prepare(
       fmt::format("SELECT max(annal_id), kept.*, sum(annal_size) AS annal_total FROM temp.kept AS kept GROUP BY {}{} "
                   "LIMIT ? OFFSET ?",
                   groups, order_of_groups(query, "annal_total")));
   all.bind(1, limit);
   all.bind(2, offset);
   constexpr int kBeforeTheRow = 3;
-  RowPage page;
+  RowBuffer page;
   for (bool more = true; more;) {
     page.clear();
     while (!page.full() && (more = reader.next(all))) {

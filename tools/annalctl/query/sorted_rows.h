@@ -12,7 +12,7 @@
 
 namespace annalctl {
 
-using TakePage = std::function<void(const RowPage& page)>;
+using TakePage = std::function<void(const RowBuffer& page)>;
 
 // Both hand over rows from offset on, at most limit of them, a page at a time and with nothing locked. A row that is
 // deleted before its turn is left out.

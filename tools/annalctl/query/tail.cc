@@ -83,11 +83,11 @@ class Follower {
   Follower(const Tail& tail, const TailOptions& options, Session& session)
       : tail_(tail),
         options_(options),
-        program_(session),
+        session_(session),
         sink_(make_sink(session.format(), tail.listing.shape, session.terminal, session.output)) {}
 
   int show_page() {
-    if (!log_is_there(log())) {
+    if (!check_log_exists(log())) {
       return kFailure;
     }
     try {
@@ -142,7 +142,7 @@ class Follower {
     Query ids = tail_.listing.query;
     ids.columns = "NULL";
     RowStream stream(reader, ids, Direction::kFalling);
-    RowPage page;
+    RowBuffer page;
     IdRanges::Bounds bounds{0, 0};
     for (std::size_t left = static_cast<std::size_t>(std::max(options_.lines, 1)); left > 0 && stream.next(page);) {
       page.keep_only(0, left);
@@ -163,19 +163,19 @@ class Follower {
   // Writes the entries with these ids, a page at a time.
   void show(Reader& reader, IdRanges::Bounds bounds, bool written = true) {
     RowStream stream(reader, tail_.listing.query, Direction::kRising, bounds);
-    RowPage page;
+    RowBuffer page;
     while (stream.next(page)) {
       reader.require_released();
       const std::size_t newest = page.size() - 1;
       last_ = Last{page.id(newest), KeptRow(page.values(newest))};
-      write(written ? page : RowPage());
+      write(written ? page : RowBuffer());
     }
   }
 
   // In what may be another log the id alone says nothing.
   [[nodiscard]] bool still_has_last(Reader& reader) const {
     RowStream stream(reader, tail_.listing.query, Direction::kRising, {last_->id - 1, last_->id});
-    RowPage page;
+    RowBuffer page;
     return stream.next(page) && KeptRow(page.values(0)).agrees_with(last_->row);
   }
 
@@ -199,7 +199,7 @@ class Follower {
     asked_ = now;
   }
 
-  void write(const RowPage& page) {
+  void write(const RowBuffer& page) {
     const Writing writing;
     for (std::size_t row = 0; row < page.size(); ++row) {
       sink_->row(page.values(row));

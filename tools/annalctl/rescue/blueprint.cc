@@ -108,17 +108,17 @@ std::optional<Blueprint> blueprint_of(const Log& log, int limit, int batch) {
     return {};
   }
   // Open before and after: without a connection the database is gone.
-  const Database database(kEveryName, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  if (log.create_anywhere(limit, batch) != ANNAL_OK) {
+  const SqliteDatabase database(kEveryName, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  if (log.create_redirected(limit, batch) != ANNAL_OK) {
     return {};
   }
   Blueprint blueprint;
-  Statement objects(database, "SELECT type, name, sql FROM sqlite_master ORDER BY rowid");
+  SqliteStatement objects(database, "SELECT type, name, sql FROM sqlite_master ORDER BY rowid");
   while (objects.next()) {
     blueprint.objects.push_back({objects.text(0), objects.text(1), objects.text(2)});
   }
   // Known once the database has been read.
-  Statement size(database, "PRAGMA page_size");
+  SqliteStatement size(database, "PRAGMA page_size");
   if (size.next()) {
     blueprint.page_size = size.integer(0);
   }
@@ -130,8 +130,8 @@ std::optional<std::vector<std::string>> statements_of(const Log& log) {
   if (!memory.ready()) {
     return {};
   }
-  const Database database(kEveryName, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  if (log.create_anywhere(log.usual_limit, 1) != ANNAL_OK ||
+  const SqliteDatabase database(kEveryName, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  if (log.create_redirected(log.usual_limit, 1) != ANNAL_OK ||
       !database.run(fmt::format("CREATE TRIGGER annalctl_refusal BEFORE INSERT ON {} BEGIN SELECT RAISE(FAIL, ''); END",
                                 log.table))) {
     return {};

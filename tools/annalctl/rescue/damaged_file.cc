@@ -9,11 +9,12 @@
 #include <cerrno>
 #include <string_view>
 
+#include "tools/annalctl/files/sqlite_format.h"
+
 namespace annalctl {
 
 namespace {
 
-constexpr std::string_view kMagic("SQLite format 3\0", 16);
 constexpr char kSystem[] = "annalctl-corrected";
 
 int nothing_to_do(sqlite3_file* /*opened*/) {
@@ -66,9 +67,9 @@ DamagedFile::DamagedFile(const std::string& path)
   struct stat status {};
   if (file_ >= 0 && fstat(file_, &status) == 0 && S_ISREG(status.st_mode)) {
     size_ = static_cast<std::uint64_t>(status.st_size);
-    has_header_ = read(0, header_) && std::equal(kMagic.begin(), kMagic.end(), header_.begin(), [](char c, auto byte) {
-                    return static_cast<unsigned char>(c) == byte;
-                  });
+    has_header_ =
+        read(0, header_) && std::equal(kFileMagic.begin(), kFileMagic.end(), header_.begin(),
+                                       [](char c, auto byte) { return static_cast<unsigned char>(c) == byte; });
   }
 }
 

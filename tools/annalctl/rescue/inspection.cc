@@ -74,9 +74,9 @@ class Inspector {
     if (look_from_outside() && look_at_neighbours()) {
       if (!look_at_file()) {
         // With the file closed, lest this process be the one that is found.
-        find(State::kUnknown,
-             fmt::format("it is locked by {}, still after {} s (try again later)",
-                         lock_holder(log_.path, false).value_or("another process"), kLockWaitMilliseconds / 1000));
+        report(State::kUnknown,
+               fmt::format("it is locked by {}, still after {} s (try again later)",
+                           lock_holder(log_.path, false).value_or("another process"), kLockWaitMilliseconds / 1000));
       }
       if (inspection_.sound()) {
         look_at_ground();
@@ -86,7 +86,7 @@ class Inspector {
   }
 
  private:
-  void find(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
+  void report(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
 
   // Whether there is something to look into.
   bool look_from_outside() {
@@ -94,19 +94,20 @@ class Inspector {
     const bool there = stat(log_.path, &status) == 0;
     const bool missing = !there && (errno == ENOENT || errno == ENOTDIR);
     if (there && !S_ISREG(status.st_mode)) {
-      find(State::kUnknown, "it is not a file (move it away)");
+      report(State::kUnknown, "it is not a file (move it away)");
       return false;
     }
     if (there && access(log_.path, R_OK) == 0 && !begins_as_database(log_.path)) {
-      find(State::kDamaged, file_obstacle(log_, Purpose::kReading).value_or("it is not a database"));
+      report(State::kDamaged, file_obstacle(log_, Purpose::kReading).value_or("it is not a database"));
       return false;
     }
     if (const auto obstacle = file_obstacle(log_, Purpose::kReading)) {
-      find(missing ? State::kFault : State::kUnknown, *obstacle);
+      report(missing ? State::kFault : State::kUnknown, *obstacle);
       return false;
     }
     if (status.st_size == 0) {
-      find(State::kFault, fmt::format("it is empty: the log has no table yet (run '{}')", command_for(log_, "create")));
+      report(State::kFault,
+             fmt::format("it is empty: the log has no table yet (run '{}')", command_for(log_, "create")));
       return false;
     }
     return true;
@@ -116,8 +117,9 @@ class Inspector {
   bool look_at_neighbours() {
     for (const char* beside : {"-journal", "-wal", "-shm"}) {
       if (neighbour_at(path_ + beside) == Neighbour::kOther) {
-        find(State::kUnknown,
-             fmt::format("{}{} stands where SQLite puts a file of its own, and is none (move it away)", path_, beside));
+        report(
+            State::kUnknown,
+            fmt::format("{}{} stands where SQLite puts a file of its own, and is none (move it away)", path_, beside));
         return false;
       }
     }
@@ -130,16 +132,16 @@ class Inspector {
     RegularFile file(path_, RegularFile::Links::kRefused);
     for (;;) {
       if (!file.is_open()) {
-        find(State::kUnknown,
-             fmt::format("it cannot be opened: {} (try again)", std::generic_category().message(file.error())));
+        report(State::kUnknown,
+               fmt::format("it cannot be opened: {} (try again)", std::generic_category().message(file.error())));
         return true;
       }
       switch (ReaderLock::take(file, until)) {
         case ReaderLock::Outcome::kBusy:
           return false;
         case ReaderLock::Outcome::kImpossible:
-          find(State::kUnknown,
-               "its file system knows no locks, which the library needs (move the log to another one)");
+          report(State::kUnknown,
+                 "its file system knows no locks, which the library needs (move the log to another one)");
           return true;
         case ReaderLock::Outcome::kHeld:
           break;
@@ -150,10 +152,10 @@ class Inspector {
       file = RegularFile(path_, RegularFile::Links::kRefused);  // It was replaced in the meantime.
     }
     if (has_unfinished_change(file)) {
-      find(State::kUnfinished,
-           fmt::format("a change of it was cut off, and what undoes it stands in {}-journal: that needs write access "
-                       "(run '{}', which undoes it, then check again)",
-                       log_.path, command_for(log_, "count")));
+      report(State::kUnfinished,
+             fmt::format("a change of it was cut off, and what undoes it stands in {}-journal: that needs write access "
+                         "(run '{}', which undoes it, then check again)",
+                         log_.path, command_for(log_, "count")));
       return true;
     }
     return look_at_locked(file, until);
@@ -174,11 +176,11 @@ class Inspector {
     const bool has_changes = neighbour_at(name) == Neighbour::kFile;
     const bool ahead = writes_ahead(file);
     if (has_changes && !ahead) {
-      find(State::kUnknown,
-           fmt::format(
-               "{} is not its own, as it is not in write-ahead mode, and yet SQLite would take it for its newest "
-               "changes (move it away, then check again)",
-               name));
+      report(State::kUnknown,
+             fmt::format(
+                 "{} is not its own, as it is not in write-ahead mode, and yet SQLite would take it for its newest "
+                 "changes (move it away, then check again)",
+                 name));
       return true;
     }
     const RegularFile none;
@@ -192,8 +194,8 @@ class Inspector {
     }
     const RegularFile changes = has_changes ? RegularFile(name, RegularFile::Links::kRefused) : RegularFile();
     if (has_changes && !changes.is_open()) {
-      find(State::kUnknown, fmt::format("its newest changes stand in {}, which cannot be opened: {}", name,
-                                        std::generic_category().message(changes.error())));
+      report(State::kUnknown, fmt::format("its newest changes stand in {}, which cannot be opened: {}", name,
+                                          std::generic_category().message(changes.error())));
       return true;
     }
     look_at_write_ahead(file, changes);
@@ -208,11 +210,11 @@ class Inspector {
     if (!inspection_.sound() &&
         (Moment(file) != before || (!changes.is_open() && neighbour_at(name) != Neighbour::kNone))) {
       inspection_ = {};
-      return find(State::kUnknown, "it was changed while it was looked at (check again)");
+      return report(State::kUnknown, "it was changed while it was looked at (check again)");
     }
     if (inspection_.has(State::kDamaged) && changes.is_open() && !look_inside(log_, file, {}).has(State::kDamaged)) {
       inspection_ = {};
-      return find(
+      return report(
           State::kUnknown,
           fmt::format("with {}, which SQLite takes for its newest changes, it is damaged, and without it sound: "
                       "that is of another file, or damaged (move it away, then check again)",
@@ -236,11 +238,11 @@ class Inspector {
     }
     switch (errno) {
       case EROFS:
-        return find(State::kFault, "its file system can only be read (mount it for writing)");
+        return report(State::kFault, "its file system can only be read (mount it for writing)");
       case EPERM:
-        return find(State::kFault, fmt::format("it is marked as not to be changed (run 'chattr -i {}')", log_.path));
+        return report(State::kFault, fmt::format("it is marked as not to be changed (run 'chattr -i {}')", log_.path));
       default:
-        return find(State::kRemark, "this user may read it only");
+        return report(State::kRemark, "this user may read it only");
     }
   }
 

@@ -48,8 +48,8 @@ class Interior {
 
   Inspection run() {
     if (!blueprint_ || !statements_ || !view_.ready()) {
-      find(State::kUnknown,
-           "it was not looked at: this SQLite keeps no database in memory, or there is none left (try again)");
+      report(State::kUnknown,
+             "it was not looked at: this SQLite keeps no database in memory, or there is none left (try again)");
     } else {
       look();
     }
@@ -69,12 +69,12 @@ class Interior {
     bool generated;
   };
 
-  void find(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
+  void report(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
 
   // Of what makes the log unusable and is gone once salvaging has made it anew.
-  void find_to_remake(const std::string& text) {
-    find(State::kFault, fmt::format("{} (run '{}', which makes it anew and keeps its {})", text,
-                                    command_for(log_, "salvage --force"), log_.entries));
+  void report_to_remake(const std::string& text) {
+    report(State::kFault, fmt::format("{} (run '{}', which makes it anew and keeps its {})", text,
+                                      command_for(log_, "salvage --force"), log_.entries));
   }
 
   void look() {
@@ -97,7 +97,7 @@ class Interior {
   // --- the schema ---
 
   bool read_schema() {
-    Statement schema(database_, "SELECT type, name, tbl_name, sql FROM sqlite_master");
+    SqliteStatement schema(database_, "SELECT type, name, tbl_name, sql FROM sqlite_master");
     while (schema.next()) {
       if (objects_.size() == kMostObjects) {
         break;
@@ -132,7 +132,7 @@ class Interior {
     const SchemaObject* const model = made("table", log_.table);
     const std::optional<TableText> made_text = model != nullptr ? table_text(model->text) : std::nullopt;
     if (!text || !made_text || text->demand == "without") {
-      find(
+      report(
           State::kFault,
           fmt::format("its table {} is of a kind that no entries can be stored in, and no command mends that (move the "
                       "file away, then run '{}')",
@@ -149,17 +149,18 @@ class Interior {
     const bool others = std::any_of(objects_.begin(), objects_.end(),
                                     [](const Object& object) { return !object.name.starts_with("sqlite_"); });
     if (!others) {
-      find(State::kFault, fmt::format("the log has no table yet (run '{}')", command_for(log_, "create")));
+      report(State::kFault, fmt::format("the log has no table yet (run '{}')", command_for(log_, "create")));
     } else if (object("view", log_.table) != nullptr) {
-      find(State::kFault,
-           fmt::format("{} in it is a view of other tables, which stores nothing, and no command mends that (move the "
-                       "file away, then run '{}')",
-                       log_.table, command_for(log_, "create")));
+      report(
+          State::kFault,
+          fmt::format("{} in it is a view of other tables, which stores nothing, and no command mends that (move the "
+                      "file away, then run '{}')",
+                      log_.table, command_for(log_, "create")));
     } else {
-      find(State::kFault,
-           fmt::format("it has no table {}, only others: it is some other database, or a log whose table "
-                       "was removed (move it away, then run '{}')",
-                       log_.table, command_for(log_, "create")));
+      report(State::kFault,
+             fmt::format("it has no table {}, only others: it is some other database, or a log whose table "
+                         "was removed (move it away, then run '{}')",
+                         log_.table, command_for(log_, "create")));
     }
   }
 
@@ -167,7 +168,7 @@ class Interior {
 
   void look_at_columns(const TableText& text, const TableText& made_text) {
     std::vector<ActualColumn> there;
-    Statement columns(database_, fmt::format("PRAGMA table_xinfo({})", log_.table));
+    SqliteStatement columns(database_, fmt::format("PRAGMA table_xinfo({})", log_.table));
     while (columns.next()) {
       constexpr int kHidden = 6;
       there.push_back({columns.text(1), columns.integer(kHidden) != 0});
@@ -182,7 +183,7 @@ class Interior {
     }
     lacks_columns_ = !missing.empty();
     if (lacks_columns_) {
-      find_missing_columns(missing, there);
+      report_missing_columns(missing, there);
     }
     std::vector<std::string> unknown;
     std::vector<std::string> unfit;
@@ -198,28 +199,28 @@ class Interior {
       }
     }
     if (!unfit.empty()) {
-      find_to_remake(fmt::format("it has columns that do not keep whatever the library stores: {}", list_of(unfit)));
+      report_to_remake(fmt::format("it has columns that do not keep whatever the library stores: {}", list_of(unfit)));
     }
     if (!text.demand.empty()) {
-      find_to_remake(fmt::format("its table {} may refuse entries ({})", log_.table, text.demand));
+      report_to_remake(fmt::format("its table {} may refuse entries ({})", log_.table, text.demand));
     }
     if (!unknown.empty()) {
-      find(State::kRemark, fmt::format("it has columns that this release does not know: {}", list_of(unknown)));
+      report(State::kRemark, fmt::format("it has columns that this release does not know: {}", list_of(unknown)));
     }
   }
 
   // The library's migration knows only tables that have its own first columns, letter for letter and no others. That of
   // notices deletes them all when more is missing than the last column.
-  void find_missing_columns(const std::vector<std::string>& missing, const std::vector<ActualColumn>& there) {
-    bool older = log_.migrates && there.size() >= log_.first_columns && there.size() < log_.columns.size();
+  void report_missing_columns(const std::vector<std::string>& missing, const std::vector<ActualColumn>& there) {
+    bool older = log_.migrates && there.size() >= log_.earliest_columns && there.size() < log_.columns.size();
     for (std::size_t i = 0; older && i < there.size(); ++i) {
       older = there[i].name == log_.columns[i].name;
     }
     const std::string text = fmt::format("it lacks columns that this release has: {}", list_of(missing));
     if (older) {
-      find(State::kFault, fmt::format("{} (run '{}')", text, command_for(log_, "migrate")));
+      report(State::kFault, fmt::format("{} (run '{}')", text, command_for(log_, "migrate")));
     } else {
-      find_to_remake(text);
+      report_to_remake(text);
     }
   }
 
@@ -233,7 +234,7 @@ class Interior {
   // An older table gets its new columns without their indexes, which is as it should be.
   [[nodiscard]] bool is_of_later_column(const SchemaObject& index) const {
     const Tokens tokens = tokens_of(index.text);
-    const auto later = log_.columns.subspan(std::min(log_.first_columns, log_.columns.size()));
+    const auto later = log_.columns.subspan(std::min(log_.earliest_columns, log_.columns.size()));
     return std::any_of(later.begin(), later.end(), [&](const Column& column) {
       return tokens.size() > 1 && same_name(tokens[tokens.size() - 2].text, column.name);
     });
@@ -263,23 +264,24 @@ class Interior {
       }
     }
     if (!missing.empty()) {
-      find_to_remake(
+      report_to_remake(
           fmt::format("it lacks indexes, so that searching and sorting by their columns read the whole table: {}",
                       list_of(missing)));
     }
     if (!others.empty()) {
-      find_to_remake(fmt::format("its indexes are not those of the library: {}", list_of(others)));
+      report_to_remake(fmt::format("its indexes are not those of the library: {}", list_of(others)));
     }
     if (!refusing.empty()) {
-      find_to_remake(fmt::format("it has indexes of others that may refuse entries: {}", list_of(refusing)));
+      report_to_remake(fmt::format("it has indexes of others that may refuse entries: {}", list_of(refusing)));
     }
     if (!left_out.empty() && !lacks_columns_) {
-      find(State::kRemark, fmt::format("it has no indexes of columns that were added later, so that searching by them "
-                                       "reads the whole table: {} ('{}' adds them)",
-                                       list_of(left_out), command_for(log_, "salvage --force")));
+      report(State::kRemark,
+             fmt::format("it has no indexes of columns that were added later, so that searching by them "
+                         "reads the whole table: {} ('{}' adds them)",
+                         list_of(left_out), command_for(log_, "salvage --force")));
     }
     if (!foreign.empty()) {
-      find(State::kRemark, fmt::format("it has indexes that this release does not know: {}", list_of(foreign)));
+      report(State::kRemark, fmt::format("it has indexes that this release does not know: {}", list_of(foreign)));
     }
   }
 
@@ -288,9 +290,9 @@ class Interior {
     const SchemaObject* const model = made("trigger", limit);
     const Object* const found = object("trigger", limit);
     if (found == nullptr || !same_name(found->table, log_.table)) {
-      find_to_remake(fmt::format("it has no row limit and grows without end: the trigger {} is missing", limit));
+      report_to_remake(fmt::format("it has no row limit and grows without end: the trigger {} is missing", limit));
     } else if (model == nullptr || !is_same_trigger(found->text, model->text)) {
-      find_to_remake(fmt::format("its row limit is not the library's: the trigger {} does something else", limit));
+      report_to_remake(fmt::format("its row limit is not the library's: the trigger {} does something else", limit));
     }
     std::vector<std::string> others;
     for (const Object& trigger : objects_) {
@@ -299,15 +301,16 @@ class Interior {
       }
     }
     if (!others.empty()) {
-      find_to_remake(fmt::format("it has triggers of others, which may refuse or change entries: {}", list_of(others)));
+      report_to_remake(
+          fmt::format("it has triggers of others, which may refuse or change entries: {}", list_of(others)));
     }
   }
 
   void look_at_page_size() {
-    Statement statement(database_, "PRAGMA page_size");
+    SqliteStatement statement(database_, "PRAGMA page_size");
     if (statement.next() && blueprint_->page_size != 0 && statement.integer(0) != blueprint_->page_size) {
-      find(State::kRemark, fmt::format("its pages have {} bytes, where the library makes them of {}",
-                                       statement.integer(0), blueprint_->page_size));
+      report(State::kRemark, fmt::format("its pages have {} bytes, where the library makes them of {}",
+                                         statement.integer(0), blueprint_->page_size));
     }
   }
 
@@ -315,7 +318,7 @@ class Interior {
 
   // Whether they are sound.
   bool look_at_pages() {
-    Statement check(database_, fmt::format("PRAGMA integrity_check({})", kMostCounted));
+    SqliteStatement check(database_, fmt::format("PRAGMA integrity_check({})", kMostCounted));
     std::vector<std::string> lines;
     while (check.next()) {
       // One row may have several lines, below a line that only names the database.
@@ -341,23 +344,23 @@ class Interior {
     const std::size_t found = lines.size();
     lines.resize(std::min(found, kMostShown));
     const bool more = found >= kMostCounted || !check.ended();
-    find(State::kDamaged, fmt::format("it is damaged in {}{} place{} (run '{}'): {}{}", more ? "at least " : "", found,
-                                      found == 1 ? "" : "s", command_for(log_, "salvage"), fmt::join(lines, "; "),
-                                      found > kMostShown ? "; …" : ""));
+    report(State::kDamaged, fmt::format("it is damaged in {}{} place{} (run '{}'): {}{}", more ? "at least " : "",
+                                        found, found == 1 ? "" : "s", command_for(log_, "salvage"),
+                                        fmt::join(lines, "; "), found > kMostShown ? "; …" : ""));
     return false;
   }
 
   // --- what the library does ---
 
   void try_statements() {
-    Statement count(database_, fmt::format("SELECT COUNT(*) FROM {}", log_.table));
+    SqliteStatement count(database_, fmt::format("SELECT COUNT(*) FROM {}", log_.table));
     if (!count.next()) {
       return explain();
     }
     inspection_.entries = count.integer(0);
     std::vector<std::string> stores;
     for (const std::string& text : *statements_) {
-      Statement statement(database_, text);
+      SqliteStatement statement(database_, text);
       if (!statement.prepared()) {
         return explain_use("cannot be used");
       }
@@ -373,7 +376,7 @@ class Interior {
       return explain_use("takes no change");
     }
     for (const std::string& text : stores) {
-      Statement statement(database_, text);
+      SqliteStatement statement(database_, text);
       static_cast<void>(statement.next());
       if (!statement.ended() || sqlite3_changes(database_.handle()) != 1) {
         return explain_use("takes no entry");
@@ -391,30 +394,30 @@ class Interior {
       return explain();
     }
     if (code == SQLITE_READONLY) {
-      return find(State::kDamaged,
-                  fmt::format("its header is damaged: it says that the file may only be read (run '{}')",
-                              command_for(log_, "salvage")));
+      return report(State::kDamaged,
+                    fmt::format("its header is damaged: it says that the file may only be read (run '{}')",
+                                command_for(log_, "salvage")));
     }
     if (code == SQLITE_CORRUPT) {
-      return find(State::kDamaged, fmt::format("it is damaged so that it {} (run '{}'): {}", what,
-                                               command_for(log_, "salvage"), message));
+      return report(State::kDamaged, fmt::format("it is damaged so that it {} (run '{}'): {}", what,
+                                                 command_for(log_, "salvage"), message));
     }
     if (code == SQLITE_FULL) {
       return explain_used_up();
     }
-    find_to_remake(fmt::format("it {}: {}", what, message));
+    report_to_remake(fmt::format("it {}: {}", what, message));
   }
 
   void explain_used_up() {
-    Statement last(database_, fmt::format("SELECT MAX(rowid) FROM {}", log_.table));
+    SqliteStatement last(database_, fmt::format("SELECT MAX(rowid) FROM {}", log_.table));
     if (last.next() && last.integer(0) == std::numeric_limits<std::int64_t>::max()) {
-      return find(
+      return report(
           State::kFault,
           fmt::format("no id is left for a new entry, as one has the highest that there is, and no command mends "
                       "that (move the file away, then run '{}')",
                       command_for(log_, "create")));
     }
-    find_to_remake("it takes no entry: its counter of ids stands at the end, though no entry has the last one");
+    report_to_remake("it takes no entry: its counter of ids stands at the end, though no entry has the last one");
   }
 
   // --- failures ---
@@ -425,21 +428,21 @@ class Interior {
     const std::string advice = fmt::format("no log of the library's takes that much: move it away, then run '{}'",
                                            command_for(log_, "create"));
     if (view_.late()) {
-      return find(State::kUnknown,
-                  fmt::format("looking into it takes longer than {} s ({})", allowed_.count(), advice));
+      return report(State::kUnknown,
+                    fmt::format("looking into it takes longer than {} s ({})", allowed_.count(), advice));
     }
     switch (code & kPrimary) {
       case SQLITE_NOMEM:
       case SQLITE_TOOBIG:
       case SQLITE_FULL:
-        return find(State::kUnknown,
-                    fmt::format("looking into it takes more than {} MiB of memory ({})", kMostMemory >> 20U, advice));
+        return report(State::kUnknown,
+                      fmt::format("looking into it takes more than {} MiB of memory ({})", kMostMemory >> 20U, advice));
       case SQLITE_IOERR:
       case SQLITE_CANTOPEN:
-        return find(State::kUnknown, fmt::format("it cannot be read: {} ({}): look at the disk", message, code));
+        return report(State::kUnknown, fmt::format("it cannot be read: {} ({}): look at the disk", message, code));
       default:
-        find(State::kDamaged, fmt::format("it is damaged so that its tables cannot be read (run '{}'): {}",
-                                          command_for(log_, "salvage"), message));
+        report(State::kDamaged, fmt::format("it is damaged so that its tables cannot be read (run '{}'): {}",
+                                            command_for(log_, "salvage"), message));
     }
   }
 
@@ -451,7 +454,7 @@ class Interior {
   Inspection inspection_;
   MemoryBound memory_;
   PrivateView view_;
-  Database database_;
+  SqliteDatabase database_;
   ConnectionBounds bounds_;
   std::vector<Object> objects_;
   bool lacks_columns_ = false;

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <limits>
 #include <span>
+
+#include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl {
 
@@ -122,10 +123,7 @@ bool is_id(const ColumnText& column) {
 // --- triggers ---
 
 bool is_count(const Token& token) {
-  int number = 0;
-  const char* const end = token.text.data() + token.text.size();
-  const auto [read, error] = std::from_chars(token.text.data(), end, number);
-  return token.kind == Token::Kind::kNumber && error == std::errc() && read == end && number > 0;
+  return token.kind == Token::Kind::kNumber && whole_number<int>(token.text).value_or(0) > 0;
 }
 
 }  // namespace

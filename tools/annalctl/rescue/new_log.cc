@@ -30,7 +30,7 @@ NewLog::NewLog(const Log& log, const std::string& path)
 
 std::vector<std::int64_t> NewLog::ids() const {
   std::vector<std::int64_t> all;
-  Statement ids(database_, fmt::format("SELECT rowid FROM {} ORDER BY rowid", log_.table));
+  SqliteStatement ids(database_, fmt::format("SELECT rowid FROM {} ORDER BY rowid", log_.table));
   while (ids.next()) {
     all.push_back(ids.integer(0));
   }
@@ -46,7 +46,7 @@ void NewLog::run(const std::string& statements) const {
   }
 }
 
-bool NewLog::store(Statement& insert) {
+bool NewLog::store(SqliteStatement& insert) {
   if (insert.next() || !insert.ended()) {
     fail();
   }
@@ -64,7 +64,7 @@ bool NewLog::has(std::int64_t id) {
 }
 
 std::string NewLog::default_of(std::string_view column) const {
-  Statement columns(database_, fmt::format("PRAGMA table_info({})", log_.table));
+  SqliteStatement columns(database_, fmt::format("PRAGMA table_info({})", log_.table));
   while (columns.next()) {
     if (columns.text(1) == column) {
       const std::string text = columns.text(4);
@@ -89,7 +89,7 @@ void NewLog::finish(int limit, int batch, const std::function<void(int)>& tell) 
   make("trigger", [](int /*percent*/) {});
   run("COMMIT");
   tell(kCommitted);
-  Statement check(database_, "PRAGMA integrity_check");
+  SqliteStatement check(database_, "PRAGMA integrity_check");
   if (!check.next() || check.text(0) != "ok") {
     throw RescueFailure("the new file is not sound");
   }

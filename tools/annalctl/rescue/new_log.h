@@ -25,14 +25,14 @@ class NewLog {
  public:
   NewLog(const Log& log, const std::string& path);
 
-  [[nodiscard]] const Database& database() const { return database_; }
+  [[nodiscard]] const SqliteDatabase& database() const { return database_; }
   [[nodiscard]] std::int64_t rows() const { return rows_; }
   [[nodiscard]] std::vector<std::int64_t> ids() const;  // in ascending order
 
   void run(const std::string& statements) const;
 
   // Stores the row that a statement has been given, unless there is one of its id already: false.
-  bool store(Statement& insert);
+  bool store(SqliteStatement& insert);
 
   [[nodiscard]] bool has(std::int64_t id);
 
@@ -52,9 +52,9 @@ class NewLog {
   void make(std::string_view type, const std::function<void(int)>& tell) const;
 
   const Log& log_;
-  Database database_;
+  SqliteDatabase database_;
   Blueprint blueprint_;
-  std::optional<Statement> look_up_;
+  std::optional<SqliteStatement> look_up_;
   std::int64_t rows_ = 0;
 };
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/files/sqlite_format.h"
 #include "tools/annalctl/rescue/cell.h"
 
 namespace annalctl {
@@ -191,7 +192,6 @@ Layout layout_of(DamagedFile& file) {
 }
 
 Header corrected_header(const DamagedFile& file, const Layout& layout) {
-  constexpr std::string_view kMagic("SQLite format 3\0", 16);
   constexpr std::uint32_t kNewestFormat = 4;
   Header header = file.has_header() ? file.header() : Header{};
   const auto put = [&header](std::size_t place, std::size_t size, std::uint32_t number) {
@@ -199,7 +199,7 @@ Header corrected_header(const DamagedFile& file, const Layout& layout) {
       header.at(place + i - 1) = static_cast<unsigned char>(number);
     }
   };
-  std::copy(kMagic.begin(), kMagic.end(), header.begin());
+  std::copy(kFileMagic.begin(), kFileMagic.end(), header.begin());
   put(kPageSizeAt, 2, layout.page_size == kLargestPage ? 1 : layout.page_size);
   put(kVersionsAt, 2, 0x0101);
   put(kReservedAt, 1, layout.reserved);

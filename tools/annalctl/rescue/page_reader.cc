@@ -15,14 +15,14 @@ constexpr std::uint64_t kReadsPerPage = 16;
 }  // namespace
 
 // A part of a page at the end is left out.
-Pages::Pages(DamagedFile& file, const Layout& layout)
+PageReader::PageReader(DamagedFile& file, const Layout& layout)
     : file_(file),
       layout_(layout),
       usable_(layout.page_size - layout.reserved),
       count_(static_cast<std::uint32_t>(
           std::min<std::uint64_t>(file.size() / layout.page_size, std::numeric_limits<std::uint32_t>::max() - 1))) {}
 
-void Pages::read(const Take& take, const TakeBroken& take_broken) {
+void PageReader::read(const Take& take, const TakeBroken& take_broken) {
   budget_ = kReadsPerPage * count_;
   const std::vector<bool> free = layout_.as_told ? free_pages() : std::vector<bool>(std::size_t{count_} + 1);
   std::vector<unsigned char> page;
@@ -33,13 +33,13 @@ void Pages::read(const Take& take, const TakeBroken& take_broken) {
   }
 }
 
-bool Pages::load(std::uint32_t number, std::vector<unsigned char>& page) {
+bool PageReader::load(std::uint32_t number, std::vector<unsigned char>& page) {
   page.resize(layout_.page_size);
   return file_.read(std::uint64_t{number - 1} * layout_.page_size, page);
 }
 
 // A list with any fault might name pages that are in use: then no page counts as free.
-std::vector<bool> Pages::free_pages() {
+std::vector<bool> PageReader::free_pages() {
   std::vector<bool> none(std::size_t{count_} + 1);
   std::vector<bool> free = none;
   std::uint32_t found = 0;
@@ -69,7 +69,7 @@ std::vector<bool> Pages::free_pages() {
   return found == four_bytes(file_.header(), kFreeCountAt) ? free : none;
 }
 
-void Pages::read_leaf(Bytes page, std::size_t start, const Take& take, const TakeBroken& take_broken) {
+void PageReader::read_leaf(Bytes page, std::size_t start, const Take& take, const TakeBroken& take_broken) {
   LeafCells cells(page, start);
   StoredRecord record;
   StoredCell cell;
@@ -85,7 +85,7 @@ void Pages::read_leaf(Bytes page, std::size_t start, const Take& take, const Tak
   }
 }
 
-Pages::Reading Pages::read_record(const StoredCell& cell, StoredRecord& record) {
+PageReader::Reading PageReader::read_record(const StoredCell& cell, StoredRecord& record) {
   const std::size_t local = local_size(cell.payload, usable_);
   const bool spills = local < cell.payload;
   if (cell.payload > kLargestPayload || local + (spills ? kLink : 0) > cell.rest.size() ||
@@ -108,7 +108,7 @@ Pages::Reading Pages::read_record(const StoredCell& cell, StoredRecord& record) 
   return Reading::kWhole;
 }
 
-bool Pages::follow(std::uint32_t number, std::uint64_t wanted) {
+bool PageReader::follow(std::uint32_t number, std::uint64_t wanted) {
   while (payload_.size() < wanted) {
     if (number == 0 || number > count_ || budget_ == 0 || !load(number, overflow_page_)) {
       return false;

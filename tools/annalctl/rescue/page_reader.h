@@ -17,9 +17,9 @@ struct StoredRecord {
 };
 
 // Every byte of the file may be wrong: each is checked before it is used, and the work is bounded by the file's size.
-class Pages {
+class PageReader {
  public:
-  Pages(DamagedFile& file, const Layout& layout);
+  PageReader(DamagedFile& file, const Layout& layout);
 
   // Takes each record that is whole, in the order of the pages. Pages that the file's own list names as free, with rows
   // that were deleted, are left out if that list is without fault.

@@ -83,7 +83,7 @@ class Rescue {
   // --- what is known about the old file ---
 
   void look_at_schema() {
-    Statement objects(old_, "SELECT type, name, tbl_name, sql FROM sqlite_master");
+    SqliteStatement objects(old_, "SELECT type, name, tbl_name, sql FROM sqlite_master");
     bool table = false;
     while (objects.next()) {
       const std::string type = objects.text(0);
@@ -121,7 +121,7 @@ class Rescue {
 
   void look_at_columns() {
     std::vector<std::string> declared;
-    Statement columns(old_, fmt::format("PRAGMA table_info({})", log_.table));
+    SqliteStatement columns(old_, fmt::format("PRAGMA table_info({})", log_.table));
     while (columns.next()) {
       const std::string name = columns.text(1);
       const auto known = std::find_if(log_.columns.begin(), log_.columns.end(), [&name](const Column& column) {
@@ -193,7 +193,7 @@ class Rescue {
       names += ", " + quoted_name(column.name);
     }
     const std::string select = fmt::format("SELECT rowid{} FROM {} NOT INDEXED ", names, log_.table);
-    Statement insert(new_.database(), insert_of(parameter));
+    SqliteStatement insert(new_.database(), insert_of(parameter));
     if (!insert.prepared()) {
       new_.fail();
     }
@@ -214,8 +214,8 @@ class Rescue {
   }
 
   // in_order: false ends it. Whether it came to the end.
-  bool walk(const std::string& select, Statement& insert, const std::function<bool(std::int64_t)>& in_order) {
-    Statement rows(old_, select);
+  bool walk(const std::string& select, SqliteStatement& insert, const std::function<bool(std::int64_t)>& in_order) {
+    SqliteStatement rows(old_, select);
     while (rows.next()) {
       if (!in_order(rows.integer(0))) {
         return false;
@@ -241,7 +241,7 @@ class Rescue {
   }
 
   // hidden: columns whose values are made another kind of.
-  void store(Statement& insert, std::int64_t id, const Columns& hidden) {
+  void store(SqliteStatement& insert, std::int64_t id, const Columns& hidden) {
     if (new_.store(insert)) {
       for (const Column* const column : hidden) {
         hiding_.emplace(id, column);
@@ -305,7 +305,7 @@ class Rescue {
   }
 
   [[nodiscard]] bool is_row(std::size_t values) const {
-    return values >= std::min(log_.first_columns, columns_.size()) && values <= columns_.size();
+    return values >= std::min(log_.earliest_columns, columns_.size()) && values <= columns_.size();
   }
 
   static bool is_trigger(const StoredRecord& record) {
@@ -319,7 +319,7 @@ class Rescue {
     if (testimony_.intact > 0 && !testimony_.missing.contains(record.id)) {
       return;
     }
-    Statement& insert = insert_of(record.values.size());
+    SqliteStatement& insert = insert_of(record.values.size());
     sqlite3_bind_int64(insert.handle(), 1, record.id);
     const auto last = static_cast<std::size_t>(sqlite3_bind_parameter_count(insert.handle()));
     Columns hidden;
@@ -361,7 +361,7 @@ class Rescue {
                         static_cast<unsigned char>(layout_.encoding));
   }
 
-  void bind(const Statement& insert, int place, const StoredValue& value) const {
+  void bind(const SqliteStatement& insert, int place, const StoredValue& value) const {
     switch (value.kind) {
       case StoredValue::Kind::kInteger:
         sqlite3_bind_int64(insert.handle(), place, value.integer);
@@ -380,14 +380,14 @@ class Rescue {
     }
   }
 
-  Statement& insert_of(std::size_t values) {
+  SqliteStatement& insert_of(std::size_t values) {
     const auto known = inserts_.find(values);
     if (known != inserts_.end()) {
       return known->second;
     }
-    Statement insert(new_.database(), insert_of([this, values](std::size_t place) {
-                       return place < values ? parameter(place) : columns_[place].fallback;
-                     }));
+    SqliteStatement insert(new_.database(), insert_of([this, values](std::size_t place) {
+                             return place < values ? parameter(place) : columns_[place].fallback;
+                           }));
     if (!insert.prepared()) {
       new_.fail();
     }
@@ -437,7 +437,7 @@ class Rescue {
   // --- the rest of the new file ---
 
   void keep_last_id() {
-    Statement last(old_, fmt::format("SELECT seq FROM sqlite_sequence WHERE name = '{}'", log_.table));
+    SqliteStatement last(old_, fmt::format("SELECT seq FROM sqlite_sequence WHERE name = '{}'", log_.table));
     // At its end the counter would let no entry in.
     if (last.next() && last.integer(0) > 0 && last.integer(0) < std::numeric_limits<std::int64_t>::max()) {
       new_.raise_last_id(last.integer(0));
@@ -459,13 +459,13 @@ class Rescue {
   DamagedFile file_;
   Layout layout_;
   CorrectedView view_;
-  Database old_;
-  Pages pages_;
+  SqliteDatabase old_;
+  PageReader pages_;
   NewLog new_;
   Advance& advance_;
   std::vector<OldColumn> columns_;
   std::vector<std::string> indexes_;
-  std::map<std::size_t, Statement> inserts_;
+  std::map<std::size_t, SqliteStatement> inserts_;
   Testimony testimony_;
   Ids broken_;                // begin like rows, and go on where they cannot be read
   std::set<ValueId> hiding_;  // of another kind than the library stores, which may not show in the new log

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "tools/annalctl/base/confirm.h"
+#include "tools/annalctl/base/folder.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/base/terminal.h"
@@ -29,7 +30,7 @@ namespace annalctl {
 
 namespace {
 
-struct Wishes {
+struct SalvageOptions {
   bool yes = false;
   bool force = false;
 };
@@ -41,7 +42,7 @@ constexpr char kUnfinished[] = "unfinished";
 class NewFile {
  public:
   explicit NewFile(const std::string& log)
-      : path_(free_name(log, kBegun)), file_(make_like(log, path_)), pinned_(path_, file_) {}
+      : path_(free_name(log, kBegun)), file_(create_like(log, path_)), pinned_(path_, file_) {}
   ~NewFile() {
     close(file_);
     if (!in_place_) {
@@ -73,7 +74,8 @@ class NewFile {
 
 class Salvage {
  public:
-  Salvage(const Log& log, const Wishes& wishes, Session& session) : log_(log), wishes_(wishes), program_(session) {}
+  Salvage(const Log& log, const SalvageOptions& options, Session& session)
+      : log_(log), options_(options), session_(session) {}
 
   int run() {
     try {
@@ -106,11 +108,11 @@ class Salvage {
     looked_at_ = is_file() ? id_of(real_path()) : FileId{};
     Inspection inspection = inspect(log_);
     const bool can_be_read = is_file() && !inspection.has(State::kUnknown);
-    const bool unfinished = can_be_read && (!inspection.sound() || wishes_.force) && change_is_pending(real_path());
+    const bool unfinished = can_be_read && (!inspection.sound() || options_.force) && change_is_pending(real_path());
     if (!unfinished && !is_wanted(inspection)) {
       return inspection.sound() ? kSuccess : kFailure;
     }
-    if (!wishes_.yes && !confirmed(printable(fmt::format("Make {} anew from what can be read of it?", log_.path)))) {
+    if (!options_.yes && !confirmed(printable(fmt::format("Make {} anew from what can be read of it?", log_.path)))) {
       complain("nothing was changed");
       return kFailure;
     }
@@ -132,7 +134,7 @@ class Salvage {
       return true;
     }
     for (const Finding& finding : inspection.findings) {
-      const bool forced = wishes_.force && finding.state == State::kFault && is_file();
+      const bool forced = options_.force && finding.state == State::kFault && is_file();
       if (finding.state != State::kRemark && !forced) {
         complain(fmt::format("{}: {}", log_.path, finding.text));
       }
@@ -140,7 +142,7 @@ class Salvage {
         return false;
       }
     }
-    if (wishes_.force && is_file()) {
+    if (options_.force && is_file()) {
       return true;
     }
     complain(
@@ -173,7 +175,7 @@ class Salvage {
       sync_folder_of(path_);
     }
     complain(fmt::format("its last change was not finished: as it was, it stands in {}", copy));
-    const Database database(path_, SQLITE_OPEN_READWRITE);
+    const SqliteDatabase database(path_, SQLITE_OPEN_READWRITE);
     sqlite3_busy_timeout(database.handle(), kLockWaitMilliseconds);
     static_cast<void>(database.run("PRAGMA journal_mode = DELETE; SELECT COUNT(*) FROM sqlite_master"));
     finished_ = true;
@@ -201,15 +203,15 @@ class Salvage {
       throw FileFailure(
           fmt::format("what undoes or completes its last change cannot be applied: it stands beside {}", path_));
     }
-    if (!wishes_.force) {
+    if (!options_.force) {
       require_room(folder(), space_of(path_));
     }
     NewFile anew(path_);
     Rescued rescued = rescue_and_show(anew.path());
-    if (rescued.rows == 0 && !rescued.whole && !wishes_.force) {
+    if (rescued.rows == 0 && !rescued.whole && !options_.force) {
       throw RescueFailure("nothing in it looks like one of its rows (with --force it is set aside for an empty one)");
     }
-    if (!rescued.tables_left.empty() && !wishes_.force) {
+    if (!rescued.tables_left.empty() && !options_.force) {
       throw RescueFailure(
           fmt::format("it has other tables too, which would only be in the file that is set aside: {} "
                       "(with --force it goes ahead)",
@@ -221,7 +223,7 @@ class Salvage {
     return {std::move(rescued), std::move(aside), lock.held()};
   }
 
-  [[nodiscard]] std::string folder() const { return std::filesystem::path(path_).parent_path().string(); }
+  [[nodiscard]] std::string folder() const { return folder_of(path_); }
 
   [[nodiscard]] Rescued rescue_and_show(const std::string& anew) const {
     const auto advance = std::make_shared<Advance>();
@@ -344,7 +346,7 @@ class Salvage {
   }
 
   const Log& log_;
-  const Wishes& wishes_;
+  const SalvageOptions& options_;
   Session& session_;
   bool finished_ = false;
   std::string path_;
@@ -355,7 +357,7 @@ class Salvage {
 
 void add_salvage_command(CLI::App& commands, Session& session, const Log& log) {
   CLI::App* const command = commands.add_subcommand("salvage", "Make a damaged log anew from what can be read of it");
-  const auto wishes = std::make_shared<Wishes>();
+  const auto options = std::make_shared<SalvageOptions>();
   command->footer(fmt::format(
       "Stop the programs that write to the log first. It is locked meanwhile, and refused when others have it locked,\n"
       "but one that waits for the lock fails to store what it has.\n"
@@ -374,9 +376,9 @@ void add_salvage_command(CLI::App& commands, Session& session, const Log& log) {
       "  annalctl {0}{1} salvage\n"
       "  annalctl {0}{1} salvage --yes --json",
       log.name, log.options));
-  command->add_flag("--yes,-y", wishes->yes, "Do not ask");
-  command->add_flag("--force", wishes->force, "Make it anew even if it is sound, or nothing of it can be read");
-  command->callback([wishes, &session, &log] { session.status = Salvage(log, *wishes, session).run(); });
+  command->add_flag("--yes,-y", options->yes, "Do not ask");
+  command->add_flag("--force", options->force, "Make it anew even if it is sound, or nothing of it can be read");
+  command->callback([options, &session, &log] { session.status = Salvage(log, *options, session).run(); });
 }
 
 }  // namespace annalctl

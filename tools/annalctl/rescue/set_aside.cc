@@ -19,7 +19,9 @@
 #include <utility>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/folder.h"
 #include "tools/annalctl/files/file_lock.h"
+#include "tools/annalctl/files/sqlite_format.h"
 #include "tools/annalctl/rescue/inspection.h"
 
 namespace annalctl {
@@ -139,10 +141,6 @@ class Unfinished {
   bool finished_ = false;
 };
 
-std::string folder_of(const std::string& path) {
-  return std::filesystem::path(path).parent_path().string();
-}
-
 }  // namespace
 
 FileId id_of(const std::string& path) {
@@ -169,9 +167,6 @@ SalvageLock::~SalvageLock() {
 
 LogLock::LogLock(const std::string& path, const FileId& expected)
     : file_(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)) {
-  // The bytes that SQLite's file format sets aside for its locks, all of them.
-  constexpr off_t kFirst = 0x40000000;
-  constexpr off_t kCount = 512;
   constexpr int kPause = 50;
   if (file_ < 0) {
     fail("open " + path + " for writing", errno);
@@ -179,8 +174,8 @@ LogLock::LogLock(const std::string& path, const FileId& expected)
   struct flock lock {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
-  lock.l_start = kFirst;
-  lock.l_len = kCount;
+  lock.l_start = kPendingByte;
+  lock.l_len = kLockBytes;
   bool can_be_locked = true;
   for (int waited = 0; can_be_locked && !held_; waited += kPause) {
     held_ = fcntl(file_, F_OFD_SETLK, &lock) == 0;
@@ -226,7 +221,7 @@ std::string free_name(const std::string& path, const char* kind) {
   return name;
 }
 
-int make_like(const std::string& like, const std::string& path) {
+int create_like(const std::string& like, const std::string& path) {
   const Descriptor model(like, O_RDONLY);
   Descriptor file(path, O_RDWR | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
   Unfinished made(path);

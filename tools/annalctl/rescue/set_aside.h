@@ -76,7 +76,7 @@ class LogLock {
 // An empty file, or a copy: only where none is, and with the owner, mode, access control list and attributes of the one
 // that it stands for, taken from the file that was opened. A link is not followed, and only a file is copied.
 // The new file stays open, and is the caller's to close.
-[[nodiscard]] int make_like(const std::string& like, const std::string& path);
+[[nodiscard]] int create_like(const std::string& like, const std::string& path);
 void copy_file(const std::string& from, const std::string& to);
 
 // The same for those of a file and its companions, by the endings of their names, that are there: all of them or none.

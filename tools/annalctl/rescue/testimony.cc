@@ -134,7 +134,7 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
   for (const std::string& index : indexes_) {
     const auto column = columns_.find(column_of(index));
     const std::string name = column == columns_.end() ? std::string() : quoted_name(column->second->name);
-    std::optional<Statement> values;
+    std::optional<SqliteStatement> values;
     if (!name.empty()) {
       values.emplace(anew.database(), fmt::format("SELECT {} FROM {} WHERE rowid = ?", name, log_.table));
     }
@@ -151,7 +151,7 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
     vote(entries.ids, there, missing);
     vote(there, entries.ids, unknown);
     for (const auto& [id, value] : entries.right) {
-      Statement update(anew.database(), fmt::format("UPDATE {} SET {} = ? WHERE rowid = ?", log_.table, name));
+      SqliteStatement update(anew.database(), fmt::format("UPDATE {} SET {} = ? WHERE rowid = ?", log_.table, name));
       sqlite3_bind_value(update.handle(), 1, value.get());
       sqlite3_bind_int64(update.handle(), 2, id);
       if (update.next() || !update.ended()) {
@@ -167,11 +167,11 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
 }
 
 // Whether the index is intact.
-bool Witnesses::read(const std::string& index, const Column* column, Statement* values, Entries& entries,
+bool Witnesses::read(const std::string& index, const Column* column, SqliteStatement* values, Entries& entries,
                      const std::function<void()>& tell) const {
   const std::string name = column_of(index);
-  Statement rows(old_, fmt::format("SELECT rowid{} FROM {} INDEXED BY {}", name.empty() ? "" : ", " + quoted_name(name),
-                                   log_.table, quoted_name(index)));
+  SqliteStatement rows(old_, fmt::format("SELECT rowid{} FROM {} INDEXED BY {}",
+                                         name.empty() ? "" : ", " + quoted_name(name), log_.table, quoted_name(index)));
   Key last{.kind = -1};
   while (rows.next()) {
     const std::int64_t id = rows.integer(0);
@@ -209,7 +209,7 @@ bool Witnesses::read(const std::string& index, const Column* column, Statement* 
 
 // The one column that an index is of, if it is in the order that key_of gives.
 std::string Witnesses::column_of(const std::string& index) const {
-  Statement parts(old_, fmt::format("PRAGMA index_xinfo({})", quoted_name(index)));
+  SqliteStatement parts(old_, fmt::format("PRAGMA index_xinfo({})", quoted_name(index)));
   std::string column;
   while (parts.next()) {
     if (parts.integer(5) == 0) {
@@ -235,7 +235,7 @@ std::set<std::int64_t> rows_with_impossible_values(const Log& log, const NewLog&
                                       name);
   }
   std::set<std::int64_t> ids;
-  Statement rows(anew.database(), fmt::format("SELECT rowid FROM {} WHERE {}", log.table, condition));
+  SqliteStatement rows(anew.database(), fmt::format("SELECT rowid FROM {} WHERE {}", log.table, condition));
   while (rows.next()) {
     ids.insert(rows.integer(0));
   }

@@ -31,7 +31,7 @@ struct Testimony {
 class Witnesses {
  public:
   // columns: the new log's columns that both have, by the old log's names.
-  Witnesses(const Log& log, const Database& old, Encoding encoding, std::map<std::string, const Column*> columns)
+  Witnesses(const Log& log, const SqliteDatabase& old, Encoding encoding, std::map<std::string, const Column*> columns)
       : log_(log), old_(old), encoding_(encoding), columns_(std::move(columns)) {}
 
   void add(const std::string& index) { indexes_.push_back(index); }
@@ -43,12 +43,12 @@ class Witnesses {
   struct Entries;
 
   // column and values: of the new log; null when there is nothing to compare with.
-  [[nodiscard]] bool read(const std::string& index, const Column* column, Statement* values, Entries& entries,
+  [[nodiscard]] bool read(const std::string& index, const Column* column, SqliteStatement* values, Entries& entries,
                           const std::function<void()>& tell) const;
   [[nodiscard]] std::string column_of(const std::string& index) const;
 
   const Log& log_;
-  const Database& old_;
+  const SqliteDatabase& old_;
   Encoding encoding_;
   std::map<std::string, const Column*> columns_;
   std::vector<std::string> indexes_;
