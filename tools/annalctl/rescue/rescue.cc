@@ -353,7 +353,7 @@ class Rescue {
     return (layout_.encoding == Encoding::kUtf16Little ? "\xFF\xFE" : "\xFE\xFF") + std::string(text);
   }
 
-  void bind_text(const Statement& insert, int place, std::string_view text) const {
+  void bind_text(const SqliteStatement& insert, int place, std::string_view text) const {
     const bool utf8 = layout_.encoding == Encoding::kUtf8;
     const std::string kept = utf8 ? std::string() : marked(text);
     text = utf8 ? text : kept;
