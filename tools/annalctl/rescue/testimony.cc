@@ -170,17 +170,17 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
 bool Witnesses::read(const std::string& index, const Column* column, SqliteStatement* values, Entries& entries,
                      const std::function<void()>& tell) const {
   const std::string name = column_of(index);
-  SqliteStatement rows(old_, fmt::format("SELECT rowid{} FROM {} INDEXED BY {}",
-                                         name.empty() ? "" : ", " + quoted_name(name), log_.table, quoted_name(index)));
+  if (name.empty()) {
+    return false;  // In an unknown order its pages could lead back to themselves for ever.
+  }
+  SqliteStatement rows(
+      old_, fmt::format("SELECT rowid, {} FROM {} INDEXED BY {}", quoted_name(name), log_.table, quoted_name(index)));
   Key last{.kind = -1};
   while (rows.next()) {
     const std::int64_t id = rows.integer(0);
     entries.ids.push_back(id);
     if (static_cast<std::int64_t>(entries.ids.size()) % kBetweenTells == 0) {
       tell();
-    }
-    if (name.empty()) {
-      continue;
     }
     Key key = key_of(rows.handle(), 1, encoding_);
     key.id = id;

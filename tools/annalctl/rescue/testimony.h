@@ -19,7 +19,7 @@ namespace annalctl {
 using ValueId = std::pair<std::int64_t, const Column*>;  // by the row and the column of the new log
 
 struct Testimony {
-  int intact = 0;                   // so many indexes could be read to their end, in order
+  int intact = 0;                   // so many indexes of one column could be read to their end, in order
   std::int64_t compared = 0;        // rows of the new log with a value that one of them lists too
   std::set<std::string> columns;    // of the new log, whose values were compared
   std::set<std::int64_t> missing;   // rows that most of them list and the new log does not have
