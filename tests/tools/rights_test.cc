@@ -1,21 +1,25 @@
 // Logs in places where others may write: what they prepare there must not be done with the rights of the caller.
-#include <sqlite3.h>
+#include <pty.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <functional>
-#include <iostream>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "Corix_annal.h"
 #include "tests/tools/annalctl.h"
 #include "tests/tools/damage.h"
+#include "tests/tools/other_users.h"
 
 namespace {
 
@@ -24,12 +28,15 @@ using annal::test::exists;
 using annal::test::sql;
 using damage::contents_of;
 using damage::put;
+using other_users::as_ordinary_user;
+using other_users::give;
+using other_users::kOther;
+using other_users::kUser;
+using other_users::may_be_others;
 
 constexpr const char* kFolder = "/etc/logs/theirs";
 constexpr const char* kLog = "/etc/logs/theirs/x.db";
 constexpr const char* kVictim = "/etc/logs/victim";
-constexpr uid_t kUser = 1234;
-constexpr uid_t kOther = 1235;
 
 void append_number(std::string& bytes, std::uint32_t number) {
   for (unsigned shift = 32; shift > 0;) {
@@ -64,11 +71,6 @@ std::string forged_journal(const std::string& log, const std::string& victim) {
   return journal + kMagic;
 }
 
-void give(const std::string& path, uid_t user, mode_t mode) {
-  ASSERT_EQ(chown(path.c_str(), user, user), 0) << path;
-  ASSERT_EQ(chmod(path.c_str(), mode), 0) << path;
-}
-
 // An access control list that lets one user or group in, its mask too.
 void let_in(const char* path, std::uint16_t tag, std::uint32_t id, std::uint16_t mask) {
   struct Entry {
@@ -84,42 +86,10 @@ void let_in(const char* path, std::uint16_t tag, std::uint32_t id, std::uint16_t
   ASSERT_EQ(setxattr(path, "system.posix_acl_access", bytes.data(), bytes.size(), 0), 0);
 }
 
-// Whether the rest of a test can be done: its files belong to several users.
-bool may_be_others() {
-  put("/etc/logs/probe", "");
-  const bool may =
-      geteuid() == 0 && chown("/etc/logs/probe", kUser, kUser) == 0 && chown("/etc/logs/probe", kOther, kOther) == 0;
-  fs::remove("/etc/logs/probe");
-  if (!may) {
-    std::cout << "[  PARTLY  ] only root, with all users, can do the part of this test in which files are others'\n";
-  }
-  return may;
-}
-
 Finished fileop(const std::vector<std::string>& command) {
   std::vector<std::string> arguments{"fileop", "--db", kLog};
   arguments.insert(arguments.end(), command.begin(), command.end());
   return annalctl(arguments);
-}
-
-// Does something as a user without privileges, in a process of its own unless the tests run as one.
-void as_ordinary_user(const std::function<void()>& work) {
-  if (geteuid() != 0 || !may_be_others()) {
-    return work();
-  }
-  const pid_t child = fork();
-  if (child == 0) {
-    const bool dropped = setresgid(kUser, kUser, kUser) == 0 && setresuid(kUser, kUser, kUser) == 0;
-    if (dropped && access(ANNALCTL, X_OK) != 0) {
-      std::cout << "[  PARTLY  ] other users cannot run the program where it was built\n";
-      _exit(0);
-    }
-    work();
-    _exit(dropped && !testing::Test::HasFailure() ? 0 : 1);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
 }
 
 class AnnalctlRightsTest : public AnnalctlTest {
@@ -275,7 +245,7 @@ TEST_F(AnnalctlRightsTest, WhoCanWriteALogDecidesWithWhoseRightsItIsOpened) {
        "members of the group 1234 may write to /etc/logs/theirs, and could have any file deleted with a journal beside "
        "the log (run this as one of them: 'sudo -u USER annalctl fileop --db FILE …')",
        0},
-      {"a user and a group", [] { give(kFolder, kUser, 0775); },
+      {"a user and a group without a name", [] { give(kFolder, kUser, 0775); },
        "'setpriv --reuid=1234 --regid=1234 --clear-groups annalctl fileop --db FILE …'", 0},
       {"everybody", [] { ASSERT_EQ(chmod(kFolder, 0777), 0); }, "every user may write to /etc/logs/theirs, and", 0},
       {"everybody, in a sticky folder", [] { ASSERT_EQ(chmod(kFolder, 01777), 0); },
@@ -384,4 +354,137 @@ TEST_F(AnnalctlRightsTest, OrdinaryUserMayShareALogWithAGroupButNotWithEverybody
     ASSERT_EQ(chmod("/etc/logs/mine", 0700), 0);
     EXPECT_EQ(annalctl({"fileop", "--db", "/etc/logs/mine/y.db", "create"}).status, 0);
   });
+}
+
+namespace {
+
+// While it lives, the machine has these users and groups beside root.
+class Users {
+ public:
+  Users(const std::string& users, const std::string& groups) {
+    cover("/etc/passwd", "/etc/logs/passwd", "root:x:0:0::/:/bin/sh\n" + users);
+    cover("/etc/group", "/etc/logs/group", "root:x:0:\n" + groups);
+  }
+  ~Users() {
+    umount2("/etc/passwd", MNT_DETACH);
+    umount2("/etc/group", MNT_DETACH);
+  }
+  Users(const Users&) = delete;
+  Users& operator=(const Users&) = delete;
+
+ private:
+  static void cover(const char* path, const std::string& with, const std::string& content) {
+    put(with, content);
+    ASSERT_EQ(mount(with.c_str(), path, nullptr, MS_BIND, nullptr), 0) << path;
+  }
+};
+
+}  // namespace
+
+TEST_F(AnnalctlRightsTest, GroupThatIsPrivateToAUserCountsAsThatUser) {
+  if (!may_be_others()) {
+    return;
+  }
+  const std::string alice = "alice:x:1234:1234::/:/bin/sh\n";
+  const struct {
+    const char* name;
+    std::string users;
+    std::string groups;
+    bool opened;
+  } cases[] = {
+      {"private", alice, "alice:x:1234:\n", true},
+      {"private, with its user named", alice, "alice:x:1234:alice\n", true},
+      {"another member", alice, "alice:x:1234:bob\n", false},
+      {"another user's first group too", alice + "bob:x:1235:1234::/:/bin/sh\n", "alice:x:1234:\n", false},
+      {"another name", alice, "staff:x:1234:\n", false},
+      {"no user's first group", "alice:x:1234:1235::/:/bin/sh\n", "alice:x:1234:\n", false},
+  };
+  for (const auto& [name, users, groups, opened] : cases) {
+    SCOPED_TRACE(name);
+    fs::remove(kLog);
+    give(kFolder, kUser, 0775);
+    const Users known(users, groups);
+    const Finished created = fileop({"create"});
+    EXPECT_EQ(created.status, opened ? 0 : 1) << created.err;
+    struct stat status {};
+    EXPECT_EQ(stat(kLog, &status) == 0 && status.st_uid == kUser, opened);
+    EXPECT_EQ(created.err.find("members of the group") == std::string::npos, opened) << created.err;
+  }
+}
+
+namespace {
+
+// The terminal of a process, as its number in the kernel; 0: it has none.
+int terminal_of_process(pid_t process) {
+  const std::string status = contents_of("/proc/" + std::to_string(process) + "/stat");
+  std::istringstream fields(status.substr(status.rfind(')') + 1));
+  std::string state;
+  int parent = 0;
+  int group = 0;
+  int session = 0;
+  int terminal = -1;
+  fields >> state >> parent >> group >> session >> terminal;
+  return terminal;
+}
+
+// Follows a log in a session that has a terminal and another leader. Returns whether it is left within a while.
+bool leaves_its_terminal() {
+  int person = -1;
+  const pid_t leader = forkpty(&person, nullptr, nullptr, nullptr);
+  if (leader == 0) {
+    const pid_t follower = fork();
+    if (follower == 0) {
+      execl(ANNALCTL, ANNALCTL, "fileop", "--db", kLog, "tail", static_cast<char*>(nullptr));
+      _exit(9);
+    }
+    const int before = terminal_of_process(getpid());
+    bool left = false;
+    for (int i = 0; i < 100 && !left; ++i) {
+      usleep(20'000);
+      left = terminal_of_process(follower) == 0;
+    }
+    const bool ended = waitpid(follower, nullptr, WNOHANG) != 0;
+    kill(follower, SIGKILL);
+    _exit(before == 0 || ended ? 2 : left ? 1 : 0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(leader, &status, 0), leader);
+  close(person);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 2);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 1;
+}
+
+}  // namespace
+
+// What it starts runs as that user, who could type into it what root's shell reads next.
+TEST_F(AnnalctlRightsTest, RightsOfAnotherUserAreTakenOnWithoutTheTerminal) {
+  ASSERT_EQ(fileop({"create"}).status, 0);
+  EXPECT_FALSE(leaves_its_terminal());
+  if (!may_be_others()) {
+    return;
+  }
+  give(kFolder, kUser, 0755);
+  give(kLog, kUser, 0644);
+  EXPECT_TRUE(leaves_its_terminal());
+}
+
+TEST_F(AnnalctlRightsTest, SalvageThatCannotKeepTheLogsGroupSaysWhatHelps) {
+  if (!may_be_others()) {
+    return;
+  }
+  ASSERT_EQ(fileop({"create"}).status, 0);
+  ASSERT_EQ(fileop({"add", "/a", "--action", "1"}).status, 0);
+  damage::overwrite(kLog, 100, "xxxxxxxx");
+  const std::string damaged = contents_of(kLog);
+  give(kFolder, kUser, 0755);
+  ASSERT_EQ(chown(kLog, kUser, kOther), 0);
+  const Finished refused = fileop({"salvage"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("group 1235, which user 1234 is not in (as root, run 'chgrp 1234 /etc/logs/theirs/x.db'"),
+            std::string::npos)
+      << refused.err;
+  EXPECT_TRUE(contents_of(kLog) == damaged);
+  EXPECT_EQ(std::distance(fs::directory_iterator(kFolder), {}), 1);
+  ASSERT_EQ(chown(kLog, kUser, kUser), 0);
+  EXPECT_EQ(fileop({"salvage"}).status, 0);
 }

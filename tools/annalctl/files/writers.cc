@@ -1,5 +1,7 @@
 #include "tools/annalctl/files/writers.h"
 
+#include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -65,6 +67,37 @@ std::vector<AclEntry> acl_of(const std::string& path) {
     entries.push_back(entry);
   }
   return entries;
+}
+
+// The user to whom a group belongs alone: it has the user's name, is the user's first group, and no other's. Where a
+// directory of users cannot be listed, the name is what tells such a group from one that others are in unseen.
+std::optional<uid_t> only_member_of(gid_t group) {
+  // NOLINTBEGIN(concurrency-mt-unsafe): this program asks before it has threads
+  const struct group* const known = getgrgid(group);
+  if (known == nullptr) {
+    return {};
+  }
+  const std::string name = known->gr_name;
+  for (char** member = known->gr_mem; *member != nullptr; ++member) {
+    if (name != *member) {
+      return {};
+    }
+  }
+  std::optional<uid_t> only;
+  setpwent();
+  while (const struct passwd* const user = getpwent()) {
+    if (user->pw_gid != group) {
+      continue;
+    }
+    if (name != user->pw_name) {
+      only.reset();
+      break;
+    }
+    only = user->pw_uid;
+  }
+  endpwent();
+  // NOLINTEND(concurrency-mt-unsafe)
+  return only;
 }
 
 class Walk {
@@ -178,7 +211,12 @@ class Walk {
   }
 
   void add_group(gid_t group, const fs::path& path) {
-    if (group != 0 && (group != kNobody || groups_have_nobody_) && !writers_.group) {
+    if (group == 0 || (group == kNobody && !groups_have_nobody_)) {
+      return;
+    }
+    if (const std::optional<uid_t> user = only_member_of(group)) {
+      add_user(*user);
+    } else if (!writers_.group) {
       writers_.group = Writers::Group{group, path.string()};
     }
   }

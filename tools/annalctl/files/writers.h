@@ -12,7 +12,7 @@ namespace annalctl {
 struct Writers {
   // The owner of a folder counts in any mode, because he can change it. Left out are root and the caller, who decide
   // for themselves, and users and groups from outside of the caller's user namespace, who cannot be told apart and
-  // against whom its rights are of no use.
+  // against whom its rights are of no use. A group that is private to one user counts as that user.
   std::set<uid_t> users;
 
   struct Group {

@@ -53,14 +53,13 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   [[nodiscard]] const std::string& path() const { return path_; }
-  // Writes it to the disk, as what its name still leads to.
+  [[nodiscard]] FileId id() const {
+    struct stat status {};
+    return fstat(file_, &status) == 0 ? FileId{status.st_dev, status.st_ino} : FileId{};
+  }
   void sync() const {
     if (fsync(file_) != 0) {
       throw FileFailure(fmt::format("cannot write {} to the disk: {}", path_, system_message(errno)));
-    }
-    struct stat status {};
-    if (fstat(file_, &status) != 0 || id_of(path_) != FileId{status.st_dev, status.st_ino}) {
-      throw FileFailure(fmt::format("{} is another file now, which somebody has put there", path_));
     }
   }
   void is_in_place() { in_place_ = true; }
@@ -145,6 +144,9 @@ class Salvage {
     if (options_.force && is_file()) {
       return true;
     }
+    if (!is_file()) {
+      return false;  // and what was found says all
+    }
     complain(
         fmt::format("{} is {}: nothing {}was changed", log_.path,
                     inspection.sound() ? fmt::format("sound ({} {})", inspection.entries, log_.entries) : "not damaged",
@@ -218,7 +220,7 @@ class Salvage {
                       fmt::join(rescued.tables_left, ", ")));
     }
     anew.sync();
-    std::string aside = replace_file(path_, looked_at_, anew.path());
+    std::string aside = replace_file(path_, looked_at_, anew.path(), anew.id());
     anew.is_in_place();
     return {std::move(rescued), std::move(aside), lock.held()};
   }

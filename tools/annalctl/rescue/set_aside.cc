@@ -100,12 +100,31 @@ bool copy_attribute(const Descriptor& from, const Descriptor& to, const std::str
   return name != kAcl && !name.starts_with("user.");
 }
 
+// Without the log's owner and group others could read the new file, or its users no longer. Who is not root can give it
+// only to himself and to his groups.
+[[noreturn]] void fail_to_give(const std::string& path, const std::string& log, const struct stat& like, int error) {
+  if (error != EPERM) {
+    fail("give " + path + " the owner and the group of the log", error);
+  }
+  if (like.st_uid == geteuid()) {
+    throw FileFailure(
+        fmt::format("cannot give {} the log's group {}, which user {} is not in (as root, run 'chgrp {} {}' "
+                    "first, or add the user to that group)",
+                    path, like.st_gid, geteuid(), getegid(), log));
+  }
+  throw FileFailure(
+      fmt::format("cannot give {} the log's owner {} (run this as that user or as root)", path, like.st_uid));
+}
+
 // Gives a file what another one has but its contents. Both are open: their names may lead elsewhere by now.
-void liken(const Descriptor& file, const std::string& path, const Descriptor& model) {
+void liken(const Descriptor& file, const std::string& path, const Descriptor& model, const std::string& log) {
   constexpr mode_t kPermissions = 07777;
   const struct stat like = status_of_file(model, path);
   // The owner first: changing it may take bits of the mode away.
-  bool done = fchown(file.number(), like.st_uid, like.st_gid) == 0;
+  if (fchown(file.number(), like.st_uid, like.st_gid) != 0) {
+    fail_to_give(path, log, like, errno);
+  }
+  bool done = true;
   // A list that the folder gives to new files would let in whom the old one kept out, and with a list the bits of the
   // group in the mode are the most that any of its entries allows.
   done = done && (fremovexattr(file.number(), kAcl) == 0 || errno == ENODATA || errno == EOPNOTSUPP);
@@ -140,6 +159,23 @@ class Unfinished {
   const std::string& path_;
   bool finished_ = false;
 };
+
+std::string name_of(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+FileId id_below(const Descriptor& folder, const std::string& name) {
+  struct stat status {};
+  return fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0
+             ? FileId{status.st_dev, status.st_ino}
+             : FileId{};
+}
+
+void sync_folder(const Descriptor& folder, const std::string& path) {
+  if (fsync(folder.number()) != 0) {
+    fail("write " + folder_of(path) + " to the disk", errno);
+  }
+}
 
 }  // namespace
 
@@ -225,7 +261,7 @@ int create_like(const std::string& like, const std::string& path) {
   const Descriptor model(like, O_RDONLY);
   Descriptor file(path, O_RDWR | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
   Unfinished made(path);
-  liken(file, path, model);
+  liken(file, path, model, like);
   made.finish();
   return file.release();
 }
@@ -249,7 +285,7 @@ void copy_file(const std::string& from, const std::string& to) {
       done += written;
     }
   }
-  liken(copy, to, source);
+  liken(copy, to, source, from);
   if (fsync(copy.number()) != 0) {
     fail("write " + to + " to the disk", errno);
   }
@@ -274,38 +310,43 @@ void copy_files(const std::string& from, const std::string& to, const std::vecto
 }
 
 void sync_folder_of(const std::string& path) {
-  const Descriptor folder(folder_of(path), O_RDONLY | O_DIRECTORY);
-  if (fsync(folder.number()) != 0) {
-    fail("write " + folder_of(path) + " to the disk", errno);
-  }
+  sync_folder(Descriptor(folder_of(path), O_RDONLY | O_DIRECTORY), path);
 }
 
-std::string replace_file(const std::string& path, const FileId& expected, const std::string& anew) {
-  if (id_of(path) != expected) {
+// All names are below the folder that is open: what its own name leads to may have changed since it was looked at.
+std::string replace_file(const std::string& path, const FileId& expected, const std::string& anew,
+                         const FileId& expected_anew) {
+  const Descriptor folder(folder_of(path), O_RDONLY | O_DIRECTORY);
+  const std::string name = name_of(path);
+  if (id_below(folder, name) != expected) {
     throw LogReplaced(path);
   }
+  if (id_below(folder, name_of(anew)) != expected_anew) {
+    throw FileFailure(fmt::format("{} is another file now, which somebody has put there", anew));
+  }
   std::string aside;
-  for (const std::string& name : leftovers_of(path, kAside)) {
-    aside = id_of(name) == expected ? name : aside;
+  for (const std::string& leftover : leftovers_of(path, kAside)) {
+    aside = id_below(folder, name_of(leftover)) == expected ? leftover : aside;
   }
   if (aside.empty()) {
     aside = free_name(path, kAside);
-    if (link(path.c_str(), aside.c_str()) != 0) {
+    const std::string second = name_of(aside);
+    if (linkat(folder.number(), name.c_str(), folder.number(), second.c_str(), 0) != 0) {
       // Not every file system has second names. None of both ways takes a name that is in use.
       if (errno == EEXIST) {
         fail("name " + aside, errno);
       }
       copy_file(path, aside);
-    } else if (id_of(aside) != expected) {
-      unlink(aside.c_str());
+    } else if (id_below(folder, second) != expected) {
+      unlinkat(folder.number(), second.c_str(), 0);
       throw LogReplaced(path);
     }
   }
-  sync_folder_of(path);
-  if (rename(anew.c_str(), path.c_str()) != 0) {
+  sync_folder(folder, path);
+  if (renameat(folder.number(), name_of(anew).c_str(), folder.number(), name.c_str()) != 0) {
     fail("put " + anew + " in place", errno);
   }
-  sync_folder_of(path);
+  sync_folder(folder, path);
   return aside;
 }
 

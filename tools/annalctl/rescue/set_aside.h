@@ -86,8 +86,9 @@ void sync_folder_of(const std::string& path);
 
 // Gives the old file a second name, then its own name to the new one: at each moment a whole file has the name of the
 // log, and the old one has at least one name. Returns the second name, which may be that of a run that was cut off.
-// Throws LogReplaced when the old name leads to another file than the expected one.
-std::string replace_file(const std::string& path, const FileId& expected, const std::string& anew);
+// Throws LogReplaced when the old name leads to another file than the expected one, FileFailure when the new one does.
+std::string replace_file(const std::string& path, const FileId& expected, const std::string& anew,
+                         const FileId& expected_anew);
 
 // What runs that were cut off have left in the folder.
 [[nodiscard]] std::vector<std::string> leftovers_of(const std::string& path, const char* kind);
