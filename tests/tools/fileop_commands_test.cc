@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -75,6 +76,19 @@ void put_three_entries() {
 TEST_F(AnnalctlTest, FileOpNeedsAFile) {
   EXPECT_EQ(annalctl({"fileop", "list"}).status, 2);
   EXPECT_EQ(annalctl({"fileop", "--db", "", "list"}).status, 2);
+}
+
+TEST_F(AnnalctlTest, FileOpSaysThatTheCurrentFolderIsGone) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::create_directory("/etc/logs/gone");
+  std::filesystem::current_path("/etc/logs/gone");
+  std::filesystem::remove("/etc/logs/gone");
+  const Finished refused = annalctl({"fileop", "--db", "operations.db", "count"});
+  std::filesystem::current_path(before);
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.err,
+            "annalctl: cannot find operations.db: the current folder was deleted or cannot be reached (name the file "
+            "with its whole path)\n");
 }
 
 TEST_F(AnnalctlTest, FileOpCreatesNoFileButByCreating) {

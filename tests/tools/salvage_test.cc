@@ -380,6 +380,13 @@ TEST_F(AnnalctlSalvageTest, WhatIsNoDamagedLogIsLeftAlone) {
   }
 }
 
+TEST_F(AnnalctlSalvageTest, MissingLogIsNotCalledUndamaged) {
+  fs::remove(kLog);
+  const Finished finished = annalctl({"event", "salvage"});
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_EQ(finished.err, "annalctl: /etc/logs/event.log: there is no log yet: run 'annalctl event create'\n");
+}
+
 TEST_F(AnnalctlSalvageTest, LockedLogIsRefused) {
   overwrite(kLog, 5 * kPage, garbage(kPage));
   sqlite3* writer = nullptr;

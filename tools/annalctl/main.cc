@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <exception>
 
 #include "tools/annalctl/base/failure.h"
@@ -8,7 +7,7 @@ int main(int argc, char** argv) {
   try {
     return annalctl::run_program(argc, argv);
   } catch (const std::exception& error) {
-    static_cast<void>(std::fprintf(stderr, "annalctl: %s\n", error.what()));
+    annalctl::complain(error.what());
   }
   return annalctl::kFailure;
 }

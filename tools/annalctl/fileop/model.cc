@@ -1,7 +1,11 @@
 #include "tools/annalctl/fileop/model.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <filesystem>
+#include <stdexcept>
+#include <system_error>
 
 #include "Corix_annal.h"
 #include "tools/annalctl/base/failure.h"
@@ -97,7 +101,14 @@ void use_file(const std::string& file) {
     throw Refusal("--db needs the name of a file");
   }
   // Diagnoses look at the folder too, which a name alone does not show.
-  named_file() = std::filesystem::absolute(file).string();
+  std::error_code unknown;
+  const std::filesystem::path path = std::filesystem::absolute(file, unknown);
+  if (unknown) {
+    throw std::runtime_error(fmt::format(
+        "cannot find {}: the current folder was deleted or cannot be reached (name the file with its whole path)",
+        file));
+  }
+  named_file() = path.string();
   kLog.path = named_file().c_str();
 }
 

@@ -88,6 +88,25 @@ Finding lock_obstacle(const Call& call) {
   return {};
 }
 
+// SQLite undoes it before it reads anything.
+Finding journal_obstacle(const Call& call) {
+  std::error_code missing;
+  const std::filesystem::path path = std::filesystem::canonical(call.log.path, missing);
+  const std::string journal = path.string() + "-journal";
+  char first = 0;
+  const RegularFile file(journal, RegularFile::Links::kRefused);
+  const bool begun =
+      file.is_open() ? pread(file.descriptor(), &first, 1, 0) == 1 && first != 0 : file.error() != ENOENT;
+  if (!begun || (permitted(path, R_OK | W_OK) && permitted(path.parent_path(), W_OK | X_OK))) {
+    return {};
+  }
+  const std::string who = rights_taken_from() ? ", which " + *rights_taken_from() + " must not" : "";
+  return fmt::format(
+      "a change of it was cut off, and what undoes it stands in {}: to read the log, that has to be done first, by who "
+      "may write the log and its folder{} (run 'annalctl {}{} count' as such a user, root for example)",
+      journal, who, call.log.name, call.log.options);
+}
+
 Finding space_obstacle(const Call& call) {
   struct statvfs status {};
   if (call.purpose == Purpose::kReading || statvfs(call.log.path, &status) != 0) {
@@ -201,6 +220,9 @@ std::optional<std::string> statement_obstacle(const Call& call, int code) {
   // The lock comes first: with the file locked, looking at its table would wait as long as the call has.
   if (Finding lock = lock_obstacle(call)) {
     return lock;
+  }
+  if (Finding journal = journal_obstacle(call)) {
+    return journal;
   }
   if (Finding table = table_obstacle(call, code)) {
     return table;

@@ -294,6 +294,8 @@ class Rescue {
             store(record);
           } else if (is_trigger(record)) {
             take_trigger(std::string(record.values[1].bytes), record.values[4].bytes);
+          } else if (record.values[0].kind == StoredValue::Kind::kNull && rescued_.tables_left.empty()) {
+            broken_.insert(record.id);  // of a layout that nothing is known of any more
           }
         },
         [this](std::int64_t id, std::size_t values) {
