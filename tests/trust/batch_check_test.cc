@@ -8,7 +8,7 @@
 #include <ostream>
 #include <string>
 
-#include "Corix_annal.h"
+#include "Corix_annal.hpp"
 #include "common/paths.h"
 #include "tests/support/log_file.h"
 #include "tests/trust/scenarios.h"
@@ -164,6 +164,22 @@ TEST_P(BatchCheck, ChangesNothing) {
   EXPECT_EQ(fs::exists(kConnLog), there);
   EXPECT_TRUE(!there || read_file(kConnLog) == before);
   EXPECT_FALSE(fs::exists(std::string(kConnLog) + "-journal"));
+}
+
+// The header for C++ makes the check itself, before one connection too.
+TEST_P(BatchCheck, IsMadeByTheHeaderForCpp) {
+  const bool there = fs::exists(kConnLog);
+  const std::string before = there ? read_file(kConnLog) : "";
+  const Result<void> added = conn::add({.user = "o'neil", .resource = "/new"});
+  lock.release();
+  EXPECT_EQ(added.ok(), GetParam().batch == Batch::kStores) << added.text();
+  if (added) {
+    EXPECT_TRUE(the_earlier_entry_is_there());
+    EXPECT_EQ(value(kConnLog, "SELECT conn_user FROM ANNAL_CONN WHERE conn_res = '/new';"), "o'neil");
+  } else {
+    EXPECT_EQ(fs::exists(kConnLog), there);
+    EXPECT_TRUE(!there || read_file(kConnLog) == before);
+  }
 }
 
 // What the check is there for: without it, this becomes of the log.
