@@ -4,25 +4,16 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/instructions.h"
 #include "bench/logs.h"
 #include "bench/measure.h"
 
-// What callgrind is told to count: nothing but what happens in here.
-extern "C" [[gnu::noinline]] void measured_call(const annal::bench::Side& side, annal::bench::Answer& answer) {
-  side(1, answer);
-}
-
 namespace annal::bench {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kRoom = 100000;  // the limit of a log that is empty
 constexpr int kMostWrites = 400;
@@ -106,39 +97,14 @@ int count_calls(bool ours, int rows) {
       const Side& side = ours ? call.ours : call.theirs;
       Answer answer;
       side(0, answer);
-      measured_call(side, answer);
+      count_call(side);
     }
   }
   return EXIT_SUCCESS;
 }
 
-// The counts in the order of the calls. Callgrind numbers its files by them.
 std::vector<double> instructions(const char* program, bool ours, int rows) {
-  const fs::path folder = "/etc/logs/callgrind";
-  fs::remove_all(folder);
-  fs::create_directory(folder);
-  const std::string command = fmt::format(
-      "valgrind --tool=callgrind --callgrind-out-file={}/out --toggle-collect=measured_call "
-      "--dump-after=measured_call {} --calls {} {} >/dev/null 2>&1",
-      folder.string(), program, ours ? "ours" : "theirs", rows);
-  if (std::system(command.c_str()) != 0) {
-    give_up("callgrind failed: " + command);
-  }
-  std::map<int, double> counts;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    std::ifstream file(entry.path());
-    const std::string extension = entry.path().extension();
-    for (std::string line; extension.size() > 1 && std::getline(file, line);) {
-      if (line.starts_with("totals: ")) {
-        counts[std::stoi(extension.substr(1))] = std::stod(line.substr(8));
-      }
-    }
-  }
-  std::vector<double> in_order;
-  for (const auto& [part, count] : counts) {
-    in_order.push_back(count);
-  }
-  return in_order;
+  return counted_by(fmt::format("{} --calls {} {}", program, ours ? "ours" : "theirs", rows));
 }
 
 void compare_instructions(const char* program, int rows) {

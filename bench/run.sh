@@ -32,6 +32,8 @@ section 'Beside bare SQLite: time' "$TIMES"
 bench floor_bench
 section 'Beside bare SQLite: instructions' "$COUNTS"
 bench floor_bench --instructions
+section 'The header for C++, beside the same calls in C' "$COUNTS"
+bench cpp_bench
 section "By the caller's memory" "$TIMES"
 bench caller_bench
 section 'Beside a logging library' "$TIMES"
