@@ -793,9 +793,16 @@ Result<void> add_each(const Entries& entries, int* stored, const Add& add) {
  * added meanwhile makes it neither skip nor repeat an entry that stays; entries that are added after the first page are
  * not shown.
  *
+ * ```cpp
+ * int errors_in_log() {
+ *   int errors = 0;
  *   auto rows = annal::event::rows();
- *   for (const annal::event::Row& row : rows) { ... }
- *   if (!rows.status()) { ... }  // the loop ended early
+ *   for (const annal::event::Row& row : rows) {
+ *     errors += row.level() == annal::Level::error ? 1 : 0;
+ *   }
+ *   return rows.status() ? errors : -1;  // -1: the loop ended early
+ * }
+ * ```
  *
  * It is read once: begin() goes on where the last iterator was. A failure ends the range, and status() has its code; a
  * range that has been asked to, throws it as an Error instead.

@@ -32,6 +32,16 @@ int rows_in(Range&& range) {
   return rows;
 }
 
+// As the header shows it.
+int errors_in_log() {
+  int errors = 0;
+  auto rows = annal::event::rows();
+  for (const annal::event::Row& row : rows) {
+    errors += row.level() == annal::Level::error ? 1 : 0;
+  }
+  return rows.status() ? errors : -1;  // -1: the loop ended early
+}
+
 void use_events() {
   using namespace annal::event;
   const Entry entries[] = {Entry{}.with_message("first"), Entry{}.with_message("second").with_user("o'neil")};
@@ -49,9 +59,11 @@ void use_events() {
   }));
   EXPECT(rows == 2);
   EXPECT(page()->size() == 3 && rows_in(*page()) == 3 && rows_in(annal::event::rows()) == 3);
+  EXPECT(errors_in_log() == 1);
   EXPECT(groups(GroupBy::level)->size() == 2);
   EXPECT(erase(NumberColumn::level, 2) && erase(TextColumn::user, "o'neil") && *count() == 1);
   EXPECT(remove_limit() && set_limit({}) && trim_to(1) && migrate() && clear() && drop());
+  EXPECT(errors_in_log() == -1);
   EXPECT(count().code() == annal::Code::query_failed && count().value_or(-1) == -1);
   match_users_exactly(false);
 }

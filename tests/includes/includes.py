@@ -11,7 +11,7 @@ import sys
 
 # From the top down. A room may include the rooms of the rows below it, and no other.
 ROOMS = [
-    ["tests", "tests/*", "bench", "tools/demo"],
+    ["tests", "tests/*", "bench", "examples/*", "tools/demo"],
     ["tools/annalctl"],
     ["tools/annalctl/event", "tools/annalctl/conn", "tools/annalctl/fileop", "tools/annalctl/notice"],
     ["tools/annalctl/catalog"],
