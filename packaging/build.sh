@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# build.sh SOURCE RESULTS: builds the Debian packages of a source folder into another folder, looks through them with
+# lintian, and builds them again elsewhere, in other surroundings, to see that they are equal byte for byte.
+# build.sh --once SOURCE RESULTS leaves out the second build and lintian.
+set -euo pipefail
+
+once=
+if [[ $1 == --once ]]; then
+  once=yes
+  shift
+fi
+source=$(realpath "$1") results=$2
+mkdir -p "$results"
+results=$(realpath "$results")
+
+say() { printf '\n\033[1m%s\033[0m\n' "$*" >&2; }
+
+# copy_source TO: what belongs to the source, without what has been built; of one age, whoever checked it out when.
+copy_source() {
+  mkdir -p "$1"
+  if git -C "$source" rev-parse --git-dir >/dev/null 2>&1; then
+    git -C "$source" ls-files -z --cached --others --exclude-standard
+  else
+    (cd "$source" && find . -path ./build -prune -o -type f -print0)
+  fi | (cd "$source" && while IFS= read -r -d '' file; do [[ ! -e $file ]] || printf '%s\0' "$file"; done) |
+    tar -C "$source" --null -T - -c | tar -C "$1" --no-same-permissions -x
+}
+
+# build_in FOLDER: the folder's source into the folder above it.
+build_in() {
+  (cd "$1" && dpkg-buildpackage --no-sign -F >../log 2>&1) || {
+    tail -n 40 "$1/../log" >&2
+    return 1
+  }
+}
+
+rm -rf "${results:?}"/*
+say "Building the packages"
+copy_source "$results/first/corix-annal"
+# Both copies are made now: the source may change while it is built.
+again=$results/second/in/a/folder/elsewhere
+[[ -n $once ]] || copy_source "$again/of-another-name"
+(umask 022 && build_in "$results/first/corix-annal")
+find "$results/first" -maxdepth 1 -type f ! -name log -exec cp -t "$results" {} +
+[[ -z $once ]] || exit 0
+
+say "lintian"
+lintian --pedantic --fail-on error,warning,pedantic "$results"/*.changes
+
+say "Building them again"
+# Without the compiler's results of the first time.
+(umask 002 && export TZ=Pacific/Kiritimati LC_ALL=C HOME=/nonexistent CCACHE_DISABLE=1 &&
+  build_in "$again/of-another-name")
+
+status=0
+for package in "$results"/*.deb "$results"/*.dsc "$results"/*.tar.*; do
+  if ! cmp "$package" "$again/${package##*/}"; then
+    status=1
+    ! command -v diffoscope >/dev/null || diffoscope --max-report-size 20000 "$package" "$again/${package##*/}" || true
+  fi
+done
+((status == 0)) || {
+  printf 'packages: two builds of the same source differ\n' >&2
+  exit 1
+}
+rm -rf "$results/second"
+say "Equal byte for byte, in $results:"
+(cd "$results" && ls -sh -- *.deb)
