@@ -92,7 +92,7 @@ int send_conn_log_to_orca(int type, const char* user, const char* ip, const char
   arguments.add("-t");
   arguments.format("%d", type);
   arguments.add("-l");  // the tool's letter for the time
-  arguments.format("%lu", static_cast<unsigned long>(std::time(nullptr)));
+  arguments.format("%llu", static_cast<unsigned long long>(std::time(nullptr)));
   arguments.add("-u");
   arguments.add(or_null_text(user));
   arguments.add("-p");
