@@ -165,7 +165,7 @@ int c_notice_filtered(void) {
 
 /* ---- pages, as the library's header shows them ---- */
 
-enum { kPage = 1000, kColumns = 17 };
+enum { kFirstPage = 500, kLargestPage = 8000, kColumns = 17 };
 
 struct kept {
   char* bytes;
@@ -194,7 +194,7 @@ static int keep(struct kept* kept, int columns, char** values) {
       kept->room = room;
     }
     if (kept->count == kept->most) {
-      const size_t most = 2 * kept->most + kColumns * kPage;
+      const size_t most = 2 * kept->most + kColumns * kFirstPage;
       size_t* const larger = realloc(kept->offsets, most * sizeof *larger);
       if (larger == NULL) {
         return 1;
@@ -238,26 +238,28 @@ static int lengths_of(struct kept* kept) {
 int c_event_pages(void) {
   struct place place;
   unsigned sum = 0;
+  int page = kFirstPage;
   memset(&place, 0, sizeof place);
   place.last = LLONG_MAX;
   for (;;) {
     int result;
     place.seen = 0;
     place.gap = place.start > 0;
-    result = annal_event_query_ex3(collect, 13, place.start, place.start + kPage, 0, NULL, NULL, NULL, NULL, NULL, NULL,
+    result = annal_event_query_ex3(collect, 13, place.start, place.start + page, 0, NULL, NULL, NULL, NULL, NULL, NULL,
                                    &place, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL);
     if (result != ANNAL_OK) {
       return result;
     }
     sum += (unsigned)lengths_of(&place.rows);
     if (place.gap) {
-      place.start = place.start > kPage ? place.start - kPage : 0;
-    } else if (place.seen < kPage) {
+      place.start = place.start > page ? place.start - page : 0;
+    } else if (place.seen < page) {
       free(place.rows.bytes);
       free(place.rows.offsets);
       return (int)(sum % INT_MAX);
     } else {
-      place.start += kPage - 1;
+      place.start += page - 1;
+      page = page < kLargestPage ? 2 * page : page;
     }
   }
 }

@@ -17,7 +17,7 @@
 namespace annal::bench {
 namespace {
 
-constexpr int kRows = 2500;
+constexpr int kRows = 4000;
 constexpr int kRoom = 1000000;
 constexpr std::string_view kOperations = "/etc/logs/fileop.log";
 

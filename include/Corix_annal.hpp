@@ -32,6 +32,9 @@
  *    long as the row: in a function during its call, in a range until the iterator is moved on, in a page as long as
  *    the page.
  *
+ *  - What is not here (the polling clients' questions, connections in another file, the notification commands, the
+ *    catalog, tables' columns) is called as in C.
+ *
  *  - Memory that cannot be had is Code::no_memory. The range and the pages allocate with malloc.
  *
  *  - Threads. As in Corix_annal.h. An object of this header is for one thread at a time.
@@ -788,10 +791,11 @@ Result<void> add_each(const Entries& entries, int* stored, const Add& add) {
 }  // namespace detail
 
 /*
- * A range of rows, by falling id: the newest first. It reads a page at a time (kRows rows, or kBytes), in calls of its
- * own, and releases the log before it hands out the first of them: the loop over it holds up nobody. What is deleted or
- * added meanwhile makes it neither skip nor repeat an entry that stays; entries that are added after the first page are
- * not shown.
+ * A range of rows, by falling id: the newest first. It reads a page at a time, in calls of its own, and releases the
+ * log before it hands out the first of them: no writer waits for the loop. The first page has kFirstRows rows, each
+ * further one twice as many up to kMostRows, because SQLite reads what a page skips; kBytes end a page earlier. What is
+ * deleted or added meanwhile makes it neither skip nor repeat an entry that stays; entries that are added after the
+ * first page are not shown.
  *
  * ```cpp
  * int errors_in_log() {
@@ -811,8 +815,9 @@ template <typename Query>
 class Rows {
  public:
   using Row = typename Query::Row;
-  static constexpr int kRows = 1000;
-  static constexpr std::size_t kBytes = std::size_t{1} << 20U;
+  static constexpr int kFirstRows = 500;
+  static constexpr int kMostRows = 16 * kFirstRows;
+  static constexpr std::size_t kBytes = std::size_t{4} << 20U;
 
   struct sentinel {};
   class iterator {
@@ -908,18 +913,19 @@ class Rows {
     while (code_ == Code::ok && !ended_ && row_ == nullptr) {
       rows_.clear();
       Reading reading{&rows_, last_, 0, start_ > 0};
-      const int code = query_->list(&Reading::row, kNewestIdFirst, start_, start_ + kRows, &reading);
+      const int code = query_->list(&Reading::row, kNewestIdFirst, start_, start_ + page_, &reading);
       if (!reading.memory) {
         code_ = Code::no_memory;
       } else if (code != ANNAL_OK && !reading.full) {
         code_ = static_cast<Code>(code);
       } else if (reading.gap) {
-        start_ = start_ > kRows ? start_ - kRows : 0;
+        start_ = start_ > page_ ? start_ - page_ : 0;
       } else {
         last_ = reading.last;
         row_ = rows_.first();
-        ended_ = reading.seen < kRows && !reading.full;
+        ended_ = reading.seen < page_ && !reading.full;
         start_ += reading.seen > 0 ? reading.seen - 1 : 0;
+        page_ = page_ < kMostRows ? 2 * page_ : kMostRows;
       }
     }
     ended_ = ended_ || code_ != Code::ok;
@@ -937,6 +943,7 @@ class Rows {
   detail::Store::Row* row_ = nullptr;
   std::int64_t last_ = INT64_MAX;
   int start_ = 0;
+  int page_ = kFirstRows;
   Code code_;
   bool ended_ = false;
   bool throwing_ = false;

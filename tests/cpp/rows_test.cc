@@ -503,7 +503,8 @@ TEST_F(CppFilter, KeepsNothingLockedWhileARangeIsRead) {
 
 // ---- ranges ----
 
-constexpr int kMany = 3 * annal::Rows<event::Search>::kRows;
+constexpr int kFirstPage = annal::Rows<event::Search>::kFirstRows;
+constexpr int kMany = 12 * kFirstPage;  // four pages
 
 struct Change {
   const char* name;
@@ -541,7 +542,7 @@ TEST_P(CppRange, ShowsEachEntryThatStaysOnceWhileTheLogChanges) {
   auto range = event::rows();
   for (const event::Row& row : range) {
     ids.push_back(row.id());
-    if (ids.size() % annal::Rows<event::Search>::kRows == 0) {
+    if (ids.size() % kFirstPage == 0) {
       sql(kEventLog, GetParam().between_pages);
     }
   }
@@ -557,7 +558,7 @@ INSTANTIATE_TEST_SUITE_P(
     Every, CppRange,
     testing::Values(Change{"NothingChanges", "", 1, kMany, 1}, Change{"AFewAreAdded", added(7), 1, kMany, 1},
                     Change{"NearlyAPageIsAdded", added(900), 1, kMany, 1},
-                    Change{"TheOldestAreDeleted", deleted("", 20), 200, kMany, 1},
+                    Change{"TheOldestAreDeleted", deleted("", 20), 20 * 12, kMany, 1},
                     Change{"TheNewestAreDeleted", deleted("DESC", 60), 1, kMany - 1000, 1},
                     Change{"EveryOtherOneIsDeleted", "DELETE FROM ANNAL_EVENT WHERE event_id % 2 = 1;", 2, kMany, 2},
                     Change{"MostAreDeleted", "DELETE FROM ANNAL_EVENT WHERE event_id > 100;", 1, 100, 1},
@@ -579,7 +580,7 @@ TEST_F(CppFilter, GivesARangeThatFiltersAndOutlivesTheFiltersTexts) {
 TEST_F(CppFilter, GivesARangeWhosePagesHaveABoundInBytes) {
   constexpr std::size_t kRow = std::size_t{300} << 10U;
   sql(kEventLog,
-      "WITH n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < 20) INSERT INTO ANNAL_EVENT "
+      "WITH n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < 50) INSERT INTO ANNAL_EVENT "
       "(event_desc) SELECT hex(zeroblob(" +
           std::to_string(kRow / 2) + ")) FROM n;");
   sqlite.reset();
@@ -588,9 +589,9 @@ TEST_F(CppFilter, GivesARangeWhosePagesHaveABoundInBytes) {
     EXPECT_EQ(row.message().size(), kRow);
     ids.push_back(row.id());
   }
-  EXPECT_EQ(ids.size(), 20U);
-  EXPECT_GE(std::ranges::count(SqliteTrace::calls(), "close"), 5);
-  EXPECT_EQ(ids, (Ids{20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1}));
+  EXPECT_EQ(ids.size(), 50U);
+  EXPECT_GE(std::ranges::count(SqliteTrace::calls(), "close"), 4);
+  EXPECT_TRUE(std::ranges::is_sorted(ids, std::ranges::greater()));
 }
 
 TEST_F(CppFilter, EndsARangeThatFailsAndSaysWhyOrThrowsIt) {
