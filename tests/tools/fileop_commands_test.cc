@@ -249,7 +249,11 @@ TEST_F(AnnalctlFileOpTest, ListAndCountTakeEachCondition) {
                     {{"--size", "0"}, "1"},
                     {{"--from", "2020-01-03", "--to", "2020-01-03"}, "3"},
                     {{"--from", "2020-01-03"}, "2,3"},
-                    {{"--to", "2020-01-03"}, ""},
+                    {{"--to", "2020-01-03"}, "1,3"},
+                    {{"--since", "2020-01-03", "--until", "2020-01-03 09:00"}, "3"},
+                    {{"--not-path", "photo"}, "3"},
+                    {{"--action", "35", "--action", "1"}, "1,3"},
+                    {{"--not-action", "35"}, "1,2"},
                     {{"--type", "information", "--user", "bob"}, "1"}};
   for (const auto& [options, found] : conditions) {
     SCOPED_TRACE(options[0] + " " + options[1]);

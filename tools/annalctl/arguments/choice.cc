@@ -4,11 +4,13 @@
 
 #include <algorithm>
 
+#include "tools/annalctl/base/printable.h"
+
 namespace annalctl {
 
 std::optional<unsigned> code_of(std::span<const Choice> choices, std::string_view name) {
-  const auto found =
-      std::find_if(choices.begin(), choices.end(), [name](const Choice& choice) { return choice.name == name; });
+  const auto found = std::find_if(choices.begin(), choices.end(),
+                                  [name](const Choice& choice) { return same_letters(choice.name, name); });
   return found == choices.end() ? std::nullopt : std::optional<unsigned>(found->code);
 }
 

@@ -15,6 +15,7 @@ struct Choice {
   bool listed = true;  // false: understood, but not shown in the help
 };
 
+// A name may be written in either case.
 [[nodiscard]] std::optional<unsigned> code_of(std::span<const Choice> choices, std::string_view name);
 
 // The same for an option's value: any other name is wrong usage.

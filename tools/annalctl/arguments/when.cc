@@ -10,6 +10,7 @@
 #include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl {
 
@@ -22,19 +23,24 @@ struct Day {
 
 constexpr std::array kDays{Day{"today", 0}, Day{"yesterday", 1}};
 
+// As the calendar counts them, from 0 on. Three letters do, too.
+constexpr std::array<std::string_view, 7> kWeekdays{"sunday",   "monday", "tuesday", "wednesday",
+                                                    "thursday", "friday", "saturday"};
+constexpr std::size_t kShortWeekday = 3;
+
 // Hours are as long as each other, days and what is counted in them keep the time of day.
 struct Unit {
-  std::string_view name;  // also with an "s" behind it
-  char letter;            // 0: none
+  std::string_view name;        // also with an "s" behind it
+  std::string_view short_name;  // "": none
   int seconds;
   int days;
   int months;
 };
 
 constexpr std::array kUnits{
-    Unit{"second", 's', 1, 0, 0}, Unit{"minute", 'm', 60, 0, 0}, Unit{"hour", 'h', 3600, 0, 0},
-    Unit{"day", 'd', 0, 1, 0},    Unit{"week", 'w', 0, 7, 0},    Unit{"month", 0, 0, 0, 1},
-    Unit{"year", 0, 0, 0, 12},
+    Unit{"second", "s", 1, 0, 0}, Unit{"sec", "", 1, 0, 0},      Unit{"minute", "m", 60, 0, 0},
+    Unit{"min", "", 60, 0, 0},    Unit{"hour", "h", 3600, 0, 0}, Unit{"day", "d", 0, 1, 0},
+    Unit{"week", "w", 0, 7, 0},   Unit{"month", "", 0, 0, 1},    Unit{"year", "", 0, 0, 12},
 };
 
 // More than that of any unit reaches beyond all dates.
@@ -56,13 +62,48 @@ std::int64_t end_of_day(std::tm fields, DayBound end) {
   return std::mktime(&fields);
 }
 
+// How many days ago a day of this name was; the same weekday is today.
+std::optional<int> days_back(std::string_view name, int weekday) {
+  const auto* const day =
+      std::find_if(kDays.begin(), kDays.end(), [name](const Day& known) { return known.name == name; });
+  if (day != kDays.end()) {
+    return day->days_back;
+  }
+  const auto* const found = std::find_if(kWeekdays.begin(), kWeekdays.end(), [name](std::string_view known) {
+    return known == name || known.substr(0, kShortWeekday) == name;
+  });
+  constexpr int kDaysOfWeek = 7;
+  return found == kWeekdays.end()
+             ? std::nullopt
+             : std::optional((weekday - static_cast<int>(found - kWeekdays.begin()) + kDaysOfWeek) % kDaysOfWeek);
+}
+
+// Seconds may be left out where people write them, though not in files.
+std::string with_seconds(std::string_view text) {
+  constexpr std::string_view kMinutes = "2026-11-21 10:00";
+  const bool lacks =
+      text.size() >= kMinutes.size() && text[kMinutes.size() - 3] == ':' && text.substr(kMinutes.size(), 1) != ":";
+  std::string whole(text);
+  return lacks ? whole.insert(kMinutes.size(), ":00") : whole;
+}
+
+// "10:00" or "10:00:00" on a day.
+std::optional<std::int64_t> at_clock(const std::tm& fields, std::string_view clock) {
+  if (clock.find(':') == std::string_view::npos) {
+    return {};
+  }
+  return parse_time(with_seconds(
+      fmt::format("{:04}-{:02}-{:02} {}", fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, clock)));
+}
+
+// "monday", "yesterday 10:00", "2026-11-21"
 std::optional<std::int64_t> day(std::string_view text, std::int64_t now, DayBound end) {
-  const auto* const found =
-      std::find_if(kDays.begin(), kDays.end(), [text](const Day& known) { return known.name == text; });
-  if (found != kDays.end()) {
-    std::tm fields = local_fields(now);
-    fields.tm_mday -= found->days_back;
-    return end_of_day(fields, end);
+  const std::size_t blank = std::min(text.find(' '), text.size());
+  std::tm fields = local_fields(now);
+  if (const std::optional<int> back = days_back(text.substr(0, blank), fields.tm_wday)) {
+    fields.tm_mday -= *back;
+    const std::int64_t bound = end_of_day(fields, end);
+    return blank == text.size() ? bound : at_clock(local_fields(bound), text.substr(blank + 1));
   }
   // A date alone is the one that makes a whole time with a time of day behind it.
   const std::optional<std::int64_t> noon = parse_time(std::string(text) + " 12:00:00");
@@ -93,56 +134,58 @@ std::optional<std::int64_t> take_count(std::string_view& text) {
   return count;
 }
 
-// "-2h"
-std::optional<std::int64_t> short_span(std::string_view text, std::int64_t now) {
-  if (text.substr(0, 1) != "-") {
-    return {};
-  }
-  text.remove_prefix(1);
-  const std::optional<std::int64_t> count = take_count(text);
-  const auto* const unit = std::find_if(kUnits.begin(), kUnits.end(), [text](const Unit& known) {
-    return known.letter != 0 && text == std::string_view(&known.letter, 1);
+const Unit* find_unit(std::string_view name) {
+  const auto* const unit = std::find_if(kUnits.begin(), kUnits.end(), [name](const Unit& known) {
+    const bool plural = name.ends_with('s') && known.name == name.substr(0, name.size() - 1);
+    return known.name == name || plural || (!name.empty() && known.short_name == name);
   });
-  return count && unit != kUnits.end() ? before(now, *count, *unit) : std::nullopt;
+  return unit == kUnits.end() ? nullptr : unit;
 }
 
-// "2 days ago"
-std::optional<std::int64_t> long_span(std::string_view text, std::int64_t now) {
+// "-2h", "2 days ago"
+std::optional<std::int64_t> span(std::string_view text, std::int64_t now) {
   constexpr std::string_view kAgo = " ago";
-  const std::optional<std::int64_t> count = take_count(text);
-  if (!count || !text.starts_with(' ') || !text.ends_with(kAgo)) {
+  if (text.starts_with('-') == text.ends_with(kAgo)) {
     return {};
   }
-  std::string_view name = text.substr(1, text.size() - 1 - kAgo.size());
-  if (name.ends_with('s')) {
-    name.remove_suffix(1);
-  }
-  const auto* const unit =
-      std::find_if(kUnits.begin(), kUnits.end(), [name](const Unit& known) { return known.name == name; });
-  return unit != kUnits.end() ? before(now, *count, *unit) : std::nullopt;
+  text.remove_prefix(text.starts_with('-') ? 1 : 0);
+  text.remove_suffix(text.ends_with(kAgo) ? kAgo.size() : 0);
+  const std::optional<std::int64_t> count = take_count(text);
+  text.remove_prefix(text.starts_with(' ') ? 1 : 0);
+  const Unit* const unit = find_unit(text);
+  return count && unit != nullptr ? before(now, *count, *unit) : std::nullopt;
+}
+
+// Seconds since 1970 without "@", for as many digits as cannot be meant otherwise.
+std::optional<std::int64_t> bare_seconds(std::string_view text) {
+  constexpr std::size_t kFewest = 9;
+  return text.size() >= kFewest ? whole_number<std::int64_t>(text) : std::nullopt;
 }
 
 }  // namespace
 
 const char* const kWhenForms =
-    "A TIME is '2026-11-21', '2026-11-21 10:00:00', '@1795255200', 'now', 'today', 'yesterday', '2 days ago' or "
-    "'-2h':\n"
-    "seconds, minutes, hours, days, weeks, months and years ago, and s, m, h, d and w. A day alone is the whole day.";
+    "A TIME is '2026-11-21', '2026-11-21 10:00', '10:00', 'now', 'today',\n"
+    "'yesterday', 'monday', '2 days ago', '1h ago', '-1h' or '@1795255200': local\n"
+    "time unless a zone follows ('2026-11-21 10:00:00Z', '+02:00'). A day alone is\n"
+    "the whole day, a weekday the latest of that name.\n";
 
 std::optional<std::int64_t> parse_when(std::string_view text, std::int64_t now, DayBound end) {
-  if (text == "now") {
+  if (const auto seconds = parse_time(with_seconds(text))) {
+    return seconds;
+  }
+  std::string words(text);
+  std::transform(words.begin(), words.end(), words.begin(), lower);
+  if (words == "now") {
     return now;
   }
-  if (const auto seconds = parse_time(text)) {
-    return seconds;
+  for (const auto& seconds :
+       {bare_seconds(words), at_clock(local_fields(now), words), day(words, now, end), span(words, now)}) {
+    if (seconds) {
+      return seconds;
+    }
   }
-  if (const auto seconds = day(text, now, end)) {
-    return seconds;
-  }
-  if (const auto seconds = short_span(text, now)) {
-    return seconds;
-  }
-  return long_span(text, now);
+  return {};
 }
 
 DateAndTime date_and_time(std::int64_t seconds) {

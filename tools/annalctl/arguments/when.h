@@ -1,4 +1,4 @@
-// Points of time as people say them: "2026-11-21", "yesterday", "2 days ago", "-2h".
+// Points of time as people say them: "2026-11-21", "09:00", "monday", "2 days ago", "-2h".
 #pragma once
 
 #include <cstdint>

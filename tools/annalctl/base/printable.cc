@@ -128,6 +128,11 @@ std::string printable(std::string_view raw) {
   return shown;
 }
 
+bool same_letters(std::string_view left, std::string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](char one, char other) { return lower(one) == lower(other); });
+}
+
 std::optional<std::u32string> characters_of(std::string_view text) {
   std::u32string characters;
   while (!text.empty()) {

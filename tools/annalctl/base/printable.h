@@ -31,6 +31,8 @@ namespace annalctl {
 [[nodiscard]] constexpr bool is_letter(char c) {
   return lower(c) >= 'a' && lower(c) <= 'z';
 }
+// Equal but for the case of ASCII letters.
+[[nodiscard]] bool same_letters(std::string_view left, std::string_view right);
 [[nodiscard]] constexpr bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r';
 }

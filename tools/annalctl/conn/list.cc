@@ -1,5 +1,3 @@
-#include "tools/annalctl/query/query_commands.h"
-
 #include <array>
 
 #include "tools/annalctl/conn/commands.h"
@@ -10,30 +8,41 @@ namespace annalctl::conn {
 namespace {
 
 constexpr std::array kTexts{
-    TextFilter{"--user", "conn_user", "user's name"},
-    TextFilter{"--ip", "conn_ip", "address"},
-    TextFilter{"--computer", "conn_comp", "computer's name"},
-    TextFilter{"--resource", "conn_res", "resource"},
-    TextFilter{"--app", "conn_app", "application"},
-    TextFilter{"--client-id", "conn_client_id", "client id"},
-    TextFilter{"--client-app", "conn_client_app", "client application"},
-    TextFilter{"--client-agent", "conn_client_agent", "client agent"},
+    TextFilter{"--text", {"conn_res", "conn_app"}, "resource or the application"},
+    TextFilter{"--grep,-g", {"conn_res", "conn_app"}, "resource or the application", Match::kExpression},
+    TextFilter{"--user", {"conn_user"}, "user's name"},
+    TextFilter{"--exact-user", {"conn_user"}, "user", Match::kEquals},
+    TextFilter{"--ip", {"conn_ip"}, "address"},
+    TextFilter{"--computer", {"conn_comp"}, "computer's name"},
+    TextFilter{"--resource", {"conn_res"}, "resource"},
+    TextFilter{"--app", {"conn_app"}, "application"},
+    TextFilter{"--client-id", {"conn_client_id"}, "client id"},
+    TextFilter{"--client-app", {"conn_client_app"}, "client application"},
+    TextFilter{"--client-agent", {"conn_client_agent"}, "client agent"},
 };
-constexpr std::size_t kTextsOfGroups = 5;
+
+std::int64_t read_service(const std::string& text) {
+  return read_number_within(text, 1, kHighestService);
+}
+
+std::int64_t read_action(const std::string& text) {
+  return read_number_within(text, 1, kHighestAction);
+}
 
 constexpr std::array kNumbers{
-    NumberFilter{"--service", "conn_serv", "Only those of this service, 1 to 12", kHighestService, 0},
-    NumberFilter{"--action", "conn_action", "Only those of this action, 1 to 36", kHighestAction, 0},
-    NumberFilter{"--failed", "conn_action_result", "Only those that failed (result 13)", kFailed, kFailed},
+    NumberFilter{"--service", "conn_serv", "Only those of this service, 1 to 12", read_service},
+    NumberFilter{"--action", "conn_action", "Only those of this action, 1 to 36", read_action},
+    NumberFilter{"--failed", "conn_action_result", "Only those that failed (result 13)", nullptr, kFailed},
 };
+
+}  // namespace
 
 const QueryCommands kQueries{
     .log = kLog,
     .columns = "t.*",
     .id = "conn_id",
     .table = kListTable,
-    .filters = {"conn_type", "conn_date", "conn_time", kTexts, kNumbers},
-    .group_texts = kTextsOfGroups,
+    .filters = {{"--type", "conn_type", kLevels, true}, {"conn_date", "conn_time", nullptr}, kTexts, kNumbers},
     .sorts = kSorts,
     .group_sorts = kSorts.size(),
     .groupings = kGroupings,
@@ -49,8 +58,6 @@ const QueryCommands kQueries{
         "  annalctl conn group --by ip --failed --by-size --limit 10\n"
         "  annalctl conn group --by user --since -7d",
 };
-
-}  // namespace
 
 void add_list(CLI::App& commands, Session& session) {
   add_list_command(commands, session, kQueries);

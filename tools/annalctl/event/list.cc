@@ -1,5 +1,3 @@
-#include "tools/annalctl/query/query_commands.h"
-
 #include <array>
 
 #include "tools/annalctl/event/commands.h"
@@ -10,17 +8,19 @@ namespace annalctl::event {
 namespace {
 
 constexpr std::array kTexts{
-    TextFilter{"--user", "event_user", "user's name"},
-    TextFilter{"--ip", "event_ip", "address"},
-    TextFilter{"--computer", "event_comp", "computer's name"},
-    TextFilter{"--text", "event_desc", "message"},
-    TextFilter{"--app-id", "event_app_id", "application id"},
-    TextFilter{"--app", "event_app_name", "application"},
-    TextFilter{"--category-id", "event_category_id", "category id"},
-    TextFilter{"--category", "event_category", "category"},
-    TextFilter{"--client-id", "event_client_id", "client id"},
-    TextFilter{"--client-app", "event_client_app", "client application"},
-    TextFilter{"--client-agent", "event_client_agent", "client agent"},
+    TextFilter{"--text", {"event_desc"}, "message"},
+    TextFilter{"--grep,-g", {"event_desc"}, "message", Match::kExpression},
+    TextFilter{"--user", {"event_user"}, "user's name"},
+    TextFilter{"--exact-user", {"event_user"}, "user", Match::kEquals},
+    TextFilter{"--ip", {"event_ip"}, "address"},
+    TextFilter{"--computer", {"event_comp"}, "computer's name"},
+    TextFilter{"--app-id", {"event_app_id"}, "application id"},
+    TextFilter{"--app", {"event_app_name"}, "application"},
+    TextFilter{"--category-id", {"event_category_id"}, "category id"},
+    TextFilter{"--category", {"event_category"}, "category"},
+    TextFilter{"--client-id", {"event_client_id"}, "client id"},
+    TextFilter{"--client-app", {"event_client_app"}, "client application"},
+    TextFilter{"--client-agent", {"event_client_agent"}, "client agent"},
 };
 // By name, so that a migrated table with its columns in another place lists the same.
 constexpr char kListedColumns[] =
@@ -28,21 +28,22 @@ constexpr char kListedColumns[] =
     "event_timet, event_app_id, event_app_name, event_category_id, event_category, event_client_id, "
     "event_client_app, event_client_agent";
 
-constexpr std::size_t kTextsOfGroups = 4;
 constexpr std::size_t kSortsOfGroups = 9;
+
+}  // namespace
 
 const QueryCommands kQueries{
     .log = kLog,
     .columns = kListedColumns,
     .id = "event_id",
     .table = kListTable,
-    .filters = {"event_type", "event_date", "event_time", kTexts, {}},
-    .group_texts = kTextsOfGroups,
+    .filters = {{"--type", "event_type", kLevels, true}, {"event_date", "event_time", nullptr}, kTexts, {}},
     .sorts = kSorts,
     .group_sorts = kSortsOfGroups,
     .groupings = kGroupings,
     .list_examples =
         "  annalctl event list --type error --since yesterday\n"
+        "  annalctl event list -p warning --not-user admin -g 'fan [0-9]+ failed'\n"
         "  annalctl event list --text 'log in' --ip 203.0.113. --since '2 days ago'\n"
         "  annalctl event list --sort user --limit 100 --offset 200\n"
         "  annalctl event list --all --oldest --json | gzip > events.jsonl.gz",
@@ -50,15 +51,12 @@ const QueryCommands kQueries{
         "  annalctl event count --type error\n"
         "  annalctl event count --since today --exact-user admin",
     .group_notes =
-        "Each group is counted within its level. Without --sort the groups stand in the order of what they "
-        "are grouped by,\n"
-        "by message in the order of their level.\n",
+        "Each group is counted within its level. Without --sort the groups stand in the\n"
+        "order of what they are grouped by, by message in the order of their level.\n",
     .group_examples =
         "  annalctl event group --by user\n"
         "  annalctl event group --by ip --type warning --since -7d --by-size --limit 10",
 };
-
-}  // namespace
 
 void add_list(CLI::App& commands, Session& session) {
   add_list_command(commands, session, kQueries);

@@ -18,4 +18,7 @@ extern const std::span<const Grouping> kGroupings;
 
 extern const std::span<const TableColumn> kListTable;
 
+// What can be asked of the log.
+extern const QueryCommands kQueries;
+
 }  // namespace annalctl::event

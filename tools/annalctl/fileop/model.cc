@@ -94,7 +94,8 @@ Log kLog{
     .migrates = false,
 };
 
-const std::span<const Sort> kSorts = kSortTable;
+constinit const std::span<const Sort> kSorts = kSortTable;
+constinit const std::span<const TableColumn> kListTable = kListCells;
 
 void use_file(const std::string& file) {
   if (file.empty()) {
@@ -110,10 +111,6 @@ void use_file(const std::string& file) {
   }
   named_file() = path.string();
   kLog.path = named_file().c_str();
-}
-
-RowShape listed_shape() {
-  return {{kColumns.begin(), kColumns.end()}, kListCells};
 }
 
 std::string escaped(const std::string& text) {

@@ -4,10 +4,9 @@
 #include <span>
 #include <string>
 
-#include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/base/log.h"
-#include "tools/annalctl/output/output.h"
-#include "tools/annalctl/query/query.h"
+#include "tools/annalctl/output/text_table.h"
+#include "tools/annalctl/query/query_commands.h"
 
 namespace annalctl::fileop {
 
@@ -18,7 +17,10 @@ void use_file(const std::string& file);
 
 extern const std::span<const Sort> kSorts;
 
-[[nodiscard]] RowShape listed_shape();
+extern const std::span<const TableColumn> kListTable;
+
+// What can be asked of the log.
+extern const QueryCommands kQueries;
 
 // Where a text goes unescaped between quotes into a statement: with its own quotes doubled it stands there for itself.
 [[nodiscard]] std::string escaped(const std::string& text);

@@ -13,17 +13,9 @@ constexpr std::array kLevelChoices{
     Choice{"warn", 1, false}, Choice{"0", 0, false}, Choice{"1", 1, false}, Choice{"2", 2, false},
 };
 
-// The bare numbers are those of the stored levels here too: one meaning in all commands.
-constexpr std::array kFilterChoices{
-    Choice{"all", 0},      Choice{"information", 1}, Choice{"warning", 2},
-    Choice{"error", 3},    Choice{"info", 1, false}, Choice{"warn", 2, false},
-    Choice{"0", 1, false}, Choice{"1", 2, false},    Choice{"2", 3, false},
-};
-
 }  // namespace
 
-const std::span<const Choice> kLevels = kLevelChoices;
-const std::span<const Choice> kLevelFilters = kFilterChoices;
+constinit const std::span<const Choice> kLevels = kLevelChoices;
 
 TableCell level_cell(const char* code) {
   constexpr std::array kStyles{Style::kInformation, Style::kWarning, Style::kError};

@@ -8,9 +8,8 @@
 
 namespace annalctl {
 
-// The stored levels. Queries count them from 1, because 0 is "all" there.
+// As they are stored.
 extern const std::span<const Choice> kLevels;
-extern const std::span<const Choice> kLevelFilters;
 
 [[nodiscard]] TableCell level_cell(const char* code);
 

@@ -41,6 +41,7 @@ enum Place : std::size_t {
   kEndTime = 7,
   kUser = 8,
   kAddress = 9,
+  kClient = 10,
   kDescription = 11,
   kMessageCode = 12,
   kVariables = 13,
@@ -74,11 +75,6 @@ constexpr std::array kSortTable{
 
 int count_all() noexcept {
   return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr);
-}
-
-bool same_name(std::string_view left, std::string_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](char one, char other) { return lower(one) == lower(other); });
 }
 
 // In no list that the library hands out, though notices have it.
@@ -128,6 +124,7 @@ constexpr TableColumn kTimeCell{"Time", kTime, false, time_cell};
 constexpr TableColumn kEndTimeCell{"End", kEndTime, false, time_cell};
 constexpr TableColumn kUserCell{"User", kUser};
 constexpr TableColumn kAddressCell{"Address", kAddress};
+constexpr TableColumn kClientCell{"Client", kClient};
 constexpr TableColumn kDescriptionCell{"Description", kDescription};
 constexpr TableColumn kMessageCodeCell{"Code", kMessageCode};
 constexpr TableColumn kVariablesCell{"Variables", kVariables, true};
@@ -148,29 +145,30 @@ constexpr std::array kByTimeCells{kSizeCell, kTimeCell};
 constexpr std::array kByEndTimeCells{kSizeCell, kEndTimeCell};
 constexpr std::array kByUserCells{kSizeCell, kUserCell};
 constexpr std::array kByAddressCells{kSizeCell, kAddressCell};
+constexpr std::array kByClientCells{kSizeCell, kClientCell};
 constexpr std::array kByDescriptionCells{kSizeCell, kDescriptionCell};
 constexpr std::array kByMessageCodeCells{kSizeCell, kMessageCodeCell};
 constexpr std::array kByVariablesCells{kSizeCell, kVariablesCell};
 constexpr std::array kByContentCells{kSizeCell, kContentCell};
 constexpr std::array kByLikenessCells{kSizeCell, kFacilityCell, kNameCell, kDescriptionCell};
 
-// 10, the client, is a column that the library looks for under another name and never finds.
 constexpr std::array kGroupingTable{
-    Grouping{{"id", 0}, {"id"}, kByIdCells},
-    Grouping{{"severity", 1}, {"severity"}, kBySeverityCells},
-    Grouping{{"server", 2}, {"server"}, kByServerCells},
-    Grouping{{"action", 3}, {"action"}, kByActionCells},
-    Grouping{{"service", 4}, {"serviceName"}, kByServiceCells},
-    Grouping{{"facility", 5}, {"facility"}, kByFacilityCells},
-    Grouping{{"time", 6}, {"time"}, kByTimeCells},
-    Grouping{{"endtime", 7}, {"endtime"}, kByEndTimeCells},
-    Grouping{{"user", 8}, {"user"}, kByUserCells},
-    Grouping{{"ip", 9}, {"ip"}, kByAddressCells},
-    Grouping{{"description", 11}, {"desc"}, kByDescriptionCells},
-    Grouping{{"msgcode", 12}, {"msgCode"}, kByMessageCodeCells},
-    Grouping{{"varnum", 13}, {"varNum"}, kByVariablesCells},
-    Grouping{{"varcontent", 14}, {"varContent"}, kByContentCells},
-    Grouping{{"likeness", 15}, {"facility", "name", "desc"}, kByLikenessCells},
+    Grouping{{"id", 0}, kByGroups, {"id"}, kByIdCells},
+    Grouping{{"severity", 1}, kByGroups, {"severity"}, kBySeverityCells},
+    Grouping{{"server", 2}, kByGroups, {"server"}, kByServerCells},
+    Grouping{{"action", 3}, kByGroups, {"action"}, kByActionCells},
+    Grouping{{"service", 4}, kByGroups, {"serviceName"}, kByServiceCells},
+    Grouping{{"facility", 5}, kByGroups, {"facility"}, kByFacilityCells},
+    Grouping{{"time", 6}, kByGroups, {"time"}, kByTimeCells},
+    Grouping{{"endtime", 7}, kByGroups, {"endtime"}, kByEndTimeCells},
+    Grouping{{"user", 8}, kByGroups, {"user"}, kByUserCells},
+    Grouping{{"ip", 9}, kByGroups, {"ip"}, kByAddressCells},
+    Grouping{{"client", 10}, kByGroups, {"client"}, kByClientCells},
+    Grouping{{"description", 11}, kByGroups, {"desc"}, kByDescriptionCells},
+    Grouping{{"msgcode", 12}, kByGroups, {"msgCode"}, kByMessageCodeCells},
+    Grouping{{"varnum", 13}, kByGroups, {"varNum"}, kByVariablesCells},
+    Grouping{{"varcontent", 14}, kByGroups, {"varContent"}, kByContentCells},
+    Grouping{{"likeness", 15}, kByGroups, {"facility", "name", "desc"}, kByLikenessCells},
 };
 
 int add_one() noexcept {
@@ -219,7 +217,7 @@ int facility_of(const std::string& text) {
   // Facility 0 has no name, which is not to say that an empty text means it.
   const std::vector<Facility> all = facilities();
   const auto found = std::find_if(all.begin(), all.end(), [&text](const Facility& facility) {
-    return !text.empty() && same_name(facility.name, text);
+    return !text.empty() && same_letters(facility.name, text);
   });
   if (found == all.end()) {
     throw Refusal(fmt::format("'{}' is no facility: 'annalctl facilities' lists them", text));
@@ -238,12 +236,9 @@ std::int64_t seconds_of(const std::string& text) {
   return *seconds;
 }
 
-const std::span<const Choice> kSeverities = kSeverityChoices;
-const std::span<const Sort> kSorts = kSortTable;
-const std::span<const Grouping> kGroupings = kGroupingTable;
-
-RowShape listed_shape() {
-  return {{kColumns.begin(), kColumns.end()}, kListCells};
-}
+constinit const std::span<const Choice> kSeverities = kSeverityChoices;
+constinit const std::span<const Sort> kSorts = kSortTable;
+constinit const std::span<const Grouping> kGroupings = kGroupingTable;
+constinit const std::span<const TableColumn> kListTable = kListCells;
 
 }  // namespace annalctl::notice

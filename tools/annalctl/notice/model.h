@@ -1,7 +1,6 @@
 // The notice log as data: its file, its columns and the facilities that notices come from.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -9,9 +8,8 @@
 
 #include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/base/log.h"
-#include "tools/annalctl/output/output.h"
 #include "tools/annalctl/output/text_table.h"
-#include "tools/annalctl/query/query.h"
+#include "tools/annalctl/query/query_commands.h"
 
 namespace annalctl::notice {
 
@@ -34,15 +32,11 @@ extern const std::span<const Choice> kSeverities;
 
 extern const std::span<const Sort> kSorts;
 
-// One way to group: the columns whose values a group shares, and those to be shown, which say something about a group
-// as a whole.
-struct Grouping {
-  Choice choice;
-  std::array<const char*, 3> columns;
-  std::span<const TableColumn> table;
-};
 extern const std::span<const Grouping> kGroupings;
 
-[[nodiscard]] RowShape listed_shape();
+extern const std::span<const TableColumn> kListTable;
+
+// What can be asked of the log.
+extern const QueryCommands kQueries;
 
 }  // namespace annalctl::notice

@@ -2,76 +2,116 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <cstddef>
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/query/query.h"
 
 namespace annalctl {
 
-// Looks for entries that contain a text in a column.
-struct TextFilter {
-  const char* option;
-  const char* column;
-  const char* what;  // completes "Only those with this text in the …"
+// How the text that is looked for and that of an entry have to agree.
+enum class Match {
+  kContains,    // in either case
+  kEquals,      // to the letter
+  kExpression,  // a regular expression
 };
 
-// Looks for entries that have a number in a column. 0 is "any", and cannot be looked for.
+// Looks for entries that have a text in one of some columns.
+struct TextFilter {
+  const char* option;
+  std::array<const char*, 3> columns;
+  const char* what;  // completes "Only those with this text in the …"
+  Match match = Match::kContains;
+};
+
+// Looks for entries that have a number in a column.
 struct NumberFilter {
   const char* option;
   const char* column;
   const char* help;
-  int most;
-  int flag;  // not 0: the option takes no number, and means this one
+  // What a text on the command line stands for. Throws Refusal for what stands for none.
+  std::int64_t (*read)(const std::string& text);
+  std::optional<std::int64_t> flag{};  // the option takes no number, and means this one
 };
 
-// What a log's queries can look for. The first text is the user's.
-struct LogFilters {
-  const char* type;  // the columns of the level, the date and the time
+// Looks for the level of an entry.
+struct LevelFilter {
+  const char* option;
+  const char* column;
+  std::span<const Choice> levels;  // as they are stored
+  bool rising;                     // the higher the number the worse
+};
+
+// When an entry was made: as local date and time, or in seconds since 1970.
+struct TimeColumns {
   const char* date;
   const char* time;
-  std::span<const TextFilter> texts;
-  std::span<const NumberFilter> numbers;
-
-  // What the grouping queries, which never got the later filters, can look for.
-  [[nodiscard]] LogFilters first(std::size_t text_count) const {
-    LogFilters first = *this;
-    first.texts = texts.first(text_count);
-    return first;
-  }
+  const char* seconds;  // null: the other two
+  const char* since = "--since";
+  const char* until = "--until";
 };
 
-// The values that are asked for.
+// What a log's queries can look for.
+struct LogFilters {
+  LevelFilter level;
+  TimeColumns time;
+  std::span<const TextFilter> texts;
+  std::span<const NumberFilter> numbers;
+};
+
+// A number within bounds, for NumberFilter::read. Throws Refusal.
+[[nodiscard]] std::int64_t read_number_within(const std::string& text, std::int64_t least, std::int64_t most);
+
+// The values that are asked for. Each filter may be given several times, and then takes entries that meet it with any
+// of the values; its opposite, "--not-…", takes those that meet it with none.
 class FilterOptions {
  public:
   // The object is filled when the command line is read, and has to be there until then.
   void add_options(CLI::App& command, const LogFilters& table, const char* entries);
 
-  // Throws Refusal for times that are none and a period that ends before it begins.
-  void resolve_period();
+  // Whether anything is asked for.
+  [[nodiscard]] bool any() const;
 
-  // Once the period is resolved.
+  // Throws Refusal for times that are none and a period that ends before it begins. Once the command line was read.
   [[nodiscard]] std::vector<Condition> conditions(const LogFilters& table) const;
 
  private:
-  [[nodiscard]] Condition period(const LogFilters& table) const;
+  struct Values {
+    std::vector<std::string> wanted;
+    std::vector<std::string> unwanted;
+  };
+  struct Levels {
+    std::vector<unsigned> wanted;
+    std::vector<unsigned> unwanted;
+    std::optional<unsigned> least;
+    bool all = false;
+  };
+  struct Period {
+    std::optional<std::int64_t> from;
+    std::optional<std::int64_t> to;
+  };
 
-  static constexpr char kDayBegins[] = "00:00:00";
-  static constexpr char kDayEnds[] = "23:59:59";
+  void add_level(CLI::App& command, const LevelFilter& filter, const char* entries);
+  void add_text(CLI::App& command, const TextFilter& filter, Values& values);
+  static void add_number(CLI::App& command, const NumberFilter& filter, Values& values);
 
-  std::optional<unsigned> type_;
-  std::vector<std::optional<std::string>> texts_;
-  std::vector<int> numbers_;
-  bool exact_user_ = false;
+  void add_level_conditions(const LevelFilter& filter, std::vector<Condition>& conditions) const;
+  void add_value_conditions(const LogFilters& table, std::vector<Condition>& conditions) const;
+  [[nodiscard]] Period period() const;
+
+  Levels levels_;
+  std::vector<Values> texts_;
+  std::vector<Values> numbers_;
+  bool like_ = false;
   std::optional<std::string> since_;
   std::optional<std::string> until_;
-  std::string date_from_ = "0000-01-01";
-  std::string time_from_ = kDayBegins;
-  std::string date_to_ = "9999-12-31";
-  std::string time_to_ = kDayEnds;
+  std::optional<int> days_;
+  std::string where_;
 };
 
 // What a help text has to say about them.

@@ -69,11 +69,14 @@ void read_rows(Reader& reader, const Query& query, PageOptions::Window window, c
     return;
   }
   RowBuffer page;
-  if (reader.read_at_once(query, window.limit, window.offset, page)) {
+  const auto [limit, offset] = window;
+  const bool filtered = query.groups.empty() && !query.conditions.empty();
+  if ((filtered && reader.read_in_order(query, limit, offset, page)) ||
+      reader.read_at_once(query, limit, offset, page)) {
     take(page);
     return;
   }
-  (query.groups.empty() ? read_sorted : read_groups)(reader, query, window.limit, window.offset, take);
+  (query.groups.empty() ? read_sorted : read_groups)(reader, query, limit, offset, take);
 }
 
 }  // namespace

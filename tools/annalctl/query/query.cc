@@ -19,6 +19,15 @@ void append(std::string& list, const std::string& item) {
   list += (list.empty() ? "" : ", ") + item;
 }
 
+std::string pattern_of(const std::string& text) {
+  std::string pattern = "%" + text + "%";
+  if (pattern.size() > kLongestPattern) {
+    throw Refusal(fmt::format("a text to look for is {} bytes long, which is too long: at most {} can be looked for",
+                              text.size(), kLongestPattern - 2));
+  }
+  return pattern;
+}
+
 std::string ordered_by(const std::string& columns) {
   return columns.empty() ? "" : " ORDER BY " + columns;
 }
@@ -30,12 +39,35 @@ Condition equals(const std::string& column, Condition::Value value) {
 }
 
 Condition contains(const std::string& column, const std::string& text) {
-  std::string pattern = "%" + text + "%";
-  if (pattern.size() > kLongestPattern) {
-    throw Refusal(fmt::format("a text to look for is {} bytes long, which is too long: at most {} can be looked for",
-                              text.size(), kLongestPattern - 2));
+  std::string literal;
+  for (const char c : text) {
+    literal.append(c == '%' || c == '_' || c == '\\' ? "\\" : "").push_back(c);
   }
-  return {column + " LIKE ?", {std::move(pattern)}};
+  return {column + " LIKE ? ESCAPE '\\'", {pattern_of(literal)}};
+}
+
+Condition resembles(const std::string& column, const std::string& text) {
+  return {column + " LIKE ?", {pattern_of(text)}};
+}
+
+Condition matches(const std::string& column, const std::string& expression) {
+  return {column + " REGEXP ?", {expression}};
+}
+
+Condition any_of(std::vector<Condition> alternatives) {
+  if (alternatives.size() == 1) {
+    return std::move(alternatives.front());
+  }
+  Condition any;
+  for (Condition& one : alternatives) {
+    any.expression += fmt::format("{}({})", any.expression.empty() ? "" : " OR ", one.expression);
+    std::move(one.values.begin(), one.values.end(), std::back_inserter(any.values));
+  }
+  return any;
+}
+
+Condition negated(Condition condition) {
+  return {fmt::format("({}) IS NOT 1", condition.expression), std::move(condition.values)};
 }
 
 std::vector<Choice> choices_of(std::span<const Sort> sorts) {
@@ -66,10 +98,12 @@ void Query::group_by(std::span<const char* const> shared) {
   }
 }
 
-std::string where(const Query& query, const std::string& first) {
+std::string where(const Query& query, const std::string& first, Indexes indexes) {
   std::string clause = first.empty() ? "" : " WHERE " + first;
   for (const Condition& condition : query.conditions) {
-    clause += fmt::format("{}({})", clause.empty() ? " WHERE " : " AND ", condition.expression);
+    const bool hidden = indexes == Indexes::kForOrder && !condition.expression.starts_with(query.sort.front() + " ");
+    // An expression behind a "+" has no index.
+    clause += fmt::format("{}{}({})", clause.empty() ? " WHERE " : " AND ", hidden ? "+" : "", condition.expression);
   }
   return clause;
 }

@@ -22,8 +22,14 @@ struct Condition {
 };
 
 [[nodiscard]] Condition equals(const std::string& column, Condition::Value value);
-// In a text "%" stands for any text and "_" for any character. Throws Refusal for one that is too long to look for.
+// Both throw Refusal for a text that is too long to look for. In the second "%" stands for any text and "_" for any
+// character.
 [[nodiscard]] Condition contains(const std::string& column, const std::string& text);
+[[nodiscard]] Condition resembles(const std::string& column, const std::string& text);
+[[nodiscard]] Condition matches(const std::string& column, const std::string& expression);
+// Both take rows of which the expression says nothing, as of a NULL, for ones that do not meet it.
+[[nodiscard]] Condition any_of(std::vector<Condition> alternatives);
+[[nodiscard]] Condition negated(Condition condition);
 
 // One order that can be asked for: its name, and the columns that it goes by.
 struct Sort {
@@ -55,8 +61,14 @@ struct Query {
   void group_by(std::span<const char* const> shared);
 };
 
+// What SQLite may use an index for.
+enum class Indexes {
+  kForAll,
+  kForOrder,  // for conditions only where they are on the column that the order begins with
+};
+
 // "WHERE first AND …"; first may be empty.
-[[nodiscard]] std::string where(const Query& query, const std::string& first = {});
+[[nodiscard]] std::string where(const Query& query, const std::string& first = {}, Indexes indexes = Indexes::kForAll);
 // Binds the conditions' values from a place on, and returns the place behind them.
 int bind_values(const SqliteStatement& statement, const Query& query, int place);
 

@@ -34,7 +34,7 @@ struct TailArguments {
 };
 
 std::string footer(const char* notes, const char* examples) {
-  return fmt::format("{}{}{}\n\nExamples:\n{}", notes, kFilterNotes, kWhenForms, examples);
+  return fmt::format("{}{}{}\nExamples:\n{}", notes, kFilterNotes, kWhenForms, examples);
 }
 
 void add_selection_options(CLI::App& command, Selection& selection, std::span<const Sort> sorts) {
@@ -66,26 +66,22 @@ Listing listing_of(const QueryCommands& search, const FilterOptions& filters, un
   return listing;
 }
 
-int run_list(const QueryCommands& search, Selection& selection, Session& session) {
-  selection.filters.resolve_period();
+int run_list(const QueryCommands& search, const Selection& selection, Session& session) {
   return show_page(listing_of(search, selection.filters, selection.order.order(kNewestFirst)), selection.page, session);
 }
 
-int run_tail(const QueryCommands& search, TailArguments& arguments, Session& session) {
-  arguments.filters.resolve_period();
+int run_tail(const QueryCommands& search, const TailArguments& arguments, Session& session) {
   return show_tail({listing_of(search, arguments.filters, kHighestIdFirst)}, arguments.options, session);
 }
 
-int run_count(const QueryCommands& search, FilterOptions& filters, Session& session) {
-  filters.resolve_period();
+int run_count(const QueryCommands& search, const FilterOptions& filters, Session& session) {
   Listing listing = listing_of(search, filters, kNewestFirst);
   listing.call.doing = fmt::format("count the {}", search.log.entries);
   return show_count(listing, session);
 }
 
-int run_group(const QueryCommands& search, GroupArguments& arguments, Session& session) {
-  Selection& selection = arguments.selection;
-  selection.filters.resolve_period();
+int run_group(const QueryCommands& search, const GroupArguments& arguments, Session& session) {
+  const Selection& selection = arguments.selection;
   const unsigned by = arguments.by.value_or(0);
   const Grouping& grouping = *std::find_if(search.groupings.begin(), search.groupings.end(),
                                            [by](const Grouping& one) { return one.choice.code == by; });
@@ -104,8 +100,8 @@ void add_list_command(CLI::App& commands, Session& session, const QueryCommands&
       commands.add_subcommand("list", fmt::format("Show {}, the newest first", search.log.entries));
   const auto selection = std::make_shared<Selection>();
   command->footer(
-      footer("Without --sort and --oldest the newest date comes first. Entries that are equal in\n"
-             "the order asked for come in the order of their ids, which is reversed with it.\n",
+      footer("Without --sort and --oldest the newest come first. Those that are equal in the\n"
+             "order asked for come in the order of their ids, which is reversed with it.\n",
              search.list_examples));
   selection->filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, *selection, search.sorts);
@@ -116,7 +112,7 @@ void add_tail_command(CLI::App& commands, Session& session, const QueryCommands&
   CLI::App* const command = commands.add_subcommand(
       "tail", fmt::format("Show the newest {}, and each new one when it is there", search.log.entries));
   const auto arguments = std::make_shared<TailArguments>();
-  command->footer(fmt::format("{}{}\n\n{}", kFilterNotes, kWhenForms, tail_footer(search.log)));
+  command->footer(fmt::format("{}{}\n{}", kFilterNotes, kWhenForms, tail_footer(search.log)));
   add_tail_options(*command, arguments->options);
   arguments->filters.add_options(*command, search.filters, search.log.entries);
   command->callback([arguments, &session, &search] { session.status = run_tail(search, *arguments, session); });
@@ -138,7 +134,7 @@ void add_group_command(CLI::App& commands, Session& session, const QueryCommands
                  [](const Grouping& grouping) { return grouping.choice; });
   command->footer(footer(search.group_notes, search.group_examples));
   add_choice(*command, "--by", arguments->by, arguments->choices, "What those of a group share")->required();
-  arguments->selection.filters.add_options(*command, search.filters.first(search.group_texts), search.log.entries);
+  arguments->selection.filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, arguments->selection, search.sorts.first(search.group_sorts));
   command->add_flag("--by-size", arguments->by_size, "Largest groups first; --sort decides between equal ones");
   command->callback([arguments, &session, &search] { session.status = run_group(search, *arguments, session); });

@@ -17,6 +17,9 @@
 
 namespace annalctl {
 
+// Groups in the order of what they are grouped by.
+constexpr unsigned kByGroups = 1000;
+
 // One way to group: its code, the order that shows its groups best, the columns whose values a group shares, and those
 // to be shown, which say something about a group as a whole.
 struct Grouping {
@@ -32,10 +35,9 @@ struct QueryCommands {
   const char* id;       // the column of the ids
   std::span<const TableColumn> table;
   LogFilters filters;
-  std::size_t group_texts;  // so many of the filters the grouping knows
   std::span<const Sort> sorts;
-  std::size_t group_sorts;  // so many of them the grouping knows
-  std::span<const Grouping> groupings;
+  std::size_t group_sorts;              // so many of them the grouping knows
+  std::span<const Grouping> groupings;  // may be none
   const char* list_examples;
   const char* count_examples;
   const char* group_notes;

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/query/regular_expression.h"
 
 namespace annalctl {
 
@@ -64,9 +65,9 @@ std::string all_groups(const Query& query, const std::string& table) {
       query.columns, table, where(query), listed(query.groups), order_of_groups(query, "g.annal_size"));
 }
 
-std::string all_rows(const Query& query, const std::string& table) {
-  return fmt::format("SELECT t.rowid, {} FROM {} AS t{}{} LIMIT ? OFFSET ?", query.columns, table, where(query),
-                     order_of_rows(query, "t.rowid"));
+std::string all_rows(const Query& query, const std::string& table, Indexes indexes) {
+  return fmt::format("SELECT t.rowid, {} FROM {} AS t{}{} LIMIT ? OFFSET ?", query.columns, table,
+                     where(query, {}, indexes), order_of_rows(query, "t.rowid"));
 }
 
 }  // namespace
@@ -81,6 +82,7 @@ Reader::Reader(const Log& log) : log_(log), database_(log.path, SQLITE_OPEN_READ
     throw ReadFailure(ANNAL_OPEN_FAILED, begun_);
   }
   sqlite3_busy_timeout(database_.handle(), kBusyTimeoutMilliseconds);
+  add_regular_expressions(database_);
 }
 
 ReadFailure Reader::failure() const {
@@ -187,9 +189,20 @@ Clock::duration Reader::Turn::lasted() const {
 }
 
 bool Reader::read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page) {
+  const std::string text =
+      query.groups.empty() ? all_rows(query, table(), Indexes::kForAll) : all_groups(query, table());
+  return read_page(text, query, limit, offset, page);
+}
+
+bool Reader::read_in_order(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page) {
+  return read_page(all_rows(query, table(), Indexes::kForOrder), query, limit, offset, page);
+}
+
+bool Reader::read_page(const std::string& text, const Query& query, std::int64_t limit, std::int64_t offset,
+                       RowBuffer& page) {
   page.clear();
   begun_ = Clock::now();
-  SqliteStatement statement = prepare(query.groups.empty() ? all_rows(query, table()) : all_groups(query, table()));
+  SqliteStatement statement = prepare(text);
   const int place = bind_values(statement, query, 1);
   statement.bind(place, std::min<std::int64_t>(limit, RowBuffer::kMostRows + 1));
   statement.bind(place + 1, offset);

@@ -64,6 +64,8 @@ class Reader {
   // Fills a page by one statement that may use any index. False, with the page empty, when the rows are more than a
   // page or the statement takes longer than writers are to wait.
   [[nodiscard]] bool read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page);
+  // The same for a query without groups, through the rows in their order: quick where many meet its conditions.
+  [[nodiscard]] bool read_in_order(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page);
 
   // Of the rows that are there; below all ids when there is none.
   [[nodiscard]] std::int64_t highest_id();
@@ -81,6 +83,8 @@ class Reader {
   [[nodiscard]] bool is_of(const FileState& state);
 
  private:
+  [[nodiscard]] bool read_page(const std::string& text, const Query& query, std::int64_t limit, std::int64_t offset,
+                               RowBuffer& page);
   [[nodiscard]] ReadFailure failure() const;
   void require_same_log();
   [[nodiscard]] std::optional<std::int64_t> highest_id_ever();

@@ -232,12 +232,11 @@ void add_tail_options(CLI::App& command, TailOptions& options) {
 
 std::string tail_footer(const Log& log) {
   return fmt::format(
-      "Shows the newest {1} in the order in which they were stored, then each new one, until it is interrupted (^C or\n"
-      "SIGTERM), which is a success. A log that is not there yet, is locked or otherwise cannot be read is waited "
-      "for:\n"
-      "what stands in the way is told once. A log that was made anew is shown from its first entry on. What was "
-      "stored\n"
-      "and deleted again between two looks is not seen.\n"
+      "Shows the newest {1} in the order in which they were stored, then each\n"
+      "new one, until it is interrupted (^C or SIGTERM), which is a success. A log that\n"
+      "is not there yet, is locked or otherwise cannot be read is waited for: what\n"
+      "stands in the way is told once. A log that was made anew is shown from its first\n"
+      "entry on. What was stored and deleted again between two looks is not seen.\n"
       "\n"
       "Examples:\n"
       "  annalctl {0}{2} tail\n"
