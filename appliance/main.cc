@@ -8,5 +8,5 @@ int main(int argc, char** argv) {
     std::fputs("usage: private-appliance COMMAND [ARGUMENT...]\n", stderr);
     return annal::appliance::kCannotRun;
   }
-  return annal::appliance::run_kept_on_private_appliance(argv[1], argv + 1);
+  return annal::appliance::run_supervised_on_private_appliance(argv[1], argv + 1);
 }

@@ -27,13 +27,13 @@ namespace {
 namespace fs = std::filesystem;
 
 // Holds the name of the mount namespace, so that a copy of the variable that escaped from it is not believed.
-constexpr const char* kMark = "CORIX_PRIVATE_APPLIANCE";
+constexpr const char* kMarkVariable = "CORIX_PRIVATE_APPLIANCE";
 
-// Holds the keeper's process number, which is this process' parent or the variable is another program's.
-constexpr const char* kKeeper = "CORIX_APPLIANCE_KEEPER";
+// Holds the supervisor's process number, which is this process' parent or the variable is another program's.
+constexpr const char* kSupervisorVariable = "CORIX_APPLIANCE_SUPERVISOR";
 
 // For processes that have been killed to be gone.
-constexpr std::chrono::seconds kLongestEnding{10};
+constexpr std::chrono::seconds kExitTimeout{10};
 
 std::string mount_namespace() {
   std::error_code ignored;
@@ -53,7 +53,7 @@ bool write_text(const char* path, const std::string& text) {
 
 }  // namespace
 
-std::string leave_the_machines_mounts() {
+std::string unshare_mounts() {
   const uid_t uid = getuid();
   const gid_t gid = getgid();
   if (unshare(CLONE_NEWNS) != 0) {
@@ -121,14 +121,14 @@ std::string replace_subfolder(const fs::path& subfolder) {
 }  // namespace
 
 bool inside_private_appliance() {
-  const char* mark = std::getenv(kMark);
+  const char* mark = std::getenv(kMarkVariable);
   return mark != nullptr && mark == mount_namespace();
 }
 
 std::string enter_private_appliance() {
   std::error_code none;
   const fs::path current = fs::current_path(none);
-  std::string problem = leave_the_machines_mounts();
+  std::string problem = unshare_mounts();
   if (problem.empty()) {
     problem = replace_subfolder(kLogFolder);
   }
@@ -137,7 +137,7 @@ std::string enter_private_appliance() {
       problem = mount_empty(folder);
     }
   }
-  if (problem.empty() && setenv(kMark, mount_namespace().c_str(), 1) != 0) {
+  if (problem.empty() && setenv(kMarkVariable, mount_namespace().c_str(), 1) != 0) {
     problem = failure("cannot set the environment");
   }
   // The current folder still is the machine's own, below what has been mounted over it.
@@ -149,12 +149,12 @@ std::string enter_private_appliance() {
 
 namespace {
 
-[[noreturn]] void run_kept(pid_t keeper, const char* program, char** argv) {
+[[noreturn]] void exec_supervised(pid_t supervisor, const char* program, char** argv) {
   std::string problem = inside_private_appliance() ? "" : enter_private_appliance();
   // Only now: a change of what this process may do would undo it.
-  if (problem.empty() && (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != keeper ||
-                          setenv(kKeeper, std::to_string(keeper).c_str(), 1) != 0)) {
-    problem = "no keeper";
+  if (problem.empty() && (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != supervisor ||
+                          setenv(kSupervisorVariable, std::to_string(supervisor).c_str(), 1) != 0)) {
+    problem = "no supervisor";
   }
   if (problem.empty()) {
     execvp(program, argv);
@@ -168,23 +168,23 @@ namespace {
 
 namespace {
 
-// Of this process, if it is a keeper.
-std::string children_of_this() {
+// Of this process, if it is a supervisor.
+std::string own_children_file() {
   return "/proc/self/task/" + std::to_string(getpid()) + "/children";
 }
 
-std::vector<pid_t> listed(const std::string& children) {
+std::vector<pid_t> read_pids(const std::string& children) {
   std::ifstream file(children);
   return {std::istream_iterator<pid_t>(file), {}};
 }
 
-// Whatever is left becomes the keeper's child when its own parent ends.
-void end_children() {
-  const auto deadline = std::chrono::steady_clock::now() + kLongestEnding;
+// Whatever is left becomes the supervisor's child when its own parent ends.
+void kill_descendants() {
+  const auto deadline = std::chrono::steady_clock::now() + kExitTimeout;
   for (pid_t ended = 0; ended != -1 && std::chrono::steady_clock::now() < deadline;) {
     ended = waitpid(-1, nullptr, WNOHANG);
     if (ended == 0) {
-      for (const pid_t child : listed(children_of_this())) {
+      for (const pid_t child : read_pids(own_children_file())) {
         kill(child, SIGKILL);
       }
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -192,51 +192,51 @@ void end_children() {
   }
 }
 
-// Asks a keeper whose parent has been killed to end what it keeps.
-const int kAbandoned = SIGRTMIN;
+// Asks a supervisor whose parent has been killed to end what it keeps.
+const int kParentDied = SIGRTMIN;
 
 volatile std::sig_atomic_t g_child = 0;
 
-extern "C" void pass_on(int signal) {
-  kill(g_child, signal == kAbandoned ? SIGKILL : signal);
+extern "C" void forward_signal(int signal) {
+  kill(g_child, signal == kParentDied ? SIGKILL : signal);
 }
 
-constexpr int kPassedOn[] = {SIGHUP, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM};
+constexpr int kForwarded[] = {SIGHUP, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM};
 
 // A terminal sends them to the program too, which is to answer them.
-constexpr int kProgramsOwn[] = {SIGINT, SIGQUIT};
+constexpr int kSentByTerminal[] = {SIGINT, SIGQUIT};
 
-// Until watch() is ready for them. Returns what was blocked before.
+// Until forward_signals_and_wait() is ready for them. Returns what was blocked before.
 sigset_t block_signals() {
   sigset_t blocked;
   sigset_t before;
   sigemptyset(&blocked);
-  for (const int signal : kPassedOn) {
+  for (const int signal : kForwarded) {
     sigaddset(&blocked, signal);
   }
-  for (const int signal : kProgramsOwn) {
+  for (const int signal : kSentByTerminal) {
     sigaddset(&blocked, signal);
   }
-  sigaddset(&blocked, kAbandoned);
+  sigaddset(&blocked, kParentDied);
   sigprocmask(SIG_BLOCK, &blocked, &before);
   return before;
 }
 
 // Waits for the child, which gets the signals of this process meanwhile, and returns its exit status.
-int watch(pid_t child, const sigset_t& unblocked) {
+int forward_signals_and_wait(pid_t child, const sigset_t& unblocked) {
   g_child = child;
-  struct sigaction passing {};
-  passing.sa_handler = pass_on;
-  sigemptyset(&passing.sa_mask);
-  for (const int signal : kPassedOn) {
+  struct sigaction forwarding {};
+  forwarding.sa_handler = forward_signal;
+  sigemptyset(&forwarding.sa_mask);
+  for (const int signal : kForwarded) {
     struct sigaction before {};
     // What is ignored, as under nohup, stays so, and the program has inherited that.
     if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
-      sigaction(signal, &passing, nullptr);
+      sigaction(signal, &forwarding, nullptr);
     }
   }
-  sigaction(kAbandoned, &passing, nullptr);
-  for (const int signal : kProgramsOwn) {
+  sigaction(kParentDied, &forwarding, nullptr);
+  for (const int signal : kSentByTerminal) {
     std::signal(signal, SIG_IGN);
   }
   sigprocmask(SIG_SETMASK, &unblocked, nullptr);
@@ -250,70 +250,70 @@ int watch(pid_t child, const sigset_t& unblocked) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-int without_process() {
+int report_fork_failure() {
   std::fprintf(stderr, "Cannot run on a private appliance: %s\n", failure("no process").c_str());
   return kCannotRun;
 }
 
 // The one process whose end nothing outlives: it outlives the program, and its own parent.
-int keep(pid_t parent, const char* program, char** argv, const sigset_t& unblocked) {
-  const pid_t keeper = getpid();
-  if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0 || prctl(PR_SET_PDEATHSIG, kAbandoned) != 0 || getppid() != parent) {
-    return without_process();
+int supervise(pid_t parent, const char* program, char** argv, const sigset_t& unblocked) {
+  const pid_t supervisor = getpid();
+  if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0 || prctl(PR_SET_PDEATHSIG, kParentDied) != 0 || getppid() != parent) {
+    return report_fork_failure();
   }
-  const pid_t kept = fork();
-  if (kept < 0) {
-    return without_process();
+  const pid_t program_process = fork();
+  if (program_process < 0) {
+    return report_fork_failure();
   }
-  if (kept == 0) {
+  if (program_process == 0) {
     sigprocmask(SIG_SETMASK, &unblocked, nullptr);
-    run_kept(keeper, program, argv);
+    exec_supervised(supervisor, program, argv);
   }
-  const int status = watch(kept, unblocked);
-  end_children();
+  const int status = forward_signals_and_wait(program_process, unblocked);
+  kill_descendants();
   return status;
 }
 
 }  // namespace
 
-int run_kept_on_private_appliance(const char* program, char** argv) {
+int run_supervised_on_private_appliance(const char* program, char** argv) {
   const sigset_t unblocked = block_signals();
   const pid_t parent = getpid();
-  const pid_t keeper = fork();
-  if (keeper < 0) {
-    return without_process();
+  const pid_t supervisor = fork();
+  if (supervisor < 0) {
+    return report_fork_failure();
   }
-  if (keeper == 0) {
-    _exit(keep(parent, program, argv, unblocked));
+  if (supervisor == 0) {
+    _exit(supervise(parent, program, argv, unblocked));
   }
-  return watch(keeper, unblocked);
+  return forward_signals_and_wait(supervisor, unblocked);
 }
 
-bool is_kept() {
-  const char* keeper = std::getenv(kKeeper);
-  return keeper != nullptr && keeper == std::to_string(getppid());
+bool is_supervised() {
+  const char* supervisor = std::getenv(kSupervisorVariable);
+  return supervisor != nullptr && supervisor == std::to_string(getppid());
 }
 
 namespace {
 
-std::string keepers_children() {
-  const std::string keeper = std::to_string(getppid());
-  return "/proc/" + keeper + "/task/" + keeper + "/children";
+std::string supervisors_children_file() {
+  const std::string supervisor = std::to_string(getppid());
+  return "/proc/" + supervisor + "/task/" + supervisor + "/children";
 }
 
 }  // namespace
 
 std::vector<pid_t> strays() {
-  std::vector<pid_t> found = listed(keepers_children());
+  std::vector<pid_t> found = read_pids(supervisors_children_file());
   std::erase(found, getpid());
   return found;
 }
 
-bool end_strays() {
-  if (access(keepers_children().c_str(), R_OK) != 0) {
+bool kill_strays() {
+  if (access(supervisors_children_file().c_str(), R_OK) != 0) {
     return false;
   }
-  const auto deadline = std::chrono::steady_clock::now() + kLongestEnding;
+  const auto deadline = std::chrono::steady_clock::now() + kExitTimeout;
   for (std::vector<pid_t> left = strays(); !left.empty(); left = strays()) {
     if (std::chrono::steady_clock::now() > deadline) {
       return false;

@@ -15,7 +15,7 @@ inline constexpr const char* kCommandFolders[] = {"/usr/local/sbin", "/sbin"};
 
 // Gives this process mounts of its own, so that it may mount what nobody else sees. Returns an empty text, or why it
 // was not possible.
-std::string leave_the_machines_mounts();
+std::string unshare_mounts();
 
 // True inside a private appliance, however this process got there.
 bool inside_private_appliance();
@@ -27,16 +27,16 @@ inline constexpr int kCannotRun = 125;
 // behind, and ends them when the program has ended or this process is killed. Returns the program's exit status, or 128
 // and the signal that ended it; a signal to this process goes to the program. The program is moved into a private
 // appliance of its own unless this process is in one.
-int run_kept_on_private_appliance(const char* program, char** argv);
+int run_supervised_on_private_appliance(const char* program, char** argv);
 
 // True when this process is the program of a keeper.
-bool is_kept();
+bool is_supervised();
 
 // What this process, and those that it has started, have left behind and what still runs: a detached command, say.
 std::vector<pid_t> strays();
 
 // Kills them, and whatever they leave behind. False when that does not work.
-bool end_strays();
+bool kill_strays();
 
 // Moves this process into a private appliance of its own; nothing outside it is touched. It works for root and, where
 // user namespaces are allowed, for anybody else. Returns an empty text, or why it was not possible.

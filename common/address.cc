@@ -15,13 +15,13 @@ constexpr char kMappedPrefix[] = "::ffff:";
 constexpr std::size_t kMappedPrefixLength = sizeof kMappedPrefix - 1;
 
 // Real addresses are shorter; a platform that accepts more gets the rest of its text left where it was.
-constexpr std::size_t kMovedAtMost = 63;
+constexpr std::size_t kMaxMoved = 63;
 
 // Moves the text over its prefix and clears what lies behind it, so that fields can be compared whole. In a buffer of
 // unknown size nothing beyond the old text is written.
 void drop_prefix(char* text, std::size_t size) noexcept {
-  const std::size_t length = strnlen(text + kMappedPrefixLength, kMovedAtMost);
-  const std::size_t cleared_to = std::clamp(size, std::min(length + kMappedPrefixLength, kMovedAtMost), kMovedAtMost);
+  const std::size_t length = strnlen(text + kMappedPrefixLength, kMaxMoved);
+  const std::size_t cleared_to = std::clamp(size, std::min(length + kMappedPrefixLength, kMaxMoved), kMaxMoved);
   std::memmove(text, text + kMappedPrefixLength, length);
   std::memset(text + length, 0, cleared_to - length);
 }

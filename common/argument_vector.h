@@ -10,10 +10,10 @@ namespace annal {
 // cut, and those after it are empty; arguments beyond the maximum number are dropped.
 class ArgumentVector {
  public:
-  static constexpr std::size_t kMostEntries = 64;  // including the closing null pointer
+  static constexpr std::size_t kMaxEntries = 64;  // including the closing null pointer
 
   // entries: the size of this command's vector, including the closing null pointer.
-  explicit ArgumentVector(std::size_t entries = kMostEntries) noexcept : most_arguments_(entries - 1) {
+  explicit ArgumentVector(std::size_t entries = kMaxEntries) noexcept : max_arguments_(entries - 1) {
     entries_[0] = nullptr;
     text_[kTextRoom] = '\0';
   }
@@ -44,7 +44,7 @@ class ArgumentVector {
   [[gnu::format(printf, 2, 3)]] void format(const char* format, ...) noexcept;
 
   // Whether a further argument would be dropped.
-  [[nodiscard]] bool full() const noexcept { return count_ == most_arguments_; }
+  [[nodiscard]] bool full() const noexcept { return count_ == max_arguments_; }
 
   // False once formatting an argument has failed: do not run such a command.
   [[nodiscard]] bool complete() const noexcept { return complete_; }
@@ -64,9 +64,9 @@ class ArgumentVector {
   void join_what_fits(std::string_view name, std::string_view value) noexcept;
 
   // Not cleared: the arrays are large, and only what has been written is ever read.
-  const char* entries_[kMostEntries];  // null after the last
+  const char* entries_[kMaxEntries];  // null after the last
   std::size_t count_ = 0;
-  std::size_t most_arguments_;
+  std::size_t max_arguments_;
   char text_[kTextRoom + 1];  // the last byte is the text of an argument for which no room is left
   std::size_t used_ = 0;
   bool complete_ = true;

@@ -54,13 +54,13 @@ PreparedStatement::~PreparedStatement() {
   sqlite3_finalize(handle_);
 }
 
-bool PreparedStatement::bind(int place, int value) const noexcept {
-  return sqlite3_bind_int(handle_, place, value) == SQLITE_OK;
+bool PreparedStatement::bind(int parameter, int value) const noexcept {
+  return sqlite3_bind_int(handle_, parameter, value) == SQLITE_OK;
 }
 
-bool PreparedStatement::bind(int place, const char* text) const noexcept {
+bool PreparedStatement::bind(int parameter, const char* text) const noexcept {
   const auto length = static_cast<int>(std::strlen(text));
-  return sqlite3_bind_text(handle_, place, text, length, SQLITE_STATIC) == SQLITE_OK;
+  return sqlite3_bind_text(handle_, parameter, text, length, SQLITE_STATIC) == SQLITE_OK;
 }
 
 void PreparedStatement::reset() const noexcept {

@@ -43,8 +43,8 @@ class PreparedStatement {
   [[nodiscard]] bool prepared() const noexcept { return handle_ != nullptr; }
 
   // Place 1 is the first. A text is not copied: it stays as it is until the statement has been reset.
-  [[nodiscard]] bool bind(int place, int value) const noexcept;
-  [[nodiscard]] bool bind(int place, const char* text) const noexcept;
+  [[nodiscard]] bool bind(int parameter, int value) const noexcept;
+  [[nodiscard]] bool bind(int parameter, const char* text) const noexcept;
 
   // Ready for the next step; values stay bound.
   void reset() const noexcept;

@@ -12,13 +12,13 @@ template <typename Integer>
 class Decimal {
  public:
   explicit Decimal(Integer number) noexcept
-      : length_(static_cast<std::size_t>(std::to_chars(text_, text_ + kMostDigits, number).ptr - text_)) {}
+      : length_(static_cast<std::size_t>(std::to_chars(text_, text_ + kMaxDigits, number).ptr - text_)) {}
 
   [[nodiscard]] std::string_view text() const noexcept { return {text_, length_}; }
 
  private:
-  static constexpr int kMostDigits = std::numeric_limits<Integer>::digits10 + 2;  // with a sign
-  char text_[kMostDigits];
+  static constexpr int kMaxDigits = std::numeric_limits<Integer>::digits10 + 2;  // with a sign
+  char text_[kMaxDigits];
   std::size_t length_;
 };
 

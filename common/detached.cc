@@ -15,7 +15,7 @@
 #include "common/not_cancelled.h"
 
 // The sanitizers know the stack of the thread only.
-#define ANNAL_ON_A_STACK_OF_ITS_OWN __attribute__((no_sanitize_address, no_sanitize_thread))
+#define ANNAL_RUNS_ON_CHILD_STACK __attribute__((no_sanitize_address, no_sanitize_thread))
 
 // Between creating a child and running the command only async-signal-safe calls are made: the children run in the
 // caller's memory, in the middle of whatever its other threads were doing.
@@ -76,7 +76,7 @@ class AllSignalsBlocked {
   AllSignalsBlocked(const AllSignalsBlocked&) = delete;
   AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
 
-  ANNAL_ON_A_STACK_OF_ITS_OWN void restore() const noexcept {
+  ANNAL_RUNS_ON_CHILD_STACK void restore() const noexcept {
     syscall(SYS_rt_sigprocmask, SIG_SETMASK, callers_, nullptr, sizeof callers_);
   }
 
@@ -86,7 +86,7 @@ class AllSignalsBlocked {
 
 struct Task {
   char* const* argv;
-  const Surroundings* surroundings;
+  const LaunchOptions* options;
   const ChildStacks* stacks;
   const AllSignalsBlocked* signals;
 };
@@ -105,8 +105,8 @@ pid_t create_child(int (*run)(void*), void* stack, Task& task) noexcept {
   return child;
 }
 
-ANNAL_ON_A_STACK_OF_ITS_OWN void send_to_null(Surroundings::Streams streams) noexcept {
-  if (streams == Surroundings::Streams::kShared) {
+ANNAL_RUNS_ON_CHILD_STACK void redirect_streams_to_null(LaunchOptions::Streams streams) noexcept {
+  if (streams == LaunchOptions::Streams::kShared) {
     const int null = open("/dev/null", O_RDWR);
     if (null < 0) {
       return;
@@ -128,7 +128,7 @@ ANNAL_ON_A_STACK_OF_ITS_OWN void send_to_null(Surroundings::Streams streams) noe
   }
 }
 
-ANNAL_ON_A_STACK_OF_ITS_OWN void forget_callers_handlers() noexcept {
+ANNAL_RUNS_ON_CHILD_STACK void reset_callers_handlers() noexcept {
   for (int signal = 1; signal < _NSIG; ++signal) {
     struct sigaction action;
     if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN && action.sa_handler != SIG_DFL) {
@@ -139,15 +139,15 @@ ANNAL_ON_A_STACK_OF_ITS_OWN void forget_callers_handlers() noexcept {
   }
 }
 
-ANNAL_ON_A_STACK_OF_ITS_OWN int run_command(void* argument) noexcept {
+ANNAL_RUNS_ON_CHILD_STACK int run_command(void* argument) noexcept {
   const Task& task = *static_cast<Task*>(argument);
-  forget_callers_handlers();
-  if (task.surroundings->session == Surroundings::Session::kOwn) {
+  reset_callers_handlers();
+  if (task.options->session == LaunchOptions::Session::kOwn) {
     setsid();
   }
-  send_to_null(task.surroundings->streams);
+  redirect_streams_to_null(task.options->streams);
   task.signals->restore();
-  if (task.surroundings->script == Surroundings::Script::kRun) {
+  if (task.options->script == LaunchOptions::Script::kRun) {
     execvp(task.argv[0], task.argv);
   } else {
     execv(task.argv[0], task.argv);
@@ -155,15 +155,15 @@ ANNAL_ON_A_STACK_OF_ITS_OWN int run_command(void* argument) noexcept {
   _exit(kCannotRun);
 }
 
-ANNAL_ON_A_STACK_OF_ITS_OWN int leave_command_behind(void* argument) noexcept {
+ANNAL_RUNS_ON_CHILD_STACK int start_command_and_exit(void* argument) noexcept {
   Task& task = *static_cast<Task*>(argument);
-  if (task.surroundings->first_child == Surroundings::FirstChild::kClosesStreams) {
+  if (task.options->first_child == LaunchOptions::FirstChild::kClosesStreams) {
     close(STDIN_FILENO);
     close(STDOUT_FILENO);
     close(STDERR_FILENO);
   }
   const pid_t command = create_child(run_command, task.stacks->second(), task);
-  _exit(command < 0 ? task.surroundings->status_without_command : 0);
+  _exit(command < 0 ? task.options->status_without_command : 0);
 }
 
 void wait_for(pid_t child) noexcept {
@@ -173,7 +173,7 @@ void wait_for(pid_t child) noexcept {
 
 }  // namespace
 
-bool run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept {
+bool run_detached(const ArgumentVector& arguments, const LaunchOptions& options) noexcept {
   const KeptErrno kept;  // the children share it
   if (!arguments.complete()) {
     return false;
@@ -183,8 +183,8 @@ bool run_detached(const ArgumentVector& arguments, const Surroundings& surroundi
   pid_t child = -1;
   {
     const AllSignalsBlocked signals;
-    Task task{arguments.argv(), &surroundings, &stacks, &signals};
-    child = create_child(leave_command_behind, stacks.first(), task);
+    Task task{arguments.argv(), &options, &stacks, &signals};
+    child = create_child(start_command_and_exit, stacks.first(), task);
   }
   if (child < 0) {
     return false;

@@ -6,7 +6,7 @@
 namespace annal {
 
 // How the commands differ in what they find around them.
-struct Surroundings {
+struct LaunchOptions {
   enum class FirstChild { kKeepsStreams, kClosesStreams };
   enum class Session { kInherited, kOwn };
   enum class Streams {
@@ -32,6 +32,6 @@ struct Surroundings {
 // Children share the caller's memory until they run the command, so that the cost does not grow with the caller. That
 // is why every text is there before this is called. Where the caller's address space has no room for their stacks, they
 // get a copy of the caller's memory, as from fork.
-bool run_detached(const ArgumentVector& arguments, const Surroundings& surroundings) noexcept;
+bool run_detached(const ArgumentVector& arguments, const LaunchOptions& options) noexcept;
 
 }  // namespace annal

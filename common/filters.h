@@ -20,7 +20,7 @@ namespace annal {
 // which need not follow that order.
 class Filters {
  public:
-  static constexpr std::size_t kMostSlots = 13;
+  static constexpr std::size_t kMaxSlots = 13;
 
   template <typename... Values>
   void add(std::size_t slot, const Clause& clause, Values... values) noexcept {
@@ -37,7 +37,7 @@ class Filters {
   }
 
  private:
-  std::array<Text, kMostSlots> texts_;
+  std::array<Text, kMaxSlots> texts_;
   Joiner joiner_;
   bool complete_ = true;
 };
@@ -141,13 +141,13 @@ struct Search {
 // The statement with all its slots filled; not built if one of its filters is not.
 [[nodiscard]] inline Text search_text(const Search& search, const Filters& filters,
                                       std::span<const char* const> tail = {}) noexcept {
-  constexpr std::size_t kMostInTail = 3;
-  constexpr std::size_t kMost = 1 + Filters::kMostSlots + kMostInTail;
+  constexpr std::size_t kMaxTail = 3;
+  constexpr std::size_t kMaxTexts = 1 + Filters::kMaxSlots + kMaxTail;
   if (!filters.complete()) {
     return Text(nullptr);
   }
   // A format takes as many of these as it has slots.
-  std::array<const char*, kMost> all{};
+  std::array<const char*, kMaxTexts> all{};
   std::size_t texts = 0;
   if (search.columns != nullptr) {
     all[texts++] = search.columns;
@@ -155,7 +155,7 @@ struct Search {
   for (std::size_t slot = 0; slot < search.slots; ++slot) {
     all[texts++] = filters[slot];
   }
-  std::copy_n(tail.begin(), std::min(tail.size(), kMostInTail), &all[texts]);
+  std::copy_n(tail.begin(), std::min(tail.size(), kMaxTail), &all[texts]);
   return Text(sqlite3_mprintf(search.statement.sql, all[0], all[1], all[2], all[3], all[4], all[5], all[6], all[7],
                               all[8], all[9], all[10], all[11], all[12], all[13], all[14], all[15], all[16]));
 }

@@ -82,7 +82,7 @@ class Successor {
 
 }  // namespace
 
-void start_file_over(const char* path) noexcept {
+void replace_with_empty_file(const char* path) noexcept {
   struct stat old;
   if (stat(path, &old) != 0 || !S_ISREG(old.st_mode)) {
     unlink(path);

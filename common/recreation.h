@@ -6,6 +6,6 @@ namespace annal {
 // Replaces a log's file by an empty one with the same mode, owner, group and access list, for its table to be created
 // in. Where owner, group or list cannot be kept, nobody gets more rights than before. Only deletes the file where it
 // cannot be replaced. Failures are silent: what opens the log next creates what is missing.
-void start_file_over(const char* path) noexcept;
+void replace_with_empty_file(const char* path) noexcept;
 
 }  // namespace annal

@@ -19,11 +19,11 @@ namespace annal {
 namespace {
 
 constexpr std::size_t kLogCentreEntries = 15;
-constexpr Surroundings kLogCentre{
-    .first_child = Surroundings::FirstChild::kKeepsStreams,
-    .session = Surroundings::Session::kInherited,
-    .streams = Surroundings::Streams::kSeparate,
-    .script = Surroundings::Script::kRun,
+constexpr LaunchOptions kLogCentre{
+    .first_child = LaunchOptions::FirstChild::kKeepsStreams,
+    .session = LaunchOptions::Session::kInherited,
+    .streams = LaunchOptions::Streams::kSeparate,
+    .script = LaunchOptions::Script::kRun,
     .status_without_command = 1,
 };
 

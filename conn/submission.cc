@@ -84,7 +84,7 @@ constexpr Statement kBatchInsert{
     Wait::kBusyTimeout, ANNAL_INSERT_FAILED};
 
 constexpr int kBatchAttempts = 7;
-constexpr int kAttemptsOnTheSameFile = 2;
+constexpr int kAttemptsBeforeRecreation = 2;
 
 bool begins(const char* text, std::string_view prefix) noexcept {
   return std::strncmp(text, prefix.data(), prefix.size()) == 0;
@@ -166,11 +166,9 @@ class Batch {
 
 // A log that no batch can be written to is thrown away: the services would lose every later entry with it, one batch
 // after the other. The first failure is taken for a passing one.
-void prepare_attempt(int attempt) noexcept {
-  if (attempt > kAttemptsOnTheSameFile) {
-    start_file_over(kConnLog);
-    (void)annal_conn_create_tbl(0, 0);  // if this fails, so does the attempt
-  }
+void recreate_log() noexcept {
+  replace_with_empty_file(kConnLog);
+  (void)annal_conn_create_tbl(0, 0);  // if this fails, so does the attempt
 }
 
 // Adds one record of a batch. An earlier release's record is widened in a copy and so remains unchanged.
@@ -203,7 +201,9 @@ int add_all(Record* records, int count, int* inserted) noexcept {
   }
   *inserted = 0;
   for (int attempt = 1; attempt <= kBatchAttempts; ++attempt) {
-    prepare_attempt(attempt);
+    if (attempt > kAttemptsBeforeRecreation) {
+      recreate_log();
+    }
     const Batch batch;
     if (!batch.opened()) {
       return ANNAL_OPEN_FAILED;

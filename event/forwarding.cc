@@ -27,11 +27,11 @@ constexpr char kNotificationLevels[] = {'1', '2', '4'};
 constexpr char kNotificationCentre[] = "/usr/local/sbin/evsh -0 nc.send_message >/dev/null 2>&1";
 
 constexpr std::size_t kLogCentreEntries = 15;
-constexpr Surroundings kLogCentre{
-    .first_child = Surroundings::FirstChild::kClosesStreams,
-    .session = Surroundings::Session::kInherited,
-    .streams = Surroundings::Streams::kSeparate,
-    .script = Surroundings::Script::kRun,
+constexpr LaunchOptions kLogCentre{
+    .first_child = LaunchOptions::FirstChild::kClosesStreams,
+    .session = LaunchOptions::Session::kInherited,
+    .streams = LaunchOptions::Streams::kSeparate,
+    .script = LaunchOptions::Script::kRun,
     .status_without_command = 1,
 };
 

@@ -74,11 +74,11 @@ int run_in_utf8(const char* path, const ArgumentVector& arguments) noexcept {
 
 // The size of a catalog message's vector, including the closing null pointer.
 constexpr std::size_t kCatalogMessageEntries = 23;
-constexpr Surroundings kCatalogMessage{
-    .first_child = Surroundings::FirstChild::kClosesStreams,
-    .session = Surroundings::Session::kInherited,
-    .streams = Surroundings::Streams::kSeparate,
-    .script = Surroundings::Script::kRun,
+constexpr LaunchOptions kCatalogMessage{
+    .first_child = LaunchOptions::FirstChild::kClosesStreams,
+    .session = LaunchOptions::Session::kInherited,
+    .streams = LaunchOptions::Streams::kSeparate,
+    .script = LaunchOptions::Script::kRun,
     .status_without_command = 1,
 };
 constexpr int kNotStarted = 1;

@@ -168,10 +168,10 @@ int AnnalNoticeModifyTbl() noexcept {
   // A table that lacks one of them comes from a different release, or is empty: its notices are worth less than a file
   // that the notice centre can read. If the file cannot be deleted, creating the table reports it.
   if (isAllColumnExist() > 0) {
-    start_file_over(kNoticeLog);
-    constexpr int kMostNotices = 10000;
+    replace_with_empty_file(kNoticeLog);
+    constexpr int kMaxNotices = 10000;
     constexpr int kDeletedAtOnce = 1;
-    result = annal_notice_create_tbl(kMostNotices, kDeletedAtOnce);
+    result = annal_notice_create_tbl(kMaxNotices, kDeletedAtOnce);
   }
   constexpr int kText = 0;
   return annal_notice_table_check_column("title") == ANNAL_QUERY_FAILED

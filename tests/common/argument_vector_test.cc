@@ -11,11 +11,11 @@
 namespace annal::test {
 namespace {
 
-constexpr Surroundings kAny{
-    .first_child = Surroundings::FirstChild::kKeepsStreams,
-    .session = Surroundings::Session::kInherited,
-    .streams = Surroundings::Streams::kSeparate,
-    .script = Surroundings::Script::kRefused,
+constexpr LaunchOptions kAny{
+    .first_child = LaunchOptions::FirstChild::kKeepsStreams,
+    .session = LaunchOptions::Session::kInherited,
+    .streams = LaunchOptions::Streams::kSeparate,
+    .script = LaunchOptions::Script::kRefused,
     .status_without_command = 0,
 };
 

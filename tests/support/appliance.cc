@@ -35,7 +35,7 @@ void empty_folders() {
 }  // namespace
 
 void ApplianceTest::SetUp() {
-  ASSERT_TRUE(appliance::inside_private_appliance() && appliance::is_kept());
+  ASSERT_TRUE(appliance::inside_private_appliance() && appliance::is_supervised());
   empty_folders();
   Clock::run();
   SqliteTrace::reset();
@@ -44,7 +44,7 @@ void ApplianceTest::SetUp() {
 }
 
 void ApplianceTest::TearDown() {
-  EXPECT_TRUE(appliance::end_strays())
+  EXPECT_TRUE(appliance::kill_strays())
       << "commands that do not end, or a kernel that does not list the children of a process";
   EXPECT_EQ(SqliteTrace::open_connections(), 0U);
   EXPECT_EQ(SqliteTrace::live_statements(), 0U);

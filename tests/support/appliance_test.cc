@@ -113,7 +113,7 @@ class Kept : public Appliance {
       char option[] = "-c";
       std::string text = script;
       char* const argv[] = {shell, option, text.data(), nullptr};
-      _exit(appliance::run_kept_on_private_appliance(shell, const_cast<char**>(argv)));
+      _exit(appliance::run_supervised_on_private_appliance(shell, const_cast<char**>(argv)));
     }
     return process;
   }

@@ -20,8 +20,8 @@ bool only_lists(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!only_lists(argc, argv) && !annal::appliance::is_kept()) {
-    return annal::appliance::run_kept_on_private_appliance("/proc/self/exe", argv);
+  if (!only_lists(argc, argv) && !annal::appliance::is_supervised()) {
+    return annal::appliance::run_supervised_on_private_appliance("/proc/self/exe", argv);
   }
   // Local time differs from UTC, and by another offset in summer, on every machine alike.
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);

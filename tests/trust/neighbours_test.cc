@@ -844,7 +844,7 @@ TEST_P(Grounds, EveryFunctionDoesAllOrNothing) {
   std::fflush(nullptr);
   const pid_t process = fork();
   if (process == 0) {
-    const std::string problem = appliance::leave_the_machines_mounts();
+    const std::string problem = appliance::unshare_mounts();
     if (problem.empty()) {
       try {
         call_all();

@@ -34,7 +34,7 @@ class SlowCommand : public TrustTest {
  protected:
   // In this process alone, opening the null device takes as long as said.
   static void hold_up_the_null_device() {
-    ASSERT_EQ(appliance::leave_the_machines_mounts(), "");
+    ASSERT_EQ(appliance::unshare_mounts(), "");
     ASSERT_EQ(mkfifo(kSlow, 0600), 0);
     ASSERT_EQ(mount(kSlow, "/dev/null", nullptr, MS_BIND, nullptr), 0);
     if (fork() == 0) {
