@@ -1,4 +1,4 @@
-// private-appliance COMMAND [ARGUMENT...]: runs a command on a private appliance and answers with its exit status.
+// private-appliance COMMAND [ARGUMENT...]: runs a command on a private appliance and returns its exit status.
 #include <cstdio>
 
 #include "appliance/namespace.h"

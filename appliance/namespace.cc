@@ -1,3 +1,5 @@
+// Enters a private appliance, and supervises a program on it. The supervisor stays outside the namespace as a child
+// subreaper, so every process that the program leaves becomes its child and dies with it.
 #include "appliance/namespace.h"
 
 #include <fcntl.h>
@@ -26,13 +28,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Holds the name of the mount namespace, so that a copy of the variable that escaped from it is not believed.
+// Holds the mount namespace's name, so that a copy of the variable outside the namespace has no effect.
 constexpr const char* kMarkVariable = "CORIX_PRIVATE_APPLIANCE";
 
-// Holds the supervisor's process number, which is this process' parent or the variable is another program's.
+// Holds the supervisor's process id. If that is not this process's parent, the variable was inherited from another
+// program.
 constexpr const char* kSupervisorVariable = "CORIX_APPLIANCE_SUPERVISOR";
 
-// For processes that have been killed to be gone.
+// How long killed processes may take to disappear.
 constexpr std::chrono::seconds kExitTimeout{10};
 
 std::string mount_namespace() {
@@ -60,7 +63,7 @@ std::string unshare_mounts() {
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
       return failure("this machine allows no mount namespace, with or without a user namespace");
     }
-    // Mapped to itself, so that permissions mean inside what they mean outside.
+    // Maps the user to itself, so that permissions mean the same inside.
     const std::string user = std::to_string(uid) + " " + std::to_string(uid) + " 1";
     const std::string group = std::to_string(gid) + " " + std::to_string(gid) + " 1";
     if (!write_text("/proc/self/setgroups", "deny") || !write_text("/proc/self/uid_map", user) ||
@@ -83,15 +86,15 @@ std::string mount_empty(const std::string& folder) {
   return {};
 }
 
-// Shows a folder of the machine with one subfolder of our own in it: an empty folder, filled with links to what the
-// machine has there. The subfolder can then be removed and made again, which a mount point could not.
+// Replaces a folder by an empty one with links to all that the machine has there, except one subfolder of our own.
+// Unlike a mount point, this subfolder can be removed and created again.
 std::string replace_subfolder(const fs::path& subfolder) {
   const fs::path folder = subfolder.parent_path();
   const int original = open_tree(AT_FDCWD, folder.c_str(), OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE);
   if (original < 0) {
     return failure("cannot take a copy of the machine's own " + folder.string());
   }
-  // What the links lead to is the machine's: root could write there.
+  // The links lead to the machine's files, which root could write.
   mount_attr read_only{};
   read_only.attr_set = MOUNT_ATTR_RDONLY;
   std::string problem;
@@ -107,7 +110,7 @@ std::string replace_subfolder(const fs::path& subfolder) {
     for (const fs::directory_entry& entry : fs::directory_iterator(machines)) {
       const fs::path name = entry.path().filename();
       if (name != subfolder.filename()) {
-        // A link is copied, not linked to: a relative one only leads where it should from its own folder.
+        // Copies a link instead of linking to it: a relative link works only from its own folder.
         fs::create_symlink(entry.is_symlink() ? fs::read_symlink(entry.path()) : ".machine" / name, folder / name);
       }
     }
@@ -140,7 +143,7 @@ std::string enter_private_appliance() {
   if (problem.empty() && setenv(kMarkVariable, mount_namespace().c_str(), 1) != 0) {
     problem = failure("cannot set the environment");
   }
-  // The current folder still is the machine's own, below what has been mounted over it.
+  // The current folder is still the machine's own, under the new mounts.
   if (problem.empty() && (current.empty() || chdir(current.c_str()) != 0) && chdir("/") != 0) {
     problem = failure("cannot leave the current folder");
   }
@@ -151,10 +154,10 @@ namespace {
 
 [[noreturn]] void exec_supervised(pid_t supervisor, const char* program, char** argv) {
   std::string problem = inside_private_appliance() ? "" : enter_private_appliance();
-  // Only now: a change of what this process may do would undo it.
+  // Must come last: a change of credentials would clear the death signal.
   if (problem.empty() && (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != supervisor ||
                           setenv(kSupervisorVariable, std::to_string(supervisor).c_str(), 1) != 0)) {
-    problem = "no supervisor";
+    problem = "cannot follow the supervisor";
   }
   if (problem.empty()) {
     execvp(program, argv);
@@ -168,7 +171,7 @@ namespace {
 
 namespace {
 
-// Of this process, if it is a supervisor.
+// The kernel's list of this process's children.
 std::string own_children_file() {
   return "/proc/self/task/" + std::to_string(getpid()) + "/children";
 }
@@ -178,7 +181,7 @@ std::vector<pid_t> read_pids(const std::string& children) {
   return {std::istream_iterator<pid_t>(file), {}};
 }
 
-// Whatever is left becomes the supervisor's child when its own parent ends.
+// Every orphaned descendant becomes the supervisor's child, so this repeats until there are none.
 void kill_descendants() {
   const auto deadline = std::chrono::steady_clock::now() + kExitTimeout;
   for (pid_t ended = 0; ended != -1 && std::chrono::steady_clock::now() < deadline;) {
@@ -192,7 +195,7 @@ void kill_descendants() {
   }
 }
 
-// Asks a supervisor whose parent has been killed to end what it keeps.
+// Tells a supervisor that its parent was killed; it then kills the program.
 const int kParentDied = SIGRTMIN;
 
 volatile std::sig_atomic_t g_child = 0;
@@ -203,10 +206,10 @@ extern "C" void forward_signal(int signal) {
 
 constexpr int kForwarded[] = {SIGHUP, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM};
 
-// A terminal sends them to the program too, which is to answer them.
+// A terminal sends these to the program as well, so they are not forwarded.
 constexpr int kSentByTerminal[] = {SIGINT, SIGQUIT};
 
-// Until forward_signals_and_wait() is ready for them. Returns what was blocked before.
+// Blocks them until forward_signals_and_wait() is ready. Returns the previous mask.
 sigset_t block_signals() {
   sigset_t blocked;
   sigset_t before;
@@ -222,7 +225,7 @@ sigset_t block_signals() {
   return before;
 }
 
-// Waits for the child, which gets the signals of this process meanwhile, and returns its exit status.
+// Forwards this process's signals to the child, waits for it and returns its exit status.
 int forward_signals_and_wait(pid_t child, const sigset_t& unblocked) {
   g_child = child;
   struct sigaction forwarding {};
@@ -230,7 +233,7 @@ int forward_signals_and_wait(pid_t child, const sigset_t& unblocked) {
   sigemptyset(&forwarding.sa_mask);
   for (const int signal : kForwarded) {
     struct sigaction before {};
-    // What is ignored, as under nohup, stays so, and the program has inherited that.
+    // A signal that is ignored, as under nohup, stays ignored; the program has inherited that.
     if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
       sigaction(signal, &forwarding, nullptr);
     }
@@ -251,11 +254,11 @@ int forward_signals_and_wait(pid_t child, const sigset_t& unblocked) {
 }
 
 int report_fork_failure() {
-  std::fprintf(stderr, "Cannot run on a private appliance: %s\n", failure("no process").c_str());
+  std::fprintf(stderr, "Cannot run on a private appliance: %s\n", failure("cannot create a process").c_str());
   return kCannotRun;
 }
 
-// The one process whose end nothing outlives: it outlives the program, and its own parent.
+// The supervisor's own code. It outlives the program and its own parent, and nothing outlives it.
 int supervise(pid_t parent, const char* program, char** argv, const sigset_t& unblocked) {
   const pid_t supervisor = getpid();
   if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0 || prctl(PR_SET_PDEATHSIG, kParentDied) != 0 || getppid() != parent) {

@@ -1,4 +1,4 @@
-/* A program that adds one event and ends, as a CGI program does. */
+/* Adds one event and exits, as a CGI program does. */
 #include <string.h>
 
 #include "Corix_annal.h"

@@ -1,4 +1,4 @@
-// The same with POCO's SQLChannel.
+// Adds one entry through POCO's SQLChannel and exits.
 #include "bench/poco_channel.h"
 
 int main() {

@@ -1,6 +1,6 @@
-// What adding one event costs its caller with every consumer started, by how much memory the caller has: the library
-// beside the plain form, which is bare SQLite, popen and two forks for each of the two commands. One process of each
-// size takes both in turn. Run it on a private appliance.
+// Measures what it costs a caller to add one event and start every consumer, depending on the caller's memory. Compares
+// the library with plain code: bare SQLite, popen and two forks for each of the two commands. One process of each size
+// alternates between the two. Run it on a private appliance.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -41,7 +41,7 @@ struct Times {
   double plain;
 };
 
-// Nothing in it is left for the library to normalise.
+// The record needs no normalising.
 EventRecord event() {
   EventRecord record{};
   record.event_timet = 1600000000;
@@ -116,12 +116,12 @@ void add_by_the_library(EventRecord record) {
 }
 
 [[noreturn]] void serve(std::size_t mebibytes, int requests, int answers) {
-  // Written to, so that it is resident; the pages differ, so that the kernel cannot share them.
+  // Writing makes the memory resident; the pages differ, so that the kernel cannot share them.
   std::vector<char> memory(mebibytes * kMebibyte);
   for (std::size_t i = 0; i < memory.size(); i += 4096) {
     memory[i] = static_cast<char>(i >> 12);
   }
-  std::signal(SIGPIPE, SIG_IGN);  // the plain form would not survive a command that does not read
+  std::signal(SIGPIPE, SIG_IGN);  // the plain code would not survive a command that does not read
   const EventRecord record = event();
   char request = 0;
   for (int round = 0; read(requests, &request, 1) == 1; ++round) {
@@ -175,7 +175,7 @@ int run(int rounds) {
   std::vector<Caller> callers{{8}, {256}, {1024}};
   for (Caller& caller : callers) {
     start(caller);
-    ask(caller);  // the first of each is paid by start-up
+    ask(caller);  // warm-up
   }
   for (int round = 0; round < rounds; ++round) {
     for (Caller& caller : callers) {

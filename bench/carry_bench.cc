@@ -1,5 +1,5 @@
-// What it costs a program to carry the library: start to end of one that makes a single count, linked with the library
-// and with SQLite alone, taken in turn; and what the library's files weigh. Run it on a private appliance.
+// Measures what the library adds to a program: the run time of one that makes a single count, linked with the library
+// or with SQLite alone, in alternation, and the sizes of the library's files. Run it on a private appliance.
 #include <fmt/format.h>
 #include <spawn.h>
 #include <sys/stat.h>
@@ -47,7 +47,7 @@ long number_in(const std::string& text) {
   return std::strtol(text.c_str(), nullptr, 10);
 }
 
-// Relocations: what the loader has to write before the program begins. Packed ones are counted one by one.
+// Relocations: the words that the loader writes before the program starts. Packed ones are counted individually.
 void print_weight(const char* name, const std::string& path) {
   struct stat file {};
   if (stat(path.c_str(), &file) != 0) {

@@ -1,6 +1,6 @@
 /*
- * The least that a program does with a log: it counts the events once and ends. Built twice: with the library, and with
- * SQLite alone. With an argument it shows afterwards what memory is its own.
+ * The minimal user of a log: counts the events once and exits. Built twice, with the library and with SQLite alone.
+ * With an argument it then prints its private memory.
  */
 #include <stdio.h>
 #include <string.h>

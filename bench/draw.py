@@ -8,7 +8,7 @@ import matplotlib
 matplotlib.use("svg")
 from matplotlib import pyplot  # noqa: E402
 
-# Drawn in these colors, then replaced by the page's: a picture takes the ink that fits the reader's light or dark theme.
+# Placeholder colors. The finished picture uses the page's colors instead, to fit a light or dark theme.
 INK, LINES, OURS, OTHER = "#010101", "#020202", "#030303", "#040404"
 THEMES = {
     INK: ("ink", "#24292f", "#d0d7de"),
@@ -16,7 +16,7 @@ THEMES = {
     OURS: ("ours", "#0969da", "#58a6ff"),
     OTHER: ("other", "#bc4c00", "#f0883e"),
 }
-# The questions worth telling apart; all of them are in the tables.
+# The questions worth a line of their own. The tables have all of them.
 GROWTH = {
     "50 by date, time, reversed": "newest 50",
     "50 by time, date": "50 by time of day",
@@ -170,7 +170,7 @@ def save(figure, path):
 def main():
     if len(sys.argv) != 3:
         sys.exit(__doc__)
-    # Texts stay texts, for search and screen readers; equal results give equal pictures.
+    # Keep texts as text, for search and screen readers, and make equal results give equal pictures.
     matplotlib.rcParams.update({"svg.fonttype": "none", "svg.hashsalt": "results", "font.family": "sans-serif",
                                 "font.size": 9})
     found = sections(sys.argv[1])

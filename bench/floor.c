@@ -1,3 +1,4 @@
+/* Bare SQLite calls that do what the library does; see floor.h. */
 #include "bench/floor.h"
 
 #include <sqlite3.h>

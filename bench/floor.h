@@ -1,6 +1,6 @@
 /*
- * The floor: what the library does to its files, by bare SQLite calls in plain C, as a program would write it that has
- * no library. The statements' texts are the library's own; the driver traces both and holds them to that.
+ * The floor: what the library does to its files, in bare SQLite calls and plain C, as a program without the library
+ * would do it. The statements' texts are the library's own; the driver traces both sides and checks that.
  */
 #ifndef ANNAL_BENCH_FLOOR_H
 #define ANNAL_BENCH_FLOOR_H
@@ -13,19 +13,19 @@ extern "C" {
 
 enum floor_wait { FLOOR_NO_WAIT, FLOOR_WAIT };
 
-/* Opens, runs and closes. 0, or SQLite's code. */
+/* Opens, runs and closes. Returns 0, or SQLite's code. */
 int floor_run(const char* path, enum floor_wait wait, const char* sql, annal_row_callback callback, void* context);
 
-/* The same with one number in the format. */
+/* The same with one number for the format. */
 int floor_run_number(const char* path, enum floor_wait wait, const char* format, int number);
 
-/* The first column of the first row, or a negative number. */
+/* Returns the first column of the first row, or a negative number. */
 int floor_integer(const char* path, const char* sql);
 
-/* Each of a record that needs no normalising. */
+/* Each takes a record that needs no normalising. */
 int floor_event_add(const char* path, const EventRecord* record);
 int floor_conn_add(const char* path, const ConnRecord* record);
-int floor_fileop_add(const char* path, const FileOpRecord* record); /* 0 or SQLite's code */
+int floor_fileop_add(const char* path, const FileOpRecord* record); /* returns 0, or SQLite's code */
 int floor_notice_add(const char* path, const NoticeRecord* record);
 int floor_conn_add_entries(const char* path, const ConnRecord* records, int count, int* inserted);
 
@@ -34,14 +34,14 @@ extern const char floor_event_filtered[];
 extern const char floor_event_count[];
 extern const char floor_event_group[];
 extern const char floor_event_delete[]; /* format: the id */
-extern const char floor_event_trim[];   /* format: how many to keep */
+extern const char floor_event_trim[];   /* format: the number to keep */
 
 extern const char floor_conn_newest[];
 extern const char floor_conn_filtered[];
 extern const char floor_conn_count[];
 extern const char floor_conn_group[];
 extern const char floor_conn_delete[]; /* format: the id */
-extern const char floor_conn_trim[];   /* format: how many go */
+extern const char floor_conn_trim[];   /* format: the number to delete */
 
 extern const char floor_fileop_newest[];
 extern const char floor_fileop_filtered[];

@@ -1,5 +1,5 @@
-// Every call of the library beside the same statements by bare SQLite calls, on logs of different sizes: in time, and
-// in instructions as callgrind counts them. No consumer is started (quiet.cc). Run it on a private appliance.
+// Compares every call of the library with the same statements run by bare SQLite, on logs of different sizes, in time
+// and in instructions as callgrind counts them. Starts no consumer (quiet.cc). Run it on a private appliance.
 #include <fmt/format.h>
 
 #include <cstdlib>
@@ -15,10 +15,10 @@
 namespace annal::bench {
 namespace {
 
-constexpr int kRoom = 100000;  // the limit of a log that is empty
+constexpr int kRoom = 100000;  // the limit of an empty log
 constexpr int kMostWrites = 400;
 
-// An empty log is measured while it is empty; any other is full, so that an entry that is added drops the oldest.
+// An empty log stays below its limit; any other is full, so adding an entry deletes the oldest.
 void make(const LogUnderTest& log, int rows) {
   make_log(log, rows, rows > 0 ? rows : kRoom, 1);
 }
@@ -27,7 +27,7 @@ std::string title(const LogUnderTest& log, const Call& call, int rows) {
   return fmt::format("{} {}, {} rows", log.name, call.name, rows);
 }
 
-// Both sides' statements, word for word.
+// Compares both sides' statements word for word.
 void expect_same_statements(const LogUnderTest& log, const Call& call) {
   const auto traced = [](const Side& side) {
     return statements_of([&side] {
@@ -48,7 +48,7 @@ void expect_same_statements(const LogUnderTest& log, const Call& call) {
   }
 }
 
-// A batch looks through the whole log for each of its entries: in a full one it would take minutes.
+// A batch scans the whole log for each of its entries, which takes minutes in a full log.
 bool is_batch(const Call& call) {
   return std::strstr(call.name, "batch") != nullptr;
 }
@@ -90,7 +90,7 @@ std::vector<Call> counted_calls(const LogUnderTest& log, int rows) {
   return calls;
 }
 
-// In the child that callgrind watches: each call once unwatched, because the first of each pays for finding functions.
+// Runs in the child under callgrind. Each call first runs uncounted, because its first run pays for symbol lookup.
 int count_calls(bool ours, int rows) {
   for (const LogUnderTest& log : logs()) {
     for (const Call& call : counted_calls(log, rows)) {

@@ -1,5 +1,5 @@
-// What each order and each filter of the listings and counts costs as a log grows, and the plan by which SQLite runs
-// it. The sizes are taken in turn. Run it on a private appliance.
+// Measures what each order and filter of the listings and counts costs as a log grows, and shows SQLite's query plan.
+// Alternates between the sizes. Run it on a private appliance.
 #include <fmt/format.h>
 #include <sqlite3.h>
 
@@ -22,10 +22,11 @@ namespace fs = std::filesystem;
 
 constexpr char kFileOpLog[] = "/etc/logs/fileop.log";
 constexpr char kNobody[] = "no such text";
-// Not in any filled log, and later than all: a period that nothing is in.
+// A period after the last entry of any filled log.
 constexpr char kFirstDate[] = "2031-01-01";
 constexpr char kLastDate[] = "2031-01-31";
-// In every filled log: what one in a hundred entries has (and as a part, one in nine), and the days before the newest.
+// Values that occur in every filled log: in one of a hundred entries (or, as a substring, in one of nine), and the days
+// before the newest.
 constexpr char kSomebody[] = "user1";
 constexpr char kRecentFirst[] = "2025-09-10";
 constexpr char kRecentLast[] = "2025-10-09";
@@ -35,8 +36,7 @@ struct Question {
   std::function<int(Answer* answer)> ask;
 };
 
-// Where a question does not say how many pass, nothing does: what a filter costs when SQLite has to look at all there
-// is.
+// Unless a question says how many rows match, none do: the filter's cost when SQLite has to scan everything.
 struct EventFilters {
   unsigned type = 0;
   const char* first_date = nullptr;
@@ -174,7 +174,7 @@ std::vector<Question> conn_questions() {
   return questions;
 }
 
-// In a record of zeroes.
+// Sets one field of a zeroed record.
 template <std::size_t kSize>
 void fill(char (&field)[kSize], std::string_view text) {
   text.copy(field, kSize - 1);
@@ -254,7 +254,7 @@ int take_plan(void* context, int /*columns*/, char** values, char** /*names*/) {
   return 0;
 }
 
-// Of what the library runs, on the log that it runs it on.
+// Explains the statement that the library runs, on the same log.
 std::string plan_of(const LogUnderTest& log, const Question& question) {
   Answer answer;
   const std::vector<std::string> statements = statements_of([&] { question.ask(&answer); });
@@ -295,7 +295,7 @@ void compare_sizes(const LogUnderTest& log, const std::vector<Question>& questio
     std::vector<std::vector<double>> times(sizes.size());
     std::vector<double> growth;
     double spent = 0;
-    // What reads a table of a million rows is plain after one round.
+    // One round is enough for a query that reads a million rows.
     for (int round = 0; round == 0 || (round < 3 && spent < 3e6) || (round < 9 && spent < 0.3e6); ++round) {
       for (std::size_t i = 0; i < sizes.size(); ++i) {
         point_at(log, sizes[i]);
@@ -332,7 +332,7 @@ int main(int argc, char** argv) {
   for (const LogUnderTest& log : logs()) {
     const std::string_view name = log.name;
     if (!option.empty() && !quick && option != name) {
-      continue;  // a log's name asks for that one alone
+      continue;  // a log's name selects that log alone
     }
     compare_sizes(log,
                   name == "event"    ? event_questions()

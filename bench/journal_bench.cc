@@ -1,4 +1,4 @@
-// Reading a log from the command line, as whole programs: annalctl beside journalctl on a journal file of the same
+// Compares whole programs that read a log from the command line: annalctl, and journalctl on a journal file of the same
 // entries. Run it on a private appliance.
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -25,7 +25,7 @@ constexpr char kJournal[] = "/etc/logs/peer.journal";
 constexpr char kOutput[] = "/etc/logs/output";
 constexpr char kReader[] = "journalctl --quiet --no-pager --file /etc/logs/peer.journal ";
 
-// The entries as a journal takes them in, with the event log's columns as fields.
+// The entries in the journal's import format, with the event log's columns as fields.
 int write_entry(void* context, int columns, char** values, char** names) {
   std::ostream& out = *static_cast<std::ostream*>(context);
   for (int i = 0; i < columns; ++i) {
@@ -68,7 +68,7 @@ void run_shell(const std::string& command, Answer& answer) {
   answer.result = status;
 }
 
-// The messages' numbers in what a program has written, or the one number that is all of it.
+// The messages' numbers in a program's output, or the single number that is the output.
 std::string found() {
   std::ifstream file(kOutput);
   const std::string text{std::istreambuf_iterator<char>(file), {}};

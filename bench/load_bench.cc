@@ -1,5 +1,5 @@
-// What the message catalog costs every process that loads the library: start to end of a program that calls it once,
-// linked with the library as it is, with its relocations unpacked, and without the catalog, taken in turn.
+// Measures what the message catalog costs every process that loads the library: the run time of a program that calls it
+// once, linked with the library as shipped, with its relocations unpacked, or without the catalog, in alternation.
 #include <fmt/format.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
   for (long round = -20; round < rounds; ++round) {
     for (Variant& variant : variants) {
       run_once(variant);
-      if (round < 0) {  // the files were not in memory yet
+      if (round < 0) {  // warm-up: reads the files into memory
         variant.microseconds.clear();
         variant.faults.clear();
       }

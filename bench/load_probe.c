@@ -1,4 +1,4 @@
-/* The least that a caller of the library does: it is loaded and called once. */
+/* The minimal caller: loads the library and calls it once. */
 #include "Corix_annal.h"
 
 int main(void) {

@@ -1,3 +1,4 @@
+// Fills the logs and lists what the benchmarks call on each, through the library and through bare SQLite.
 #include "bench/logs.h"
 
 #include <fmt/format.h>
@@ -15,13 +16,13 @@ namespace annal::bench {
 
 namespace {
 
-constexpr std::int64_t kNewest = 1760000000;  // when the newest row of a filled log was stored; one a minute before it
+constexpr std::int64_t kNewest = 1760000000;  // time of the newest row of a filled log; the others are a minute apart
 constexpr int kBatch = 1000;
 constexpr char kUser[] = "user1";
 constexpr char kFirstDate[] = "2025-10-01";
 constexpr char kLastDate[] = "2025-10-31";
 
-// Rows and records are alike from run to run: everything in them follows from their number.
+// Rows and records are the same in every run: their number determines their content.
 constexpr unsigned of(int number, unsigned salt, unsigned among) {
   const unsigned mixed = (static_cast<unsigned>(number) + 1U) * 2654435761U + salt * 40503U;
   return (mixed ^ (mixed >> 15U)) % among;
@@ -32,7 +33,7 @@ void write(char (&field)[kSize], const std::string& text) {
   field[text.copy(field, kSize - 1)] = '\0';
 }
 
-// Nothing in these records is left for the library to normalise.
+// These records need no normalising.
 EventRecord event(int number) {
   EventRecord record{};
   record.event_type = static_cast<int>(of(number, 1, 3));
@@ -102,7 +103,7 @@ NoticeRecord notice(int number) {
   return record;
 }
 
-// A call that lists.
+// Wraps a listing call.
 template <typename List>
 Side listing(List list) {
   return [list](int /*round*/, Answer& answer) { answer.result = list(&answer); };
@@ -112,13 +113,13 @@ Side floor_listing(const char* path, const char* sql) {
   return listing([path, sql](Answer* answer) { return floor_run(path, FLOOR_WAIT, sql, take_row, answer); });
 }
 
-// A call that answers with a number, which may depend on the round.
+// Wraps a call that returns a number, which may depend on the round.
 template <typename Answering>
 Side answering(Answering function) {
   return [function](int round, Answer& answer) { answer.result = function(round); };
 }
 
-// The first rows go one by one.
+// Deletes the first rows, one in each round.
 constexpr int id_of(int round) {
   return round + 1;
 }
@@ -273,7 +274,7 @@ int remove_fileop_trigger() {
   return pavo2log_event_remove_trigger_logfull(kFileOpLog);
 }
 
-// This log's functions neither group nor trim.
+// This log has no functions to group or trim.
 std::vector<Call> fileop_calls(int rows) {
   const auto filter = std::make_shared<FileOpFilter>();
   filter->event_type = 2;
@@ -311,7 +312,7 @@ std::vector<Call> fileop_calls(int rows) {
   };
 }
 
-// Nor do this log's trim.
+// This log has no function to trim.
 std::vector<Call> notice_calls(int rows) {
   return {
       {"newest 50", false, listing([](Answer* answer) { return annal_notice_query(take_row, 1, 0, 50, 0, answer); }),
@@ -409,7 +410,7 @@ const std::vector<LogUnderTest>& logs() {
 void fill_log(const LogUnderTest& log, int rows) {
   std::filesystem::remove(log.path);
   expect_done(log.create(1, 1), "creating a log");
-  // While it is there, every row that is added counts all others.
+  // With the trigger in place, each inserted row would count all others.
   expect_done(log.remove_trigger(), "removing the trigger");
   const Connection connection(log.path);
   sqlite3_stmt* fill = nullptr;

@@ -1,4 +1,4 @@
-// The logs as the benchmarks see them: how each is made and filled, and what is called of it on either side.
+// The logs as the benchmarks see them: how to create and fill each, and what to call on both sides.
 #pragma once
 
 #include <string>
@@ -20,12 +20,12 @@ struct LogUnderTest {
   const char* path;
   const char* floor_path;  // the floor's own copy
   const char* table;
-  const char* lasting;  // the columns that say nothing of when the benchmark ran
-  const char* fill;     // ?1: how many rows
+  const char* lasting;  // the columns that do not depend on the time of the run
+  const char* fill;     // ?1: the number of rows
   int (*create)(int limit, int batch);
   int (*add_trigger)(int limit, int batch);
   int (*remove_trigger)();
-  // On a log that holds so many rows. A round's call does not depend on the side.
+  // For a log of N rows. A round makes the same call on both sides.
   std::vector<Call> (*calls)(int rows);
 
   [[nodiscard]] const char* path_of(bool ours) const { return ours ? path : floor_path; }
@@ -33,18 +33,18 @@ struct LogUnderTest {
 
 [[nodiscard]] const std::vector<LogUnderTest>& logs();
 
-// Both sides' files anew: so many rows, the newest of one fixed moment, and a limit.
+// Recreates both sides' files with N rows, the newest at a fixed time, and a limit.
 void make_log(const LogUnderTest& log, int rows, int limit, int batch);
 
-// One file, filled; the library's own path is left with it.
+// Fills one file and leaves it at the library's path.
 void fill_log(const LogUnderTest& log, int rows);
 
 void execute(const char* path, const std::string& sql);
 
-// What the table holds, as far as it does not depend on when.
+// The table's content without the columns that depend on the time.
 [[nodiscard]] std::uint64_t contents(const LogUnderTest& log, const char* path);
 
-// The statements that SQLite is given, by whomever, while something is done.
+// The statements that SQLite runs, from either side, during an action.
 [[nodiscard]] std::vector<std::string> statements_of(const std::function<void()>& work);
 
 }  // namespace annal::bench

@@ -1,3 +1,4 @@
+// Times two ways of doing the same work in alternating rounds and prints a line of the results.
 #include "bench/measure.h"
 
 #include <fmt/format.h>

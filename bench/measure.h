@@ -1,4 +1,4 @@
-// Two ways of doing the same work, taken in turn, and the lines of the table that come of it.
+// Times two ways of doing the same work in alternating rounds and prints the lines of the result tables.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace annal::bench {
 
-// What a call has answered: its result, and the rows it has delivered. Rows are hashed when the sides are compared, and
-// only counted while they are measured.
+// A call's result and the rows that it delivered. Rows are hashed when the sides are compared, and only counted during
+// measurement.
 struct Answer {
   std::int64_t result = 0;
   std::uint64_t rows = 0;
@@ -24,7 +24,7 @@ int take_row(void* context, int columns, char** values, char** names);
 
 std::uint64_t hash(std::uint64_t seed, const char* text);
 
-// One side's call in a round. Rounds count from 0, and both sides get the same.
+// One side's call in a round. Rounds count from 0; both sides get the same number.
 using Side = std::function<void(int round, Answer& answer)>;
 
 struct Work {
@@ -33,8 +33,8 @@ struct Work {
   std::function<void()> before_round = [] {};
 };
 
-// What a ratio is of. Where both sides run in this very thread and wait for nothing, the processor's time is the same
-// as the clock's on a machine that does nothing else, and says the same on one that does.
+// What a ratio compares. If both sides run in this thread and never wait, processor time equals clock time on an idle
+// machine and stays the same on a busy one.
 enum class Ratio { kOfClock, kOfProcessor };
 
 struct Budget {
@@ -53,34 +53,34 @@ struct Summary {
 [[nodiscard]] Summary summary_of(std::vector<double> values);
 [[nodiscard]] double median(std::vector<double> values);
 
-// Microseconds by the clock, round by round.
+// Clock time in microseconds, one value a round.
 struct Pairs {
   std::vector<double> ours{};
   std::vector<double> theirs{};
   bool same = true;              // whether every round's answers agreed
-  std::vector<double> ratios{};  // of the rounds, where they are not those of the times
+  std::vector<double> ratios{};  // of each round, if not computed from the times
 
-  // The median of the rounds' own ratios: what disturbs a round disturbs both of its sides.
+  // The median of the rounds' ratios: a disturbance affects both sides of a round.
   [[nodiscard]] double ratio() const;
 };
 
-// Round 0 compares the rows and is not measured. Each further round changes which side goes first.
+// Round 0 compares the rows and is not measured. After it, the sides alternate in going first.
 [[nodiscard]] Pairs alternate(const Work& work, const Budget& budget);
 
 [[nodiscard]] double microseconds(const std::function<void()>& work);
 
-// ---- the tables, whose heads run.sh prints ----
+// ---- the tables; run.sh prints their heads ----
 
-// One line of times. Returns whether both sides did the same work; a line for which they did not says so.
+// Prints a line of times. Returns whether both sides did the same work; if they did not, the line says so.
 bool print_line(const std::string& what, const Pairs& pairs);
 
-// One line of counts, which are the same in every round.
+// Prints a line of counts, which are the same in every round.
 void print_counts(const std::string& what, double ours, double theirs);
 
-// 123.4, 12 345: three significant digits or all before the point.
+// Formats as 123.4 or 12 345: three significant digits, or all before the point.
 [[nodiscard]] std::string amount(double value);
 
-// Says on standard error what is being done, and ends the program when it cannot be.
+// Reports a step on standard error; exits if the step fails.
 void progress(const std::string& what);
 [[noreturn]] void give_up(const std::string& what);
 

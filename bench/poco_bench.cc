@@ -1,5 +1,5 @@
-// Adding an entry: the library beside POCO's SQLChannel on SQLite, both into files of SQLite's default durability. No
-// consumer is started (quiet.cc). Run it on a private appliance.
+// Compares adding an entry through the library and through POCO's SQLChannel on SQLite, both with SQLite's default
+// durability. Starts no consumer (quiet.cc). Run it on a private appliance.
 #include <fmt/format.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -27,7 +27,7 @@ constexpr char kTable[] =
     "CREATE TABLE T_POCO_LOG (Source VARCHAR, Name VARCHAR, ProcessId INTEGER, Thread VARCHAR, ThreadId INTEGER, "
     "Priority INTEGER, Text VARCHAR, DateTime DATE);";
 
-// What the event log has and a table of POCO's has not: an index for every column that is sorted by, and a limit.
+// What POCO's table lacks beside the event log: an index for every column that a query can sort by, and a limit.
 std::string indexes_and_limit(int limit) {
   std::string sql;
   for (const char* column : {"Source", "Name", "ProcessId", "Thread", "ThreadId", "Priority", "DateTime"}) {

@@ -1,4 +1,4 @@
-// POCO's SQLChannel on SQLite, which answers when an entry is stored, as the library does.
+// POCO's SQLChannel on SQLite, set to return only after the entry is stored, as the library does.
 #pragma once
 
 #include <Poco/AutoPtr.h>

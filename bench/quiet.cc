@@ -1,5 +1,5 @@
-// Linked into a benchmark, these come before the C library's own: no other process is started, so that what the library
-// does for its consumers up to there is measured, and what starting them costs the machine is not.
+// Replaces C library functions in a benchmark so that no process starts. The benchmark then measures the library's own
+// work for its consumers, not the cost of starting them.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -17,18 +17,18 @@ extern "C" std::FILE* popen(const char* /*command*/, const char* /*mode*/) {
   return nullptr;
 }
 
-// The first that starting a command takes is a stack for it.
+// The first step of starting a command is to map a stack.
 extern "C" void* mmap(void* address, std::size_t length, int protection, int flags, int descriptor,
                       off_t offset) noexcept {
   if ((flags & MAP_STACK) != 0) {
     errno = EAGAIN;
     return MAP_FAILED;
   }
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the system call answers with a number
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the system call returns a number
   return reinterpret_cast<void*>(syscall(SYS_mmap, address, length, protection, flags, descriptor, offset));
 }
 
-// The first that handing an entry to the recorder takes is a look at whether there is one.
+// The first step of forwarding to the recorder is to check whether it is installed.
 extern "C" int stat(const char* path, struct stat* found) noexcept {
   if (std::strcmp(path, annal::kRecorderInstalled) == 0) {
     errno = ENOENT;

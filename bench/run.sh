@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# run.sh FOLDER [--quick]: every benchmark of the build's FOLDER, each on an empty private appliance, as one document on
-# standard output. ./dev bench and ./dev bench-quick call it.
+# run.sh FOLDER [--quick]: runs every benchmark in the build's FOLDER, each on an empty private appliance, and writes
+# one document to standard output. ./dev bench and ./dev bench-quick call it.
 set -euo pipefail
 
 bin=$(realpath "$1")
@@ -15,7 +15,7 @@ readonly COUNTS='| thousands of instructions | ours | other | ratio |
 # section TITLE [HEAD OF ITS TABLE]
 section() { printf '\n## %s\n%s' "$1" "${2:+$'\n'$2$'\n'}"; }
 
-# If a benchmark fails, or its two sides did different work, the others still run; the exit status tells.
+# If a benchmark fails or its two sides did different work, the others still run; the exit status reports it.
 bench() {
   local program=$1
   shift

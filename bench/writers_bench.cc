@@ -1,5 +1,5 @@
-// Many writers of one log, and a full log's limits: the two things that decide what adding an entry costs, beside what
-// it holds. No consumer is started (quiet.cc). Run it on a private appliance.
+// Measures two things that decide the cost of adding an entry besides its content: other writers of the same log, and a
+// full log's limits. Starts no consumer (quiet.cc). Run it on a private appliance.
 #include <fmt/format.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -53,7 +53,7 @@ Share write_for(const Side& side, double seconds) {
   return share;
 }
 
-// All together; entries a second.
+// Entries a second of all writers together.
 Share write_together(const Side& side, int writers, double seconds) {
   int answers[2];
   if (pipe(answers) != 0) {
@@ -118,7 +118,7 @@ void compare_writers(int slices, double seconds) {
 
 // ---- a full log's limits ----
 
-// Of so many entries to a full log, by a batch: the mean, because every so many entries one pays for all.
+// The mean over many entries added to a full log, because one entry in every batch pays for the whole batch's deletion.
 double mean_of_adding(const Side& side, int entries) {
   double spent = 0;
   for (int round = 0; round < entries; ++round) {
@@ -143,7 +143,7 @@ void compare_batches(bool quick) {
       make_log(event_log(), limit, limit, 1);
       ones.push_back(mean_of_adding(add.ours, batch / 10));
       make_log(event_log(), limit, limit, batch);
-      batches.push_back(mean_of_adding(add.ours, batch));  // with exactly one that drops a batch
+      batches.push_back(mean_of_adding(add.ours, batch));  // exactly one of these deletes a batch
       ratios.push_back(ones.back() / batches.back());
     }
     fmt::print("| {:>7} | {:>14} | {:>16} | {:>14.1f} |\n", limit, amount(median(ones)), amount(median(batches)),

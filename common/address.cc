@@ -1,4 +1,4 @@
-// Checks a client's address and brings it into the form that the logs store.
+// Checks a client's address and normalises it to the form that the logs store.
 #include "common/address.h"
 
 #include <strings.h>
@@ -14,11 +14,11 @@ namespace {
 constexpr char kMappedPrefix[] = "::ffff:";
 constexpr std::size_t kMappedPrefixLength = sizeof kMappedPrefix - 1;
 
-// Real addresses are shorter; a platform that accepts more gets the rest of its text left where it was.
+// Real addresses are shorter. If a platform accepts a longer one, the rest of its text stays in place.
 constexpr std::size_t kMaxMoved = 63;
 
-// Moves the text over its prefix and clears what lies behind it, so that fields can be compared whole. In a buffer of
-// unknown size nothing beyond the old text is written.
+// Moves the text over its prefix and clears the bytes after it, so that fields can be compared whole. In a buffer of
+// unknown size it writes nothing beyond the old text.
 void drop_prefix(char* text, std::size_t size) noexcept {
   const std::size_t length = strnlen(text + kMappedPrefixLength, kMaxMoved);
   const std::size_t cleared_to = std::clamp(size, std::min(length + kMappedPrefixLength, kMaxMoved), kMaxMoved);

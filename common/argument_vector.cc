@@ -1,3 +1,4 @@
+// Formatted arguments, and those that do not fit the text area.
 #include "common/argument_vector.h"
 
 #include <algorithm>

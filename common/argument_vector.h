@@ -1,4 +1,4 @@
-// The argument vector of a command: pointers, and one text area in which formatted arguments lie one after another.
+// The argument vector of a command: pointers, and one text area for the formatted arguments.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 
 namespace annal {
 
-// Bounded in both, as the commands' argument lists have always been. An argument that does not fit the text area is
+// Both are bounded, as the commands' argument lists have always been. An argument that does not fit the text area is
 // cut, and those after it are empty; arguments beyond the maximum number are dropped.
 class ArgumentVector {
  public:
@@ -26,8 +26,8 @@ class ArgumentVector {
     }
   }
 
-  // Builds an argument in the text area, a name followed by a value: most arguments are of this kind, and a formatter
-  // would cost more. A batch builds a dozen for each record; because this is inlined, a name's length is a constant.
+  // Builds an argument in the text area: a name followed by a value. Most arguments have this form, and a formatter
+  // would cost more. A batch builds a dozen for each record; inlining makes a name's length a constant.
   [[gnu::always_inline]] void join(std::string_view name, std::string_view value = "") noexcept {
     if (name.size() + value.size() >= kTextRoom - used_) {
       join_what_fits(name, value);
@@ -49,13 +49,13 @@ class ArgumentVector {
   // False once formatting an argument has failed: do not run such a command.
   [[nodiscard]] bool complete() const noexcept { return complete_; }
 
-  // For exec, which does not change what it is given.
+  // For exec, which does not change its arguments.
   [[nodiscard]] char* const* argv() const noexcept { return const_cast<char* const*>(entries_); }
 
  private:
   static constexpr std::size_t kTextRoom = 10240;
 
-  // The caller has checked the room for all pieces at once; a checked memcpy would be a call for each name.
+  // The caller has checked the room for all pieces; a checked memcpy would cost a call for each name.
   static char* copy(char* to, std::string_view piece) noexcept {
     __builtin_memcpy(to, piece.data(), piece.size());
     return to + piece.size();
@@ -67,7 +67,7 @@ class ArgumentVector {
   const char* entries_[kMaxEntries];  // null after the last
   std::size_t count_ = 0;
   std::size_t max_arguments_;
-  char text_[kTextRoom + 1];  // the last byte is the text of an argument for which no room is left
+  char text_[kTextRoom + 1];  // the last byte serves as the empty text of arguments that do not fit
   std::size_t used_ = 0;
   bool complete_ = true;
 };

@@ -1,3 +1,4 @@
+// An exported helper: frees a text of SQLite's through the pointer that owns it.
 #include <sqlite3.h>
 
 #include "Corix_annal.h"

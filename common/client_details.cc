@@ -1,3 +1,4 @@
+// Adds what is known of an entry's client to a command's arguments.
 #include "common/client_details.h"
 
 #include <cstddef>

@@ -5,8 +5,8 @@
 
 namespace annal {
 
-// Each is a text, or a null pointer if the entry has none. Then the web server's variables are consulted, because a CGI
-// program may know its client from nothing else.
+// Each is a text, or null if the entry has none. A null one comes from the web server's environment variables, which
+// may be all that a CGI program knows of its client.
 struct ClientDetails {
   const char* id;
   const char* app;

@@ -1,3 +1,4 @@
+// Checks and adds columns, and migrates an older table in one transaction.
 #include "common/columns.h"
 
 #include <cstdio>

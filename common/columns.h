@@ -1,4 +1,4 @@
-// Looks for a column, adds one, and migrates an older table to the current layout.
+// Checks for a column, adds one, and migrates an older table to the current layout.
 #pragma once
 
 #include <span>

@@ -1,3 +1,4 @@
+// Writes a command's buffered input to its pipe.
 #include "common/command_input.h"
 
 #include <unistd.h>

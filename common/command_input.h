@@ -7,9 +7,9 @@
 
 namespace annal {
 
-// Collects what is written, because every write to a pipe wakes the reader, and goes on where a signal handler of the
-// caller's interrupted it: stdio would drop what it had collected. A command that does not read loses its input, and
-// nobody else notices: the signal that comes of it is held, and dropped.
+// Buffers what is written, because every write to a pipe wakes the reader. Continues after a signal handler of the
+// caller's interrupts a write, where stdio would drop its buffer. A command that does not read loses its input without
+// any other effect: the SIGPIPE is held and dropped.
 class CommandInput {
  public:
   CommandInput(int descriptor, HeldSigpipe& held) noexcept : descriptor_(descriptor), held_(held) {}

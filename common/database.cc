@@ -1,3 +1,4 @@
+// Thin owners of SQLite's connection and prepared statement.
 #include "common/database.h"
 
 #include <cstring>
@@ -11,7 +12,7 @@ constexpr int kBusyTimeoutMilliseconds = 20000;
 constexpr int kRetries = 50;
 constexpr int kPauseMilliseconds = 100;
 
-// Tells SQLite whether to try once more, having been asked so many times before.
+// Tells SQLite whether to retry, given the number of retries so far.
 int try_again(void* /*context*/, int retries) noexcept {
   if (retries >= kRetries) {
     return 0;
@@ -30,7 +31,7 @@ Database::Database(const char* path, Wait wait) noexcept : opened_(sqlite3_open(
   }
 }
 
-// Closes also what sqlite3_open could not open: a failed open still hands out a handle with memory behind it.
+// Also after a failed sqlite3_open, which still allocates a handle.
 Database::~Database() {
   sqlite3_close(handle_);
 }
@@ -45,7 +46,7 @@ std::int64_t Database::last_row_id() const noexcept {
 
 PreparedStatement::PreparedStatement(const Database& database, const char* sql) noexcept {
   if (database.opened()) {
-    // The result is not needed: without a statement the handle stays null, which every user of it answers.
+    // The result is not needed: on failure the handle stays null, and every method checks for that.
     sqlite3_prepare(database.handle_, sql, -1, &handle_, nullptr);
   }
 }

@@ -23,7 +23,7 @@ class Database {
   // Runs one text of one or more statements to its end; false when SQLite reports anything but success.
   [[nodiscard]] bool execute(const char* sql, annal_row_callback callback, void* context) const noexcept;
 
-  // Of the row inserted last, whatever a trigger has inserted or deleted since.
+  // The id of the last inserted row, unaffected by what a trigger has inserted or deleted since.
   [[nodiscard]] std::int64_t last_row_id() const noexcept;
 
  private:
@@ -42,7 +42,7 @@ class PreparedStatement {
 
   [[nodiscard]] bool prepared() const noexcept { return handle_ != nullptr; }
 
-  // Place 1 is the first. A text is not copied: it stays as it is until the statement has been reset.
+  // Parameters count from 1. A text is not copied: it must not change until the statement is reset.
   [[nodiscard]] bool bind(int parameter, int value) const noexcept;
   [[nodiscard]] bool bind(int parameter, const char* text) const noexcept;
 

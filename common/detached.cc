@@ -14,11 +14,12 @@
 #include "common/kept_errno.h"
 #include "common/not_cancelled.h"
 
-// The sanitizers know the stack of the thread only.
+// For functions that run on a child's stack: the sanitizers know only the thread's own.
 #define ANNAL_RUNS_ON_CHILD_STACK __attribute__((no_sanitize_address, no_sanitize_thread))
 
-// Between creating a child and running the command only async-signal-safe calls are made: the children run in the
-// caller's memory, in the middle of whatever its other threads were doing.
+// Starts a detached command through two children that share the caller's memory. The first child starts the command and
+// exits; the caller waits only for that. Between creating a child and exec, only async-signal-safe calls are allowed,
+// because the caller's other threads may hold any lock at that moment.
 
 namespace annal {
 
@@ -26,8 +27,8 @@ namespace {
 
 constexpr int kCannotRun = 1;
 
-// Room for both children, each of which runs a few small functions: one mapping, because the caller's own stack may be
-// as small as the system allows. Where the caller's address space has no room for it, smaller stacks do as well.
+// One mapping with the stacks of both children, which run a few small functions each. The caller's own stack may be as
+// small as the system allows, so it is not used. If the address space has no room for large stacks, small ones will do.
 class ChildStacks {
  public:
   ChildStacks() noexcept {
@@ -49,7 +50,7 @@ class ChildStacks {
   ChildStacks(const ChildStacks&) = delete;
   ChildStacks& operator=(const ChildStacks&) = delete;
 
-  // Stacks grow down on every machine this runs on. Null where there is no room for any.
+  // Stacks grow down on every machine this runs on. Null if there was no room.
   [[nodiscard]] void* first() const noexcept { return memory_ != nullptr ? memory_ + size_ : nullptr; }
   [[nodiscard]] void* second() const noexcept { return memory_ != nullptr ? memory_ + 2 * size_ : nullptr; }
 
@@ -61,7 +62,7 @@ class ChildStacks {
 
 using SignalSet = unsigned char[_NSIG / 8];
 
-// Blocks every signal of this thread, also those that the C library keeps to itself: a handler of the caller's must not
+// Blocks every signal of this thread, including those that the C library reserves: a handler of the caller's must not
 // run in a child that shares its memory.
 class AllSignalsBlocked {
  public:
@@ -91,16 +92,16 @@ struct Task {
   const AllSignalsBlocked* signals;
 };
 
-// The caller goes on when the child has ended or run a command; until then it stands still, and nothing is copied. A
-// child for which there is no stack gets a copy of the caller's memory, its stack included. It is _Fork that makes it,
-// because fork would run the caller's own handlers, which may do what a child must not.
+// Suspends the caller until the child exits or calls exec; nothing is copied. Without a stack, the child gets a copy of
+// the caller's memory, stack included. _Fork makes that copy, because fork would run the caller's atfork handlers,
+// which may do what a child must not.
 pid_t create_child(int (*run)(void*), void* stack, Task& task) noexcept {
   if (stack != nullptr) {
     return clone(run, stack, CLONE_VM | CLONE_VFORK | SIGCHLD, &task);
   }
   const pid_t child = _Fork();
   if (child == 0) {
-    run(&task);  // which does not return
+    run(&task);  // does not return
   }
   return child;
 }
@@ -122,7 +123,7 @@ ANNAL_RUNS_ON_CHILD_STACK void redirect_streams_to_null(LaunchOptions::Streams s
   close(STDIN_FILENO);
   close(STDOUT_FILENO);
   close(STDERR_FILENO);
-  // Each open takes the lowest free descriptor, which makes them 0, 1 and 2.
+  // Each open takes the lowest free descriptor, so these become 0, 1 and 2.
   if (open("/dev/null", O_RDONLY) == STDIN_FILENO && open("/dev/null", O_WRONLY) == STDOUT_FILENO) {
     dup2(STDOUT_FILENO, STDERR_FILENO);
   }

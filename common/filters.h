@@ -98,8 +98,8 @@ enum CommonSlot : std::size_t {
   kUserSlot,
 };
 
-// The filters of a log's searches. Its conditions have a type, a period and a user besides the values; 0, no first date
-// and null stand for no filter.
+// The filters of a log's searches. Besides the values, its conditions have a type, a period and a user; 0, a null first
+// date and a null user mean no filter.
 template <typename Conditions>
 struct FilterTable {
   Clause type;  // format: the stored type, which is one less than the caller's
@@ -138,7 +138,7 @@ struct Search {
   const char* columns = nullptr;
 };
 
-// The statement with all its slots filled; not built if one of its filters is not.
+// The statement with all its slots filled, or a null text if a filter could not be built.
 [[nodiscard]] inline Text search_text(const Search& search, const Filters& filters,
                                       std::span<const char* const> tail = {}) noexcept {
   constexpr std::size_t kMaxTail = 3;
@@ -146,7 +146,7 @@ struct Search {
   if (!filters.complete()) {
     return Text(nullptr);
   }
-  // A format takes as many of these as it has slots.
+  // A format uses as many of these as it has slots.
   std::array<const char*, kMaxTexts> all{};
   std::size_t texts = 0;
   if (search.columns != nullptr) {

@@ -1,3 +1,4 @@
+// Blocks SIGPIPE for one thread and removes only the signals that the library's own writes caused.
 #include "common/held_sigpipe.h"
 
 #include <ctime>
@@ -29,11 +30,11 @@ HeldSigpipe::HeldSigpipe() noexcept : callers_own_(is_waiting()) {
 
 HeldSigpipe::~HeldSigpipe() {
   if (raised_) {
-    // The write's signal is this thread's own, and is taken before one that was sent to the process. Where the caller's
-    // was this thread's own too, the two have become one.
+    // The write's signal was sent to this thread, so sigtimedwait takes it before one that was sent to the process. If
+    // the caller's was also sent to this thread, the two have merged; raise it again.
     const sigset_t sigpipe = only_sigpipe();
     const std::timespec at_once{};
-    sigtimedwait(&sigpipe, nullptr, &at_once);  // which does not wait, so that nothing can interrupt it
+    sigtimedwait(&sigpipe, nullptr, &at_once);  // does not wait, so nothing can interrupt it
     if (callers_own_ && !is_waiting()) {
       (void)raise(SIGPIPE);
     }

@@ -1,13 +1,13 @@
-// Writing to a command that may not read.
+// Keeps SIGPIPE from the caller while a command that may not read gets its input.
 #pragma once
 
 #include <csignal>
 
 namespace annal {
 
-// While it lives, a write to a pipe without a reader fails instead of raising SIGPIPE, whose default would end the
-// caller's program. Only this thread is concerned, and every other SIGPIPE is left to the caller: one that was waiting
-// before, and one that somebody sends meanwhile.
+// While it lives, a write to a pipe without a reader fails instead of raising SIGPIPE, which would kill the caller's
+// program by default. Affects only this thread. The caller still gets every other SIGPIPE: one that was already
+// pending, and one that another process sends meanwhile.
 class HeldSigpipe {
  public:
   HeldSigpipe() noexcept;
@@ -15,7 +15,7 @@ class HeldSigpipe {
   HeldSigpipe(const HeldSigpipe&) = delete;
   HeldSigpipe& operator=(const HeldSigpipe&) = delete;
 
-  // A write has found no reader, so that a signal is waiting which is not the caller's.
+  // A write found no reader, so a SIGPIPE is pending that is not the caller's.
   void note_failed_write() noexcept { raised_ = true; }
 
  private:

@@ -1,3 +1,4 @@
+// Turns a polling client's list of levels into a WHERE clause of bounded size.
 #include "common/level_list.h"
 
 #include <cstdio>

@@ -3,7 +3,7 @@
 
 namespace annal {
 
-// How a statement selects levels.
+// How a log's statement selects levels.
 struct LevelFilter {
   const char* prefix;  // WHERE with or without a trailing blank: other programs' traces have both
   const char* column;

@@ -1,12 +1,12 @@
-// Keeping a thread from being cancelled in the middle of a call.
+// Keeps a thread from being cancelled in the middle of a call.
 #pragma once
 
 #include <pthread.h>
 
 namespace annal {
 
-// A thread that is cancelled while it has a log open, or a child to wait for, would leave the descriptor, the lock or a
-// zombie behind for as long as the process lives. While this lives, a request to be cancelled waits.
+// A thread cancelled while it has a log open, or a child to wait for, would leak the descriptor, the lock or a zombie
+// for the life of the process. While this object lives, a cancellation request waits.
 class NotCancelled {
  public:
   NotCancelled() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }

@@ -1,3 +1,4 @@
+// Checks and fills the text fields of callers' records.
 #include "common/record.h"
 
 #include <cstring>

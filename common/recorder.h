@@ -5,7 +5,7 @@
 
 namespace annal {
 
-// A recorder's tools are installed together, and its connection tool is the one that has always been looked for.
+// A recorder's tools are installed together, so one check suffices; it has always looked for the connection tool.
 inline constexpr char kRecorderInstalled[] = "/sbin/orcapro_conn_log_tool";
 
 inline constexpr LaunchOptions kRecorder{

@@ -1,3 +1,5 @@
+// Replaces a log's file: creates its successor with the same rights, deletes the old file and links the successor into
+// its place.
 #include "common/recreation.h"
 
 #include <fcntl.h>
@@ -18,16 +20,16 @@ namespace annal {
 namespace {
 
 constexpr mode_t kOwners = S_IRUSR | S_IWUSR;
-constexpr unsigned kFromGroupToOthers = 3;  // how far the rights of others are from those of the group
+constexpr unsigned kFromGroupToOthers = 3;  // the shift from the others' bits to the group's
 constexpr char kAccessList[] = "system.posix_acl_access";
 
-// Owner and group first: rights are never given to anybody who is about to lose them. With an access list, what the
-// mode says of the group is the list's mask: it is only set together with the list.
+// Owner and group come first, so that no one briefly gets rights meant for someone else. With an access list, the
+// mode's group bits are the list's mask, so they are only set together with the list.
 void keep_rights(int file, const struct stat& old, const char* path) noexcept {
   const mode_t mode = (old.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) | kOwners;
   constexpr auto kUnchanged = static_cast<uid_t>(-1);
   if (fchown(file, old.st_uid, old.st_gid) != 0 && fchown(file, kUnchanged, old.st_gid) != 0) {
-    // The old group's members are others now.
+    // The members of the old group now count as others.
     const mode_t group = (mode & S_IRWXO) << kFromGroupToOthers;
     const mode_t others = mode & S_IRWXO & ((mode & S_IRWXG) >> kFromGroupToOthers);
     (void)fchmod(file, (mode & S_IRWXU) | group | others);
@@ -42,8 +44,8 @@ void keep_rights(int file, const struct stat& old, const char* path) noexcept {
   }
 }
 
-// A file with the old one's rights, ready to get the log's name. It is closed before it gets it, because closing a file
-// takes away every lock that this process has on it, and other threads may lock the log as soon as it has its name.
+// A file with the old one's rights, ready to take the log's name. It is closed first, because closing a file releases
+// every lock that this process has on it, and other threads may lock the log as soon as it has its name.
 class Successor {
  public:
   Successor(const struct stat& old, const char* path) noexcept {
@@ -67,7 +69,7 @@ class Successor {
   Successor(const Successor&) = delete;
   Successor& operator=(const Successor&) = delete;
 
-  // Where another process has created the log meanwhile, that one stays: it may have entries already.
+  // If another process has created the log meanwhile, its file stays: it may already have entries.
   void take_name(const char* path) const noexcept {
     if (usable_) {
       [[maybe_unused]] const int linked = link(name_, path);
@@ -90,7 +92,7 @@ void replace_with_empty_file(const char* path) noexcept {
   }
   const NotCancelled not_cancelled;
   const Successor successor(old, path);
-  // One right after the other: without a log, a reader creates one, with its own rights.
+  // Nothing comes between these two: a reader that finds no log creates one, with its own rights.
   if (unlink(path) == 0) {
     successor.take_name(path);
   }

@@ -6,7 +6,7 @@
 
 namespace annal {
 
-// What happens if another process holds the file.
+// What to do if another process has locked the file.
 enum class Wait {
   kNever,        // the statement fails at once
   kBusyTimeout,  // SQLite retries for 20 seconds

@@ -1,3 +1,4 @@
+// One unit of work: open, run, close.
 #include "common/store.h"
 
 #include "common/database.h"

@@ -1,3 +1,4 @@
+// Creates tables and triggers and deletes entries, from the rows of data that each log supplies.
 #include "common/table.h"
 
 #include "common/database.h"

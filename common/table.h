@@ -12,7 +12,7 @@ namespace annal {
   return limit > 0 ? limit : fallback;
 }
 
-// The trigger that deletes the oldest entries of a full log.
+// The trigger that deletes a full log's oldest entries.
 struct LogFullTrigger {
   Statement add;      // format: the limit, the batch
   int default_limit;  // replaces a caller's limit of 0 or less; the default batch is 1 in every log
@@ -21,7 +21,7 @@ struct LogFullTrigger {
 
 [[nodiscard]] int add_trigger(const char* path, const LogFullTrigger& trigger, int limit, int batch) noexcept;
 
-// The steps of creating a table. They run in order, whatever happened to the steps before.
+// The steps of creating a table. All of them run, in order, even if an earlier one fails.
 enum class IfFailed { kReport, kGoOn };
 
 struct CreationStep {

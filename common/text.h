@@ -10,7 +10,7 @@ namespace annal {
 class Text {
  public:
   Text() noexcept = default;
-  // Takes ownership of what sqlite3_mprintf returned; a null pointer is a text that could not be built.
+  // Takes ownership of sqlite3_mprintf's result; null means that the text could not be built.
   explicit Text(char* built) noexcept : text_(built) {}
   ~Text() { sqlite3_free(text_); }
   Text(const Text&) = delete;

@@ -1,3 +1,4 @@
+// Sends stored connections to the log centre, to syslog and to the recorder.
 #include "conn/forwarding.h"
 
 #include <sys/stat.h>
@@ -31,7 +32,7 @@ constexpr LaunchOptions kLogCentre{
 constexpr unsigned kFirstRecorded = 9;
 constexpr unsigned kLastRecorded = 11;
 
-// The log centre takes bit sets: number 1 is the lowest bit, and a number below 1 is the empty set.
+// The log centre takes bit sets: number 1 is the lowest bit; a number below 1 gives the empty set.
 std::uint64_t bit_of(int number) noexcept {
   constexpr unsigned kBits = 63;
   return number > 0 ? std::uint64_t{1} << (static_cast<unsigned>(number - 1) & kBits) : 0;
@@ -67,7 +68,7 @@ constexpr const char* or_null_text(const char* text) noexcept {
 }  // namespace
 
 void forward(const ConnRecord& record) noexcept {
-  const NotCancelled not_cancelled;  // every consumer gets what is stored
+  const NotCancelled not_cancelled;  // every consumer gets a stored entry
   send_to_log_centre(record);
   SendConnToZSyslogd(record.conn_type, record.conn_user, record.conn_ip, record.conn_comp, record.conn_serv,
                      record.conn_action, record.conn_res);

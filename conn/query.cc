@@ -1,3 +1,7 @@
+// The connection log's queries: listings, counts and groups, each in three forms of which the later ones have more
+// filters, and the polling clients' queries. A search is a statement with a slot for each filter; tables below hold the
+// filters, orders and groupings, and the caller's codes index them. Other programs recognize the statements in traces,
+// so their texts, blanks included, must not change.
 #include "Corix_annal.h"
 #include "common/filters.h"
 #include "common/fragment.h"
@@ -10,7 +14,7 @@ namespace annal {
 
 namespace {
 
-// The conditions of a search. A null text, a number of 0 and a period without a first date stand for no condition.
+// The conditions of a search. A null text, a number of 0 and a period without a first date mean no condition.
 struct Conditions {
   unsigned type = 0;
   Period period{};
@@ -144,8 +148,8 @@ constexpr const char* kGroupings[] = {
 };
 constexpr unsigned kHighestGroup = 11;
 
-// The forms of a search, by the number of filters that have a slot. GROUP BY, ORDER BY and the page follow the filters
-// if a statement has them.
+// The forms of a search, by the number of filters that have a slot. GROUP BY, ORDER BY and LIMIT follow the filters if
+// a statement has them.
 constexpr Search kCount{{"SELECT COUNT(*) FROM ANNAL_CONN %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kTypeOnly};
 constexpr Search kCountUpToApp{
     {"SELECT COUNT(*) FROM ANNAL_CONN %s %s %s %s %s %s %s %s %s;", Wait::kBusyTimeout, ANNAL_QUERY_FAILED}, kUpToApp};
@@ -188,12 +192,12 @@ constexpr Statement kGroupsSince{
 
 constexpr LevelFilter kLevels{"where ", "conn_type"};
 
-// Each sorts by the codes that it has; the listing never got those of application and result. Callers pass the event
-// log's codes to either.
+// Both accept the event log's codes, because callers pass those to either, but each sorts only by its own. The listing
+// never got the orders by application and result.
 constexpr unsigned kHighestSortSince = 25;
 constexpr unsigned kOrdersOfListingSince = 18;
 
-// Callers keep codes in plain ints. A negative one is far above the highest.
+// Callers keep codes in plain ints; a negative one becomes larger than any valid code.
 constexpr unsigned as_code(int number) noexcept {
   return static_cast<unsigned>(number);
 }

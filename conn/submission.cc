@@ -1,3 +1,4 @@
+// Adds connections, one at a time or in a batch. A batch that cannot begin recreates the log.
 #include <cstddef>
 #include <cstring>
 #include <optional>
@@ -38,8 +39,8 @@ constexpr unsigned kHighestAction = 36;
 constexpr int kSucceeded = 0;
 constexpr int kFailed = 13;
 
-// Most fields receive the text alone and keep the bytes after its terminator: callers see exactly the bytes written
-// that they always have.
+// Most fields receive only the text and keep the bytes after its terminator: callers have always seen exactly these
+// bytes.
 constexpr FieldDefault kDefaults[] = {
     {offsetof(ConnRecord, conn_comp), kHostName, 64},
     {offsetof(ConnRecord, conn_res), kAbsent, sizeof kAbsent},
@@ -49,12 +50,12 @@ constexpr FieldDefault kDefaults[] = {
     {offsetof(ConnRecord, conn_client_agent), kAbsent, sizeof kAbsent},
 };
 
-// How a single entry and a batch differ. A single entry comes from a service that saw the client; a batch is what the
-// system has collected, so whatever it leaves open is attributed to the system.
+// How a single entry and a batch differ. A single entry comes from a service that saw the client; the system collects a
+// batch, so missing values are attributed to the system.
 struct Normalisation {
   FieldDefault user;
   FieldDefault no_address;       // replaces an invalid address
-  std::string_view own_address;  // an entry from an address that begins like this, by no client, is the appliance's own
+  std::string_view own_address;  // an entry without a client from an address with this prefix is the appliance's own
 };
 
 constexpr Normalisation kSingle{
@@ -68,8 +69,8 @@ constexpr Normalisation kBatch{
     .own_address = kLocalAddress,
 };
 
-// Only the resource is escaped. A service's own names contain no quotes, and a service that lets one through learns of
-// it by the failing statement.
+// Only the resource is escaped. A service's own names contain no quotes; if one does, the failing statement tells the
+// service.
 constexpr Statement kInsert{
     "INSERT INTO ANNAL_CONN \t( conn_type, conn_user, conn_ip, conn_comp, conn_res, conn_serv, conn_action, "
     "conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent ) \tVALUES \t( %d, '%s', "
@@ -127,7 +128,7 @@ int store(const ConnRecord& record) noexcept {
   return run(kConnLog, kInsert, text);
 }
 
-// Stops at the first value that cannot be bound. The texts remain the record's until the statement is reset.
+// Stops at the first value that cannot be bound. The texts are not copied: the record must outlive the next reset.
 bool bind(const PreparedStatement& insert, const ConnRecord& record) noexcept {
   return insert.bind(1, record.conn_type) && insert.bind(2, record.conn_user) && insert.bind(3, record.conn_ip) &&
          insert.bind(4, record.conn_comp) && insert.bind(5, record.conn_res) && insert.bind(6, record.conn_serv) &&
@@ -145,9 +146,9 @@ class Batch {
   [[nodiscard]] bool begin() const noexcept { return insert_.prepared() && run("BEGIN TRANSACTION;"); }
   [[nodiscard]] bool end() const noexcept { return run("END TRANSACTION"); }
 
-  // Whether the record was inserted; no value if it could not be bound, in which case no consumer is told. A failed
-  // insert stops nothing, not even one that rolled back the transaction: the remaining records are then stored one by
-  // one.
+  // Returns whether the record was inserted, or no value if it could not be bound; the consumers then do not get it. A
+  // failed insert does not stop the batch, even if it rolled back the transaction: each remaining record is then stored
+  // on its own.
   [[nodiscard]] std::optional<bool> add(const ConnRecord& record) const noexcept {
     std::optional<bool> stored;
     if (bind(insert_, record)) {
@@ -164,8 +165,8 @@ class Batch {
   PreparedStatement insert_;
 };
 
-// A log that no batch can be written to is thrown away: the services would lose every later entry with it, one batch
-// after the other. The first failure is taken for a passing one.
+// Deletes the log, with all its entries, and creates an empty one. A log that takes no batch would cost the services
+// every later entry. The first failure may be temporary, so recreation starts after the second.
 void recreate_log() noexcept {
   replace_with_empty_file(kConnLog);
   (void)annal_conn_create_tbl(0, 0);  // if this fails, so does the attempt

@@ -1,3 +1,4 @@
+// The connection log's table: its text, limits, selectors and columns.
 #include "common/table.h"
 #include "Corix_annal.h"
 #include "common/columns.h"

@@ -1,3 +1,4 @@
+// The compaction that callers request and that never happens.
 #include "common/paths.h"
 #include "common/store.h"
 

@@ -1,3 +1,5 @@
+// Sends stored events to the notification centre, SNMP, the log centre, syslog, the notice engine and the
+// recorder.
 #include "event/forwarding.h"
 
 #include <sys/stat.h>
@@ -44,8 +46,7 @@ void add_unless_empty(ArgumentVector& arguments, std::string_view name, const ch
   }
 }
 
-// Writes one object, without a trailing newline. The message's other bytes go out as they are: what was stored has no
-// control characters.
+// Writes one object without a trailing newline. Other bytes need no escape: a stored message has no control characters.
 void write_notification(CommandInput& input, char level, const char* message) noexcept {
   input.put(R"({"type":1,"level":)");
   input.put(level);
@@ -69,7 +70,7 @@ void send_to_notice_engine(const EventRecord& record) noexcept {
 }  // namespace
 
 void forward(const EventRecord& record) noexcept {
-  const NotCancelled not_cancelled;  // every consumer gets what is stored
+  const NotCancelled not_cancelled;  // every consumer gets a stored entry
   annal_report_event(static_cast<unsigned>(record.event_type), record.event_desc);
   SNMPTrap_Send_Alert(record.event_desc, record.event_type);
   SendEventToLumod(&record);
@@ -88,8 +89,8 @@ using namespace annal;
 int annal_report_event(unsigned type, const char* message) noexcept {
   const KeptErrno kept;
   const NotCancelled not_cancelled;
-  // Close-on-exec, so that a command started meanwhile by another thread does not inherit it: this one would then never
-  // see the end of its input.
+  // Close-on-exec, so that a command that another thread starts meanwhile does not inherit the pipe: this command would
+  // then never see the end of its input.
   std::FILE* const command = popen(kNotificationCentre, "we");  // NOLINT(cert-env33-c): the text is constant
   if (command == nullptr) {
     return ANNAL_OK;
@@ -111,7 +112,7 @@ void SendEventToLumod(const EventRecord* record) noexcept {
   EventRecord room;
   const EventRecord& event = terminated<kEventTextsEnd>(*record, room);
   ArgumentVector arguments(kLogCentreEntries);
-  // Copied, although both outlive the vector: the room that they take decides where the texts after them are cut.
+  // Copied although both outlive the vector: the room they take decides where later texts are cut.
   arguments.join("/usr/local/sbin/evsh");
   arguments.join("lumo.add_local_event_log");
   constexpr unsigned kTypeBits = 31;

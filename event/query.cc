@@ -1,3 +1,7 @@
+// The event log's queries: listings, counts and groups, each in forms of which the later ones have more filters, and
+// the polling clients' queries. A search is a statement with a slot for each filter; tables below hold the filters,
+// orders and groupings, and the caller's codes index them. Other programs recognize the statements in traces, so their
+// texts, blanks included, must not change.
 #include "Corix_annal.h"
 #include "common/filters.h"
 #include "common/fragment.h"
@@ -61,8 +65,8 @@ constexpr const char* kOrders[] = {
     "ORDER BY event_category DESC",
 };
 
-// Every query accepts codes up to this one. The later orders arrived with the later filters; the older listings and the
-// polling clients' never got them and stay unsorted, which callers that pass one set of codes to all of them rely on.
+// Every query accepts codes up to this one. Later orders came with later filters; the older listings and the polling
+// clients' never got them and stay unsorted. Callers that pass the same codes to all queries rely on this.
 constexpr unsigned kHighestSort = 25;
 constexpr unsigned kOldOrders = 18;
 
@@ -84,7 +88,7 @@ constexpr const char* kGroupings[] = {
 };
 constexpr unsigned kHighestGroup = 9;
 
-// The conditions of a search. A null text and a period without a first date stand for no condition.
+// The conditions of a search. A null text and a period without a first date mean no condition.
 struct Conditions {
   unsigned type = 0;
   Period period{};
@@ -101,9 +105,9 @@ struct Conditions {
   const char* client_agent = nullptr;
 };
 
-// The filters' slots in a statement. They are joined in the order of the tables below, where the client comes first; so
-// SQLite refuses a search for a client and an application with no filter before them. Callers know which searches go
-// together; if the statement became valid, it would find what they have learned not to look for.
+// The filters' slots in a statement. They are joined in the order of the table below, which differs: the client comes
+// before the application. So SQLite refuses a search for both without a filter before them. Callers have learned which
+// searches combine; a valid statement would return rows that they do not expect.
 enum Slot : std::size_t {
   kIp = kUserSlot + 1,
   kComp,
@@ -202,9 +206,9 @@ constexpr Search kCountFoundByAll{{"SELECT COUNT(*) FROM ANNAL_EVENT %s %s %s %s
                                    Wait::kBusyTimeout, ANNAL_QUERY_FAILED},
                                   kSlots};
 
-// The polling clients' statements. The count and the grouping omit entries stamped in the future; the listing does not,
-// and it delivers the table's own columns in the table's own order. Formats: the columns if they are named, the levels,
-// then the clauses in SQL's order; a grouping sorts before it groups.
+// The polling clients' statements. The count and the grouping omit entries stamped in the future. The listing includes
+// them and delivers the table's own columns in the table's order. Formats: the columns if the statement names them, the
+// levels, then the clauses in SQL's order; a grouping sorts before it groups.
 constexpr Statement kCountSince{
     "SELECT COUNT(*) FROM (SELECT %s  from ANNAL_EVENT %q) where event_date||' '||event_time >= datetime(%q , "
     "'unixepoch', 'localtime') and event_date||' '||event_time >= datetime(strftime('%%s','now')-%d*86400, "

@@ -1,3 +1,4 @@
+// Adds an event: checks and completes the record, stores it and forwards it.
 #include <cstddef>
 #include <cstring>
 #include <ctime>
@@ -28,7 +29,7 @@ constexpr FieldBound kBounds[] = {
 
 constexpr unsigned kHighestType = 2;
 
-// The last byte of most fields is not written: callers see exactly the bytes written that they always have.
+// The last byte of most fields is not written: callers have always seen exactly these bytes.
 constexpr FieldDefault kDefaults[] = {
     {offsetof(EventRecord, event_user), kAbsent, 64},        {offsetof(EventRecord, event_comp), kHostName, 64},
     {offsetof(EventRecord, event_msgid), kAbsent, 64},       {offsetof(EventRecord, event_app_id), kAbsent, 64},
@@ -76,7 +77,7 @@ int store(const EventRecord& record) noexcept {
   return run(kEventLog, kInsert, text);
 }
 
-// Stores an earlier release's record, which has the same fields as far as it goes, including alignment bytes.
+// Stores an earlier release's record, which has the first fields of the current one, padding included.
 template <typename ShorterRecord>
 int add_widened(const ShorterRecord* shorter) noexcept {
   if (shorter == nullptr) {

@@ -1,3 +1,5 @@
+// The file-operation log's queries: by type, or by a filter record whose conditions are joined with AND. The caller's
+// texts go into the statement unescaped, and a filter that exceeds its buffer is refused, never cut.
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -53,11 +55,11 @@ constexpr const char* kOrders[] = {
     "ORDER BY event_filesize",
     "ORDER BY event_filesize DESC",
 };
-// The last two codes are accepted and leave the rows in SQLite's own order.
+// The last two codes are accepted but do not sort.
 constexpr unsigned kHighestSort = 21;
 
-// The only order in which the two listings differ. A search shows what was stored last first, which is not the latest
-// if a caller gave the time or a clock was set back.
+// The only order in which the two listings differ. A search begins with the operation stored last, which is not always
+// the latest: callers may set the time, and clocks may be set back.
 constexpr unsigned kNewestFirst = 1;
 constexpr char kLastStoredFirst[] = "ORDER BY event_id DESC";
 
@@ -93,7 +95,7 @@ class Conditions {
     if (given(filter.event_ip)) {
       add("AND event_ip LIKE '%", filter.event_ip, "%' ");
     }
-    // An empty path is a condition, which every operation that has a path meets.
+    // An empty path is a condition too: the operation must have a path.
     if (filter.event_oldfilepath != nullptr) {
       add("AND event_oldfilepath LIKE '%", filter.event_oldfilepath, "%' ");
     }
@@ -103,7 +105,7 @@ class Conditions {
     if (given(filter.event_comp)) {
       add("AND event_comp LIKE '%", filter.event_comp, "%' ");
     }
-    // Compares with the computer's text instead of its own; callers only fill its own to request the comparison.
+    // Compares with the computer's text, not its own; callers fill the field only to request the comparison.
     if (given(filter.event_duid)) {
       add("AND event_duid = '", filter.event_comp, "' ");
     }
@@ -118,7 +120,7 @@ class Conditions {
     text_[length_] = '\0';
   }
 
-  // False if the conditions do not fit; their text is useless then.
+  // False if the conditions do not fit; then do not use the text.
   [[nodiscard]] bool fit() const noexcept { return fit_; }
   [[nodiscard]] bool any() const noexcept { return length_ > 0; }
   [[nodiscard]] const char* text() const noexcept { return text_; }
@@ -127,8 +129,8 @@ class Conditions {
   static constexpr std::size_t kRoom = 2048;  // including the terminator
 
  private:
-  // The local date costs more than all the conditions together and is rarely needed. It replaces one of the two dates,
-  // never both.
+  // Computed only on demand: the local date costs more than all other conditions together. It replaces at most one of
+  // the two dates.
   class Today {
    public:
     [[nodiscard]] const char* text() noexcept {

@@ -1,3 +1,4 @@
+// Adds a file operation: checks and completes the record and stores it.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -34,9 +35,8 @@ constexpr FieldDefault kDefaults[] = {
     {offsetof(FileOpRecord, event_duid), kHostName, 64},
 };
 
-// Paths and descriptions are what users typed, so their quotes are doubled. The four texts that are not escaped come
-// from the file manager itself. A user is waiting for the operation to end, so this log gives up on a lock sooner than
-// the others.
+// Users type paths and descriptions, so these are escaped. The file manager itself supplies the other four texts. A
+// user waits for the operation to end, so this log gives up on a lock sooner than the others.
 constexpr Statement kInsert{
     "INSERT INTO PAVO2LOG_EVENT "
     "\t( event_type, event_date, event_time, event_user, event_ip, event_oldfilepath, event_filepath, "
@@ -54,14 +54,14 @@ bool in_range(const FileOpRecord& record) noexcept {
          record.event_action >= kLowestAction && record.event_action <= kHighestAction;
 }
 
-// Four numbers with dots between them, and whatever follows: some clients are known by address and port. The platform's
-// own check would refuse those. A number is what sscanf makes of it, blanks, signs and overflow included: callers know
-// this check by its answers.
+// Four numbers with dots between them and any text after them, because some clients are known by address and port. The
+// platform's own check would refuse those. sscanf reads the numbers, with its blanks, signs and overflow: callers rely
+// on its results.
 int is_dotted_quad(const char* text) noexcept {
   constexpr int kParts = 4;
   constexpr unsigned kHighestPart = 255;
   int part[kParts];
-  // NOLINTNEXTLINE(cert-err34-c): what sscanf does with a number that is too large is what is wanted
+  // NOLINTNEXTLINE(cert-err34-c): sscanf's own handling of overflow is wanted
   if (std::sscanf(text, "%d.%d.%d.%d", &part[0], &part[1], &part[2], &part[3]) != kParts) {
     return 0;
   }
@@ -78,8 +78,7 @@ void normalise(FileOpRecord& record) noexcept {
   }
 }
 
-// A date and a time as the columns hold them. Fields that no calendar has may be too long for their text, which is then
-// empty.
+// A date and a time as the columns hold them. Impossible calendar fields may be too long; their text is then empty.
 struct Moment {
   explicit Moment(const std::tm& fields) noexcept {
     if (std::strftime(date, sizeof date, "%F", &fields) == 0) {

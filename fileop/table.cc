@@ -1,3 +1,4 @@
+// The file-operation log's table, in a file that the caller names.
 #include <sys/stat.h>
 
 #include "Corix_annal.h"
@@ -74,7 +75,7 @@ constexpr Selector kSelectors[] = {
 };
 constexpr Deletion kDeletion{kSelectors, Wait::kNever, ANNAL_CHANGE_FAILED};
 
-// Whatever already exists at the path belongs to its owner, be it another database or no database at all.
+// Do not touch an existing file, whether or not it is a database: it may belong to someone else.
 bool holds_something(const char* path) noexcept {
   struct stat status {};
   return stat(path, &status) == 0 && status.st_size != 0;

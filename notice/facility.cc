@@ -1,3 +1,4 @@
+// The display names of facilities.
 #include "Corix_annal.h"
 #include "common/record.h"
 
@@ -5,15 +6,14 @@ namespace {
 
 constexpr int kHighestListed = 20;
 
-// Background work has a name, but is not in the list that programs offer for selection.
+// Background work has a name but is not in the list that programs offer for selection.
 constexpr int kBackgroundTask = 99;
 
 const char* name_of(int facility) noexcept {
   if (facility == kBackgroundTask) {
     return "Background Task";
   }
-  // The list is exported, so a program may replace it with its own, which may name what is not listed and have
-  // facilities without a name.
+  // A program may replace the exported list by its own, so read the name there and allow for a null one.
   const char* const name = notice_facility_list[facility >= 0 && facility <= kHighestListed ? facility : 0].name;
   return name != nullptr ? name : "";
 }

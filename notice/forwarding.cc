@@ -61,8 +61,8 @@ void format_option(ArgumentVector& arguments, const char* option, const char* te
   }
 }
 
-// The commands expect their texts in UTF-8, whatever the web server has set. The setting remains afterwards: callers
-// have come to rely on it for the programs that they run next.
+// The commands expect UTF-8 texts, whatever locale the web server has set. The setting stays, because callers rely on
+// it for the programs that they run next.
 int run_in_utf8(const char* path, const ArgumentVector& arguments) noexcept {
   if (!arguments.complete()) {
     return kNotRun;
@@ -120,7 +120,7 @@ int annal_notice_send(const char* app_id, int level, int type, const char* categ
     add_option(arguments, "-m", comp);
     return run_in_utf8(kLogTool, arguments);
   }
-  char type_text[sizeof "-2147483648"];  // not in the vector's text area, which is reserved for the options
+  char type_text[sizeof "-2147483648"];  // not in the vector's text area, whose room is for the options
   (void)std::snprintf(type_text, sizeof type_text, "%d", type);
   arguments.add(kNotify);
   arguments.add(kSendToUsers);
@@ -169,7 +169,7 @@ int notify_send(const char* ip, const char* user, const char* comp, const char* 
   arguments.add(entry->msg_template);
   va_list further;
   va_start(further, level);
-  // A list that fills the vector needs no terminating null pointer.
+  // A full vector ends the list, even without a terminating null pointer.
   while (!arguments.full()) {
     const char* const text = va_arg(further, const char*);
     if (text == nullptr) {

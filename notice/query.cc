@@ -1,3 +1,5 @@
+// The notice list's queries: all notices, or those of a period that match the caller's own SQL condition, listed,
+// counted or grouped. Some orders and groupings are odd on purpose; each says why.
 #include <iterator>
 
 #include "Corix_annal.h"
@@ -79,7 +81,7 @@ constexpr const char* kGroupings[] = {
     "GROUP BY clisant",  "GROUP BY desc",     "GROUP BY msgCode", "GROUP BY varNum", "GROUP BY varContent",
 };
 
-// Any other code selects no column; it is not an error.
+// Any other code groups similar notices; it is not an error.
 constexpr char kAlike[] = "GROUP BY facility,name,desc";
 
 const char* grouping(unsigned code) noexcept {

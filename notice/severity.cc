@@ -1,3 +1,4 @@
+// Maps an event's type to a notice's severity; events are forwarded with it too.
 #include "Corix_annal.h"
 
 int ChangeLogTypeToNoticeSeverity(int type) noexcept {

@@ -1,3 +1,4 @@
+// Adds a notice: checks and completes the record and stores it.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +28,7 @@ constexpr FieldBound kBounds[] = {
 
 constexpr unsigned kHighestSeverity = 7;
 
-// The number of bytes written differs between fields, and callers see exactly the bytes written that they always have.
+// The fields differ in the number of bytes written: callers have always seen exactly these bytes.
 constexpr FieldDefault kDefaults[] = {
     {offsetof(NoticeRecord, user), kAppliance, 65},
     {offsetof(NoticeRecord, client), kHostName, 64},

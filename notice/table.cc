@@ -1,3 +1,4 @@
+// The notice list's table: its text, limits, selectors and columns, and the migration that recreates the file.
 #include "common/table.h"
 #include "Corix_annal.h"
 #include "common/columns.h"
@@ -165,8 +166,8 @@ int annal_notice_table_add_column(const char* column, int type, const char* defa
 
 int AnnalNoticeModifyTbl() noexcept {
   int result = ANNAL_OK;
-  // A table that lacks one of them comes from a different release, or is empty: its notices are worth less than a file
-  // that the notice centre can read. If the file cannot be deleted, creating the table reports it.
+  // A table that lacks one of them comes from a different release or is empty. A file that the notice centre can read
+  // is worth more than its notices. If the file cannot be deleted, creating the table reports it.
   if (isAllColumnExist() > 0) {
     replace_with_empty_file(kNoticeLog);
     constexpr int kMaxNotices = 10000;

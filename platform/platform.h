@@ -11,19 +11,19 @@ extern "C" {
 
 /* libCorix_Util.so.0 */
 
-/* Not 0 when the text is an IPv6 address. */
+/* Returns non-zero if the text is an IPv6 address. */
 int IS_IPv6_Address(const char* text);
 
-/* Not 0 when the text is an acceptable source, that is, an IPv4 address. */
+/* Returns non-zero if the text is an acceptable source, that is, an IPv4 address. */
 int Is_Valid_Source(const char* text);
 
-/* Removes Unicode control characters in place and returns how many bytes that were. */
+/* Removes Unicode control characters in place and returns the number of bytes removed. */
 int Skip_Unicode_Control_Characters(char* text);
 
-/* Runs a program and waits for it. Its exit status, or -1 when it could not be started. */
+/* Runs a program and waits for it. Returns its exit status, or -1 if it could not be started. */
 int zeno_exec_v(const void* unused1, const void* unused2, const void* unused3, const char* path, char* const argv[]);
 
-/* libCorix_config.so.0: the appliance's other log consumers. What they return is of no interest to the library. */
+/* libCorix_config.so.0: the appliance's other log consumers. The library ignores their results. */
 
 int SNMPTrap_Send_Alert(const char* message, int type);
 

@@ -41,7 +41,7 @@ std::size_t control_character_length(const unsigned char* text) {
 
 extern "C" int IS_IPv6_Address(const char* text) {
   in6_addr address;
-  // Most addresses are IPv4, which a glance reveals.
+  // Most addresses are IPv4 and have no colon; skip the parser for those.
   return text != nullptr && std::strchr(text, ':') != nullptr && inet_pton(AF_INET6, text, &address) == 1 ? 1 : 0;
 }
 
@@ -55,7 +55,7 @@ extern "C" int Skip_Unicode_Control_Characters(char* text) {
     return 0;
   }
   char* to = text;
-  while (printable(*to)) {  // up to the end in most texts
+  while (printable(*to)) {  // usually to the end of the text
     ++to;
   }
   const char* from = to;
