@@ -11,9 +11,9 @@
 #include "Corix_annal.hpp"
 #include "common/paths.h"
 #include "tests/support/log_file.h"
-#include "tests/trust/scenarios.h"
-#include "tests/trust/shim_vfs.h"
-#include "tests/trust/trust_test.h"
+#include "tests/trust/harness/scenarios.h"
+#include "tests/trust/harness/shim_vfs.h"
+#include "tests/trust/harness/trust_test.h"
 
 extern "C" int header_example();
 

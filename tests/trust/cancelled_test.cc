@@ -11,8 +11,8 @@
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
 #include "tests/support/forwarding.h"
-#include "tests/trust/log_state.h"
-#include "tests/trust/scenarios.h"
+#include "tests/trust/harness/log_state.h"
+#include "tests/trust/harness/scenarios.h"
 
 namespace annal::test {
 namespace {

@@ -2,9 +2,9 @@
 #include "Corix_annal.h"
 #include "common/paths.h"
 #include "tests/support/log_file.h"
-#include "tests/trust/faulty_memory.h"
-#include "tests/trust/scenarios.h"
-#include "tests/trust/trust_test.h"
+#include "tests/trust/harness/faulty_memory.h"
+#include "tests/trust/harness/scenarios.h"
+#include "tests/trust/harness/trust_test.h"
 
 namespace annal::test {
 namespace {

@@ -18,9 +18,9 @@
 #include "tests/support/forwarding.h"
 #include "tests/support/lock_holder.h"
 #include "tests/support/log_file.h"
-#include "tests/trust/scenarios.h"
-#include "tests/trust/shim_vfs.h"
-#include "tests/trust/trust_test.h"
+#include "tests/trust/harness/scenarios.h"
+#include "tests/trust/harness/shim_vfs.h"
+#include "tests/trust/harness/trust_test.h"
 
 namespace annal::test {
 namespace {

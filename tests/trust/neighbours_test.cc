@@ -22,10 +22,10 @@
 #include "Corix_annal.h"
 #include "appliance/namespace.h"
 #include "common/paths.h"
-#include "tests/trust/faulty_memory.h"
-#include "tests/trust/scenarios.h"
-#include "tests/trust/shim_vfs.h"
-#include "tests/trust/trust_test.h"
+#include "tests/trust/harness/faulty_memory.h"
+#include "tests/trust/harness/scenarios.h"
+#include "tests/trust/harness/shim_vfs.h"
+#include "tests/trust/harness/trust_test.h"
 
 namespace annal::test {
 namespace {

@@ -11,10 +11,10 @@
 #include "Corix_annal.h"
 #include "common/paths.h"
 #include "tests/support/log_file.h"
-#include "tests/trust/log_state.h"
-#include "tests/trust/scenarios.h"
-#include "tests/trust/shim_vfs.h"
-#include "tests/trust/trust_test.h"
+#include "tests/trust/harness/log_state.h"
+#include "tests/trust/harness/scenarios.h"
+#include "tests/trust/harness/shim_vfs.h"
+#include "tests/trust/harness/trust_test.h"
 
 namespace annal::test {
 namespace {

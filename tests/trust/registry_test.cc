@@ -10,8 +10,8 @@
 #include <string>
 
 #include "Corix_annal.h"
-#include "tests/trust/scenarios.h"
-#include "tests/trust/shim_vfs.h"
+#include "tests/trust/harness/scenarios.h"
+#include "tests/trust/harness/shim_vfs.h"
 
 namespace annal::test {
 namespace {

@@ -12,8 +12,8 @@
 #include "Corix_annal.h"
 #include "appliance/namespace.h"
 #include "tests/support/forwarding.h"
-#include "tests/trust/scenarios.h"
-#include "tests/trust/trust_test.h"
+#include "tests/trust/harness/scenarios.h"
+#include "tests/trust/harness/trust_test.h"
 
 namespace annal::test {
 namespace {

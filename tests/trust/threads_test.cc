@@ -23,8 +23,8 @@
 #include "common/paths.h"
 #include "tests/support/appliance.h"
 #include "tests/support/forwarding.h"
-#include "tests/trust/log_state.h"
-#include "tests/trust/scenarios.h"
+#include "tests/trust/harness/log_state.h"
+#include "tests/trust/harness/scenarios.h"
 
 namespace annal::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/trust/scenarios.h"
+#include "tests/trust/harness/scenarios.h"
 
 #include <sqlite3.h>
 

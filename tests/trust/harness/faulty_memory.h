@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "tests/trust/countdown.h"
+#include "tests/trust/harness/countdown.h"
 
 namespace annal::test {
 

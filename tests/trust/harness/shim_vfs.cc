@@ -1,4 +1,4 @@
-#include "tests/trust/shim_vfs.h"
+#include "tests/trust/harness/shim_vfs.h"
 
 #include <sqlite3.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "tests/trust/faulty_memory.h"
+#include "tests/trust/harness/faulty_memory.h"
 
 #include <link.h>
 #include <sqlite3.h>

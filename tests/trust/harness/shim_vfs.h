@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/trust/countdown.h"
+#include "tests/trust/harness/countdown.h"
 
 namespace annal::test {
 

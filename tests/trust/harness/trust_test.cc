@@ -1,4 +1,4 @@
-#include "tests/trust/trust_test.h"
+#include "tests/trust/harness/trust_test.h"
 
 #include <sys/uio.h>
 #include <unistd.h>
@@ -12,8 +12,8 @@
 #include <functional>
 
 #include "tests/support/from_library.h"
-#include "tests/trust/faulty_memory.h"
-#include "tests/trust/shim_vfs.h"
+#include "tests/trust/harness/faulty_memory.h"
+#include "tests/trust/harness/shim_vfs.h"
 
 namespace annal::test {
 

@@ -1,11 +1,11 @@
-#include "tests/trust/log_state.h"
+#include "tests/trust/harness/log_state.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 
 #include "tests/support/log_file.h"
-#include "tests/trust/shim_vfs.h"
+#include "tests/trust/harness/shim_vfs.h"
 
 namespace annal::test {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tests/trust/log_state.h"
+#include "tests/trust/harness/log_state.h"
 
 namespace annal::test {
 
