@@ -146,7 +146,7 @@ TEST_P(CatalogArray, HoldsTheRowsOfItsFileInTheirOrder) {
   }
 }
 
-TEST_P(CatalogArray, HoldsItsOwnApplicationsRowsOnlyAndNoNumberTwice) {
+TEST_P(CatalogArray, HoldsOnlyItsApplicationsRowsWithUniqueNumbers) {
   std::set<std::string> numbers;
   for (const CatalogEntry& entry : content(GetParam().entries.data())) {
     EXPECT_STREQ(entry.app_id, GetParam().application);
@@ -195,7 +195,7 @@ TEST_P(CatalogArray, HasAscendingNumbersUnlessItIsOneOfThree) {
   EXPECT_EQ(std::is_sorted(numbers.begin(), numbers.end()), !mixed.contains(GetParam().application));
 }
 
-TEST_P(CatalogArray, AnswersNoLookupWithItsBlankRow) {
+TEST_P(CatalogArray, NeverFindsItsBlankRowInALookup) {
   EXPECT_EQ(find(GetParam().entries.data(), ""), nullptr);
   EXPECT_EQ(find(GetParam().entries.data(), "0"), nullptr);
 }
@@ -233,7 +233,7 @@ TEST(Catalog, Holds2958RowsWithACategory159PhrasesAnd36MessagesWithout) {
   EXPECT_EQ(std::size(kArrays), 49U);
 }
 
-TEST(Catalog, AnswersNumbersThatAreAbsentWithNoRow) {
+TEST(Catalog, FindsNoRowForAnAbsentNumber) {
   for (const char* number : {"4", "7", "8", "9", "10"}) {
     EXPECT_EQ(find(A010_list, number), nullptr) << number;
   }
@@ -257,14 +257,14 @@ TEST(Catalog, HoldsNumbers45To49OfTheHardwareWithoutACategory) {
   }
 }
 
-TEST(Catalog, HasThePhrasesOfStorageAtItsHead) {
+TEST(Catalog, BeginsWithThePhrasesOfStorage) {
   const std::vector<CatalogEntry> rows = content(A002_list);
   EXPECT_TRUE(std::is_partitioned(rows.begin(), rows.end(), is_phrase));
   EXPECT_TRUE(is_phrase(rows.front()));
   EXPECT_FALSE(is_phrase(rows.back()));
 }
 
-TEST(Catalog, HasThePhrasesOfHardwareAndNetworkAmidTheirMessages) {
+TEST(Catalog, HasThePhrasesOfHardwareAndNetworkBetweenTheirMessages) {
   for (const CatalogEntry* list : {A049_list, A008_list}) {
     const std::vector<CatalogEntry> rows = content(list);
     EXPECT_TRUE(std::any_of(rows.begin(), rows.end(), is_phrase));
@@ -283,7 +283,7 @@ TEST(Catalog, CarriesTheDegreeSignAsUtf8) {
 // ---- how it is kept ----
 
 // A program's copy of an array, as this one may have, and the library's own.
-TEST(CatalogDeathTest, CannotBeWritten) {
+TEST(CatalogDeathTest, IsReadOnly) {
   void* const library = dlopen("libCorix_annal.so.2", RTLD_NOW | RTLD_NOLOAD);
   ASSERT_NE(library, nullptr);
   auto* const own = static_cast<CatalogEntry*>(dlsym(library, "A011_list"));

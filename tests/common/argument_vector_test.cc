@@ -30,7 +30,7 @@ class ArgumentVectorTest : public ApplianceTest {
   ArgumentVector arguments;
 };
 
-TEST_F(ArgumentVectorTest, IsRunWhenItIsComplete) {
+TEST_F(ArgumentVectorTest, RunsIfComplete) {
   arguments.format("%s=%d", "level", 4);
   EXPECT_TRUE(arguments.complete());
   run_detached(arguments, kAny);
@@ -40,7 +40,7 @@ TEST_F(ArgumentVectorTest, IsRunWhenItIsComplete) {
 }
 
 // A wide character that the locale cannot write is what the C library fails on.
-TEST_F(ArgumentVectorTest, IsNotRunWithATextThatCouldNotBeFormatted) {
+TEST_F(ArgumentVectorTest, DoesNotRunIfFormattingAnArgumentFailed) {
   arguments.format("%ls", L"\u20ac");
   EXPECT_FALSE(arguments.complete());
   run_detached(arguments, kAny);
@@ -60,7 +60,7 @@ TEST_F(ArgumentVectorTest, JoinsANameAndItsValue) {
 }
 
 // Whichever way an argument is made, it has the room that is left and its terminator in it.
-TEST_F(ArgumentVectorTest, CutsWhatDoesNotFitAndEmptiesWhatFollows) {
+TEST_F(ArgumentVectorTest, CutsAnArgumentThatDoesNotFitAndEmptiesLaterOnes) {
   const std::string long_text(10236, 'x');
   ArgumentVector joined;
   ArgumentVector formatted;
@@ -90,7 +90,7 @@ TEST(DecimalTest, WritesEveryNumber) {
   EXPECT_EQ(Decimal(std::numeric_limits<std::int64_t>::min()).text(), "-9223372036854775808");
 }
 
-TEST_F(ArgumentVectorTest, DropsWhatIsBeyondItsNumberOfEntries) {
+TEST_F(ArgumentVectorTest, DropsArgumentsBeyondItsCapacity) {
   ArgumentVector two(3);
   two.add("first");
   two.format("%s", "second");

@@ -90,19 +90,19 @@ INSTANTIATE_TEST_SUITE_P(
         Address{"Network", "fe80::1/64", ANNAL_BAD_ARGUMENT, "fe80::1/64"}),
     [](const auto& tested) { return tested.param.name; });
 
-TEST_P(AddressCheckOf, AnswersAndLeavesTheText) {
+TEST_P(AddressCheckOf, ReturnsItsResultAndNormalisesTheText) {
   Buffer ip(GetParam().given);
   EXPECT_EQ(annal_checkip(ip.data()), GetParam().result);
   EXPECT_EQ(ip.text(), GetParam().left);
 }
 
-TEST_P(AddressCheckOf, WritesNothingBehindTheTextsOwnTerminator) {
+TEST_P(AddressCheckOf, WritesNothingAfterTheTextsTerminator) {
   Buffer ip(GetParam().given);
   annal_checkip(ip.data());
   EXPECT_TRUE(ip.is_untouched_behind_the_text());
 }
 
-TEST_P(AddressCheckOf, NeedsNoMoreThanTheTextsOwnBytes) {
+TEST_P(AddressCheckOf, ReadsNothingAfterTheTextsTerminator) {
   // Of exactly the text's size, so that a checked build sees an access behind it.
   const std::string given = GetParam().given;
   const auto ip = std::make_unique<char[]>(given.size() + 1);
@@ -113,12 +113,12 @@ TEST_P(AddressCheckOf, NeedsNoMoreThanTheTextsOwnBytes) {
 
 class AddressCheck : public ApplianceTest {};
 
-TEST_F(AddressCheck, AnswersNoMemoryForANullPointer) {
+TEST_F(AddressCheck, ReturnsNoMemoryForANullPointer) {
   EXPECT_EQ(annal_checkip(nullptr), ANNAL_NO_MEMORY);
   EXPECT_TRUE(platform.calls().empty());
 }
 
-TEST_F(AddressCheck, KeepsAClearedFieldClearBehindARewrittenText) {
+TEST_F(AddressCheck, ClearsTheFieldAfterARewrittenText) {
   for (const char* given : {"::ffff:1.2.3.4", "::ffff:10.0.0.5", "::ffff:255.255.255.255"}) {
     SCOPED_TRACE(given);
     Buffer ip(given, '\0');
@@ -128,31 +128,31 @@ TEST_F(AddressCheck, KeepsAClearedFieldClearBehindARewrittenText) {
   }
 }
 
-TEST_F(AddressCheck, LeavesWhatTheZoneWasBehindItsNewTerminator) {
+TEST_F(AddressCheck, OverwritesOnlyThePercentSignOfAZone) {
   Buffer ip("fe80::2%eth0");
   ASSERT_EQ(annal_checkip(ip.data()), ANNAL_OK);
   EXPECT_EQ(ip.bytes(0, 13), std::string("fe80::2\0eth0\0", 13));
 }
 
-TEST_F(AddressCheck, AsksForIpv6FirstAndForASourceOnlyThen) {
+TEST_F(AddressCheck, ChecksForIpv6BeforeIpv4) {
   Buffer ip("10.0.0.5");
   annal_checkip(ip.data());
   EXPECT_EQ(platform.calls(), Calls({R"(IS_IPv6_Address("10.0.0.5"))", R"(Is_Valid_Source("10.0.0.5"))"}));
 }
 
-TEST_F(AddressCheck, AsksForNoSourceOnceTheTextIsIpv6) {
+TEST_F(AddressCheck, SkipsTheIpv4CheckForIpv6) {
   Buffer ip("::ffff:10.0.0.5");
   annal_checkip(ip.data());
   EXPECT_EQ(platform.calls(), Calls({R"(IS_IPv6_Address("::ffff:10.0.0.5"))"}));
 }
 
-TEST_F(AddressCheck, AsksAboutTheTextWithoutItsZone) {
+TEST_F(AddressCheck, ChecksTheTextWithoutItsZone) {
   Buffer ip("nonsense%eth0");
   annal_checkip(ip.data());
   EXPECT_EQ(platform.calls(), Calls({R"(IS_IPv6_Address("nonsense"))", R"(Is_Valid_Source("nonsense"))"}));
 }
 
-TEST_F(AddressCheck, DropsThePrefixOfWhateverThePlatformTakesForIpv6) {
+TEST_F(AddressCheck, DropsThePrefixOfAnyTextThePlatformAcceptsAsIpv6) {
   for (const int yes : {1, 2, -1}) {
     SCOPED_TRACE(yes);
     platform.answer("IS_IPv6_Address", yes);
@@ -170,7 +170,7 @@ TEST_F(AddressCheck, DropsAPrefixThatIsTheWholeText) {
   EXPECT_TRUE(ip.is_untouched_behind_the_text());
 }
 
-TEST_F(AddressCheck, LeavesThePrefixOfWhatIsNoIpv6) {
+TEST_F(AddressCheck, KeepsThePrefixOfATextThatIsNotIpv6) {
   platform.answer("IS_IPv6_Address", 0);
   platform.answer("Is_Valid_Source", 1);
   Buffer ip("::ffff:10.0.0.5");
@@ -178,7 +178,7 @@ TEST_F(AddressCheck, LeavesThePrefixOfWhatIsNoIpv6) {
   EXPECT_EQ(ip.text(), "::ffff:10.0.0.5");
 }
 
-TEST_F(AddressCheck, AcceptsWhateverThePlatformTakesForASource) {
+TEST_F(AddressCheck, AcceptsAnyTextThePlatformAcceptsAsASource) {
   platform.answer("Is_Valid_Source", -1);
   for (const char* given : {"", "nonsense"}) {
     SCOPED_TRACE(given);
@@ -188,7 +188,7 @@ TEST_F(AddressCheck, AcceptsWhateverThePlatformTakesForASource) {
   }
 }
 
-TEST_F(AddressCheck, RefusesWhatThePlatformRefuses) {
+TEST_F(AddressCheck, RefusesATextThatThePlatformRefuses) {
   platform.answer("IS_IPv6_Address", 0);
   platform.answer("Is_Valid_Source", 0);
   Buffer ip("10.0.0.5");
@@ -243,7 +243,7 @@ INSTANTIATE_TEST_SUITE_P(
                     HostText{"Address", [](char* out) { return annal_getlocalip(out); }, "127.0.0.1"}),
     [](const auto& tested) { return tested.param.name; });
 
-TEST_P(HostTextOf, IsWrittenOver64BytesAndNoFurther) {
+TEST_P(HostTextOf, FillsExactly64Bytes) {
   std::string out(66, kGuard);
   std::string expected = GetParam().text;
   expected.resize(64, '\0');
@@ -251,11 +251,11 @@ TEST_P(HostTextOf, IsWrittenOver64BytesAndNoFurther) {
   EXPECT_EQ(out, expected + kGuard + kGuard);
 }
 
-TEST_P(HostTextOf, IsRefusedToANullPointer) {
+TEST_P(HostTextOf, RefusesANullPointer) {
   EXPECT_EQ(GetParam().write(nullptr), ANNAL_BAD_ARGUMENT);
 }
 
-TEST_P(HostTextOf, AsksNobody) {
+TEST_P(HostTextOf, CallsNoOtherLibrary) {
   std::string out(64, kGuard);
   GetParam().write(out.data());
   EXPECT_TRUE(platform.calls().empty());
@@ -273,7 +273,7 @@ class Compaction : public ApplianceTest {
   }
 };
 
-TEST_F(Compaction, RunsItsMisspeltStatementWithoutABusyTimeout) {
+TEST_F(Compaction, RunsItsMisspelledStatementWithoutABusyTimeout) {
   EXPECT_EQ(annal_common_pack_db(), ANNAL_TABLE_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "exec VACCUM;", "close"}));
 }
@@ -291,13 +291,13 @@ TEST_F(Compaction, FailsWithoutItsFolder) {
   EXPECT_EQ(annal_common_pack_db(), ANNAL_OPEN_FAILED);
 }
 
-TEST_F(Compaction, ClosesWhatCouldNotBeOpened) {
+TEST_F(Compaction, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   EXPECT_EQ(annal_common_pack_db(), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "close"}));
 }
 
-TEST_F(Compaction, FailsOnAnEmptyAndOnAForeignFile) {
+TEST_F(Compaction, FailsOnAnEmptyOrForeignFile) {
   std::ofstream(kLog, std::ios::trunc).flush();
   EXPECT_EQ(annal_common_pack_db(), ANNAL_TABLE_FAILED);
   std::ofstream(kLog) << std::string(4096, 'x');
@@ -315,11 +315,11 @@ TEST_F(Compaction, DoesNotWaitForALock) {
 
 class FreeingAText : public ApplianceTest {};
 
-TEST_F(FreeingAText, LeavesANullSlotAlone) {
+TEST_F(FreeingAText, IgnoresANullSlot) {
   auto_free_str(nullptr);
 }
 
-TEST_F(FreeingAText, LeavesASlotThatHoldsNullAlone) {
+TEST_F(FreeingAText, IgnoresASlotThatHoldsNull) {
   char* text = nullptr;
   auto_free_str(static_cast<void*>(&text));
   EXPECT_EQ(text, nullptr);
@@ -334,7 +334,7 @@ TEST_F(FreeingAText, FreesAndClears) {
   EXPECT_EQ(sqlite3_memory_used(), before);
 }
 
-TEST_F(FreeingAText, TouchesNothingBesideItsSlot) {
+TEST_F(FreeingAText, ChangesOnlyItsSlot) {
   char beside[] = "beside";
   char* texts[] = {beside, sqlite3_mprintf("a text"), beside};
   auto_free_str(static_cast<void*>(&texts[1]));

@@ -8,7 +8,7 @@ namespace {
 constexpr Clause kOrdinary{"WHERE a", " AND a", Following::kTakesAnd};
 constexpr Clause kUncounted{"WHERE b", " AND b", Following::kUnaffected};
 
-TEST(Joiner, PutsWhereBeforeTheFirstFilterOnly) {
+TEST(Joiner, PutsWhereOnlyBeforeTheFirstFilter) {
   Joiner joiner;
   EXPECT_STREQ(joiner.next(kOrdinary), "WHERE a");
   EXPECT_STREQ(joiner.next(kOrdinary), " AND a");
@@ -16,7 +16,7 @@ TEST(Joiner, PutsWhereBeforeTheFirstFilterOnly) {
   EXPECT_STREQ(joiner.next(kOrdinary), " AND a");
 }
 
-TEST(Joiner, LeavesTheFirstPlaceFreeBehindAnUncountedFilter) {
+TEST(Joiner, PutsWhereAgainAfterAFilterThatDoesNotCount) {
   Joiner joiner;
   EXPECT_STREQ(joiner.next(kUncounted), "WHERE b");
   EXPECT_STREQ(joiner.next(kOrdinary), "WHERE a");

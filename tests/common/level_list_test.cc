@@ -11,7 +11,7 @@ std::string condition(const std::string& list) {
   return LevelClause({"", "event_type"}, list.c_str()).text();
 }
 
-TEST(LevelList, BeginsWithThePrefixAsItIs) {
+TEST(LevelList, BeginsWithThePrefix) {
   EXPECT_STREQ(LevelClause({"where ", "event_type"}, "1").text(), "where (event_type =1 )");
   EXPECT_STREQ(LevelClause({"where", "event_type"}, "1").text(), "where(event_type =1 )");
   EXPECT_STREQ(LevelClause({"where ", "event_type"}, "7").text(), "where ");
@@ -26,16 +26,16 @@ TEST(LevelList, HasRoomForThreeLevels) {
   EXPECT_EQ(condition("0,1,2"), "(event_type =0 ) or (event_type =1 ) or (event_type =2 )");
 }
 
-TEST(LevelList, ReadsTheFirstThreePiecesOnly) {
+TEST(LevelList, ReadsOnlyTheFirstThreeItems) {
   EXPECT_EQ(condition("0,7,8,1"), "(event_type =0 )");
   EXPECT_EQ(condition("7,8,9,1"), "");
 }
 
-TEST(LevelList, KeepsALevelThatIsGivenTwice) {
+TEST(LevelList, KeepsARepeatedLevel) {
   EXPECT_EQ(condition("1,1"), "(event_type =1 ) or (event_type =1 )");
 }
 
-TEST(LevelList, DropsWhatIsNoLevel) {
+TEST(LevelList, DropsInvalidLevels) {
   EXPECT_EQ(condition("7"), "");
   EXPECT_EQ(condition("-1"), "");
   EXPECT_EQ(condition(""), "");
@@ -43,16 +43,16 @@ TEST(LevelList, DropsWhatIsNoLevel) {
   EXPECT_EQ(condition("3,1"), "(event_type =1 )");
 }
 
-TEST(LevelList, ReadsAWordAsZero) {
+TEST(LevelList, ReadsAWordAs0) {
   EXPECT_EQ(condition("x"), "(event_type =0 )");
 }
 
-TEST(LevelList, ReadsSixtyThreeCharactersAtMost) {
+TEST(LevelList, ReadsAtMost63Characters) {
   EXPECT_EQ(condition("1," + std::string(60, '0') + "1"), "(event_type =1 ) or (event_type =1 )");
   EXPECT_EQ(condition("1," + std::string(61, '0') + "2"), "(event_type =1 ) or (event_type =0 )");
 }
 
-TEST(LevelList, LeavesOutALevelThatDoesNotFit) {
+TEST(LevelList, OmitsALevelThatDoesNotFit) {
   const LevelClause condition({"", "a_rather_long_name"}, "0,1,2");
   EXPECT_STREQ(condition.text(), "(a_rather_long_name =0 ) or (a_rather_long_name =1 )");
 }

@@ -40,7 +40,7 @@ const Calls& calls_that_only_look() {
   return calls;
 }
 
-TEST_F(Migration, OnlyLooksAtACurrentTable) {
+TEST_F(Migration, OnlyReadsACurrentTable) {
   make_table("id, title, pages, author, year");
   const std::string before = value(kFile, "SELECT sql FROM sqlite_master;");
   EXPECT_EQ(migrate(kPaper), ANNAL_OK);
@@ -55,7 +55,7 @@ TEST_F(Migration, AddsTheLastColumn) {
   EXPECT_EQ(sqlite.statements().back(), "BEGIN TRANSACTION;ALTER TABLE paper ADD COLUMN year INTEGER;COMMIT;");
 }
 
-TEST_F(Migration, AddsAllMissingColumnsInOneText) {
+TEST_F(Migration, AddsAllMissingColumnsInOneStatement) {
   make_table("id, title");
   EXPECT_EQ(migrate(kPaper), ANNAL_OK);
   EXPECT_EQ(columns(), "id,title,pages,author,year");
@@ -69,14 +69,14 @@ TEST_F(Migration, AddsAllMissingColumnsInOneText) {
                    "finalize", "close"}));
 }
 
-TEST_F(Migration, KeepsTheRowsAndFillsInTheDefaults) {
+TEST_F(Migration, KeepsTheRowsAndAddsTheDefaults) {
   make_table("id, title");
   sql(kFile, "INSERT INTO paper VALUES (7, 'old');");
   EXPECT_EQ(migrate(kPaper), ANNAL_OK);
   EXPECT_EQ(sql(kFile, "SELECT * FROM paper;"), Rows({{"7", "old", "1", "nobody", "NULL"}}));
 }
 
-TEST_F(Migration, FindsNothingToDoTheSecondTime) {
+TEST_F(Migration, DoesNothingTheSecondTime) {
   make_table("id, title");
   ASSERT_EQ(migrate(kPaper), ANNAL_OK);
   sqlite.reset();
@@ -84,7 +84,7 @@ TEST_F(Migration, FindsNothingToDoTheSecondTime) {
   EXPECT_EQ(sqlite.calls(), calls_that_only_look());
 }
 
-TEST_F(Migration, RefusesTheTablesThatAreNoOlderForm) {
+TEST_F(Migration, RefusesTablesThatAreNotAnOlderForm) {
   for (const char* others :
        {"id, title, pages, author, year, extra", "id, title, sheets", "id, title, sheets, author, year",
         "id, title, author, pages", "title, id", "id, title, Pages", "ID, title", "id, title, page",
@@ -112,7 +112,7 @@ TEST_F(Migration, RefusesAMissingTable) {
   EXPECT_EQ(sqlite.calls(), calls_that_only_look());
 }
 
-TEST_F(Migration, AddsNothingWhenAnyMissingColumnHasNoStatement) {
+TEST_F(Migration, AddsNothingIfAMissingColumnHasNoStatement) {
   make_table("id, title");
   for (const std::size_t without : {2U, 3U, 4U}) {
     SCOPED_TRACE(without);
@@ -125,7 +125,7 @@ TEST_F(Migration, AddsNothingWhenAnyMissingColumnHasNoStatement) {
   }
 }
 
-TEST_F(Migration, TakesNoColumnForOneWithoutAName) {
+TEST_F(Migration, MatchesNoColumnToANullName) {
   make_table("id, title, pages");
   for (const std::size_t without : {0U, 1U, 2U}) {
     SCOPED_TRACE(without);
@@ -149,7 +149,7 @@ TEST_F(Migration, RunsNothingForEmptyStatements) {
   EXPECT_EQ(sqlite.calls(), calls_that_only_look());
 }
 
-TEST_F(Migration, RunsTheOthersBesideAnEmptyStatement) {
+TEST_F(Migration, SkipsOnlyAnEmptyStatement) {
   make_table("id, title");
   auto list = kPaper;
   list[2].add_sql = "";
@@ -169,7 +169,7 @@ TEST_F(Migration, RunsAStatementOfAnyLength) {
   EXPECT_EQ(sqlite.statements().back(), "BEGIN TRANSACTION;" + add + "COMMIT;");
 }
 
-TEST_F(Migration, AddsNothingWhenOneOfTheStatementsFails) {
+TEST_F(Migration, AddsNothingIfAStatementFails) {
   make_table("id, title");
   for (const std::size_t broken : {2U, 3U, 4U}) {
     SCOPED_TRACE(broken);
@@ -180,21 +180,21 @@ TEST_F(Migration, AddsNothingWhenOneOfTheStatementsFails) {
   }
 }
 
-TEST_F(Migration, AnswersAFailedStatement) {
+TEST_F(Migration, ReportsAFailedStatement) {
   make_table("id, title");
   sqlite.fail("exec");
   EXPECT_EQ(migrate(kPaper), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(columns(), "id,title");
 }
 
-TEST_F(Migration, ReadsNoMoreOfTheListThanItsCount) {
+TEST_F(Migration, ReadsOnlyTheGivenNumberOfColumns) {
   make_table("id, title, pages");
   EXPECT_EQ(annal_common_migrate_db(kFile, "paper", kPaper.data(), 4), ANNAL_OK);
   EXPECT_EQ(columns(), "id,title,pages,author");
   EXPECT_EQ(annal_common_migrate_db(kFile, "paper", kPaper.data(), 3), ANNAL_CHANGE_FAILED);
 }
 
-TEST_F(Migration, TakesAnEmptyListForATableWithoutColumns) {
+TEST_F(Migration, AcceptsAnEmptyListForATableWithoutColumns) {
   EXPECT_EQ(annal_common_migrate_db(kFile, "paper", nullptr, 0), ANNAL_OK);
   EXPECT_EQ(annal_common_migrate_db(kFile, "paper", kPaper.data(), 0), ANNAL_OK);
   make_table("id");
@@ -215,7 +215,7 @@ TEST_F(Migration, FailsWithoutTheFolder) {
   EXPECT_EQ(migrate(kPaper), ANNAL_OPEN_FAILED);
 }
 
-TEST_F(Migration, ClosesWhatCouldNotBeOpened) {
+TEST_F(Migration, ClosesTheHandleOfAFailedOpen) {
   make_table("id, title");
   sqlite.fail("open");
   EXPECT_EQ(migrate(kPaper), ANNAL_OPEN_FAILED);
@@ -223,7 +223,7 @@ TEST_F(Migration, ClosesWhatCouldNotBeOpened) {
   EXPECT_EQ(columns(), "id,title");
 }
 
-TEST_F(Migration, AnswersAnOpenFailureWhenTheColumnsCannotBeAskedFor) {
+TEST_F(Migration, ReturnsOpenFailedIfTheColumnsCannotBeQueried) {
   make_table("id, title");
   sqlite.fail("prepare");
   EXPECT_EQ(migrate(kPaper), ANNAL_OPEN_FAILED);
@@ -231,12 +231,12 @@ TEST_F(Migration, AnswersAnOpenFailureWhenTheColumnsCannotBeAskedFor) {
             Calls({"open /etc/logs/paper.log", "busy_timeout 20000", "prepare PRAGMA TABLE_INFO(paper);", "close"}));
 }
 
-TEST_F(Migration, AnswersAnOpenFailureForAFileThatIsNoDatabase) {
+TEST_F(Migration, ReturnsOpenFailedForANonDatabaseFile) {
   std::ofstream(kFile) << std::string(4096, 'x');
   EXPECT_EQ(migrate(kPaper), ANNAL_OPEN_FAILED);
 }
 
-TEST_F(Migration, AddsNothingToATableWhoseColumnsCouldNotAllBeRead) {
+TEST_F(Migration, AddsNothingIfNotAllColumnsCouldBeRead) {
   make_table("id, title, pages, author, year");
   for (const int nth : {1, 3, 6}) {
     SCOPED_TRACE(nth);
@@ -247,14 +247,14 @@ TEST_F(Migration, AddsNothingToATableWhoseColumnsCouldNotAllBeRead) {
   }
 }
 
-TEST_F(Migration, TakesTableNamesUpToItsBuffer) {
+TEST_F(Migration, AcceptsTableNamesThatFitItsBuffer) {
   const std::string name(107, 't');
   sql(kFile, "CREATE TABLE " + name + " (id, title, pages, author, year);");
   EXPECT_EQ(annal_common_migrate_db(kFile, name.c_str(), kPaper.data(), kPaper.size()), ANNAL_OK);
   EXPECT_EQ(sqlite.statements(), Calls({"PRAGMA TABLE_INFO(" + name + ");"}));
 }
 
-TEST_F(Migration, AnswersAnOpenFailureForAnOverlongTableName) {
+TEST_F(Migration, ReturnsOpenFailedForAnOverlongTableName) {
   for (const std::size_t length : {109U, 127U, 128U, 1000U}) {
     SCOPED_TRACE(length);
     const std::string name(length, 't');

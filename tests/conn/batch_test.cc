@@ -63,7 +63,7 @@ std::string stored_users() {
 class ConnBatch : public ConnLogTest {};
 
 // Nothing is there yet, and nothing may come.
-class ConnBatchRefusal : public ApplianceTest {
+class ConnBatchArguments : public ApplianceTest {
  protected:
   void TearDown() override {
     EXPECT_EQ(sqlite.calls(), Calls());
@@ -75,7 +75,7 @@ class ConnBatchRefusal : public ApplianceTest {
 
 // ---- arguments ----
 
-TEST_F(ConnBatchRefusal, IsOfNullArguments) {
+TEST_F(ConnBatchArguments, RefuseNull) {
   ConnRecord record = complete_record();
   const ConnRecordV1 earlier = earlier_form(record);
   int inserted = 5;
@@ -89,7 +89,7 @@ TEST_F(ConnBatchRefusal, IsOfNullArguments) {
   EXPECT_EQ(annal_conn_add_entries2(nullptr, 0, nullptr), ANNAL_BAD_ARGUMENT);
 }
 
-TEST_F(ConnBatch, OfNothingIsAnEmptyTransaction) {
+TEST_F(ConnBatch, RunsAnEmptyTransactionForNoRecords) {
   ConnRecord record = bare_record();
   const ConnRecordV1 earlier = earlier_form(record);
   const Calls empty = connection(
@@ -195,7 +195,7 @@ TEST_F(ConnBatch, StampsItsEntriesWithTheLocalTime) {
 }
 
 // Nobody else sees a row before the last one is there.
-TEST_F(ConnBatch, IsSeenByOthersAsAWhole) {
+TEST_F(ConnBatch, IsVisibleToOthersOnlyAsAWhole) {
   std::array records{record_of("first"), record_of("second")};
   Row seen;
   platform.meanwhile("SendConnToZSyslogd", [&seen] { seen.push_back(stored_count()); });
@@ -206,7 +206,7 @@ TEST_F(ConnBatch, IsSeenByOthersAsAWhole) {
 
 // ---- what becomes of the records ----
 
-TEST_F(ConnBatch, FillsABareRecord) {
+TEST_F(ConnBatch, FillsAnEmptyRecord) {
   ConnRecord record = bare_record();
   EXPECT_EQ(submit(record), 1);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
@@ -219,7 +219,7 @@ class ConnBatchDefault : public ConnBatch, public testing::WithParamInterface<De
 INSTANTIATE_TEST_SUITE_P(, ConnBatchDefault, testing::ValuesIn(defaults()),
                          [](const testing::TestParamInfo<Default>& tested) { return tested.param.field.name; });
 
-TEST_P(ConnBatchDefault, TakesTheEmptyFieldsPlace) {
+TEST_P(ConnBatchDefault, ReplacesAnEmptyField) {
   const auto& [field, text, width] = GetParam();
   ConnRecord record = complete_record();
   std::memset(field.in(record), kLeftBehind, field.size);
@@ -289,7 +289,7 @@ constexpr Origin kOrigins[] = {
     {"::1", "---", "---"},
 };
 
-TEST_F(ConnBatch, TakesItsOwnAddressWithoutAClientForTheAppliancesOwn) {
+TEST_F(ConnBatch, TreatsItsOwnAddressWithoutAClientAsTheAppliance) {
   for (const auto& [ip, client_app, expected] : kOrigins) {
     ConnRecord record = complete_record();
     fill(record, kIp, ip, 65);
@@ -300,7 +300,7 @@ TEST_F(ConnBatch, TakesItsOwnAddressWithoutAClientForTheAppliancesOwn) {
   }
 }
 
-TEST_F(ConnBatch, LooksAtTheFirstNineCharactersOfTheAddress) {
+TEST_F(ConnBatch, ComparesTheFirstNineCharactersOfTheAddress) {
   platform.answer("Is_Valid_Source", 1);
   constexpr Origin kAccepted[] = {
       {"127.0.0.1x", "", "localhost"}, {"127.0.0.", "", "---"}, {"---", "", "---"}, {"---x", "---", "---"}};
@@ -313,7 +313,7 @@ TEST_F(ConnBatch, LooksAtTheFirstNineCharactersOfTheAddress) {
   }
 }
 
-TEST_F(ConnBatch, KeepsTheBytesBehindTheNameOfItsOwn) {
+TEST_F(ConnBatch, KeepsTheBytesAfterItsOwnName) {
   ConnRecord record = complete_record();
   put(record, kIp, "127.0.0.1");
   overfill(record, kClientApp, '-');
@@ -336,7 +336,7 @@ TEST_F(ConnBatch, RemovesControlCharactersFromTheResourceBeforeItIsBound) {
   EXPECT_EQ(stored("conn_res"), "");
 }
 
-TEST_F(ConnBatch, RemovesThemFromNothingElse) {
+TEST_F(ConnBatch, RemovesThemOnlyFromThatField) {
   platform.answer("Is_Valid_Source", 1);
   for (const Field& field : kTexts) {
     if (field.offset == kRes.offset) {
@@ -436,7 +436,7 @@ TEST_F(ConnBatch, StopsReadingClientFieldsAtEachRecordsEnd) {
             Rows({{id, app, agent}, {id, app, agent}, {id, app, agent}}));
 }
 
-TEST_F(ConnBatch, ReadsNothingBehindItsLastRecord) {
+TEST_F(ConnBatch, ReadsNothingAfterItsLastRecord) {
   RecordAtTheEnd<ThreeRecords> records;
   *records = {complete_record(), complete_record(), complete_record()};
   EXPECT_EQ(submit(*records), 3);
@@ -447,7 +447,7 @@ TEST_F(ConnBatch, ReadsNothingBehindItsLastRecord) {
   EXPECT_EQ(inserted, 2);
 }
 
-TEST_F(ConnBatch, ReadsNoMoreRecordsThanItIsTold) {
+TEST_F(ConnBatch, ReadsOnlyTheGivenNumberOfRecords) {
   std::array records{record_of("first"), record_of("second"), bare_record()};
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 2, &inserted), ANNAL_OK);
@@ -527,7 +527,7 @@ TEST_P(ConnBatchWithRefused, SkipsItInTheEarlierForm) {
   expect_one_around_the_skipped();
 }
 
-TEST_F(ConnBatch, OfNothingButSkippedRecordsIsWell) {
+TEST_F(ConnBatch, SucceedsIfEveryRecordIsSkipped) {
   std::array records{complete_record(), complete_record()};
   for (ConnRecord& record : records) {
     record.conn_action_result = 12;
@@ -559,7 +559,7 @@ TEST_P(ConnBatchWithAFailingBind, SkipsTheRecord) {
   EXPECT_EQ(platform.calls_of("SendConnToZSyslogd").size(), 2U);
 }
 
-TEST_F(ConnBatch, DoesNotCountARecordThatIsNotStoredButHandsItOn) {
+TEST_F(ConnBatch, ForwardsButDoesNotCountARecordThatIsNotStored) {
   std::array records{record_of("first"), record_of("second"), record_of("third")};
   sqlite.follow_statements();
   sqlite.fail("step", 2);
@@ -589,7 +589,7 @@ TEST_F(ConnBatch, DoesNotCountARecordThatATriggerRefuses) {
   EXPECT_EQ(consumer_calls().size(), 4U);
 }
 
-TEST_F(ConnBatch, AnswersAFailingCommit) {
+TEST_F(ConnBatch, ReportsAFailingCommit) {
   std::array records{record_of("first"), record_of("second")};
   sqlite.fail("exec", 2);  // behind that which begins the transaction
   int inserted = kNobody;
@@ -600,7 +600,7 @@ TEST_F(ConnBatch, AnswersAFailingCommit) {
   EXPECT_EQ(consumer_calls().size(), 2U);
 }
 
-TEST_F(ConnBatch, AnswersAFailingCommitOfNothing) {
+TEST_F(ConnBatch, ReportsAFailingCommitOfNoRecords) {
   int inserted = kNobody;
   sqlite.fail("exec", 2);
   EXPECT_EQ(annal_conn_add_entries2(nullptr, 0, &inserted), ANNAL_INSERT_FAILED);
@@ -612,7 +612,7 @@ TEST_F(ConnBatch, AnswersAFailingCommitOfNothing) {
 
 // A trigger may end the transaction in the midst of the batch, as SQLite itself does when the disk is full. What comes
 // behind is stored row by row, in a batch that fails.
-TEST_F(ConnBatch, GoesOnWhenItsTransactionIsGone) {
+TEST_F(ConnBatch, ContinuesAfterARolledBackTransaction) {
   sql(kLog,
       "CREATE TRIGGER refuse BEFORE INSERT ON ANNAL_CONN WHEN NEW.conn_user = 'second' BEGIN SELECT RAISE(ROLLBACK, "
       "'no'); END;");

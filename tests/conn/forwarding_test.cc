@@ -148,7 +148,7 @@ TEST_P(ConnForwardingOfOne, GivesEachConsumerItsArguments) {
 }
 
 // Every consumer gets what is stored, not what the caller wrote.
-TEST_P(ConnForwardingOfOne, HandsOverTheConnectionAsItIsStored) {
+TEST_P(ConnForwardingOfOne, PassesTheConnectionAsStored) {
   ConnRecord record = bare_record();
   record.conn_type = 2;
   put(record, kRes, "it's\t\u2028a");
@@ -166,7 +166,7 @@ TEST_P(ConnForwardingOfOne, HandsOverTheConnectionAsItIsStored) {
             Calls({"SendConnToZSyslogd(2, \"" + user + "\", \"" + ip + R"(", "localhost", 3, 10, "it'sa"))"}));
 }
 
-TEST_P(ConnForwardingOfOne, GivesTheLongestTextsWhole) {
+TEST_P(ConnForwardingOfOne, PassesTheLongestTextsWhole) {
   platform.answer("Is_Valid_Source", 1);
   ConnRecord record = complete_record();
   for (const Field& field : kTexts) {
@@ -187,7 +187,7 @@ TEST_P(ConnForwardingOfOne, GivesTheLongestTextsWhole) {
   EXPECT_EQ(runs[1].arguments[16], std::string(1024, 'x'));
 }
 
-TEST_P(ConnForwardingOfOne, IsNoFormat) {
+TEST_P(ConnForwardingOfOne, DoesNotInterpretPercentSigns) {
   platform.answer("Is_Valid_Source", 1);
   ConnRecord record = complete_record();
   put(record, kUser, "%s%n");
@@ -199,7 +199,7 @@ TEST_P(ConnForwardingOfOne, IsNoFormat) {
 }
 
 // The log centre, the forwarder, the recorder.
-TEST_P(ConnForwardingOfOne, GoesToEachInItsOrder) {
+TEST_P(ConnForwardingOfOne, CallsConsumersInOrder) {
   const ChildrenNoted noted;
   submit(complete_record());
   const std::size_t all = platform.calls().size();
@@ -209,7 +209,7 @@ TEST_P(ConnForwardingOfOne, GoesToEachInItsOrder) {
   EXPECT_EQ(commands.wait_for(2).size(), 2U);
 }
 
-TEST_P(ConnForwardingOfOne, LeavesNoChildToTheCaller) {
+TEST_P(ConnForwardingOfOne, LeavesTheCallerNoChild) {
   for (const char* command : {kEvsh, kRecorderTool}) {
     commands.install(command, {.takes = 100ms});
   }
@@ -232,7 +232,7 @@ TEST_P(ConnForwardingOfOne, LetsNoCommandInheritTheLog) {
   EXPECT_EQ(inheritable_descriptors(), before);
 }
 
-TEST_P(ConnForwardingOfOne, HasTheCommandsReadAndWriteNothing) {
+TEST_P(ConnForwardingOfOne, ConnectsTheCommandsToTheNullDevice) {
   const auto runs = runs_for(complete_record());
   EXPECT_EQ(standard_descriptors(runs[0]), (Descriptors{{0, "r /dev/null"}, {1, "w /dev/null"}, {2, "w /dev/null"}}));
   EXPECT_EQ(standard_descriptors(runs[1]),
@@ -249,13 +249,13 @@ TEST_P(ConnForwardingOfOne, WaitsForNoCommand) {
   EXPECT_EQ(commands.wait_for(2).size(), 2U);
 }
 
-TEST_P(ConnForwardingOfOne, HeedsNoAnswerOfThePlatform) {
+TEST_P(ConnForwardingOfOne, IgnoresThePlatformsResults) {
   platform.answer("SendConnToZSyslogd", -1);
   EXPECT_EQ(runs_for(complete_record()).size(), 2U);
   EXPECT_EQ(stored_count(), "1");
 }
 
-TEST_P(ConnForwardingOfOne, HeedsNoFailureOfACommand) {
+TEST_P(ConnForwardingOfOne, IgnoresACommandsExitStatus) {
   for (const char* command : {kEvsh, kRecorderTool}) {
     commands.install(command, {.exit_status = 7});
   }
@@ -265,7 +265,7 @@ TEST_P(ConnForwardingOfOne, HeedsNoFailureOfACommand) {
 }
 
 // The recorder is there: its tool only cannot be run.
-TEST_P(ConnForwardingOfOne, NeedsNoCommandThatCanBeRun) {
+TEST_P(ConnForwardingOfOne, SucceedsIfNoCommandCanRun) {
   std::filesystem::remove(kEvsh);
   std::filesystem::permissions(kRecorderTool, std::filesystem::perms::owner_read);
   const ChildrenNoted noted;
@@ -276,7 +276,7 @@ TEST_P(ConnForwardingOfOne, NeedsNoCommandThatCanBeRun) {
   expect_no_child_left();
 }
 
-TEST_P(ConnForwardingOfOne, LeavesOutARecorderThatIsNotInstalled) {
+TEST_P(ConnForwardingOfOne, SkipsARecorderThatIsNotInstalled) {
   std::filesystem::remove(kRecorderTool);
   const ChildrenNoted noted;
   submit(complete_record());
@@ -284,7 +284,7 @@ TEST_P(ConnForwardingOfOne, LeavesOutARecorderThatIsNotInstalled) {
   EXPECT_EQ(commands.wait_for(1).size(), 1U);
 }
 
-TEST_P(ConnForwardingOfOne, IsBetterThanACallerThatIgnoresItsChildren) {
+TEST_P(ConnForwardingOfOne, WorksInACallerThatIgnoresItsChildren) {
   survive([this] {
     set_handler(SIGCHLD, SIG_IGN);
     submit(complete_record());
@@ -297,7 +297,7 @@ TEST_P(ConnForwardingOfOne, IsBetterThanACallerThatIgnoresItsChildren) {
   EXPECT_EQ(stored_count(), "1");
 }
 
-TEST_P(ConnForwardingOfOne, ReachesItsCommandsFromACallerWithClosedDescriptors) {
+TEST_P(ConnForwardingOfOne, RunsItsCommandsInACallerWithClosedDescriptors) {
   for (unsigned which = 0; which < 8; ++which) {
     survive([this, which] {
       commands.reset();
@@ -319,7 +319,7 @@ TEST_P(ConnForwardingOfOne, ReachesItsCommandsFromACallerWithClosedDescriptors) 
   EXPECT_EQ(stored_count(), "8");
 }
 
-TEST_P(ConnForwardingOfOne, HappensWhenTheRowIsThere) {
+TEST_P(ConnForwardingOfOne, StartsAfterTheRowIsStored) {
   Calls seen;
   platform.meanwhile("SendConnToZSyslogd", [&seen] { seen = SqliteTrace::calls(); });
   sqlite.reset();
@@ -431,7 +431,7 @@ TEST_P(ConnForwardingRefusal, ForwardsNothing) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-TEST_F(ConnForwarding, HandsOnARowOfABatchThatIsNotStored) {
+TEST_F(ConnForwarding, ForwardsARecordOfABatchThatIsNotStored) {
   sqlite.fail("step");
   ConnRecord record = complete_record();
   int inserted = kNobody;
@@ -444,7 +444,7 @@ TEST_F(ConnForwarding, HandsOnARowOfABatchThatIsNotStored) {
   EXPECT_EQ(runs[1].arguments, recorder_vector());
 }
 
-TEST_F(ConnForwarding, GoesRecordByRecordThroughABatch) {
+TEST_F(ConnForwarding, ForwardsABatchRecordByRecord) {
   std::array records{complete_record(), complete_record(), complete_record()};
   put(records[0], kUser, "first");
   put(records[1], kUser, "second");
@@ -747,7 +747,7 @@ TEST_F(ConnRecorder, IsTriedWhenItCannotBeRun) {
 }
 
 // A file without a header is no program of the recorder's, but the log centre's command may be one.
-TEST_F(ConnForwarding, LetsTheShellRunOnlyTheLogCentresScript) {
+TEST_F(ConnForwarding, RunsOnlyTheLogCentresScriptThroughTheShell) {
   commands.install("/usr/local/sbin/reader");
   install_script(kEvsh, "exec /usr/local/sbin/reader \"$0\" \"$@\"\n");
   install_script(kRecorderTool, "exec /usr/local/sbin/reader \"$0\" \"$@\"\n");

@@ -116,7 +116,7 @@ TEST_P(ConnSubmissionRefusalOf, HoldsForTheEarlierForm) {
   EXPECT_TRUE(same_bytes(record, earlier_form(full)));
 }
 
-TEST_P(ConnSubmissionRefusalOf, LooksAtLengthsFirst) {
+TEST_P(ConnSubmissionRefusalOf, ChecksLengthsFirst) {
   for (const Field& field : {kUser, kApp, kIp, kComp, kRes}) {
     ConnRecord record = complete_record();
     GetParam().spoil(record);
@@ -125,13 +125,13 @@ TEST_P(ConnSubmissionRefusalOf, LooksAtLengthsFirst) {
   }
 }
 
-TEST_F(ConnSubmissionRefusal, AnswersANullRecord) {
+TEST_F(ConnSubmissionRefusal, RefusesANullRecord) {
   EXPECT_EQ(annal_conn_add2(nullptr), ANNAL_BAD_ARGUMENT);
   EXPECT_EQ(annal_conn_add(nullptr), ANNAL_BAD_ARGUMENT);
 }
 
 // Only the two results that every consumer can show.
-TEST_F(ConnSubmissionRefusal, IsForEveryOtherResult) {
+TEST_F(ConnSubmissionRefusal, RefusesAnActionResultOtherThan0And13) {
   for (int result = -300; result <= 300; ++result) {
     if (result == 0 || result == 13) {
       continue;
@@ -169,7 +169,7 @@ TEST_P(ConnSubmissionBound, IsStoredInFull) {
   EXPECT_TRUE(same_bytes(record, before));
 }
 
-TEST_F(ConnSubmission, ReadsUnterminatedClientFieldsOn) {
+TEST_F(ConnSubmission, ReadsAnUnterminatedClientFieldIntoTheNext) {
   ConnRecord record = complete_record();
   overfill(record, kClientId, 'i');
   overfill(record, kClientApp, 'a');
@@ -241,7 +241,7 @@ TEST_F(ConnSubmission, LeavesACompleteRecordAsItIs) {
   EXPECT_EQ(stored_rows(), Rows({complete_row()}));
 }
 
-TEST_F(ConnSubmission, FillsABareRecord) {
+TEST_F(ConnSubmission, FillsAnEmptyRecord) {
   ConnRecord record = bare_record();
   EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
@@ -253,7 +253,7 @@ class ConnSubmissionDefault : public ConnSubmission, public testing::WithParamIn
 INSTANTIATE_TEST_SUITE_P(, ConnSubmissionDefault, testing::ValuesIn(defaults()),
                          [](const testing::TestParamInfo<Default>& tested) { return tested.param.field.name; });
 
-TEST_P(ConnSubmissionDefault, TakesTheEmptyFieldsPlace) {
+TEST_P(ConnSubmissionDefault, ReplacesAnEmptyField) {
   const auto& [field, text, width] = GetParam();
   ConnRecord record = complete_record();
   std::memset(field.in(record), kLeftBehind, field.size);
@@ -389,7 +389,7 @@ TEST_F(ConnSubmission, TakesAConnectionWithNeitherAddressNorClientForTheApplianc
   }
 }
 
-TEST_F(ConnSubmission, LooksAtTheFirstThreeCharactersOfTheAddress) {
+TEST_F(ConnSubmission, ComparesTheFirstThreeCharactersOfTheAddress) {
   platform.answer("Is_Valid_Source", 1);
   constexpr Origin kOrigins[] = {
       {"---x", "", "localhost"}, {"--x", "", "---"}, {"--", "", "---"}, {"127.0.0.1", "", "---"}};
@@ -402,7 +402,7 @@ TEST_F(ConnSubmission, LooksAtTheFirstThreeCharactersOfTheAddress) {
   }
 }
 
-TEST_F(ConnSubmission, KeepsTheBytesBehindTheNameOfItsOwn) {
+TEST_F(ConnSubmission, KeepsTheBytesAfterItsOwnName) {
   ConnRecord record = complete_record();
   fill(record, kIp, "---", 65);
   overfill(record, kClientApp, '-');
@@ -426,7 +426,7 @@ TEST_F(ConnSubmission, RemovesControlCharactersFromTheResource) {
   EXPECT_EQ(stored("conn_res"), "/share/a");
 }
 
-TEST_F(ConnSubmission, RemovesThemFromNothingElse) {
+TEST_F(ConnSubmission, RemovesThemOnlyFromThatField) {
   platform.answer("Is_Valid_Source", 1);
   for (const Field& field : kTexts) {
     if (field.offset == kRes.offset) {
@@ -447,7 +447,7 @@ TEST_F(ConnSubmission, StoresAnEmptyTextForAResourceOfControlCharacters) {
   EXPECT_EQ(stored("conn_res"), "");
 }
 
-TEST_F(ConnSubmission, AsksThePlatformInOrder) {
+TEST_F(ConnSubmission, CallsThePlatformInOrder) {
   ConnRecord record = complete_record();
   put(record, kRes, "/share\n/a");
   EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
@@ -580,7 +580,7 @@ TEST_F(ConnSubmissionFailure, BehindALockThatLasts) {
   expect_answer(ANNAL_INSERT_FAILED);
 }
 
-TEST_F(ConnSubmissionFailure, IsOverWhenItsReasonIs) {
+TEST_F(ConnSubmissionFailure, EndsWithItsCause) {
   sqlite.fail("exec");
   expect_answer(ANNAL_INSERT_FAILED);
   EXPECT_EQ(stored_rows(), Rows());

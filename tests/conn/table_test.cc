@@ -156,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(ConnTable, EveryBuiltOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kBuildText)), &name_of);
 INSTANTIATE_TEST_SUITE_P(ConnTable, EveryWaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kWait)), &name_of);
-INSTANTIATE_TEST_SUITE_P(ConnTable, EveryImpatientOperation,
+INSTANTIATE_TEST_SUITE_P(ConnTable, EveryNonwaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kDoNotWait)), &name_of);
 
 // ---- annal_conn_create_tbl ----
@@ -195,7 +195,7 @@ TEST_F(ConnTableCreation, GivesEntriesTheLocalDateAndTimeAndThePlaceholders) {
             Rows({{"---", "---", "---", "NULL"}}));
 }
 
-TEST_F(ConnTableCreation, IsRefusedToATableThatIsThere) {
+TEST_F(ConnTableCreation, FailsIfTheTableExists) {
   annal_conn_create_tbl(3, 2);
   const Rows before = content(kLog, "ANNAL_CONN");
   sqlite.reset();
@@ -239,7 +239,7 @@ TEST_F(ConnTable, RefusesASecondTriggerAndLosesTheFirst) {
   EXPECT_EQ(annal_conn_remove_trigger_logfull(), ANNAL_REMOVE_TRIGGER_FAILED);
 }
 
-TEST_F(ConnTable, LosesTheOldestByDateAndTimeWhenItIsFull) {
+TEST_F(ConnTable, DropsTheOldestByDateAndTimeWhenFull) {
   annal_conn_remove_trigger_logfull();
   ASSERT_EQ(annal_conn_add_trigger_logfull(3, 2), ANNAL_OK);
   put_entry_of("2020-01-03", "10:00:00");
@@ -344,7 +344,7 @@ TEST_P(ConnDeletionBy, TakesATextUnescaped) {
   }
 }
 
-TEST_F(ConnTable, RefusesASelectorBehindTheLastBeforeOpeningTheFile) {
+TEST_F(ConnTable, RefusesSelectorAbove11BeforeOpeningTheFile) {
   std::remove(kLog);
   for (const unsigned selector : {12U, 13U, UINT_MAX}) {
     EXPECT_EQ(annal_conn_del(selector, "x"), ANNAL_BAD_ARGUMENT);

@@ -288,7 +288,7 @@ TEST_P(ForwardingToACommandThat, LeavesTheCallerAlive) {
 }
 
 // The signal that the caller waits for is still there, and only that one.
-TEST_P(ForwardingToACommandThat, LeavesTheCallerItsOwnSigpipe) {
+TEST_P(ForwardingToACommandThat, LeavesTheCallersOwnSigpipePending) {
   GetParam().prepare();
   survive([] {
     have_sigpipe_at_its_default();
@@ -305,7 +305,7 @@ TEST_P(ForwardingToACommandThat, LeavesTheCallerItsOwnSigpipe) {
   });
 }
 
-TEST_P(ForwardingToACommandThat, LeavesNoSigpipeToACallerThatBlocksIt) {
+TEST_P(ForwardingToACommandThat, LeavesACallerThatBlocksSigpipeNone) {
   GetParam().prepare();
   survive([] {
     have_sigpipe_at_its_default();
@@ -357,7 +357,7 @@ class ForwardingToASenderOfSigpipeThat : public Forwarding, public testing::With
 INSTANTIATE_TEST_SUITE_P(, ForwardingToASenderOfSigpipeThat, testing::ValuesIn(kSenders),
                          [](const testing::TestParamInfo<Sender>& sender) { return sender.param.name; });
 
-TEST_P(ForwardingToASenderOfSigpipeThat, LetsItThroughOnceToTheCallersHandler) {
+TEST_P(ForwardingToASenderOfSigpipeThat, DeliversItOnceToTheCallersHandler) {
   survive([] {
     setenv("CALLER", std::to_string(getpid()).c_str(), 1);
     have_sigpipe_at_its_default();
@@ -368,7 +368,7 @@ TEST_P(ForwardingToASenderOfSigpipeThat, LetsItThroughOnceToTheCallersHandler) {
   });
 }
 
-TEST_P(ForwardingToASenderOfSigpipeThat, LeavesItWaitingForACallerThatBlocksIt) {
+TEST_P(ForwardingToASenderOfSigpipeThat, LeavesItPendingForACallerThatBlocksIt) {
   survive([] {
     setenv("CALLER", std::to_string(getpid()).c_str(), 1);
     have_sigpipe_at_its_default();
@@ -382,7 +382,7 @@ TEST_P(ForwardingToASenderOfSigpipeThat, LeavesItWaitingForACallerThatBlocksIt) 
 }
 
 // Sent to the process and not to a thread, which the system keeps apart.
-TEST_P(ForwardingToACommandThat, LeavesTheCallerTheOneSigpipeOfItsProcess) {
+TEST_P(ForwardingToACommandThat, LeavesAProcessDirectedSigpipePending) {
   GetParam().prepare();
   survive([] {
     have_sigpipe_at_its_default();
@@ -397,7 +397,7 @@ TEST_P(ForwardingToACommandThat, LeavesTheCallerTheOneSigpipeOfItsProcess) {
 }
 
 // Other signals are not held up while a notification is written.
-TEST_F(Forwarding, LetsOtherSignalsThrough) {
+TEST_F(Forwarding, DeliversOtherSignals) {
   install_script(kEvsh, "#!/bin/sh\nkill -USR1 \"$CALLER\"\nexec cat\n");
   survive([] {
     setenv("CALLER", std::to_string(getpid()).c_str(), 1);
@@ -407,7 +407,7 @@ TEST_F(Forwarding, LetsOtherSignalsThrough) {
   });
 }
 
-TEST_P(ForwardingBy, LeavesTheCallersMaskAsItIs) {
+TEST_P(ForwardingBy, KeepsTheCallersMask) {
   survive([] {
     GetParam().run();
     EXPECT_EQ(blocked_signals(), std::set<int>());
@@ -440,11 +440,11 @@ const ChildHandling kChildHandlings[] = {
     {"CountsThemAndGoesOn", count_signal, SA_RESTART},
 };
 
-class ForwardingOfACallerOfChildrenThat : public Forwarding, public testing::WithParamInterface<ChildHandling> {};
-INSTANTIATE_TEST_SUITE_P(, ForwardingOfACallerOfChildrenThat, testing::ValuesIn(kChildHandlings),
+class ForwardingWithSigchldSet : public Forwarding, public testing::WithParamInterface<ChildHandling> {};
+INSTANTIATE_TEST_SUITE_P(, ForwardingWithSigchldSet, testing::ValuesIn(kChildHandlings),
                          [](const testing::TestParamInfo<ChildHandling>& handling) { return handling.param.name; });
 
-TEST_P(ForwardingOfACallerOfChildrenThat, IsAsGoodAsAnyOther) {
+TEST_P(ForwardingWithSigchldSet, StoresAndForwardsTheEvent) {
   survive([] {
     set_handler(SIGCHLD, GetParam().handler, GetParam().flags);
     send_to_all();
@@ -496,7 +496,7 @@ class Storm {
   }
 };
 
-TEST_P(ForwardingBy, GoesOnWhenItsWaitsAreInterrupted) {
+TEST_P(ForwardingBy, ContinuesAfterInterruptedWaits) {
   constexpr std::size_t kTimes = 20;
   survive([] {
     set_handler(SIGCHLD, count_signal);
@@ -510,7 +510,7 @@ TEST_P(ForwardingBy, GoesOnWhenItsWaitsAreInterrupted) {
   });
 }
 
-TEST_F(Forwarding, WaitsForItsChildHoweverOftenItIsInterrupted) {
+TEST_F(Forwarding, WaitsForItsChildDespiteInterrupts) {
   survive([] {
     for (const auto send : {send_to_log_centre, send_to_recorder}) {
       waits_to_interrupt = 3;
@@ -653,7 +653,7 @@ void expect_mask_handed_on(const Forwarder& forwarder, const std::vector<int>& m
   }
 }
 
-TEST_P(ForwardingBy, HandsOnTheCallersMask) {
+TEST_P(ForwardingBy, PassesTheCallersSignalMask) {
   survive([] {
     expect_mask_handed_on(GetParam(), {});
     block({SIGUSR1});
@@ -663,7 +663,7 @@ TEST_P(ForwardingBy, HandsOnTheCallersMask) {
   });
 }
 
-TEST_F(Forwarding, HandsOnTheCallersMaskThroughAShellThatKeepsIt) {
+TEST_F(Forwarding, PassesTheCallersMaskThroughAShell) {
   if (geteuid() != 0 || !std::filesystem::exists("/bin/bash")) {
     GTEST_SKIP() << "only root can exchange the shell, and only for one that is there";
   }
@@ -676,7 +676,7 @@ TEST_F(Forwarding, HandsOnTheCallersMaskThroughAShellThatKeepsIt) {
   });
 }
 
-TEST_P(ForwardingBy, HandsOnWhatTheCallerIgnores) {
+TEST_P(ForwardingBy, PassesTheSignalsThatTheCallerIgnores) {
   survive([] {
     for (int signal = 1; signal < SIGRTMAX; ++signal) {
       (void)std::signal(signal, SIG_DFL);
@@ -799,7 +799,7 @@ TEST_F(Forwarding, RunsItsCommandsWithoutANullDevice) {
 
 // With one that can be read and not written the log centre's command has something to read. The recorder's tool wants
 // one for both.
-TEST_F(Forwarding, RunsItsCommandsWithANullDeviceThatCannotBeWritten) {
+TEST_F(Forwarding, RunsItsCommandsWithAReadOnlyNullDevice) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can put another device in its place";
   }
@@ -826,7 +826,7 @@ TEST_F(Forwarding, RunsItsCommandsWithANullDeviceThatCannotBeWritten) {
   });
 }
 
-TEST_P(ForwardingBy, LeavesTheCallersDescriptorsAsTheyAre) {
+TEST_P(ForwardingBy, KeepsTheCallersDescriptors) {
   survive([] {
     const auto open_descriptors = [] {
       Descriptors found;
@@ -849,7 +849,7 @@ TEST_P(ForwardingBy, LeavesTheCallersDescriptorsAsTheyAre) {
 // ---- threads ----
 
 // Another thread's command that had the pipe would keep the notification centre from seeing the end of its input.
-TEST_F(Forwarding, KeepsTheNotificationsPipeFromWhatOtherThreadsStart) {
+TEST_F(Forwarding, KeepsTheNotificationsPipeFromCommandsOfOtherThreads) {
   const std::set<int> before = inheritable_descriptors();
   writing_is_watched = true;
   EXPECT_EQ(annal_report_event(1, "Fan 2 failed."), ANNAL_OK);
@@ -953,7 +953,7 @@ TEST_F(Forwarding, IsNotCutOffByACancelledThread) {
   });
 }
 
-TEST_F(Forwarding, LeavesACallerThatRefusesToBeCancelledAsItIs) {
+TEST_F(Forwarding, KeepsACallersCancellationDisabled) {
   survive([] {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     send_to_log_centre();
@@ -985,7 +985,7 @@ TEST_F(Forwarding, LeavesErrnoAlone) {
   EXPECT_EQ(commands.wait_for(4).size(), 4U);
 }
 
-TEST_F(Forwarding, LeavesErrnoAloneWhereWaitingFails) {
+TEST_F(Forwarding, LeavesErrnoAloneIfWaitingFails) {
   survive([] {
     set_handler(SIGCHLD, SIG_IGN);
     expect_errno_left_alone();
@@ -1060,7 +1060,7 @@ void note_status(int /*signal*/, siginfo_t* info, void* /*context*/) {
 }
 
 // Only the first child can be created. It is the log centre's that says so, to whoever looks.
-TEST_F(ForwardingWithoutProcesses, SendsNothingWhenTheSecondIsMissing) {
+TEST_F(ForwardingWithoutProcesses, SendsNothingIfTheSecondCannotBeCreated) {
   survive([] {
     allow_processes(1);
     struct sigaction action {};
@@ -1076,7 +1076,7 @@ TEST_F(ForwardingWithoutProcesses, SendsNothingWhenTheSecondIsMissing) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-TEST_F(ForwardingWithoutProcesses, NeedsTwoOfThem) {
+TEST_F(ForwardingWithoutProcesses, NeedsTwoProcesses) {
   survive([] {
     allow_processes(2);
     send_to_log_centre();
@@ -1111,7 +1111,7 @@ class ForwardingWithALittleMemory : public Forwarding, public testing::WithParam
 INSTANTIATE_TEST_SUITE_P(, ForwardingWithALittleMemory, testing::ValuesIn(kLittleRooms));
 
 // Once before, for what the first call alone takes.
-TEST_P(ForwardingWithALittleMemory, RunsTheCommandsThatAreLeftBehind) {
+TEST_P(ForwardingWithALittleMemory, RunsTheDetachedCommands) {
   for (const char* path : {kEvsh, kRecorderTool}) {
     commands.install(path, {.takes = 50ms});
   }
@@ -1159,7 +1159,7 @@ TEST_P(ForwardingWithALittleMemory, RunsNoHandlerOfTheCallersInAChild) {
   });
 }
 
-TEST_P(ForwardingWithALittleMemory, LeavesDescriptorsClosedThatTheCallerHasClosed) {
+TEST_P(ForwardingWithALittleMemory, KeepsTheCallersClosedDescriptorsClosed) {
   survive([] {
     send_to_log_centre();
     send_to_recorder();

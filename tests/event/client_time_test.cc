@@ -113,7 +113,7 @@ TEST_F(EventPoll, ListsTheTablesOwnColumnsInItsOwnOrder) {
   EXPECT_EQ(listing.rows[0].at(17), "more");
 }
 
-TEST_F(EventPoll, GroupsWithTheUsualColumnsWhateverTheTablesOrder) {
+TEST_F(EventPoll, GroupsWithTheUsualColumnsInAnyTableOrder) {
   sql(kLog, kMigrated);
   Row names = columns();
   names.emplace_back("COUNT(*)");
@@ -135,7 +135,7 @@ TEST_F(EventPoll, GroupsByEachOfItsCodes) {
   }
 }
 
-TEST_F(EventPoll, RefusesAGroupBehindTheLast) {
+TEST_F(EventPoll, RefusesGroupAbove9) {
   std::remove(kLog);
   for (const unsigned group : {10U, 11U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(group);
@@ -146,7 +146,7 @@ TEST_F(EventPoll, RefusesAGroupBehindTheLast) {
 }
 
 // The order is of the rows that are grouped, the page of the groups.
-TEST_F(EventPoll, SortsBeforeItGroupsAndCutsThePageBehindIt) {
+TEST_F(EventPoll, SortsBeforeItGroupsAndCutsThePageLast) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_type, event_user) VALUES (0, 'ann'), (0, 'bob'), (0, 'ann'), (0, 'cat');");
   EXPECT_EQ(list_groups(6, 4, 0, 2), ANNAL_OK);
   ASSERT_EQ(listing.rows.size(), 2U);

@@ -164,7 +164,7 @@ TEST_F(EventForwarding, CallsThePlatformWithItsArguments) {
   }
 }
 
-TEST_F(EventForwarding, KeepsInformationFromTheNoticeEngine) {
+TEST_F(EventForwarding, SendsNoInformationToTheNoticeEngine) {
   EventRecord record = full_record();
   record.event_type = 0;
   put(record.event_desc, "Fan 2 is back.");
@@ -191,7 +191,7 @@ TEST_F(EventForwarding, RunsTheCommandsWithTheirArguments) {
 }
 
 // The notification centre comes first, the log centre behind the trap sender, the recorder last of all.
-TEST_F(EventForwarding, GoesToEachInItsOrder) {
+TEST_F(EventForwarding, CallsConsumersInOrder) {
   for (const int type : {0, 1, 2}) {
     EventRecord record = full_record();
     record.event_type = type;
@@ -204,7 +204,7 @@ TEST_F(EventForwarding, GoesToEachInItsOrder) {
   }
 }
 
-TEST_F(EventForwarding, LeavesOutTheRecorderThatIsNotInstalled) {
+TEST_F(EventForwarding, SkipsARecorderThatIsNotInstalled) {
   std::filesystem::remove(kRecorderInstalled);
   EventRecord record = full_record();
   const ChildrenNoted noted;
@@ -227,7 +227,7 @@ TEST_F(EventForwarding, SendsTheNotificationBeforeAnythingElse) {
 }
 
 // Every consumer gets what is stored, not what the caller wrote.
-TEST_F(EventForwarding, HandsOverTheEventAsItIsStored) {
+TEST_F(EventForwarding, PassesTheEventAsStored) {
   Clock::stop_at(1700000000);
   EventRecord record{};
   record.event_type = 2;
@@ -251,7 +251,7 @@ TEST_F(EventForwarding, HandsOverTheEventAsItIsStored) {
                                                         "10.1.2.3", "-m", "localhost", "-a", "Fan2 failed."}));
 }
 
-TEST_F(EventForwarding, HappensForTheShorterRecordsToo) {
+TEST_F(EventForwarding, ForwardsShorterRecordsToo) {
   const EventRecord full = full_record();
   EventRecordEx ex{};
   std::copy_n(reinterpret_cast<const char*>(&full), sizeof ex, reinterpret_cast<char*>(&ex));
@@ -269,7 +269,7 @@ TEST_F(EventForwarding, HappensForTheShorterRecordsToo) {
 }
 
 // An event without a message is stored, and of no use to the log centre alone.
-TEST_F(EventForwarding, LeavesOutTheLogCentreForAnEmptyMessage) {
+TEST_F(EventForwarding, SkipsTheLogCentreForAnEmptyMessage) {
   EventRecord record = full_record();
   put(record.event_desc, "");
   ASSERT_EQ(annal_event_add_msgid_ex3(&record), ANNAL_OK);
@@ -339,7 +339,7 @@ constexpr Command kUseless[] = {
 class EventForwardingToACommandThat : public EventForwarding, public testing::WithParamInterface<Command> {};
 INSTANTIATE_TEST_SUITE_P(, EventForwardingToACommandThat, testing::ValuesIn(kUseless), name_of<Command>);
 
-TEST_P(EventForwardingToACommandThat, IsAsGoodAsAnyOther) {
+TEST_P(EventForwardingToACommandThat, StoresAndForwardsTheEvent) {
   GetParam().prepare(kEvsh);
   GetParam().prepare(kRecorderTool);
   EventRecord record = full_record();
@@ -349,7 +349,7 @@ TEST_P(EventForwardingToACommandThat, IsAsGoodAsAnyOther) {
   expect_no_child_left();
 }
 
-TEST_P(EventForwardingToACommandThat, IsAsGoodAsAnyOtherInDirectCalls) {
+TEST_P(EventForwardingToACommandThat, SucceedsInDirectCalls) {
   GetParam().prepare(kEvsh);
   GetParam().prepare(kRecorderTool);
   const EventRecord record = full_record();
@@ -359,7 +359,7 @@ TEST_P(EventForwardingToACommandThat, IsAsGoodAsAnyOtherInDirectCalls) {
   expect_no_child_left();
 }
 
-TEST_F(EventForwarding, HeedsNoAnswerOfThePlatform) {
+TEST_F(EventForwarding, IgnoresThePlatformsResults) {
   for (const char* function : {"SNMPTrap_Send_Alert", "SendEventToZSyslogd", "SendNoticeToLogEngine"}) {
     platform.answer(function, -1);
   }
@@ -419,7 +419,7 @@ TEST_F(NotificationCentre, GetsQuotesAndBackslashesEscaped) {
   }
 }
 
-TEST_F(NotificationCentre, GetsEverythingElseAsItIs) {
+TEST_F(NotificationCentre, GetsOtherBytesUnchanged) {
   for (const char* message :
        {"two\nlines\n", "\t\r\b\f\x01\x1F\x7F", "grün \u2028 \U0001F4BE", "a/b 'c' $HOME `id` %s%n"}) {
     EXPECT_EQ(input_for(0, message), object_of(message));
@@ -465,7 +465,7 @@ TEST_F(NotificationCentre, GetsLongEscapedMessagesWhole) {
   }
 }
 
-TEST_F(NotificationCentre, IsWaitedFor) {
+TEST_F(NotificationCentre, DelaysTheCallerUntilItEnds) {
   commands.install(kEvsh, {.takes = 300ms});
   const auto started = steady_clock::now();
   EXPECT_EQ(annal_report_event(0, "Fan"), ANNAL_OK);
@@ -474,7 +474,7 @@ TEST_F(NotificationCentre, IsWaitedFor) {
   expect_no_child_left();
 }
 
-TEST_F(NotificationCentre, SpeaksToNobody) {
+TEST_F(NotificationCentre, DiscardsItsOutput) {
   EXPECT_EQ(annal_report_event(0, "Fan"), ANNAL_OK);
   const auto runs = commands.runs();
   ASSERT_EQ(runs.size(), 1U);
@@ -483,7 +483,7 @@ TEST_F(NotificationCentre, SpeaksToNobody) {
   EXPECT_TRUE(runs[0].descriptors.at(STDIN_FILENO).starts_with("r pipe:")) << runs[0].descriptors.at(STDIN_FILENO);
 }
 
-TEST_F(NotificationCentre, IsRunBesideTheCaller) {
+TEST_F(NotificationCentre, RunsInTheCallersSession) {
   EXPECT_EQ(annal_report_event(0, "Fan"), ANNAL_OK);
   const auto runs = commands.runs();
   ASSERT_EQ(runs.size(), 1U);
@@ -491,7 +491,7 @@ TEST_F(NotificationCentre, IsRunBesideTheCaller) {
   EXPECT_EQ(runs[0].group, getpgrp());
 }
 
-TEST_F(NotificationCentre, InheritsNothingOfTheLibrary) {
+TEST_F(NotificationCentre, InheritsNoDescriptorOfTheLibrary) {
   const std::set<int> before = inheritable_descriptors();
   EXPECT_EQ(annal_report_event(0, "Fan"), ANNAL_OK);
   const auto runs = commands.runs();
@@ -579,7 +579,7 @@ TEST_F(LogCentre, GetsNothingForAnEmptyField) {
   }
 }
 
-TEST_F(LogCentre, GetsTheLevelAndTheMessageAtLeast) {
+TEST_F(LogCentre, AlwaysGetsTheLevelAndTheMessage) {
   EventRecord record{};
   put(record.event_desc, "x");
   EXPECT_EQ(vector_for(record), Row({kEvsh, "lumo.add_local_event_log", "level=1", "message=x"}));
@@ -624,7 +624,7 @@ TEST_F(LogCentre, GetsTheTimeStampAsA32BitNumber) {
   }
 }
 
-TEST_F(LogCentre, GetsNoTimeStampOfAnEventWithoutOne) {
+TEST_F(LogCentre, GetsNoTimeStampForAnEventWithoutOne) {
   EventRecord record = full_record();
   record.event_timet = 0;
   EXPECT_EQ(vector_for(record), without(full_vector(), "timestamp="));
@@ -659,7 +659,7 @@ TEST_P(LogCentreDetail, ComesFromTheRecordFirst) {
   EXPECT_EQ(vector_for(record), full_vector());
 }
 
-TEST_P(LogCentreDetail, ComesFromTheWebServerElse) {
+TEST_P(LogCentreDetail, ComesFromTheWebServerOtherwise) {
   setenv(GetParam().variable, "of the web server", 1);
   EventRecord record = full_record();
   *GetParam().field(record) = '\0';
@@ -677,7 +677,7 @@ TEST_P(LogCentreDetail, MayBeEmptyAtTheWebServer) {
   EXPECT_EQ(vector_for(record), expected);
 }
 
-TEST_P(LogCentreDetail, IsNoFormat) {
+TEST_P(LogCentreDetail, DoesNotInterpretPercentSigns) {
   setenv(GetParam().variable, "%s%n%d", 1);
   EventRecord record = full_record();
   *GetParam().field(record) = '\0';
@@ -685,7 +685,7 @@ TEST_P(LogCentreDetail, IsNoFormat) {
 }
 
 // With no byte behind it that could be read.
-TEST_F(LogCentre, GetsNothingFromBehindARecordWithoutAnEnd) {
+TEST_F(LogCentre, GetsNothingAfterTheEndOfAnUnterminatedRecord) {
   RecordAtTheEnd<EventRecord> record;
   *record = full_record();
   std::memset((*record).event_client_app, 'a', sizeof(EventRecord) - offsetof(EventRecord, event_client_app));
@@ -740,17 +740,17 @@ class LogCentreRoom : public LogCentre {
   }
 };
 
-TEST_F(LogCentreRoom, CutsWhatIsTooLong) {
+TEST_F(LogCentreRoom, CutsATextThatDoesNotFit) {
   for (const std::size_t length : {kLeft, kLeft + 1, 2 * kLeft, std::size_t{100000}}) {
     EXPECT_EQ(details_for(length), Row({text_of("client_id", kLeft - 1), "", ""})) << length;
   }
 }
 
-TEST_F(LogCentreRoom, TakesATextThatJustFits) {
+TEST_F(LogCentreRoom, KeepsATextThatJustFits) {
   EXPECT_EQ(details_for(kLeft - 1), Row({text_of("client_id", kLeft - 1), "", ""}));
 }
 
-TEST_F(LogCentreRoom, GivesTheRestToTheNextText) {
+TEST_F(LogCentreRoom, LeavesTheRestToTheNextText) {
   EXPECT_EQ(details_for(kLeft - 2), Row({text_of("client_id", kLeft - 2), "", ""}));
   EXPECT_EQ(details_for(kLeft - 3), Row({text_of("client_id", kLeft - 3), "c", ""}));
   EXPECT_EQ(details_for(kLeft - 8), Row({text_of("client_id", kLeft - 8), "client", ""}));
@@ -762,13 +762,13 @@ TEST_F(LogCentreRoom, GivesTheRestToTheNextText) {
             Row({text_of("client_id", kLeft - 1 - both), "client_app=app", "client_agent=agent"}));
 }
 
-TEST_F(LogCentre, ReadsAndWritesNothing) {
+TEST_F(LogCentre, IsConnectedToTheNullDevice) {
   const CommandRun run = run_for(full_record());
   EXPECT_EQ(standard_descriptors(run), (Descriptors{{0, "r /dev/null"}, {1, "w /dev/null"}, {2, "w /dev/null"}}));
   EXPECT_EQ(run.input, "");
 }
 
-TEST_F(LogCentre, IsRunBesideTheCaller) {
+TEST_F(LogCentre, RunsInTheCallersSession) {
   const CommandRun run = run_for(full_record());
   EXPECT_EQ(run.session, getsid(0));
   EXPECT_EQ(run.group, getpgrp());
@@ -808,7 +808,7 @@ TEST_F(Recorder, GetsAFullRecord) {
                                 "-a", "Fan \"2\" failed: 100%s \\ $HOME."}));
 }
 
-TEST_F(Recorder, GetsNothingFromBehindARecordWithoutAnEnd) {
+TEST_F(Recorder, GetsNothingAfterTheEndOfAnUnterminatedRecord) {
   RecordAtTheEnd<EventRecord> record;
   *record = full_record();
   constexpr std::size_t kDesc = offsetof(EventRecord, event_desc);
@@ -817,7 +817,7 @@ TEST_F(Recorder, GetsNothingFromBehindARecordWithoutAnEnd) {
   EXPECT_EQ(run_for(*record, 77).arguments.back(), std::string(kEnd - kDesc, 'm'));
 }
 
-TEST_F(Recorder, GetsEmptyTextsToo) {
+TEST_F(Recorder, GetsEmptyTexts) {
   EXPECT_EQ(run_for(EventRecord{}, 0).arguments,
             Row({kRecorderTool, "-t", "0", "-l", "0", "-u", "", "-p", "", "-m", "", "-a", ""}));
 }
@@ -847,12 +847,12 @@ TEST_F(Recorder, GetsTheLongestTexts) {
                  std::string(64, 'c'), "-a", std::string(2048, 'd')}));
 }
 
-TEST_F(Recorder, IsLeftAloneWithoutItsConnectionTool) {
+TEST_F(Recorder, IsSkippedWithoutItsConnectionTool) {
   std::filesystem::remove(kRecorderInstalled);
   expect_nothing_started();
 }
 
-TEST_F(Recorder, IsLeftAloneWhenItsConnectionToolIsADanglingLink) {
+TEST_F(Recorder, IsSkippedIfItsConnectionToolIsADanglingLink) {
   std::filesystem::remove(kRecorderInstalled);
   std::filesystem::create_symlink("/sbin/missing", kRecorderInstalled);
   expect_nothing_started();
@@ -866,7 +866,7 @@ TEST_F(Recorder, NeedsNoWorkingConnectionTool) {
   EXPECT_EQ(run_for(full_record(), 1).arguments[0], kRecorderTool);
 }
 
-TEST_F(Recorder, IsLeftAloneWithoutItsLogTool) {
+TEST_F(Recorder, IsSkippedWithoutItsLogTool) {
   std::filesystem::remove(kRecorderTool);
   const EventRecord record = full_record();
   EXPECT_EQ(send_event_log_to_orca(&record, kMoment), ANNAL_OK);
@@ -879,7 +879,7 @@ TEST_F(Recorder, GetsNothingWithoutARecord) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-TEST_F(Recorder, ReadsAndWritesNothing) {
+TEST_F(Recorder, IsConnectedToTheNullDevice) {
   const CommandRun run = run_for(full_record(), 1);
   EXPECT_EQ(standard_descriptors(run), (Descriptors{{0, "rw /dev/null"}, {1, "rw /dev/null"}, {2, "rw /dev/null"}}));
 }
@@ -913,16 +913,16 @@ constexpr Destination kDestinations[] = {
     {"Recorder", kRecorderTool, send_to_recorder},
 };
 
-class CommandLeftBehind : public ApplianceTest, public testing::WithParamInterface<Destination> {
+class DetachedCommand : public ApplianceTest, public testing::WithParamInterface<Destination> {
  protected:
   void SetUp() override {
     ApplianceTest::SetUp();
     install_everything();
   }
 };
-INSTANTIATE_TEST_SUITE_P(, CommandLeftBehind, testing::ValuesIn(kDestinations), name_of<Destination>);
+INSTANTIATE_TEST_SUITE_P(, DetachedCommand, testing::ValuesIn(kDestinations), name_of<Destination>);
 
-TEST_P(CommandLeftBehind, IsNotWaitedFor) {
+TEST_P(DetachedCommand, IsNotWaitedFor) {
   commands.install(GetParam().command, {.takes = 3s});
   const auto started = steady_clock::now();
   GetParam().send();
@@ -930,7 +930,7 @@ TEST_P(CommandLeftBehind, IsNotWaitedFor) {
   EXPECT_EQ(commands.wait_for(1).size(), 1U);
 }
 
-TEST_P(CommandLeftBehind, IsNobodysChildHere) {
+TEST_P(DetachedCommand, IsNotTheCallersChild) {
   commands.install(GetParam().command, {.takes = 100ms});
   GetParam().send();
   expect_no_child_left();
@@ -941,7 +941,7 @@ TEST_P(CommandLeftBehind, IsNobodysChildHere) {
 }
 
 // Its parent has nothing to report, whatever became of it.
-TEST_P(CommandLeftBehind, HasAParentThatEndsWell) {
+TEST_P(DetachedCommand, HasAParentThatExitsWithZero) {
   {
     const ChildrenNoted noted;
     GetParam().send();
@@ -953,7 +953,7 @@ TEST_P(CommandLeftBehind, HasAParentThatEndsWell) {
   EXPECT_EQ(noted.statuses(), std::vector<int>{0});
 }
 
-TEST_P(CommandLeftBehind, InheritsNothingOfTheLibrary) {
+TEST_P(DetachedCommand, InheritsNoDescriptorOfTheLibrary) {
   const std::set<int> before = inheritable_descriptors();
   GetParam().send();
   const auto runs = commands.wait_for(1);
@@ -962,7 +962,7 @@ TEST_P(CommandLeftBehind, InheritsNothingOfTheLibrary) {
   EXPECT_EQ(inheritable_descriptors(), before);
 }
 
-TEST_P(CommandLeftBehind, InheritsWhatTheCallerLeavesOpen) {
+TEST_P(DetachedCommand, InheritsTheCallersDescriptors) {
   const int kept = open("/etc/passwd", O_RDONLY);
   const int hidden = open("/etc/passwd", O_RDONLY | O_CLOEXEC);
   GetParam().send();
@@ -974,7 +974,7 @@ TEST_P(CommandLeftBehind, InheritsWhatTheCallerLeavesOpen) {
   close(hidden);
 }
 
-TEST_P(CommandLeftBehind, HasTheCallersEnvironment) {
+TEST_P(DetachedCommand, HasTheCallersEnvironment) {
   setenv("LEFT_BY_THE_CALLER", "yes", 1);
   GetParam().send();
   const auto runs = commands.wait_for(1);
@@ -984,7 +984,7 @@ TEST_P(CommandLeftBehind, HasTheCallersEnvironment) {
 }
 
 // A notification that its command has not read yet: were its pipe inherited, the command would never see the end of it.
-TEST_P(CommandLeftBehind, HoldsNoNotificationBack) {
+TEST_P(DetachedCommand, DoesNotDelayANotification) {
   install_script(kEvsh,
                  "#!/bin/sh\n"
                  "if [ \"$1\" = -0 ]; then\n"

@@ -130,7 +130,7 @@ TEST_P(EveryEventQuery, FailsWithoutTheTable) {
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
 }
 
-TEST_P(EveryEventQuery, FailsOnAFileThatIsNoDatabase) {
+TEST_P(EveryEventQuery, FailsOnANonDatabaseFile) {
   std::ofstream(kLog, std::ios::trunc) << std::string(4096, 'x');
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
 }
@@ -140,20 +140,20 @@ TEST_P(EveryEventQuery, FailsWithoutTheFolder) {
   EXPECT_EQ(call(), ANNAL_OPEN_FAILED);
 }
 
-TEST_P(EveryEventQuery, ClosesWhatCouldNotBeOpened) {
+TEST_P(EveryEventQuery, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   EXPECT_EQ(call(), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "close"}));
 }
 
-TEST_P(EveryEventQuery, AnswersAFailedStatement) {
+TEST_P(EveryEventQuery, ReportsAFailedStatement) {
   put_entries(3);
   sqlite.fail(GetParam().function);
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
   EXPECT_EQ(sqlite.calls().back(), "close");
 }
 
-TEST_P(EveryEventQuery, OpensNothingWhenItsTextCannotBeBuilt) {
+TEST_P(EveryEventQuery, OpensNothingIfItsStatementCannotBeBuilt) {
   std::remove(kLog);
   sqlite.fail("mprintf");
   EXPECT_EQ(call(), ANNAL_NO_MEMORY);
@@ -397,7 +397,7 @@ TEST_P(EventGrouping, MakesItsGroupsAndCountsThem) {
   EXPECT_EQ(all, GetParam().sizes);
 }
 
-TEST_P(EventGrouping, StandsBetweenItsOtherClauses) {
+TEST_P(EventGrouping, IsPlacedBetweenTheOtherClauses) {
   EXPECT_EQ(annal_event_query_group(&collect, 13, 10, 30, 2, GetParam().code, &listing), ANNAL_OK);
   EXPECT_EQ(sqlite.calls(), calls_of(group_text("WHERE event_type = 1", GetParam().clause, "ORDER BY event_id DESC",
                                                 "LIMIT 20 OFFSET 10")));
@@ -460,7 +460,7 @@ TEST_F(EventQuery, ListsGroupsWithTheirSizeAsTheEighteenthColumn) {
   EXPECT_EQ(listing.rows, Rows({entry}));
 }
 
-TEST_F(EventQuery, ListsMissingValuesAsNullPointers) {
+TEST_F(EventQuery, DeliversNullAsANullPointer) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_id) VALUES (1);");
   EXPECT_EQ(annal_event_query(&collect, 0, 0, 0, 0, &listing), ANNAL_OK);
   ASSERT_EQ(listing.rows.size(), 1U);
@@ -478,7 +478,7 @@ TEST_F(EventQuery, ListsAMigratedTableInTheSameOrder) {
   EXPECT_EQ(listing.rows.at(0).at(16), "agent");
 }
 
-TEST_F(EventQuery, HandsItsContextOnUnchanged) {
+TEST_F(EventQuery, PassesItsContextUnchanged) {
   put_entries(5);
   int listed = 100;
   EXPECT_EQ(annal_event_query(&count_rows, 0, 0, 0, 0, &listed), ANNAL_OK);
@@ -487,7 +487,7 @@ TEST_F(EventQuery, HandsItsContextOnUnchanged) {
   EXPECT_EQ(listed, 108);
 }
 
-TEST_F(EventQuery, HandsANullContextOn) {
+TEST_F(EventQuery, PassesANullContext) {
   put_entries(1);
   static bool was_null;
   was_null = false;
@@ -502,13 +502,13 @@ TEST_F(EventQuery, HandsANullContextOn) {
   EXPECT_TRUE(was_null);
 }
 
-TEST_F(EventQuery, TakesANullCallback) {
+TEST_F(EventQuery, AcceptsANullCallback) {
   put_entries(3);
   EXPECT_EQ(annal_event_query(nullptr, 0, 0, 0, 0, nullptr), ANNAL_OK);
   EXPECT_EQ(annal_event_query_group(nullptr, 0, 0, 0, 0, 0, nullptr), ANNAL_OK);
 }
 
-TEST_F(EventQuery, FailsWhenItsCallbackStopsIt) {
+TEST_F(EventQuery, FailsIfItsCallbackStopsIt) {
   put_entries(5);
   int listed = 0;
   EXPECT_EQ(annal_event_query(&stop, 0, 0, 0, 0, &listed), ANNAL_QUERY_FAILED);
@@ -517,7 +517,7 @@ TEST_F(EventQuery, FailsWhenItsCallbackStopsIt) {
   EXPECT_EQ(listed, 2);
 }
 
-TEST_F(EventQuery, LeavesDeliveredWhatCameBeforeTheStop) {
+TEST_F(EventQuery, DeliversTheRowsBeforeTheStop) {
   put_entries(5);
   int listed = 0;
   EXPECT_EQ(annal_event_query(&stop_at_third, 0, 0, 0, 0, &listed), ANNAL_QUERY_FAILED);
@@ -537,7 +537,7 @@ TEST_F(EventQuery, LetsItsCallbackCallTheLibrary) {
 
 // ---- counts ----
 
-TEST_F(EventQuery, CountsAsManyAsThereAre) {
+TEST_F(EventQuery, CountsEveryEntry) {
   put_entries(1000);
   EXPECT_EQ(annal_event_query_count(0), 1000);
   EXPECT_EQ(annal_event_query_count(1), 334);
@@ -545,7 +545,7 @@ TEST_F(EventQuery, CountsAsManyAsThereAre) {
 }
 
 // What counts by a search takes it for a failure; this one answers what it reads.
-TEST_F(EventQuery, AnswersACountThatIsNegative) {
+TEST_F(EventQuery, ReturnsANegativeCount) {
   put_entries(3);
   sqlite.answer_next(-7);
   EXPECT_EQ(annal_event_query_count(0), -7);
@@ -575,7 +575,7 @@ TEST_F(EventQuery, FailsToCountWithoutARow) {
 
 // ---- bad arguments ----
 
-class EventQueryRefusal : public ApplianceTest {
+class EventQueryArguments : public ApplianceTest {
  protected:
   void TearDown() override {
     EXPECT_TRUE(listing.rows.empty());
@@ -593,14 +593,14 @@ class EventQueryRefusal : public ApplianceTest {
   Listing listing;
 };
 
-TEST_F(EventQueryRefusal, MeetsASortBehindTheLast) {
+TEST_F(EventQueryArguments, RefuseSortAbove25) {
   for (const unsigned sort : {26U, 27U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(sort);
     expect_bad(sort, 0, 0, 0);
   }
 }
 
-TEST_F(EventQueryRefusal, MeetsATypeBehindTheLast) {
+TEST_F(EventQueryArguments, RefuseTypeAbove3) {
   for (const unsigned type : {4U, 5U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(type);
     expect_bad(0, 0, 0, type);
@@ -608,14 +608,14 @@ TEST_F(EventQueryRefusal, MeetsATypeBehindTheLast) {
   }
 }
 
-TEST_F(EventQueryRefusal, MeetsAGroupBehindTheLast) {
+TEST_F(EventQueryArguments, RefuseGroupAbove9) {
   for (const unsigned group : {10U, 11U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(group);
     EXPECT_EQ(annal_event_query_group(&collect, 0, 0, 0, 0, group, &listing), ANNAL_BAD_ARGUMENT);
   }
 }
 
-TEST_F(EventQueryRefusal, MeetsANegativeOrInvertedRange) {
+TEST_F(EventQueryArguments, RefuseANegativeOrInvertedRange) {
   const struct {
     int start;
     int end;

@@ -149,7 +149,7 @@ TEST_F(EventSearch, FindsTextsInEitherCaseAndByWildcards) {
   EXPECT_EQ(count_by_description(nullptr), 7);
 }
 
-TEST_F(EventSearch, MatchesUsersExactlyWhenTheFlagSaysSo) {
+TEST_F(EventSearch, MatchesUsersExactlyIfTheFlagIsSet) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_user) VALUES ('adm'), ('ADM'), ('admin'), (''), ('ops''team');");
   EXPECT_EQ(count_by_user("adm"), 3);
   annal_event_enable_name_matching(1);
@@ -167,7 +167,7 @@ TEST_F(EventSearch, MatchesUsersExactlyWhenTheFlagSaysSo) {
   EXPECT_EQ(count_by_user("adm"), 3);
 }
 
-TEST_F(EventSearch, DoesNotMatchUsersExactlyBecauseTheConnectionsDo) {
+TEST_F(EventSearch, IgnoresTheConnectionsUserFlag) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_user) VALUES ('admin');");
   annal_conn_enable_name_matching(1);
   EXPECT_EQ(count_by_user("adm"), 1);
@@ -232,7 +232,7 @@ TEST_P(EventCombination, IsRefusedOrWorksAsCallersKnowIt) {
 
 // ---- order ----
 
-TEST_F(EventSearch, SortsByApplicationAndCategoryOnlyInTheListingsThatFilterByThem) {
+TEST_F(EventSearch, SortsByApplicationAndCategoryOnlyInListingsThatFilterByThem) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_id, event_app_id) VALUES (1, 'b'), (2, 'c'), (3, 'a');");
   const char* const expected[] = {"123", "213", "213", "", "", "", "123"};
   const std::vector<SearchFunction> all = functions();

@@ -231,7 +231,7 @@ TEST_P(EventSubmissionRefusalOfOverlong, ChangesNothingWhenTheTextRunsOnIntoTheN
   EXPECT_TRUE(same_bytes(record, before));
 }
 
-TEST_P(EventSubmissionRefusalOfOverlong, ComesBeforeThatOfTheType) {
+TEST_P(EventSubmissionRefusalOfOverlong, ComesBeforeTheTypesRefusal) {
   EventRecord record = complete_record();
   overfill(record, GetParam(), 'x');
   record.event_type = 3;
@@ -250,7 +250,7 @@ TEST_P(EventSubmissionRefusalOfOverlong, ReplacesAnOverlongMessageIdOnlyInAnEarl
   EXPECT_TRUE(same_bytes(record, expected));
 }
 
-TEST_P(EventSubmissionRefusalOfOverlong, HoldsBesideAnyOther) {
+TEST_P(EventSubmissionRefusalOfOverlong, HoldsTogetherWithAnyOther) {
   for (const Field& other : kTexts) {
     EventRecord record = complete_record();
     overfill(record, GetParam(), 'x');
@@ -270,7 +270,7 @@ TEST_F(EventSubmission, ReplacesAnOverlongMessageIdByZero) {
   EXPECT_EQ(record.event_msgid[64], 'm');
 }
 
-TEST_F(EventSubmissionRefusal, ReplacesAnOverlongMessageIdBeforeItLooksAtTheType) {
+TEST_F(EventSubmissionRefusal, ReplacesAnOverlongMessageIdBeforeCheckingTheType) {
   EventRecord record = complete_record();
   overfill(record, kMsgId, 'm');
   record.event_type = 3;
@@ -280,7 +280,7 @@ TEST_F(EventSubmissionRefusal, ReplacesAnOverlongMessageIdBeforeItLooksAtTheType
   EXPECT_TRUE(same_bytes(record, expected));
 }
 
-TEST_F(EventSubmission, ReadsUnterminatedClientFieldsOn) {
+TEST_F(EventSubmission, ReadsAnUnterminatedClientFieldIntoTheNext) {
   EventRecord record = complete_record();
   overfill(record, kClientId, 'i');
   overfill(record, kClientApp, 'a');
@@ -336,7 +336,7 @@ TEST_F(EventSubmission, LeavesACompleteRecordAsItIs) {
                    "app-1", "Backup", "cat-2", "Hardware", "client-3", "Browser", "Mozilla/5.0"}}));
 }
 
-TEST_F(EventSubmission, FillsABareRecord) {
+TEST_F(EventSubmission, FillsAnEmptyRecord) {
   Clock::stop_at(kSummer);
   EventRecord record = bare_record();
   EXPECT_EQ(submit(&record), ANNAL_OK);
@@ -348,7 +348,7 @@ TEST_F(EventSubmission, FillsABareRecord) {
 class EventSubmissionDefault : public EventSubmission, public testing::WithParamInterface<Default> {};
 INSTANTIATE_TEST_SUITE_P(, EventSubmissionDefault, testing::ValuesIn(kDefaults), name_of<Default>);
 
-TEST_P(EventSubmissionDefault, TakesTheEmptyFieldsPlace) {
+TEST_P(EventSubmissionDefault, ReplacesAnEmptyField) {
   const auto& [field, text, width] = GetParam();
   EventRecord record = complete_record();
   std::memset(field.in(record), kLeftBehind, field.size);
@@ -423,7 +423,7 @@ TEST_F(EventSubmission, NormalisesAddresses) {
   }
 }
 
-TEST_F(EventSubmission, ClearsTheFieldBehindAnAddressWithoutItsPrefix) {
+TEST_F(EventSubmission, ClearsTheFieldAfterAnAddressWithoutItsPrefix) {
   EventRecord record = complete_record();
   std::memset(record.event_ip, 0xAA, sizeof record.event_ip);
   std::strcpy(record.event_ip, "::ffff:10.1.2.3");
@@ -442,7 +442,7 @@ TEST_F(EventSubmission, ReplacesARejectedAddress) {
   EXPECT_TRUE(same_bytes(record, expected));
 }
 
-TEST_F(EventSubmission, LeavesItToThePlatformWhatAnAddressIs) {
+TEST_F(EventSubmission, LetsThePlatformDecideWhatAnAddressIs) {
   platform.answer("Is_Valid_Source", 1);
   EventRecord record = complete_record();
   put(record, kIp, "next-door.example");
@@ -456,7 +456,7 @@ struct Origin {
   const char* stored;
 };
 
-TEST_F(EventSubmission, TakesAnEventWithNeitherAddressNorClientForTheDevicesOwn) {
+TEST_F(EventSubmission, TreatsAnEventWithNeitherAddressNorClientAsTheAppliances) {
   constexpr Origin kOrigins[] = {
       {"", "", "localhost"},
       {"", "---", "localhost"},
@@ -485,7 +485,7 @@ TEST_F(EventSubmission, TakesAnEventWithNeitherAddressNorClientForTheDevicesOwn)
   }
 }
 
-TEST_F(EventSubmission, LooksAtTheFirstThreeCharactersOfTheAddress) {
+TEST_F(EventSubmission, ComparesTheFirstThreeCharactersOfTheAddress) {
   platform.answer("Is_Valid_Source", 1);
   constexpr Origin kOrigins[] = {{"---x", "", "localhost"}, {"--x", "", "---"}, {"--", "", "---"}};
   for (const auto& [ip, client_app, expected] : kOrigins) {
@@ -497,7 +497,7 @@ TEST_F(EventSubmission, LooksAtTheFirstThreeCharactersOfTheAddress) {
   }
 }
 
-TEST_F(EventSubmission, LeavesTheLastByteOfTheClientApplicationOfItsOwnEvents) {
+TEST_F(EventSubmission, KeepsTheLastByteOfTheClientApplicationOfItsOwnEvents) {
   EventRecord record = complete_record();
   put(record, kIp, "---");
   overfill(record, kClientApp, '-');
@@ -516,7 +516,7 @@ struct Moment {
   const char* stored;
 };
 
-TEST_F(EventSubmission, TakesTheTimeOfTheCallInWinterAndSummer) {
+TEST_F(EventSubmission, StampsTheTimeOfTheCallInWinterAndSummer) {
   constexpr Moment kMoments[] = {{kWinter, "1705361400 2024-01-16 00:30:00"},
                                  {kSummer, "1721082600 2024-07-16 00:30:00"}};
   for (const auto& [now, expected] : kMoments) {
@@ -577,7 +577,7 @@ TEST_F(EventSubmission, RemovesControlCharactersFromTheMessage) {
   EXPECT_EQ(stored("event_desc"), "Fan 2 failed.");
 }
 
-TEST_F(EventSubmission, RemovesThemFromNothingElse) {
+TEST_F(EventSubmission, RemovesThemOnlyFromThatField) {
   for (const Field& field : kTexts) {
     if (field.offset == kDesc.offset || field.offset == kIp.offset) {
       continue;
@@ -596,7 +596,7 @@ TEST_F(EventSubmission, StoresAnEmptyTextForAMessageOfControlCharacters) {
   EXPECT_EQ(stored("event_desc"), "");
 }
 
-TEST_F(EventSubmission, AsksThePlatformInOrder) {
+TEST_F(EventSubmission, CallsThePlatformInOrder) {
   EventRecord record = complete_record();
   put(record, kIp, "10.0.0.5%eth0");
   put(record, kDesc, "Fan\n2");
@@ -615,7 +615,7 @@ TEST_F(EventSubmission, CleansTheMessageOnce) {
             Calls({R"(Skip_Unicode_Control_Characters("Fan 2 failed."))"}));
 }
 
-TEST_F(EventSubmission, DoesNotCareWhatTheCleaningAnswers) {
+TEST_F(EventSubmission, IgnoresTheCleaningsResult) {
   for (const int answer : {-1, 0, 1, 3000}) {
     platform.answer("Skip_Unicode_Control_Characters", answer);
     EventRecord record = complete_record();
@@ -757,7 +757,7 @@ TEST_F(EventSubmissionFailure, OnAFullDiskStoresNothing) {
   EXPECT_EQ(stored_rows(), Rows());
 }
 
-TEST_F(EventSubmissionFailure, IsOverWhenItsReasonIs) {
+TEST_F(EventSubmissionFailure, EndsWithItsCause) {
   sqlite.fail("exec");
   expect_answer(ANNAL_INSERT_FAILED);
   expect_answer(ANNAL_OK);
@@ -773,7 +773,7 @@ TEST_F(EventSubmission, WaitsForALock) {
   EXPECT_EQ(stored("event_user"), "admin");
 }
 
-TEST_F(EventSubmission, LosesNoEventOfSeveralProcesses) {
+TEST_F(EventSubmission, StoresEveryEventOfSeveralProcesses) {
   constexpr int kEvents = 25;
   constexpr std::array kUsers{"one", "two", "three", "four"};
   std::array<pid_t, kUsers.size()> children{};
@@ -826,7 +826,7 @@ TEST_F(EventSubmissionToFullLog, DropsTheOldestInTheSameStatement) {
   EXPECT_TRUE(sqlite.statements()[0].starts_with("INSERT INTO ANNAL_EVENT "));
 }
 
-TEST_F(EventSubmissionToFullLog, AnswersSuccessForAnEventThatIsItselfTheOldest) {
+TEST_F(EventSubmissionToFullLog, SucceedsForAnEventThatIsItselfTheOldest) {
   submit_at(5000);
   EXPECT_EQ(sql(kLog, "SELECT event_timet FROM ANNAL_EVENT ORDER BY event_id;"), Rows({{"30000"}, {"20000"}}));
 }
@@ -1009,7 +1009,7 @@ TEST_F(EventSubmission, FillsAnEmptyExtendedRecord) {
 }
 
 // Callers that do not clear their record get what they left behind its last field as the client identifier.
-TEST_F(EventSubmission, TakesTheAlignmentBytesOfAnExtendedRecordForAClientId) {
+TEST_F(EventSubmission, ReadsThePaddingOfAnExtendedRecordAsAClientId) {
   auto record = leading_part<EventRecordEx>(complete_record());
   std::memcpy(kClientId.in(record), "abcd", 4);
   EXPECT_EQ(submit(&record), ANNAL_OK);

@@ -221,7 +221,7 @@ INSTANTIATE_TEST_SUITE_P(EventTable, EveryBuiltOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kBuildText)), &name_of);
 INSTANTIATE_TEST_SUITE_P(EventTable, EveryWaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kWait)), &name_of);
-INSTANTIATE_TEST_SUITE_P(EventTable, EveryImpatientOperation,
+INSTANTIATE_TEST_SUITE_P(EventTable, EveryNonwaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kDoNotWait)), &name_of);
 
 // ---- annal_event_create_tbl ----
@@ -306,14 +306,14 @@ TEST_F(EventTableCreation, GivesEntriesTheLocalDateAndTimeAndThePlaceholders) {
                    "---", "---"}}));
 }
 
-TEST_F(EventTableCreation, NeverGivesAnEntryNumberTwice) {
+TEST_F(EventTableCreation, NeverReusesAnEntryNumber) {
   annal_event_create_tbl(0, 0);
   sql(kLog, "INSERT INTO ANNAL_EVENT DEFAULT VALUES; INSERT INTO ANNAL_EVENT DEFAULT VALUES;");
   sql(kLog, "DELETE FROM ANNAL_EVENT; INSERT INTO ANNAL_EVENT DEFAULT VALUES;");
   EXPECT_EQ(ids(), "3");
 }
 
-TEST_F(EventTableCreation, IsRefusedToATableThatIsThere) {
+TEST_F(EventTableCreation, FailsIfTheTableExists) {
   ASSERT_EQ(annal_event_create_tbl(3, 2), ANNAL_OK);
   const std::string before = schema();
   sqlite.reset();
@@ -329,13 +329,13 @@ TEST_F(EventTableCreation, LeavesNoTableWithoutItsIndexes) {
   EXPECT_EQ(schema(), before);
 }
 
-TEST_F(EventTableCreation, AnswersAFailedStatement) {
+TEST_F(EventTableCreation, ReportsAFailedStatement) {
   sqlite.fail("exec");
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_TABLE_FAILED);
   EXPECT_EQ(sqlite.calls(), one_exec(create_text(), true));
 }
 
-TEST_F(EventTableCreation, FailsOnAFileThatIsNoDatabase) {
+TEST_F(EventTableCreation, FailsOnANonDatabaseFile) {
   put_garbage(kLog);
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_TABLE_FAILED);
 }
@@ -345,7 +345,7 @@ TEST_F(EventTableCreation, FailsWithoutTheFolder) {
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_OPEN_FAILED);
 }
 
-TEST_F(EventTableCreation, ClosesWhatCouldNotBeOpened) {
+TEST_F(EventTableCreation, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "close"}));
@@ -357,19 +357,19 @@ TEST_F(EventTableCreation, LeavesTheTableWhenTheTriggerFails) {
   EXPECT_EQ(column_names().size(), 17U);
 }
 
-TEST_F(EventTableCreation, LeavesTheTableWhenATriggerOfThatNameIsThere) {
+TEST_F(EventTableCreation, LeavesTheTableIfTheTriggerExists) {
   sql(kLog, "CREATE TABLE other (x); CREATE TRIGGER annal_event_logfull AFTER INSERT ON other BEGIN SELECT 1; END;");
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_TRIGGER_FAILED);
   EXPECT_EQ(column_names().size(), 17U);
 }
 
-TEST_F(EventTableCreation, LeavesTheTableWhenTheTriggersFileCannotBeOpened) {
+TEST_F(EventTableCreation, LeavesTheTableIfTheTriggersFileCannotBeOpened) {
   sqlite.fail("open", 2);
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_OPEN_FAILED);
   EXPECT_EQ(column_names().size(), 17U);
 }
 
-TEST_F(EventTableCreation, LeavesTheTableWhenTheTriggersTextCannotBeBuilt) {
+TEST_F(EventTableCreation, LeavesTheTableIfTheTriggerCannotBeBuilt) {
   sqlite.fail("mprintf");
   EXPECT_EQ(annal_event_create_tbl(0, 0), ANNAL_NO_MEMORY);
   EXPECT_EQ(column_names().size(), 17U);
@@ -421,7 +421,7 @@ TEST_F(EventTable, RefusesASecondTrigger) {
   EXPECT_EQ(value(kLog, "SELECT sql FROM sqlite_master WHERE type = 'trigger';"), trigger(100000, 1));
 }
 
-TEST_F(EventTable, LosesItsTriggerAndHasNoneToLoseThen) {
+TEST_F(EventTable, DropsItsTriggerEvenIfThereIsNone) {
   EXPECT_EQ(annal_event_remove_trigger_logfull(), ANNAL_OK);
   EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger';"), "0");
   EXPECT_EQ(annal_event_remove_trigger_logfull(), ANNAL_OK);
@@ -440,7 +440,7 @@ TEST_F(FullEventTable, HoldsAsManyEntriesAsItsLimit) {
   EXPECT_EQ(ids(), "1,2,3");
 }
 
-TEST_F(FullEventTable, LosesABatchWithTheNextEntry) {
+TEST_F(FullEventTable, DropsABatchWithTheNextEntry) {
   limit_to(3, 2);
   put_entry_of("2020-01-01", "10:00:00");
   put_entry_of("2020-01-02", "10:00:00");
@@ -449,7 +449,7 @@ TEST_F(FullEventTable, LosesABatchWithTheNextEntry) {
   EXPECT_EQ(ids(), "3,4");
 }
 
-TEST_F(FullEventTable, LosesTheOldestByDateAndNotByNumber) {
+TEST_F(FullEventTable, DropsTheOldestByDateNotByNumber) {
   limit_to(3, 2);
   put_entry_of("2020-01-04", "00:00:00");
   put_entry_of("2020-01-01", "23:00:00");
@@ -458,7 +458,7 @@ TEST_F(FullEventTable, LosesTheOldestByDateAndNotByNumber) {
   EXPECT_EQ(ids(), "1,4");
 }
 
-TEST_F(FullEventTable, LosesTheOldestByTimeWithinADate) {
+TEST_F(FullEventTable, DropsTheOldestByTimeWithinADate) {
   limit_to(3, 1);
   put_entry_of("2020-01-01", "12:00:00");
   put_entry_of("2020-01-01", "11:59:59");
@@ -467,7 +467,7 @@ TEST_F(FullEventTable, LosesTheOldestByTimeWithinADate) {
   EXPECT_EQ(ids(), "1,3,4");
 }
 
-TEST_F(FullEventTable, LosesTheNewEntryItselfWhenThatIsTheOldest) {
+TEST_F(FullEventTable, DropsTheNewEntryIfItIsTheOldest) {
   limit_to(2, 1);
   put_entry_of("2020-01-01", "10:00:00");
   put_entry_of("2020-01-02", "10:00:00");
@@ -475,7 +475,7 @@ TEST_F(FullEventTable, LosesTheNewEntryItselfWhenThatIsTheOldest) {
   EXPECT_EQ(ids(), "1,2");
 }
 
-TEST_F(FullEventTable, LosesNothingWithoutItsTrigger) {
+TEST_F(FullEventTable, DropsNothingWithoutItsTrigger) {
   limit_to(2, 1);
   ASSERT_EQ(annal_event_remove_trigger_logfull(), ANNAL_OK);
   put_entry_of("2020-01-01", "10:00:00");
@@ -524,7 +524,7 @@ TEST_F(TrimmedEventTable, Keeps100000WithoutALimit) {
   }
 }
 
-TEST_F(EventTable, LosesWhatIsOver100000WithoutALimit) {
+TEST_F(EventTable, TrimsTo100000WithoutALimit) {
   sql(kLog,
       "DROP TRIGGER annal_event_logfull; "
       "WITH n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < 100002) "
@@ -534,7 +534,7 @@ TEST_F(EventTable, LosesWhatIsOver100000WithoutALimit) {
             Rows({{"100000", "1", "100000"}}));
 }
 
-TEST_F(EventTable, IsLeftAloneWhenItIsEmpty) {
+TEST_F(EventTable, StaysUnchangedIfEmpty) {
   EXPECT_EQ(annal_event_del_logfull_over_size(1), ANNAL_OK);
   EXPECT_EQ(annal_event_flush_tbl(), ANNAL_OK);
 }
@@ -553,7 +553,7 @@ TEST_F(TrimmedEventTable, IsRemovedWithItsIndexesAndItsTrigger) {
   EXPECT_EQ(annal_event_remove_tbl(), ANNAL_TABLE_FAILED);
 }
 
-TEST_F(TrimmedEventTable, IsMadeAnewAfterItsRemoval) {
+TEST_F(TrimmedEventTable, CanBeRecreatedAfterItsRemoval) {
   ASSERT_EQ(annal_event_remove_tbl(), ANNAL_OK);
   EXPECT_EQ(annal_event_create_tbl(3, 2), ANNAL_OK);
   EXPECT_EQ(ids(), "");
@@ -647,7 +647,7 @@ TEST_P(DeletionByText, TakesSqlInTheText) {
   EXPECT_EQ(ids(), "1,3");
 }
 
-TEST_F(EventTable, RefusesASelectorBehindTheLastBeforeOpeningTheFile) {
+TEST_F(EventTable, RefusesSelectorAbove9BeforeOpeningTheFile) {
   std::remove(kLog);
   for (const unsigned selector : {10U, 11U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(selector);
@@ -658,7 +658,7 @@ TEST_F(EventTable, RefusesASelectorBehindTheLastBeforeOpeningTheFile) {
   EXPECT_FALSE(exists(kLog));
 }
 
-TEST_F(EventTable, DeletesByNegativeNumbersToo) {
+TEST_F(EventTable, DeletesByNegativeNumbers) {
   const int least = INT_MIN;
   EXPECT_EQ(annal_event_del(1, &least), ANNAL_OK);
   EXPECT_EQ(sqlite.statements().back(), "DELETE FROM ANNAL_EVENT WHERE event_type = -2147483648;");
@@ -673,20 +673,20 @@ TEST_F(EventTable, DeletesByTextsOfAnyLengthAndWithPercentSigns) {
 
 // ---- annal_event_table_check_column ----
 
-TEST_F(EventTable, IsAskedForAColumnByOneQuery) {
+TEST_F(EventTable, ChecksForAColumnWithOneQuery) {
   EXPECT_EQ(annal_event_table_check_column("event_timet"), ANNAL_QUERY_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "busy_timeout 20000",
                                    "prepare SELECT event_timet from ANNAL_EVENT LIMIT 1;", "finalize", "close"}));
 }
 
-TEST_F(EventTable, LacksAColumnOfAnotherName) {
+TEST_F(EventTable, ReportsAnUnknownColumnMissing) {
   sql(kLog, "INSERT INTO ANNAL_EVENT DEFAULT VALUES;");
   EXPECT_EQ(annal_event_table_check_column("event_colour"), ANNAL_QUERY_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "busy_timeout 20000",
                                    "prepare SELECT event_colour from ANNAL_EVENT LIMIT 1;", "close"}));
 }
 
-TEST_F(EventTable, AnswersAColumnWithTheIntegerInIt) {
+TEST_F(EventTable, ReturnsAColumnsInteger) {
   const struct {
     const char* stored;
     int answer;
@@ -713,21 +713,21 @@ TEST_F(EventTable, AnswersAColumnWithTheIntegerInIt) {
   }
 }
 
-TEST_F(EventTable, PutsTheCheckedColumnInUnescaped) {
+TEST_F(EventTable, InsertsTheCheckedColumnUnescaped) {
   put_entry_of("2020-01-01", "10:00:00");
   put_entry_of("2020-01-02", "10:00:00");
   EXPECT_EQ(annal_event_table_check_column("COUNT(*)"), 2);
   EXPECT_EQ(annal_event_table_check_column("41, event_id"), 41);
 }
 
-TEST_F(EventTable, RefusesToCheckNoColumnBeforeOpeningTheFile) {
+TEST_F(EventTable, RefusesToCheckANullColumnBeforeOpeningTheFile) {
   std::remove(kLog);
   EXPECT_EQ(annal_event_table_check_column(nullptr), ANNAL_BAD_ARGUMENT);
   EXPECT_TRUE(sqlite.calls().empty());
   EXPECT_FALSE(exists(kLog));
 }
 
-TEST_F(EventTable, AnswersAColumnThatCannotBeReadLikeAMissingOne) {
+TEST_F(EventTable, ReportsAnUnreadableColumnAsMissing) {
   sql(kLog, "INSERT INTO ANNAL_EVENT DEFAULT VALUES;");
   sqlite.fail("step");
   EXPECT_EQ(annal_event_table_check_column("event_id"), ANNAL_QUERY_FAILED);
@@ -757,14 +757,14 @@ TEST_F(EventTable, GetsAColumnWithAnEmptyDefault) {
   EXPECT_EQ(sqlite.calls(), one_exec("ALTER TABLE ANNAL_EVENT ADD COLUMN event_colour TEXT DEFAULT ''", false));
 }
 
-TEST_F(EventTable, RefusesAColumnThatItHas) {
+TEST_F(EventTable, RefusesAnExistingColumn) {
   const std::string before = schema();
   EXPECT_EQ(annal_event_table_add_column("event_user", 0, "---"), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(annal_event_table_add_column("event_user", 1, "0"), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(schema(), before);
 }
 
-TEST_F(EventTable, PutsANewColumnAndItsDefaultInUnescaped) {
+TEST_F(EventTable, InsertsANewColumnAndItsDefaultUnescaped) {
   EXPECT_EQ(annal_event_table_add_column("event_colour", 0, "it's"), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(annal_event_table_add_column("two words here,", 0, "x"), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(annal_event_table_add_column("event_colour", 0, "it''s"), ANNAL_OK);
@@ -800,7 +800,7 @@ void put_full_entries() {
       "'Cat', 'id', 'app', 'agent');");
 }
 
-TEST_F(EventTable, RebuildsTheTimeStampsAndDropsWhatItDoesNotList) {
+TEST_F(EventTable, RebuildsTheTimeStampsAndResetsUnlistedColumns) {
   put_full_entries();
   EXPECT_EQ(annal_event_table_update_event_timet(nullptr, "%s"), ANNAL_OK);
   EXPECT_EQ(sqlite.calls(), one_exec(kRebuildText, false));
@@ -823,13 +823,13 @@ TEST_F(EventTable, DoesNotReadTheFirstArgumentOfARebuild) {
   EXPECT_EQ(sqlite.calls(), one_exec(kRebuildText, false));
 }
 
-TEST_F(EventTable, LeavesNoTimeStampToAnEntryWithoutAUsableDate) {
+TEST_F(EventTable, ClearsTheTimeStampOfAnEntryWithoutAValidDate) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_date, event_time, event_timet) VALUES ('yesterday', '10:00:00', 5);");
   EXPECT_EQ(annal_event_table_update_event_timet(nullptr, "%s"), ANNAL_OK);
   EXPECT_EQ(value(kLog, "SELECT event_timet FROM ANNAL_EVENT;"), "NULL");
 }
 
-TEST_F(EventTable, PutsTheFormatOfARebuildInUnescaped) {
+TEST_F(EventTable, InsertsARebuildsFormatUnescaped) {
   put_full_entries();
   const Rows before = sql(kLog, kAllColumns);
   EXPECT_EQ(annal_event_table_update_event_timet(nullptr, "it's"), ANNAL_CHANGE_FAILED);
@@ -894,7 +894,7 @@ void make_table_of(const Row& columns) {
 
 class OlderEventTable : public ApplianceTest {};
 
-TEST_F(EventTable, IsLeftAloneWhenItIsCurrent) {
+TEST_F(EventTable, StaysUnchangedIfCurrent) {
   const std::string before = schema();
   EXPECT_EQ(annal_event_modify_tbl(), ANNAL_OK);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/event.log", "busy_timeout 20000",
@@ -949,7 +949,7 @@ TEST_F(OlderEventTable, FallsBackToTheDefaultsOfAMigrationInARebuild) {
             Rows({{"0", "60", "---", "---"}}));
 }
 
-TEST_F(OlderEventTable, RefusesWhateverIsNoOlderForm) {
+TEST_F(OlderEventTable, RefusesATableThatIsNotAnOlderForm) {
   Row extra = all_columns();
   extra.emplace_back("event_extra");
   Row renamed = all_columns();
@@ -976,7 +976,7 @@ TEST_F(OlderEventTable, KnowsEachOfItsColumnsByName) {
   }
 }
 
-TEST_F(OlderEventTable, IsLeftAsItWasWhenTheStatementsFail) {
+TEST_F(OlderEventTable, StaysUnchangedIfTheStatementsFail) {
   const Row columns(std::begin(kFirstColumns), std::end(kFirstColumns));
   make_table_of(columns);
   sqlite.fail("exec");
@@ -998,7 +998,7 @@ TEST_F(EventNameMatching, IsOffAtFirst) {
   EXPECT_EQ(is_event_name_matching, 0);
 }
 
-TEST_F(EventNameMatching, IsSwitchedOnByAnythingButZero) {
+TEST_F(EventNameMatching, IsSwitchedOnByAnyNonzeroValue) {
   for (const int on : {1, 7, -1, INT_MIN}) {
     SCOPED_TRACE(on);
     is_event_name_matching = 0;
@@ -1022,7 +1022,7 @@ TEST_F(EventNameMatching, TouchesNoFile) {
 
 class EventRecordInit : public ApplianceTest {};
 
-TEST_F(EventRecordInit, ClearsTheFieldsOfTheFirstReleaseAndNothingElse) {
+TEST_F(EventRecordInit, ClearsOnlyTheFieldsOfTheFirstRelease) {
   EventRecord record;
   std::memset(static_cast<void*>(&record), 0xAA, sizeof record);
   std::string expected(sizeof record, '\xAA');
@@ -1043,7 +1043,7 @@ TEST_F(EventRecordInit, ClearsTheFieldsOfTheFirstReleaseAndNothingElse) {
   }
 }
 
-TEST_F(EventRecordInit, AnswersANullRecordWithANullPointer) {
+TEST_F(EventRecordInit, ReturnsNullForANullRecord) {
   EXPECT_EQ(InitAnnalEvent(nullptr), nullptr);
 }
 

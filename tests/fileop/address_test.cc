@@ -78,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(
         Address{"MappedNonsense", "::ffff:256.0.0.1", ANNAL_BAD_ARGUMENT, "::ffff:256.0.0.1"}),
     [](const auto& tested) { return tested.param.name; });
 
-TEST_P(FileOpAddress, IsAnsweredAndLeft) {
+TEST_P(FileOpAddress, IsCheckedAndNormalised) {
   // Of exactly the text's size, so that a checked build sees an access behind it.
   const std::string given = GetParam().given;
   const auto ip = std::make_unique<char[]>(given.size() + 1);
@@ -89,18 +89,18 @@ TEST_P(FileOpAddress, IsAnsweredAndLeft) {
 
 class FileOpAddressCheck : public ApplianceTest {};
 
-TEST_F(FileOpAddressCheck, AnswersNoMemoryForANullPointer) {
+TEST_F(FileOpAddressCheck, ReturnsNoMemoryForANullPointer) {
   EXPECT_EQ(pavo2log_checkip(nullptr), ANNAL_NO_MEMORY);
   EXPECT_EQ(platform.calls(), Calls());
 }
 
-TEST_F(FileOpAddressCheck, LeavesOnlyIpv6ToThePlatform) {
+TEST_F(FileOpAddressCheck, ChecksOnlyIpv6WithThePlatform) {
   char ip[] = "10.0.0.5";
   EXPECT_EQ(pavo2log_checkip(ip), ANNAL_OK);
   EXPECT_EQ(platform.calls(), Calls({R"(IS_IPv6_Address("10.0.0.5"))"}));
 }
 
-TEST_F(FileOpAddressCheck, TakesWhatThePlatformCallsIpv6) {
+TEST_F(FileOpAddressCheck, AcceptsAnyTextThePlatformAcceptsAsIpv6) {
   platform.answer("IS_IPv6_Address", 1);
   char ip[] = "nonsense";
   EXPECT_EQ(pavo2log_checkip(ip), ANNAL_OK);

@@ -176,7 +176,7 @@ TEST_P(EveryFileOpQuery, FailsWithoutTheTable) {
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
 }
 
-TEST_P(EveryFileOpQuery, FailsOnAFileThatIsNoDatabase) {
+TEST_P(EveryFileOpQuery, FailsOnANonDatabaseFile) {
   put_garbage(kLog);
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
 }
@@ -186,20 +186,20 @@ TEST_P(EveryFileOpQuery, FailsWithoutTheFolder) {
   EXPECT_EQ(call(), ANNAL_OPEN_FAILED);
 }
 
-TEST_P(EveryFileOpQuery, ClosesWhatCouldNotBeOpened) {
+TEST_P(EveryFileOpQuery, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   EXPECT_EQ(call(), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), connection(kLog, {}, false));
 }
 
-TEST_P(EveryFileOpQuery, AnswersAFailedStatement) {
+TEST_P(EveryFileOpQuery, ReportsAFailedStatement) {
   put_entries(3);
   sqlite.fail(GetParam().function);
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
   EXPECT_EQ(sqlite.calls().back(), "close");
 }
 
-TEST_P(EveryFileOpQuery, OpensNothingWhenItsTextCannotBeBuilt) {
+TEST_P(EveryFileOpQuery, OpensNothingIfItsStatementCannotBeBuilt) {
   std::remove(kLog);
   sqlite.fail("mprintf");
   EXPECT_EQ(call(), ANNAL_NO_MEMORY);
@@ -636,7 +636,7 @@ std::string path_for(std::size_t length) {
   return std::string(length - path_condition("").size(), 'p');
 }
 
-TEST_F(FileOpQuery, TakesConditionsUpToTheirRoom) {
+TEST_F(FileOpQuery, AcceptsConditionsThatJustFit) {
   for (const std::size_t length : {kRoom - 1, kRoom}) {
     const std::string path = path_for(length);
     sql(kLog, "INSERT INTO PAVO2LOG_EVENT (event_filepath) VALUES ('/" + path + "');");
@@ -674,7 +674,7 @@ TEST_F(FileOpQuery, ListsSixteenColumnsInTableOrder) {
   EXPECT_EQ(filtered.rows, Rows({entry}));
 }
 
-TEST_F(FileOpQuery, HandsItsContextOnUnchanged) {
+TEST_F(FileOpQuery, PassesItsContextUnchanged) {
   put_entries(5);
   FileOpFilter filter = any();
   int listed = 100;
@@ -684,14 +684,14 @@ TEST_F(FileOpQuery, HandsItsContextOnUnchanged) {
   EXPECT_EQ(listed, 110);
 }
 
-TEST_F(FileOpQuery, TakesANullCallback) {
+TEST_F(FileOpQuery, AcceptsANullCallback) {
   put_entries(3);
   FileOpFilter filter = any();
   EXPECT_EQ(pavo2log_event_query(kLog, nullptr, 0, 0, 0, 0, nullptr), ANNAL_OK);
   EXPECT_EQ(pavo2log_event_query_by(kLog, nullptr, &filter, 0, 0, 0, nullptr), ANNAL_OK);
 }
 
-TEST_F(FileOpQuery, FailsWhenItsCallbackStopsItAndLeavesDeliveredWhatCameBefore) {
+TEST_F(FileOpQuery, FailsIfItsCallbackStopsItAfterDeliveringTheRowsBefore) {
   put_entries(5);
   FileOpFilter filter = any();
   int listed = 0;
@@ -715,14 +715,14 @@ TEST_F(FileOpQuery, LetsItsCallbackCallTheLibrary) {
 
 // ---- counts ----
 
-TEST_F(FileOpQuery, CountsAsManyAsThereAre) {
+TEST_F(FileOpQuery, CountsEveryEntry) {
   put_entries(1000);
   EXPECT_EQ(count_of(0), 1000);
   EXPECT_EQ(count_of(1), 334);
   EXPECT_EQ(count_by(any()), 1000);
 }
 
-TEST_F(FileOpQuery, AnswersACountThatIsNegative) {
+TEST_F(FileOpQuery, ReturnsANegativeCount) {
   put_entries(3);
   sqlite.answer_next(-7);
   EXPECT_EQ(count_of(0), -7);
@@ -737,7 +737,7 @@ TEST_F(FileOpQuery, FailsToCountWithoutARow) {
   EXPECT_EQ(sqlite.calls(), calls_of_count(""));
 }
 
-TEST_F(FileOpQuery, ReadsNoneOfTheUnusedArguments) {
+TEST_F(FileOpQuery, IgnoresTheUnusedArguments) {
   put_entries(3);
   FileOpFilter filter = any();
   const auto* const nowhere = reinterpret_cast<const void*>(1);
@@ -747,7 +747,7 @@ TEST_F(FileOpQuery, ReadsNoneOfTheUnusedArguments) {
 
 // ---- bad arguments ----
 
-class FileOpQueryRefusal : public ApplianceTest {
+class FileOpQueryArguments : public ApplianceTest {
  protected:
   void TearDown() override {
     EXPECT_TRUE(listing.rows.empty());
@@ -764,12 +764,12 @@ class FileOpQueryRefusal : public ApplianceTest {
   Listing listing;
 };
 
-TEST_F(FileOpQueryRefusal, MeetsANullFilter) {
+TEST_F(FileOpQueryArguments, RefuseANullFilter) {
   EXPECT_EQ(pavo2log_event_query_by(kLog, &collect, nullptr, 0, 0, 0, &listing), ANNAL_BAD_ARGUMENT);
   EXPECT_EQ(pavo2log_event_query_count_by(kLog, nullptr, nullptr, nullptr, nullptr, nullptr), ANNAL_BAD_ARGUMENT);
 }
 
-TEST_F(FileOpQueryRefusal, MeetsASortBehindTheLast) {
+TEST_F(FileOpQueryArguments, RefuseSortAbove21) {
   for (const unsigned sort : {22U, 23U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(sort);
     EXPECT_EQ(pavo2log_event_query(kLog, &collect, sort, 0, 0, 0, &listing), ANNAL_BAD_ARGUMENT);
@@ -777,7 +777,7 @@ TEST_F(FileOpQueryRefusal, MeetsASortBehindTheLast) {
   }
 }
 
-TEST_F(FileOpQueryRefusal, MeetsATypeBehindTheLast) {
+TEST_F(FileOpQueryArguments, RefuseTypeAbove3) {
   for (const unsigned type : {4U, 5U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(type);
     EXPECT_EQ(pavo2log_event_query(kLog, &collect, 0, 0, 0, type, &listing), ANNAL_BAD_ARGUMENT);
@@ -788,7 +788,7 @@ TEST_F(FileOpQueryRefusal, MeetsATypeBehindTheLast) {
   }
 }
 
-TEST_F(FileOpQueryRefusal, MeetsANegativeOrInvertedRange) {
+TEST_F(FileOpQueryArguments, RefuseANegativeOrInvertedRange) {
   const struct {
     int start;
     int end;
@@ -800,7 +800,7 @@ TEST_F(FileOpQueryRefusal, MeetsANegativeOrInvertedRange) {
   }
 }
 
-TEST_F(FileOpQueryRefusal, MeetsAPathThatOutgrowsTheRoom) {
+TEST_F(FileOpQueryArguments, RefuseAPathThatDoesNotFit) {
   for (const std::size_t length : {kRoom + 1, kRoom + 2, 2 * kRoom, std::size_t{4096}, std::size_t{1000000}}) {
     SCOPED_TRACE(length);
     const std::string path = path_for(length);
@@ -861,7 +861,7 @@ TEST_P(FileOpQueryRoom, EndsAfterItsLastByte) {
 }
 
 // A condition that would have fitted does not take the place of an earlier one that did not.
-TEST_F(FileOpQueryRefusal, OutlastsAShorterCondition) {
+TEST_F(FileOpQueryArguments, RefuseALongPathDespiteALaterConditionThatFits) {
   const std::string path = path_for(kRoom + 1);
   FileOpFilter filter = any();
   filter.event_filepath = path.c_str();
@@ -870,7 +870,7 @@ TEST_F(FileOpQueryRefusal, OutlastsAShorterCondition) {
 }
 
 // So that what lies behind a field, or behind the filter, is never taken for its text.
-TEST_F(FileOpQueryRefusal, MeetsATextThatIsNotTerminated) {
+TEST_F(FileOpQueryArguments, RefuseAnUnterminatedText) {
   const struct {
     std::size_t offset;
     std::size_t size;

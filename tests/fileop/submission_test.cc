@@ -127,7 +127,7 @@ class FileOpSubmission : public ApplianceTest {
 };
 
 // Nothing is there yet: an operation that is refused must leave it so.
-class FileOpSubmissionRefusal : public ApplianceTest {
+class FileOpSubmissionArguments : public ApplianceTest {
  protected:
   void TearDown() override {
     EXPECT_EQ(sqlite.calls(), Calls());
@@ -164,7 +164,8 @@ TEST_P(FileOpSubmissionBound, IsStoredInFull) {
   EXPECT_EQ(stored(GetParam().name), text);
 }
 
-class FileOpSubmissionRefusalOfOverlong : public FileOpSubmissionRefusal, public testing::WithParamInterface<Field> {};
+class FileOpSubmissionRefusalOfOverlong : public FileOpSubmissionArguments,
+                                          public testing::WithParamInterface<Field> {};
 INSTANTIATE_TEST_SUITE_P(Of, FileOpSubmissionRefusalOfOverlong, testing::ValuesIn(kTexts),
                          [](const auto& tested) { return tested.param.name; });
 
@@ -182,7 +183,7 @@ TEST_P(FileOpSubmissionRefusalOfOverlong, ChangesNothingAndComesBeforeAllOthers)
 
 // ---- codes ----
 
-TEST_F(FileOpSubmissionRefusal, MeetsNullPointers) {
+TEST_F(FileOpSubmissionArguments, RefuseNull) {
   FileOpRecord record = complete_record();
   EXPECT_EQ(pavo2log_event_add(kLog, nullptr), ANNAL_BAD_ARGUMENT);
   EXPECT_EQ(pavo2log_event_add(nullptr, &record), ANNAL_BAD_ARGUMENT);
@@ -190,7 +191,7 @@ TEST_F(FileOpSubmissionRefusal, MeetsNullPointers) {
   EXPECT_EQ(pavo2log_event_add(nullptr, &record), ANNAL_BAD_ARGUMENT);
 }
 
-TEST_F(FileOpSubmissionRefusal, MeetsCodesOutOfRange) {
+TEST_F(FileOpSubmissionArguments, RefuseCodesOutOfRange) {
   constexpr struct {
     std::uint32_t FileOpRecord::*field;
     std::uint32_t code;
@@ -208,7 +209,7 @@ TEST_F(FileOpSubmissionRefusal, MeetsCodesOutOfRange) {
   }
 }
 
-TEST_F(FileOpSubmission, TakesEveryCodeInRange) {
+TEST_F(FileOpSubmission, AcceptsEveryCodeInRange) {
   for (std::uint32_t code = 0; code <= 2; ++code) {
     FileOpRecord record = complete_record();
     record.event_type = code;
@@ -226,7 +227,7 @@ TEST_F(FileOpSubmission, TakesEveryCodeInRange) {
 
 // ---- the statement ----
 
-TEST_F(FileOpSubmission, RunsOneStatementAndAnswersTheNewId) {
+TEST_F(FileOpSubmission, RunsOneStatementAndReturnsTheNewId) {
   FileOpRecord record = complete_record();
   EXPECT_EQ(add(record), 1);
   EXPECT_EQ(sqlite.calls(),
@@ -251,7 +252,7 @@ TEST_F(FileOpSubmission, LeavesACompleteRecordAsItIs) {
 
 // ---- what replaces what is missing ----
 
-TEST_F(FileOpSubmission, ReplacesWhatIsMissingInTheRecord) {
+TEST_F(FileOpSubmission, FillsTheRecordsEmptyFields) {
   FileOpRecord record = bare_record();
   FileOpRecord expected = bare_record();
   // The user's whole array; of the others all but the last byte.
@@ -269,7 +270,7 @@ TEST_F(FileOpSubmission, ReplacesWhatIsMissingInTheRecord) {
             Rows({{"System", "127.0.0.1", "localhost", "localhost", "", "", ""}}));
 }
 
-TEST_F(FileOpSubmission, LeavesTheRecordNormalisedWhenItIsNotStored) {
+TEST_F(FileOpSubmission, NormalisesARecordThatIsNotStored) {
   remove_log_folder();
   FileOpRecord record = bare_record();
   EXPECT_EQ(add(record), ANNAL_OPEN_FAILED);
@@ -277,7 +278,7 @@ TEST_F(FileOpSubmission, LeavesTheRecordNormalisedWhenItIsNotStored) {
   EXPECT_STREQ(record.event_ip, "127.0.0.1");
 }
 
-TEST_F(FileOpSubmission, StoresTheAddressAsItsOwnCheckLeavesIt) {
+TEST_F(FileOpSubmission, StoresTheAddressNormalisedByItsOwnCheck) {
   constexpr struct {
     const char* given;
     const char* stored;
@@ -294,7 +295,7 @@ TEST_F(FileOpSubmission, StoresTheAddressAsItsOwnCheckLeavesIt) {
   }
 }
 
-TEST_F(FileOpSubmission, ClearsTheFieldBehindAnAddressThatLostItsPrefix) {
+TEST_F(FileOpSubmission, ClearsTheFieldAfterAnAddressWithoutItsPrefix) {
   FileOpRecord record = complete_record();
   put(record, kIp, "::ffff:10.0.0.5");
   EXPECT_EQ(add(record), 1);
@@ -303,7 +304,7 @@ TEST_F(FileOpSubmission, ClearsTheFieldBehindAnAddressThatLostItsPrefix) {
 
 // ---- date and time ----
 
-TEST_F(FileOpSubmission, TakesTheLocalTimeOfTheCallForAYearOf0) {
+TEST_F(FileOpSubmission, StampsTheLocalTimeForAYearOf0) {
   constexpr struct {
     std::time_t now;
     const char* stored;
@@ -349,7 +350,7 @@ TEST_F(FileOpSubmission, TakesAnyOtherYearFromTheRecord) {
   }
 }
 
-TEST_F(FileOpSubmission, StoresNoDateThatIsNone) {
+TEST_F(FileOpSubmission, StoresAnEmptyTextForAnImpossibleDate) {
   FileOpRecord record = complete_record();
   record.event_tm.tm_year = INT_MAX;
   record.event_tm.tm_mon = -2000000000;
@@ -408,7 +409,7 @@ TEST_P(FileOpSubmissionUnescaped, TakesADoubledQuoteForOne) {
 
 // ---- sizes and ids ----
 
-TEST_F(FileOpSubmission, StoresTheSizeAsItsThirtyTwoBitsStand) {
+TEST_F(FileOpSubmission, StoresTheSizesThirtyTwoBitsUnchanged) {
   constexpr struct {
     std::int64_t size;
     const char* stored;
@@ -426,7 +427,7 @@ TEST_F(FileOpSubmission, StoresTheSizeAsItsThirtyTwoBitsStand) {
   }
 }
 
-TEST_F(FileOpSubmission, CountsItsIdsOn) {
+TEST_F(FileOpSubmission, ContinuesItsIds) {
   FileOpRecord record = complete_record();
   EXPECT_EQ(add(record), 1);
   EXPECT_EQ(add(record), 2);
@@ -436,7 +437,7 @@ TEST_F(FileOpSubmission, CountsItsIdsOn) {
   EXPECT_EQ(add(record), 5000000001);
 }
 
-TEST_F(FileOpSubmission, AnswersTheNewIdAfterTheTriggerDeletedRows) {
+TEST_F(FileOpSubmission, ReturnsTheNewIdAfterTheTriggerDeletedRows) {
   ASSERT_EQ(pavo2log_event_remove_trigger_logfull(kLog), ANNAL_OK);
   ASSERT_EQ(pavo2log_event_add_trigger_logfull(kLog, 2, 2), ANNAL_OK);
   FileOpRecord record = complete_record();
@@ -447,7 +448,7 @@ TEST_F(FileOpSubmission, AnswersTheNewIdAfterTheTriggerDeletedRows) {
   EXPECT_EQ(add(record), 4);
 }
 
-TEST_F(FileOpSubmission, AnswersTheNewIdWhenTheTriggerDeletedThatRow) {
+TEST_F(FileOpSubmission, ReturnsTheNewIdEvenIfTheTriggerDeletedThatRow) {
   ASSERT_EQ(pavo2log_event_remove_trigger_logfull(kLog), ANNAL_OK);
   ASSERT_EQ(pavo2log_event_add_trigger_logfull(kLog, 1, 1), ANNAL_OK);
   FileOpRecord record = complete_record();
@@ -465,7 +466,7 @@ TEST_F(FileOpSubmission, FailsWithoutTheFolder) {
   EXPECT_EQ(add(record), ANNAL_OPEN_FAILED);
 }
 
-TEST_F(FileOpSubmission, ClosesWhatCouldNotBeOpened) {
+TEST_F(FileOpSubmission, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   FileOpRecord record = complete_record();
   EXPECT_EQ(add(record), ANNAL_OPEN_FAILED);
@@ -478,13 +479,13 @@ TEST_F(FileOpSubmission, FailsWithoutTheTable) {
   EXPECT_EQ(add(record), ANNAL_INSERT_FAILED);
 }
 
-TEST_F(FileOpSubmission, FailsOnAFileThatIsNoDatabase) {
+TEST_F(FileOpSubmission, FailsOnANonDatabaseFile) {
   put_garbage(kLog);
   FileOpRecord record = complete_record();
   EXPECT_EQ(add(record), ANNAL_INSERT_FAILED);
 }
 
-TEST_F(FileOpSubmission, AnswersAFailedStatementAndNotAnEarlierId) {
+TEST_F(FileOpSubmission, ReportsAFailedStatementAndNoEarlierId) {
   FileOpRecord record = complete_record();
   EXPECT_EQ(add(record), 1);
   sqlite.fail("exec");
@@ -492,7 +493,7 @@ TEST_F(FileOpSubmission, AnswersAFailedStatementAndNotAnEarlierId) {
   EXPECT_EQ(ids(), "1");
 }
 
-TEST_F(FileOpSubmission, OpensNothingWhenItsTextCannotBeBuilt) {
+TEST_F(FileOpSubmission, OpensNothingIfItsStatementCannotBeBuilt) {
   sqlite.fail("mprintf");
   FileOpRecord record = complete_record();
   EXPECT_EQ(add(record), ANNAL_NO_MEMORY);

@@ -140,10 +140,10 @@ INSTANTIATE_TEST_SUITE_P(FileOpTable, EveryBuiltOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kBuildText)), &name_of);
 INSTANTIATE_TEST_SUITE_P(FileOpTable, EveryWaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kWait)), &name_of);
-INSTANTIATE_TEST_SUITE_P(FileOpTable, EveryImpatientOperation,
+INSTANTIATE_TEST_SUITE_P(FileOpTable, EveryNonwaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kDoNotWait)), &name_of);
 
-TEST_F(FileOpTable, IsLookedForAtNoNullPath) {
+TEST_F(FileOpTable, RefusesANullPath) {
   EXPECT_EQ(pavo2log_event_create_tbl(nullptr, 0, 0), ANNAL_BAD_ARGUMENT);
   EXPECT_EQ(pavo2log_event_remove_tbl(nullptr), ANNAL_BAD_ARGUMENT);
   EXPECT_EQ(pavo2log_event_flush_tbl(nullptr), ANNAL_BAD_ARGUMENT);
@@ -153,7 +153,7 @@ TEST_F(FileOpTable, IsLookedForAtNoNullPath) {
   EXPECT_EQ(sqlite.calls(), Calls());
 }
 
-TEST_F(FileOpTable, IsWhereItsCallerSays) {
+TEST_F(FileOpTable, IsInTheCallersFile) {
   constexpr const char* kOther = "/etc/logs/other.db";
   EXPECT_EQ(pavo2log_event_create_tbl(kOther, 0, 0), ANNAL_OK);
   EXPECT_EQ(pavo2log_event_remove_tbl(kOther), ANNAL_OK);
@@ -184,13 +184,13 @@ TEST_F(FileOpTableCreation, LeavesItsTextsInTheFileWordForWord) {
   EXPECT_EQ(value(kLog, "PRAGMA page_size;"), "2048");
 }
 
-TEST_F(FileOpTableCreation, TakesAnEmptyFile) {
+TEST_F(FileOpTableCreation, UsesAnEmptyFile) {
   std::ofstream(kLog).close();
   EXPECT_EQ(pavo2log_event_create_tbl(kLog, 3, 2), ANNAL_OK);
   EXPECT_EQ(triggers(), Rows({{"pavo2log_event_logfull", trigger(3, 2)}}));
 }
 
-TEST_F(FileOpTableCreation, LeavesALogAloneThatIsThere) {
+TEST_F(FileOpTableCreation, LeavesAnExistingLogAlone) {
   pavo2log_event_create_tbl(kLog, 3, 2);
   sql(kLog, kTested.entry);
   const std::string before = bytes_of_file();
@@ -208,14 +208,14 @@ TEST_F(FileOpTableCreation, LeavesAnotherDatabaseAlone) {
   EXPECT_EQ(bytes_of_file(), before);
 }
 
-TEST_F(FileOpTableCreation, LeavesAFileAloneThatIsNoDatabase) {
+TEST_F(FileOpTableCreation, LeavesANonDatabaseFileAlone) {
   std::ofstream(kLog) << "x";
   EXPECT_EQ(pavo2log_event_create_tbl(kLog, 0, 0), ANNAL_OK);
   EXPECT_EQ(sqlite.calls(), Calls());
   EXPECT_EQ(bytes_of_file(), "x");
 }
 
-TEST_F(FileOpTableCreation, DoesNotWaitForALogThatIsThere) {
+TEST_F(FileOpTableCreation, DoesNotWaitForAnExistingLog) {
   pavo2log_event_create_tbl(kLog, 0, 0);
   const LockHolder lock(kLog);
   EXPECT_EQ(pavo2log_event_create_tbl(kLog, 0, 0), ANNAL_OK);
@@ -228,13 +228,13 @@ TEST_F(FileOpTableCreation, FollowsALinkToTheFile) {
   EXPECT_EQ(triggers(), Rows({{"pavo2log_event_logfull", trigger(3, 2)}}));
 }
 
-TEST_F(FileOpTableCreation, ReportsATableThatFailsAndGoesOnToItsIndexes) {
+TEST_F(FileOpTableCreation, ReportsAFailedTableAndContinuesWithItsIndexes) {
   sqlite.fail("exec", 3);
   EXPECT_EQ(pavo2log_event_create_tbl(kLog, 3, 2), ANNAL_TABLE_FAILED);
   EXPECT_EQ(sqlite.calls(), creation_of_table());
 }
 
-TEST_F(FileOpTableCreation, DoesWithoutWhatElseFails) {
+TEST_F(FileOpTableCreation, SucceedsIfOnlyAnotherStepFails) {
   for (const int step : {1, 2, 4, 13}) {
     std::remove(kLog);
     sqlite.reset();
@@ -252,7 +252,7 @@ TEST_F(FileOpTableCreation, LeavesTheTableWhenTheTriggerFails) {
   EXPECT_EQ(triggers(), Rows());
 }
 
-TEST_F(FileOpTableCreation, LeavesTheTableWhenTheTriggersTextCannotBeBuilt) {
+TEST_F(FileOpTableCreation, LeavesTheTableIfTheTriggerCannotBeBuilt) {
   sqlite.fail("mprintf");
   EXPECT_EQ(pavo2log_event_create_tbl(kLog, 3, 2), ANNAL_NO_MEMORY);
   EXPECT_EQ(ids(), "");
@@ -295,7 +295,7 @@ TEST_F(FileOpTable, RefusesASecondTriggerAndLosesTheFirst) {
   EXPECT_EQ(pavo2log_event_remove_trigger_logfull(kLog), ANNAL_REMOVE_TRIGGER_FAILED);
 }
 
-TEST_F(FileOpTable, LosesTheOldestByDateAndTimeWhenItIsFull) {
+TEST_F(FileOpTable, DropsTheOldestByDateAndTimeWhenFull) {
   pavo2log_event_remove_trigger_logfull(kLog);
   ASSERT_EQ(pavo2log_event_add_trigger_logfull(kLog, 3, 2), ANNAL_OK);
   put_entry_of("2020-01-03", "10:00:00");
@@ -376,7 +376,7 @@ TEST_P(FileOpDeletionBy, TakesATextUnescaped) {
   }
 }
 
-TEST_F(FileOpTable, RefusesASelectorBehindTheLastBeforeOpeningTheFile) {
+TEST_F(FileOpTable, RefusesSelectorAbove12BeforeOpeningTheFile) {
   std::remove(kLog);
   for (const unsigned selector : {13U, 14U, UINT_MAX}) {
     EXPECT_EQ(pavo2log_event_del(kLog, selector, "x"), ANNAL_BAD_ARGUMENT);

@@ -53,7 +53,7 @@ TEST(NoticeFacilityList, HoldsTheListedFacilitiesInTheirOrder) {
   }
 }
 
-TEST(NoticeFacilityList, EndsBehindThem) {
+TEST(NoticeFacilityList, EndsAfterThem) {
   static_assert(std::size(notice_facility_list) == std::size(kListed) + 1);
   EXPECT_EQ(notice_facility_list[std::size(kListed)].number, -1);
   EXPECT_EQ(notice_facility_list[std::size(kListed)].name, nullptr);
@@ -103,20 +103,20 @@ class NoticeFacilityName : public ApplianceTest {
   }
 };
 
-TEST_F(NoticeFacilityName, IsTheListedOne) {
+TEST_F(NoticeFacilityName, IsTheListedName) {
   expect_names_of(kListed);
 }
 
-TEST_F(NoticeFacilityName, IsEmptyForWhatIsNotListedExceptBackgroundTasks) {
+TEST_F(NoticeFacilityName, IsEmptyForUnlistedNumbersExceptBackgroundTasks) {
   expect_names_of(kUnlisted);
 }
 
-TEST_F(NoticeFacilityName, FillsTheGivenWidthAndNothingBehindIt) {
+TEST_F(NoticeFacilityName, FillsExactlyTheGivenWidth) {
   expect_exact_widths_of(kListed);
   expect_exact_widths_of(kUnlisted);
 }
 
-TEST_F(NoticeFacilityName, IsNotTerminatedWhenItIsAsLongAsTheBuffer) {
+TEST_F(NoticeFacilityName, IsNotTerminatedIfItFillsTheBuffer) {
   char buffer[6] = {'x', 'x', 'x', 'x', 'x', 'x'};
   EXPECT_EQ(Get_Facility_String_By_Facility(1, buffer, 5), ANNAL_OK);
   EXPECT_EQ(std::string(buffer, sizeof buffer), "SMARTx");
@@ -124,7 +124,7 @@ TEST_F(NoticeFacilityName, IsNotTerminatedWhenItIsAsLongAsTheBuffer) {
   EXPECT_EQ(std::string(buffer, sizeof buffer), "BackTx");
 }
 
-TEST_F(NoticeFacilityName, WritesNothingIntoAWidthBelowZero) {
+TEST_F(NoticeFacilityName, WritesNothingForANegativeWidth) {
   for (const int facility : {0, 1, 20, 21, 99, -1}) {
     for (const int width : {-1, -64, INT_MIN}) {
       SCOPED_TRACE(testing::Message() << "facility " << facility << " in " << width << " bytes");
@@ -135,7 +135,7 @@ TEST_F(NoticeFacilityName, WritesNothingIntoAWidthBelowZero) {
   }
 }
 
-TEST_F(NoticeFacilityName, NeedsABufferWhateverTheFacility) {
+TEST_F(NoticeFacilityName, RefusesANullBuffer) {
   expect_refusal_of_no_buffer_for(kListed);
   expect_refusal_of_no_buffer_for(kUnlisted);
 }

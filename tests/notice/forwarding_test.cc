@@ -159,25 +159,25 @@ class NoticeSend : public Notification {
   }
 };
 
-TEST_F(NoticeSend, GivesTheCommandEverything) {
+TEST_F(NoticeSend, PassesEveryArgument) {
   expect_sent(vector_of(kFull, {kMessage}), {});
   expect_sent(vector_of(kFull, {kMessage, "one", "", "%s"}), {}, "one", "", "%s");
 }
 
-TEST_F(NoticeSend, LeavesOutWhatIsNotKnown) {
+TEST_F(NoticeSend, OmitsUnknownValues) {
   expect_sent(vector_of(without(kFull, "-p", 2), {kMessage}), {.ip = nullptr});
   expect_sent(vector_of(without(kFull, "-u", 2), {kMessage}), {.user = nullptr});
   expect_sent(vector_of(without(kFull, "--comp=nas-1", 1), {kMessage}), {.comp = nullptr});
   expect_sent(vector_of(without(kFull, "-p", 5), {kMessage}), {.ip = nullptr, .user = nullptr, .comp = nullptr});
 }
 
-TEST_F(NoticeSend, KeepsWhatIsEmpty) {
+TEST_F(NoticeSend, PassesEmptyTexts) {
   expect_sent(
       {kNotify, "send2", "-A", "", "-C", "", "-M", "", "-l", "error", "-t", "0", "-p", "", "-u", "", "--comp=", "", ""},
       {.app_id = "", .category_id = "", .msg_no = "", .ip = "", .user = "", .comp = "", .message = ""}, "");
 }
 
-TEST_F(NoticeSend, EndsTheVectorAtATextThatMustBeThere) {
+TEST_F(NoticeSend, EndsTheArgumentsAtANullRequiredText) {
   expect_sent({kNotify, "send2", "-A"}, {.app_id = nullptr});
   expect_sent({kNotify, "send2", "-A", "A011", "-C"}, {.category_id = nullptr});
   expect_sent({kNotify, "send2", "-A", "A011", "-C", "C002", "-M"}, {.msg_no = nullptr});
@@ -211,7 +211,7 @@ TEST_F(NoticeSend, NumbersEachType) {
   }
 }
 
-TEST_F(NoticeSend, TellsWhatTheWebServerKnowsOfTheClient) {
+TEST_F(NoticeSend, PassesTheWebServersClientDetails) {
   Row expected = kFull;
   for (std::size_t i = 0; i < std::size(kVariables); ++i) {
     setenv(kVariables[i], "of the web server", 1);
@@ -244,7 +244,7 @@ TEST_F(NoticeSend, DropsParametersThatDoNotFit) {
   expect_sent(vector_of(before, fifty), least, FIFTY, FIFTY, FIFTY);
 }
 
-TEST_F(NoticeSend, DropsMoreOfThemForEveryOption) {
+TEST_F(NoticeSend, DropsMoreParametersWithEveryOption) {
   Row expected = kFull;
   for (std::size_t i = 0; i < std::size(kVariables); ++i) {
     setenv(kVariables[i], "x", 1);
@@ -256,7 +256,7 @@ TEST_F(NoticeSend, DropsMoreOfThemForEveryOption) {
 }
 
 // The room is that of the options which are written out: neither the type nor what is handed over counts.
-TEST_F(NoticeSend, CutsTheOptionsThatDoNotFit) {
+TEST_F(NoticeSend, CutsOptionsThatDoNotFit) {
   const std::string prefix = "--comp=";
   const std::string longest(kTextRoom - prefix.size(), 'c');
   const std::string text(20000, 'x');
@@ -276,7 +276,7 @@ TEST_F(NoticeSend, CutsTheOptionsThatDoNotFit) {
 // The sanitizers look at every byte of a text; a processor of 32 bits has no room for this one.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && __SIZEOF_POINTER__ > 4
 // The C library formats no text that is longer than its answer can say.
-TEST_F(NoticeSend, RunsNothingWithATextThatCannotBeFormatted) {
+TEST_F(NoticeSend, RunsNothingIfATextCannotBeFormatted) {
   constexpr std::size_t kLength = std::size_t{INT_MAX} + 1;
   const EndlessText endless(kLength);
   setenv("LC_ALL", "C", 1);
@@ -286,7 +286,7 @@ TEST_F(NoticeSend, RunsNothingWithATextThatCannotBeFormatted) {
 }
 #endif
 
-TEST_F(NoticeSend, LogsWithoutTheCommand) {
+TEST_F(NoticeSend, UsesTheLogToolWithoutTheCommand) {
   std::filesystem::remove(kNotify);
   for (const char* variable : kVariables) {
     setenv(variable, "of the web server", 1);
@@ -312,7 +312,7 @@ TEST_F(NoticeSend, LogsEachLevelAsAnEventType) {
   }
 }
 
-TEST_F(NoticeSend, LogsNoNoticeThatIsForUsersOnly) {
+TEST_F(NoticeSend, DropsNoticesForUsersWithoutTheCommand) {
   std::filesystem::remove(kNotify);
   for (const int type : {2, 3}) {
     EXPECT_EQ(send({.type = type}, "one"), 0) << type;
@@ -326,7 +326,7 @@ TEST_F(NoticeSend, LogsNoNoticeThatIsForUsersOnly) {
 }
 
 // That it is there is enough, whether or not it can be run.
-TEST_F(NoticeSend, DoesNotLogWhereTheCommandIsNotExecutable) {
+TEST_F(NoticeSend, DoesNotUseTheLogToolIfTheCommandIsNotExecutable) {
   ASSERT_EQ(chmod(kNotify, 0), 0);
   expect_sent(vector_of(kFull, {kMessage}), {});
   std::filesystem::remove(kNotify);
@@ -337,7 +337,7 @@ TEST_F(NoticeSend, DoesNotLogWhereTheCommandIsNotExecutable) {
   expect_logged({kLogTool, "-a", kMessage, "-t", "2", "-p", "10.0.0.5", "-u", "admin", "-m", "nas-1"}, {});
 }
 
-TEST_F(NoticeSend, AnswersOnlyThatTheCommandCouldNotBeRun) {
+TEST_F(NoticeSend, ReportsOnlyThatTheCommandCouldNotRun) {
   const std::pair<int, int> answers[] = {{-1, -1}, {0, 0}, {1, 0}, {127, 0}, {255, 0}, {-2, 0}, {-11, 0}};
   for (const char* command : {kNotify, kLogTool}) {
     for (const auto& [given, expected] : answers) {
@@ -434,16 +434,16 @@ class NotifySend : public Notification {
   }
 };
 
-TEST_F(NotifySend, GivesTheCommandEverything) {
+TEST_F(NotifySend, PassesEveryArgument) {
   expect_sent(sent_vector(kKnownOptions), kKnown);
   expect_sent(sent_vector(kKnownOptions, {"60", "", "%s"}), kKnown, "60", "", "%s");
 }
 
-TEST_F(NotifySend, NeedsTheMessageOnly) {
+TEST_F(NotifySend, NeedsOnlyTheMessage) {
   expect_sent(sent_vector({}), {});
 }
 
-TEST_F(NotifySend, LeavesOutWhatIsNotKnown) {
+TEST_F(NotifySend, OmitsUnknownValues) {
   const char* Client::*const fields[] = {&Client::ip, &Client::user, &Client::comp,
                                          &Client::id, &Client::app,  &Client::agent};
   for (std::size_t i = 0; i < std::size(fields); ++i) {
@@ -455,12 +455,12 @@ TEST_F(NotifySend, LeavesOutWhatIsNotKnown) {
   }
 }
 
-TEST_F(NotifySend, KeepsWhatIsEmpty) {
+TEST_F(NotifySend, PassesEmptyTexts) {
   expect_sent(sent_vector({"--ip=", "--user=", "--comp=", "--client_id=", "--client_app=", "--client_agent="}),
               {"", "", "", "", "", ""});
 }
 
-TEST_F(NotifySend, AsksTheWebServerForWhatTheCallerDoesNotKnow) {
+TEST_F(NotifySend, TakesUnknownValuesFromTheWebServer) {
   for (std::size_t i = 0; i < std::size(kVariables); ++i) {
     setenv(kVariables[i], "of the web server", 1);
     expect_sent(sent_vector(kKnownOptions), kKnown);
@@ -472,14 +472,14 @@ TEST_F(NotifySend, AsksTheWebServerForWhatTheCallerDoesNotKnow) {
 }
 
 // An empty text is an answer of the caller's.
-TEST_F(NotifySend, DoesNotAskTheWebServerForWhatIsEmpty) {
+TEST_F(NotifySend, KeepsEmptyValuesDespiteTheWebServer) {
   for (const char* variable : kVariables) {
     setenv(variable, "of the web server", 1);
   }
   expect_sent(sent_vector({"--client_id=", "--client_app=", "--client_agent="}), {.id = "", .app = "", .agent = ""});
 }
 
-TEST_F(NotifySend, TurnsEachLevelButTheSecondRound) {
+TEST_F(NotifySend, ReversesEachLevelExceptTheSecond) {
   const std::pair<int, const char*> levels[] = {
       {0, "-l5"},
       {1, "-l4"},
@@ -505,7 +505,7 @@ TEST_F(NotifySend, NumbersEachType) {
   }
 }
 
-TEST_F(NotifySend, DoesNotReadTheLevelOfTheMessage) {
+TEST_F(NotifySend, IgnoresTheMessagesLevel) {
   for (const long level : {0L, 1L, 4L, LONG_MAX}) {
     CatalogEntry entry = kEntry;
     entry.level = level;
@@ -544,14 +544,14 @@ TEST_F(NotifySend, CutsTheTextsThatDoNotFit) {
   expect_sent(expected, {}, text.c_str(), "nothing left");
 }
 
-TEST_F(NotifySend, HandsTheTemplateOverWhole) {
+TEST_F(NotifySend, PassesTheWholeTemplate) {
   const std::string text(20000, 'x');
   const CatalogEntry entry{"A011", 2, "C002", "7", text.c_str()};
   EXPECT_EQ(run_for({}, &entry, 1, 1, "60").arguments,
             Row({kNotify, "send2", "-t1", "-l4", "-AA011", "-CC002", "-M7", text, "60"}));
 }
 
-TEST_F(NotifySend, NeedsAWholeMessage) {
+TEST_F(NotifySend, RefusesAnIncompleteMessage) {
   EXPECT_EQ(send(kKnown, nullptr, 1, 1), ANNAL_BAD_ARGUMENT);
   const char* CatalogEntry::*const texts[] = {&CatalogEntry::app_id, &CatalogEntry::category_id, &CatalogEntry::msg_no,
                                               &CatalogEntry::msg_template};
@@ -565,7 +565,7 @@ TEST_F(NotifySend, NeedsAWholeMessage) {
 
 // ---- how its command is run ----
 
-TEST_F(NotifySend, LeavesItsCommandToItself) {
+TEST_F(NotifySend, DoesNotWaitForItsCommand) {
   commands.install(kNotify, {.takes = 300ms});
   const CommandRun run = run_for({}, &kEntry, 1, 1);
   EXPECT_EQ(kill(run.process, 0), 0) << "it is waited for";
@@ -574,7 +574,7 @@ TEST_F(NotifySend, LeavesItsCommandToItself) {
   EXPECT_EQ(errno, ECHILD);
 }
 
-TEST_F(NotifySend, RunsItsCommandBesideTheCallerWithoutItsStreams) {
+TEST_F(NotifySend, RunsItsCommandInTheCallersSessionWithoutItsStreams) {
   const CommandRun run = run_for({}, &kEntry, 1, 1);
   EXPECT_EQ(run.session, getsid(0));
   EXPECT_EQ(run.group, getpgrp());
@@ -583,14 +583,14 @@ TEST_F(NotifySend, RunsItsCommandBesideTheCallerWithoutItsStreams) {
   EXPECT_EQ(run.descriptors.at(STDERR_FILENO), "w /dev/null");
 }
 
-TEST_F(NotifySend, LeavesTheCallersLocaleAsItIs) {
+TEST_F(NotifySend, KeepsTheCallersLocale) {
   const CommandRun run = run_for({}, &kEntry, 1, 1);
   EXPECT_FALSE(run.environment.contains("LC_ALL"));
   EXPECT_EQ(text_of("LC_ALL"), "(unset)");
   EXPECT_TRUE(platform.calls().empty());
 }
 
-TEST_F(NotifySend, LeavesErrnoAsItIs) {
+TEST_F(NotifySend, KeepsErrno) {
   std::filesystem::remove(kNotify);
   errno = EDOM;
   EXPECT_EQ(send({}, &kEntry, 1, 1), 0);
@@ -604,7 +604,7 @@ TEST_F(NotifySend, RunsAScriptWithoutAHeader) {
   EXPECT_EQ(run.path, "/usr/local/sbin/script");
 }
 
-TEST_F(NotifySend, DoesNotCareWhatBecomesOfTheCommand) {
+TEST_F(NotifySend, IgnoresTheCommandsFailure) {
   commands.install(kNotify, {.exit_status = 7});
   EXPECT_EQ(send({}, &kEntry, 1, 1), 0);
   commands.wait_for(1);
@@ -671,17 +671,17 @@ class NotifySendWithFewProcesses : public NotifySend {
   }
 };
 
-TEST_F(NotifySendWithFewProcesses, SaysThatItsChildCannotBeCreated) {
+TEST_F(NotifySendWithFewProcesses, ReportsThatItsChildCannotBeCreated) {
   EXPECT_EQ(answer_with(0), "1, -1");
   EXPECT_TRUE(commands.settled().empty());
 }
 
-TEST_F(NotifySendWithFewProcesses, SaysNothingOfTheCommandThatCannotBeCreated) {
+TEST_F(NotifySendWithFewProcesses, IgnoresACommandThatCannotBeCreated) {
   EXPECT_EQ(answer_with(1), "0, 1");
   EXPECT_TRUE(commands.settled().empty());
 }
 
-TEST_F(NotifySendWithFewProcesses, NeedsTwoOfThem) {
+TEST_F(NotifySendWithFewProcesses, NeedsTwoProcesses) {
   EXPECT_EQ(answer_with(2), "0, 0");
   EXPECT_EQ(commands.wait_for(1).size(), 1U);
 }

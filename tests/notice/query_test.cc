@@ -196,7 +196,7 @@ TEST_P(EveryNoticeQuery, FailsWithoutTheTable) {
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
 }
 
-TEST_P(EveryNoticeQuery, FailsOnAFileThatIsNoDatabase) {
+TEST_P(EveryNoticeQuery, FailsOnANonDatabaseFile) {
   std::ofstream(kLog, std::ios::trunc) << std::string(4096, 'x');
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
 }
@@ -206,20 +206,20 @@ TEST_P(EveryNoticeQuery, FailsWithoutTheFolder) {
   EXPECT_EQ(call(), ANNAL_OPEN_FAILED);
 }
 
-TEST_P(EveryNoticeQuery, ClosesWhatCouldNotBeOpened) {
+TEST_P(EveryNoticeQuery, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   EXPECT_EQ(call(), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({"open /etc/logs/notice.log", "close"}));
 }
 
-TEST_P(EveryNoticeQuery, AnswersAFailedStatement) {
+TEST_P(EveryNoticeQuery, ReportsAFailedStatement) {
   put_notices(3);
   sqlite.fail(GetParam().function);
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
   EXPECT_EQ(sqlite.calls().back(), "close");
 }
 
-TEST_P(EveryNoticeQuery, OpensNothingWhenItsTextCannotBeBuilt) {
+TEST_P(EveryNoticeQuery, OpensNothingIfItsStatementCannotBeBuilt) {
   std::remove(kLog);
   sqlite.fail("mprintf");
   EXPECT_EQ(call(), ANNAL_NO_MEMORY);
@@ -238,7 +238,7 @@ class EveryNoticeListing : public EveryNoticeQuery {};
 INSTANTIATE_TEST_SUITE_P(Of, EveryNoticeListing, testing::ValuesIn(kListings),
                          [](const auto& tested) { return tested.param.name; });
 
-TEST_P(EveryNoticeListing, HandsOverEveryColumnInTheTablesOrder) {
+TEST_P(EveryNoticeListing, DeliversEveryColumnInTableOrder) {
   sql(kLog,
       "INSERT INTO ANNAL_NOTICE VALUES (4, 3, 1, 2, 'Backup', 5, 1000, 1001, 'ann', '10.0.0.1', 'one', 'Fan failed.', "
       "'m1', 2, 'a;b', 'fan', 6, 7, 8, 'link', 'option', 'title');");
@@ -254,21 +254,21 @@ TEST_P(EveryNoticeListing, HandsOverEveryColumnInTheTablesOrder) {
   EXPECT_EQ(listing.rows, Rows({values}));
 }
 
-TEST_P(EveryNoticeListing, HandsOverMissingValuesAsNullPointers) {
+TEST_P(EveryNoticeListing, DeliversNullAsANullPointer) {
   put_notices(1);
   EXPECT_EQ(call(), ANNAL_OK);
   ASSERT_EQ(listing.rows.size(), 1U);
   EXPECT_EQ(listing.rows[0][1], "NULL");
 }
 
-TEST_P(EveryNoticeListing, FailsWhenItsCallbackStopsIt) {
+TEST_P(EveryNoticeListing, FailsIfItsCallbackStopsIt) {
   put_notices(5);
   int listed = 100;
   EXPECT_EQ(GetParam().call({.callback = &stop}, &listed), ANNAL_QUERY_FAILED);
   EXPECT_EQ(listed, 101);
 }
 
-TEST_P(EveryNoticeListing, HandsANullContextOn) {
+TEST_P(EveryNoticeListing, PassesANullContext) {
   put_notices(1);
   static bool was_null;
   was_null = false;
@@ -280,7 +280,7 @@ TEST_P(EveryNoticeListing, HandsANullContextOn) {
   EXPECT_TRUE(was_null);
 }
 
-TEST_P(EveryNoticeListing, TakesANullCallback) {
+TEST_P(EveryNoticeListing, AcceptsANullCallback) {
   put_notices(3);
   EXPECT_EQ(GetParam().call({.callback = nullptr}, nullptr), ANNAL_OK);
 }
@@ -316,7 +316,7 @@ TEST_P(EveryNoticeListing, CutsItsPage) {
   }
 }
 
-class EveryNoticeListingsRefusal : public ApplianceTest, public testing::WithParamInterface<Query> {
+class EveryNoticeListingsArguments : public ApplianceTest, public testing::WithParamInterface<Query> {
  protected:
   void expect_bad(const Asked& asked) {
     Listing listing;
@@ -325,17 +325,17 @@ class EveryNoticeListingsRefusal : public ApplianceTest, public testing::WithPar
     EXPECT_FALSE(exists(kLog));
   }
 };
-INSTANTIATE_TEST_SUITE_P(Of, EveryNoticeListingsRefusal, testing::ValuesIn(kListings),
+INSTANTIATE_TEST_SUITE_P(Of, EveryNoticeListingsArguments, testing::ValuesIn(kListings),
                          [](const auto& tested) { return tested.param.name; });
 
-TEST_P(EveryNoticeListingsRefusal, MeetsASortBehindTheLast) {
+TEST_P(EveryNoticeListingsArguments, RefuseSortAbove23) {
   for (const unsigned sort : {24U, 25U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(sort);
     expect_bad({.sort = sort});
   }
 }
 
-TEST_P(EveryNoticeListingsRefusal, MeetsANegativeOrInvertedRange) {
+TEST_P(EveryNoticeListingsArguments, RefuseANegativeOrInvertedRange) {
   for (const auto& [start, end] :
        {std::pair(5, 0), std::pair(5, 3), std::pair(1, 0), std::pair(-1, 0), std::pair(-1, 5), std::pair(0, -1),
         std::pair(-1, -1), std::pair(INT_MIN, INT_MAX)}) {
@@ -412,7 +412,7 @@ TEST_P(NoticeSort, OrdersEveryListing) {
 }
 
 // Groups come in an order of their own, whatever stands in the inner statement.
-TEST_P(NoticeSort, StandsInTheInnerStatementOfGroups) {
+TEST_P(NoticeSort, IsPlacedInTheInnerStatementOfGroups) {
   for (const Query& query : {kGroupsOfTime, kGroupsOfTimeWhere}) {
     listing = {};
     sqlite.reset();
@@ -424,7 +424,7 @@ TEST_P(NoticeSort, StandsInTheInnerStatementOfGroups) {
 
 // ---- kinds and further arguments ----
 
-TEST_F(NoticeQuery, KnowsTwoKindsThatAreTheSame) {
+TEST_F(NoticeQuery, TreatsBothKindsAlike) {
   put_notices(3);
   for (const unsigned kind : {0U, 1U}) {
     listing = {};
@@ -437,7 +437,7 @@ TEST_F(NoticeQuery, KnowsTwoKindsThatAreTheSame) {
   }
 }
 
-TEST_F(NoticeQuery, KnowsNoOtherKind) {
+TEST_F(NoticeQuery, RefusesKindAbove1) {
   for (const unsigned kind : {2U, 3U, 0x80000000U, UINT_MAX}) {
     EXPECT_EQ(annal_notice_query(&collect, 0, 0, 0, kind, &listing), ANNAL_BAD_ARGUMENT);
     EXPECT_EQ(annal_notice_query_count(kind, nullptr, nullptr, nullptr, nullptr, nullptr), ANNAL_BAD_ARGUMENT);
@@ -446,7 +446,7 @@ TEST_F(NoticeQuery, KnowsNoOtherKind) {
 }
 
 // They may point anywhere: neither a text nor an address that cannot be read makes a difference.
-TEST_F(NoticeQuery, ReadsNoneOfTheFiveFurtherArgumentsOfACount) {
+TEST_F(NoticeQuery, IgnoresTheOtherFiveArgumentsOfACount) {
   put_notices(7);
   const void* const nowhere = reinterpret_cast<const void*>(1);  // NOLINT(performance-no-int-to-ptr)
   for (const void* argument : {nowhere, static_cast<const void*>("WHERE id = 1")}) {
@@ -456,7 +456,7 @@ TEST_F(NoticeQuery, ReadsNoneOfTheFiveFurtherArgumentsOfACount) {
   }
 }
 
-TEST_F(NoticeQuery, AnswersACountThatIsNegative) {
+TEST_F(NoticeQuery, ReturnsANegativeCount) {
   put_notices(3);
   sqlite.answer_next(-7);
   EXPECT_EQ(annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr), -7);
@@ -529,7 +529,7 @@ void PrintTo(const Span& span, std::ostream* out) {
   *out << span.name;
 }
 
-class NoticeSpan : public NoticeQuery, public testing::WithParamInterface<Span> {
+class NoticePeriod : public NoticeQuery, public testing::WithParamInterface<Span> {
  protected:
   void SetUp() override {
     NoticeQuery::SetUp();
@@ -541,9 +541,10 @@ class NoticeSpan : public NoticeQuery, public testing::WithParamInterface<Span> 
   static int answer() { return GetParam().found != nullptr ? static_cast<int>(ANNAL_OK) : ANNAL_QUERY_FAILED; }
   static std::string found() { return GetParam().found != nullptr ? GetParam().found : ""; }
 };
-INSTANTIATE_TEST_SUITE_P(, NoticeSpan, testing::ValuesIn(kSpans), [](const auto& tested) { return tested.param.name; });
+INSTANTIATE_TEST_SUITE_P(, NoticePeriod, testing::ValuesIn(kSpans),
+                         [](const auto& tested) { return tested.param.name; });
 
-TEST_P(NoticeSpan, IsListed) {
+TEST_P(NoticePeriod, IsListed) {
   const auto& [name, from, days, to, condition, clause, expected] = GetParam();
   EXPECT_EQ(annal_notice_query_byclientTime(&collect, from, days, to, 0, 9, 12, condition, &listing), answer());
   EXPECT_EQ(sqlite.statements(),
@@ -551,7 +552,7 @@ TEST_P(NoticeSpan, IsListed) {
   EXPECT_EQ(ids(listing), found());
 }
 
-TEST_P(NoticeSpan, IsGrouped) {
+TEST_P(NoticePeriod, IsGrouped) {
   const auto& [name, from, days, to, condition, clause, expected] = GetParam();
   EXPECT_EQ(annal_notice_query_group_byclientTime(&collect, from, days, to, 0, 9, 12, 0, condition, &listing),
             answer());
@@ -561,7 +562,7 @@ TEST_P(NoticeSpan, IsGrouped) {
   EXPECT_EQ(ids(listing), found());
 }
 
-TEST_P(NoticeSpan, IsCounted) {
+TEST_P(NoticePeriod, IsCounted) {
   const auto& [name, from, days, to, condition, clause, expected] = GetParam();
   const std::string all = found();
   const auto count = all.empty() ? 0 : static_cast<int>(std::count(all.begin(), all.end(), ',')) + 1;
@@ -640,7 +641,7 @@ TEST_P(NoticeGrouping, MakesItsGroupsAndCountsThem) {
   EXPECT_EQ(all, GetParam().sizes != nullptr ? GetParam().sizes : "");
 }
 
-TEST_F(NoticeQuery, GroupsOnlyTheSpanAndTheCondition) {
+TEST_F(NoticeQuery, GroupsOnlyThePeriodsMatchingNotices) {
   sql(kLog,
       "INSERT INTO ANNAL_NOTICE (time, severity, user) VALUES (1, 3, 'ann'), (2, 3, 'ann'), (3, 3, 'bob'), (4, 4, "
       "'ann'), (5, 3, 'ann');");

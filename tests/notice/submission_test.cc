@@ -185,7 +185,7 @@ TEST_P(NoticeSubmissionOfOverlong, ComesBeforeTheSeverity) {
   EXPECT_EQ(annal_notice_add(&record), ANNAL_TOO_LONG);
 }
 
-TEST_F(NoticeSubmission, ReadsAnUnterminatedTextOnUpToTheRecordsEnd) {
+TEST_F(NoticeSubmission, ReadsAnUnterminatedTextUpToTheRecordsEnd) {
   RecordAtTheEnd<NoticeRecord> record;
   *record = complete_record();
   overfill(*record, kLinkOption, 'o');
@@ -237,7 +237,7 @@ TEST_F(NoticeSubmission, LeavesACompleteRecordAsItIs) {
              "0",        "link-1", "open",          "Hardware"}}));
 }
 
-TEST_F(NoticeSubmission, FillsABareRecord) {
+TEST_F(NoticeSubmission, FillsAnEmptyRecord) {
   NoticeRecord record = bare_record();
   EXPECT_EQ(annal_notice_add(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
@@ -251,7 +251,7 @@ TEST_F(NoticeSubmission, FillsABareRecord) {
 class NoticeSubmissionDefault : public NoticeSubmission, public testing::WithParamInterface<Default> {};
 INSTANTIATE_TEST_SUITE_P(, NoticeSubmissionDefault, testing::ValuesIn(kDefaults), name_of<Default>);
 
-TEST_P(NoticeSubmissionDefault, TakesTheEmptyFieldsPlaceAndNoOther) {
+TEST_P(NoticeSubmissionDefault, ReplacesOnlyAnEmptyField) {
   const auto& [field, text, width] = GetParam();
   NoticeRecord record = complete_record();
   put(record, field, "");
@@ -308,7 +308,7 @@ TEST_F(NoticeSubmission, NormalisesAddresses) {
 }
 
 // Behind the address as events have it.
-TEST_F(NoticeSubmission, ClearsTheFieldBehindAnAddressWithoutItsPrefix) {
+TEST_F(NoticeSubmission, ClearsTheFieldAfterAnAddressWithoutItsPrefix) {
   NoticeRecord record = complete_record();
   put(record, kIp, "::ffff:10.0.0.5");
   NoticeRecord expected = copy_of(record);
@@ -317,7 +317,7 @@ TEST_F(NoticeSubmission, ClearsTheFieldBehindAnAddressWithoutItsPrefix) {
   EXPECT_TRUE(same_bytes(record, expected));
 }
 
-TEST_F(NoticeSubmission, KnowsNobodyBelowZero) {
+TEST_F(NoticeSubmission, StoresANegativeUserOrGroupAsMinus1) {
   for (const auto& [given, kept] : {std::pair(-1, -1), std::pair(-2, -1), std::pair(-5, -1), std::pair(INT_MIN, -1),
                                     std::pair(0, 0), std::pair(1, 1), std::pair(INT_MAX, INT_MAX)}) {
     NoticeRecord record = complete_record();
@@ -387,7 +387,7 @@ TEST_F(NoticeSubmission, RunsOneStatementInOneConnection) {
                    "close"}));
 }
 
-TEST_F(NoticeSubmission, AsksThePlatformAboutTheAddressAndTheTextOnly) {
+TEST_F(NoticeSubmission, CallsThePlatformOnlyForTheAddressAndTheText) {
   NoticeRecord record = complete_record();
   EXPECT_EQ(annal_notice_add(&record), ANNAL_OK);
   EXPECT_EQ(platform.calls(), Calls({R"(IS_IPv6_Address("10.0.0.5"))", R"(Is_Valid_Source("10.0.0.5"))",
@@ -442,7 +442,7 @@ TEST_F(NoticeSubmission, LetsTheFullLogDropItsOldest) {
   EXPECT_EQ(sql(kLog, "SELECT id FROM ANNAL_NOTICE ORDER BY id;"), Rows({{"3"}, {"4"}, {"5"}}));
 }
 
-TEST_F(NoticeSubmission, TellsNobodyElse) {
+TEST_F(NoticeSubmission, ForwardsNothing) {
   for (const char* command : {"/usr/local/sbin/evsh", "/usr/local/sbin/notify", "/sbin/log_tool"}) {
     commands.install(command);
   }
@@ -484,7 +484,7 @@ class NoticeSubmissionFailure : public NoticeSubmission, public testing::WithPar
 INSTANTIATE_TEST_SUITE_P(, NoticeSubmissionFailure, testing::ValuesIn(kFailures),
                          [](const auto& tested) { return tested.param.name; });
 
-TEST_P(NoticeSubmissionFailure, IsAnsweredAndClosed) {
+TEST_P(NoticeSubmissionFailure, ReturnsItsCodeAndClosesTheFile) {
   GetParam().prepare();
   NoticeRecord record = complete_record();
   EXPECT_EQ(annal_notice_add(&record), GetParam().answer);

@@ -254,7 +254,7 @@ INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryBuiltOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kBuildText)), &name_of);
 INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryWaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kWait)), &name_of);
-INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryImpatientOperation,
+INSTANTIATE_TEST_SUITE_P(NoticeTable, EveryNonwaitingOperation,
                          testing::ValuesIn(tested(kTested, operations(), Which::kDoNotWait)), &name_of);
 
 // ---- annal_notice_create_tbl ----
@@ -304,7 +304,7 @@ TEST_F(NoticeTableCreation, MakesTwentyTwoColumnsWithoutDefaults) {
   EXPECT_EQ(sql(kLog, "SELECT name, type, dflt_value, pk FROM pragma_table_info('ANNAL_NOTICE');"), expected);
 }
 
-TEST_F(NoticeTableCreation, NeverGivesANoticeNumberTwice) {
+TEST_F(NoticeTableCreation, NeverReusesANoticeNumber) {
   annal_notice_create_tbl(0, 0);
   put_notice();
   put_notice();
@@ -313,7 +313,7 @@ TEST_F(NoticeTableCreation, NeverGivesANoticeNumberTwice) {
   EXPECT_EQ(ids(), "3");
 }
 
-TEST_F(NoticeTableCreation, IsRefusedToATableThatIsThere) {
+TEST_F(NoticeTableCreation, FailsIfTheTableExists) {
   ASSERT_EQ(annal_notice_create_tbl(3, 2), ANNAL_OK);
   put_notice();
   const Rows before = content();
@@ -323,7 +323,7 @@ TEST_F(NoticeTableCreation, IsRefusedToATableThatIsThere) {
   EXPECT_EQ(content(), before);
 }
 
-TEST_F(NoticeTableCreation, GivesATableThatIsThereItsMissingIndexes) {
+TEST_F(NoticeTableCreation, AddsMissingIndexesToAnExistingTable) {
   ASSERT_EQ(annal_notice_create_tbl(3, 2), ANNAL_OK);
   const Rows before = schema();
   sql(kLog, "DROP INDEX idx_severity; DROP INDEX idx_link_option;");
@@ -331,7 +331,7 @@ TEST_F(NoticeTableCreation, GivesATableThatIsThereItsMissingIndexes) {
   EXPECT_EQ(schema(), before);
 }
 
-TEST_F(NoticeTableCreation, GivesATableThatIsThereNoTrigger) {
+TEST_F(NoticeTableCreation, AddsNoTriggerToAnExistingTable) {
   ASSERT_EQ(annal_notice_create_tbl(3, 2), ANNAL_OK);
   ASSERT_EQ(annal_notice_remove_trigger_logfull(), ANNAL_OK);
   EXPECT_EQ(annal_notice_create_tbl(3, 2), ANNAL_TABLE_FAILED);
@@ -345,7 +345,7 @@ TEST_F(NoticeTableCreation, SucceedsWithoutThePageSize) {
   EXPECT_NE(value(kLog, "PRAGMA page_size;"), "2048");
 }
 
-TEST_F(NoticeTableCreation, SucceedsWithoutAnyOneOfTheIndexes) {
+TEST_F(NoticeTableCreation, SucceedsIfAnyIndexFails) {
   constexpr int kBeforeTheFirst = 2;
   for (std::size_t failing = 0; failing < std::size(kIndexes); ++failing) {
     SCOPED_TRACE(kIndexes[failing]);
@@ -371,7 +371,7 @@ TEST_F(NoticeTableCreation, RunsTheIndexesAndNoTriggerWhenTheTableFails) {
   EXPECT_EQ(sqlite.calls(), table_calls());
 }
 
-TEST_F(NoticeTableCreation, FailsOnAFileThatIsNoDatabase) {
+TEST_F(NoticeTableCreation, FailsOnANonDatabaseFile) {
   put_garbage(kLog);
   EXPECT_EQ(annal_notice_create_tbl(0, 0), ANNAL_TABLE_FAILED);
   EXPECT_EQ(sqlite.calls(), table_calls());
@@ -382,7 +382,7 @@ TEST_F(NoticeTableCreation, FailsWithoutTheFolder) {
   EXPECT_EQ(annal_notice_create_tbl(0, 0), ANNAL_OPEN_FAILED);
 }
 
-TEST_F(NoticeTableCreation, ClosesWhatCouldNotBeOpened) {
+TEST_F(NoticeTableCreation, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   EXPECT_EQ(annal_notice_create_tbl(0, 0), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), connection({}, false));
@@ -454,7 +454,7 @@ TEST_F(NoticeTable, RefusesASecondTrigger) {
   EXPECT_EQ(triggers(), Rows({{"annal_notice_logfull", trigger(10000, 1)}}));
 }
 
-TEST_F(NoticeTable, LosesItsTriggerOnce) {
+TEST_F(NoticeTable, DropsItsTriggerOnce) {
   EXPECT_EQ(annal_notice_remove_trigger_logfull(), ANNAL_OK);
   EXPECT_EQ(triggers(), Rows());
   EXPECT_EQ(annal_notice_remove_trigger_logfull(), ANNAL_REMOVE_TRIGGER_FAILED);
@@ -466,7 +466,7 @@ struct Filling {
   const char* left;
 };
 
-TEST_F(NoticeTableCreation, MakesALogThatLosesItsOldestNoticesByTime) {
+TEST_F(NoticeTableCreation, DropsTheOldestNoticesByTime) {
   const Filling fillings[] = {
       {{10, 20, 30}, "1,2,3"},           {{10, 20, 30, 40}, "3,4"}, {{10, 20, 30, 40, 50}, "3,4,5"},
       {{10, 20, 30, 40, 50, 60}, "5,6"}, {{40, 10, 30, 20}, "1,3"}, {{40, 30, 20, 10}, "1,2"},
@@ -483,7 +483,7 @@ TEST_F(NoticeTableCreation, MakesALogThatLosesItsOldestNoticesByTime) {
   }
 }
 
-TEST_F(NoticeTableCreation, MakesALogThatLosesNothingOnceItsTriggerIsRemoved) {
+TEST_F(NoticeTableCreation, DropsNothingOnceItsTriggerIsRemoved) {
   ASSERT_EQ(annal_notice_create_tbl(2, 1), ANNAL_OK);
   ASSERT_EQ(annal_notice_remove_trigger_logfull(), ANNAL_OK);
   for (const std::time_t time : {10, 20, 30}) {
@@ -520,7 +520,7 @@ TEST_F(NoticeTable, IsRemovedWithItsIndexesAndItsTrigger) {
   EXPECT_EQ(annal_notice_remove_tbl(), ANNAL_TABLE_FAILED);
 }
 
-TEST_F(NoticeTable, IsMadeAnewAfterItsRemoval) {
+TEST_F(NoticeTable, CanBeRecreatedAfterItsRemoval) {
   put_notice();
   ASSERT_EQ(annal_notice_remove_tbl(), ANNAL_OK);
   EXPECT_EQ(annal_notice_create_tbl(3, 2), ANNAL_OK);
@@ -716,7 +716,7 @@ TEST_P(DeletionByExpression, FailsOnATextInQuotesBecauseThoseAreEscaped) {
 }
 
 // SQLite compares the numbers of an INTEGER column with a text as numbers, as far as the text is one.
-TEST_F(NoticeTable, DeletesByATimeInWhateverFormTheNumberIsWritten) {
+TEST_F(NoticeTable, DeletesByATimeInAnyNumberFormat) {
   for (const char* text : {"1600000000", "1600000000.0", "1.6e9", "+1600000000", " 1600000000 "}) {
     SCOPED_TRACE(text);
     put_notice_of(1600000000);
@@ -732,7 +732,7 @@ TEST_F(NoticeTable, DeletesByATimeInWhateverFormTheNumberIsWritten) {
   }
 }
 
-TEST_F(NoticeTable, FailsToDeleteByClientWhateverTheText) {
+TEST_F(NoticeTable, AlwaysFailsToDeleteByClient) {
   sql(kLog, "INSERT INTO ANNAL_NOTICE (client) VALUES ('one');");
   const std::string only = ids();
   for (const char* text : {"one", "", "1", "it's"}) {
@@ -743,7 +743,7 @@ TEST_F(NoticeTable, FailsToDeleteByClientWhateverTheText) {
   EXPECT_EQ(ids(), only);
 }
 
-TEST_F(NoticeTable, RefusesASelectorBehindTheLastBeforeOpeningTheFile) {
+TEST_F(NoticeTable, RefusesSelectorAbove21BeforeOpeningTheFile) {
   std::remove(kLog);
   for (const unsigned selector : {22U, 23U, 0x80000000U, UINT_MAX}) {
     SCOPED_TRACE(selector);
@@ -767,7 +767,7 @@ TEST_F(NoticeTable, DeletesByAgeWithOneStatement) {
   }
 }
 
-TEST_F(NoticeTable, LosesWhatIsOlderThanSoManyDaysOfSeconds) {
+TEST_F(NoticeTable, DeletesNoticesOlderThanNDays) {
   constexpr std::time_t kDay = 86400;
   constexpr std::time_t kMinute = 60;  // more than the test takes
   const std::time_t now = std::time(nullptr);
@@ -787,7 +787,7 @@ TEST_F(NoticeTable, LosesWhatIsOlderThanSoManyDaysOfSeconds) {
   EXPECT_EQ(ids(), "1,2,3,8");
 }
 
-TEST_F(NoticeTable, CountsTheMostDaysWithoutOverflow) {
+TEST_F(NoticeTable, AcceptsTheMaximumDaysWithoutOverflow) {
   constexpr std::time_t kBeforeThat = -200'000'000'000'000;
   constexpr std::time_t kAfterThat = -180'000'000'000'000;
   put_notice_of(kBeforeThat);
@@ -809,18 +809,18 @@ TEST_F(NoticeTable, RefusesLessThanADayBeforeOpeningTheFile) {
 
 // ---- annal_notice_table_check_column ----
 
-TEST_F(NoticeTable, LacksEveryColumnWhileItIsEmpty) {
+TEST_F(NoticeTable, ReportsEveryColumnMissingIfEmpty) {
   EXPECT_EQ(annal_notice_table_check_column("uid"), ANNAL_QUERY_FAILED);
   EXPECT_EQ(sqlite.calls(), check_calls("uid", Found::kYes));
 }
 
-TEST_F(NoticeTable, LacksAColumnOfAnotherName) {
+TEST_F(NoticeTable, ReportsAnUnknownColumnMissing) {
   put_notice();
   EXPECT_EQ(annal_notice_table_check_column("colour"), ANNAL_QUERY_FAILED);
   EXPECT_EQ(sqlite.calls(), check_calls("colour", Found::kNo));
 }
 
-TEST_F(NoticeTable, AnswersAColumnWithTheIntegerInItHoweverSmall) {
+TEST_F(NoticeTable, ReturnsAColumnsIntegerEvenIfNegative) {
   const struct {
     const char* stored;
     int answer;
@@ -836,13 +836,13 @@ TEST_F(NoticeTable, AnswersAColumnWithTheIntegerInItHoweverSmall) {
   }
 }
 
-TEST_F(NoticeTable, AnswersAColumnFromItsFirstNotice) {
+TEST_F(NoticeTable, ReturnsAColumnsValueInItsFirstNotice) {
   sql(kLog, "INSERT INTO ANNAL_NOTICE (id, uid) VALUES (9, 90), (5, 50), (7, 70);");
   EXPECT_EQ(annal_notice_table_check_column("id, uid"), 5);
   EXPECT_EQ(annal_notice_table_check_column("uid, id"), 50);
 }
 
-TEST_F(NoticeTable, PutsTheCheckedColumnInUnescaped) {
+TEST_F(NoticeTable, InsertsTheCheckedColumnUnescaped) {
   put_notice();
   put_notice();
   EXPECT_EQ(annal_notice_table_check_column("COUNT(*)"), 2);
@@ -850,14 +850,14 @@ TEST_F(NoticeTable, PutsTheCheckedColumnInUnescaped) {
   EXPECT_EQ(annal_notice_table_check_column("it's"), ANNAL_QUERY_FAILED);
 }
 
-TEST_F(NoticeTable, RefusesToCheckNoColumnBeforeOpeningTheFile) {
+TEST_F(NoticeTable, RefusesToCheckANullColumnBeforeOpeningTheFile) {
   std::remove(kLog);
   EXPECT_EQ(annal_notice_table_check_column(nullptr), ANNAL_BAD_ARGUMENT);
   EXPECT_EQ(sqlite.calls(), Calls());
   EXPECT_FALSE(exists(kLog));
 }
 
-TEST_F(NoticeTable, AnswersAColumnThatCannotBeReadLikeAMissingOne) {
+TEST_F(NoticeTable, ReportsAnUnreadableColumnAsMissing) {
   put_notice();
   sqlite.fail("step");
   EXPECT_EQ(annal_notice_table_check_column("id"), ANNAL_QUERY_FAILED);
@@ -866,18 +866,18 @@ TEST_F(NoticeTable, AnswersAColumnThatCannotBeReadLikeAMissingOne) {
 
 // ---- isAllColumnExist ----
 
-TEST_F(NoticeTable, LacksNoColumnWhenItHasANotice) {
+TEST_F(NoticeTable, ReportsNoColumnMissingWithANotice) {
   put_notice();
   EXPECT_EQ(isAllColumnExist(), 0);
   EXPECT_EQ(sqlite.calls(), required_calls());
 }
 
-TEST_F(NoticeTable, LacksAll21ColumnsWhileItIsEmpty) {
+TEST_F(NoticeTable, Reports21ColumnsMissingIfEmpty) {
   EXPECT_EQ(isAllColumnExist(), 21);
   EXPECT_EQ(sqlite.calls(), required_calls());
 }
 
-TEST_F(NoticeTable, CountsOnlyMissingColumnsAndNotOtherFailures) {
+TEST_F(NoticeTable, CountsMissingColumnsButNotOtherFailures) {
   for (const char* function : {"open", "mprintf"}) {
     SCOPED_TRACE(function);
     sqlite.fail(function, 5);
@@ -891,7 +891,7 @@ TEST_F(NoticeTable, CountsOnlyMissingColumnsAndNotOtherFailures) {
   }
 }
 
-TEST_F(NoticeTable, LacksNoColumnWithoutTheFolder) {
+TEST_F(NoticeTable, ReportsNoColumnMissingWithoutTheFolder) {
   remove_log_folder();
   EXPECT_EQ(isAllColumnExist(), 0);
 }
@@ -903,7 +903,7 @@ TEST_F(NoticeTable, CountsAStoredMinus24AsAMissingColumn) {
   EXPECT_EQ(isAllColumnExist(), 1);
 }
 
-TEST_F(NoticeTable, WaitsForALockWhenItsColumnsAreCounted) {
+TEST_F(NoticeTable, WaitsForALockToCountItsColumns) {
   put_notice();
   const LockHolder lock(kLog, 200ms);
   EXPECT_EQ(isAllColumnExist(), 0);
@@ -911,7 +911,7 @@ TEST_F(NoticeTable, WaitsForALockWhenItsColumnsAreCounted) {
 
 class OlderNoticeTable : public ApplianceTest {};
 
-TEST_F(OlderNoticeTable, LacksEachColumnOfItsOwnButTitle) {
+TEST_F(OlderNoticeTable, ReportsEachMissingColumnExceptTitle) {
   for (const auto& [name, type] : kColumns) {
     SCOPED_TRACE(name);
     make_table_without({name});
@@ -919,7 +919,7 @@ TEST_F(OlderNoticeTable, LacksEachColumnOfItsOwnButTitle) {
   }
 }
 
-TEST_F(OlderNoticeTable, LacksAsManyColumnsAsAreMissing) {
+TEST_F(OlderNoticeTable, CountsItsMissingColumns) {
   make_table_without({"id", "desc", "link_option"});
   EXPECT_EQ(isAllColumnExist(), 3);
   make_table_without({"time", "link_id", "link_option", "title"});
@@ -932,7 +932,7 @@ TEST_F(OlderNoticeTable, LacksAsManyColumnsAsAreMissing) {
   EXPECT_EQ(isAllColumnExist(), 21);
 }
 
-TEST_F(OlderNoticeTable, LacksAll21ColumnsWithoutTheTableOrTheFile) {
+TEST_F(OlderNoticeTable, Reports21ColumnsMissingWithoutTheTableOrTheFile) {
   EXPECT_EQ(isAllColumnExist(), 21);
   put_garbage(kLog);
   EXPECT_EQ(isAllColumnExist(), 21);
@@ -966,14 +966,14 @@ TEST_F(NoticeTable, GetsAColumnWithAnEmptyDefault) {
   EXPECT_EQ(sqlite.statements().back(), "ALTER TABLE ANNAL_NOTICE ADD COLUMN weight INTEGER DEFAULT ''");
 }
 
-TEST_F(NoticeTable, RefusesAColumnThatItHas) {
+TEST_F(NoticeTable, RefusesAnExistingColumn) {
   const Rows before = schema();
   EXPECT_EQ(annal_notice_table_add_column("title", 0, ""), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(annal_notice_table_add_column("uid", 1, "0"), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(schema(), before);
 }
 
-TEST_F(NoticeTable, PutsANewColumnAndItsDefaultInUnescaped) {
+TEST_F(NoticeTable, InsertsANewColumnAndItsDefaultUnescaped) {
   const Rows before = schema();
   EXPECT_EQ(annal_notice_table_add_column("colour", 0, "it's"), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(annal_notice_table_add_column("colour's", 1, "1"), ANNAL_CHANGE_FAILED);
@@ -1018,7 +1018,7 @@ void expect_recreated() {
   EXPECT_EQ(triggers(), Rows({{"annal_notice_logfull", trigger(10000, 1)}}));
 }
 
-TEST_F(NoticeTable, IsLeftAloneWhenItIsCurrentAndHasANotice) {
+TEST_F(NoticeTable, StaysUnchangedIfCurrentAndNotEmpty) {
   put_notice();
   const Rows before = content();
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_OK);
@@ -1028,7 +1028,7 @@ TEST_F(NoticeTable, IsLeftAloneWhenItIsCurrentAndHasANotice) {
   EXPECT_EQ(content(), before);
 }
 
-TEST_F(NoticeTable, IsMadeAnewWhenItIsEmptyAndThatCountsAsAFailure) {
+TEST_F(NoticeTable, IsRecreatedWithAFailureIfEmpty) {
   sql(kLog, "CREATE TABLE other (x); DROP TRIGGER annal_notice_logfull;");
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
   Calls expected = required_calls();
@@ -1052,7 +1052,7 @@ TEST_F(OlderNoticeTable, GetsTitle) {
   EXPECT_EQ(sql(kLog, "SELECT id, link_option, title FROM ANNAL_NOTICE;"), Rows({{"7", "x", ""}}));
 }
 
-TEST_F(OlderNoticeTable, AnswersWhyItDoesNotGetTitle) {
+TEST_F(OlderNoticeTable, ReportsWhyTitleCannotBeAdded) {
   const struct {
     const char* function;
     int nth;
@@ -1072,7 +1072,7 @@ TEST_F(OlderNoticeTable, AnswersWhyItDoesNotGetTitle) {
   }
 }
 
-TEST_F(OlderNoticeTable, IsMadeAnewWhenItLacksAnyOtherColumn) {
+TEST_F(OlderNoticeTable, IsRecreatedIfItLacksAnyOtherColumn) {
   for (std::size_t i = 0; i < kRequired; ++i) {
     SCOPED_TRACE(kColumns[i].name);
     make_table_without({kColumns[i].name});
@@ -1088,24 +1088,24 @@ TEST_F(OlderNoticeTable, IsMadeAnewWhenItLacksAnyOtherColumn) {
   }
 }
 
-TEST_F(OlderNoticeTable, IsMadeAnewWhenItLacksTitleAndAnotherColumn) {
+TEST_F(OlderNoticeTable, IsRecreatedIfItLacksTitleAndAnotherColumn) {
   make_table_without({"link_option", "title"});
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
   expect_recreated();
 }
 
-TEST_F(OlderNoticeTable, IsMadeWhenThereIsNone) {
+TEST_F(OlderNoticeTable, IsCreatedIfMissing) {
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
   expect_recreated();
 }
 
-TEST_F(OlderNoticeTable, IsMadeAnewInPlaceOfAFileThatIsNoDatabase) {
+TEST_F(OlderNoticeTable, ReplacesANonDatabaseFile) {
   put_garbage(kLog);
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
   expect_recreated();
 }
 
-TEST_F(OlderNoticeTable, KeepsItsRightsWhenItIsMadeAnew) {
+TEST_F(OlderNoticeTable, KeepsItsRightsWhenRecreated) {
   for (const Rights& rights : unusual_rights()) {
     put_garbage(kLog);
     give_rights(kLog, rights);
@@ -1115,14 +1115,14 @@ TEST_F(OlderNoticeTable, KeepsItsRightsWhenItIsMadeAnew) {
   }
 }
 
-TEST_F(OlderNoticeTable, CountsAsCurrentWhenItCannotBeOpened) {
+TEST_F(OlderNoticeTable, CountsAsCurrentIfItCannotBeOpened) {
   remove_log_folder();
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_OK);
   EXPECT_FALSE(exists("/etc/logs"));
 }
 
 // When title cannot be looked for, what came before it is answered.
-TEST_F(OlderNoticeTable, AnswersItsCreationWhenTitleCannotBeLookedFor) {
+TEST_F(OlderNoticeTable, ReturnsItsCreationsResultIfTitleCannotBeChecked) {
   const struct {
     const char* failing_step;
     int failing_statement;  // of the creation's; 0 for none
@@ -1147,7 +1147,7 @@ TEST_F(OlderNoticeTable, AnswersItsCreationWhenTitleCannotBeLookedFor) {
   }
 }
 
-TEST_F(OlderNoticeTable, AnswersTheMissingTitleWhenItsCreationFails) {
+TEST_F(OlderNoticeTable, ReportsTheMissingTitleIfItsCreationFails) {
   make_table_without({"server"});
   sqlite.fail("exec", 2);
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_CHANGE_FAILED);
@@ -1155,7 +1155,7 @@ TEST_F(OlderNoticeTable, AnswersTheMissingTitleWhenItsCreationFails) {
   EXPECT_EQ(schema(), Rows());
 }
 
-TEST_F(NoticeTable, WaitsForALockWhenItIsBroughtUpToDate) {
+TEST_F(NoticeTable, WaitsForALockToMigrate) {
   put_notice();
   const LockHolder lock(kLog, 200ms);
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_OK);

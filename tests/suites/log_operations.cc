@@ -90,7 +90,7 @@ void EveryOperation::SetUp() {
   sqlite.reset();
 }
 
-TEST_P(EveryOperation, AsksSqliteForExactlyItsStatement) {
+TEST_P(EveryOperation, RunsExactlyItsStatement) {
   EXPECT_EQ(GetParam().call(), GetParam().success);
   EXPECT_EQ(sqlite.calls(), connection(GetParam().log->path, GetParam().work, GetParam().waits));
 }
@@ -100,7 +100,7 @@ TEST_P(EveryOperation, FailsWithoutTheFolder) {
   EXPECT_EQ(GetParam().call(), ANNAL_OPEN_FAILED);
 }
 
-TEST_P(EveryOperation, ClosesWhatCouldNotBeOpened) {
+TEST_P(EveryOperation, ClosesTheHandleOfAFailedOpen) {
   const Rows before = content_of(GetParam().log);
   sqlite.fail("open");
   EXPECT_EQ(GetParam().call(), ANNAL_OPEN_FAILED);
@@ -108,7 +108,7 @@ TEST_P(EveryOperation, ClosesWhatCouldNotBeOpened) {
   EXPECT_EQ(content_of(GetParam().log), before);
 }
 
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFailedStatement) {
+TEST_P(EveryOperation, ReturnsItsCodeForAFailedStatement) {
   const Rows before = content_of(GetParam().log);
   sqlite.fail(GetParam().work.front().starts_with("exec") ? "exec" : "prepare");
   EXPECT_EQ(GetParam().call(), GetParam().failure);
@@ -116,22 +116,22 @@ TEST_P(EveryOperation, AnswersItsOwnCodeForAFailedStatement) {
   EXPECT_EQ(content_of(GetParam().log), before);
 }
 
-TEST_P(EveryOperation, AnswersItsOwnCodeWithoutTheTable) {
+TEST_P(EveryOperation, ReturnsItsCodeWithoutTheTable) {
   sql(GetParam().log->path, std::string("DROP TABLE ") + GetParam().log->table + ";");
   EXPECT_EQ(GetParam().call(), GetParam().without_table.value_or(GetParam().failure));
 }
 
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFileThatIsNoDatabase) {
+TEST_P(EveryOperation, ReturnsItsCodeForANonDatabaseFile) {
   put_garbage(GetParam().log->path);
   EXPECT_EQ(GetParam().call(), GetParam().failure);
 }
 
-TEST_P(EveryOperation, AnswersItsOwnCodeForAFileThatWasNotThere) {
+TEST_P(EveryOperation, ReturnsItsCodeForAMissingFile) {
   std::remove(GetParam().log->path);
   EXPECT_EQ(GetParam().call(), GetParam().without_table.value_or(GetParam().failure));
 }
 
-TEST_P(EveryBuiltOperation, OpensNothingWhenItsTextCannotBeBuilt) {
+TEST_P(EveryBuiltOperation, OpensNothingIfItsStatementCannotBeBuilt) {
   std::remove(GetParam().log->path);
   sqlite.fail("mprintf");
   EXPECT_EQ(GetParam().call(), ANNAL_NO_MEMORY);
@@ -144,7 +144,7 @@ TEST_P(EveryWaitingOperation, WaitsForALock) {
   EXPECT_EQ(GetParam().call(), GetParam().success);
 }
 
-TEST_P(EveryImpatientOperation, GivesUpAtOnceWhenTheFileIsLocked) {
+TEST_P(EveryNonwaitingOperation, FailsAtOnceIfTheFileIsLocked) {
   const Rows before = content_of(GetParam().log);
   {
     const LockHolder lock(GetParam().log->path);

@@ -52,7 +52,7 @@ class EveryOperation : public ApplianceTest, public testing::WithParamInterface<
 };
 class EveryBuiltOperation : public EveryOperation {};
 class EveryWaitingOperation : public EveryOperation {};
-class EveryImpatientOperation : public EveryOperation {};
+class EveryNonwaitingOperation : public EveryOperation {};
 
 // What the library asks of SQLite in one connection to a file.
 Calls connection(const char* path, const Calls& work, bool waits);

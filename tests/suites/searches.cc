@@ -135,18 +135,18 @@ std::mt19937 EverySearch::random() {
 
 // ---- the statement ----
 
-TEST_P(EverySearch, FillsAPlaceWithoutAFilterWithNothing) {
+TEST_P(EverySearch, LeavesASlotWithoutAFilterEmpty) {
   expect_statement({}, without_filters(0, 0));
 }
 
-TEST_P(EverySearch, PutsEachArgumentInItsOwnPlace) {
+TEST_P(EverySearch, PutsEachArgumentInItsSlot) {
   const Search search = full_search(GetParam());
   expect_statement(search);
   *GetParam().log->exact_users = 1;
   expect_statement(search);
 }
 
-TEST_P(EverySearch, PutsAFilterFirstOrBehindAnother) {
+TEST_P(EverySearch, PutsAFilterFirstOrAfterAnother) {
   int known = 0;
   for (const FilterExample& example : GetParam().log->examples) {
     SCOPED_TRACE(example.first);
@@ -174,7 +174,7 @@ TEST_P(EverySearch, PutsAFilterFirstOrBehindAnother) {
   EXPECT_EQ(known, GetParam().places.size() == 1 ? 0 : static_cast<int>(GetParam().places.size()) + 1);
 }
 
-TEST_P(EverySearch, TakesTypesThatAreOneMoreThanTheStoredOnes) {
+TEST_P(EverySearch, TakesTypesOneAboveTheStoredOnes) {
   put_entries(*GetParam().log, 5);
   for (unsigned type = 0; type <= 3; ++type) {
     SCOPED_TRACE(type);
@@ -236,7 +236,7 @@ TEST_P(EveryListingSearch, GroupsByEachOfItsCodes) {
 // ---- what it finds ----
 
 // Searches at random, each compared with what the model says, and with what SQLite finds for another condition.
-TEST_P(EverySearch, SaysAndFindsWhatItsFiltersAskFor) {
+TEST_P(EverySearch, FindsTheEntriesThatMatchItsFilters) {
   constexpr int kEntries = 40;
   constexpr int kSearches = 800;
   std::mt19937 random = EverySearch::random();
@@ -283,7 +283,7 @@ TEST_P(EverySearch, SaysAndFindsWhatItsFiltersAskFor) {
 
 // ---- arguments ----
 
-TEST_P(EverySearch, RefusesAnArgumentOutOfItsBoundsBeforeOpeningAnything) {
+TEST_P(EverySearch, RefusesAnOutOfRangeArgumentBeforeOpeningAnything) {
   std::remove(GetParam().log->path);
   std::vector<Search> bad;
   for (const unsigned type : {4U, 5U, 0x80000000U, UINT_MAX}) {
@@ -339,7 +339,7 @@ TEST_P(EverySearch, RefusesAnArgumentOutOfItsBoundsBeforeOpeningAnything) {
   }
 }
 
-TEST_P(EverySearch, TakesAnArgumentAtItsBounds) {
+TEST_P(EverySearch, AcceptsAnArgumentAtItsBounds) {
   std::vector<Search> good = {{.type = 3}};
   if (GetParam().kind != SearchFunction::kCount) {
     good.push_back({.sort = GetParam().sorts - 1});
@@ -367,7 +367,7 @@ TEST_P(EverySearch, TakesAnArgumentAtItsBounds) {
 }
 
 // With a date or time of a pair that is not checked missing, the text is what SQLite's formatter makes of a null one.
-TEST_P(EverySearch, TakesHalfAPairWhereItDoesNotCheckIt) {
+TEST_P(EverySearch, AcceptsHalfAPairThatItDoesNotCheck) {
   std::vector<Search> halves;
   if (GetParam().knows("period") && !GetParam().pairs_dates) {
     halves.push_back({.texts = {{"date_from", "2020-01-01"}}});
@@ -399,7 +399,7 @@ TEST_P(EverySearch, IgnoresTimesWithoutDates) {
   expect_statement(times, statement(GetParam(), {}));
 }
 
-TEST_P(EverySearch, ReadsAnotherFileOnlyWhereItTakesAPath) {
+TEST_P(EverySearch, ReadsAnotherFileOnlyIfItTakesAPath) {
   constexpr const char* kOther = "/etc/logs/other.log";
   put_entries(*GetParam().log, 3);
   sql(GetParam().log->path, std::string("VACUUM INTO '") + kOther + "';");
@@ -410,7 +410,7 @@ TEST_P(EverySearch, ReadsAnotherFileOnlyWhereItTakesAPath) {
   EXPECT_EQ(listing.rows.size(), GetParam().takes_path ? 3U : 0U);
 }
 
-TEST_P(EverySearch, TakesAnEmptyPathForAnotherFile) {
+TEST_P(EverySearch, TreatsAnEmptyPathAsAnotherFile) {
   if (GetParam().takes_path) {
     EXPECT_EQ(call({.path = ""}), ANNAL_QUERY_FAILED);
     EXPECT_EQ(sqlite.calls().front(), "open ");
@@ -430,7 +430,7 @@ TEST_P(EverySearch, FailsWithoutTheTable) {
   EXPECT_EQ(sqlite.calls().back(), "close");
 }
 
-TEST_P(EverySearch, FailsOnAFileThatIsNoDatabase) {
+TEST_P(EverySearch, FailsOnANonDatabaseFile) {
   std::ofstream(GetParam().log->path, std::ios::trunc) << std::string(4096, 'x');
   EXPECT_EQ(call(), ANNAL_QUERY_FAILED);
 }
@@ -440,13 +440,13 @@ TEST_P(EverySearch, FailsWithoutTheFolder) {
   EXPECT_EQ(call(full_search(GetParam())), ANNAL_OPEN_FAILED);
 }
 
-TEST_P(EverySearch, ClosesWhatCouldNotBeOpened) {
+TEST_P(EverySearch, ClosesTheHandleOfAFailedOpen) {
   sqlite.fail("open");
   EXPECT_EQ(call(full_search(GetParam())), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({std::string("open ") + GetParam().log->path, "close"}));
 }
 
-TEST_P(EverySearch, AnswersAFailedStatement) {
+TEST_P(EverySearch, ReportsAFailedStatement) {
   put_entries(*GetParam().log, 3);
   const bool counts = GetParam().kind == SearchFunction::kCount;
   for (const char* function : counts ? std::vector<const char*>{"prepare", "step"} : std::vector<const char*>{"exec"}) {
@@ -458,7 +458,7 @@ TEST_P(EverySearch, AnswersAFailedStatement) {
   }
 }
 
-TEST_P(EverySearch, OpensNothingWhenAnyOfItsTextsCannotBeBuilt) {
+TEST_P(EverySearch, OpensNothingIfAnyOfItsTextsCannotBeBuilt) {
   const Search search = full_search(GetParam());
   std::remove(GetParam().log->path);
   constexpr int kMost = 50;
@@ -483,7 +483,7 @@ TEST_P(EverySearch, OpensNothingWhenAnyOfItsTextsCannotBeBuilt) {
 
 // ---- the callback ----
 
-TEST_P(EveryListingSearch, HandsOnEveryColumnAndItsName) {
+TEST_P(EveryListingSearch, DeliversEveryColumnWithItsName) {
   const SearchedLog& log = *GetParam().log;
   std::mt19937 random = EverySearch::random();
   put_random_entries(log, 1, random);
@@ -498,12 +498,12 @@ TEST_P(EveryListingSearch, HandsOnEveryColumnAndItsName) {
   EXPECT_EQ(listing.rows, Rows({entry}));
 }
 
-TEST_P(EveryListingSearch, TakesANullCallback) {
+TEST_P(EveryListingSearch, AcceptsANullCallback) {
   put_entries(*GetParam().log, 3);
   EXPECT_EQ(GetParam().call({}, nullptr, nullptr), ANNAL_OK);
 }
 
-TEST_P(EveryListingSearch, HandsItsContextOnUnchanged) {
+TEST_P(EveryListingSearch, PassesItsContextUnchanged) {
   put_entries(*GetParam().log, 3);
   static std::vector<void*> contexts;
   contexts.clear();
@@ -519,7 +519,7 @@ TEST_P(EveryListingSearch, HandsItsContextOnUnchanged) {
   EXPECT_EQ(contexts, std::vector<void*>(3, nullptr));
 }
 
-TEST_P(EveryListingSearch, FailsWhenItsCallbackStopsIt) {
+TEST_P(EveryListingSearch, FailsIfItsCallbackStopsIt) {
   put_entries(*GetParam().log, 5);
   int listed = 0;
   EXPECT_EQ(GetParam().call({}, &stop, &listed), ANNAL_QUERY_FAILED);
@@ -633,7 +633,7 @@ void EveryPoll::expect_statement(const std::string& levels, const Poll& poll) {
   EXPECT_EQ(sqlite.calls(), connection(GetParam().log->path, GetParam().kind, text(levels, poll)));
 }
 
-TEST_P(EveryPoll, PutsEachArgumentInItsOwnPlace) {
+TEST_P(EveryPoll, PutsEachArgumentInItsSlot) {
   expect_statement(clause(GetParam(), {2, 0}), {.levels = "2,0",
                                                 .client_time = "1600000000",
                                                 .days = 17,
@@ -741,7 +741,7 @@ TEST_P(EveryPoll, FindsEntriesOfItsDaysOnly) {
   EXPECT_EQ(found({.days = 10000}), 3);
 }
 
-TEST_P(EveryPoll, TakesAnyDaysThatAreNotNegative) {
+TEST_P(EveryPoll, AcceptsAnyNonnegativeDays) {
   for (const int days : {0, 1, INT_MAX}) {
     SCOPED_TRACE(days);
     EXPECT_GE(found({.days = days}), 0);
@@ -750,7 +750,7 @@ TEST_P(EveryPoll, TakesAnyDaysThatAreNotNegative) {
 }
 
 // A listing shows what a clock that was wrong has stamped; a count or a group would count it again at every poll.
-TEST_P(EveryPoll, HasEntriesOfTheFutureInItsListingOnly) {
+TEST_P(EveryPoll, IncludesFutureEntriesOnlyInItsListing) {
   put_entry(3600);
   EXPECT_EQ(found({}), GetParam().kind == SearchFunction::kListing ? 1 : 0);
   EXPECT_EQ(found({.days = 0}), GetParam().kind == SearchFunction::kListing ? 1 : 0);
@@ -758,7 +758,7 @@ TEST_P(EveryPoll, HasEntriesOfTheFutureInItsListingOnly) {
   EXPECT_EQ(found({}), GetParam().kind == SearchFunction::kListing ? 2 : 1);
 }
 
-TEST_P(EveryPoll, EscapesTheClientsTimeAndTakesItAsAnExpression) {
+TEST_P(EveryPoll, EscapesTheClientsTimeButReadsItAsAnExpression) {
   put_entry(-100);
   SqliteTrace::reset();
   EXPECT_EQ(call({.client_time = "it's"}), ANNAL_QUERY_FAILED);
@@ -768,7 +768,7 @@ TEST_P(EveryPoll, EscapesTheClientsTimeAndTakesItAsAnExpression) {
   EXPECT_EQ(call({.client_time = ""}), ANNAL_QUERY_FAILED);
 }
 
-TEST_P(EveryPoll, RefusesAnArgumentOutOfItsBoundsBeforeOpeningAnything) {
+TEST_P(EveryPoll, RefusesAnOutOfRangeArgumentBeforeOpeningAnything) {
   std::remove(GetParam().log->path);
   std::vector<Poll> bad = {
       {.levels = nullptr},
@@ -792,7 +792,7 @@ TEST_P(EveryPoll, RefusesAnArgumentOutOfItsBoundsBeforeOpeningAnything) {
   }
 }
 
-TEST_P(EveryPoll, AnswersItsFailures) {
+TEST_P(EveryPoll, ReportsItsFailures) {
   sqlite.fail("open");
   EXPECT_EQ(call({}), ANNAL_OPEN_FAILED);
   EXPECT_EQ(sqlite.calls(), Calls({std::string("open ") + GetParam().log->path, "close"}));
@@ -809,7 +809,7 @@ TEST_P(EveryPoll, AnswersItsFailures) {
   EXPECT_EQ(call({}), ANNAL_OPEN_FAILED);
 }
 
-TEST_P(EveryPoll, OpensNothingWhenItsTextCannotBeBuilt) {
+TEST_P(EveryPoll, OpensNothingIfItsStatementCannotBeBuilt) {
   std::remove(GetParam().log->path);
   sqlite.fail("mprintf");
   EXPECT_EQ(call({}), ANNAL_NO_MEMORY);
@@ -837,7 +837,7 @@ TEST_P(EveryListingPoll, CutsItsPages) {
   }
 }
 
-TEST_P(EveryListingPoll, HandsItsRowsToItsCallbackAndContext) {
+TEST_P(EveryListingPoll, PassesRowsAndContextToItsCallback) {
   put_entry(-100);
   static std::vector<void*> contexts;
   contexts.clear();

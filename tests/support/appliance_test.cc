@@ -30,7 +30,7 @@ constexpr const char* kLog = "/etc/logs/event.log";
 
 class Appliance : public ApplianceTest {};
 
-TEST_F(Appliance, StartsEveryTestWithEmptyWritableFolders) {
+TEST_F(Appliance, GivesEveryTestEmptyWritableFolders) {
   for (const char* folder : {"/etc/logs", "/usr/local/sbin/", "/sbin/"}) {
     std::ofstream(std::string(folder) + "/left-behind") << "x";
     EXPECT_TRUE(exists((std::string(folder) + "/left-behind").c_str()));
@@ -41,13 +41,13 @@ TEST_F(Appliance, StartsEveryTestWithEmptyWritableFolders) {
   EXPECT_FALSE(exists("/usr/local/sbin/left-behind"));
 }
 
-TEST_F(Appliance, StillShowsTheMachinesOwnConfiguration) {
+TEST_F(Appliance, ShowsTheMachinesConfiguration) {
   EXPECT_TRUE(std::filesystem::is_regular_file("/etc/passwd"));
   EXPECT_TRUE(std::filesystem::exists("/etc/os-release"));
 }
 
 // Root could write through the links of which /etc is made.
-TEST_F(Appliance, LetsNobodyWriteTheMachinesOwnConfiguration) {
+TEST_F(Appliance, MakesTheMachinesConfigurationReadOnly) {
   int links = 0;
   for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator("/etc")) {
     const std::string path = entry.path();
@@ -64,7 +64,7 @@ TEST_F(Appliance, LetsNobodyWriteTheMachinesOwnConfiguration) {
   EXPECT_EQ(errno, EROFS);
 }
 
-TEST_F(Appliance, RemovesWhatAnOrdinaryUserMayNotEnter) {
+TEST_F(Appliance, RemovesFoldersThatAnOrdinaryUserMayNotEnter) {
   // To an ordinary user all of the appliance belongs.
   constexpr uid_t kUser = 65534;
   const bool root = geteuid() == 0;
@@ -88,14 +88,14 @@ TEST_F(Appliance, RemovesWhatAnOrdinaryUserMayNotEnter) {
   }
 }
 
-TEST_F(Appliance, IsSeenByNoProcessOutside) {
+TEST_F(Appliance, IsInvisibleOutside) {
   std::ofstream("/etc/logs/secret") << "x";
   // The parent of this process is its keeper, outside.
   const std::string outside = "/proc/" + std::to_string(getppid()) + "/root/etc/logs/secret";
   EXPECT_FALSE(exists(outside.c_str()));
 }
 
-TEST_F(Appliance, EndsWhatATestLeavesRunning) {
+TEST_F(Appliance, KillsProcessesThatATestLeavesRunning) {
   ASSERT_EQ(std::system("sleep 60 & sleep 60 &"), 0);
   EXPECT_EQ(appliance::strays().size(), 2U);
   ApplianceTest::TearDown();
@@ -103,7 +103,7 @@ TEST_F(Appliance, EndsWhatATestLeavesRunning) {
 }
 
 // A program with a keeper of its own, in the same appliance.
-class Kept : public Appliance {
+class SupervisedProgram : public Appliance {
  protected:
   static pid_t start(const char* script) {
     const pid_t process = fork();
@@ -137,12 +137,12 @@ class Kept : public Appliance {
   static bool is_ready() { return exists("/etc/logs/ready"); }
 };
 
-TEST_F(Kept, IsOutlivedByNothingThatItHasStarted) {
+TEST_F(SupervisedProgram, LeavesNoProcessBehind) {
   EXPECT_EQ(status_of(start("sleep 60 & setsid -f sleep 60; (setsid sh -c 'sleep 60 & sleep 60' &) ; exit 7")), 7);
   EXPECT_TRUE(appliance::strays().empty());
 }
 
-TEST_F(Kept, EndsWithAllItHasStartedWhenItsStarterIsKilled) {
+TEST_F(SupervisedProgram, DiesWithItsDescendantsIfItsStarterIsKilled) {
   const pid_t process = start("setsid -f sleep 60; sleep 60 & : > /etc/logs/ready; wait");
   ASSERT_TRUE(becomes_true(is_ready));
   kill(process, SIGKILL);
@@ -150,7 +150,7 @@ TEST_F(Kept, EndsWithAllItHasStartedWhenItsStarterIsKilled) {
   EXPECT_TRUE(becomes_true([] { return appliance::strays().empty(); }));
 }
 
-TEST_F(Kept, GetsTheSignalsOfItsStarter) {
+TEST_F(SupervisedProgram, GetsItsStartersSignals) {
   const pid_t process = start("trap 'exit 7' TERM; sleep 60 & : > /etc/logs/ready; wait");
   ASSERT_TRUE(becomes_true(is_ready));
   kill(process, SIGTERM);
@@ -158,12 +158,12 @@ TEST_F(Kept, GetsTheSignalsOfItsStarter) {
   EXPECT_TRUE(appliance::strays().empty());
 }
 
-TEST_F(Kept, AnswersAnInterruptByItself) {
+TEST_F(SupervisedProgram, HandlesAnInterruptItself) {
   const pid_t process = start("trap 'exit 9' INT; : > /etc/logs/ready; kill -INT 0; exit 8");
   EXPECT_EQ(status_of(process), 9);
 }
 
-TEST_F(Kept, TellsTheSignalThatHasEndedIt) {
+TEST_F(SupervisedProgram, ReportsTheSignalThatKilledIt) {
   EXPECT_EQ(status_of(start("kill -ABRT $$")), 128 + SIGABRT);
 }
 
@@ -174,7 +174,7 @@ TEST_F(Appliance, LosesTheLogFolderOnRequest) {
 
 class SqliteTraceTest : public ApplianceTest {};
 
-TEST_F(SqliteTraceTest, ShowsTheLibrarysCallsInOrder) {
+TEST_F(SqliteTraceTest, RecordsTheLibrarysCallsInOrder) {
   annal_event_create_tbl(0, 0);
   sqlite.reset();
   EXPECT_EQ(annal_event_query_count(0), 0);
@@ -182,7 +182,7 @@ TEST_F(SqliteTraceTest, ShowsTheLibrarysCallsInOrder) {
                                    "prepare SELECT COUNT(*) FROM ANNAL_EVENT ;", "finalize", "close"}));
 }
 
-TEST_F(SqliteTraceTest, LeavesOutTheTestsOwnCalls) {
+TEST_F(SqliteTraceTest, SkipsTheTestsOwnCalls) {
   sql(kLog, "CREATE TABLE t (x);");
   EXPECT_TRUE(sqlite.calls().empty());
 }
@@ -203,7 +203,7 @@ TEST_F(PlatformRecorderTest, RecordsAndPassesOn) {
   EXPECT_EQ(platform.calls(), Calls({R"(IS_IPv6_Address("192.168.1.2"))", R"(Is_Valid_Source("192.168.1.2"))"}));
 }
 
-TEST_F(PlatformRecorderTest, AnswersAsTheTestWants) {
+TEST_F(PlatformRecorderTest, ReturnsWhatTheTestSets) {
   platform.answer("Is_Valid_Source", 1);
   char word[] = "nonsense";
   EXPECT_EQ(annal_checkip(word), ANNAL_OK);
@@ -220,7 +220,7 @@ TEST_F(LockHolderTest, HoldsTheLockUntilItIsDestroyed) {
   EXPECT_EQ(annal_event_remove_tbl(), ANNAL_OK);
 }
 
-TEST_F(LockHolderTest, LetsGoAfterAWhile) {
+TEST_F(LockHolderTest, ReleasesTheLockAfterAWhile) {
   annal_event_create_tbl(0, 0);
   const LockHolder lock(kLog, 200ms);
   EXPECT_EQ(annal_event_flush_tbl(), ANNAL_OK);
@@ -228,7 +228,7 @@ TEST_F(LockHolderTest, LetsGoAfterAWhile) {
 
 class ClockTest : public ApplianceTest {};
 
-TEST_F(ClockTest, StopsForTheLibraryOnly) {
+TEST_F(ClockTest, StopsOnlyForTheLibrary) {
   annal_event_create_tbl(0, 0);
   Clock::stop_at(1600000000);
   EXPECT_GT(time(nullptr), 1600000000);
@@ -239,7 +239,7 @@ TEST_F(ClockTest, StopsForTheLibraryOnly) {
 
 class CommandsTest : public ApplianceTest {};
 
-TEST_F(CommandsTest, RecordHowTheyWereRun) {
+TEST_F(CommandsTest, RecordTheirRuns) {
   commands.install("/sbin/orcapro_log_tool", {.exit_status = 7});
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -271,7 +271,7 @@ TEST_F(CommandsTest, RecordHowTheyWereRun) {
   EXPECT_EQ(run.group, getpgrp());
 }
 
-TEST_F(CommandsTest, ShowNothingWhenNothingWasRun) {
+TEST_F(CommandsTest, RecordNothingIfNotRun) {
   commands.install("/usr/local/sbin/evsh");
   EXPECT_TRUE(commands.settled().empty());
 }

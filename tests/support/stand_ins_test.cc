@@ -51,26 +51,26 @@ bool is_removed(std::uint32_t character) {
   return false;
 }
 
-TEST(AddressStandIns, TakeIPv6Addresses) {
+TEST(AddressStandIns, AcceptIPv6Addresses) {
   for (const char* text : {"::", "::1", "fe80::1", "2001:DB8:0:0:0:0:0:1", "::ffff:10.0.0.5"}) {
     EXPECT_NE(IS_IPv6_Address(text), 0) << text;
   }
 }
 
-TEST(AddressStandIns, TakeNothingElseForIPv6) {
+TEST(AddressStandIns, RejectOtherTextsAsIPv6) {
   for (const char* text : {"", "10.0.0.5", ":", ":::", "1::2::3", "fe80::1%eth0", "::1 ", "12345::", "nas-1"}) {
     EXPECT_EQ(IS_IPv6_Address(text), 0) << text;
   }
   EXPECT_EQ(IS_IPv6_Address(nullptr), 0);
 }
 
-TEST(AddressStandIns, TakeIPv4AddressesAsSources) {
+TEST(AddressStandIns, AcceptIPv4AddressesAsSources) {
   for (const char* text : {"0.0.0.0", "10.0.0.5", "127.0.0.1", "255.255.255.255"}) {
     EXPECT_NE(Is_Valid_Source(text), 0) << text;
   }
 }
 
-TEST(AddressStandIns, TakeNothingElseAsASource) {
+TEST(AddressStandIns, RejectOtherTextsAsSources) {
   for (const char* text : {"", "::1", "256.0.0.1", "10.0.0", "10.0.0.5.6", "10.0.0.5 ", " 10.0.0.5", "---", "nas-1"}) {
     EXPECT_EQ(Is_Valid_Source(text), 0) << text;
   }
@@ -155,14 +155,14 @@ class ExecutionStandIn : public ApplianceTest {
   }
 };
 
-TEST_F(ExecutionStandIn, AnswersTheExitStatus) {
+TEST_F(ExecutionStandIn, ReturnsTheExitStatus) {
   for (const int status : {0, 1, 7, 255}) {
     commands.install("/sbin/tool", {.exit_status = status});
     EXPECT_EQ(run("/sbin/tool", "tool"), status);
   }
 }
 
-TEST_F(ExecutionStandIn, HandsOverTheArgumentsAsTheyAre) {
+TEST_F(ExecutionStandIn, PassesTheArgumentsUnchanged) {
   commands.install("/sbin/tool");
   run("/sbin/tool", "another name", "-m", "two  words; $HOME 'quoted'", "", "grün");
   const auto runs = commands.runs();
@@ -170,7 +170,7 @@ TEST_F(ExecutionStandIn, HandsOverTheArgumentsAsTheyAre) {
   EXPECT_EQ(runs[0].arguments, Row({"another name", "-m", "two  words; $HOME 'quoted'", "", "grün"}));
 }
 
-TEST_F(ExecutionStandIn, HandsOverTheEnvironment) {
+TEST_F(ExecutionStandIn, PassesTheEnvironment) {
   commands.install("/sbin/tool");
   setenv("LEFT_BY_THE_CALLER", "yes", 1);
   run("/sbin/tool", "tool");
@@ -186,7 +186,7 @@ TEST_F(ExecutionStandIn, WaitsForTheProgram) {
   EXPECT_GE(steady_clock::now() - started, 300ms);
 }
 
-TEST_F(ExecutionStandIn, SaysWhenAProgramCannotBeStarted) {
+TEST_F(ExecutionStandIn, FailsIfTheProgramCannotBeStarted) {
   std::ofstream("/sbin/text") << "no program";
   EXPECT_EQ(run("/sbin/missing", "missing"), -1);
   EXPECT_EQ(run("/sbin/text", "text"), -1);
@@ -194,7 +194,7 @@ TEST_F(ExecutionStandIn, SaysWhenAProgramCannotBeStarted) {
 }
 
 // The path is one: no command is looked for in the folders of PATH.
-TEST_F(ExecutionStandIn, LooksForTheProgramNowhereElse) {
+TEST_F(ExecutionStandIn, DoesNotSearchThePathForTheProgram) {
   commands.install("/sbin/tool");
   EXPECT_EQ(run("tool", "tool"), -1);
 }
@@ -204,11 +204,11 @@ TEST_F(ExecutionStandIn, StartsNothingWithoutAPathOrArguments) {
   EXPECT_EQ(zeno_exec_v(nullptr, nullptr, nullptr, "/bin/true", nullptr), -1);
 }
 
-TEST_F(ExecutionStandIn, CountsAKilledProgramAsShellsDo) {
+TEST_F(ExecutionStandIn, ReportsAKilledProgramAsShellsDo) {
   EXPECT_EQ(run("/bin/sh", "sh", "-c", "kill -KILL $$"), 128 + SIGKILL);
 }
 
-TEST_F(ExecutionStandIn, AnswersZeroToACallerThatIgnoresItsChildren) {
+TEST_F(ExecutionStandIn, ReturnsZeroToACallerThatIgnoresItsChildren) {
   commands.install("/sbin/tool", {.exit_status = 7});
   const auto before = std::signal(SIGCHLD, SIG_IGN);
   EXPECT_EQ(run("/sbin/tool", "tool"), 0);

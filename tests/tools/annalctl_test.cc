@@ -241,7 +241,7 @@ TEST_F(AnnalctlTest, CommandsDoNotCreateAMissingLog) {
   }
 }
 
-TEST_F(AnnalctlTest, CreatingTwiceSaysThatTheLogExists) {
+TEST_F(AnnalctlTest, CreatingTwiceReportsThatTheLogExists) {
   for (const char* log : {"event", "notice"}) {
     EXPECT_EQ(annalctl({log, "create"}).status, 0) << log;
     const Finished again = annalctl({log, "create"});
@@ -250,14 +250,14 @@ TEST_F(AnnalctlTest, CreatingTwiceSaysThatTheLogExists) {
   }
 }
 
-TEST_F(AnnalctlTest, FileWithoutATableIsToldFromAMissingOne) {
+TEST_F(AnnalctlTest, FileWithoutATableIsDistinguishedFromAMissingOne) {
   const File file(std::fopen("/etc/logs/event.log", "w"));
   const Finished finished = annalctl({"event", "list"});
   EXPECT_EQ(finished.status, 1);
   EXPECT_NE(finished.err.find("has no table yet"), std::string::npos) << finished.err;
 }
 
-TEST_F(AnnalctlTest, FileThatIsNoDatabaseIsNamedAsSuchAndLeftAlone) {
+TEST_F(AnnalctlTest, NonDatabaseFileIsNamedAsSuchAndLeftAlone) {
   {
     const File file(std::fopen("/etc/logs/event.log", "w"));
     static_cast<void>(std::fputs("plain text, and no database at all", file.get()));
@@ -421,7 +421,7 @@ TEST_F(AnnalctlTest, HelpOfTheProgramNamesTheCommandsOfEveryLog) {
   }
 }
 
-TEST_F(AnnalctlEventTest, FullDiskBehindStandardOutputIsAFailure) {
+TEST_F(AnnalctlEventTest, FullDiskForStandardOutputIsAFailure) {
   const Finished finished = annalctl({"event", "list"}, {}, "/dev/full");
   EXPECT_EQ(finished.status, 1);
   EXPECT_NE(finished.err.find("cannot write to standard output"), std::string::npos) << finished.err;

@@ -72,7 +72,7 @@ TEST_F(AnnalctlTest, CatalogListShowsTheRowsOfAnApplicationInTheirOrder) {
   }
 }
 
-TEST_F(AnnalctlTest, CatalogKnowsNoOtherApplication) {
+TEST_F(AnnalctlTest, CatalogRefusesAnUnknownApplication) {
   for (const char* id : {"A006", "A0111", "A01", "11", ""}) {
     expect_refused({"catalog", "list", id}, "the catalog has no application '" + std::string(id) + "'");
   }
@@ -134,7 +134,7 @@ TEST_F(AnnalctlTest, CatalogSearchTakesApplicationNumberAndLevel) {
   EXPECT_EQ(rows_of({"search", "--app", "A049", "--number", "16", "--level", "error", "fan"}).size(), 1U);
 }
 
-TEST_F(AnnalctlTest, CatalogSearchRefusesToLookForNothing) {
+TEST_F(AnnalctlTest, CatalogSearchRefusesAnEmptyQuery) {
   expect_refused({"catalog", "search"}, "what to search for is missing");
   expect_refused({"catalog", "search", "--app", "A006"}, "the catalog has no application 'A006'");
   expect_refused({"catalog", "search", "--level", "alert"}, "alert");
@@ -165,7 +165,7 @@ TEST_F(AnnalctlTest, CatalogFillTakesValuesAsTheyAre) {
             "[External Device] Added printer a\\x1b[31mb.\n");
 }
 
-TEST_F(AnnalctlTest, CatalogFillPutsPhrasesInPlaceOfTheirTokens) {
+TEST_F(AnnalctlTest, CatalogFillReplacesTokensByPhrases) {
   for (const CatalogEntry& entry : A002_list) {
     if (entry.app_id != nullptr && std::strstr(entry.msg_template, "{0}") != nullptr &&
         std::strstr(entry.msg_template, "{1}") == nullptr) {

@@ -89,7 +89,7 @@ TEST_F(AnnalctlConn, AddStoresEveryFieldThatIsGiven) {
   EXPECT_EQ(rows[0]["conn_client_agent"], "agent");
 }
 
-TEST_F(AnnalctlConn, AddWithoutNamesIsTheAppliancesOwn) {
+TEST_F(AnnalctlConn, AddWithoutNamesCountsAsTheAppliances) {
   add({"x"});
   const Json row = list().at(0);
   EXPECT_EQ(row["conn_user"], "System");
@@ -139,7 +139,7 @@ TEST_F(AnnalctlConn, AddRefusesWhatCannotBeStoredAsGiven) {
 }
 
 // A batch deletes such a log; the tool must not come to that.
-TEST_F(AnnalctlConn, LogThatABatchWouldThrowAwayIsRefusedAndLeftAlone) {
+TEST_F(AnnalctlConn, LogThatABatchWouldDeleteIsRefusedAndLeftAlone) {
   struct Broken {
     const char* how;
     const char* said;
@@ -159,7 +159,7 @@ TEST_F(AnnalctlConn, LogThatABatchWouldThrowAwayIsRefusedAndLeftAlone) {
   EXPECT_EQ(annal::test::value(kPath, "SELECT conn_res FROM OTHER"), "kept");
 }
 
-TEST_F(AnnalctlConn, FileThatIsNoDatabaseIsRefusedAndLeftAlone) {
+TEST_F(AnnalctlConn, NonDatabaseFileIsRefusedAndLeftAlone) {
   {
     std::FILE* const file = std::fopen(kPath, "w");
     ASSERT_NE(file, nullptr);
@@ -173,13 +173,13 @@ TEST_F(AnnalctlConn, FileThatIsNoDatabaseIsRefusedAndLeftAlone) {
 
 // --- what the event log has too ---
 
-TEST_F(AnnalctlConn, CreatingTwiceSaysThatTheLogExists) {
+TEST_F(AnnalctlConn, CreatingTwiceReportsThatTheLogExists) {
   const Finished again = conn({"create"});
   EXPECT_EQ(again.status, 1);
   EXPECT_NE(again.err.find("exists already and holds 0 entries"), std::string::npos) << again.err;
 }
 
-TEST_F(AnnalctlConn, MissingLogIsNotCreatedByAnythingElse) {
+TEST_F(AnnalctlConn, OnlyCreateCreatesAMissingLog) {
   static_cast<void>(std::remove(kPath));
   for (const Texts& command : std::vector<Texts>{{"add", "x"},
                                                  {"list"},
@@ -198,7 +198,7 @@ TEST_F(AnnalctlConn, MissingLogIsNotCreatedByAnythingElse) {
   }
 }
 
-TEST_F(AnnalctlConn, TrimKeepsTheNewestAndMoreThanThereAreAll) {
+TEST_F(AnnalctlConn, TrimKeepsTheNewestOrAllIfThereAreFewer) {
   for (const char* resource : {"one", "two", "three"}) {
     add({resource});
   }
@@ -292,7 +292,7 @@ TEST_F(AnnalctlConn, GroupsByEveryColumn) {
   EXPECT_EQ(lines_of(conn({"group", "--by", "id", "--csv"}).out).size(), 3U);
 }
 
-TEST_F(AnnalctlConn, TableNamesWhatHasAName) {
+TEST_F(AnnalctlConn, TableShowsNames) {
   add({"x", "--failed", "--type", "warning"});
   const Texts lines = lines_of(conn({"list"}).out);
   ASSERT_EQ(lines.size(), 2U);
@@ -355,7 +355,7 @@ TEST_F(AnnalctlConn, LogInsBecomeConnectionsAndOtherLinesAreCounted) {
   }
 }
 
-TEST_F(AnnalctlConn, WhenItHappenedStandsBeforeTheLineInTheResource) {
+TEST_F(AnnalctlConn, ResourceBeginsWithTheTimeOfTheLine) {
   ASSERT_EQ(conn({"import", "-"},
                  "2026-01-02T03:04:05 nas sshd[1]: Failed none for invalid user  from 10.0.0.1 port 1 ssh2\n")
                 .status,
@@ -418,7 +418,7 @@ TEST_F(AnnalctlConn, EachBadLineHasItsOwnReasonAndTheOthersAreKept) {
   EXPECT_EQ(count(), static_cast<int>(bads.size()));
 }
 
-TEST_F(AnnalctlConn, WhatJsonListPrintsComesBackExceptIdAndTime) {
+TEST_F(AnnalctlConn, JsonListOutputIsImportedExceptIdAndTime) {
   add({"quote \" ' ü", "--user", "o'neil", "--ip", "10.1.2.3", "--computer", "pc", "--service", "3", "--action", "4",
        "--failed", "--type", "error", "--client-agent", std::string(256, 'z')});
   std::vector<Json> before = list();
@@ -454,7 +454,7 @@ TEST_F(AnnalctlConn, DryRunStoresNothingAndOptionsReplaceTheNumbers) {
 }
 
 // What a batch throws away or loses entries to, and a count and a look at the columns do not show.
-TEST_F(AnnalctlConn, LogThatRefusesEntriesIsLeftAloneAndSaysWhy) {
+TEST_F(AnnalctlConn, LogThatRefusesEntriesIsLeftAloneWithAReason) {
   struct Refusing {
     const char* how;
     const char* said;
@@ -511,7 +511,7 @@ TEST_F(AnnalctlConn, LogThatAnotherWritesToIsWaitedForOnce) {
   EXPECT_EQ(count(), 0);
 }
 
-TEST_F(AnnalctlConn, LockedLogIsWaitedForAndNotThrownAway) {
+TEST_F(AnnalctlConn, LockedLogIsWaitedForAndNotDeleted) {
   add({"one"});
   const LockHolder holder(kPath, std::chrono::milliseconds(300));
   add({"two"});

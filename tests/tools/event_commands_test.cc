@@ -150,7 +150,7 @@ TEST_F(AnnalctlEventTest, CreateAppliesTheLimit) {
 }
 
 // A full log is looked through once in so many entries, not for each.
-TEST_F(AnnalctlEventTest, CreateDropsOnePercentAtOnceUnlessToldOtherwise) {
+TEST_F(AnnalctlEventTest, CreateSetsTheBatchToOnePercentByDefault) {
   struct Choice {
     std::vector<std::string> options;
     std::string condition;
@@ -175,7 +175,7 @@ TEST_F(AnnalctlEventTest, CreateDropsOnePercentAtOnceUnlessToldOtherwise) {
   }
 }
 
-TEST_F(AnnalctlEventTest, DeleteRemovesWhatEqualsTheValueAndNothingElse) {
+TEST_F(AnnalctlEventTest, DeleteRemovesOnlyEqualValues) {
   add({"one", "--user", "ann"});
   add({"two", "--user", "anna"});
   add({"three", "--type", "error"});
@@ -201,7 +201,7 @@ TEST_F(AnnalctlEventTest, TrimKeepsTheNewest) {
   EXPECT_EQ(only_event()["event_desc"], "new");
 }
 
-TEST_F(AnnalctlEventTest, FlushGoesAheadWithoutATerminal) {
+TEST_F(AnnalctlEventTest, FlushProceedsWithoutATerminal) {
   add({"one"});
   EXPECT_EQ(annalctl({"event", "flush"}).status, 0);
   EXPECT_EQ(count(), 0);

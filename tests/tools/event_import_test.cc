@@ -91,7 +91,7 @@ TEST_F(AnnalctlImport, EachBadLineHasItsOwnReason) {
   EXPECT_EQ(count(), 0);
 }
 
-TEST_F(AnnalctlImport, WhatJsonListPrintsComesBackAsItWas) {
+TEST_F(AnnalctlImport, JsonListOutputIsImportedUnchanged) {
   ASSERT_EQ(annalctl({"event", "add", "quote \" back \\ ü", "--ip", "10.1.2.3", "--user", "o'neil", "--client-agent",
                       std::string(255, 'z')})
                 .status,
@@ -158,7 +158,7 @@ TEST_F(AnnalctlImport, UnreadableFileDoesNotKeepTheOthersOut) {
   static_cast<void>(std::remove(path.c_str()));
 }
 
-TEST_F(AnnalctlImport, StoreFailureStopsAndSaysWhereToGoOn) {
+TEST_F(AnnalctlImport, StoreFailureStopsAndSaysWhereToContinue) {
   static_cast<void>(std::remove("/etc/logs/event.log"));
   const std::ofstream empty("/etc/logs/event.log");
   const Finished finished = import("\n{\"event_desc\":\"one\"}\n{\"event_desc\":\"two\"}\n");

@@ -38,7 +38,7 @@ using Texts = std::vector<std::string>;
 
 }  // namespace
 
-TEST_F(AnnalctlList, NewestComeFirstUnlessAskedOtherwise) {
+TEST_F(AnnalctlList, NewestComeFirstByDefault) {
   EXPECT_EQ(messages({"--limit", "2"}), (Texts{"m59", "m58"}));
   EXPECT_EQ(messages({"--limit", "2", "--newest"}), (Texts{"m59", "m58"}));
   EXPECT_EQ(messages({"--limit", "2", "--oldest"}), (Texts{"m0", "m1"}));
@@ -58,7 +58,7 @@ TEST_F(AnnalctlList, PagesAreCutWhereAsked) {
   EXPECT_EQ(messages({"--all", "--offset", "20"}).size(), 40U);
 }
 
-TEST_F(AnnalctlList, UsualLimitIsToldWhenItLeftSomethingOut) {
+TEST_F(AnnalctlList, DefaultLimitIsReportedIfItOmittedRows) {
   const Finished cut = annalctl({"event", "list", "--csv"});
   EXPECT_EQ(lines_of(cut.out).size(), 51U);
   EXPECT_NE(cut.err.find("--all"), std::string::npos) << cut.err;
@@ -86,14 +86,14 @@ TEST_F(AnnalctlList, GroupsAreCountedWithinTheirLevel) {
   EXPECT_TRUE(lines[2].ends_with(",40\r")) << lines[2];
 }
 
-TEST_F(AnnalctlList, LargestGroupComesFirstWhenAsked) {
+TEST_F(AnnalctlList, LargestGroupComesFirstOnRequest) {
   const Finished finished = annalctl({"event", "group", "--by", "user", "--by-size", "--json", "--limit", "1"});
   const Json group = Json::parse(finished.out);
   EXPECT_EQ(group["event_user"], "ben");
   EXPECT_EQ(group["count"], 40);
 }
 
-TEST_F(AnnalctlList, GeneralOptionsMayStandBeforeOrBehindTheCommand) {
+TEST_F(AnnalctlList, GeneralOptionsMayComeBeforeOrAfterTheCommand) {
   EXPECT_EQ(annalctl({"--json", "event", "count"}).out, "{\"count\":60}\n");
   EXPECT_EQ(annalctl({"event", "--json", "count"}).out, "{\"count\":60}\n");
   EXPECT_EQ(annalctl({"event", "count", "--csv"}).out, "count\r\n60\r\n");
@@ -179,7 +179,7 @@ TEST_F(AnnalctlSearch, WholeDaysAreFoundByTheirDates) {
 }
 
 // The library's own calls refuse these.
-TEST_F(AnnalctlSearch, AnyFiltersGoTogether) {
+TEST_F(AnnalctlSearch, AnyFiltersCombine) {
   for (const Texts& filter : std::vector<Texts>{{"--category-id", "c", "--category", "c"},
                                                 {"--client-id", "i", "--app", "a"},
                                                 {"--client-app", "p", "--category", "c"},

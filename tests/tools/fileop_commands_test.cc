@@ -91,7 +91,7 @@ TEST_F(AnnalctlTest, FileOpSaysThatTheCurrentFolderIsGone) {
             "with its whole path)\n");
 }
 
-TEST_F(AnnalctlTest, FileOpCreatesNoFileButByCreating) {
+TEST_F(AnnalctlTest, FileOpCreatesAFileOnlyWithCreate) {
   for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{{"list"},
                                                                                        {"count"},
                                                                                        {"flush", "--yes"},
@@ -105,7 +105,7 @@ TEST_F(AnnalctlTest, FileOpCreatesNoFileButByCreating) {
   }
 }
 
-TEST_F(AnnalctlTest, FileOpTakesTheFileBehindTheCommandToo) {
+TEST_F(AnnalctlTest, FileOpTakesTheFileAfterTheCommandToo) {
   EXPECT_EQ(annalctl({"fileop", "create", "--db", kFile}).status, 0);
   EXPECT_EQ(annalctl({"fileop", "count", "--db", kFile}).out, "0\n");
 }
@@ -118,7 +118,7 @@ TEST_F(AnnalctlTest, FileOpCreateAppliesTheLimit) {
   EXPECT_EQ(value(kFile, "SELECT group_concat(event_id) FROM PAVO2LOG_EVENT;"), "3,4");
 }
 
-TEST_F(AnnalctlFileOpTest, CreateSaysThatALogIsThereAlready) {
+TEST_F(AnnalctlFileOpTest, CreateReportsAnExistingLog) {
   put_three_entries();
   const Finished again = fileop({"create", "--limit", "1"});
   EXPECT_EQ(again.status, 1);
@@ -126,7 +126,7 @@ TEST_F(AnnalctlFileOpTest, CreateSaysThatALogIsThereAlready) {
   EXPECT_EQ(count({}), 3);
 }
 
-TEST_F(AnnalctlTest, FileOpCreateLeavesAFileAloneThatIsNoDatabase) {
+TEST_F(AnnalctlTest, FileOpCreateLeavesANonDatabaseFileAlone) {
   std::ofstream(kFile) << "x";
   const Finished refused = fileop({"create"});
   EXPECT_EQ(refused.status, 1);
@@ -149,7 +149,7 @@ TEST_F(AnnalctlFileOpTest, PipeInPlaceOfTheJournalIsNotWaitedFor) {
   }
 }
 
-TEST_F(AnnalctlFileOpTest, ListOfWhatHasNoTableHasNoTitlesEither) {
+TEST_F(AnnalctlFileOpTest, ListWithoutATableHasNoTitles) {
   sql(kFile, "DROP TABLE PAVO2LOG_EVENT;");
   const Finished listed = fileop({"list", "--csv"});
   EXPECT_EQ(listed.status, 1);
@@ -221,7 +221,7 @@ TEST_F(AnnalctlFileOpTest, AddRefusesWhatCannotBeStoredAsGiven) {
 
 // --- list and count ---
 
-TEST_F(AnnalctlFileOpTest, ListShowsTheNewestFirstUnlessAskedOtherwise) {
+TEST_F(AnnalctlFileOpTest, ListShowsTheNewestFirstByDefault) {
   put_three_entries();
   EXPECT_EQ(listed({}), "2,3,1");
   EXPECT_EQ(listed({"--oldest"}), "1,3,2");

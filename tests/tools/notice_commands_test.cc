@@ -171,7 +171,7 @@ TEST_F(AnnalctlNoticeTest, DeleteFindsAnyTextOfLinksAndTitles) {
   }
 }
 
-TEST_F(AnnalctlNoticeTest, DeleteRefusesATitleThatIsNoUtf8) {
+TEST_F(AnnalctlNoticeTest, DeleteRefusesATitleThatIsNotUtf8) {
   put("title", "'x'");
   const Finished refused = annalctl({"notice", "delete", "--title", "x\xff"});
   EXPECT_EQ(refused.status, 2);
@@ -191,7 +191,7 @@ TEST_F(AnnalctlNoticeTest, DeleteTakesFacilitiesByNumberAndByNameInAnyCase) {
   EXPECT_EQ(ids(), "");
 }
 
-TEST_F(AnnalctlNoticeTest, DeleteRefusesAFacilityThatIsNone) {
+TEST_F(AnnalctlNoticeTest, DeleteRefusesAnUnknownFacility) {
   put("facility", "0");
   for (const char* name : {"", "USB", "USB Drive "}) {
     const Finished refused = annalctl({"notice", "delete", "--facility", name});
@@ -222,7 +222,7 @@ TEST_F(AnnalctlNoticeTest, DeleteByClientIsRefusedWithAReason) {
   EXPECT_EQ(ids(), "1");
 }
 
-TEST_F(AnnalctlNoticeTest, DeleteTakesOneValueOnly) {
+TEST_F(AnnalctlNoticeTest, DeleteTakesOnlyOneValue) {
   put("severity", "3");
   EXPECT_EQ(annalctl({"notice", "delete"}).status, 2);
   EXPECT_EQ(annalctl({"notice", "delete", "--severity", "3", "--id", "1"}).status, 2);
@@ -244,7 +244,7 @@ TEST_F(AnnalctlNoticeTest, DeletingFromALockedLogNamesTheHolderAndDoesNotWait) {
 
 // --- age and flush ---
 
-TEST_F(AnnalctlNoticeTest, AgeDeletesWhatIsOlderThanSoManyDays) {
+TEST_F(AnnalctlNoticeTest, AgeDeletesNoticesOlderThanNDays) {
   constexpr std::time_t kDay = 86400;
   const std::time_t now = std::time(nullptr);
   for (const std::time_t age : {3 * kDay, 2 * kDay + 60, 2 * kDay - 60, std::time_t{0}}) {
@@ -264,13 +264,13 @@ TEST_F(AnnalctlNoticeTest, AgeRefusesLessThanADay) {
   EXPECT_EQ(ids(), "1");
 }
 
-TEST_F(AnnalctlNoticeTest, FlushGoesAheadWithoutATerminal) {
+TEST_F(AnnalctlNoticeTest, FlushProceedsWithoutATerminal) {
   put("severity", "3");
   EXPECT_EQ(annalctl({"notice", "flush"}).status, 0);
   EXPECT_EQ(ids(), "");
 }
 
-TEST_F(AnnalctlNoticeTest, FlushAtATerminalDoesWhatThePersonAnswers) {
+TEST_F(AnnalctlNoticeTest, FlushAtATerminalFollowsTheAnswer) {
   put("severity", "3");
   const Finished declined = annalctl_at_terminal({"notice", "flush"}, "n\n");
   EXPECT_EQ(declined.status, 1);
@@ -327,7 +327,7 @@ TEST_F(AnnalctlTest, MigrateAddsAMissingTitleToAnEmptyLog) {
   EXPECT_EQ(value(kPath, "SELECT COUNT(*) FROM witness;"), "0");
 }
 
-TEST_F(AnnalctlTest, MigrateDeletesNoNoticesWithoutBeingToldTo) {
+TEST_F(AnnalctlTest, MigrateDeletesNoNoticesByDefault) {
   make_log_with(kFewColumns);
   const Finished finished = annalctl({"notice", "migrate"});
   EXPECT_EQ(finished.status, 1);
@@ -338,7 +338,7 @@ TEST_F(AnnalctlTest, MigrateDeletesNoNoticesWithoutBeingToldTo) {
   EXPECT_FALSE(has_title());
 }
 
-TEST_F(AnnalctlTest, MigrateAtATerminalDoesWhatThePersonAnswers) {
+TEST_F(AnnalctlTest, MigrateAtATerminalFollowsTheAnswer) {
   make_log_with(kFewColumns);
   for (const char* answer : {"n\n", "\n", "\x04"}) {
     const Finished declined = annalctl_at_terminal({"notice", "migrate"}, answer);
@@ -352,7 +352,7 @@ TEST_F(AnnalctlTest, MigrateAtATerminalDoesWhatThePersonAnswers) {
   EXPECT_TRUE(has_title());
 }
 
-TEST_F(AnnalctlTest, MigrateWithYesCreatesTheLogAnew) {
+TEST_F(AnnalctlTest, MigrateWithYesRecreatesTheLog) {
   make_log_with(kFewColumns);
   const Finished finished = annalctl({"notice", "migrate", "--yes"});
   EXPECT_EQ(finished.status, 0) << finished.err;

@@ -48,7 +48,7 @@ class AnnalctlNoticeList : public AnnalctlTest {
 
 // --- add ---
 
-TEST_F(AnnalctlNoticeList, AddStoresWhatIsSaid) {
+TEST_F(AnnalctlNoticeList, AddStoresEveryOption) {
   const Finished added = annalctl({"notice",     "add",       "it's \"hot\"",
                                    "--severity", "error",     "--facility",
                                    "usb drive",  "--service", "Backup",
@@ -71,7 +71,7 @@ TEST_F(AnnalctlNoticeList, AddStoresWhatIsSaid) {
                    "Heat", "-1", "2", "3", "4", "5", "6"}}));
 }
 
-TEST_F(AnnalctlNoticeList, AddNeedsTheTextOnly) {
+TEST_F(AnnalctlNoticeList, AddNeedsOnlyTheText) {
   ASSERT_EQ(annalctl({"notice", "add", "--", "-x"}).status, 0);
   EXPECT_EQ(sql(kPath,
                 "SELECT desc, severity, facility, serviceName, user, ip, client, msgCode, uid, gid FROM "
@@ -116,7 +116,7 @@ TEST_F(AnnalctlNoticeList, AddTakesTextsUpToTheirBounds) {
 
 // --- list ---
 
-TEST_F(AnnalctlNoticeList, NewestComeFirstUnlessAskedOtherwise) {
+TEST_F(AnnalctlNoticeList, NewestComeFirstByDefault) {
   put_sixty();
   EXPECT_EQ(descriptions({"--limit", "2"}), (Texts{"m59", "m58"}));
   EXPECT_EQ(descriptions({"--limit", "2", "--oldest"}), (Texts{"m0", "m1"}));
@@ -159,7 +159,7 @@ TEST_F(AnnalctlNoticeList, ConditionsThatTheLibraryWouldSpoilAreRefused) {
   EXPECT_EQ(annalctl({"notice", "list", "--where", "clisant = 1"}).status, 1);
 }
 
-TEST_F(AnnalctlNoticeList, PeopleSeeNamesAndLocalTimes) {
+TEST_F(AnnalctlNoticeList, TableShowsNamesAndLocalTimes) {
   setenv("TZ", "UTC", 1);
   sql(kPath,
       "INSERT INTO ANNAL_NOTICE (time, severity, facility, serviceName, user, ip, desc) VALUES "
@@ -201,7 +201,7 @@ TEST_F(AnnalctlNoticeList, TailShowsTheNewestByTheirIds) {
 
 // --- count ---
 
-TEST_F(AnnalctlNoticeList, CountCountsWhatListWouldShow) {
+TEST_F(AnnalctlNoticeList, CountMatchesTheListing) {
   put_sixty();
   EXPECT_EQ(count({}), "60\n");
   EXPECT_EQ(count({"--severity", "error"}), "20\n");

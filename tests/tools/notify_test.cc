@@ -66,7 +66,7 @@ TEST_F(AnnalctlNotify, SendsAnErrorOfTheCatalogAsOne) {
   EXPECT_EQ(runs[1].arguments.at(3), "-l1");
 }
 
-TEST_F(AnnalctlNotify, SendsWhatIsSaidOfTheClient) {
+TEST_F(AnnalctlNotify, SendsTheClientDetails) {
   EXPECT_EQ(vector_for({"--ip", "10.0.0.5", "--user", "ann", "--computer", "pc", "--client-id", "i", "--client-app",
                         "a", "--client-agent", "g"},
                        {"1", "2", "3", "4", "5", "6", "7", "8"}),
@@ -94,7 +94,7 @@ TEST_F(AnnalctlNotify, SendsWhatIsSaidOfTheClient) {
                  "8"}));
 }
 
-TEST_F(AnnalctlNotify, RefusesWhatTheLibraryWouldDrop) {
+TEST_F(AnnalctlNotify, RefusesParametersThatTheLibraryWouldDrop) {
   const Texts fourteen(14, "x");
   const Texts fifteen(15, "x");
   EXPECT_EQ(vector_for({}, fourteen).size(), 22U);
@@ -107,7 +107,7 @@ TEST_F(AnnalctlNotify, RefusesWhatTheLibraryWouldDrop) {
   EXPECT_EQ(vector_for({}, {std::string(10000, 'x')}).back().size(), 10000U);
 }
 
-TEST_F(AnnalctlNotify, RefusesWhatIsNoMessageOrAddress) {
+TEST_F(AnnalctlNotify, RefusesAnInvalidMessageOrAddress) {
   EXPECT_EQ(annalctl({"notify", "A777", "7"}).status, 2);
   EXPECT_EQ(annalctl({"notify", "A777", "7", "--category", "C777"}).status, 2);
   EXPECT_EQ(annalctl({"notify", "A777", "7", "--template", "x"}).status, 2);
@@ -119,7 +119,7 @@ TEST_F(AnnalctlNotify, RefusesWhatIsNoMessageOrAddress) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-TEST_F(AnnalctlNotify, SaysThatTheCommandIsMissing) {
+TEST_F(AnnalctlNotify, ReportsThatTheCommandIsMissing) {
   ASSERT_EQ(std::remove(kCommand), 0);
   const Finished sent = notify({});
   EXPECT_EQ(sent.status, 1);

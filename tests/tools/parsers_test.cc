@@ -29,7 +29,7 @@ TEST(TimeText, ZoneDecidesWhereThereIsOne) {
   EXPECT_EQ(parse_time("2026-11-21 10:00:00"), local(2026, 11, 21, 10, 0, 0));
 }
 
-TEST(TimeText, WhatIsNoTimeIsNone) {
+TEST(TimeText, InvalidTimesAreRefused) {
   for (const char* text : {"", "@", "@1x", "now", "2026-11-21", "2026-11-21 10:00", "2026-13-01 00:00:00",
                            "2026-02-29 00:00:00", "2026-04-31 00:00:00", "2026-01-01 24:00:00", "2026-01-01 00:60:00",
                            "2026-01-01 00:00:00 ", "2026-01-01 00:00:00+99:00"}) {
@@ -83,7 +83,7 @@ TEST(When, ReadsWhatPeopleSay) {
   }
 }
 
-TEST(When, WhatIsNoTimeIsNone) {
+TEST(When, InvalidTimesAreRefused) {
   for (const char* text : {"",
                            "soon",
                            "-",
@@ -229,7 +229,7 @@ TEST(JsonLine, NumbersAreTextsAndNullIsMarked) {
   EXPECT_EQ(members[3].text, "-2.5");
 }
 
-TEST(JsonLine, WhatIsNoObjectOfTextsAndNumbersIsRefused) {
+TEST(JsonLine, OtherThanObjectsOfTextsAndNumbersIsRefused) {
   const std::string deep(100000, '[');
   for (const std::string& line :
        {std::string("[]"), std::string("1"), std::string("{"), std::string("{} {}"), std::string("{\"a\":true}"),

@@ -154,7 +154,7 @@ class AnnalctlPausedReader : public AnnalctlTest {};
 
 }  // namespace
 
-TEST_F(AnnalctlPausedReader, HoldsNoWriterUpInAnyLogVerbOrForm) {
+TEST_F(AnnalctlPausedReader, DelaysNoWriterInAnyLogVerbOrForm) {
   for (const FilledLog& log : kLogs) {
     fill(log);
     std::vector<Texts> verbs{{"list", "--all"},
@@ -180,7 +180,7 @@ TEST_F(AnnalctlPausedReader, HoldsNoWriterUpInAnyLogVerbOrForm) {
   }
 }
 
-TEST_F(AnnalctlPausedReader, OfATailThatFollowsHoldsNoWriterUp) {
+TEST_F(AnnalctlPausedReader, OfATailThatFollowsDelaysNoWriter) {
   const FilledLog& log = kLogs[0];
   fill(log);
   PausedReader reader(command(log, {"tail", "--lines", "2500", "--json", "--interval", "0.01"}));
@@ -224,7 +224,7 @@ TEST_F(AnnalctlPausedReader, IsShownEachEntryOnceAndInOrderWhileOthersAddAndDele
   }
 }
 
-TEST_F(AnnalctlPausedReader, IsToldWhenTheLogIsMadeAnewMeanwhile) {
+TEST_F(AnnalctlPausedReader, IsToldIfTheLogIsRecreatedMeanwhile) {
   fill(kLogs[0]);
   Texts arguments = command(kLogs[0], {"list", "--all", "--json", "--sort", "id"});
   std::array<int, 2> ends{};

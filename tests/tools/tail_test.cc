@@ -93,7 +93,7 @@ TEST_F(AnnalctlTail, NewEntriesFollowThePage) {
   EXPECT_EQ(follower.end().size(), 4U);
 }
 
-TEST_F(AnnalctlTail, NoLinesMeansOnlyWhatComes) {
+TEST_F(AnnalctlTail, ZeroLinesShowsOnlyNewEntries) {
   add("one");
   // The header shows that it has looked.
   RunningAnnalctl csv({"event", "tail", "--csv", "--lines", "0", "--interval", "0.01"});
@@ -156,7 +156,7 @@ TEST_F(AnnalctlTail, FullLogThatDropsItsOldestIsFollowed) {
   }
 }
 
-TEST_F(AnnalctlTail, EmptiedLogIsFollowedOn) {
+TEST_F(AnnalctlTail, EmptiedLogIsStillFollowed) {
   add("one");
   add("two");
   Follower follower;
@@ -256,7 +256,7 @@ TEST_F(AnnalctlTail, NewTriggerIsNoNewBeginning) {
   EXPECT_EQ(follower.shown(2), (Texts{"one", "two"}));
 }
 
-TEST_F(AnnalctlTail, LogThatIsNotThereYetIsWaitedFor) {
+TEST_F(AnnalctlTail, MissingLogIsWaitedFor) {
   static_cast<void>(std::remove(kPath));
   Follower follower;
   EXPECT_NE(follower.told("no log yet").find("waiting"), std::string::npos);
@@ -266,7 +266,7 @@ TEST_F(AnnalctlTail, LogThatIsNotThereYetIsWaitedFor) {
   EXPECT_EQ(follower.shown(1), Texts{"one"});
 }
 
-TEST_F(AnnalctlTail, LogThatIsNotThereIsAFailureWithoutFollowing) {
+TEST_F(AnnalctlTail, MissingLogIsAFailureWithoutFollowing) {
   static_cast<void>(std::remove(kPath));
   const Finished finished = annalctl({"event", "tail", "--no-follow"});
   EXPECT_EQ(finished.status, 1);
@@ -293,7 +293,7 @@ TEST_F(AnnalctlTail, SignalEndsItAtOnceEvenWhileItWaitsForALock) {
   }
 }
 
-TEST_F(AnnalctlTail, ReaderThatGoesAwayEndsItWithoutAWordAlsoWhenNothingHappens) {
+TEST_F(AnnalctlTail, ReaderThatGoesAwayEndsItSilentlyEvenWithoutNewEntries) {
   add("one");
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);

@@ -1,5 +1,5 @@
-// The check that the header shows beside annal_conn_add_entries2: whoever asks it first loses no log to a batch. Waits
-// are counted, and do not take their time.
+// The check that the header shows at annal_conn_add_entries2: a caller that runs it first loses no log to a batch.
+// Waits are counted, not waited.
 #include <sqlite3.h>
 
 #include <array>
@@ -24,18 +24,18 @@ namespace fs = std::filesystem;
 
 constexpr int kRecords = 2;
 
-// What a batch does to a log, unasked.
+// What a batch does to a log without the check.
 enum class Batch {
-  kStores,      // its records, and leaves what was there
-  kLosesRows,   // some or all of its own, and answers success
-  kThrowsAway,  // what was there
+  kStores,      // its records, and keeps the old ones
+  kLosesRows,   // some or all of its own, and returns success
+  kThrowsAway,  // deletes the old entries
 };
 
 struct Situation {
   const char* name;
   Batch batch;
   std::function<void()> make;
-  long waits = 0;  // of the check, in milliseconds
+  long waits = 0;  // the check's waits in milliseconds
 };
 
 void PrintTo(const Situation& situation, std::ostream* out) {
@@ -46,7 +46,7 @@ Situation by_sql(const char* name, Batch batch, const char* statements) {
   return {name, batch, [statements] { sql(kConnLog, statements); }};
 }
 
-// A byte of the file.
+// Changes a byte of the file.
 Situation by_byte(const char* name, Batch batch, std::size_t place, char byte) {
   return {name, batch, [place, byte] {
             std::string log = read_file(kConnLog);
@@ -55,7 +55,7 @@ Situation by_byte(const char* name, Batch batch, std::size_t place, char byte) {
           }};
 }
 
-// In the text of the schema, of the same length: SQLite's own way to change it would look at it.
+// Replaces text of the schema by text of the same length; SQLite would check a change made through SQL.
 Situation by_text(const char* name, Batch batch, const char* from, const char* to) {
   return {name, batch, [from, to] {
             std::string log = read_file(kConnLog);
@@ -150,7 +150,7 @@ class BatchCheck : public TrustTest, public testing::WithParamInterface<Situatio
   }
 };
 
-TEST_P(BatchCheck, TakesTheLogsThatABatchStoresTo) {
+TEST_P(BatchCheck, AcceptsLogsThatABatchCanWrite) {
   EXPECT_EQ(header_example() != 0, GetParam().batch == Batch::kStores);
   EXPECT_GE(Disk::waited(), GetParam().waits * 95 / 100);
   EXPECT_LE(Disk::waited(), GetParam().waits);
@@ -182,8 +182,8 @@ TEST_P(BatchCheck, IsMadeByTheHeaderForCpp) {
   }
 }
 
-// What the check is there for: without it, this becomes of the log.
-TEST_P(BatchCheck, IsNeeded) {
+// Shows what the check prevents: the batch without it.
+TEST_P(BatchCheck, PreventsABatchFromLosingTheLog) {
   std::array<ConnRecord, kRecords> records{};
   int inserted = -1;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), kRecords, &inserted), ANNAL_OK);

@@ -1,4 +1,4 @@
-// A batch whose transaction SQLite undoes half-way, as it does when a disk is full.
+// A batch whose transaction SQLite rolls back half-way, as it does on a full disk.
 #include <sqlite3.h>
 
 #include <array>
@@ -19,11 +19,11 @@ class UndoneBatch : public TrustTest {
   void SetUp() override {
     TrustTest::SetUp();
     ASSERT_EQ(annal_conn_create_tbl(0, 0), ANNAL_OK);
-    ASSERT_EQ(annal_conn_remove_trigger_logfull(), ANNAL_OK);  // with one, SQLite undoes the insert alone
+    ASSERT_EQ(annal_conn_remove_trigger_logfull(), ANNAL_OK);  // with one, SQLite rolls back only the insert
   }
 };
 
-TEST_F(UndoneBatch, CountsAndStoresTheRecordsBehind) {
+TEST_F(UndoneBatch, CountsAndStoresTheRecordsAfterIt) {
   std::array<ConnRecord, 3> records{};
   Disk::fail(kFullDisk, 1, Lasting::kOnce);
   int inserted = -1;
@@ -33,7 +33,7 @@ TEST_F(UndoneBatch, CountsAndStoresTheRecordsBehind) {
   EXPECT_EQ(value(kConnLog, "SELECT COUNT(*) FROM ANNAL_CONN;"), "2");
 }
 
-TEST_F(UndoneBatch, HandsTheRecordsBehindOn) {
+TEST_F(UndoneBatch, ForwardsTheRecordsAfterIt) {
   std::array<ConnRecord, 3> records{};
   Disk::fail(kFullDisk, 1, Lasting::kOnce);
   int inserted = -1;

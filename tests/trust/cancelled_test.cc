@@ -1,5 +1,4 @@
-// A thread that is asked to end while it is in a call ends after the call, and not before the call has done its work
-// and given back what it took.
+// A thread cancelled during a call ends only after the call, which finishes its work and releases everything.
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -30,7 +29,7 @@ int cancel_state() {
   return state;
 }
 
-// What a thread does that has been asked to end, and how far it comes.
+// A cancelled thread's work, and how far it got.
 struct Cancelled {
   const std::function<void()>& work;
   bool done = false;
@@ -82,7 +81,7 @@ class CancelledThreadIn : public CancelledThread, public testing::WithParamInter
 INSTANTIATE_TEST_SUITE_P(, CancelledThreadIn, testing::ValuesIn(scenarios()),
                          [](const testing::TestParamInfo<Scenario>& tested) { return name_of(tested.param); });
 
-// The rows are counted only: SQLite stamps connections with the time of day.
+// Only counts rows: SQLite stamps connections with the time of day.
 Content content_after(const Scenario& scenario) {
   return scenario.log == Log::kNone ? Content() : content_of(path_of(scenario.log));
 }
@@ -110,7 +109,7 @@ TEST_P(CancelledThreadIn, EndsAfterTheCall) {
   expect_no_child_left();
 }
 
-// ---- what a caller's own code meets ----
+// ---- the caller's own code ----
 
 int state_in_callback = -1;
 
@@ -120,14 +119,14 @@ int note_state(void* /*context*/, int /*columns*/, char** /*values*/, char** /*n
   return 0;
 }
 
-TEST_F(CancelledThread, IsNotCancelledInACallback) {
+TEST_F(CancelledThread, FinishesItsCallback) {
   set_up(Log::kEvents, Start::kFilled);
   state_in_callback = -1;
   expect_done_before_the_end([] { EXPECT_EQ(annal_event_query(&note_state, 0, 0, 0, 0, nullptr), ANNAL_OK); });
   EXPECT_EQ(state_in_callback, PTHREAD_CANCEL_DISABLE);
 }
 
-TEST_F(CancelledThread, StaysAsItIsWhereItRefusesToBeCancelled) {
+TEST_F(CancelledThread, KeepsItsCancellationDisabled) {
   set_up(Log::kEvents, Start::kFilled);
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
   EXPECT_EQ(annal_event_query_count(0), 3);

@@ -1,5 +1,5 @@
-// Every exported function meets every failing allocation and every failing operation of the disk, one at a time and
-// from one on: it answers a documented code, and what it leaves is what that code says.
+// Fails each allocation and each disk operation of every exported function, one at a time and from one on. The function
+// must return a documented code and leave what that code says.
 #include <algorithm>
 #include <iterator>
 
@@ -20,7 +20,7 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
     set_up(scenario().log, scenario().start);
     image_ = Image::of(path_);
     expected_.before = content_of(path_);
-    // Once to have what libc and SQLite make at their first use, and once for the rest of the walk to be compared with.
+    // First a warm-up for libc and SQLite, then the reference run for the rest of the walk.
     for (int i = 0; i < 2; ++i) {
       image_.put_back(path_);
       expected_.output.clear();
@@ -31,7 +31,7 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
 
   static const Scenario& scenario() { return GetParam(); }
 
-  // Puts the log back and calls the function, armed by the caller, with nothing left armed.
+  // Restores the log, calls the function with the caller's armed fault, and disarms it.
   template <typename Arm>
   Outcome call_with(Arm arm) {
     image_.put_back(path_);
@@ -43,7 +43,7 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
     return outcome;
   }
 
-  // How often something happens in a call that meets no fault.
+  // Counts an operation in a call without faults.
   template <typename Seen>
   int count(Seen seen) {
     (void)call_with([&] { calm(); });
@@ -58,12 +58,12 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
     Disk::count();
   }
 
-  // Arms, calls and judges. struck tells how many faults there were.
+  // Arms, calls and checks. struck returns the number of faults.
   template <typename Arm, typename Struck>
   void walk(const std::string& what, int nth, Lasting lasting, Arm arm, Struck struck, bool commit_may_stand = false) {
     const std::string place = name_of(scenario()) + ", " + what + " number " + std::to_string(nth) +
                               (lasting == Lasting::kOnce ? "" : " and all that follow");
-    be_at(place);
+    set_crash_note(place);
     SCOPED_TRACE(place);
     const Ledger ledger;
     Outcome outcome = call_with([&] {
@@ -88,7 +88,7 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
     return std::find(codes.begin(), codes.end(), code) != codes.end();
   }
 
-  // The same for a failure whose work may have been committed all the same.
+  // The same for a failure after which the work may still have been committed.
   [[nodiscard]] bool is_described_as_done(Outcome outcome) const {
     std::vector<int> codes = scenario().failures;
     codes.insert(codes.end(), scenario().partial_failures.begin(), scenario().partial_failures.end());
@@ -124,7 +124,7 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
 
 constexpr Lasting kLastings[] = {Lasting::kOnce, Lasting::kFromThenOn};
 
-TEST_P(EveryFunction, StandsThatSqlitesMemoryRunsOut) {
+TEST_P(EveryFunction, SurvivesSqliteAllocationFailures) {
   constexpr int kFew = 60;
   const int all = count([] { return SqliteMemory::countdown().seen(); });
   for (const Lasting lasting : kLastings) {
@@ -136,7 +136,7 @@ TEST_P(EveryFunction, StandsThatSqlitesMemoryRunsOut) {
   }
 }
 
-TEST_P(EveryFunction, StandsThatPlainMemoryRunsOut) {
+TEST_P(EveryFunction, SurvivesMallocFailures) {
   if (!PlainMemory::interposed()) {
     GTEST_SKIP() << "the sanitizers bring a malloc of their own";
   }
@@ -151,7 +151,7 @@ TEST_P(EveryFunction, StandsThatPlainMemoryRunsOut) {
   }
 }
 
-TEST_P(EveryFunction, StandsThatTheDiskFails) {
+TEST_P(EveryFunction, SurvivesDiskFailures) {
   constexpr int kFew = 25;
   for (const DiskFault& fault : disk_faults()) {
     const int all = count([&] { return Disk::seen(fault.operation); });
@@ -165,10 +165,10 @@ TEST_P(EveryFunction, StandsThatTheDiskFails) {
   }
 }
 
-// Where texts are not kept as they are delivered, a name costs memory after its row has been read without fault.
+// In UTF-16, converting a name allocates memory after its row has been read.
 class MigrationInUtf16 : public TrustTest {};
 
-TEST_F(MigrationInUtf16, StandsThatSqlitesMemoryRunsOut) {
+TEST_F(MigrationInUtf16, SurvivesSqliteAllocationFailures) {
   constexpr const char* kFile = "/etc/logs/paper.log";
   constexpr AnnalColumn kColumns[] = {{"id", nullptr}, {"title", "ALTER TABLE paper ADD COLUMN title TEXT;"}};
   sql(kFile, "PRAGMA encoding = 'UTF-16'; CREATE TABLE paper (id INTEGER); INSERT INTO paper VALUES (7);");

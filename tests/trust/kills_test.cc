@@ -1,5 +1,5 @@
-// Processes that use a log are killed at any moment, and replaced. What they have been told is so: an entry that was
-// acknowledged is there once and whole, one that was refused is not there, one that was under way is there or not.
+// Kills processes that use a log at random moments and replaces them. Afterwards every acknowledged entry must be in
+// the log once and whole, every refused one must be absent, and one that was in progress may be either.
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/mman.h>
@@ -39,9 +39,9 @@ using Time = std::chrono::steady_clock;
 
 // ---- entries ----
 
-constexpr const char* kExpendable = "expendable";  // the user of those that the maintainer may delete
+constexpr const char* kExpendable = "expendable";  // the user of entries that the maintainer may delete
 
-// What a writer stores under a number, of which a batch has some parts. Long enough for some not to fit one page.
+// The text of a writer's nth entry; a batch has several parts. Some are longer than a page.
 std::string text_of_entry(int writer, int number, int part) {
   constexpr int kLengths = 5;
   const std::string name =
@@ -56,7 +56,7 @@ struct EntryName {
   auto operator<=>(const EntryName&) const = default;
 };
 
-// Whose text this is; throws when it is nobody's, or not whole.
+// Parses an entry's text; throws if no writer wrote it or it is incomplete.
 EntryName name_of_entry(const std::string& user, const std::string& text) {
   EntryName name;
   const char* at = text.c_str();
@@ -79,96 +79,96 @@ Record connection_of(int writer, int number, int part) {
   return record;
 }
 
-constexpr int kParts = 3;  // of a batch
+constexpr int kParts = 3;  // records in a batch
 
 // ---- the logs ----
 
-using EntryNumber = std::pair<int, int>;  // the writer's, and its own
+using EntryNumber = std::pair<int, int>;  // the writer's number and the entry's
 
-// What became of a call: how many of its entries are stored, or the code of its failure.
+// The outcome of a call: the number of entries stored, or its failure code.
 struct Stored {
   int code;
   int count;
 };
 
-Stored stored_if(int result) {
+Stored stored_one(int result) {
   return {result < 0 ? result : ANNAL_OK, result < 0 ? 0 : 1};
 }
 
-// One way to add an entry, and how many parts it has.
-struct Way {
+// A function that adds an entry, and the number of the entry's parts.
+struct Adder {
   Stored (*add)(int writer, int number);
   int parts;
 };
 
-// What a maintainer does, and the code that says that it could not.
-struct Chore {
+// A maintainer's task, and the code of its failure.
+struct MaintenanceTask {
   const char* what;
   int (*call)();
   int failure;
 };
 
-struct Trade {
+struct Workload {
   const char* name;
   const char* path;
   const char* table;
-  const char* text;  // the columns that hold an entry's text and its user
+  const char* text;  // the columns with an entry's text and user
   const char* user;
-  void (*begin)();
-  std::vector<Way> ways;  // each writer has one
+  void (*create)();
+  std::vector<Adder> adders;  // each writer uses one
   std::vector<int (*)()> counts;
   int (*list)(annal_row_callback callback, void* context);
-  std::vector<Chore> chores;
+  std::vector<MaintenanceTask> tasks;
 };
 
-void PrintTo(const Trade& trade, std::ostream* out) {
-  *out << trade.name;
+void PrintTo(const Workload& workload, std::ostream* out) {
+  *out << workload.name;
 }
 
 constexpr int kNoLimit = 1000000;
 
-void must(int result) {
+void require_ok(int result) {
   if (result != ANNAL_OK) {
     throw std::runtime_error("cannot begin a log: " + std::to_string(result));
   }
 }
 
-// Later calls fail, as for anybody who comes second.
+// Only the first call succeeds.
 template <int (*kAddColumn)(const char*, int, const char*)>
 int add_a_column() {
   return kAddColumn("one_more", 1, "7");
 }
 
-Trade events() {
-  Trade trade{"Events", kEventLog, "ANNAL_EVENT", "event_desc", "event_user", nullptr, {}, {}, nullptr, {}};
-  // As an earlier release made it, so that its migration meets the writers.
-  trade.begin = [] {
-    must(annal_event_create_tbl(kNoLimit, 1));
+Workload events() {
+  Workload workload{"Events", kEventLog, "ANNAL_EVENT", "event_desc", "event_user", nullptr, {}, {}, nullptr, {}};
+  // The table of an earlier release, so that its migration competes with the writers.
+  workload.create = [] {
+    require_ok(annal_event_create_tbl(kNoLimit, 1));
     sql(kEventLog, "DROP INDEX IF EXISTS idx_event_client_app;");
     for (const char* column : {"event_client_agent", "event_client_app", "event_client_id"}) {
       sql(kEventLog, std::string("ALTER TABLE ANNAL_EVENT DROP COLUMN ") + column + ";");
     }
   };
-  trade.ways = {{[](int writer, int number) {
-                   auto record = an_event<EventRecord>(text_of_entry(writer, number, 0).c_str());
-                   put(record.event_user, ("w" + std::to_string(writer)).c_str());
-                   return stored_if(annal_event_add_msgid_ex3(&record));
-                 },
-                 1},
-                {[](int writer, int number) {
-                   auto record = an_event<EventRecordBasic>(text_of_entry(writer, number, 0).c_str());
-                   put(record.event_user, ("w" + std::to_string(writer)).c_str());
-                   return stored_if(annal_event_add(&record));
-                 },
-                 1}};
-  trade.counts = {
+  workload.adders = {{[](int writer, int number) {
+                        auto record = an_event<EventRecord>(text_of_entry(writer, number, 0).c_str());
+                        put(record.event_user, ("w" + std::to_string(writer)).c_str());
+                        return stored_one(annal_event_add_msgid_ex3(&record));
+                      },
+                      1},
+                     {[](int writer, int number) {
+                        auto record = an_event<EventRecordBasic>(text_of_entry(writer, number, 0).c_str());
+                        put(record.event_user, ("w" + std::to_string(writer)).c_str());
+                        return stored_one(annal_event_add(&record));
+                      },
+                      1}};
+  workload.counts = {
       [] { return annal_event_query_count(0); },
       [] { return annal_event_query_count_ex(0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, nullptr, nullptr); }};
-  trade.list = [](annal_row_callback callback, void* context) {
+  workload.list = [](annal_row_callback callback, void* context) {
     return annal_event_query_ex(callback, 0, 0, 0, 0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, context,
                                 nullptr, nullptr);
   };
-  trade.chores = {
+  workload.tasks = {
       {"add what may go",
        [] {
          auto record = an_event<EventRecord>("of no use");
@@ -183,114 +183,115 @@ Trade events() {
       {"add the trigger", [] { return annal_event_add_trigger_logfull(kNoLimit, 1); }, ANNAL_TRIGGER_FAILED},
       {"create", [] { return annal_event_create_tbl(0, 0); }, ANNAL_TABLE_FAILED},
       {"rewrite nothing", [] { return annal_event_del(6, "nobody's"); }, ANNAL_CHANGE_FAILED}};
-  return trade;
+  return workload;
 }
 
-Trade connections() {
-  Trade trade{"Connections", kConnLog, "ANNAL_CONN", "conn_res", "conn_user", nullptr, {}, {}, nullptr, {}};
-  trade.begin = [] { must(annal_conn_create_tbl(kNoLimit, 1)); };
-  trade.ways = {{[](int writer, int number) {
-                   auto record = connection_of<ConnRecord>(writer, number, 0);
-                   return stored_if(annal_conn_add2(&record));
-                 },
-                 1},
-                {[](int writer, int number) {
-                   ConnRecord records[kParts];
-                   for (int part = 0; part < kParts; ++part) {
-                     records[part] = connection_of<ConnRecord>(writer, number, part);
-                   }
-                   Stored stored{};
-                   stored.code = annal_conn_add_entries2(records, kParts, &stored.count);
-                   return stored.code == ANNAL_OK ? stored : Stored{stored.code, 0};
-                 },
-                 kParts}};
-  trade.counts = {[] { return annal_conn_query_count(0); },
-                  [] {
-                    return annal_conn_query_count_ex(0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, 0, 0, nullptr,
-                                                     nullptr, nullptr);
-                  }};
-  trade.list = [](annal_row_callback callback, void* context) {
+Workload connections() {
+  Workload workload{"Connections", kConnLog, "ANNAL_CONN", "conn_res", "conn_user", nullptr, {}, {}, nullptr, {}};
+  workload.create = [] { require_ok(annal_conn_create_tbl(kNoLimit, 1)); };
+  workload.adders = {{[](int writer, int number) {
+                        auto record = connection_of<ConnRecord>(writer, number, 0);
+                        return stored_one(annal_conn_add2(&record));
+                      },
+                      1},
+                     {[](int writer, int number) {
+                        ConnRecord records[kParts];
+                        for (int part = 0; part < kParts; ++part) {
+                          records[part] = connection_of<ConnRecord>(writer, number, part);
+                        }
+                        Stored stored{};
+                        stored.code = annal_conn_add_entries2(records, kParts, &stored.count);
+                        return stored.code == ANNAL_OK ? stored : Stored{stored.code, 0};
+                      },
+                      kParts}};
+  workload.counts = {[] { return annal_conn_query_count(0); },
+                     [] {
+                       return annal_conn_query_count_ex(0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, 0, 0,
+                                                        nullptr, nullptr, nullptr);
+                     }};
+  workload.list = [](annal_row_callback callback, void* context) {
     return annal_conn_query_ex(nullptr, callback, 0, 0, 0, 0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, 0, 0,
                                context, nullptr, nullptr, nullptr);
   };
-  trade.chores = {{"add what may go",
-                   []() -> int {
-                     constexpr const char* kOld =
-                         "INSERT INTO ANNAL_CONN (conn_date, conn_time, conn_user) VALUES ('2001-01-01', '00:00:00', "
-                         "'expendable'), ('2001-01-01', '00:00:00', 'expendable');";
-                     sqlite3* database = nullptr;
-                     sqlite3_open(kConnLog, &database);
-                     sqlite3_busy_timeout(database, 20000);
-                     const bool done = sqlite3_exec(database, kOld, nullptr, nullptr, nullptr) == SQLITE_OK;
-                     sqlite3_close(database);
-                     return done ? ANNAL_OK : ANNAL_INSERT_FAILED;
-                   },
-                   ANNAL_INSERT_FAILED},
-                  {"delete the oldest",  // which are those, as long as no more are deleted than there are
-                   [] {
-                     const int count = annal_conn_query_count_ex(0, nullptr, nullptr, kExpendable, nullptr, nullptr,
-                                                                 nullptr, 0, 0, nullptr, nullptr, nullptr);
-                     return count > 0 ? annal_conn_del_full(count) : ANNAL_OK;
-                   },
-                   ANNAL_TRIGGER_FAILED},
-                  {"migrate", &annal_conn_modify_tbl, ANNAL_CHANGE_FAILED},
-                  {"add a column", &add_a_column<annal_conn_table_add_column>, ANNAL_CHANGE_FAILED},
-                  {"remove the trigger", &annal_conn_remove_trigger_logfull, ANNAL_REMOVE_TRIGGER_FAILED},
-                  {"add the trigger", [] { return annal_conn_add_trigger_logfull(kNoLimit, 1); }, ANNAL_TRIGGER_FAILED},
-                  {"create", [] { return annal_conn_create_tbl(0, 0); }, ANNAL_TABLE_FAILED}};
-  return trade;
+  workload.tasks = {
+      {"add what may go",
+       []() -> int {
+         constexpr const char* kOld =
+             "INSERT INTO ANNAL_CONN (conn_date, conn_time, conn_user) VALUES ('2001-01-01', '00:00:00', "
+             "'expendable'), ('2001-01-01', '00:00:00', 'expendable');";
+         sqlite3* database = nullptr;
+         sqlite3_open(kConnLog, &database);
+         sqlite3_busy_timeout(database, 20000);
+         const bool done = sqlite3_exec(database, kOld, nullptr, nullptr, nullptr) == SQLITE_OK;
+         sqlite3_close(database);
+         return done ? ANNAL_OK : ANNAL_INSERT_FAILED;
+       },
+       ANNAL_INSERT_FAILED},
+      {"delete the oldest",  // the expendable ones, as long as their count is not exceeded
+       [] {
+         const int count = annal_conn_query_count_ex(0, nullptr, nullptr, kExpendable, nullptr, nullptr, nullptr, 0, 0,
+                                                     nullptr, nullptr, nullptr);
+         return count > 0 ? annal_conn_del_full(count) : ANNAL_OK;
+       },
+       ANNAL_TRIGGER_FAILED},
+      {"migrate", &annal_conn_modify_tbl, ANNAL_CHANGE_FAILED},
+      {"add a column", &add_a_column<annal_conn_table_add_column>, ANNAL_CHANGE_FAILED},
+      {"remove the trigger", &annal_conn_remove_trigger_logfull, ANNAL_REMOVE_TRIGGER_FAILED},
+      {"add the trigger", [] { return annal_conn_add_trigger_logfull(kNoLimit, 1); }, ANNAL_TRIGGER_FAILED},
+      {"create", [] { return annal_conn_create_tbl(0, 0); }, ANNAL_TABLE_FAILED}};
+  return workload;
 }
 
-Trade file_operations() {
-  Trade trade{"FileOperations", kFileOpLog, "PAVO2LOG_EVENT", "event_filepath", "event_user", nullptr, {}, {},
-              nullptr,          {}};
-  trade.begin = [] { must(pavo2log_event_create_tbl(kFileOpLog, kNoLimit, 1)); };
-  trade.ways = {{[](int writer, int number) {
-                   const std::string text = text_of_entry(writer, number, 0);
-                   FileOpRecord record = a_file_operation(text.c_str());
-                   put(record.event_user, ("w" + std::to_string(writer)).c_str());
-                   return stored_if(static_cast<int>(pavo2log_event_add(kFileOpLog, &record)));
-                 },
-                 1}};
-  trade.counts = {[] { return pavo2log_event_query_count(kFileOpLog, 0, nullptr, nullptr, nullptr, nullptr); }};
-  trade.list = [](annal_row_callback callback, void* context) {
+Workload file_operations() {
+  Workload workload{"FileOperations", kFileOpLog, "PAVO2LOG_EVENT", "event_filepath", "event_user", nullptr, {}, {},
+                    nullptr,          {}};
+  workload.create = [] { require_ok(pavo2log_event_create_tbl(kFileOpLog, kNoLimit, 1)); };
+  workload.adders = {{[](int writer, int number) {
+                        const std::string text = text_of_entry(writer, number, 0);
+                        FileOpRecord record = a_file_operation(text.c_str());
+                        put(record.event_user, ("w" + std::to_string(writer)).c_str());
+                        return stored_one(static_cast<int>(pavo2log_event_add(kFileOpLog, &record)));
+                      },
+                      1}};
+  workload.counts = {[] { return pavo2log_event_query_count(kFileOpLog, 0, nullptr, nullptr, nullptr, nullptr); }};
+  workload.list = [](annal_row_callback callback, void* context) {
     FileOpFilter filter{};
     filter.event_filesize = -1;
     put(filter.event_user, "w");
     return pavo2log_event_query_by(kFileOpLog, callback, &filter, 0, 0, 0, context);
   };
-  trade.chores = {{"add what may go",
-                   []() -> int {
-                     FileOpRecord record = a_file_operation("of no use");
-                     put(record.event_user, kExpendable);
-                     return pavo2log_event_add(kFileOpLog, &record) > 0 ? ANNAL_OK : ANNAL_INSERT_FAILED;
-                   },
-                   ANNAL_INSERT_FAILED},
-                  {"delete it", [] { return pavo2log_event_del(kFileOpLog, 4, kExpendable); }, ANNAL_CHANGE_FAILED},
-                  {"remove the trigger", [] { return pavo2log_event_remove_trigger_logfull(kFileOpLog); },
-                   ANNAL_REMOVE_TRIGGER_FAILED},
-                  {"add the trigger", [] { return pavo2log_event_add_trigger_logfull(kFileOpLog, kNoLimit, 1); },
-                   ANNAL_TRIGGER_FAILED},
-                  {"create", [] { return pavo2log_event_create_tbl(kFileOpLog, 0, 0); }, ANNAL_TABLE_FAILED}};
-  return trade;
+  workload.tasks = {{"add what may go",
+                     []() -> int {
+                       FileOpRecord record = a_file_operation("of no use");
+                       put(record.event_user, kExpendable);
+                       return pavo2log_event_add(kFileOpLog, &record) > 0 ? ANNAL_OK : ANNAL_INSERT_FAILED;
+                     },
+                     ANNAL_INSERT_FAILED},
+                    {"delete it", [] { return pavo2log_event_del(kFileOpLog, 4, kExpendable); }, ANNAL_CHANGE_FAILED},
+                    {"remove the trigger", [] { return pavo2log_event_remove_trigger_logfull(kFileOpLog); },
+                     ANNAL_REMOVE_TRIGGER_FAILED},
+                    {"add the trigger", [] { return pavo2log_event_add_trigger_logfull(kFileOpLog, kNoLimit, 1); },
+                     ANNAL_TRIGGER_FAILED},
+                    {"create", [] { return pavo2log_event_create_tbl(kFileOpLog, 0, 0); }, ANNAL_TABLE_FAILED}};
+  return workload;
 }
 
-// Without AnnalNoticeModifyTbl, which is for times when nobody else is at the file.
-Trade notices() {
-  Trade trade{"Notices", kNoticeLog, "ANNAL_NOTICE", "desc", "user", nullptr, {}, {}, nullptr, {}};
-  trade.begin = [] { must(annal_notice_create_tbl(kNoLimit, 1)); };
-  trade.ways = {{[](int writer, int number) {
-                   NoticeRecord record = a_notice(text_of_entry(writer, number, 0).c_str());
-                   put(record.user, ("w" + std::to_string(writer)).c_str());
-                   return stored_if(annal_notice_add(&record));
-                 },
-                 1}};
-  trade.counts = {[] { return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr); },
-                  [] { return annal_notice_query_byclientTime_count("1000000000", 9999, "2000000000", nullptr); }};
-  trade.list = [](annal_row_callback callback, void* context) {
+// Without AnnalNoticeModifyTbl, which needs the file to itself.
+Workload notices() {
+  Workload workload{"Notices", kNoticeLog, "ANNAL_NOTICE", "desc", "user", nullptr, {}, {}, nullptr, {}};
+  workload.create = [] { require_ok(annal_notice_create_tbl(kNoLimit, 1)); };
+  workload.adders = {{[](int writer, int number) {
+                        NoticeRecord record = a_notice(text_of_entry(writer, number, 0).c_str());
+                        put(record.user, ("w" + std::to_string(writer)).c_str());
+                        return stored_one(annal_notice_add(&record));
+                      },
+                      1}};
+  workload.counts = {[] { return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr); },
+                     [] { return annal_notice_query_byclientTime_count("1000000000", 9999, "2000000000", nullptr); }};
+  workload.list = [](annal_row_callback callback, void* context) {
     return annal_notice_query(callback, 12, 0, 0, 0, context);
   };
-  trade.chores = {
+  workload.tasks = {
       {"add what may go",
        [] {
          NoticeRecord record = a_notice("of no use");
@@ -304,10 +305,10 @@ Trade notices() {
       {"remove the trigger", &annal_notice_remove_trigger_logfull, ANNAL_REMOVE_TRIGGER_FAILED},
       {"add the trigger", [] { return annal_notice_add_trigger_logfull(kNoLimit, 1); }, ANNAL_TRIGGER_FAILED},
       {"create", [] { return annal_notice_create_tbl(0, 0); }, ANNAL_TABLE_FAILED}};
-  return trade;
+  return workload;
 }
 
-// ---- what happens at a log ----
+// ---- the processes of a log ----
 
 struct Report {
   int writer;
@@ -316,33 +317,33 @@ struct Report {
 };
 static_assert(sizeof(Report) <= 512, "so small that a pipe takes it whole or not at all");
 
-// What the processes of a log share.
+// Memory shared by a log's processes.
 struct Shared {
-  std::atomic<int> acknowledged;  // entries, as far as the test knows
+  std::atomic<int> acknowledged;  // entries that the test knows of
   std::atomic<bool> stop;
-  std::atomic<int> chores_done;
+  std::atomic<int> tasks_done;
 };
 
 constexpr int kWriters = 8;
 constexpr int kReaders = 2;
-constexpr int kWorkers = kWriters + kReaders + 1;  // and a maintainer
+constexpr int kWorkers = kWriters + kReaders + 1;  // plus a maintainer
 
 enum class Role { kWriter, kReader, kMaintainer };
 
-Role role_of(int place) {
-  if (place < kWriters) {
+Role role_of(int slot) {
+  if (slot < kWriters) {
     return Role::kWriter;
   }
-  return place < kWriters + kReaders ? Role::kReader : Role::kMaintainer;
+  return slot < kWriters + kReaders ? Role::kReader : Role::kMaintainer;
 }
 
-// One process at a log, until it is killed or told to stop.
+// A process that uses a log until it is killed or told to stop.
 class Worker {
  public:
-  Worker(const Trade& trade, int place, int number, int reports, Shared& shared)
-      : trade_(trade), place_(place), number_(number), reports_(reports), shared_(shared) {}
+  Worker(const Workload& workload, int slot, int number, int reports, Shared& shared)
+      : workload_(workload), slot_(slot), number_(number), reports_(reports), shared_(shared) {}
 
-  // Returns what the process has to say in the end: nothing, when all was as it should be.
+  // Returns a complaint, or an empty text if all was well.
   std::string work() {
     std::mt19937 dice(static_cast<unsigned>(number_));
     int descriptors = -1;
@@ -350,7 +351,7 @@ class Worker {
       SqliteTrace::reset();
       PlatformRecorder::reset();
       std::string complaint;
-      switch (role_of(place_)) {
+      switch (role_of(slot_)) {
         case Role::kWriter:
           complaint = write_one(turn);
           break;
@@ -358,13 +359,13 @@ class Worker {
           complaint = turn % 4 == 0 ? list() : count(turn);
           break;
         case Role::kMaintainer:
-          complaint = maintain(trade_.chores[dice() % trade_.chores.size()]);
+          complaint = maintain(workload_.tasks[dice() % workload_.tasks.size()]);
           break;
       }
       if (!complaint.empty()) {
         return complaint;
       }
-      if (descriptors < 0) {  // the first call is allowed its first uses
+      if (descriptors < 0) {  // the first call may leave some open
         descriptors = open_descriptors();
       }
     }
@@ -376,8 +377,8 @@ class Worker {
 
  private:
   std::string write_one(int turn) {
-    const Way& way = trade_.ways[static_cast<std::size_t>(place_) % trade_.ways.size()];
-    const Report report{number_, turn, way.add(number_, turn)};
+    const Adder& adder = workload_.adders[static_cast<std::size_t>(slot_) % workload_.adders.size()];
+    const Report report{number_, turn, adder.add(number_, turn)};
     if (report.stored.code != ANNAL_OK && report.stored.code != ANNAL_INSERT_FAILED) {
       return "answered " + std::to_string(report.stored.code) + " to an entry";
     }
@@ -386,7 +387,7 @@ class Worker {
 
   std::string count(int turn) {
     const int least = shared_.acknowledged;
-    const int found = trade_.counts[static_cast<std::size_t>(turn) % trade_.counts.size()]();
+    const int found = workload_.counts[static_cast<std::size_t>(turn) % workload_.counts.size()]();
     if (found == ANNAL_QUERY_FAILED || found >= least) {
       return "";
     }
@@ -394,7 +395,7 @@ class Worker {
   }
 
   struct Found {
-    const Trade& trade;
+    const Workload& workload;
     std::set<EntryName> names;
     std::string complaint;
   };
@@ -404,8 +405,8 @@ class Worker {
     const char* user = nullptr;
     const char* text = nullptr;
     for (int i = 0; i < columns; ++i) {
-      user = std::string_view(names[i]) == found.trade.user ? values[i] : user;
-      text = std::string_view(names[i]) == found.trade.text ? values[i] : text;
+      user = std::string_view(names[i]) == found.workload.user ? values[i] : user;
+      text = std::string_view(names[i]) == found.workload.text ? values[i] : text;
     }
     if (user == nullptr || text == nullptr) {
       found.complaint = "half an entry";
@@ -423,8 +424,8 @@ class Worker {
 
   std::string list() {
     const int least = shared_.acknowledged;
-    Found found{trade_, {}, {}};
-    const int result = trade_.list(&look, &found);
+    Found found{workload_, {}, {}};
+    const int result = workload_.list(&look, &found);
     if (result != ANNAL_OK && result != ANNAL_QUERY_FAILED) {
       return "answered " + std::to_string(result) + " to a listing";
     }
@@ -434,17 +435,17 @@ class Worker {
     return found.complaint;
   }
 
-  std::string maintain(const Chore& chore) {
-    const int result = chore.call();
-    shared_.chores_done += result == ANNAL_OK ? 1 : 0;
+  std::string maintain(const MaintenanceTask& task) {
+    const int result = task.call();
+    shared_.tasks_done += result == ANNAL_OK ? 1 : 0;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    return result == ANNAL_OK || result == chore.failure
+    return result == ANNAL_OK || result == task.failure
                ? ""
-               : "answered " + std::to_string(result) + " when it should " + chore.what;
+               : "answered " + std::to_string(result) + " when it should " + task.what;
   }
 
-  const Trade& trade_;
-  int place_;
+  const Workload& workload_;
+  int slot_;
   int number_;
   int reports_;
   Shared& shared_;
@@ -462,15 +463,15 @@ int seconds_in_all() {
   return whole_walk() ? kHour : kMinute;
 }
 
-class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
+class Kills : public ApplianceTest, public testing::WithParamInterface<Workload> {
  protected:
   void SetUp() override {
     Disk::stand_in(false);
     ApplianceTest::SetUp();
-    run_no_shell(false);
-    // A device's command, so that entries do start processes.
+    block_popen(false);
+    // A device command, so that adding an entry starts a process.
     fs::create_symlink("/bin/true", "/usr/local/sbin/evsh");
-    // What killed processes leave running comes here.
+    // Adopts processes that killed ones leave running.
     ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
     ASSERT_EQ(pipe2(reports_, O_CLOEXEC), 0);
     ASSERT_EQ(fcntl(reports_[0], F_SETFL, O_NONBLOCK), 0);
@@ -488,23 +489,23 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
     Disk::stand_in(true);
   }
 
-  static const Trade& trade() { return GetParam(); }
+  static const Workload& workload() { return GetParam(); }
 
-  // Lets all of them work, and kills, for so long.
+  // Runs and kills workers for the given time.
   void kill_and_replace(unsigned seed, Time::duration time) {
     std::mt19937 dice(seed);
     const Time::time_point end = Time::now() + time;
-    for (int place = 0; place < kWorkers; ++place) {
-      hire(place);
+    for (int slot = 0; slot < kWorkers; ++slot) {
+      start_worker(slot);
     }
-    // In the end nobody is killed for a while, so that some have done much when they are looked at.
+    // No kills near the end, so that some workers have done much when they are checked.
     const Time::time_point quiet = end - time / 8;
-    // On a machine that is busy with something else it takes longer until all have had their turn.
+    // On a busy machine it takes longer until every worker has had its turn.
     const Time::time_point latest = end + std::chrono::seconds(30);
     while ((Time::now() < end || (!all_had_their_turn() && Time::now() < latest)) && !HasFailure()) {
-      constexpr unsigned kLongestPause = 20000;
-      std::this_thread::sleep_for(std::chrono::microseconds(dice() % kLongestPause));
-      hear();
+      constexpr unsigned kMaxPause = 20000;
+      std::this_thread::sleep_for(std::chrono::microseconds(dice() % kMaxPause));
+      read_reports();
       reap(WNOHANG);
       if (Time::now() >= quiet) {
         continue;
@@ -512,46 +513,46 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
       constexpr unsigned kAllAtOnce = 30;
       const auto chosen = dice();
       if (chosen % kAllAtOnce == 0) {
-        for (int place = 0; place < kWorkers; ++place) {
-          fire(place);
+        for (int slot = 0; slot < kWorkers; ++slot) {
+          kill_worker(slot);
         }
-        journals_ += fs::exists(std::string(trade().path) + "-journal") ? 1 : 0;
-        for (int place = 0; place < kWorkers; ++place) {
-          hire(place);
+        journals_ += fs::exists(std::string(workload().path) + "-journal") ? 1 : 0;
+        for (int slot = 0; slot < kWorkers; ++slot) {
+          start_worker(slot);
         }
       } else {
         const auto other = dice();
-        const int place = chosen % 2 == 0 ? static_cast<int>(other % kWorkers) : writing_place(other);
-        fire(place);
-        hire(place);
+        const int slot = chosen % 2 == 0 ? static_cast<int>(other % kWorkers) : writing_slot(other);
+        kill_worker(slot);
+        start_worker(slot);
       }
     }
   }
 
-  // Lets those that are left come to their end. Nobody is left behind.
-  void close_shop() {
+  // Lets the remaining workers finish.
+  void stop_workers() {
     shared_->stop = true;
-    constexpr auto kLongestWait = std::chrono::seconds(60);  // a call may wait for a lock three times as long as 20 s
-    const Time::time_point end = Time::now() + kLongestWait;
-    while (Time::now() < end && !nobody_left_) {
-      hear();
+    constexpr auto kMaxWait = std::chrono::seconds(60);  // a call may wait for three locks, 20 s each
+    const Time::time_point end = Time::now() + kMaxWait;
+    while (Time::now() < end && !all_gone_) {
+      read_reports();
       reap(WNOHANG);
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    hear();
-    EXPECT_TRUE(nobody_left_) << "a process has not come to its end";
-    for (const auto& [process, place] : places_) {
+    read_reports();
+    EXPECT_TRUE(all_gone_) << "a process has not come to its end";
+    for (const auto& [process, slot] : slots_) {
       kill(process, SIGKILL);
     }
     shared_->stop = false;
   }
 
-  // What the log holds, beside what was reported.
-  void judge() {
-    EXPECT_EQ(value(trade().path, "PRAGMA integrity_check;"), "ok");
-    const std::string columns = std::string(trade().user) + ", " + trade().text;
+  // Compares the log with the reports.
+  void check_log() {
+    EXPECT_EQ(value(workload().path, "PRAGMA integrity_check;"), "ok");
+    const std::string columns = std::string(workload().user) + ", " + workload().text;
     std::map<EntryNumber, std::set<int>> found;
-    for (const Row& row : sql(trade().path, "SELECT " + columns + " FROM " + trade().table + ";")) {
+    for (const Row& row : sql(workload().path, "SELECT " + columns + " FROM " + workload().table + ";")) {
       if (row.at(0) != kExpendable) {
         const EntryName name = name_of_entry(row.at(0), row.at(1));
         const bool once = found[{name.writer, name.number}].insert(name.part).second;
@@ -559,7 +560,7 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
       }
     }
     for (const auto& [writer, reported] : reported_) {
-      const Way& way = trade().ways[static_cast<std::size_t>(reported.place) % trade().ways.size()];
+      const Adder& adder = workload().adders[static_cast<std::size_t>(reported.slot) % workload().adders.size()];
       for (std::size_t i = 0; i < reported.counts.size(); ++i) {
         const EntryNumber entry{writer, static_cast<int>(i) + 1};
         const auto parts = found.find(entry);
@@ -567,11 +568,11 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
             << "of entry " << entry.second << " of writer " << writer;
         found.erase(entry);
       }
-      // Under way, or not yet reported, when it was killed.
+      // In progress, or not yet reported, when the writer was killed.
       const auto next = found.find({writer, static_cast<int>(reported.counts.size()) + 1});
       if (next != found.end()) {
-        EXPECT_EQ(next->second.size(), static_cast<std::size_t>(way.parts)) << "a part of what was under way";
-        ++untold_;
+        EXPECT_EQ(next->second.size(), static_cast<std::size_t>(adder.parts)) << "a part of what was under way";
+        ++unreported_;
         found.erase(next);
       }
     }
@@ -580,13 +581,13 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
     }
   }
 
-  // The next writer clears away what a killed one has left beside the log.
+  // The next writer removes a killed writer's journal.
   void expect_nothing_beside() {
-    const Way& way = trade().ways.front();
-    EXPECT_EQ(way.add(++hired_, 1).code, ANNAL_OK);
-    reported_[hired_] = {0, {way.parts}};
+    const Adder& adder = workload().adders.front();
+    EXPECT_EQ(adder.add(++started_, 1).code, ANNAL_OK);
+    reported_[started_] = {0, {adder.parts}};
     for (const fs::directory_entry& entry : fs::directory_iterator(appliance::kLogFolder)) {
-      EXPECT_EQ(entry.path(), trade().path);
+      EXPECT_EQ(entry.path(), workload().path);
     }
   }
 
@@ -595,29 +596,29 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
     shared_->acknowledged = 0;
   }
 
-  [[nodiscard]] int chores_done() const { return shared_->chores_done; }
+  [[nodiscard]] int tasks_done() const { return shared_->tasks_done; }
 
   [[nodiscard]] bool all_had_their_turn() const {
-    return kills_ > 0 && chores_done() > 0 && ways_done_.size() == trade().ways.size();
+    return kills_ > 0 && tasks_done() > 0 && adders_done_.size() == workload().adders.size();
   }
 
   int kills_ = 0;
   int acknowledged_ = 0;
   int refused_ = 0;
-  int untold_ = 0;
+  int unreported_ = 0;
   int journals_ = 0;
-  std::set<std::size_t> ways_done_;
+  std::set<std::size_t> adders_done_;
 
  private:
   struct Reported {
-    int place = 0;
-    std::vector<int> counts;  // of entry 1 and so on
+    int slot = 0;
+    std::vector<int> counts;  // of entry 1 onwards
   };
 
-  void hire(int place) {
-    const int number = ++hired_;
-    if (role_of(place) == Role::kWriter) {
-      reported_[number].place = place;
+  void start_worker(int slot) {
+    const int number = ++started_;
+    if (role_of(slot) == Role::kWriter) {
+      reported_[number].slot = slot;
     }
     std::fflush(nullptr);
     const pid_t process = fork();
@@ -625,61 +626,61 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
     if (process == 0) {
       std::string complaint;
       try {
-        complaint = Worker(trade(), place, number, reports_[1], *shared_).work();
+        complaint = Worker(workload(), slot, number, reports_[1], *shared_).work();
       } catch (const std::exception& problem) {
         complaint = problem.what();
       }
       if (!complaint.empty()) {
-        std::fprintf(stderr, "worker %d at place %d %s\n", number, place, complaint.c_str());
+        std::fprintf(stderr, "worker %d at slot %d %s\n", number, slot, complaint.c_str());
       }
       _exit(complaint.empty() ? EXIT_SUCCESS : EXIT_FAILURE);
     }
-    places_[process] = place;
-    workers_[place] = process;
-    nobody_left_ = false;
+    slots_[process] = slot;
+    workers_[slot] = process;
+    all_gone_ = false;
   }
 
-  // Returns when the process is gone, so that nobody does two things at once under one name.
-  void fire(int place) {
-    const pid_t process = workers_[place];
-    if (!places_.contains(process)) {
-      return;  // gone already, with a complaint
+  // Returns after the process is gone, so that two processes never use one name.
+  void kill_worker(int slot) {
+    const pid_t process = workers_[slot];
+    if (!slots_.contains(process)) {
+      return;  // already gone, with a complaint
     }
     kill(process, SIGKILL);
     ++kills_;
-    while (places_.contains(process)) {
+    while (slots_.contains(process)) {
       reap(0);
     }
-    hear();
+    read_reports();
   }
 
-  // Who writes to the log at this moment, as the kernel knows it.
-  [[nodiscard]] int writing_place(std::size_t otherwise) const {
+  // The process that holds the log's write lock now, as the kernel reports it.
+  [[nodiscard]] int writing_slot(std::size_t otherwise) const {
     constexpr off_t kReservedByte = 0x40000001;  // of SQLite's file format
     struct flock lock {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
     lock.l_start = kReservedByte;
     lock.l_len = 1;
-    const int log = open(trade().path, O_RDONLY | O_CLOEXEC);
+    const int log = open(workload().path, O_RDONLY | O_CLOEXEC);
     const bool held = log >= 0 && fcntl(log, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
     close(log);
-    const auto found = held ? places_.find(lock.l_pid) : places_.end();
-    return found != places_.end() ? found->second : static_cast<int>(otherwise % kWorkers);
+    const auto found = held ? slots_.find(lock.l_pid) : slots_.end();
+    return found != slots_.end() ? found->second : static_cast<int>(otherwise % kWorkers);
   }
 
   void reap(int options) {
     int status = 0;
     pid_t process = waitpid(-1, &status, options);
     for (; process > 0; process = waitpid(-1, &status, WNOHANG)) {
-      if (places_.erase(process) > 0 && !(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) {
+      if (slots_.erase(process) > 0 && !(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) {
         EXPECT_EQ(status, 0) << "of a process that was not killed";
       }
     }
-    nobody_left_ = process < 0 && errno == ECHILD;
+    all_gone_ = process < 0 && errno == ECHILD;
   }
 
-  void hear() {
+  void read_reports() {
     Report report{};
     while (read(reports_[0], &report, sizeof report) == sizeof report) {
       std::vector<int>& counts = reported_[report.writer].counts;
@@ -687,7 +688,7 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
       EXPECT_EQ(static_cast<std::size_t>(report.number), counts.size());
       acknowledged_ += report.stored.count;
       if (report.stored.count > 0) {
-        ways_done_.insert(static_cast<std::size_t>(reported_[report.writer].place) % trade().ways.size());
+        adders_done_.insert(static_cast<std::size_t>(reported_[report.writer].slot) % workload().adders.size());
       }
       shared_->acknowledged += report.stored.count;
       refused_ += report.stored.code != ANNAL_OK ? 1 : 0;
@@ -696,41 +697,41 @@ class Kills : public ApplianceTest, public testing::WithParamInterface<Trade> {
 
   int reports_[2] = {-1, -1};
   Shared* shared_ = nullptr;
-  int hired_ = 0;
-  std::map<pid_t, int> places_;
+  int started_ = 0;
+  std::map<pid_t, int> slots_;
   pid_t workers_[kWorkers] = {};
   std::map<int, Reported> reported_;
-  bool nobody_left_ = true;
+  bool all_gone_ = true;
 };
 
-constexpr int kTrades = 4;
+constexpr int kWorkloads = 4;
 
-TEST_P(Kills, LoseNothingThatWasAcknowledged) {
-  constexpr int kLongestRound = 15;  // with a log of its own, as logs get slower as they grow
-  const auto time = std::chrono::milliseconds(seconds_in_all()) * 1000 / kTrades;
-  const auto rounds = 1 + time / std::chrono::seconds(kLongestRound + 1);
+TEST_P(Kills, LoseNoAcknowledgedEntry) {
+  constexpr int kMaxRound = 15;  // each with a new log, because logs slow down as they grow
+  const auto time = std::chrono::milliseconds(seconds_in_all()) * 1000 / kWorkloads;
+  const auto rounds = 1 + time / std::chrono::seconds(kMaxRound + 1);
   const int descriptors = open_descriptors();
   for (unsigned round = 0; round < rounds && !HasFailure(); ++round) {
     const unsigned seed = first_seed() + round;
     SCOPED_TRACE("ANNAL_TRUST_SEED=" + std::to_string(seed));
-    fs::remove(trade().path);
+    fs::remove(workload().path);
     forget();
-    trade().begin();
+    workload().create();
     kill_and_replace(seed, time / rounds);
-    close_shop();
+    stop_workers();
     expect_nothing_beside();
-    judge();
+    check_log();
   }
   EXPECT_EQ(open_descriptors(), descriptors);
   std::printf(
       "%s: %d kills, %d journals left by all at once, %d entries acknowledged, %d calls refused, %d entries stored and "
-      "not yet acknowledged, %d chores done, seeds from %u\n",
-      trade().name, kills_, journals_, acknowledged_, refused_, untold_, chores_done(), first_seed());
+      "not yet acknowledged, %d tasks done, seeds from %u\n",
+      workload().name, kills_, journals_, acknowledged_, refused_, unreported_, tasks_done(), first_seed());
   EXPECT_TRUE(all_had_their_turn());
 }
 
 INSTANTIATE_TEST_SUITE_P(Trust, Kills, testing::Values(events(), connections(), file_operations(), notices()),
-                         [](const auto& trade) { return trade.param.name; });
+                         [](const auto& workload) { return workload.param.name; });
 
 }  // namespace
 }  // namespace annal::test

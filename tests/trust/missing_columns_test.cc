@@ -1,4 +1,4 @@
-// What the notice log's check of its columns makes of a healthy log when memory is short.
+// How the notice log's column check misjudges a healthy log if memory is short.
 #include "Corix_annal.h"
 #include "common/paths.h"
 #include "tests/support/log_file.h"
@@ -19,7 +19,7 @@ class MissingColumns : public TrustTest {
     ASSERT_EQ(isAllColumnExist(), 0);
   }
 
-  // Calls it with a single allocation of SQLite's failing, the next one each time, until its answer is so.
+  // Fails one allocation of SQLite's, the next one in each call, until the function returns the given result.
   template <typename Call, typename Found>
   static bool comes_to(Call call, Found found) {
     for (int nth = 1;; ++nth) {
@@ -34,12 +34,12 @@ class MissingColumns : public TrustTest {
   }
 };
 
-TEST_F(MissingColumns, AreCountedWhereMemoryIsShort) {
+TEST_F(MissingColumns, AreOvercountedIfMemoryIsShort) {
   EXPECT_TRUE(comes_to(isAllColumnExist, [](int missing) { return missing > 0; }));
   EXPECT_EQ(isAllColumnExist(), 0);
 }
 
-TEST_F(MissingColumns, MakeAMigrationDeleteAHealthyLogWhereMemoryIsShort) {
+TEST_F(MissingColumns, MakeAMigrationDeleteAHealthyLogIfMemoryIsShort) {
   EXPECT_TRUE(comes_to(AnnalNoticeModifyTbl, [](int /*result*/) {
     return value(kNoticeLog, "SELECT COUNT(*) FROM ANNAL_NOTICE WHERE desc = 'kept';") == "0";
   }));

@@ -1,5 +1,5 @@
-// What a program must not do beside the library, and what becomes of its logs if it does. Each test shows the moment
-// that matters, on the machine's own disk; what follows from it (lost entries, a damaged log) is a matter of chance.
+// What a program must not do, and the consequences for its logs. Each test shows the decisive moment on the machine's
+// own disk; whether entries are then lost or the log is damaged depends on chance.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -31,7 +31,7 @@ class Misuse : public TrustTest {
  protected:
   void SetUp() override {
     TrustTest::SetUp();
-    run_no_shell(true);
+    block_popen(true);
     Disk::stand_in(false);
     ASSERT_EQ(annal_event_create_tbl(0, 0), ANNAL_OK);
     ASSERT_EQ(add_event(), ANNAL_OK);
@@ -46,8 +46,8 @@ class Misuse : public TrustTest {
     return annal_event_add_msgid_ex3(&event);
   }
 
-  // Whether another process can lock the bytes that SQLite locks for whoever reads a file. It does not ask SQLite,
-  // which would remember there what it knows of this process.
+  // Whether another process can lock the bytes that SQLite locks for readers. Does not use SQLite, which would remember
+  // this process's locks in the child.
   static bool another_can_lock_it() {
     const pid_t other = fork();
     if (other == 0) {
@@ -65,7 +65,7 @@ class Misuse : public TrustTest {
     return WIFEXITED(status) && WEXITSTATUS(status) == 1;
   }
 
-  // Does something while a call of the library holds its lock: from the callback of a listing.
+  // Runs an action while a call holds its lock, from a listing's callback.
   static int during_a_call(const std::function<void()>& act) {
     return annal_event_query(
         [](void* context, int /*columns*/, char** /*values*/, char** /*names*/) {
@@ -75,7 +75,7 @@ class Misuse : public TrustTest {
         0, 0, 0, 0, const_cast<std::function<void()>*>(&act));
   }
 
-  // SQLite begins again, as a program sets it before its first use.
+  // Restarts SQLite with a setting, as a program sets it before its first use.
   static void configure(const std::function<int()>& setting) {
     ASSERT_EQ(sqlite3_shutdown(), SQLITE_OK);
     ASSERT_EQ(setting(), SQLITE_OK);
@@ -85,7 +85,7 @@ class Misuse : public TrustTest {
 
 // ---- locks that are lost ----
 
-TEST_F(Misuse, ClosingALogsFileGivesTheLocksOfAllCallsAway) {
+TEST_F(Misuse, ClosingALogsFileReleasesTheLocksOfAllCalls) {
   EXPECT_EQ(during_a_call([] {
               EXPECT_FALSE(another_can_lock_it());
               close(open(kEventLog, O_RDONLY | O_CLOEXEC));
@@ -94,7 +94,7 @@ TEST_F(Misuse, ClosingALogsFileGivesTheLocksOfAllCallsAway) {
             ANNAL_OK);
 }
 
-TEST_F(Misuse, ASecondCopyOfSqliteGivesTheLocksOfAllCallsAway) {
+TEST_F(Misuse, ASecondCopyOfSqliteReleasesTheLocksOfAllCalls) {
   if (kSanitized) {
     GTEST_SKIP() << "a sanitizer knows one copy of the C library";
   }
@@ -116,7 +116,7 @@ TEST_F(Misuse, ASecondCopyOfSqliteGivesTheLocksOfAllCallsAway) {
   });
 }
 
-TEST_F(Misuse, AVfsWithoutLocksWritesIntoALogThatAnotherHolds) {
+TEST_F(Misuse, AVfsWithoutLocksWritesToALockedLog) {
   sqlite3_vfs* const usual = sqlite3_vfs_find(nullptr);
   sqlite3_vfs* const without_locks = sqlite3_vfs_find("unix-none");
   ASSERT_NE(without_locks, nullptr);
@@ -130,8 +130,8 @@ TEST_F(Misuse, AVfsWithoutLocksWritesIntoALogThatAnotherHolds) {
 
 // ---- threads ----
 
-// In a process of its own, as the setting stays. The one who reads is the caller's other thread.
-TEST_F(Misuse, ASharedCacheFailsAtOnceWhereACallWouldWait) {
+// Runs in its own process, because the setting stays. The caller's other thread reads.
+TEST_F(Misuse, ASharedCacheFailsInsteadOfWaiting) {
   survive([] {
     sqlite3_enable_shared_cache(1);
     const auto begun = std::chrono::steady_clock::now();
@@ -152,7 +152,7 @@ TEST_F(Misuse, ASingleThreadedSqliteGuardsNothing) {
 
 // ---- limits and descriptors ----
 
-// How a process ends that adds an event when its files may not grow.
+// The exit status of a process that adds an event while its files may not grow.
 int end_of_a_caller_whose_files_may_not_grow(bool ignores) {
   const pid_t caller = fork();
   if (caller == 0) {
@@ -177,7 +177,7 @@ TEST_F(Misuse, AFileSizeLimitKillsACallerThatDoesNotIgnoreItsSignal) {
   EXPECT_EQ(value(kEventLog, "SELECT COUNT(*) FROM ANNAL_EVENT;"), "1");
 }
 
-TEST_F(Misuse, ACallerWithClosedStreamsGetsThemOnTheNullDevice) {
+TEST_F(Misuse, ACallerWithClosedStreamsGetsThemOpenedOnTheNullDevice) {
   survive([] {
     for (const int descriptor : {0, 1, 2}) {
       close(descriptor);
@@ -198,7 +198,7 @@ TEST_F(Misuse, ACallerWithClosedStreamsGetsThemOnTheNullDevice) {
 
 constexpr const char* kUri = "file:/etc/logs/named.log?mode=rwc";
 
-TEST_F(Misuse, APathThatBeginsAsAUriIsOneWhereSqliteIsSetSo) {
+TEST_F(Misuse, APathThatBeginsAsAUriIsOneIfSqliteIsConfiguredSo) {
   survive([] {
     configure([] { return sqlite3_config(SQLITE_CONFIG_URI, 0); });
     EXPECT_EQ(pavo2log_event_create_tbl(kUri, 0, 0), ANNAL_OPEN_FAILED);
@@ -215,7 +215,7 @@ TEST_F(Misuse, APathThatBeginsAsAUriIsOneWhereSqliteIsSetSo) {
 
 // ---- a creation that is killed ----
 
-// Killed before each lock that it takes, which it lets go of between the table and the trigger.
+// Kills it before each lock; it releases the lock between table and trigger.
 TEST_F(Misuse, AKilledCreationCanLeaveATableWithoutItsLimit) {
   Disk::stand_in(true);
   int without_limit = 0;

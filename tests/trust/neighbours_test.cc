@@ -1,6 +1,6 @@
-// Every exported function that touches a log meets what other programs, a machine that broke, and a careless hand make
-// of its file: it answers a documented code, loses and changes nothing that its description does not say, waits no
-// longer than it says, and what SQLite can still read is what it delivers.
+// Calls every exported function that uses a log while other programs, a broken machine or a careless user have changed
+// its file. The function must return a documented code, change nothing beyond its documentation, wait no longer than
+// documented, and deliver what SQLite can still read.
 #include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -32,7 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// ---- what is called, and on what ----
+// ---- the functions and their logs ----
 
 constexpr Log kLogs[] = {Log::kEvents, Log::kConnections, Log::kFileOperations, Log::kNotices};
 
@@ -49,22 +49,22 @@ std::string table_of(Log log) {
   }
 }
 
-Log another(Log log) {
+Log other_log(Log log) {
   return log == Log::kEvents ? Log::kConnections : Log::kEvents;
 }
 
-// Also a journal or what else a neighbour has left, and what was put there in place of a file.
-void empty_the_folder() {
+// Also removes journals that a neighbour has left, and folders or links in a file's place.
+void empty_log_folder() {
   fs::remove_all(appliance::kLogFolder);
   fs::create_directory(appliance::kLogFolder);
 }
 
-// The file of a log in a state, with nothing beside it.
+// The bytes of a log in a state, with no journal.
 const std::string& bytes_of(Log log, Start start) {
   static std::map<std::pair<Log, Start>, std::string> made;
   const auto [entry, is_new] = made.try_emplace({log, start});
   if (is_new) {
-    empty_the_folder();
+    empty_log_folder();
     set_up(log, start);
     entry->second = read_file(path_of(log));
   }
@@ -73,12 +73,12 @@ const std::string& bytes_of(Log log, Start start) {
 
 struct Subject {
   const Scenario* scenario;
-  std::string bytes;  // of the log that it is called on; empty for none
+  std::string bytes;  // of the log before the call; empty for no file
   Expectation expected;
 
   [[nodiscard]] const char* path() const { return path_of(scenario->log); }
   [[nodiscard]] bool creates() const { return scenario->start == Start::kAbsent; }
-  [[nodiscard]] bool answers_number() const { return scenario->success > 0; }
+  [[nodiscard]] bool returns_number() const { return scenario->success > 0; }
   [[nodiscard]] bool is(const char* function) const { return std::strcmp(scenario->function, function) == 0; }
   [[nodiscard]] bool fails_with(int code) const {
     const std::vector<int>& codes = scenario->failures;
@@ -86,15 +86,15 @@ struct Subject {
   }
   [[nodiscard]] bool queries() const { return fails_with(ANNAL_QUERY_FAILED); }
   [[nodiscard]] bool only_reads() const { return queries() || is("isAllColumnExist") || is("annal_common_pack_db"); }
-  void put_log() const {
-    empty_the_folder();
+  void restore_log() const {
+    empty_log_folder();
     if (!bytes.empty()) {
       write_file(path(), bytes);
     }
   }
 };
 
-// Every function with a log.
+// Every function that uses a log.
 const std::vector<Subject>& subjects() {
   static const std::vector<Subject> all = [] {
     std::vector<Subject> made;
@@ -103,9 +103,9 @@ const std::vector<Subject>& subjects() {
         continue;
       }
       Subject subject{&scenario, bytes_of(scenario.log, scenario.start), {}};
-      // Once to have what libc and SQLite make at their first use.
+      // Twice: the first call is the warm-up for libc and SQLite.
       for (int i = 0; i < 2; ++i) {
-        subject.put_log();
+        subject.restore_log();
         subject.expected = {content_of(subject.path()), {}, {}};
         if (scenario.call(subject.expected.output) != scenario.success) {
           throw std::runtime_error(name_of(scenario) + " fails on a log as it should be");
@@ -119,8 +119,8 @@ const std::vector<Subject>& subjects() {
   return all;
 }
 
-// Those that a test with a process beside each call goes through. Forking a process that the sanitizers watch costs
-// many times what it costs otherwise, and shows nothing new: a sample then, another one for each test.
+// The functions for tests that need another process for each call. Forking with a sanitizer costs many times as much
+// and shows nothing new, so each test then takes a different sample.
 std::vector<Subject> subjects_beside_a_process(const std::string& test) {
   constexpr std::size_t kOneIn = kSanitized ? 8 : 1;
   std::vector<Subject> chosen;
@@ -132,7 +132,7 @@ std::vector<Subject> subjects_beside_a_process(const std::string& test) {
 
 // ---- neighbours ----
 
-// Another process at the log: it runs some statements at once, others when it is told to, and is killed in the end.
+// Another process that uses the log: runs some statements at once and others on request, and is killed at the end.
 class Neighbour {
  public:
   Neighbour(const char* path, const std::string& at_once, const std::string& later = "") {
@@ -151,7 +151,7 @@ class Neighbour {
     close(report[1]);
     go_ = go[1];
     report_ = report[0];
-    hear(at_once);
+    expect_done(at_once);
   }
 
   ~Neighbour() {
@@ -163,9 +163,9 @@ class Neighbour {
   Neighbour(const Neighbour&) = delete;
   Neighbour& operator=(const Neighbour&) = delete;
 
-  void go_on() {
+  void run_later() {
     if (process_ > 0 && write(go_, "g", 1) == 1) {
-      hear("what it should do later");
+      expect_done("what it should do later");
     }
     end();
   }
@@ -194,7 +194,7 @@ class Neighbour {
     _exit(0);
   }
 
-  void hear(const std::string& what) const {
+  void expect_done(const std::string& what) const {
     char answer = 'n';
     if (read(report_, &answer, 1) != 1 || answer != 'y') {
       ADD_FAILURE() << "a neighbour cannot do its part: " << what;
@@ -206,30 +206,30 @@ class Neighbour {
   int report_ = -1;
 };
 
-using Keeper = std::unique_ptr<Neighbour>;  // what has to live as long as the call
+using NeighbourHandle = std::unique_ptr<Neighbour>;  // lives as long as the call
 
-// ---- judging ----
+// ---- checks ----
 
-// What there is where the log should be.
-struct Sight {
+// What is at the log's path and in its folder.
+struct FolderState {
   fs::file_type type;
   std::string bytes;
   std::set<std::string> names;  // in the folder
 
-  static Sight of(const char* path) {
+  static FolderState of(const char* path) {
     std::error_code none;
-    Sight sight{fs::symlink_status(path, none).type(), {}, {}};
+    FolderState state{fs::symlink_status(path, none).type(), {}, {}};
     if (fs::is_regular_file(path, none)) {
-      sight.bytes = read_file(path);
+      state.bytes = read_file(path);
     }
     for (const fs::directory_entry& entry : fs::directory_iterator(appliance::kLogFolder, none)) {
-      sight.names.insert(entry.path().filename());
+      state.names.insert(entry.path().filename());
     }
-    return sight;
+    return state;
   }
 };
 
-// What SQLite makes of the statement of a query, to its end.
+// SQLite's own result of a query's statement.
 struct Answer {
   bool opened = false;
   bool complete = false;
@@ -238,7 +238,7 @@ struct Answer {
   int first = 0;
 };
 
-Answer ask_sqlite(const char* path, const std::string& statement) {
+Answer query_with_sqlite(const char* path, const std::string& statement) {
   Answer answer;
   sqlite3* handle = nullptr;
   answer.opened = sqlite3_open(path, &handle) == SQLITE_OK;
@@ -262,11 +262,11 @@ Answer ask_sqlite(const char* path, const std::string& statement) {
   return answer;
 }
 
-int result_for(const Subject& subject, const Answer& answer) {
+int expected_result(const Subject& subject, const Answer& answer) {
   if (!answer.opened) {
     return ANNAL_OPEN_FAILED;
   }
-  if (!subject.answers_number()) {
+  if (!subject.returns_number()) {
     return answer.complete ? ANNAL_OK : ANNAL_QUERY_FAILED;
   }
   const bool usable = answer.has_row && (answer.first >= 0 || subject.is("annal_notice_table_check_column"));
@@ -279,46 +279,46 @@ bool is_documented(const Subject& subject, int result) {
   constexpr int kRequiredColumns = 21;
   return result == scenario.success || subject.fails_with(result) ||
          std::find(partial.begin(), partial.end(), result) != partial.end() ||
-         (subject.answers_number() && result >= 0) ||
+         (subject.returns_number() && result >= 0) ||
          (subject.is("isAllColumnExist") && result >= 0 && result <= kRequiredColumns);
 }
 
-// What a call may leave.
-enum class Demand {
-  kAsEver,        // nothing is in its way: what it always does
-  kAllOrNothing,  // what its description says of a failure
-  kDocumented,    // a documented code: the log is not what it was
+// What a call must return and leave.
+enum class Requirement {
+  kUnaffected,    // the usual result: nothing interferes
+  kAllOrNothing,  // success, or a failure as documented
+  kDocumented,    // any documented code: the log has been changed
 };
 
 struct Circumstances {
-  Demand demand;
-  bool mended_by_opening = false;  // what a neighbour left unfinished is finished by whoever opens the file next
+  Requirement requirement;
+  bool repaired_by_opening = false;  // opening the file finishes or rolls back what a neighbour left unfinished
 };
 
 class NeighbourTest : public TrustTest {
  protected:
   void SetUp() override {
     TrustTest::SetUp();
-    run_no_shell(true);
+    block_popen(true);
     (void)subjects();
   }
 
-  // Calls a function on what the test has arranged, and judges what holds whatever that was.
+  // Calls a function and checks what must hold in every situation.
   Outcome call(const Subject& subject, const Circumstances& circumstances) {
     constexpr unsigned kHangs = 60;
-    const Sight before = Sight::of(subject.path());
+    const FolderState before = FolderState::of(subject.path());
     const Ledger ledger;
     Outcome outcome{};
-    outcome.faults = 2;  // as far as a neighbour goes: again and again
+    outcome.faults = 2;  // a neighbour's interference can repeat
     SqliteTrace::reset();
     PlatformRecorder::reset();
     SqliteMemory::countdown().count_only();
     PlainMemory::countdown().count_only();
-    be_at(name_of(*subject.scenario) + " " + place_, kHangs);
+    set_crash_note(name_of(*subject.scenario) + " " + place_, kHangs);
     PlainMemory::watch(true);
     outcome.result = subject.scenario->call(outcome.output);
     PlainMemory::watch(false);
-    be_at("");
+    set_crash_note("");
     const long waited = Disk::waited();
     Disk::count();
 
@@ -326,38 +326,38 @@ class NeighbourTest : public TrustTest {
     EXPECT_LE(waited, static_cast<long>(subject.scenario->waits) * subject.scenario->wait_milliseconds)
         << "waits longer than it says";
     EXPECT_TRUE(is_documented(subject, outcome.result)) << "answered " << outcome.result;
-    const Sight after = Sight::of(subject.path());
+    const FolderState after = FolderState::of(subject.path());
     expect_nothing_beside(before, after);
-    if (subject.only_reads() && !circumstances.mended_by_opening) {
+    if (subject.only_reads() && !circumstances.repaired_by_opening) {
       EXPECT_TRUE(after.bytes == before.bytes) << "reading has changed the file";
       const bool made_empty = before.type == fs::file_type::not_found && after.type == fs::file_type::regular;
       EXPECT_TRUE(after.type == before.type || made_empty);
     }
-    if (is_failure(subject, outcome.result) && !circumstances.mended_by_opening) {
+    if (is_failure(subject, outcome.result) && !circumstances.repaired_by_opening) {
       EXPECT_TRUE(after.bytes == before.bytes) << "answered " << outcome.result << ", and has changed the file";
     }
     return outcome;
   }
 
-  // One that says that nothing was done, from a function that deletes no file to mend it.
+  // A result that means that nothing was done, from a function that never recreates a file.
   static bool is_failure(const Subject& subject, int result) {
     return subject.fails_with(result) && !subject.creates() && !subject.is("AnnalNoticeModifyTbl") &&
            !subject.fails_with(ANNAL_BATCH_FAILED);
   }
 
-  // A query delivers what SQLite can read, to the first row that it cannot, and says so there.
+  // A query delivers what SQLite can read up to the first unreadable row, and then fails.
   static void expect_what_sqlite_reads(const Subject& subject, const Outcome& outcome) {
     if (!subject.queries() || outcome.result == ANNAL_NO_MEMORY) {
       return;
     }
     const Calls statements = SqliteTrace::statements();
-    const Answer answer = ask_sqlite(subject.path(), statements.empty() ? "" : statements.back());
-    EXPECT_EQ(outcome.result, result_for(subject, answer));
-    EXPECT_EQ(outcome.output, subject.answers_number() ? "" : answer.rows);
+    const Answer answer = query_with_sqlite(subject.path(), statements.empty() ? "" : statements.back());
+    EXPECT_EQ(outcome.result, expected_result(subject, answer));
+    EXPECT_EQ(outcome.output, subject.returns_number() ? "" : answer.rows);
   }
 
-  // What has been acknowledged is so, as far as the table can be read. Where a trigger might take a new entry again
-  // there is no telling.
+  // Acknowledged changes are in the table as far as it can be read. With a trigger, which may delete a new entry, this
+  // cannot be checked.
   static void expect_what_was_acknowledged(const Subject& subject, const Outcome& outcome) {
     static const std::map<std::string, const char*> kFound = {
         {"annal_event_add_msgid_ex3", "WHERE event_desc = 'it''s new'"},
@@ -376,15 +376,15 @@ class NeighbourTest : public TrustTest {
       return;
     }
     const std::string stored = outcome.output.empty() ? "1" : outcome.output;  // a batch says how many
-    const Answer answer = ask_sqlite(
+    const Answer answer = query_with_sqlite(
         subject.path(), "SELECT COUNT(*) FROM " + table_of(subject.scenario->log) + " NOT INDEXED " + found->second);
     if (answer.complete) {
       EXPECT_EQ(answer.rows, (empties ? "0" : stored) + "|\n") << "acknowledged, and not so";
     }
   }
 
-  static void judge(const Subject& subject, Outcome outcome, Demand demand) {
-    if (demand == Demand::kDocumented) {
+  static void expect_requirement(const Subject& subject, Outcome outcome, Requirement requirement) {
+    if (requirement == Requirement::kDocumented) {
       expect_what_sqlite_reads(subject, outcome);
       expect_what_was_acknowledged(subject, outcome);
       return;
@@ -395,33 +395,34 @@ class NeighbourTest : public TrustTest {
       FAIL() << "answered " << outcome.result << " and left a file that is not sound: " << problem.what();
     }
     const Expectation& expected = subject.expected;
-    const bool as_ever = outcome.result == subject.scenario->success && outcome.output == expected.output &&
-                         outcome.found == expected.after;
-    const bool described = demand == Demand::kAllOrNothing && is_described(*subject.scenario, outcome, expected);
-    EXPECT_TRUE(as_ever || described) << "answered " << outcome.result << " with \"" << outcome.output
-                                      << "\", and left\n"
-                                      << text_of(outcome.found) << "where it found\n"
-                                      << text_of(expected.before) << "and would leave\n"
-                                      << text_of(expected.after);
+    const bool unaffected = outcome.result == subject.scenario->success && outcome.output == expected.output &&
+                            outcome.found == expected.after;
+    const bool described =
+        requirement == Requirement::kAllOrNothing && is_described(*subject.scenario, outcome, expected);
+    EXPECT_TRUE(unaffected || described) << "answered " << outcome.result << " with \"" << outcome.output
+                                         << "\", and left\n"
+                                         << text_of(outcome.found) << "where it found\n"
+                                         << text_of(expected.before) << "and would leave\n"
+                                         << text_of(expected.after);
   }
 
-  std::string place_;  // for a crash to be told
+  std::string place_;  // printed if the process crashes
 
  private:
-  // A call takes away what it has put beside the log.
-  static void expect_nothing_beside(const Sight& before, const Sight& after) {
+  // A call removes the files that it creates beside the log.
+  static void expect_nothing_beside(const FolderState& before, const FolderState& after) {
     for (const std::string& name : after.names) {
       EXPECT_TRUE(before.names.contains(name) || name.ends_with(".log")) << "left " << name;
     }
   }
 };
 
-// ---- the file is not what it should be ----
+// ---- changed and damaged files ----
 
 struct Situation {
   const char* name;
   Circumstances circumstances;
-  std::function<Keeper(const Subject&)> arrange;  // with the log in place
+  std::function<NeighbourHandle(const Subject&)> arrange;  // called after the log has been restored
   bool with_a_process = false;
 };
 
@@ -429,17 +430,17 @@ void PrintTo(const Situation& situation, std::ostream* out) {
   *out << situation.name;
 }
 
-// A situation that some statements make.
-Situation by_sql(const char* name, Demand demand, std::function<std::string(Log)> statements) {
-  return {name, {demand}, [statements = std::move(statements)](const Subject& subject) -> Keeper {
+// A situation that SQL statements create.
+Situation by_sql(const char* name, Requirement requirement, std::function<std::string(Log)> statements) {
+  return {name, {requirement}, [statements = std::move(statements)](const Subject& subject) -> NeighbourHandle {
             sql(subject.path(), statements(subject.scenario->log));
             return nullptr;
           }};
 }
 
-// One that comes of other bytes in the file.
+// One that changes the file's bytes.
 Situation by_bytes(const char* name, std::function<std::string(std::string)> change) {
-  return {name, {Demand::kDocumented}, [change = std::move(change)](const Subject& subject) -> Keeper {
+  return {name, {Requirement::kDocumented}, [change = std::move(change)](const Subject& subject) -> NeighbourHandle {
             write_file(subject.path(), change(read_file(subject.path())));
             return nullptr;
           }};
@@ -454,7 +455,7 @@ std::size_t page_of(const std::string& log) {
   return std::size_t{static_cast<unsigned char>(log.at(kPlaceInHeader))} * 256;  // none of ours is smaller or odd
 }
 
-// To a number of pages and of bytes behind them.
+// Truncates to a number of pages plus some bytes.
 Situation truncated(const char* name, std::size_t pages, std::size_t bytes = 0) {
   return by_bytes(name, [pages, bytes](const std::string& log) { return log.substr(0, pages * page_of(log) + bytes); });
 }
@@ -467,9 +468,9 @@ Situation header(const char* name, std::size_t place, char byte) {
   });
 }
 
-// One where something else is in the place of the file.
+// One that puts something else in the file's place.
 Situation in_its_place(const char* name, std::function<void(const char*)> put) {
-  return {name, {Demand::kDocumented}, [put = std::move(put)](const Subject& subject) -> Keeper {
+  return {name, {Requirement::kDocumented}, [put = std::move(put)](const Subject& subject) -> NeighbourHandle {
             fs::remove(subject.path());
             put(subject.path());
             return nullptr;
@@ -477,13 +478,13 @@ Situation in_its_place(const char* name, std::function<void(const char*)> put) {
 }
 
 Situation beside_it(const char* name, Circumstances circumstances, std::function<void(const std::string&)> put) {
-  return {name, circumstances, [put = std::move(put)](const Subject& subject) -> Keeper {
+  return {name, circumstances, [put = std::move(put)](const Subject& subject) -> NeighbourHandle {
             put(subject.path());
             return nullptr;
           }};
 }
 
-// One with another process at the file.
+// One with another process that has the file open.
 Situation by_neighbour(const char* name, Circumstances circumstances, std::string statements, bool killed) {
   return {name, circumstances,
           [statements = std::move(statements), killed](const Subject& subject) {
@@ -501,15 +502,15 @@ std::string noise(std::size_t size) {
 }
 
 std::vector<Situation> situations() {
-  constexpr Demand kAsEver = Demand::kAsEver;
-  constexpr Demand kDocumented = Demand::kDocumented;
+  constexpr Requirement kUnaffected = Requirement::kUnaffected;
+  constexpr Requirement kDocumented = Requirement::kDocumented;
   // Enough to make SQLite write to the file before the transaction ends.
   const std::string unfinished =
       "PRAGMA cache_size = 1; BEGIN; CREATE TABLE unfinished AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + "
       "1 "
       "FROM n WHERE i < 200) SELECT i, hex(zeroblob(200)) FROM n;";
   return {
-      // A neighbour that has changed the log.
+      // A neighbour has changed the log.
       by_sql("DroppedTable", kDocumented, [](Log log) { return "DROP TABLE " + table_of(log) + ";"; }),
       by_sql("RenamedTable", kDocumented,
              [](Log log) { return "ALTER TABLE " + table_of(log) + " RENAME TO another;"; }),
@@ -544,31 +545,32 @@ std::vector<Situation> situations() {
              }),
       {"AnotherLog",
        {kDocumented},
-       [](const Subject& subject) -> Keeper {
-         write_file(subject.path(), bytes_of(another(subject.scenario->log), Start::kFilled));
+       [](const Subject& subject) -> NeighbourHandle {
+         write_file(subject.path(), bytes_of(other_log(subject.scenario->log), Start::kFilled));
          return nullptr;
        }},
       // Other forms of a sound file.
-      by_sql("PagesOf512", kAsEver, [](Log /*log*/) { return "PRAGMA page_size = 512; VACUUM;"; }),
-      by_sql("PagesOf65536", kAsEver, [](Log /*log*/) { return "PRAGMA page_size = 65536; VACUUM;"; }),
-      by_sql("AutoVacuum", kAsEver, [](Log /*log*/) { return "PRAGMA auto_vacuum = FULL; VACUUM;"; }),
-      by_sql("WriteAheadLog", kAsEver, [](Log /*log*/) { return "PRAGMA journal_mode = WAL;"; }),
-      by_neighbour("WriteAheadLogInUse", {kAsEver},
+      by_sql("PagesOf512", kUnaffected, [](Log /*log*/) { return "PRAGMA page_size = 512; VACUUM;"; }),
+      by_sql("PagesOf65536", kUnaffected, [](Log /*log*/) { return "PRAGMA page_size = 65536; VACUUM;"; }),
+      by_sql("AutoVacuum", kUnaffected, [](Log /*log*/) { return "PRAGMA auto_vacuum = FULL; VACUUM;"; }),
+      by_sql("WriteAheadLog", kUnaffected, [](Log /*log*/) { return "PRAGMA journal_mode = WAL;"; }),
+      by_neighbour("WriteAheadLogInUse", {kUnaffected},
                    "PRAGMA journal_mode = WAL; PRAGMA user_version = 7; SELECT * FROM sqlite_master;", false),
-      by_neighbour("WriteAheadLogBeingRead", {kAsEver},
+      by_neighbour("WriteAheadLogBeingRead", {kUnaffected},
                    "PRAGMA journal_mode = WAL; PRAGMA user_version = 7; BEGIN; SELECT * FROM sqlite_master;", false),
-      by_neighbour("WriteAheadLogBeingWritten", {Demand::kAllOrNothing},
+      by_neighbour("WriteAheadLogBeingWritten", {Requirement::kAllOrNothing},
                    "PRAGMA journal_mode = WAL; PRAGMA user_version = 7; BEGIN IMMEDIATE;", false),
-      by_neighbour("WriteAheadLogLeftBehind", {kAsEver, true}, "PRAGMA journal_mode = WAL; PRAGMA user_version = 7;",
-                   true),
-      by_neighbour("UnfinishedTransactionLeftBehind", {kAsEver, true}, unfinished, true),
-      // What lies beside it.
-      beside_it("JournalOfNoise", {kAsEver, true},
+      by_neighbour("WriteAheadLogLeftBehind", {kUnaffected, true},
+                   "PRAGMA journal_mode = WAL; PRAGMA user_version = 7;", true),
+      by_neighbour("UnfinishedTransactionLeftBehind", {kUnaffected, true}, unfinished, true),
+      // Files beside the log.
+      beside_it("JournalOfNoise", {kUnaffected, true},
                 [](const std::string& path) { write_file(path + "-journal", noise(4096)); }),
-      beside_it("EmptyJournal", {kAsEver, true}, [](const std::string& path) { write_file(path + "-journal", ""); }),
+      beside_it("EmptyJournal", {kUnaffected, true},
+                [](const std::string& path) { write_file(path + "-journal", ""); }),
       beside_it("FolderAsJournal", {kDocumented},
                 [](const std::string& path) { fs::create_directory(path + "-journal"); }),
-      beside_it("WriteAheadLogOfNoise", {kAsEver, true},
+      beside_it("WriteAheadLogOfNoise", {kUnaffected, true},
                 [](const std::string& path) { write_file(path + "-wal", noise(4096)); }),
       // A file that has lost its end.
       truncated("TruncatedToNothing", 0),
@@ -581,7 +583,7 @@ std::vector<Situation> situations() {
                [](const std::string& log) { return log.substr(0, log.size() / page_of(log) / 2 * page_of(log)); }),
       by_bytes("WithoutItsLastByte", [](const std::string& log) { return log.substr(0, log.size() - 1); }),
       by_bytes("GrownByHalfAPage", [](const std::string& log) { return log + std::string(page_of(log) / 2, '\0'); }),
-      // No log at all.
+      // Not a log at all.
       garbage("OneByte", 1, 'x'),
       garbage("SomeText", 100, 'x'),
       garbage("APageOfText", 4096, 'x'),
@@ -619,23 +621,23 @@ std::vector<Situation> situations() {
 
 class Neighbours : public NeighbourTest, public testing::WithParamInterface<Situation> {};
 
-TEST_P(Neighbours, EveryFunctionAnswersAsDescribed) {
+TEST_P(Neighbours, EveryFunctionBehavesAsDocumented) {
   const Situation& situation = GetParam();
   place_ = situation.name;
   for (const Subject& each : situation.with_a_process ? subjects_beside_a_process(situation.name) : subjects()) {
     Subject subject = each;
     Circumstances circumstances = situation.circumstances;
-    if (subject.creates()) {  // there is something already
+    if (subject.creates()) {  // a file is already there
       subject.bytes = bytes_of(subject.scenario->log, Start::kFilled);
-      circumstances.demand = Demand::kDocumented;
+      circumstances.requirement = Requirement::kDocumented;
     }
     SCOPED_TRACE(name_of(*subject.scenario));
-    subject.put_log();
-    const Keeper keeper = situation.arrange(subject);
+    subject.restore_log();
+    const NeighbourHandle neighbour = situation.arrange(subject);
     const Outcome outcome = call(subject, circumstances);
-    judge(subject, outcome, circumstances.demand);
+    expect_requirement(subject, outcome, circumstances.requirement);
   }
-  empty_the_folder();
+  empty_log_folder();
 }
 
 INSTANTIATE_TEST_SUITE_P(Trust, Neighbours, testing::ValuesIn(situations()),
@@ -643,55 +645,55 @@ INSTANTIATE_TEST_SUITE_P(Trust, Neighbours, testing::ValuesIn(situations()),
 
 // ---- another process holds a lock ----
 
-struct Hold {
+struct HeldLock {
   const char* name;
   const char* begin;
   bool stops_readers;
-  std::function<std::string(Log)> work;  // that it does under the lock; empty for none
-  bool ends;                             // while the call waits
+  std::function<std::string(Log)> work;  // its statements under the lock; empty for none
+  bool ends;                             // the lock ends while the call waits
 };
 
-void PrintTo(const Hold& hold, std::ostream* out) {
-  *out << hold.name;
+void PrintTo(const HeldLock& held, std::ostream* out) {
+  *out << held.name;
 }
 
-class HeldLogs : public NeighbourTest, public testing::WithParamInterface<Hold> {};
+class LockedLogs : public NeighbourTest, public testing::WithParamInterface<HeldLock> {};
 
-TEST_P(HeldLogs, EveryFunctionWaitsAsLongAsItSays) {
+TEST_P(LockedLogs, EveryFunctionWaitsAsDocumented) {
   constexpr long kHeldFor = 700;
-  const Hold& hold = GetParam();
-  place_ = hold.name;
-  for (const Subject& subject : subjects_beside_a_process(hold.name)) {
+  const HeldLock& held = GetParam();
+  place_ = held.name;
+  for (const Subject& subject : subjects_beside_a_process(held.name)) {
     SCOPED_TRACE(name_of(*subject.scenario));
-    subject.put_log();
-    const std::string work = hold.work && !subject.creates() ? hold.work(subject.scenario->log) : "";
-    Neighbour neighbour(subject.path(), hold.begin + work, "COMMIT;");
+    subject.restore_log();
+    const std::string work = held.work && !subject.creates() ? held.work(subject.scenario->log) : "";
+    Neighbour neighbour(subject.path(), held.begin + work, "COMMIT;");
     long waited = 0;
-    if (hold.ends) {
+    if (held.ends) {
       Disk::meanwhile(kHeldFor, [&] {
         waited = Disk::waited();
-        neighbour.go_on();
+        neighbour.run_later();
       });
     }
     const bool reads = subject.only_reads();
-    const Outcome outcome = call(subject, {Demand::kAllOrNothing, !work.empty()});
+    const Outcome outcome = call(subject, {Requirement::kAllOrNothing, !work.empty()});
     neighbour.end();
-    // The column that this function adds is added without a wait, by the function for that; it waits while it looks.
-    const bool waits = subject.scenario->waits > 0 && (hold.stops_readers || !subject.is("AnnalNoticeModifyTbl"));
-    const bool hindered = (!reads || hold.stops_readers) && !subject.is("annal_common_pack_db");
-    if (hold.ends && waits && hindered) {
+    // This function waits while it checks for its column, but adds it without a wait.
+    const bool waits = subject.scenario->waits > 0 && (held.stops_readers || !subject.is("AnnalNoticeModifyTbl"));
+    const bool hindered = (!reads || held.stops_readers) && !subject.is("annal_common_pack_db");
+    if (held.ends && waits && hindered) {
       EXPECT_GE(waited, kHeldFor) << "did not wait";
     }
-    const bool as_ever = !hindered || (hold.ends && waits);
+    const bool unaffected = !hindered || (held.ends && waits);
     if (work.empty()) {
-      judge(subject, outcome, as_ever ? Demand::kAsEver : Demand::kAllOrNothing);
+      expect_requirement(subject, outcome, unaffected ? Requirement::kUnaffected : Requirement::kAllOrNothing);
     } else if (waits) {
-      judge(subject, outcome, Demand::kDocumented);
+      expect_requirement(subject, outcome, Requirement::kDocumented);
     }
   }
 }
 
-std::vector<Hold> holds() {
+std::vector<HeldLock> held_locks() {
   const auto nothing = [](Log /*log*/) { return std::string(); };
   const auto drop = [](Log log) { return "DROP TABLE " + table_of(log) + ";"; };
   const auto migrate = [](Log log) { return "ALTER TABLE " + table_of(log) + " ADD COLUMN later TEXT DEFAULT 'a';"; };
@@ -712,25 +714,26 @@ std::vector<Hold> holds() {
   };
 }
 
-INSTANTIATE_TEST_SUITE_P(Trust, HeldLogs, testing::ValuesIn(holds()), [](const auto& hold) { return hold.param.name; });
+INSTANTIATE_TEST_SUITE_P(Trust, LockedLogs, testing::ValuesIn(held_locks()),
+                         [](const auto& held) { return held.param.name; });
 
 // ---- another process acts at the worst moment ----
 
-struct Act {
+struct Interference {
   const char* name;
-  bool keeps_file;  // false: it puts another in its place, or none
-  std::function<void(const Subject&)> act;
+  bool keeps_file;  // false: deletes or replaces the file
+  std::function<void(const Subject&)> run;
 };
 
-void PrintTo(const Act& act, std::ostream* out) {
-  *out << act.name;
+void PrintTo(const Interference& interference, std::ostream* out) {
+  *out << interference.name;
 }
 
-class WorstMoments : public NeighbourTest, public testing::WithParamInterface<Act> {};
+class WorstMoments : public NeighbourTest, public testing::WithParamInterface<Interference> {};
 
-// Each moment at which a call is about to lock the file, having let go of it or not yet looked at it.
-TEST_P(WorstMoments, EveryFunctionAnswersAsDescribed) {
-  const Act& act = GetParam();
+// Acts each time a call is about to lock a file that it has not locked.
+TEST_P(WorstMoments, EveryFunctionBehavesAsDocumented) {
+  const Interference& interference = GetParam();
   for (const Subject& each : subjects()) {
     Subject subject = each;
     if (subject.creates()) {
@@ -738,18 +741,18 @@ TEST_P(WorstMoments, EveryFunctionAnswersAsDescribed) {
     }
     bool struck = true;
     for (int nth = 1; struck; ++nth) {
-      place_ = std::string(act.name) + " before lock " + std::to_string(nth);
+      place_ = std::string(interference.name) + " before lock " + std::to_string(nth);
       SCOPED_TRACE(name_of(*subject.scenario) + ", " + place_);
-      subject.put_log();
+      subject.restore_log();
       struck = false;
       Disk::before_lock(nth, [&] {
         struck = true;
-        act.act(subject);
+        interference.run(subject);
       });
-      const Outcome outcome = call(subject, {Demand::kDocumented, true});
-      // A count prepares its statement once: where the schema is another when it is run, it fails.
-      const bool prepared_before = subject.answers_number() && outcome.result == ANNAL_QUERY_FAILED;
-      if (act.keeps_file && !prepared_before) {
+      const Outcome outcome = call(subject, {Requirement::kDocumented, true});
+      // A count prepares its statement once, so it fails if the schema changes before it runs.
+      const bool prepared_before = subject.returns_number() && outcome.result == ANNAL_QUERY_FAILED;
+      if (interference.keeps_file && !prepared_before) {
         expect_what_sqlite_reads(subject, outcome);
       }
       expect_what_was_acknowledged(subject, outcome);
@@ -757,7 +760,7 @@ TEST_P(WorstMoments, EveryFunctionAnswersAsDescribed) {
   }
 }
 
-std::vector<Act> acts() {
+std::vector<Interference> interferences() {
   const auto log = [](const Subject& subject) { return table_of(subject.scenario->log); };
   return {
       {"TheTableIsDropped", true,
@@ -773,23 +776,23 @@ std::vector<Act> acts() {
   };
 }
 
-INSTANTIATE_TEST_SUITE_P(Trust, WorstMoments, testing::ValuesIn(acts()),
-                         [](const auto& act) { return act.param.name; });
+INSTANTIATE_TEST_SUITE_P(Trust, WorstMoments, testing::ValuesIn(interferences()),
+                         [](const auto& interference) { return interference.param.name; });
 
-// ---- the folder is of another kind ----
+// ---- unusual file systems ----
 
-// A file system that the folder of the logs lies on, in a mount namespace of a process of its own.
-struct Ground {
+// A file system for the log folder, in another process's mount namespace.
+struct FileSystemState {
   const char* name;
-  Demand demand;
-  long room;  // pages left free behind the log and a page of its journal; negative: the folder is read-only
+  Requirement requirement;
+  long room;  // free pages besides the log and one page of its journal; negative: the folder is read-only
 };
 
-void PrintTo(const Ground& ground, std::ostream* out) {
-  *out << ground.name;
+void PrintTo(const FileSystemState& file_system, std::ostream* out) {
+  *out << file_system.name;
 }
 
-class Grounds : public NeighbourTest, public testing::WithParamInterface<Ground> {
+class FileSystems : public NeighbourTest, public testing::WithParamInterface<FileSystemState> {
  protected:
   static void must(int result, const char* what) {
     if (result != 0) {
@@ -798,7 +801,7 @@ class Grounds : public NeighbourTest, public testing::WithParamInterface<Ground>
   }
 
   static void put_read_only(const Subject& subject) {
-    subject.put_log();
+    subject.restore_log();
     must(mount(appliance::kLogFolder, appliance::kLogFolder, nullptr, MS_BIND, nullptr), "bind");
     must(mount(nullptr, appliance::kLogFolder, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV,
                nullptr),
@@ -822,25 +825,25 @@ class Grounds : public NeighbourTest, public testing::WithParamInterface<Ground>
     std::fclose(filler);
   }
 
-  // In a process of its own, which has left the machine's mounts.
+  // Runs in a child with its own mounts.
   void call_all() {
-    const Ground& ground = GetParam();
-    place_ = ground.name;
+    const FileSystemState& file_system = GetParam();
+    place_ = file_system.name;
     for (const Subject& subject : subjects()) {
       SCOPED_TRACE(name_of(*subject.scenario));
-      if (ground.room < 0) {
+      if (file_system.room < 0) {
         put_read_only(subject);
       } else {
-        put_full(subject, ground.room);
+        put_full(subject, file_system.room);
       }
-      const Outcome outcome = call(subject, {ground.demand});
-      judge(subject, outcome, subject.only_reads() ? Demand::kAsEver : ground.demand);
+      const Outcome outcome = call(subject, {file_system.requirement});
+      expect_requirement(subject, outcome, subject.only_reads() ? Requirement::kUnaffected : file_system.requirement);
       must(umount2(appliance::kLogFolder, MNT_DETACH), "umount");
     }
   }
 };
 
-TEST_P(Grounds, EveryFunctionDoesAllOrNothing) {
+TEST_P(FileSystems, EveryFunctionDoesAllOrNothing) {
   std::fflush(nullptr);
   const pid_t process = fork();
   if (process == 0) {
@@ -862,22 +865,22 @@ TEST_P(Grounds, EveryFunctionDoesAllOrNothing) {
   EXPECT_EQ(status, 0);
 }
 
-constexpr Ground kGrounds[] = {
-    {"ReadOnly", Demand::kAllOrNothing, -1},        {"Full", Demand::kAllOrNothing, 0},
-    {"FullButOnePage", Demand::kAllOrNothing, 1},   {"FullButTwoPages", Demand::kAllOrNothing, 2},
-    {"FullButFivePages", Demand::kAllOrNothing, 5}, {"FullButTwelvePages", Demand::kAllOrNothing, 12},
+constexpr FileSystemState kFileSystems[] = {
+    {"ReadOnly", Requirement::kAllOrNothing, -1},        {"Full", Requirement::kAllOrNothing, 0},
+    {"FullButOnePage", Requirement::kAllOrNothing, 1},   {"FullButTwoPages", Requirement::kAllOrNothing, 2},
+    {"FullButFivePages", Requirement::kAllOrNothing, 5}, {"FullButTwelvePages", Requirement::kAllOrNothing, 12},
 };
 
-INSTANTIATE_TEST_SUITE_P(Trust, Grounds, testing::ValuesIn(kGrounds),
-                         [](const auto& ground) { return ground.param.name; });
+INSTANTIATE_TEST_SUITE_P(Trust, FileSystems, testing::ValuesIn(kFileSystems),
+                         [](const auto& file_system) { return file_system.param.name; });
 
 // ---- single bits ----
 
 class FlippedBits : public NeighbourTest, public testing::WithParamInterface<Log> {
  protected:
-  // The log in a state with all that a log has, on as few pages as can be.
+  // A log with a table, a trigger and an index on as few pages as possible.
   static std::string small(Log log, Start start) {
-    empty_the_folder();
+    empty_log_folder();
     write_file(path_of(log), bytes_of(log, start));
     const Rows indexes = sql(path_of(log), "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL;");
     for (std::size_t i = 1; i < indexes.size(); ++i) {
@@ -889,8 +892,8 @@ class FlippedBits : public NeighbourTest, public testing::WithParamInterface<Log
 
   void call_on(const Subject& subject, const std::string& flipped) {
     write_file(subject.path(), flipped);
-    const Outcome outcome = call(subject, {Demand::kDocumented});
-    judge(subject, outcome, Demand::kDocumented);
+    const Outcome outcome = call(subject, {Requirement::kDocumented});
+    expect_requirement(subject, outcome, Requirement::kDocumented);
     calls_ += 1;
     failures_ += outcome.result < 0 ? 1 : 0;
   }
@@ -924,7 +927,7 @@ class FlippedBits : public NeighbourTest, public testing::WithParamInterface<Log
   int failures_ = 0;
 };
 
-TEST_P(FlippedBits, NeitherCrashNorLie) {
+TEST_P(FlippedBits, NeverCrashOrMislead) {
   const Log log = GetParam();
   for (const Start start : {Start::kFilled, Start::kUnlimited, Start::kOld}) {
     std::vector<const Subject*> called;
@@ -936,7 +939,7 @@ TEST_P(FlippedBits, NeitherCrashNorLie) {
     }
     if (!called.empty()) {
       const std::string bytes = small(log, start);
-      empty_the_folder();
+      empty_log_folder();
       flip(called, bytes);
     }
   }

@@ -1,5 +1,5 @@
-// The power fails at every barrier of a log's life. What is found afterwards is sound, and is what the last commit
-// left: every row that a call has acknowledged, once, and no half of another.
+// Cuts the power at every barrier of a log's life. The log must then be sound and match the last commit: every
+// acknowledged row once, and no partial row.
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,7 +19,7 @@
 namespace annal::test {
 namespace {
 
-// One call of a life. Its result says that it is done.
+// One call of a log's life, with the result that means success.
 struct Step {
   const char* what;
   std::function<int()> call;
@@ -28,7 +28,7 @@ struct Step {
 struct Life {
   const char* name;
   const char* path;
-  std::function<void()> begin;  // what is there before
+  std::function<void()> begin;  // the initial state
   std::vector<Step> steps;
 };
 
@@ -155,14 +155,14 @@ std::vector<Life> lives() {
   };
 }
 
-// What the file holds before a step and after each of its commits.
+// The file's content before a step and after each of its commits.
 struct Course {
   Image image;
   std::vector<Content> states;
   int barriers;
 };
 
-// Forking a process that the sanitizers watch costs many times what it costs otherwise, and shows nothing new.
+// Forking with a sanitizer costs many times as much and shows nothing new.
 unsigned how_many_seeds() {
   constexpr unsigned kSample = kSanitized ? 1 : 3;
   constexpr unsigned kMany = 1000;
@@ -173,7 +173,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
  protected:
   void SetUp() override {
     TrustTest::SetUp();
-    run_no_shell(true);
+    block_popen(true);
     report_ = static_cast<CutReport*>(
         mmap(nullptr, sizeof *report_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     ASSERT_NE(report_, MAP_FAILED);
@@ -186,7 +186,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
 
   static const Life& life() { return GetParam(); }
 
-  // Lives once, with nothing in the way.
+  // Runs all steps once without a power cut.
   std::vector<Course> live() {
     life().begin();
     std::vector<Course> courses;
@@ -210,7 +210,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
     return courses;
   }
 
-  // Lives on from the step before, so that what that one left unsynced is at stake too.
+  // Continues from the previous step, so that its unsynced writes are at risk too.
   void cut(const std::vector<Course>& courses, std::size_t at, int barrier, Folder folder, unsigned seed) {
     const std::size_t from = at > 0 ? at - 1 : 0;
     courses[from].image.put_back(life().path);
@@ -274,11 +274,11 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
   int undone_ = 0;
 };
 
-TEST_P(PowerCut, LeavesWhatWasCommitted) {
+TEST_P(PowerCut, LeavesTheCommittedRows) {
   const unsigned seeds = how_many_seeds();
   const std::vector<Course> courses = live();
   for (std::size_t at = 0; at < courses.size(); ++at) {
-    // Behind the last barrier: when the call has answered.
+    // After the last barrier: when the call has returned.
     for (int barrier = 1; barrier <= courses[at].barriers + 1; ++barrier) {
       for (const Folder folder : {Folder::kInOrder, Folder::kWhenSynced}) {
         for (unsigned seed = first_seed(); seed < first_seed() + seeds; ++seed) {

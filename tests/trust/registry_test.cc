@@ -1,4 +1,4 @@
-// The instruments walk through what is registered: a function that is not would never be looked at.
+// The walks cover only registered functions, so every exported function must be registered.
 #include <dlfcn.h>
 #include <elf.h>
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ const Entry* at(const std::string& file, std::size_t offset) {
   return reinterpret_cast<const Entry*>(file.data() + offset);
 }
 
-// Read from the file of the library that this process runs.
+// Reads the exported names from the library file that this process has loaded.
 std::set<std::string> exported_functions() {
   Dl_info library;
   EXPECT_NE(dladdr(reinterpret_cast<void*>(&annal_checkip), &library), 0);

@@ -1,4 +1,4 @@
-// A command whose start is held up, as by a slow disk below it: here by its null device, which it opens before it runs.
+// A command whose start is delayed, as on a slow disk. Here the delay is in opening the null device before exec.
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -32,7 +32,7 @@ void note_the_signal(int /*signal*/) {
 
 class SlowCommand : public TrustTest {
  protected:
-  // In this process alone, opening the null device takes as long as said.
+  // Only in this process, opening the null device takes the given time.
   static void hold_up_the_null_device() {
     ASSERT_EQ(appliance::unshare_mounts(), "");
     ASSERT_EQ(mkfifo(kSlow, 0600), 0);
@@ -45,7 +45,7 @@ class SlowCommand : public TrustTest {
   }
 };
 
-TEST_F(SlowCommand, KeepsTheCallerStandingAndDeafToSignalsUntilItRuns) {
+TEST_F(SlowCommand, SuspendsTheCallerAndItsSignalsUntilItRuns) {
   survive([] {
     hold_up_the_null_device();
     set_handler(SIGALRM, note_the_signal);
@@ -59,8 +59,8 @@ TEST_F(SlowCommand, KeepsTheCallerStandingAndDeafToSignalsUntilItRuns) {
   });
 }
 
-// Not for its end, which the call above would wait for too if it did.
-TEST_F(SlowCommand, IsNotWaitedForOnceItRuns) {
+// Shows that the call does not wait for the command's end.
+TEST_F(SlowCommand, DoesNotDelayTheCallerOnceItRuns) {
   Commands::install("/usr/local/sbin/evsh", {.takes = 5000ms});
   const EventRecord event = an_event<EventRecord>("slow");
   const auto begun = steady_clock::now();
@@ -68,8 +68,8 @@ TEST_F(SlowCommand, IsNotWaitedForOnceItRuns) {
   EXPECT_LT(steady_clock::now() - begun, 4s);
 }
 
-// One that never ended would be waited for for ever.
-TEST_F(SlowCommand, OfTheNotificationCentreIsWaitedForToItsEnd) {
+// A command that never ends would block the call forever.
+TEST_F(SlowCommand, OfTheNotificationCentreDelaysTheCallerUntilItEnds) {
   ASSERT_EQ(annal_event_create_tbl(0, 0), ANNAL_OK);
   Commands::install("/usr/local/sbin/evsh", {.takes = 1000ms});
   EventRecord event = an_event<EventRecord>("slow");

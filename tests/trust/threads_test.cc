@@ -1,5 +1,5 @@
-// Threads of one process call the library at once: each call is answered as if there were no other, and every entry and
-// command is its own caller's. What only the order of two accesses to memory shows, ./dev threads finds in these.
+// Threads of one process call the library at once. Each call must behave as if it were alone, and every entry and
+// command must belong to its caller. ./dev threads also looks for data races in these tests.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -45,7 +45,7 @@ void in_many_threads(const std::function<void(std::size_t)>& work) {
   }
 }
 
-// The tables below have a name in each row.
+// Each row of the tables below has a name.
 template <typename Row>
 concept Named = std::same_as<decltype(Row::name), const char*>;
 
@@ -85,7 +85,7 @@ bool is_among(int result, const std::vector<int>& codes) {
   return std::find(codes.begin(), codes.end(), result) != codes.end();
 }
 
-// One thread's call meets what the others have made of the log, so it finds any number of entries, or fails.
+// A call sees the log as the other threads left it, so it may find any number of entries, or fail.
 void expect_documented(const Scenario& scenario) {
   std::string output;
   const int result = scenario.call(output);
@@ -98,11 +98,11 @@ bool is(const Scenario& scenario, std::string_view end_of_name) {
   return std::string_view(scenario.function).ends_with(end_of_name);
 }
 
-TEST_P(FunctionsInManyThreads, AnswerWhatIsDocumented) {
+TEST_P(FunctionsInManyThreads, ReturnADocumentedResult) {
   std::vector<const Scenario*> calls;
   const Scenario* creation = nullptr;
   for (const Scenario& scenario : scenarios()) {
-    // It changes the environment, which its callers do alone.
+    // It changes the environment, which no other thread may use meanwhile.
     const bool alone = is(scenario, "annal_notice_send");
     if ((scenario.log == log_ || scenario.log == Log::kNone) && !alone) {
       calls.push_back(&scenario);
@@ -116,15 +116,15 @@ TEST_P(FunctionsInManyThreads, AnswerWhatIsDocumented) {
     for (const Scenario* scenario : order) {
       expect_documented(*scenario);
       if (is(*scenario, "_remove_tbl")) {
-        expect_documented(*creation);  // else most calls would find no table
+        expect_documented(*creation);  // otherwise most calls would find no table
       }
     }
   });
-  EXPECT_NO_THROW(content_of(path_of(log_)));  // what is not sound throws
+  EXPECT_NO_THROW(content_of(path_of(log_)));  // throws if the file is damaged
   expect_no_child_left();
 }
 
-TEST_P(FunctionsInManyThreads, DeliverToEachWhatTheyDeliverToOne) {
+TEST_P(FunctionsInManyThreads, DeliverTheSameRowsToEachThread) {
   constexpr int kRounds = 3;
   struct Query {
     const Scenario* scenario;
@@ -152,7 +152,7 @@ TEST_P(FunctionsInManyThreads, DeliverToEachWhatTheyDeliverToOne) {
 
 // ---- entries ----
 
-// The text of one entry or command, which no other has.
+// A unique text for one entry or command.
 std::string own_text(std::size_t thread, int number) {
   return "<" + std::to_string(thread) + "." + std::to_string(number) + ">";
 }
@@ -171,7 +171,7 @@ struct Adding {
   const char* name;
   const char* path;
   int (*create)();
-  int (*add)(const std::string& text);  // how many entries it says are stored
+  int (*add)(const std::string& text);  // the number of entries reported as stored
   const char* column;
   const char* table;
 };
@@ -215,7 +215,7 @@ const Adding kAdditions[] = {
 class EntriesOfManyThreads : public ApplianceTest, public testing::WithParamInterface<Adding> {};
 INSTANTIATE_TEST_SUITE_P(, EntriesOfManyThreads, testing::ValuesIn(kAdditions), name_of_row<Adding>);
 
-TEST_P(EntriesOfManyThreads, AreEachStoredOnce) {
+TEST_P(EntriesOfManyThreads, AreStoredExactlyOnce) {
   constexpr int kCalls = 4;
   const Adding& log = GetParam();
   ASSERT_EQ(log.create(), ANNAL_OK);
@@ -278,7 +278,7 @@ const Sending kSendings[] = {
 class CommandsOfManyThreads : public ApplianceTest, public testing::WithParamInterface<Sending> {};
 INSTANTIATE_TEST_SUITE_P(, CommandsOfManyThreads, testing::ValuesIn(kSendings), name_of_row<Sending>);
 
-// The texts between angle brackets that a command was given.
+// The texts between angle brackets in a command's arguments.
 std::set<std::string> texts_in(const CommandRun& run) {
   std::string given = run.input;
   for (const std::string& argument : run.arguments) {
@@ -291,7 +291,7 @@ std::set<std::string> texts_in(const CommandRun& run) {
   return found;
 }
 
-TEST_P(CommandsOfManyThreads, AreEachGivenTheirOwnTextOnce) {
+TEST_P(CommandsOfManyThreads, EachGetTheirOwnTextOnce) {
   constexpr int kCalls = 3;
   for (const char* path : {kEvsh, kNotify, kConnRecorder, kEventRecorder}) {
     commands.install(path);
@@ -339,8 +339,8 @@ bool is_blocked() {
 
 class SigpipeInManyThreads : public ApplianceTest {};
 
-// Every other thread blocks the signal, and every fourth has one waiting.
-TEST_F(SigpipeInManyThreads, StaysWithTheThreadWhoseItIs) {
+// Every second thread blocks the signal, and every fourth has one pending.
+TEST_F(SigpipeInManyThreads, StaysWithItsThread) {
   survive([] {
     install_script(kEvsh, "#!/bin/sh\nexit 0\n");
     set_handler(SIGPIPE, SIG_DFL);

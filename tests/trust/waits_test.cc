@@ -1,4 +1,4 @@
-// How long a call waits for locks, as the header says it. Waits are counted, and do not take their time.
+// Checks the header's statements about waits for locks. Waits are counted, not waited.
 #include <sqlite3.h>
 
 #include <array>
@@ -21,7 +21,7 @@ constexpr const char* kWhole = "BEGIN EXCLUSIVE;";
 constexpr const char* kForWriting = "BEGIN IMMEDIATE;";
 constexpr const char* kForReading = "BEGIN; SELECT COUNT(*) FROM sqlite_master;";
 
-// Another program at a log.
+// Another program that uses a log.
 class Holder {
  public:
   explicit Holder(const char* path) : path_(path) {}
@@ -53,7 +53,7 @@ class Waits : public TrustTest {
  protected:
   void SetUp() override {
     TrustTest::SetUp();
-    run_no_shell(true);
+    block_popen(true);
     ASSERT_EQ(annal_event_create_tbl(0, 0), ANNAL_OK);
     ASSERT_EQ(annal_conn_create_tbl(0, 0), ANNAL_OK);
     ASSERT_EQ(pavo2log_event_create_tbl(kFileOpLog, 0, 0), ANNAL_OK);
@@ -83,7 +83,7 @@ TEST_F(Waits, AnInsertWaitsTwentySecondsForOneLock) {
   }
 }
 
-// A writer lets go after 14 s, and a reader takes its place: 34 s in all.
+// A writer releases its lock after 14 s, and a reader takes one: 34 s in all.
 TEST_F(Waits, AnInsertThatMeetsTwoLocksWaitsForEach) {
   Holder holder(kEventLog);
   holder.take(kWhole);
@@ -94,7 +94,7 @@ TEST_F(Waits, AnInsertThatMeetsTwoLocksWaitsForEach) {
   EXPECT_EQ(value(kEventLog, "SELECT COUNT(*) FROM ANNAL_EVENT;"), "0");
 }
 
-TEST_F(Waits, AnInsertThatMeetsThreeLocksWaitsFortySecondsAtMost) {
+TEST_F(Waits, AnInsertThatMeetsThreeLocksWaitsAtMostFortySeconds) {
   Holder holder(kEventLog);
   holder.take(kWhole);
   Disk::meanwhile(19000, [&] {
@@ -119,8 +119,8 @@ TEST_F(Waits, ABatchBesideAWriterWaitsTwentySecondsForEachRecord) {
   EXPECT_EQ(PlatformRecorder::calls_of("SendConnToZSyslogd").size(), 3U);
 }
 
-// Once one record has got the lock, those behind it do not wait.
-TEST_F(Waits, ABatchWaitsOnceForAWriterThatLetsGo) {
+// Once one record gets the lock, the later ones do not wait.
+TEST_F(Waits, ABatchWaitsOnceForAWriterThatFinishes) {
   constexpr int kRecords = 3;
   Holder holder(kConnLog);
   holder.take(kForWriting);
@@ -132,8 +132,8 @@ TEST_F(Waits, ABatchWaitsOnceForAWriterThatLetsGo) {
   expect_about(Disk::waited(), 25000);
 }
 
-// Twice 20 s, and then the log is gone, with whoever holds it.
-TEST_F(Waits, ABatchWaitsFortySecondsForALogThatIsHeldWhole) {
+// Waits twice 20 s and then deletes the log under the program that has locked it.
+TEST_F(Waits, ABatchWaitsFortySecondsForALogLockedAsAWhole) {
   Holder holder(kConnLog);
   holder.take(kWhole);
   std::array<ConnRecord, 1> records{};
@@ -157,8 +157,8 @@ TEST_F(Waits, AFileOperationWaitsFiveSecondsForOneLockAndTenForTwo) {
   expect_about(Disk::waited(), 9900);
 }
 
-// Nobody holds the lock for longer than 0.1 s, and it is held at each of the looks.
-TEST_F(Waits, AFileOperationFailsUnderMereContention) {
+// No one holds the lock for more than 0.1 s, but every retry finds it taken.
+TEST_F(Waits, AFileOperationCanFailUnderContention) {
   Holder one(kFileOpLog);
   Holder other(kFileOpLog);
   one.take(kForWriting);

@@ -1,4 +1,4 @@
-// Which of a row of like operations fails: the nth, once or from then on.
+// Decides which of a series of operations fails: the nth, once or from then on.
 #pragma once
 
 namespace annal::test {
@@ -8,7 +8,7 @@ enum class Lasting { kOnce, kFromThenOn };
 class Countdown {
  public:
   void arm(int nth, Lasting lasting) noexcept { *this = Countdown(nth, lasting); }
-  // Goes on counting, and nothing fails.
+  // Continues to count; nothing fails.
   void count_only() noexcept { *this = Countdown(0, Lasting::kOnce); }
 
   [[nodiscard]] bool strikes() noexcept {

@@ -59,13 +59,13 @@ std::size_t SqliteMemory::outstanding() {
 
 namespace {
 
-// No memory may be allocated in here, and no function called that might.
+// This code runs inside malloc, so it must not allocate or call a function that might.
 struct PlainState {
   struct Range {
     std::uintptr_t begin;
     std::uintptr_t end;
   };
-  std::array<Range, 8> callers{};  // whose allocations are counted
+  std::array<Range, 8> callers{};  // allocations from this code count
   std::size_t caller_count = 0;
   bool watched = false;
   Countdown countdown;
@@ -171,7 +171,7 @@ void* allocate_for(const void* caller, Allocate allocate) {
 
 }  // namespace annal::test
 
-// libc's own, under the names by which it keeps them for a program that brings others.
+// libc's own allocator, by the names that it offers programs that replace malloc.
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier): the names are libc's
 void* __libc_malloc(std::size_t size);

@@ -1,5 +1,5 @@
-// Memory that runs out on request: SQLite's, through the hooks it has for that, and everybody else's, by a malloc of
-// this program's own. Between them they see every allocation of a call.
+// Makes allocations fail on request: SQLite's through its own hooks, all others through this program's own malloc.
+// Together they see every allocation of a call.
 #pragma once
 
 #include <cstddef>
@@ -8,22 +8,22 @@
 
 namespace annal::test {
 
-// What SQLite allocates, the library's texts included.
+// SQLite's allocations, including the library's texts.
 class SqliteMemory {
  public:
-  static void install();  // before anything else is asked of SQLite
+  static void install();  // before any other call to SQLite
   static Countdown& countdown();
   static std::size_t outstanding();  // allocations that have not been freed
 };
 
-// What the library, the platform's libraries and libc allocate by themselves. The test's own code is left alone, also
-// where the library calls it back. The sanitizers bring a malloc of theirs: then nothing is seen here.
+// Allocations by the library, the platform's libraries and libc. The test's own code never fails, not even in a
+// callback of the library. With a sanitizer's malloc this sees nothing.
 class PlainMemory {
  public:
   static bool interposed();
-  static void watch(bool on);  // what is allocated meanwhile counts, and may fail
+  static void watch(bool on);  // counts allocations while on, and may fail them
   static Countdown& countdown();
-  static std::size_t outstanding();  // of those allocated while watched
+  static std::size_t outstanding();  // of the allocations made while watched
 };
 
 }  // namespace annal::test

@@ -1,4 +1,4 @@
-// A log's file as the instruments look at it: byte for byte, to put it back, and by its content, to compare.
+// A log's file as the tests see it: its bytes, to restore it, and its content, to compare it.
 #pragma once
 
 #include <string>
@@ -6,14 +6,14 @@
 
 namespace annal::test {
 
-// The schema and every row. A file that is not there has the content of an empty one.
+// The schema and every row. A missing file has the content of an empty one.
 struct Content {
   std::vector<std::string> schema;
   std::vector<std::string> rows;
   bool operator==(const Content&) const = default;
 };
 
-// What a program that opens the file now finds in it. Throws std::runtime_error when the file is not sound.
+// What a program finds if it opens the file now. Throws std::runtime_error if the file is damaged.
 Content content_of(const std::string& path);
 
 Content without_trigger(Content content);
@@ -21,13 +21,13 @@ Content without_indexes(Content content);
 
 std::string text_of(const Content& content);
 
-// A log's file with all that belongs to it.
+// A log's file with its journal and the like.
 class Image {
  public:
   Image() = default;  // no file
   static Image of(const std::string& path);
 
-  // True when the file is this one to the byte, with nothing left beside it.
+  // True if the file has exactly these bytes and nothing is left beside it.
   [[nodiscard]] bool is_at(const std::string& path) const;
   void put_back(const std::string& path) const;
 

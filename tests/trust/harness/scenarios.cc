@@ -73,7 +73,8 @@ void set_up_notices(Start start) {
   }
 }
 
-// What migrations are for: a table without its last columns, and with no trigger and no index to stand in their way.
+// Input for migrations: a table without its last columns, and without triggers and indexes that would block dropping
+// them.
 void set_up_old(Log log) {
   switch (log) {
     case Log::kEvents:
@@ -105,7 +106,7 @@ void set_up_old(Log log) {
   }
 }
 
-// ---- what is delivered ----
+// ---- delivered rows ----
 
 int gather(void* into, int columns, char** values, char** /*names*/) {
   auto& output = *static_cast<std::string*>(into);
@@ -116,23 +117,23 @@ int gather(void* into, int columns, char** values, char** /*names*/) {
   return 0;
 }
 
-// ---- what a description allows beside all or nothing ----
+// ---- what the documentation allows besides all or nothing ----
 
 bool is_one_of(int result, std::initializer_list<int> codes) {
   return std::find(codes.begin(), codes.end(), result) != codes.end();
 }
 
-// The answers of a creation that has come as far as its trigger.
+// The results of a creation that got as far as its trigger.
 bool is_about_the_trigger(int result) {
   return is_one_of(result, {ANNAL_TRIGGER_FAILED, ANNAL_NO_MEMORY, ANNAL_OPEN_FAILED});
 }
 
-// The table stays when its trigger cannot be created.
+// The table stays if its trigger cannot be created.
 bool table_may_stay(const Outcome& outcome, const Expectation& expected) {
   return is_about_the_trigger(outcome.result) && outcome.found == without_trigger(expected.after);
 }
 
-// The same, and an index that cannot be created is no failure.
+// The same, and a failed index does not count as a failure.
 bool indexes_may_lack(const Outcome& outcome, const Expectation& expected) {
   const Content found = without_indexes(outcome.found);
   const Content made = without_indexes(expected.after);
@@ -140,14 +141,14 @@ bool indexes_may_lack(const Outcome& outcome, const Expectation& expected) {
          (is_about_the_trigger(outcome.result) && found == without_trigger(made));
 }
 
-// Each of the columns that could not be looked at is counted as missing.
+// Each column that could not be read counts as missing.
 bool counts_what_it_could_not_see(const Outcome& outcome, const Expectation& expected) {
   constexpr int kRequiredColumns = 21;
   return outcome.result > 0 && outcome.result <= kRequiredColumns && outcome.found == expected.before;
 }
 
-// A required column that could not be read counts as missing and costs the file; one that could not even be looked for,
-// because the file could not be opened or memory ran out, counts as there, and nothing is done.
+// A required column that could not be read counts as missing and costs the file. If the file could not be opened, or
+// memory ran out before the query, the column counts as present, and nothing is done.
 bool notices_may_be_lost_or_left(const Outcome& outcome, const Expectation& expected) {
   const bool left = outcome.result == ANNAL_OK && outcome.found == expected.before;
   const bool lost = outcome.found.rows.empty() &&
@@ -164,9 +165,9 @@ std::vector<std::string> rows_with(const Content& content, bool of_batch) {
   return rows;
 }
 
-// What is counted is in the log, each once, and nothing else that is new. After a failure nothing is new, but for what
-// comes behind the place where SQLite has undone the transaction. What was there before stays, but for what the trigger
-// takes, or goes as a whole when two attempts at the file have failed.
+// The log has exactly the counted new entries, each once. After a failure it has none, except those after the point
+// where SQLite rolled back the transaction. The old entries stay, except those that the trigger deletes; all of them go
+// if two attempts at the file have failed.
 bool batch_is_whole(const Outcome& outcome, const Expectation& expected) {
   const std::vector<std::string> all_old = rows_with(expected.before, false);
   const std::vector<std::string> old_rows = rows_with(outcome.found, false);
@@ -187,7 +188,7 @@ bool batch_is_whole(const Outcome& outcome, const Expectation& expected) {
 
 // ---- the registry ----
 
-// The codes of a call that runs one statement on a file, one of a text that is built for it.
+// The failures of a call that builds a statement and runs it on a file.
 std::vector<int> run_failing(int failure) {
   return {ANNAL_OPEN_FAILED, failure};
 }
@@ -197,7 +198,7 @@ std::vector<int> built_failing(int failure) {
 
 class Registry {
  public:
-  // A call that touches no log, and that nothing can make fail.
+  // A call that touches no log and cannot fail.
   template <typename Call>
   void plain(const char* function, int success, Call call) {
     add(function, Log::kNone, Start::kAbsent, success, {}, 0, call);
@@ -216,7 +217,7 @@ class Registry {
     return all_.back();
   }
 
-  // A creation: of a table, and then of its trigger.
+  // Creates a table and then its trigger.
   template <typename Call>
   void creation(const char* function, Log log, int statements, Allowance allows, Call call) {
     Scenario& scenario = add(function, log, Start::kAbsent, ANNAL_OK,
@@ -225,7 +226,7 @@ class Registry {
     scenario.partial_failures = {ANNAL_TRIGGER_FAILED};
   }
 
-  // A query: answers this many, or ANNAL_OK when it lists.
+  // A query: returns a count, or ANNAL_OK if it lists.
   template <typename Call>
   void query(const char* function, Log log, int success, Call call) {
     add(function, log, Start::kFilled, success, built_failing(ANNAL_QUERY_FAILED), 1, call);
@@ -262,7 +263,7 @@ void add_helpers(Registry& registry) {
     output.resize(64);
     return Get_Facility_String_By_Facility(8, output.data(), 64);
   });
-  // Misspelt for ever: it fails on a healthy log.
+  // Misspelled on purpose: fails on a healthy log.
   registry.add("annal_common_pack_db", Log::kEvents, Start::kFilled, ANNAL_TABLE_FAILED, {ANNAL_OPEN_FAILED}, 0,
                [] { return annal_common_pack_db(); });
   registry.add("annal_common_migrate_db", Log::kEvents, Start::kOld, ANNAL_OK, built_failing(ANNAL_CHANGE_FAILED), 1,
@@ -282,7 +283,7 @@ void add_helpers(Registry& registry) {
                });
 }
 
-// What the maintenance of events and of connections has in common.
+// Maintenance functions common to events and connections.
 struct Maintenance {
   Log log;
   int (*create)(int, int);
@@ -294,7 +295,7 @@ struct Maintenance {
   int (*check_column)(const char*);
   int (*add_column)(const char*, int, const char*);
   int (*modify)();
-  std::vector<const char*> names;  // of these, in this order
+  std::vector<const char*> names;  // the columns, in this order
   const char* id;                  // the first column
 };
 
@@ -428,7 +429,7 @@ auto batch_of(Add add) {
   return [add](std::string& output) {
     Record records[] = {a_connection<Record>("/batch'1"), a_connection<Record>("/batch2"),
                         a_connection<Record>("/batch3"), a_connection<Record>("/batch4")};
-    records[1].conn_action_result = 5;  // no such result: skipped
+    records[1].conn_action_result = 5;  // an invalid result: skipped
     int inserted = -1;
     const int result = add(records, static_cast<int>(std::size(records)), &inserted);
     output = std::to_string(inserted);
@@ -470,7 +471,7 @@ void add_connections(Registry& registry) {
     return annal_conn_add(&record);
   });
 
-  // Seven attempts, five of them behind the creation of a table with its trigger.
+  // Seven attempts, five of them after creating a table with its trigger.
   constexpr int kWaitsOfABatch = 7 + 5 * 2;
   const std::vector<int> batch{ANNAL_OPEN_FAILED, ANNAL_INSERT_FAILED, ANNAL_BATCH_FAILED};
   for (const Start start : {Start::kFilled, Start::kUnlimited}) {
@@ -584,7 +585,7 @@ void add_file_operations(Registry& registry) {
   });
 }
 
-constexpr const char* kLater = "1768500000";  // than every entry
+constexpr const char* kLater = "1768500000";  // later than every entry
 
 void add_notices(Registry& registry) {
   constexpr Log kLog = Log::kNotices;

@@ -1,5 +1,5 @@
-// Every exported function with a good call of it: what the instruments walk through. A function that is not listed here
-// is missed by a test of its own.
+// Every exported function with a valid call. The tests walk through this list; TrustRegistry fails if a function is
+// missing.
 #pragma once
 
 #include <cstddef>
@@ -72,55 +72,55 @@ inline NoticeRecord a_notice(const char* text) {
 
 // ---- calls ----
 
-// The log that a call works on, and what it finds there.
+// The log that a call works on, and its initial state.
 enum class Log { kNone, kEvents, kConnections, kFileOperations, kNotices };
 enum class Start {
   kAbsent,     // no file
   kFilled,     // three entries, and a trigger that keeps it at three
   kUnlimited,  // the same without a trigger
-  kOld,        // as an earlier release made it: without the last columns
+  kOld,        // of an earlier release: without the last columns
 };
 
-// Where a test keeps its file operations: their callers name the file.
+// The tests' file-operation log; its callers name the file.
 inline constexpr const char* kFileOpLog = "/etc/logs/fileop.log";
 
 const char* path_of(Log log);
 
-// Brings a log into this state. Without faults only.
+// Puts a log into this state. Only without faults.
 void set_up(Log log, Start start);
 
-// What became of a call that met a fault.
+// The outcome of a call that met a fault.
 struct Outcome {
   int result;
-  std::string output;  // the rows it delivered, or the number it wrote
+  std::string output;  // the rows it delivered, or the number it stored
   Content found;
-  int faults;  // that it met
+  int faults;  // number of faults
 };
 
 struct Expectation {
   Content before;
-  Content after;  // what the call leaves when nothing fails
+  Content after;  // the log's content if nothing fails
   std::string output;
 };
 
-// What a function's description allows beside all or nothing.
+// What a function's documentation allows besides all or nothing.
 using Allowance = bool (*)(const Outcome& outcome, const Expectation& expected);
 
 struct Scenario {
   const char* function;
-  const char* variant;  // empty where one call says all
+  const char* variant;  // empty if there is only one call
   Log log;
   Start start;
   std::function<int(std::string& output)> call;
   int success;
-  std::vector<int> failures;  // the documented codes that say that nothing was changed
-  int waits;                  // how many times it may wait for a lock
+  std::vector<int> failures;  // documented codes that mean that nothing changed
+  int waits;                  // the maximum number of waits for a lock
   Allowance allows;
-  std::vector<int> partial_failures{};  // the codes that say that a part was done, which the allowance knows
+  std::vector<int> partial_failures{};  // codes for a partial change; the allowance checks these
   int wait_milliseconds = 20000;        // each time
 };
 
-// True when a function's description allows what became of a call, and what it left.
+// True if a function's documentation allows a call's outcome and the log's content after it.
 bool is_described(const Scenario& scenario, const Outcome& outcome, const Expectation& expected);
 
 void PrintTo(const Scenario& scenario, std::ostream* out);

@@ -23,10 +23,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The moment at which the disk's clock stands: SQLite asks its VFS for the time.
+// The disk's clock is stopped at this time; SQLite asks its VFS for the time.
 constexpr sqlite3_int64 kMillisecondsOfJulianDay = 212'635'238'400'000;  // 2026-01-15 12:00:00 UTC
 
-sqlite3_vfs* machine = nullptr;  // SQLite's own
+sqlite3_vfs* machine = nullptr;  // SQLite's own VFS
 
 struct Faults {
   std::array<Countdown, static_cast<std::size_t>(DiskOperation::kCount)> countdowns;
@@ -54,12 +54,12 @@ struct Extent {
 };
 
 struct TrackedFile {
-  std::string safe;             // the content as of the last sync
-  std::vector<Extent> written;  // since then
+  std::string safe;             // the content at the last sync
+  std::vector<Extent> written;  // writes since then
   bool creation_unsynced = false;
 };
 
-// The same throws on every machine for the same seed.
+// The same seed gives the same numbers on every machine.
 class Dice {
  public:
   Dice() = default;
@@ -80,7 +80,7 @@ struct PowerState {
   Folder folder = Folder::kInOrder;
   Dice dice;
   std::map<std::string, TrackedFile> files;
-  std::map<std::string, std::string> deleted;  // unsynced deletions, with what would come back
+  std::map<std::string, std::string> deleted;  // unsynced deletions, with the content that would come back
   int barriers = 0;
   int cut_at = 0;
   CutReport* report = nullptr;
@@ -98,7 +98,7 @@ bool toss() {
   return power.dice() % 2 == 0;
 }
 
-// What is found on the disk after a power cut in the place of what was there before it.
+// Applies a power cut to the disk's content.
 std::string survivor(const TrackedFile& file, const std::string& now) {
   std::string found = file.safe;
   std::map<std::size_t, Fate> fates;
@@ -131,7 +131,7 @@ bool tracked(const char* path) {
   return power.on && path != nullptr && fs::path(path).parent_path() == appliance::kLogFolder;
 }
 
-// A point at which the order of things on the disk matters.
+// A point at which the order of writes matters.
 void barrier() {
   if (power.on && ++power.barriers == power.cut_at) {
     Power::cut();
@@ -142,7 +142,7 @@ void barrier() {
 
 struct ShimFile {
   sqlite3_file base;
-  const char* path;  // null for a temporary file; SQLite keeps the text while the file is open
+  const char* path;  // null for a temporary file; SQLite owns the text while the file is open
   bool syncs_folder;
   sqlite3_file* real() { return reinterpret_cast<sqlite3_file*>(this + 1); }
 };
@@ -151,7 +151,7 @@ ShimFile* shim(sqlite3_file* file) {
   return reinterpret_cast<ShimFile*>(file);
 }
 
-// Runs an operation unless it is the one to fail.
+// Runs an operation, or fails it.
 template <typename Operation>
 int unless_struck(DiskOperation kind, Operation operation) {
   return countdown(kind).strikes() ? faults.armed.code : operation();
@@ -169,7 +169,7 @@ int read_some(sqlite3_file* file, void* into, int count, sqlite3_int64 from) {
   });
 }
 
-// A write that fails has done half of it.
+// A failing write writes half.
 int write_some(sqlite3_file* file, const void* from, int count, sqlite3_int64 to) {
   sqlite3_file* const real = shim(file)->real();
   const bool struck = countdown(DiskOperation::kWrite).strikes();
@@ -232,7 +232,7 @@ int lock(sqlite3_file* file, int level) {
   });
 }
 
-// Unlocks in any case: a lock that the machine kept would be the machine's fault.
+// Always unlocks; only the result may be a failure.
 int unlock(sqlite3_file* file, int level) {
   sqlite3_file* const real = shim(file)->real();
   const int result = real->pMethods->xUnlock(real, level);
@@ -261,7 +261,7 @@ int device_characteristics(sqlite3_file* file) {
   return real->pMethods->xDeviceCharacteristics(real);
 }
 
-// What a log with a write-ahead log needs beside.
+// The shared-memory operations of write-ahead logs.
 
 int map_shared(sqlite3_file* file, int region, int size, int extend, void volatile** memory) {
   sqlite3_file* const real = shim(file)->real();
@@ -284,7 +284,7 @@ int unmap_shared(sqlite3_file* file, int remove) {
 }
 
 constexpr sqlite3_io_methods kMethods = {
-    .iVersion = 2,  // without mapped files, so that every operation is seen
+    .iVersion = 2,  // no mapped files, so that every operation passes through here
     .xClose = &close_file,
     .xRead = &read_some,
     .xWrite = &write_some,

@@ -48,7 +48,7 @@ void TrustTest::SetUpTestSuite() {
 
 void TrustTest::SetUp() {
   ApplianceTest::SetUp();
-  constexpr std::time_t kOneInTheAfternoon = 1768478400;  // local time; the disk's clock stands at the same moment
+  constexpr std::time_t kOneInTheAfternoon = 1768478400;  // local time; the disk's clock shows the same
   Clock::stop_at(kOneInTheAfternoon);
   Disk::count();
   SqliteMemory::countdown().count_only();
@@ -57,7 +57,7 @@ void TrustTest::SetUp() {
 
 void TrustTest::TearDown() {
   alarm(0);
-  run_no_shell(false);
+  block_popen(false);
   PlainMemory::watch(false);
   SqliteMemory::countdown().count_only();
   Disk::count();
@@ -93,7 +93,7 @@ int open_descriptors() {
   return static_cast<int>(std::distance(begin(descriptors), end(descriptors)));
 }
 
-void be_at(const std::string& place, unsigned seconds) {
+void set_crash_note(const std::string& place, unsigned seconds) {
   static const bool watched = [] {
     for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGALRM}) {
       struct sigaction action {};
@@ -122,7 +122,7 @@ void Ledger::expect_balance() const {
   EXPECT_EQ(open_descriptors(), descriptors_);
 }
 
-void run_no_shell(bool none) {
+void block_popen(bool none) {
   no_shell = none;
 }
 

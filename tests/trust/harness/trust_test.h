@@ -1,5 +1,5 @@
-// What the instruments' tests start from: a private appliance whose memory and disk fail on request, and a clock that
-// stands still, so that a call leaves the same every time.
+// The fixture of the trust tests: a private appliance whose memory and disk fail on request, and a stopped clock, so
+// that repeated calls leave the same content.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 namespace annal::test {
 
-// Whether a sanitizer watches, so that a walk takes a sample only.
+// With a sanitizer, walks take only a sample.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kSanitized = true;
 #else
@@ -24,25 +24,25 @@ class TrustTest : public ApplianceTest {
   void TearDown() override;
 };
 
-// True when every failing position is to be tried, which takes hours. Else a test tries the first ones and a sample of
-// those behind them, for minutes in all. Set ANNAL_TRUST=whole for it.
+// True if ANNAL_TRUST=whole: tests then try every failing position, which takes hours. Otherwise they try the first
+// ones and a sample of the rest, in minutes.
 bool whole_walk();
 
-// Where the random of a test begins: ANNAL_TRUST_SEED, or 1.
+// The first random seed of a test: ANNAL_TRUST_SEED, or 1.
 unsigned first_seed();
 
-// From 1 to last: all of them, or the first few and then a sample that differs from name to name, because what lies at
-// a like place in two functions is often the same code.
+// Positions from 1 to last: all of them, or the first few and then a sample. The sample depends on the name, because
+// equal positions in two functions often are the same code.
 std::vector<int> positions(int last, int few, const std::string& name);
 
-// How many descriptors this process has open.
+// The number of this process's open descriptors.
 int open_descriptors();
 
-// Tells on standard error what the process was at when it crashes, or when this takes it longer than so many seconds:
-// a test that is gone cannot.
-void be_at(const std::string& place, unsigned seconds = 0);
+// Sets the text to print on standard error if the process crashes or takes longer than the given seconds; the test
+// itself cannot report that.
+void set_crash_note(const std::string& place, unsigned seconds = 0);
 
-// What a call has to give back, from the construction on.
+// Checks that calls release all memory and descriptors acquired since its construction.
 class Ledger {
  public:
   Ledger();
@@ -54,7 +54,7 @@ class Ledger {
   int descriptors_;
 };
 
-// A command costs many times what a commit does: while none is run, popen fails.
-void run_no_shell(bool none);
+// Makes popen fail or work. A command costs many times as much as a commit.
+void block_popen(bool none);
 
 }  // namespace annal::test
