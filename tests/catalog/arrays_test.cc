@@ -1,4 +1,4 @@
-// The arrays of the built library, row by row against the files that they are made from, and what programs rely on.
+// Compares the library's arrays with their source files row by row, and checks what programs rely on.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -23,11 +23,11 @@ struct Array {
       : application(name), rows(wanted), entries(list) {}
 
   const char* application;
-  std::size_t rows;  // the blank one and the terminator included
+  std::size_t rows;  // including the blank row and the terminator
   std::span<const CatalogEntry> entries;
 };
 
-// The lengths that programs were linked with.
+// The lengths with which programs were linked.
 const Array kArrays[] = {
     {"A001", 38, A001_list}, {"A002", 1291, A002_list}, {"A003", 21, A003_list},  {"A004", 47, A004_list},
     {"A005", 82, A005_list}, {"A007", 39, A007_list},   {"A008", 37, A008_list},  {"A009", 96, A009_list},
@@ -55,7 +55,7 @@ const Array& array_of(const std::string& application) {
                        [&](const Array& array) { return array.application == application; });
 }
 
-// As every reader walks an array: from the row behind the blank one until the terminator.
+// Walks an array as every reader does: from the row after the blank one to the terminator.
 std::vector<CatalogEntry> content(const CatalogEntry* list) {
   std::vector<CatalogEntry> rows;
   for (const CatalogEntry* entry = list + 1; entry->app_id != nullptr; ++entry) {
@@ -87,7 +87,7 @@ std::vector<int> numbers_of(const CatalogEntry* list) {
   return numbers;
 }
 
-// The rows of a file of the source, read independently of the generator.
+// The rows of a source file, parsed independently of the generator.
 std::vector<Row> source_of(const std::string& application) {
   std::ifstream file(std::string(CATALOG_DATA "/") + application + ".tsv");
   std::vector<Row> rows;
@@ -282,7 +282,7 @@ TEST(Catalog, CarriesTheDegreeSignAsUtf8) {
 
 // ---- how it is kept ----
 
-// A program's copy of an array, as this one may have, and the library's own.
+// A program's copy of an array, which this one may have, and the library's own.
 TEST(CatalogDeathTest, IsReadOnly) {
   void* const library = dlopen("libCorix_annal.so.2", RTLD_NOW | RTLD_NOLOAD);
   ASSERT_NE(library, nullptr);

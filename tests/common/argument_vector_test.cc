@@ -1,3 +1,4 @@
+// Argument vectors, and running them detached.
 #include "common/argument_vector.h"
 
 #include <cstdint>
@@ -39,7 +40,7 @@ TEST_F(ArgumentVectorTest, RunsIfComplete) {
   EXPECT_EQ(runs[0].arguments, Row({"/sbin/tool", "level=4"}));
 }
 
-// A wide character that the locale cannot write is what the C library fails on.
+// The C library fails to format a wide character that the locale lacks.
 TEST_F(ArgumentVectorTest, DoesNotRunIfFormattingAnArgumentFailed) {
   arguments.format("%ls", L"\u20ac");
   EXPECT_FALSE(arguments.complete());
@@ -59,7 +60,7 @@ TEST_F(ArgumentVectorTest, JoinsANameAndItsValue) {
   EXPECT_EQ(arguments.argv()[5], nullptr);
 }
 
-// Whichever way an argument is made, it has the room that is left and its terminator in it.
+// However an argument is added, it and its terminator must fit the remaining room.
 TEST_F(ArgumentVectorTest, CutsAnArgumentThatDoesNotFitAndEmptiesLaterOnes) {
   const std::string long_text(10236, 'x');
   ArgumentVector joined;
@@ -67,7 +68,7 @@ TEST_F(ArgumentVectorTest, CutsAnArgumentThatDoesNotFitAndEmptiesLaterOnes) {
   joined.join("abc", long_text);
   formatted.format("abc%s", long_text.c_str());
   for (const ArgumentVector* vector : {&joined, &formatted}) {
-    EXPECT_EQ(vector->argv()[0], "abc" + long_text);  // fits to the byte
+    EXPECT_EQ(vector->argv()[0], "abc" + long_text);  // fits exactly
   }
   for (ArgumentVector* vector : {&joined, &formatted}) {
     vector->join("next");

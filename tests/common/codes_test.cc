@@ -1,4 +1,4 @@
-// The header's names for codes, beside the statements that the library makes of them.
+// Compares the header's names for codes with the statements that the library runs for them.
 #include <string>
 
 #include "Corix_annal.h"
@@ -10,7 +10,7 @@ namespace {
 
 class Codes : public ApplianceTest {
  protected:
-  // Whether the calls since the last look have asked SQLite for this.
+  // Whether the calls since the last check ran a statement with this text.
   static void expect_said(const std::string& what) {
     std::string said;
     for (const auto& call : SqliteTrace::calls()) {
@@ -87,7 +87,7 @@ TEST_F(Codes, OfEventSelectorsNameTheirColumn) {
   }
 }
 
-constexpr int kNumber = 7;  // where a text is wanted, its bytes are one
+constexpr int kNumber = 7;  // its bytes also serve as a text
 
 TEST_F(Codes, OfConnectionsNameTheirColumn) {
   const struct {

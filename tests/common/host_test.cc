@@ -1,4 +1,4 @@
-// The helpers that every log shares: addresses, the host's names, compaction and freeing.
+// The helpers that all logs share: addresses, host names, compaction and freeing.
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ constexpr const char* kLog = "/etc/logs/event.log";
 
 constexpr char kGuard = '\x5A';
 
-// A caller's buffer: a text at its beginning, other bytes of the caller's behind its terminator.
+// A caller's buffer: a text, then the caller's other bytes.
 class Buffer {
  public:
   explicit Buffer(const std::string& text, char behind = kGuard) : text_size_(text.size() + 1), behind_(behind) {
@@ -103,7 +103,7 @@ TEST_P(AddressCheckOf, WritesNothingAfterTheTextsTerminator) {
 }
 
 TEST_P(AddressCheckOf, ReadsNothingAfterTheTextsTerminator) {
-  // Of exactly the text's size, so that a checked build sees an access behind it.
+  // Exactly the text's size, so that a sanitizer detects an access after it.
   const std::string given = GetParam().given;
   const auto ip = std::make_unique<char[]>(given.size() + 1);
   std::memcpy(ip.get(), given.c_str(), given.size() + 1);
@@ -204,7 +204,7 @@ TEST_F(AddressCheck, MovesAtMost63Characters) {
     SCOPED_TRACE(length);
     std::string rest;
     for (std::size_t i = 0; i < length; ++i) {
-      rest += static_cast<char>('!' + (i % 90) + (i % 90 >= 4 ? 1 : 0));  // no two alike nearby, and no '%'
+      rest += static_cast<char>('!' + (i % 90) + (i % 90 >= 4 ? 1 : 0));  // adjacent bytes differ, and there is no '%'
     }
     const std::string given = prefix + rest;
     std::string moved = rest.substr(0, kMoved);

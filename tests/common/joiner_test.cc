@@ -1,3 +1,4 @@
+// Joining filters with WHERE and AND.
 #include "common/joiner.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The clause for a polling client's levels.
 #include "common/level_list.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Bringing an older table up to a list of columns.
+// Migrates an older table to a list of columns.
 #include <array>
 #include <fstream>
 #include <string>

@@ -1,4 +1,4 @@
-// Storing connections in a batch: one transaction, one statement, and no word of what is skipped.
+// Stores connections in a batch: one transaction, one statement; refused records are skipped silently.
 #include <array>
 #include <climits>
 #include <string>
@@ -24,7 +24,7 @@ std::vector<Default> defaults() {
   return all;
 }
 
-// What a batch makes of the bare record.
+// The empty record as a batch fills it.
 ConnRecord normalised_bare_record() {
   ConnRecord record = bare_record();
   for (const auto& [field, text, width] : defaults()) {
@@ -34,7 +34,7 @@ ConnRecord normalised_bare_record() {
   return record;
 }
 
-// A batch of one.
+// A batch of one record.
 int submit(ConnRecord& record) {
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(&record, 1, &inserted), ANNAL_OK);
@@ -62,7 +62,7 @@ std::string stored_users() {
 
 class ConnBatch : public ConnLogTest {};
 
-// Nothing is there yet, and nothing may come.
+// No log exists, and none may be created.
 class ConnBatchArguments : public ApplianceTest {
  protected:
   void TearDown() override {
@@ -194,7 +194,7 @@ TEST_F(ConnBatch, StampsItsEntriesWithTheLocalTime) {
   EXPECT_LE(when, value(kLog, now));
 }
 
-// Nobody else sees a row before the last one is there.
+// No other connection sees a row before the last one is stored.
 TEST_F(ConnBatch, IsVisibleToOthersOnlyAsAWhole) {
   std::array records{record_of("first"), record_of("second")};
   Row seen;
@@ -539,7 +539,7 @@ TEST_F(ConnBatch, SucceedsIfEveryRecordIsSkipped) {
 
 // ---- what cannot be bound, stored or committed ----
 
-// Which of its values cannot be bound makes no difference.
+// It does not matter which value cannot be bound.
 class ConnBatchWithAFailingBind : public ConnBatch, public testing::WithParamInterface<int> {};
 INSTANTIATE_TEST_SUITE_P(, ConnBatchWithAFailingBind, testing::Range(1, 13));
 
@@ -582,7 +582,7 @@ TEST_F(ConnBatch, DoesNotCountARecordThatATriggerRefuses) {
       "'no'); "
       "END; CREATE TRIGGER ignore BEFORE INSERT ON ANNAL_CONN WHEN NEW.conn_user = 'third' BEGIN SELECT RAISE(IGNORE); "
       "END;");
-  // What is ignored counts: the statement ran to its end.
+  // An ignored row counts: the statement ran to its end.
   std::array records{record_of("first"), record_of("second"), record_of("third"), record_of("fourth")};
   EXPECT_EQ(submit(records), 3);
   EXPECT_EQ(stored_users(), "first,fourth");
@@ -591,7 +591,7 @@ TEST_F(ConnBatch, DoesNotCountARecordThatATriggerRefuses) {
 
 TEST_F(ConnBatch, ReportsAFailingCommit) {
   std::array records{record_of("first"), record_of("second")};
-  sqlite.fail("exec", 2);  // behind that which begins the transaction
+  sqlite.fail("exec", 2);  // after the one that begins the transaction
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 2, &inserted), ANNAL_INSERT_FAILED);
   EXPECT_EQ(inserted, 2);
@@ -610,8 +610,8 @@ TEST_F(ConnBatch, ReportsAFailingCommitOfNoRecords) {
   EXPECT_EQ(inserted, 0);
 }
 
-// A trigger may end the transaction in the midst of the batch, as SQLite itself does when the disk is full. What comes
-// behind is stored row by row, in a batch that fails.
+// A trigger can end the transaction in the middle of a batch, as SQLite does on a full disk. Later records are stored
+// one by one, in a batch that fails.
 TEST_F(ConnBatch, ContinuesAfterARolledBackTransaction) {
   sql(kLog,
       "CREATE TRIGGER refuse BEFORE INSERT ON ANNAL_CONN WHEN NEW.conn_user = 'second' BEGIN SELECT RAISE(ROLLBACK, "
@@ -619,7 +619,7 @@ TEST_F(ConnBatch, ContinuesAfterARolledBackTransaction) {
   std::array records{record_of("first"), record_of("second"), record_of("third")};
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 3, &inserted), ANNAL_INSERT_FAILED);
-  EXPECT_EQ(inserted, 2);  // the first, which then went with the transaction, and the third
+  EXPECT_EQ(inserted, 2);  // the first, which was then rolled back, and the third
   EXPECT_EQ(stored_users(), "third");
 }
 

@@ -1,4 +1,4 @@
-// The connection log as its tests use it: its file, its records, and what its consumers are given.
+// The connection log for its tests: its file, its records, and its consumers' arguments.
 #pragma once
 
 #include <array>
@@ -46,7 +46,7 @@ testing::AssertionResult same_bytes(const Record& actual, const Record& expected
   return same_bytes(actual, expected, kTexts);
 }
 
-// A connection that leaves nothing to replace. What is not read holds what nobody has set.
+// A complete connection, in which nothing is replaced. Fields that are not read have filler bytes.
 inline ConnRecord complete_record() {
   ConnRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
@@ -65,7 +65,7 @@ inline ConnRecord complete_record() {
   return record;
 }
 
-// A connection that leaves everything to replace.
+// An empty connection, in which everything is replaced.
 inline ConnRecord bare_record() {
   ConnRecord record = complete_record();
   for (const Field& field : kTexts) {
@@ -74,20 +74,20 @@ inline ConnRecord bare_record() {
   return record;
 }
 
-// What an empty field becomes: the text, and zero bytes up to the width.
+// An empty field's replacement: the text, padded with zero bytes to the width.
 struct Default {
   Field field;
   const char* text;
   std::size_t width;
 };
 
-// What all forms of submission make of a field, beside the user and the address.
+// The replacements common to all forms of submission; user and address differ.
 inline constexpr Default kCommonDefaults[] = {
     {kComp, "localhost", 64}, {kRes, "---", 4},       {kApp, "---", 4},
     {kClientId, "---", 4},    {kClientApp, "---", 4}, {kClientAgent, "---", 4},
 };
 
-// The earlier form, with what a full record has at its place.
+// The earlier form, with the complete record's values.
 inline ConnRecordV1 earlier_form(const ConnRecord& full) {
   ConnRecordV1 record;
   std::memcpy(&record, &full, sizeof record);
@@ -113,12 +113,12 @@ inline std::string stored_count() {
   return value(kLog, "SELECT COUNT(*) FROM ANNAL_CONN;");
 }
 
-// A column of the connection that was stored last.
+// A column of the last stored connection.
 inline std::string stored(const std::string& column) {
   return value(kLog, "SELECT " + column + " FROM ANNAL_CONN ORDER BY conn_id DESC LIMIT 1;");
 }
 
-// A log with its table and nothing in it.
+// A log with an empty table.
 class ConnLogTest : public ApplianceTest {
  protected:
   void SetUp() override {
@@ -136,11 +136,11 @@ inline constexpr const char* kBatchInsert =
     "strftime('%Y-%m-%d', CURRENT_TIMESTAMP, 'LOCALTIME'), strftime('%H:%M:%S', CURRENT_TIMESTAMP, 'LOCALTIME'), ?, ?, "
     "?, ?, ?, ?, ?, ?, ?, ?, ? );";
 
-inline constexpr int kNobody = -99;  // no batch counts it
+inline constexpr int kNobody = -99;  // never a batch's count
 
 // ---- connections that are refused one by one, and skipped in a batch ----
 
-// One byte longer than it may be, and no longer.
+// One byte too long.
 inline void make_overlong(ConnRecord& record, const Field& field) {
   overfill(record, field, 'x');
   field.in(record)[field.size] = '\0';

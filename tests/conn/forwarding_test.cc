@@ -1,4 +1,4 @@
-// Handing connections to the appliance's other log consumers, and what the caller notices of it: nothing.
+// Forwards connections to the appliance's other log consumers without any effect on the caller.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -33,7 +33,7 @@ constexpr const char* kRecorderTool = "/sbin/orcapro_conn_log_tool";
 constexpr std::size_t kTextRoom = 10240;
 constexpr std::time_t kMoment = 1705361400;
 
-// What the log centre's command is given for the complete record.
+// The log centre command's arguments for the complete record.
 Row full_vector() {
   return {kEvsh,
           "lumo.add_local_access_log",
@@ -51,7 +51,7 @@ Row full_vector() {
           "client_agent=Mozilla/5.0 (X11)"};
 }
 
-// What the recorder's tool is given for it.
+// The recorder tool's arguments for it.
 Row recorder_vector() {
   return {kRecorderTool, "-t",      "1",  "-l",       std::to_string(kMoment),
           "-u",          "ann",     "-p", "10.0.0.5", "-m",
@@ -65,7 +65,7 @@ bool is_log_centre(const CommandRun& run) {
   return run.arguments.at(0) == kEvsh;
 }
 
-// The commands left behind come in any order: the log centre's first.
+// Detached commands run in any order; sorts the log centre's first.
 std::vector<CommandRun> in_order(std::vector<CommandRun> runs) {
   std::stable_partition(runs.begin(), runs.end(), is_log_centre);
   return runs;
@@ -96,7 +96,7 @@ int add_earlier_form_as_batch(ConnRecord& record) {
 struct Submission {
   const char* name;
   int (*submit)(ConnRecord& record);
-  bool full;  // knows the client fields
+  bool full;  // has the client fields
 };
 
 constexpr Submission kSubmissions[] = {
@@ -123,7 +123,7 @@ class ConnForwardingOfOne : public ConnForwarding, public testing::WithParamInte
  protected:
   static void submit(ConnRecord record) { EXPECT_EQ(GetParam().submit(record), ANNAL_OK); }
 
-  // The two commands of a connection of an action that the recorder wants to know of.
+  // The two commands for an action that the recorder receives.
   std::vector<CommandRun> runs_for(const ConnRecord& record) {
     submit(record);
     auto runs = in_order(commands.wait_for(2));
@@ -147,7 +147,7 @@ TEST_P(ConnForwardingOfOne, GivesEachConsumerItsArguments) {
   EXPECT_EQ(consumer_calls(), Calls({kSyslogCall}));
 }
 
-// Every consumer gets what is stored, not what the caller wrote.
+// Every consumer gets the stored values, not the caller's.
 TEST_P(ConnForwardingOfOne, PassesTheConnectionAsStored) {
   ConnRecord record = bare_record();
   record.conn_type = 2;
@@ -264,7 +264,7 @@ TEST_P(ConnForwardingOfOne, IgnoresACommandsExitStatus) {
   expect_no_child_left();
 }
 
-// The recorder is there: its tool only cannot be run.
+// The recorder is installed, but its tool cannot run.
 TEST_P(ConnForwardingOfOne, SucceedsIfNoCommandCanRun) {
   std::filesystem::remove(kEvsh);
   std::filesystem::permissions(kRecorderTool, std::filesystem::perms::owner_read);
@@ -345,7 +345,7 @@ class ConnForwardingWithoutProcesses : public ConnForwarding {
     }
   }
 
-  // Stores a connection as one who may have so many processes, none of which gets as far as a command.
+  // Stores a connection with a limit of N processes; none gets as far as a command.
   void expect_stored_with(rlim_t processes, const std::vector<int>& statuses) {
     survive([&] {
       allow_processes(processes);
@@ -365,7 +365,7 @@ TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSame) {
   expect_stored_with(0, {});
 }
 
-// It is the log centre's first child that says so, to whoever looks.
+// The log centre's first child reports it in its exit status.
 TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSameWhenTheSecondIsMissing) {
   expect_stored_with(1, {1, 0});
 }
@@ -374,7 +374,7 @@ TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSameWhenTheSecondIsMissing) {
 class ConnForwardingWithALittleMemory : public ConnForwarding, public testing::WithParamInterface<std::size_t> {};
 INSTANTIATE_TEST_SUITE_P(, ConnForwardingWithALittleMemory, testing::ValuesIn(kLittleRooms));
 
-// Once before, for what the first call alone takes.
+// A warm-up for what only the first call allocates.
 TEST_P(ConnForwardingWithALittleMemory, RunsBothCommands) {
   survive([] {
     ConnRecord record = complete_record();
@@ -453,7 +453,7 @@ TEST_F(ConnForwarding, ForwardsABatchRecordByRecord) {
   const ChildrenNoted noted;
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 3, &inserted), ANNAL_OK);
-  // Each record asks three times for its normalisation before the log centre hears of it.
+  // Each record makes three platform calls for its normalisation before the log centre gets it.
   EXPECT_EQ(ChildrenNoted::calls(), (std::vector<std::size_t>{3, 4, 7, 11, 12}));
   EXPECT_EQ(consumer_calls(), Calls({R"(SendConnToZSyslogd(1, "first", "10.0.0.5", "pc1", 3, 10, "/share/a"))",
                                      R"(SendConnToZSyslogd(1, "second", "10.0.0.5", "pc1", 3, 8, "/share/a"))",
@@ -524,7 +524,7 @@ TEST_F(ConnLogCentre, GetsEachLevel) {
   EXPECT_EQ(sets_for(2, 1, 1, 0).at(0), "level=4");
 }
 
-// A client field that was not filled in: the platform's cleaning is the last to see the record before it is stored.
+// An empty client field: the platform's cleaning function is the last to see the record before it is stored.
 class ConnLogCentreDetail : public ConnLogCentre {
  protected:
   void TearDown() override {
@@ -588,14 +588,14 @@ TEST_F(ConnLogCentreDetail, DoesNotComeFromTheWebServerForAConnectionThatWasFill
   EXPECT_EQ(Row(vector.begin() + 11, vector.end()), Row({"client_id=---", "client_app=localhost", "client_agent=---"}));
 }
 
-// All texts share one room, to the last byte.
+// All texts share the same room, to the last byte.
 TEST_F(ConnLogCentreDetail, IsCutWhereTheRoomEnds) {
   const Row full = full_vector();
   std::size_t used = 0;
   for (std::size_t i = 2; i < 11; ++i) {
     used += full[i].size() + 1;
   }
-  const std::size_t left = kTextRoom - used;  // terminators included
+  const std::size_t left = kTextRoom - used;  // including terminators
   const auto details_for = [this](std::size_t length) {
     setenv("HTTP_CLIENT_ID", std::string(length - std::string("client_id=").size(), 'c').c_str(), 1);
     setenv("HTTP_CLIENT_APP", "app", 1);
@@ -714,7 +714,7 @@ TEST_F(ConnRecorder, GetsEmptyTextsAndNullOnes) {
                                        "(null)", "-m", "(null)", "-s", "0", "-c", "10", "-a", "(null)"}));
 }
 
-// Texts of direct callers have no bound.
+// Direct callers' texts have no bound.
 TEST_F(ConnRecorder, GetsLongTextsWhole) {
   const std::string text(20000, 'x');
   const char* const given = text.c_str();
@@ -730,7 +730,7 @@ TEST_F(ConnRecorder, IsLeftAloneWhereItIsNotInstalled) {
   expect_nothing_started(10);
 }
 
-// That it is there is enough to try.
+// It is tried if it exists.
 TEST_F(ConnRecorder, IsTriedWhenItCannotBeRun) {
   const auto tried = [] {
     const ChildrenNoted noted;
@@ -746,7 +746,7 @@ TEST_F(ConnRecorder, IsTriedWhenItCannotBeRun) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-// A file without a header is no program of the recorder's, but the log centre's command may be one.
+// The recorder's tool must be a program; the log centre's command may be a script without a "#!" line.
 TEST_F(ConnForwarding, RunsOnlyTheLogCentresScriptThroughTheShell) {
   commands.install("/usr/local/sbin/reader");
   install_script(kEvsh, "exec /usr/local/sbin/reader \"$0\" \"$@\"\n");

@@ -1,4 +1,4 @@
-// Listing, grouping, counting and searching the connections of a log, and what its polling clients ask for.
+// Lists, groups, counts and searches connections, and serves polling clients.
 #include <string>
 #include <vector>
 
@@ -163,7 +163,7 @@ SearchFunction function(const char* name, SearchFunction::Kind kind, const std::
           .takes_path = kind != SearchFunction::kCount};
 }
 
-// The functions take these codes as plain numbers, negative ones too.
+// The functions take these codes as ints, so they may be negative.
 constexpr int plain(unsigned code) {
   return static_cast<int>(code);
 }
@@ -400,7 +400,7 @@ TEST_F(ConnSearch, ListsTheTablesOwnColumnsForPollingClients) {
   EXPECT_EQ(listing.rows.at(0).at(4), "more");
 }
 
-// The caller's text groups the inner selection, so the size is that of all groups together.
+// The caller's text groups the inner selection, so the count is the number of groups.
 TEST_F(ConnSearch, PutsTheGroupTextBehindTheLevels) {
   sql(kLog, "INSERT INTO ANNAL_CONN (conn_type, conn_user) VALUES (0, 'ann'), (0, 'bob'), (0, 'ann');");
   EXPECT_EQ(list_groups("GROUP BY conn_user"), ANNAL_OK);

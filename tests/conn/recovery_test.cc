@@ -1,4 +1,4 @@
-// What a batch does about a log that it cannot write to: it tries once more, and then throws the file away.
+// A batch that cannot begin tries once more and then deletes and recreates the log.
 #include <grp.h>
 #include <linux/capability.h>
 #include <sqlite3.h>
@@ -26,11 +26,11 @@
 
 namespace {
 
-std::function<void(const char* name)> at_link;  // what is done before a file gets another name
+std::function<void(const char* name)> at_link;  // runs before each link call
 
 }  // namespace
 
-// Comes before the C library's own.
+// Replaces the C library's.
 extern "C" int link(const char* from, const char* to) noexcept {
   if (at_link) {
     at_link(from);
@@ -46,7 +46,7 @@ namespace fs = std::filesystem;
 
 constexpr int kAttempts = 7;
 
-// A log with one entry from before.
+// A log with one old entry.
 class ConnRecovery : public ConnLogTest {
  protected:
   void SetUp() override {
@@ -55,7 +55,7 @@ class ConnRecovery : public ConnLogTest {
     sqlite.reset();
   }
 
-  // A batch of two bare records, which are changed when they are stored and only then.
+  // A batch of two empty records, which are changed only if they are stored.
   static void expect_answer(int result, int count) {
     std::array records{bare_record(), bare_record()};
     int inserted = kNobody;
@@ -70,8 +70,8 @@ class ConnRecovery : public ConnLogTest {
     }
   }
 
-  // The entry from before is still there, or the log has been made anew: with the table, its indexes and the default
-  // limits, and without the entry.
+  // Either the old entry is still there, or the log was recreated: with the table, its indexes and the default limits,
+  // but without the entry.
   static void expect_same_log() { EXPECT_EQ(value(kLog, "SELECT MIN(conn_id) FROM ANNAL_CONN;"), "7"); }
   static void expect_new_log(const std::string& entries) {
     EXPECT_EQ(value(kLog, "SELECT COUNT(*) || ' ' || coalesce(MIN(conn_id), 'none') FROM ANNAL_CONN;"), entries);
@@ -98,7 +98,7 @@ Calls complete() {
       true);
 }
 
-// The creation of a log where none is.
+// The SQLite calls that create a missing log.
 Calls creation() {
   const fs::path kept = "/etc/logs/kept";
   std::error_code none;
@@ -112,7 +112,8 @@ Calls creation() {
   return calls;
 }
 
-// The calls of so many attempts that fail alike, each from the third on behind a new log, and of one that does not.
+// The calls of N attempts that fail the same way, each from the third on after recreating the log, and of one that
+// succeeds.
 Calls attempts(int failures, const Calls& failed, const Calls& created) {
   Calls all;
   for (int attempt = 1; attempt <= failures + 1 && attempt <= kAttempts; ++attempt) {
@@ -186,10 +187,10 @@ TEST_F(ConnRecovery, CountsFaultsOfBothKinds) {
   expect_new_log("2 1");
 }
 
-// A file is opened for each attempt, and for the table and again for the trigger of each new log.
+// Each attempt opens the file, and each new log opens it for the table and again for the trigger.
 struct Opening {
   int nth;
-  int attempt;  // which it belongs to
+  int attempt;  // the attempt that it belongs to
 };
 
 TEST_F(ConnRecovery, EndsWithAnAttemptThatCannotOpenTheFile) {
@@ -205,7 +206,7 @@ TEST_F(ConnRecovery, EndsWithAnAttemptThatCannotOpenTheFile) {
   }
 }
 
-// Only the attempt behind it fails for it.
+// Only the next attempt fails because of it.
 TEST_F(ConnRecovery, GoesOnBehindACreationThatFails) {
   Calls expected = unprepared();
   append(expected, unprepared());
@@ -230,7 +231,7 @@ TEST_F(ConnRecovery, StoresIntoANewLogThatHasNoTrigger) {
 
 // ---- files ----
 
-// What may stand in the place of a log.
+// Things in a log's place.
 struct Broken {
   const char* name;
   void (*make)();
@@ -273,7 +274,7 @@ TEST_F(ConnRecovery, LeavesAloneWhatCannotBeOpened) {
   EXPECT_EQ(sqlite.calls(), connection(kLog, {}, false));
 }
 
-// A batch that can be begun is not one to recover from.
+// A batch that can begin needs no recovery.
 TEST_F(ConnRecovery, KeepsALogThatRefusesEveryRow) {
   sql(kLog, "CREATE TRIGGER refuse BEFORE INSERT ON ANNAL_CONN BEGIN SELECT RAISE(ABORT, 'no'); END;");
   expect_answer(ANNAL_OK, 0);
@@ -322,7 +323,7 @@ TEST_F(ConnRecoveryWithRights, KeepsThoseOfTheOldLog) {
   }
 }
 
-// A log that its owner may not write to would be no use.
+// A log that its owner cannot write is useless.
 TEST_F(ConnRecoveryWithRights, LetsTheOwnerReadAndWrite) {
   give_rights(kLog, {0444});
   if (geteuid() != 0) {
@@ -340,8 +341,8 @@ TEST_F(ConnRecoveryWithRights, MakesALogThatWasMissingAsTheMaskSays) {
   EXPECT_EQ(rights_of(kLog).mode, 0640U);
 }
 
-// Nobody can open it before it has its rights, and its name is given to a file that this process has closed: closing it
-// later would undo other threads' locks.
+// No one can open it before it has its rights. The process closes it before it gets its name, because closing it later
+// would release other threads' locks.
 TEST_F(ConnRecoveryWithRights, NamesTheNewLogWhenItIsReady) {
   const Rights rights{0640};
   give_rights(kLog, rights);
@@ -370,7 +371,7 @@ TEST_F(ConnRecoveryWithRights, LeavesALogThatAnotherProcessHasMadeMeanwhile) {
   EXPECT_EQ(files_in_folder(), files);
 }
 
-// Without the right to pass by permissions, a log that is given away could not be written to.
+// Without the capability to override permissions, the process could not write a log that belongs to someone else.
 TEST_F(ConnRecoveryWithRights, KeepsNoOwnerWhoWouldShutItOut) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can give a log to somebody else";
@@ -390,7 +391,7 @@ TEST_F(ConnRecoveryWithRights, KeepsNoOwnerWhoWouldShutItOut) {
   EXPECT_EQ(files_in_folder(), files);
 }
 
-// With a list, the group's bits of the mode are the mask of all whom the list names.
+// With an access list, the mode's group bits are the list's mask.
 TEST_F(ConnRecoveryWithRights, KeepsTheAccessList) {
   // Version 2; the owner rw, user 33 rw, the group nothing, the mask rw, others nothing.
   const unsigned char list[] = {2, 0,  0,   0,   1,   0,   6,  0, 255, 255, 255, 255, 2,   0,  6,
@@ -406,7 +407,7 @@ TEST_F(ConnRecoveryWithRights, KeepsTheAccessList) {
   EXPECT_EQ(std::memcmp(kept, list, sizeof list), 0);
 }
 
-// One who cannot give the new log to the old one's owner and group gives the new group what everybody had.
+// A process that cannot keep owner and group gives the new group only the others' rights.
 TEST_F(ConnRecoveryWithRights, OpensItToNobodyElseWhereTheGroupCannotBeKept) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can become somebody else";
@@ -424,7 +425,7 @@ TEST_F(ConnRecoveryWithRights, OpensItToNobodyElseWhereTheGroupCannotBeKept) {
 
 // ---- permissions ----
 
-// Somebody who may not do what root may.
+// A user without root's rights.
 void become_nobody_in(fs::perms permissions) {
   fs::permissions("/etc/logs", permissions);
   if (geteuid() == 0) {
@@ -447,7 +448,7 @@ TEST_F(ConnRecovery, CannotMakeALogInAnUnwritableFolder) {
   EXPECT_FALSE(exists(kLog));
 }
 
-// It tries all the same, and leaves what it cannot delete.
+// It still tries, and leaves what it cannot delete.
 TEST_F(ConnRecovery, GivesUpOnABrokenLogInAnUnwritableFolder) {
   put_garbage(kLog);
   fs::permissions(kLog, fs::perms::all);
@@ -498,7 +499,7 @@ TEST_F(ConnRecovery, WaitsForALockTwiceAndKeepsTheLog) {
   expect_same_log();
 }
 
-// Whoever holds the lock keeps a file that nobody else sees any more.
+// The lock's owner keeps a file that no one else can see any more.
 TEST_F(ConnRecovery, ThrowsAwayALogThatStaysLocked) {
   const Calls expected = attempts(2, unprepared(), creation());
   const fs::path held = "/etc/logs/held";
@@ -526,7 +527,7 @@ class Connection {
   sqlite3* handle_ = nullptr;
 };
 
-// A writer that lets others read keeps nobody from beginning: the rows fail, one by one.
+// A writer that lets others read does not stop the batch from beginning: the rows fail, one by one.
 TEST_F(ConnRecovery, KeepsALogThatAnotherIsWritingTo) {
   Connection writer;
   writer.run("BEGIN IMMEDIATE;");

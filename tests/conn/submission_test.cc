@@ -1,4 +1,4 @@
-// Storing connections one by one: what is refused, what becomes of the caller's record, and what the statement says.
+// Stores connections one at a time: refusals, changes to the caller's record, and the statement.
 #include <climits>
 #include <cstdio>
 #include <fstream>
@@ -25,7 +25,7 @@ std::vector<Default> defaults() {
   return all;
 }
 
-// What submission makes of the bare record.
+// The empty record after submission.
 ConnRecord normalised_bare_record() {
   ConnRecord record = bare_record();
   for (const auto& [field, text, width] : defaults()) {
@@ -35,7 +35,7 @@ ConnRecord normalised_bare_record() {
   return record;
 }
 
-// The statement that stores these values.
+// The statement for these values.
 std::string insert(const std::string& values) {
   return "INSERT INTO ANNAL_CONN \t( conn_type, conn_user, conn_ip, conn_comp, conn_res, conn_serv, conn_action, "
          "conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent ) \tVALUES \t( " +
@@ -48,7 +48,7 @@ std::string insert_of_complete_record() {
 
 class ConnSubmission : public ConnLogTest {};
 
-// Nothing is there yet: a connection that is refused must leave it so.
+// No log exists, and a refused connection must not create one.
 class ConnSubmissionRefusal : public ApplianceTest {
  protected:
   void TearDown() override {
@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(ConnSubmission, EveryWaitingOperation,
 class ConnSubmissionRefusalOf : public ConnSubmissionRefusal, public testing::WithParamInterface<Refused> {};
 INSTANTIATE_TEST_SUITE_P(, ConnSubmissionRefusalOf, testing::ValuesIn(kRefused), name_in<Refused>);
 
-// Each of them would be changed if it came so far.
+// Each would be changed if it passed the checks.
 TEST_P(ConnSubmissionRefusalOf, ChangesNothing) {
   for (ConnRecord record : {complete_record(), bare_record()}) {
     GetParam().spoil(record);
@@ -130,7 +130,7 @@ TEST_F(ConnSubmissionRefusal, RefusesANullRecord) {
   EXPECT_EQ(annal_conn_add(nullptr), ANNAL_BAD_ARGUMENT);
 }
 
-// Only the two results that every consumer can show.
+// Only two results are valid: every consumer can show them.
 TEST_F(ConnSubmissionRefusal, RefusesAnActionResultOtherThan0And13) {
   for (int result = -300; result <= 300; ++result) {
     if (result == 0 || result == 13) {
@@ -439,7 +439,7 @@ TEST_F(ConnSubmission, RemovesThemOnlyFromThatField) {
   }
 }
 
-// What is empty only now is not filled any more.
+// A text that cleaning empties stays empty.
 TEST_F(ConnSubmission, StoresAnEmptyTextForAResourceOfControlCharacters) {
   ConnRecord record = complete_record();
   put(record, kRes, "\x01\x02");
@@ -520,7 +520,7 @@ TEST_P(ConnSubmissionWithAQuoteIn, FailsAndIsForwardedToNobody) {
   EXPECT_EQ(consumer_calls(), Calls());
 }
 
-// Doubled, it is no end: services that escape their names themselves are right to.
+// A doubled quote does not end the text, so services may escape names themselves.
 TEST_P(ConnSubmissionWithAQuoteIn, StoresOneOfTwo) {
   platform.answer("Is_Valid_Source", 1);
   ConnRecord record = complete_record();
@@ -533,7 +533,7 @@ TEST_P(ConnSubmissionWithAQuoteIn, StoresOneOfTwo) {
 
 class ConnSubmissionFailure : public ConnSubmission {
  protected:
-  // Submits the bare record, and expects that it was normalised nevertheless and nobody told of it.
+  // Submits the empty record and expects it to be normalised but not forwarded.
   void expect_answer(int result) {
     ConnRecord record = bare_record();
     EXPECT_EQ(annal_conn_add2(&record), result);
@@ -542,7 +542,7 @@ class ConnSubmissionFailure : public ConnSubmission {
   }
 };
 
-// The escaped resource comes first, the statement next.
+// The escaped resource is built first, then the statement.
 TEST_F(ConnSubmissionFailure, WithoutMemoryOpensNothing) {
   for (const int text : {1, 2}) {
     sqlite.fail("mprintf", text);

@@ -1,4 +1,4 @@
-// The connection log's table: its form in the file, its maintenance, and what its callers are told.
+// The connection log's table: its layout in the file, its maintenance and its result codes.
 #include <climits>
 #include <cstdio>
 #include <string>
@@ -42,7 +42,7 @@ std::string create_text() {
   return text + "COMMIT;";
 }
 
-// Without the semicolon that ends it, as the file holds it.
+// Without its final semicolon, as the file stores it.
 std::string trigger(int limit, int batch) {
   return "CREATE TRIGGER annal_conn_logfull AFTER INSERT \t\t\t\t\t\tON annal_conn WHEN " + std::to_string(limit) +
          " < (SELECT COUNT(*) FROM annal_conn) \t\t\t\t\t\tBEGIN \t\t\t\t\t\tDELETE FROM annal_conn WHERE conn_id IN "
@@ -390,7 +390,7 @@ constexpr const char* kNames[] = {"conn_id",        "conn_type",       "conn_dat
                                   "conn_serv",      "conn_action",     "conn_app",         "conn_action_result",
                                   "conn_client_id", "conn_client_app", "conn_client_agent"};
 
-// A table of the first so many columns, with one entry.
+// A table of the first N columns, with one entry.
 void make_older_table(std::size_t columns) {
   std::string text = "CREATE TABLE ANNAL_CONN (conn_id INTEGER PRIMARY KEY";
   for (std::size_t i = 1; i < columns; ++i) {

@@ -1,12 +1,12 @@
-// Part of the library only where it counts which of its lines are run. Counts are written when a process ends by
-// itself; the processes that the tests fork end with _exit, which would lose theirs.
+// Part of the library only in the coverage build. Counts are normally written at exit; processes that the tests fork
+// end with _exit, which would lose theirs.
 #define _GNU_SOURCE
 #include <gcov.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// A command's two generations run in their caller's memory, and so add to its counts: they have none of their own.
+// A command's children run in the caller's memory and add to its counts.
 static pid_t counting;
 
 static void begin(void) {

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""untaken.py RESULTS ROOT: the lines and branches that no test took, with their text, from gcovr's JSON."""
+"""untaken.py RESULTS ROOT: prints the lines and branches that no test takes, with their text, from gcovr's JSON."""
 import json
 import pathlib
 import sys
 
 
 def untaken(file, root):
-    """A text for each line of a file that was not run, or not in all directions."""
+    """Yields a text for each line of a file that was not run, or whose branches were not all taken."""
     source = (root / file["file"]).read_text().splitlines()
     for line in file["lines"]:
         if line["gcovr/noncode"]:

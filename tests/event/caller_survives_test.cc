@@ -1,5 +1,5 @@
-// Forwarding runs commands in the midst of somebody else's program. Whatever that program has made of its signals, its
-// descriptors, its threads or its limits, it must not notice.
+// Forwarding runs commands inside a caller's program. Whatever the program has done to its signals, descriptors,
+// threads or limits, it must not notice.
 #include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
@@ -44,7 +44,7 @@ std::atomic<int> copies_of_the_caller = 0;
 
 }  // namespace
 
-// Comes before the C library's own: a pipe takes what is written to it whole, but nothing says that it has to.
+// Replaces the C library's: a pipe usually takes a write whole, but need not.
 extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
   if (writing_is_watched.exchange(false)) {
     inheritable_while_writing = annal::test::inheritable_descriptors();
@@ -52,13 +52,13 @@ extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
   return syscall(SYS_write, descriptor, data, a_byte_a_write ? std::min<size_t>(size, 1) : size);
 }
 
-// Counts the children that share nothing with this process.
+// Counts the children that do not share this process's memory.
 extern "C" pid_t _Fork() noexcept {
   ++copies_of_the_caller;
   return reinterpret_cast<pid_t (*)()>(annal::test::next_function("_Fork"))();
 }
 
-// The same: a child has mostly ended when it is waited for, so that a signal seldom comes just then.
+// The same for waitpid: a child has usually ended by then, so a signal seldom arrives during the wait.
 extern "C" pid_t waitpid(pid_t process, int* status, int options) {
   if (waits_to_interrupt > 0) {
     --waits_to_interrupt;
@@ -92,7 +92,7 @@ EventRecord warning() {
   return record;
 }
 
-// As it is when the event has not been stored, so that nothing has been filled in.
+// An event before it is stored: its fields are not filled in yet.
 const Row& log_centre_vector() {
   static const Row vector{kEvsh,
                           "lumo.add_local_event_log",
@@ -117,7 +117,7 @@ void notify() {
   EXPECT_EQ(annal_report_event(1, "Fan 2 failed."), ANNAL_OK);
 }
 
-// More than a pipe holds.
+// More than a pipe's capacity.
 void notify_at_length() {
   EXPECT_EQ(annal_report_event(1, std::string(100000, 'x').c_str()), ANNAL_OK);
 }
@@ -146,7 +146,7 @@ void send_to_all() {
 struct Forwarder {
   const char* name;
   void (*run)();
-  std::size_t commands;  // so many it runs
+  std::size_t commands;  // the number of commands it runs
 };
 
 constexpr Forwarder kForwarders[] = {
@@ -171,7 +171,7 @@ class Forwarding : public ApplianceTest {
 
   static std::string stored_events() { return value(kLog, "SELECT COUNT(*) FROM ANNAL_EVENT;"); }
 
-  // What commands of each kind have been given, sorted: those that are left behind come in any order.
+  // The commands' arguments, sorted, because detached commands run in any order.
   static std::vector<Row> vectors(const std::vector<CommandRun>& runs) {
     std::vector<Row> found;
     for (const CommandRun& run : runs) {
@@ -187,7 +187,7 @@ class Forwarding : public ApplianceTest {
     return all;
   }
 
-  // Exactly the three commands of send_to_all have been run as they should.
+  // Expects exactly the three commands of send_to_all.
   static void expect_all_commands() {
     const auto runs = Commands::wait_for(3);
     EXPECT_EQ(vectors(runs), all_vectors());
@@ -199,7 +199,7 @@ class Forwarding : public ApplianceTest {
 
 class ForwardingBy : public Forwarding, public testing::WithParamInterface<Forwarder> {
  protected:
-  // Until those that are left behind have run: the next test would find them.
+  // Waits for the detached commands, which the next test would otherwise see.
   static void expect_runs(std::size_t times) {
     const std::size_t all = times * GetParam().commands;
     EXPECT_EQ(Commands::wait_for(all).size(), all);
@@ -210,7 +210,7 @@ INSTANTIATE_TEST_SUITE_P(, ForwardingBy, testing::ValuesIn(kForwarders),
 
 class ForwardingWithoutStoringBy : public ForwardingBy {};
 
-// The last of them stores.
+// The last one stores.
 INSTANTIATE_TEST_SUITE_P(, ForwardingWithoutStoringBy,
                          testing::ValuesIn(std::begin(kForwarders), std::prev(std::end(kForwarders))),
                          [](const testing::TestParamInfo<Forwarder>& forwarder) { return forwarder.param.name; });
@@ -255,7 +255,7 @@ void have_sigpipe_at_its_default() {
   ASSERT_EQ(pthread_sigmask(SIG_UNBLOCK, &set, nullptr), 0);
 }
 
-// Commands that let a writer down.
+// Commands that do not read their input.
 struct Command {
   const char* name;
   void (*prepare)();
@@ -287,7 +287,7 @@ TEST_P(ForwardingToACommandThat, LeavesTheCallerAlive) {
   EXPECT_EQ(stored_events(), "1");
 }
 
-// The signal that the caller waits for is still there, and only that one.
+// Only the caller's own signal is still pending.
 TEST_P(ForwardingToACommandThat, LeavesTheCallersOwnSigpipePending) {
   GetParam().prepare();
   survive([] {
@@ -336,7 +336,7 @@ TEST_P(ForwardingToACommandThat, KeepsSigpipeFromTheCallersHandler) {
   });
 }
 
-// Signals the caller while its notification is written, and then reads it, or does not.
+// Signals the caller while it writes the notification, and then reads it or not.
 struct Sender {
   const char* name;
   const char* script;
@@ -381,7 +381,7 @@ TEST_P(ForwardingToASenderOfSigpipeThat, LeavesItPendingForACallerThatBlocksIt) 
   });
 }
 
-// Sent to the process and not to a thread, which the system keeps apart.
+// Sent to the process, not to a thread; the kernel keeps these separate.
 TEST_P(ForwardingToACommandThat, LeavesAProcessDirectedSigpipePending) {
   GetParam().prepare();
   survive([] {
@@ -396,7 +396,7 @@ TEST_P(ForwardingToACommandThat, LeavesAProcessDirectedSigpipePending) {
   });
 }
 
-// Other signals are not held up while a notification is written.
+// Other signals are delivered while a notification is written.
 TEST_F(Forwarding, DeliversOtherSignals) {
   install_script(kEvsh, "#!/bin/sh\nkill -USR1 \"$CALLER\"\nexec cat\n");
   survive([] {
@@ -478,7 +478,7 @@ TEST_P(ForwardingBy, LeavesTheCallersOtherChildrenAlone) {
   expect_runs(1);
 }
 
-// Interrupts every wait of this process.
+// A signal that interrupts every wait of this process.
 class Storm {
  public:
   Storm() {
@@ -542,7 +542,7 @@ void expect_the_long_message_in(const char* path) {
   EXPECT_TRUE(input.ends_with("x\"}"));
 }
 
-// The command reads late, so that the writer has to wait for it, and is interrupted there.
+// The command reads late, so the writer waits and is interrupted.
 TEST_F(Forwarding, WritesAMessageWholeWhenInterrupted) {
   install_script(kEvsh, "#!/bin/sh\nsleep 0.1\nexec cat >/etc/logs/input\n");
   survive([] {
@@ -575,10 +575,10 @@ void note_process(int /*signal*/) {
   }
 }
 
-// Signals that do nothing to a program that has no handler for them, so that the commands survive them.
+// Signals that a program without a handler ignores, so the commands survive them.
 constexpr int kHarmless[] = {SIGURG, SIGWINCH, SIGCONT, SIGCHLD};
 
-// Another process that sends them to this process's group, and so to its children as well, without a pause.
+// Another process that sends them continuously to this process's group, and so to its children.
 class GroupStorm {
  public:
   GroupStorm() : process_(fork()) {
@@ -608,7 +608,7 @@ class GroupStorm {
   pid_t process_;
 };
 
-// The commands are the system's own here: an instrumented one does not bear the storm.
+// Uses the system's own commands: an instrumented one does not survive the storm.
 TEST_P(ForwardingBy, RunsNoHandlerOfTheCallersInAChild) {
   install_script(kEvsh, "#!/bin/sh\nif [ \"$1\" = -0 ]; then exec cat; fi\n");
   install_script(kRecorderTool, "#!/bin/sh\n");
@@ -632,7 +632,7 @@ TEST_P(ForwardingBy, RunsNoHandlerOfTheCallersInAChild) {
 
 // ---- what the commands find ----
 
-// What a command would find that is run with nothing but a shell in between: some shells block nothing at all.
+// The mask that a shell passes to a command: some shells clear it.
 std::vector<int> mask_behind_a_shell() {
   Commands::install("/usr/local/sbin/probe");
   Commands::reset();
@@ -695,7 +695,7 @@ TEST_P(ForwardingBy, PassesTheSignalsThatTheCallerIgnores) {
   });
 }
 
-// The children share the caller's memory; what becomes of signals in them must stay there.
+// The children share the caller's memory; their signal changes must not affect the caller.
 TEST_P(ForwardingBy, LeavesTheCallersHandlersInPlace) {
   survive([] {
     set_handler(SIGUSR1, count_signal, SA_RESTART);
@@ -731,7 +731,7 @@ class ForwardingWithClosedDescriptors : public Forwarding, public testing::WithP
   }
 
  private:
-  // Beside the three, the commands get these from whoever runs these tests.
+  // Besides the three, the commands inherit these from whoever runs the tests.
   static inline const std::size_t inherited_ = inheritable_descriptors().size();
 };
 
@@ -772,7 +772,7 @@ TEST_P(ForwardingWithClosedDescriptors, StoresTheEvent) {
   EXPECT_EQ(stored_events(), "1");
 }
 
-// Without "/dev/null" the recorder's tool writes where the caller does; the log centre's command writes nowhere.
+// Without "/dev/null" the recorder's tool writes to the caller's streams; the log centre's command has none.
 TEST_F(Forwarding, RunsItsCommandsWithoutANullDevice) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can hide the devices";
@@ -797,8 +797,7 @@ TEST_F(Forwarding, RunsItsCommandsWithoutANullDevice) {
   });
 }
 
-// With one that can be read and not written the log centre's command has something to read. The recorder's tool wants
-// one for both.
+// With a read-only one the log centre's command still has an input. The recorder's tool opens one for both.
 TEST_F(Forwarding, RunsItsCommandsWithAReadOnlyNullDevice) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can put another device in its place";
@@ -848,7 +847,7 @@ TEST_P(ForwardingBy, KeepsTheCallersDescriptors) {
 
 // ---- threads ----
 
-// Another thread's command that had the pipe would keep the notification centre from seeing the end of its input.
+// If another thread's command inherited the pipe, the notification centre would not see the end of its input.
 TEST_F(Forwarding, KeepsTheNotificationsPipeFromCommandsOfOtherThreads) {
   const std::set<int> before = inheritable_descriptors();
   writing_is_watched = true;
@@ -897,7 +896,7 @@ TEST_F(Forwarding, WorksInManyThreadsAtOnce) {
   EXPECT_EQ(value(kLog, "SELECT COUNT(DISTINCT event_user) FROM ANNAL_EVENT;"), std::to_string(kAll));
   expect_no_child_left();
 
-  // Every command was given every event once, and each its own.
+  // Every command got every event exactly once.
   std::map<std::string, std::set<std::string>> messages;
   const auto runs = commands.wait_for(3 * kAll);
   EXPECT_EQ(runs.size(), 3 * kAll);
@@ -925,7 +924,7 @@ struct ThreadOf {
   std::atomic<bool> went_on = false;
 };
 
-// A thread that is to be cancelled gives in only behind the call, and no zombie is left.
+// A cancelled thread ends only after the call, and leaves no zombie.
 TEST_F(Forwarding, IsNotCutOffByACancelledThread) {
   survive([] {
     for (const Forwarder* forwarder : {&kForwarders[1], &kForwarders[2]}) {
@@ -1059,7 +1058,7 @@ void note_status(int /*signal*/, siginfo_t* info, void* /*context*/) {
   status_of_child = info->si_status;
 }
 
-// Only the first child can be created. It is the log centre's that says so, to whoever looks.
+// Only the first child can be created. The log centre's reports it in its exit status.
 TEST_F(ForwardingWithoutProcesses, SendsNothingIfTheSecondCannotBeCreated) {
   survive([] {
     allow_processes(1);
@@ -1110,7 +1109,7 @@ TEST_F(Forwarding, SendsNothingWithoutMemory) {
 class ForwardingWithALittleMemory : public Forwarding, public testing::WithParamInterface<std::size_t> {};
 INSTANTIATE_TEST_SUITE_P(, ForwardingWithALittleMemory, testing::ValuesIn(kLittleRooms));
 
-// Once before, for what the first call alone takes.
+// A warm-up for what only the first call allocates.
 TEST_P(ForwardingWithALittleMemory, RunsTheDetachedCommands) {
   for (const char* path : {kEvsh, kRecorderTool}) {
     commands.install(path, {.takes = 50ms});
@@ -1182,7 +1181,7 @@ TEST_P(ForwardingWithALittleMemory, KeepsTheCallersClosedDescriptorsClosed) {
 
 // ---- small stacks ----
 
-// Storing the event is left out: SQLite needs more than such a stack has.
+// Without storing the event: SQLite needs a larger stack.
 TEST_P(ForwardingWithoutStoringBy, LeavesRoomOnASmallStack) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);

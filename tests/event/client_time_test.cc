@@ -1,4 +1,4 @@
-// What polling clients ask of the event log: the events of some levels since they last looked.
+// The polling clients' queries: the events of some levels since the client last polled.
 #include <climits>
 #include <string>
 #include <vector>
@@ -145,7 +145,7 @@ TEST_F(EventPoll, RefusesGroupAbove9) {
   }
 }
 
-// The order is of the rows that are grouped, the page of the groups.
+// The order applies to the rows before grouping, the page to the groups.
 TEST_F(EventPoll, SortsBeforeItGroupsAndCutsThePageLast) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_type, event_user) VALUES (0, 'ann'), (0, 'bob'), (0, 'ann'), (0, 'cat');");
   EXPECT_EQ(list_groups(6, 4, 0, 2), ANNAL_OK);

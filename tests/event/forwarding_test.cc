@@ -1,3 +1,4 @@
+// Forwards events to each consumer: the notification centre, the log centre, the recorder and the platform's functions.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,7 +52,7 @@ void put(char (&field)[size], std::string_view text) {
   *std::copy(text.begin(), text.end(), field) = '\0';
 }
 
-// An event whose every field is handed over as it is.
+// A complete event, whose fields are passed unchanged.
 EventRecord full_record() {
   EventRecord record{};
   record.event_id = 99;
@@ -73,7 +74,7 @@ EventRecord full_record() {
   return record;
 }
 
-// What the log centre's command is given for it.
+// The log centre command's arguments for it.
 Row full_vector() {
   return {kEvsh,
           "lumo.add_local_event_log",
@@ -190,7 +191,7 @@ TEST_F(EventForwarding, RunsTheCommandsWithTheirArguments) {
                  "Fan \"2\" failed: 100%s \\ $HOME."}));
 }
 
-// The notification centre comes first, the log centre behind the trap sender, the recorder last of all.
+// The notification centre comes first, the log centre after the trap sender, the recorder last.
 TEST_F(EventForwarding, CallsConsumersInOrder) {
   for (const int type : {0, 1, 2}) {
     EventRecord record = full_record();
@@ -214,7 +215,7 @@ TEST_F(EventForwarding, SkipsARecorderThatIsNotInstalled) {
   EXPECT_EQ(count(commands.wait_for(2), is_recorder), 0);
 }
 
-// The notification centre's command is waited for; the others only start.
+// The call waits for the end of the notification centre's command, but only for the start of the others.
 TEST_F(EventForwarding, SendsTheNotificationBeforeAnythingElse) {
   commands.install(kEvsh, {.takes = 100ms});
   EventRecord record = full_record();
@@ -226,7 +227,7 @@ TEST_F(EventForwarding, SendsTheNotificationBeforeAnythingElse) {
   EXPECT_TRUE(is_notification(runs[0]));
 }
 
-// Every consumer gets what is stored, not what the caller wrote.
+// Every consumer gets the stored values, not the caller's.
 TEST_F(EventForwarding, PassesTheEventAsStored) {
   Clock::stop_at(1700000000);
   EventRecord record{};
@@ -268,7 +269,7 @@ TEST_F(EventForwarding, ForwardsShorterRecordsToo) {
   EXPECT_EQ(commands.wait_for(9).size(), 9U);
 }
 
-// An event without a message is stored, and of no use to the log centre alone.
+// An event without a message is stored; only the log centre does not get it.
 TEST_F(EventForwarding, SkipsTheLogCentreForAnEmptyMessage) {
   EventRecord record = full_record();
   put(record.event_desc, "");
@@ -316,7 +317,7 @@ TEST_F(EventForwarding, ForwardsNothingWithoutARecord) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-// What may become of a command.
+// Ways in which a command fails.
 struct Command {
   const char* name;
   void (*prepare)(const char* path);
@@ -378,7 +379,7 @@ class NotificationCentre : public ApplianceTest {
     commands.install(kEvsh);
   }
 
-  // What the command reads, or a remark. The call has waited for it, so nothing else needs to.
+  // The command's input, or a remark. The call has waited for the command.
   std::string input_for(unsigned type, const char* message) {
     commands.reset();
     EXPECT_EQ(annal_report_event(type, message), ANNAL_OK);
@@ -426,7 +427,7 @@ TEST_F(NotificationCentre, GetsOtherBytesUnchanged) {
   }
 }
 
-// Malformed texts, too: a file holds what came, byte by byte.
+// Malformed texts too: the recording is byte by byte.
 TEST_F(NotificationCentre, GetsEveryByte) {
   install_script(kEvsh, "#!/bin/sh\nexec cat >/etc/logs/input\n");
   std::string message;
@@ -452,7 +453,7 @@ TEST_F(NotificationCentre, GetsLongMessagesWhole) {
   }
 }
 
-// An escape may fall on either side of a buffer's end.
+// An escape may straddle a buffer's end.
 TEST_F(NotificationCentre, GetsLongEscapedMessagesWhole) {
   for (const char* shift : {"", "x"}) {
     std::string message = shift;
@@ -630,7 +631,7 @@ TEST_F(LogCentre, GetsNoTimeStampForAnEventWithoutOne) {
   EXPECT_EQ(vector_for(record), without(full_vector(), "timestamp="));
 }
 
-// A detail of the client, where it is looked for next, and its place in the vector.
+// A detail of the client, its environment variable, and its place in the arguments.
 struct Detail {
   const char* name;
   const char* variable;
@@ -684,7 +685,7 @@ TEST_P(LogCentreDetail, DoesNotInterpretPercentSigns) {
   EXPECT_EQ(vector_for(record)[GetParam().place], std::string(GetParam().name) + "=%s%n%d");
 }
 
-// With no byte behind it that could be read.
+// At the end of readable memory.
 TEST_F(LogCentre, GetsNothingAfterTheEndOfAnUnterminatedRecord) {
   RecordAtTheEnd<EventRecord> record;
   *record = full_record();
@@ -706,8 +707,8 @@ TEST_F(LogCentre, GetsNothingWithoutAMessage) {
   EXPECT_TRUE(commands.settled().empty());
 }
 
-// How much the web server says, and what becomes of the three details. A text and its terminator fill the room that the
-// command, the level and the message leave, to the last byte.
+// The length of the web server's text, and the three resulting details. A text and its terminator exactly fill the room
+// left by the command, the level and the message.
 class LogCentreRoom : public LogCentre {
  protected:
   static constexpr std::size_t kLeft = kTextRoom - sizeof "/usr/local/sbin/evsh" - sizeof "lumo.add_local_event_log" -
@@ -725,7 +726,7 @@ class LogCentreRoom : public LogCentre {
     return head + std::string(length - head.size(), 'c');
   }
 
-  // The three details when the first one's text has this length before it is cut.
+  // The three details if the first one's text has this length before it is cut.
   Row details_for(std::size_t length) {
     setenv("HTTP_CLIENT_ID", text_of("", length - std::string_view("client_id").size()).substr(1).c_str(), 1);
     setenv("HTTP_CLIENT_APP", "app", 1);
@@ -858,7 +859,7 @@ TEST_F(Recorder, IsSkippedIfItsConnectionToolIsADanglingLink) {
   expect_nothing_started();
 }
 
-// It only has to be there.
+// It only has to exist.
 TEST_F(Recorder, NeedsNoWorkingConnectionTool) {
   std::filesystem::remove(kRecorderInstalled);
   std::filesystem::create_directory(kRecorderInstalled);
@@ -940,7 +941,7 @@ TEST_P(DetachedCommand, IsNotTheCallersChild) {
   expect_no_child_left();
 }
 
-// Its parent has nothing to report, whatever became of it.
+// Its parent exits with 0 whatever happens to it.
 TEST_P(DetachedCommand, HasAParentThatExitsWithZero) {
   {
     const ChildrenNoted noted;
@@ -983,7 +984,7 @@ TEST_P(DetachedCommand, HasTheCallersEnvironment) {
   EXPECT_EQ(runs[0].environment.at("LEFT_BY_THE_CALLER"), "yes");
 }
 
-// A notification that its command has not read yet: were its pipe inherited, the command would never see the end of it.
+// A notification that its command has not read yet: if a command inherited the pipe, the first would never see its end.
 TEST_P(DetachedCommand, DoesNotDelayANotification) {
   install_script(kEvsh,
                  "#!/bin/sh\n"
@@ -1003,7 +1004,7 @@ TEST_P(DetachedCommand, DoesNotDelayANotification) {
   std::ofstream("/etc/logs/go") << "";
   notification.join();
   ASSERT_EQ(runs.size(), 1U);
-  // A shell that runs a script may hold the script itself.
+  // A shell may keep the script open that it runs.
   Descriptors further = runs[0].descriptors;
   std::erase_if(further, [&](const auto& entry) {
     return entry.first <= STDERR_FILENO || before.contains(entry.first) || entry.second == std::string("r ") + kEvsh;

@@ -1,4 +1,4 @@
-// Listing, grouping and counting the events of a log.
+// Lists, groups and counts events.
 #include <algorithm>
 #include <chrono>
 #include <climits>
@@ -82,7 +82,7 @@ int stop_at_third(void* rows, int /*columns*/, char** /*values*/, char** /*names
   return ++*static_cast<int*>(rows) == 3 ? -1 : 0;
 }
 
-// A log with its table and nothing in it.
+// A log with an empty table.
 class EventQuery : public ApplianceTest {
  protected:
   void SetUp() override {
@@ -99,7 +99,7 @@ class EventQuery : public ApplianceTest {
 struct Query {
   const char* name;
   int (*call)(Listing* listing);
-  const char* function;  // that runs the statement
+  const char* function;  // the function that runs the statement
 };
 
 void PrintTo(const Query& query, std::ostream* out) {
@@ -171,7 +171,7 @@ TEST_P(EveryEventQuery, WaitsForALock) {
 struct Sort {
   unsigned code;
   const char* clause;
-  const char* order;  // of the three entries below
+  const char* order;  // the order of the three entries below
 };
 
 constexpr Sort kSorts[] = {
@@ -240,7 +240,7 @@ TEST_P(EventSort, OrdersGroups) {
 struct TypeFilter {
   unsigned code;
   const char* clause;
-  const char* found;  // of six entries
+  const char* found;  // the result for six entries
 };
 
 constexpr TypeFilter kTypeFilters[] = {
@@ -290,7 +290,7 @@ struct Page {
   int start;
   int end;
   const char* clause;
-  int first;  // of 40 entries; behind the last one for none
+  int first;  // the first of 40 entries; one past the last for none
   int last;
 };
 
@@ -340,7 +340,7 @@ TEST_P(EventPage, CutsGroups) {
 struct Grouping {
   unsigned code;
   const char* clause;
-  std::size_t groups;  // of the nine entries below
+  std::size_t groups;  // for the nine entries below
   const char* sizes;   // largest first
 };
 
@@ -363,8 +363,8 @@ void PrintTo(const Grouping& grouping, std::ostream* out) {
 
 class EventGrouping : public EventQuery, public testing::WithParamInterface<Grouping> {
  protected:
-  // Eight entries of type 0, with two dates, three times, four users and so on, and one of type 1 that is like the
-  // first of them otherwise.
+  // Eight entries of type 0, with two dates, three times, four users and so on, and one of type 1 that otherwise equals
+  // the first.
   void SetUp() override {
     EventQuery::SetUp();
     sql(kLog,
@@ -544,7 +544,7 @@ TEST_F(EventQuery, CountsEveryEntry) {
   EXPECT_EQ(annal_event_query_count(3), 333);
 }
 
-// What counts by a search takes it for a failure; this one answers what it reads.
+// The searching counts treat it as a failure; this one returns what it reads.
 TEST_F(EventQuery, ReturnsANegativeCount) {
   put_entries(3);
   sqlite.answer_next(-7);
@@ -584,7 +584,7 @@ class EventQueryArguments : public ApplianceTest {
     ApplianceTest::TearDown();
   }
 
-  // Of the two queries that take all selectors.
+  // Calls the two queries that take all selectors.
   void expect_bad(unsigned sort, int start, int end, unsigned type) {
     EXPECT_EQ(annal_event_query(&collect, sort, start, end, type, &listing), ANNAL_BAD_ARGUMENT);
     EXPECT_EQ(annal_event_query_group(&collect, sort, start, end, type, 0, &listing), ANNAL_BAD_ARGUMENT);

@@ -1,4 +1,4 @@
-// Searching the events: by period, text, application, category and client.
+// Searches events by period, text, application, category and client.
 #include <ostream>
 #include <string>
 #include <vector>
@@ -40,7 +40,7 @@ SearchFunction function(const char* name, SearchFunction::Kind kind, const char*
           .pairs_times = kind != SearchFunction::kCount};
 }
 
-// The older of the forms with further filters are the newest form without the client's, whose places stay empty.
+// The _ex2 forms are the _ex3 forms without the client's filters, whose slots stay empty.
 std::vector<SearchFunction> functions() {
   using S = Search;
   const auto all = [] {
@@ -99,7 +99,7 @@ std::vector<SearchFunction> functions() {
                                                    s.text("time_to"));
                }),
   };
-  // The orders by application and category belong to the listings with these filters.
+  // Only the listings with these filters sort by application and category.
   functions[1].orders = 26;
   functions[2].orders = 26;
   for (const std::size_t older : {1U, 4U}) {

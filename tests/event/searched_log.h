@@ -1,4 +1,4 @@
-// The event log as the tests of its searches know it.
+// The event log and its search functions, for their tests.
 #pragma once
 
 #include "Corix_annal.h"

@@ -1,3 +1,4 @@
+// Stores events: refusals, changes to the caller's record, the statement and the file's content.
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -54,10 +55,10 @@ testing::AssertionResult same_bytes(const Record& actual, const Record& expected
   return test::same_bytes(actual, expected, kTexts);
 }
 
-constexpr std::time_t kWinter = 1705361400;  // 2024-01-16 00:30:00, in UTC still the day before
+constexpr std::time_t kWinter = 1705361400;  // 2024-01-16 00:30:00; still the previous day in UTC
 constexpr std::time_t kSummer = 1721082600;  // 2024-07-16 00:30:00, likewise
 
-// An event that leaves nothing to replace.
+// A complete event, in which nothing is replaced.
 EventRecord complete_record() {
   EventRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
@@ -78,7 +79,7 @@ EventRecord complete_record() {
   return record;
 }
 
-// What an empty field becomes: the text, and zero bytes up to the width.
+// An empty field's replacement: the text, padded with zero bytes to the width.
 struct Default {
   Field field;
   const char* text;
@@ -90,7 +91,7 @@ constexpr Default kDefaults[] = {
     {kClientId, "---", 64}, {kClientApp, "---", 129}, {kClientAgent, "---", 256},
 };
 
-// An event that leaves everything to replace.
+// An empty event, in which everything is replaced.
 EventRecord bare_record() {
   EventRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
@@ -103,7 +104,7 @@ EventRecord bare_record() {
   return record;
 }
 
-// What submission makes of the bare record.
+// The empty record after submission.
 EventRecord normalised_bare_record(std::time_t now) {
   EventRecord record = bare_record();
   for (const auto& [field, text, width] : kDefaults) {
@@ -115,7 +116,7 @@ EventRecord normalised_bare_record(std::time_t now) {
   return record;
 }
 
-// A shorter form, with what a full record has at its place.
+// A shorter form, with the complete record's values.
 template <typename Record>
 Record leading_part(const EventRecord& full) {
   Record record;
@@ -148,7 +149,7 @@ Rows stored_rows() {
              "event_client_app, event_client_agent FROM ANNAL_EVENT ORDER BY event_id;");
 }
 
-// A column of the event that was stored last.
+// A column of the last stored event.
 std::string stored(const std::string& column) {
   return sql(kLog, "SELECT " + column + " FROM ANNAL_EVENT ORDER BY event_id DESC LIMIT 1;").at(0).at(0);
 }
@@ -157,7 +158,7 @@ std::string stored_moment() {
   return stored("event_timet || ' ' || event_date || ' ' || event_time");
 }
 
-// Nothing is there yet: an event that is refused must leave it so.
+// No log exists, and a refused event must not create one.
 class EventSubmissionRefusal : public ApplianceTest {
  protected:
   void TearDown() override {
@@ -679,7 +680,7 @@ TEST_F(EventSubmission, NumbersEventsInTheirOrder) {
 
 class EventSubmissionFailure : public EventSubmission {
  protected:
-  // Submits the bare record and expects that it was normalised nevertheless.
+  // Submits the empty record and expects it to be normalised.
   void expect_answer(int result) {
     Clock::stop_at(kWinter);
     EventRecord record = bare_record();
@@ -741,7 +742,7 @@ TEST_F(EventSubmissionFailure, InATriggerStoresNothing) {
   EXPECT_EQ(stored_rows(), Rows());
 }
 
-// No file may grow, as on a full disk.
+// Keeps files from growing, as on a full disk.
 TEST_F(EventSubmissionFailure, OnAFullDiskStoresNothing) {
   const auto before = std::signal(SIGXFSZ, SIG_IGN);
   rlimit usual{};
@@ -921,7 +922,7 @@ TYPED_TEST(EventSubmissionOfOlderForm, LeavesAnOverlongMessageIdInTheCallersReco
 
 // ---- basic form ----
 
-// A basic record in which everything is set that must not be read.
+// A basic record with values in every field that must not be read.
 EventRecordBasic basic_record() {
   EventRecordBasic record;
   std::memset(&record, 'x', sizeof record);
@@ -1008,7 +1009,7 @@ TEST_F(EventSubmission, FillsAnEmptyExtendedRecord) {
                                   "---", "---", "---", "---", "---", "localhost", "---"}}));
 }
 
-// Callers that do not clear their record get what they left behind its last field as the client identifier.
+// If a caller does not clear its record, the padding after the last field becomes the client identifier.
 TEST_F(EventSubmission, ReadsThePaddingOfAnExtendedRecordAsAClientId) {
   auto record = leading_part<EventRecordEx>(complete_record());
   std::memcpy(kClientId.in(record), "abcd", 4);

@@ -1,4 +1,4 @@
-// The event log's table: its form in the file, its maintenance, and what its callers are told.
+// The event log's table: its layout in the file, its maintenance and its result codes.
 #include <chrono>
 #include <climits>
 #include <cstddef>
@@ -53,7 +53,7 @@ std::string create_text() {
   return text + "COMMIT;";
 }
 
-// Without the semicolon that ends it, as the file holds it.
+// Without its final semicolon, as the file stores it.
 std::string trigger(int limit, int batch) {
   return "CREATE TRIGGER annal_event_logfull AFTER INSERT \tON annal_event WHEN " + std::to_string(limit) +
          " < (SELECT COUNT(*) FROM annal_event) \tBEGIN \t\tDELETE FROM annal_event WHERE event_id IN \t\t(SELECT "
@@ -106,12 +106,12 @@ Row column_names() {
   return names;
 }
 
-// What the library asks of SQLite for one statement.
+// The SQLite calls for one statement.
 Calls one_exec(const std::string& statement, bool waits) {
   return connection(kLog, {"exec " + statement}, waits);
 }
 
-// A log with its table and nothing in it.
+// A log with an empty table.
 class EventTable : public ApplianceTest {
  protected:
   void SetUp() override {
@@ -567,7 +567,7 @@ struct Selection {
   int number;
   const char* text;  // null: the number is the value
   const char* statement;
-  const char* left;  // of the entries 1, 2 and 3, where 1 and 3 are alike but for their numbers
+  const char* left;  // the remaining entries of 1, 2 and 3; 1 and 3 differ only in their numbers
 
   [[nodiscard]] const void* value() const { return text != nullptr ? static_cast<const void*>(text) : &number; }
 };

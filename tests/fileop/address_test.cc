@@ -1,4 +1,4 @@
-// What the file-operation log takes for an address, which is more than the other logs do.
+// The file-operation log's address check, which accepts more than the other logs'.
 #include <cstring>
 #include <memory>
 #include <ostream>
@@ -45,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(
         Address{"FourthPartTooHigh", "10.0.0.256", ANNAL_BAD_ARGUMENT, "10.0.0.256"},
         Address{"FirstPartNegative", "-1.0.0.5", ANNAL_BAD_ARGUMENT, "-1.0.0.5"},
         Address{"FourthPartNegative", "10.0.0.-1", ANNAL_BAD_ARGUMENT, "10.0.0.-1"},
-        // A number is read as a long, or the nearest one, and its low 32 bits count.
+        // A number is read as a long, clamped to its range, and its low 32 bits count.
         Address{"PartThatWrapsRound", "10.0.0.4294967301", kWithLongOf64Bits, "10.0.0.4294967301"},
         Address{"EveryPartWrapsRound", "4294967296.8589934847.42949672960.4294967551", kWithLongOf64Bits,
                 "4294967296.8589934847.42949672960.4294967551"},
@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& tested) { return tested.param.name; });
 
 TEST_P(FileOpAddress, IsCheckedAndNormalised) {
-  // Of exactly the text's size, so that a checked build sees an access behind it.
+  // Exactly the text's size, so that a sanitizer detects an access after it.
   const std::string given = GetParam().given;
   const auto ip = std::make_unique<char[]>(given.size() + 1);
   std::memcpy(ip.get(), given.c_str(), given.size() + 1);

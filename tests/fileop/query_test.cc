@@ -1,4 +1,4 @@
-// Listing and counting file operations, by type and by a caller's filter.
+// Lists and counts file operations, by type and by a caller's filter.
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -36,7 +36,7 @@ Calls calls_of_count(const std::string& where) {
 
 // ---- helpers ----
 
-// A filter without a condition.
+// A filter without conditions.
 FileOpFilter any() {
   FileOpFilter filter{};
   filter.event_id = 5;
@@ -66,7 +66,7 @@ int count_of(unsigned type) {
   return pavo2log_event_query_count(kLog, type, nullptr, nullptr, nullptr, nullptr);
 }
 
-// The first column of a listing's rows.
+// The first column for a listing's rows.
 std::string ids(const Listing& listing) {
   std::string found;
   for (const Row& row : listing.rows) {
@@ -98,7 +98,7 @@ int stop_at_third(void* rows, int /*columns*/, char** /*values*/, char** /*names
   return ++*static_cast<int*>(rows) == 3 ? -1 : 0;
 }
 
-// A log with its table and nothing in it.
+// A log with an empty table.
 class FileOpQuery : public ApplianceTest {
  protected:
   void SetUp() override {
@@ -115,7 +115,7 @@ class FileOpQuery : public ApplianceTest {
 struct Query {
   const char* name;
   int (*call)(const char* path, Listing* listing);
-  const char* function;  // that runs the statement
+  const char* function;  // the function that runs the statement
 };
 
 void PrintTo(const Query& query, std::ostream* out) {
@@ -217,8 +217,8 @@ TEST_P(EveryFileOpQuery, WaitsForALock) {
 struct Sort {
   unsigned code;
   const char* clause;     // of a listing
-  const char* by_clause;  // of a filtered listing
-  const char* order;      // of the three entries below
+  const char* by_clause;  // for a filtered listing
+  const char* order;      // for the three entries below
   const char* by_order;
 };
 
@@ -284,7 +284,7 @@ TEST_P(FileOpSort, OrdersAFilteredListing) {
 struct TypeFilter {
   unsigned code;
   const char* clause;
-  const char* found;  // of six entries
+  const char* found;  // the result for six entries
 };
 
 constexpr TypeFilter kTypeFilters[] = {
@@ -342,7 +342,7 @@ struct Page {
   int start;
   int end;
   const char* clause;
-  int first;  // of 40 entries; behind the last one for none
+  int first;  // the first of 40 entries; one past the last for none
   int last;
 };
 
@@ -402,7 +402,7 @@ struct Filter {
   const char* name;
   void (*set)(FileOpFilter& filter);
   const char* where;
-  const char* found;  // of the three entries below
+  const char* found;  // for the three entries below
 };
 
 constexpr Filter kFilters[] = {
@@ -518,7 +518,7 @@ TEST_P(FileOpFilterOf, NarrowsACount) {
 
 // ---- dates ----
 
-constexpr std::time_t kMidnight = 1705359600;  // 2024-01-16 00:00:00, in UTC still the day before
+constexpr std::time_t kMidnight = 1705359600;  // 2024-01-16 00:00:00; still the previous day in UTC
 
 struct DateRange {
   const char* name;
@@ -526,7 +526,7 @@ struct DateRange {
   const char* to;
   std::time_t now;
   const char* where;
-  const char* found;  // of one entry each on the 14th to 17th of January 2024
+  const char* found;  // the result for one entry each on 14 to 17 January 2024
 };
 
 constexpr DateRange kDateRanges[] = {
@@ -624,14 +624,14 @@ TEST_F(FileOpQuery, ReadsNoTextOfTheDevice) {
 
 // ---- filters that outgrow their room ----
 
-// The longest conditions that fit, the terminator left out.
+// The longest conditions that fit, without the terminator.
 constexpr std::size_t kRoom = 2047;
 
 std::string path_condition(const std::string& path) {
   return "AND event_filepath LIKE '%" + path + "%' ";
 }
 
-// A path whose condition is of that length.
+// A path whose condition has that length.
 std::string path_for(std::size_t length) {
   return std::string(length - path_condition("").size(), 'p');
 }
@@ -808,7 +808,7 @@ TEST_F(FileOpQueryArguments, RefuseAPathThatDoesNotFit) {
     filter.event_filepath = path.c_str();
     expect_bad(filter);
     filter = any();
-    // The same path, and three letters more in its column's name.
+    // The same path, in a column with a name three letters longer.
     filter.event_oldfilepath = path.c_str();
     expect_bad(filter);
   }
@@ -820,7 +820,7 @@ struct LastCondition {
   const char* text;
 };
 
-// Each condition behind a path, and the folder's in front of it.
+// Each condition after a path, and the folder's before it.
 constexpr LastCondition kLastConditions[] = {
     {"Folder", [](FileOpFilter& filter) { filter.event_isFolder = 1; }, "AND event_isFolder = 1 "},
     {"Computer", [](FileOpFilter& filter) { put(filter.event_comp, "c"); }, "AND event_comp LIKE '%c%' "},
@@ -860,7 +860,7 @@ TEST_P(FileOpQueryRoom, EndsAfterItsLastByte) {
   EXPECT_EQ(sqlite.calls(), Calls());
 }
 
-// A condition that would have fitted does not take the place of an earlier one that did not.
+// A later condition that fits does not replace an earlier one that does not.
 TEST_F(FileOpQueryArguments, RefuseALongPathDespiteALaterConditionThatFits) {
   const std::string path = path_for(kRoom + 1);
   FileOpFilter filter = any();
@@ -869,7 +869,7 @@ TEST_F(FileOpQueryArguments, RefuseALongPathDespiteALaterConditionThatFits) {
   expect_bad(filter);
 }
 
-// So that what lies behind a field, or behind the filter, is never taken for its text.
+// So the bytes after a field, or after the filter, are never read as its text.
 TEST_F(FileOpQueryArguments, RefuseAnUnterminatedText) {
   const struct {
     std::size_t offset;

@@ -1,5 +1,4 @@
-// Storing a file operation: what is refused, what the record becomes, what the file holds, and how long a lock is
-// waited for.
+// Stores file operations: refusals, changes to the record, the file's content, and waits for locks.
 #include <algorithm>
 #include <climits>
 #include <cstddef>
@@ -20,12 +19,12 @@ using namespace std::chrono_literals;
 
 constexpr const char* kLog = "/etc/logs/operations.db";
 
-// What the bytes hold that nobody has set.
+// Fills the bytes that a test has not set.
 constexpr char kLeftBehind = '\xAA';
 
 // ---- records ----
 
-// A text field of the record. It has the name of its column.
+// A text field of the record, named after its column.
 struct Field {
   const char* name;
   std::size_t offset;
@@ -48,7 +47,7 @@ void PrintTo(const Field& field, std::ostream* out) {
   *out << field.name;
 }
 
-// Puts a text and its terminator into a field and leaves the bytes behind it as they are.
+// Puts a text and its terminator into a field and keeps the bytes after it.
 void put(FileOpRecord& record, const Field& field, std::string_view text) {
   *std::copy(text.begin(), text.end(), field.in(record)) = '\0';
 }
@@ -57,7 +56,7 @@ std::string bytes_of(const FileOpRecord& record) {
   return {reinterpret_cast<const char*>(&record), sizeof record};
 }
 
-// An operation that leaves nothing to replace.
+// A complete operation, in which nothing is replaced.
 FileOpRecord complete_record() {
   FileOpRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
@@ -87,7 +86,7 @@ constexpr const char* kCompleteInsert =
     "event_duid, event_desc, sub_user, pid) \tVALUES \t( 1, '2020-02-03', '04:05:06', 'ann', '10.0.0.5', "
     "'/share/old name', '/share/new name', 2, 17, 4096, 'pc1', 'phone', 'renamed', '', 0);";
 
-// An operation that leaves everything to replace.
+// An empty operation, in which everything is replaced.
 FileOpRecord bare_record() {
   FileOpRecord record = complete_record();
   record.event_tm.tm_year = 0;
@@ -99,14 +98,14 @@ FileOpRecord bare_record() {
   return record;
 }
 
-constexpr std::time_t kWinter = 1705361400;  // 2024-01-16 00:30:00, in UTC still the day before
+constexpr std::time_t kWinter = 1705361400;  // 2024-01-16 00:30:00; still the previous day in UTC
 constexpr std::time_t kSummer = 1721082600;  // 2024-07-16 00:30:00, likewise
 
 std::int64_t add(FileOpRecord& record) {
   return pavo2log_event_add(kLog, &record);
 }
 
-// A column of the operation that was stored last.
+// A column of the last stored operation.
 std::string stored(const std::string& column) {
   return value(kLog, "SELECT " + column + " FROM PAVO2LOG_EVENT ORDER BY event_id DESC LIMIT 1;");
 }
@@ -126,7 +125,7 @@ class FileOpSubmission : public ApplianceTest {
   }
 };
 
-// Nothing is there yet: an operation that is refused must leave it so.
+// No log exists, and a refused operation must not create one.
 class FileOpSubmissionArguments : public ApplianceTest {
  protected:
   void TearDown() override {
@@ -170,9 +169,9 @@ INSTANTIATE_TEST_SUITE_P(Of, FileOpSubmissionRefusalOfOverlong, testing::ValuesI
                          [](const auto& tested) { return tested.param.name; });
 
 TEST_P(FileOpSubmissionRefusalOfOverlong, ChangesNothingAndComesBeforeAllOthers) {
-  // What lies behind the field is another text, nothing but a terminator, or left behind.
+  // After the field comes another text, only a terminator, or filler bytes.
   for (FileOpRecord record : {complete_record(), bare_record(), FileOpRecord{}}) {
-    // To the field's last byte: that is one more than it may hold, and there is no terminator.
+    // Fills the field to its last byte: one more than allowed, and no terminator.
     std::memset(GetParam().in(record), 'x', GetParam().size);
     expect_refused(record, ANNAL_TOO_LONG);
     record.event_type = 3;
@@ -255,7 +254,7 @@ TEST_F(FileOpSubmission, LeavesACompleteRecordAsItIs) {
 TEST_F(FileOpSubmission, FillsTheRecordsEmptyFields) {
   FileOpRecord record = bare_record();
   FileOpRecord expected = bare_record();
-  // The user's whole array; of the others all but the last byte.
+  // The user's whole field; all but the last byte of the others.
   std::memset(expected.event_user, 0, 65);
   put(expected, kUser, "System");
   for (const Field& field : {kIp, kComp, kDuid}) {

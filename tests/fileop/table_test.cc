@@ -1,4 +1,4 @@
-// The file-operation log's table: its form in the file, its maintenance, and what its callers are told.
+// The file-operation log's table: its layout in the file, its maintenance and its result codes.
 #include <climits>
 #include <cstdio>
 #include <filesystem>
@@ -12,7 +12,7 @@
 namespace annal::test {
 namespace {
 
-// Any path would do: this one lies in a folder that is emptied before each test.
+// Any path works; this one is in a folder that is emptied before each test.
 constexpr const char* kLog = "/etc/logs/operations.db";
 
 // ---- the table as the file holds it ----
@@ -46,7 +46,7 @@ Calls creation_of_table() {
   return connection(kLog, work, true);
 }
 
-// Without the semicolon that ends it, as the file holds it.
+// Without its final semicolon, as the file stores it.
 std::string trigger(int limit, int batch) {
   return "CREATE TRIGGER pavo2log_event_logfull AFTER INSERT \t\t\t\t\t\tON pavo2log_event WHEN " +
          std::to_string(limit) +
@@ -77,7 +77,7 @@ std::string bytes_of_file() {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A log with its table and nothing in it.
+// A log with an empty table.
 class FileOpTable : public ApplianceTest {
  protected:
   void SetUp() override {

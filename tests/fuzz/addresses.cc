@@ -1,4 +1,4 @@
-// Both checks of an address, beside another opinion of what an address is.
+// Compares both address checks with an independent parser.
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -29,7 +29,7 @@ bool all_of(const std::string& text, int (*kind)(int)) {
   return std::all_of(text.begin(), text.end(), [kind](char c) { return kind(static_cast<unsigned char>(c)) != 0; });
 }
 
-// One to three digits without a zero in front, up to 255.
+// One to three digits without leading zeros, up to 255.
 bool is_byte(const std::string& part) {
   return !part.empty() && part.size() <= 3 && all_of(part, std::isdigit) && (part.size() == 1 || part[0] != '0') &&
          std::stoi(part) <= 255;
@@ -40,8 +40,8 @@ bool is_ipv4(const std::string& text) {
   return parts.size() == 4 && std::all_of(parts.begin(), parts.end(), is_byte);
 }
 
-// So many groups of 16 bits does a text with colons between its groups have; nothing for what is none. The last may be
-// an IPv4 address, which is two.
+// The number of 16-bit groups in a text with colons, or nothing if it is invalid. The last group may be an IPv4
+// address, which counts as two.
 std::optional<std::size_t> groups_in(const std::string& text, bool ends_address) {
   if (text.empty()) {
     return 0;
@@ -71,8 +71,7 @@ bool is_ipv6(const std::string& text) {
   return before && behind && *before + *behind < kGroups;
 }
 
-// A number as scanf reads it: blanks, a sign, digits. It is read as a long, or the nearest one, of which an int's worth
-// of low bits is kept.
+// A number as scanf reads it: blanks, a sign, digits. It is clamped to a long and truncated to an int.
 bool take_number(const char*& text) {
   while (std::isspace(static_cast<unsigned char>(*text)) != 0) {
     ++text;
@@ -121,7 +120,7 @@ Answer expected(const std::string& given, bool (*is_other)(const std::string&)) 
 }
 
 void compare(int (*check)(char*) noexcept, const std::string& given, const Answer& wanted) {
-  // As long as the text, so that a byte written behind it is one too many.
+  // Exactly as long as the text, so that a sanitizer detects a write after it.
   const auto buffer = std::make_unique<char[]>(given.size() + 1);
   std::memcpy(buffer.get(), given.c_str(), given.size() + 1);
   const int code = check(buffer.get());
@@ -136,7 +135,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
   compare(&annal_checkip, text, expected(text, &is_ipv4));
   compare(&pavo2log_checkip, text, expected(text, &is_quad_and_more));
-  // What is an address for one is one again.
+  // A normalised address must pass the check again.
   std::string again = expected(text, &is_ipv4).text;
   if (annal_checkip(again.data()) == ANNAL_OK) {
     compare(&annal_checkip, again, expected(again, &is_ipv4));

@@ -1,4 +1,4 @@
-// What a command of annalctl's writes to a stream.
+// Captures what a command of annalctl writes to a stream.
 #pragma once
 
 #include <cstdio>

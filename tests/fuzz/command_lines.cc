@@ -1,5 +1,5 @@
-// annalctl as a whole, on any command line: it ends with a documented status, has a reason for each failure, writes
-// nothing to a terminal that could steer it, and leaves every file alone when the line is wrong.
+// Runs annalctl on any command line: it must exit with a documented status, give a reason for each failure, write
+// nothing to a terminal that could control it, and change no file if the line is wrong.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -28,9 +28,9 @@ using annal::fuzz::require;
 using annal::test::Command;
 using Texts = std::vector<std::string>;
 
-constexpr unsigned kMostLines = 4;  // of one input, each on what the last has left
+constexpr unsigned kMaxLines = 4;  // per input, each on the files that the previous line left
 
-// What the program writes past stdio, too.
+// Also captures what the program writes without stdio.
 class CapturedHelp {
  public:
   CapturedHelp() : real_(std::cout.rdbuf(text_.rdbuf())) {}
@@ -64,8 +64,8 @@ Answer run(const Texts& line) {
   return {status, errors.restore()};
 }
 
-// Standard input is empty, and the reader of standard output has gone: a tail that follows notices, and ends. What is
-// named without a folder is in the one that is put back.
+// Standard input is empty, and the reader of standard output is gone, so that a following tail ends. Relative names are
+// in the folder that is restored.
 void set_up_process() {
   std::array<int, 2> ends{};
   const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -95,13 +95,13 @@ const Files& logs() {
   return files;
 }
 
-// As it stands, an argument a line.
+// The input itself, one argument a line.
 Texts raw_line(Input& input) {
   Texts line;
   while (!input.empty() && line.size() < 64) {
     std::string argument = input.line();
     argument.erase(std::find(argument.begin(), argument.end(), '\0'), argument.end());
-    std::replace(argument.begin(), argument.end(), '/', '|');  // it stays in its folder
+    std::replace(argument.begin(), argument.end(), '/', '|');  // keeps it in its folder
     line.push_back(argument);
   }
   return line;
@@ -121,7 +121,7 @@ void check(const Texts& line) {
   require(answer.status >= annalctl::kSuccess && answer.status <= annalctl::kUsage, "the exit status of " + text);
   require_readable(answer.errors);
   const bool followed = std::find(line.begin(), line.end(), "tail") != line.end();
-  const bool checked = std::find(line.begin(), line.end(), "check") != line.end();  // which tells it as its output
+  const bool checked = std::find(line.begin(), line.end(), "check") != line.end();  // which reports it as output
   require(answer.status == annalctl::kSuccess || followed || checked || !answer.errors.empty(),
           "a failure without a word: " + text);
   if (answer.status == annalctl::kUsage) {
@@ -142,7 +142,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   const auto choose = [&input](unsigned bound) { return input.below(bound); };
-  for (unsigned left = kMostLines; left > 0 && !input.empty(); --left) {
+  for (unsigned left = kMaxLines; left > 0 && !input.empty(); --left) {
     check(annal::test::command_line(all[input.byte() % all.size()], all, choose));
   }
   return 0;

@@ -1,3 +1,4 @@
+// What the fuzz programs share; see fuzz.h.
 #include "tests/fuzz/fuzz.h"
 
 #include <dirent.h>
@@ -29,8 +30,8 @@ namespace fs = std::filesystem;
 
 std::atomic<bool> commands_allowed{false};  // NOLINT(*-avoid-non-const-global-variables)
 
-// Some inputs are SQL, by way of what goes unescaped into a statement, or a whole database made to measure: none may
-// reach beyond the appliance's logs, and none may take for ever.
+// Some inputs are SQL, because they go unescaped into a statement, or a crafted database. They must not reach beyond
+// the appliance's logs or run forever.
 int guard_connection(sqlite3* database, char** /*message*/, const sqlite3_api_routines* /*routines*/) {
   constexpr int kLongest = 1'000'000;
   constexpr int kOperations = 100'000;
@@ -126,7 +127,7 @@ std::string Input::text(std::size_t bound) {
     text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
     return text;
   }
-  // Long texts repeat a few bytes: an input of their length would hide what else is in it.
+  // Long texts repeat a few bytes: a long input would hide the rest.
   std::string unit = bytes(1 + below(4));
   unit.erase(std::remove(unit.begin(), unit.end(), '\0'), unit.end());
   if (unit.empty()) {
@@ -225,7 +226,7 @@ int Listing::callback(void* context, int columns, char** values, char** names) {
   Listing& listing = *static_cast<Listing*>(context);
   listing.columns = columns;
   ++listing.delivered;
-  // Reads all that was handed over.
+  // Reads every value that it gets.
   std::size_t length = 0;
   for (int i = 0; i < columns; ++i) {
     require(names[i] != nullptr, "a column without a name");
@@ -252,7 +253,7 @@ NothingLeft::~NothingLeft() {
 
 }  // namespace annal::fuzz
 
-// Between the library and the system: without commands, neither a child nor a pipe can be had.
+// Replace the system's functions: with commands disabled, they create neither children nor pipes.
 
 extern "C" std::FILE* popen(const char* command, const char* type) {
   using Popen = std::FILE* (*)(const char*, const char*);
@@ -260,7 +261,7 @@ extern "C" std::FILE* popen(const char* command, const char* type) {
   return annal::fuzz::commands_allowed ? real(command, type) : nullptr;
 }
 
-// NOLINTNEXTLINE(cert-dcl50-cpp): as it is declared
+// NOLINTNEXTLINE(cert-dcl50-cpp): matches the declaration
 extern "C" int clone(int (*run)(void*), void* stack, int flags, void* argument, ...) noexcept {
   using Clone = int (*)(int (*)(void*), void*, int, void*, ...);
   static const auto real = annal::fuzz::next<Clone>("clone");
@@ -281,8 +282,8 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   annal::fuzz::put_back({});
   require(sqlite3_auto_extension(reinterpret_cast<void (*)()>(&annal::fuzz::guard_connection)) == SQLITE_OK,
           "the guard of connections");
-  // What SQLite and the C library keep for good, they take now.
-  // The list of extensions stays as long as it was when annalctl had one more in it for a moment.
+  // Warm-up: lets SQLite and the C library make their permanent allocations. The list of extensions keeps the size that
+  // it had while annalctl had added one.
   const auto extension = reinterpret_cast<void (*)()>(&annal::fuzz::no_extension);
   sqlite3_auto_extension(extension);
   sqlite3_cancel_auto_extension(extension);

@@ -1,5 +1,5 @@
-// What the fuzz programs share: taking an input apart, a private appliance whose logs can be put back, and the checks
-// that hold after every call.
+// Shared by the fuzz programs: parsing an input, a private appliance whose logs can be restored, and the checks after
+// every call.
 #pragma once
 
 #include <cstddef>
@@ -19,10 +19,10 @@ inline constexpr const char* kConnLog = "/etc/logs/conn.log";
 inline constexpr const char* kNoticeLog = "/etc/logs/notice.log";
 inline constexpr const char* kFileOpLog = "/etc/logs/fileop.db";
 
-// Ends the program when something is not as it must be, so that the input is kept.
+// Aborts the program if a condition is false, so that the input is kept.
 void require(bool holds, std::string_view what);
 
-// The input, from front to back. Behind its end everything is 0 and empty.
+// Reads the input from front to back. After its end every value is 0 or empty.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : rest_(data, size) {}
@@ -32,21 +32,21 @@ class Input {
   bool flag() { return (byte() & 1U) != 0; }
   // 0 to one less than the bound.
   unsigned below(unsigned bound) { return byte() % bound; }
-  // Mostly small and near what functions check against; any at times.
+  // Mostly small numbers near the limits that functions check; sometimes any.
   std::int32_t number();
   unsigned code() { return static_cast<unsigned>(number()); }
 
-  // The raw bytes, as many as there are.
+  // Up to N raw bytes.
   std::string bytes(std::size_t most);
-  // Without a zero byte: short, or as long as a bound or around it.
+  // A text without zero bytes: short, or near a bound's length.
   std::string text(std::size_t bound);
-  // The same or nothing.
+  // The same, or null.
   std::optional<std::string> text_or_none(std::size_t bound);
-  // What a caller may put where a text goes unescaped between quotes.
+  // A text for a place where it goes unescaped between quotes.
   std::string unquoted(std::size_t bound);
   std::string line();
 
-  // A field of a record: empty, a text that fits, one that does not, one with no end inside it, or raw bytes.
+  // A record's field: empty, a text that fits, one that does not, one without a terminator, or raw bytes.
   void fill(std::span<char> field);
 
   template <typename Choices>
@@ -62,12 +62,12 @@ inline const char* or_null(const std::optional<std::string>& text) {
   return text ? text->c_str() : nullptr;
 }
 
-// Of records too, whose bytes are all the caller's.
+// For records too: the caller may set every byte.
 inline bool same_bytes(const void* left, const void* right, std::size_t size) {
   return std::memcmp(left, right, size) == 0;
 }
 
-// Whether commands can be started at all. Without it an input costs a tenth.
+// Whether commands can start. Without them an input takes a tenth of the time.
 void allow_commands(bool allowed);
 
 // The files of /etc/logs by their paths.
@@ -75,29 +75,29 @@ using Files = std::map<std::string, std::string>;
 Files files();
 void put_back(const Files& files);
 
-// Row by row, a NULL as nothing; nothing at all for a statement that fails.
+// The rows, with no value for NULL; no result if the statement fails.
 using Value = std::optional<std::string>;
 using Rows = std::vector<std::vector<Value>>;
 std::optional<Rows> rows(const char* path, const std::string& sql);
-// For statements of the program's own, which must not fail.
+// Runs the fuzz program's own statements, which must not fail.
 void run(const char* path, const std::string& sql);
-// For those that may.
+// Runs statements that may fail.
 bool try_to_run(const char* path, const std::string& sql);
 
-// Counts the rows that a listing delivers, and stops it when it is told to.
+// Counts a listing's rows and can stop it.
 struct Listing {
   int columns = 0;
   int delivered = 0;
-  int stop_at = 0;  // the row whose callback answers so; 0 for none
+  int stop_at = 0;  // the row at which the callback stops; 0 for none
 
   [[nodiscard]] bool stopped() const { return stop_at > 0 && delivered >= stop_at; }
   static int callback(void* context, int columns, char** values, char** names);
 };
 
-// Of ANNAL_OK, or of a count of 0 or more, and the failures.
+// True for ANNAL_OK, a count of 0 or more, and the given failures.
 void require_answer(std::int64_t answer, std::span<const int> failures);
 
-// Sees to it that what is between its birth and its end leaves no memory of SQLite's and no descriptor behind.
+// Checks that the code in its scope leaks no SQLite memory and no descriptor.
 class NothingLeft {
  public:
   NothingLeft();

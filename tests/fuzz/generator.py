@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Feeds damaged catalogs to catalog/generate.py.
 
-    generator.py SECONDS [SEED]   for so long; SEED is a number, by default the time
-    generator.py --repeat SEED:N  the one catalog again in which something was found, and says where it is kept
+    generator.py SECONDS [SEED]   runs for SECONDS; SEED is a number, by default the time
+    generator.py --repeat SEED:N  repeats the catalog of one finding and prints where it is kept
 
-The generator must either refuse, each line of its complaint with a file and a line, or write arrays that say what the
-files say. An exception, a catalog that takes seconds and output that reads back differently are failures.
+The generator must either refuse a catalog, naming a file and a line in each complaint, or write arrays that match the
+files. An exception, a run of several seconds and output that reads back differently are failures.
 """
 
 import contextlib
@@ -111,7 +111,7 @@ def text_of(literal):
 
 
 def arrays_in(text):
-    """The rows of each array, and the length it is declared with."""
+    """Returns the rows of each array and its declared length."""
     arrays, current = {}, None
     for line in text.split("\n"):
         head = re.fullmatch(r"const CatalogEntry (A[0-9]{3})_list\[([0-9]+)\] = \{", line)
@@ -162,7 +162,7 @@ def check_entry(name, application, level, category, number, template):
 # ---- running ----
 
 def run_generator(generate, arguments):
-    """What it answers and what it complains of."""
+    """Returns its exit status and its complaints."""
     complaints = io.StringIO()
     before = sys.argv
     sys.argv = ["generate.py", *map(str, arguments)]
@@ -174,7 +174,7 @@ def run_generator(generate, arguments):
 
 
 def try_catalog(generate, folder, chance):
-    """Whether the catalog was accepted."""
+    """Returns whether the catalog was accepted."""
     data, applications = make_catalog(folder, chance)
     output = folder / "catalog.cc"
     status, complaints = run_generator(generate, ("--applications", applications, "--data", data, "--output", output))

@@ -1,5 +1,5 @@
-// The importers of annalctl, on any lines: every line that is not blank is imported, reported or left out, and what is
-// imported is within the bounds of its record.
+// Runs annalctl's importers on any lines: every non-blank line must be imported, reported or skipped, and imported
+// records must be within their bounds.
 #include <zlib.h>
 
 #include <CLI/CLI.hpp>
@@ -42,7 +42,7 @@ void require_bounds(const Record& record, std::span<const annalctl::TextField> f
 }
 
 void require_time(std::int64_t seconds) {
-  // Of years with four digits.
+  // Only years with four digits.
   require(seconds > -100'000'000'000 && seconds < 300'000'000'000, "a time that no line can say");
 }
 
@@ -84,7 +84,7 @@ void parse_operation(const std::string& line) {
   require(operation.record.event_action >= 1 && operation.record.event_action <= 35, "the action of an operation");
 }
 
-// Nothing but a refusal may come out of a parser.
+// A parser may throw only a refusal.
 template <typename Parse>
 void try_parsing(const Parse& parse) {
   try {
@@ -112,7 +112,7 @@ void parse_lines(Input& input) {
 
 struct Import {
   void (*add)(CLI::App& commands, annalctl::Session& program);
-  std::vector<const char*> formats;  // beside none
+  std::vector<const char*> formats;  // besides none
   const char* log;
   const char* table;
 };
@@ -129,7 +129,7 @@ bool is_blank(std::string_view line) {
   return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
-// The lines with something in them.
+// The non-blank lines.
 std::uint64_t count_lines(std::string_view text) {
   constexpr std::string_view kMark = "\xEF\xBB\xBF";
   if (text.starts_with(kMark)) {
@@ -172,7 +172,7 @@ Summary summary_of(const std::string& text, bool dry) {
   return summary;
 }
 
-// Each refused line stands there with its number, and they ascend.
+// Each refused line is reported with its number, in ascending order.
 void require_reported(const std::string& errors, std::uint64_t refused) {
   std::uint64_t reported = 0;
   std::uint64_t previous = 0;
@@ -198,7 +198,7 @@ void import_file(Input& input) {
   const unsigned damage = input.below(64);
   const unsigned filler = input.below(16);
   std::string text = input.bytes(std::string::npos);
-  if (filler == 1) {  // a line around the longest that is read
+  if (filler == 1) {  // a line near the length limit
     text = std::string((std::size_t{1} << 20U) - damage % 2, 'x') + text;
   }
   if (wrapping == kPlain) {
@@ -220,7 +220,7 @@ void import_file(Input& input) {
   if (format > 0) {
     arguments.insert(arguments.end(), {import.formats[format - 1], "--format"});
   }
-  arguments.emplace_back("import");  // CLI11 takes them from the back
+  arguments.emplace_back("import");  // CLI11 reads them from the back
 
   Captured errors(stderr);
   Captured output(stdout);

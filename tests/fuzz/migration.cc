@@ -1,5 +1,5 @@
-// Logs of any layout, and files of any bytes in a log's place: the migrations, then everything else that opens them.
-// Each answer must be a documented one, and a migration must do all of its work or nothing.
+// Runs the migrations, then every other function, on logs of any layout and files of any bytes. Each result must be
+// documented, and a migration must do all or nothing.
 #include <algorithm>
 #include <array>
 
@@ -48,7 +48,7 @@ std::optional<Rows> schema_of(const char* path) {
   return annal::fuzz::rows(path, "SELECT type, name, tbl_name, sql FROM sqlite_master");
 }
 
-// An added column gets its value in every entry, which must not be touched otherwise.
+// An added column has its default in every entry, and nothing else changes.
 std::optional<Rows> content_of(const char* path, const char* table, const Names& columns) {
   std::string list;
   for (const std::string& column : columns) {
@@ -63,7 +63,7 @@ template <typename Record>
 Record record_with(Input& input) {
   Record record{};
   const std::string bytes = input.bytes(input.below(64));
-  // Into the numbers in front and the first text, which stays terminated.
+  // Random bytes for the numbers at the front and the first text, which stays terminated.
   std::memcpy(static_cast<void*>(&record), bytes.data(), std::min<std::size_t>(bytes.size(), 64));
   return record;
 }
@@ -189,7 +189,7 @@ constexpr std::array<int (*)(Input&), 14> kNoticeOperations{
     [](Input& input) { return annal_notice_del(8 + input.below(5), "x"); },
     [](Input& input) { return AnnalNoticeDellogByClientTime(input.number()); },
     [](Input& input) {
-      // A value below 0 is handed on as it is.
+      // A value below 0 is returned unchanged.
       return std::max(annal_notice_table_check_column(input.one_of(kColumnNames)), 0);
     },
     [](Input& input) { return annal_notice_table_add_column(input.one_of(kColumnNames), 0, "x"); },
@@ -232,7 +232,7 @@ constexpr std::array kLogs{
     Log{annal::fuzz::kFileOpLog, "PAVO2LOG_EVENT", kFileOpOperations},
 };
 
-// The logs as this release makes them.
+// The logs of this release.
 const Files& new_logs() {
   static const Files logs = [] {
     require(annal_event_create_tbl(0, 0) == ANNAL_OK && annal_conn_create_tbl(0, 0) == ANNAL_OK &&
@@ -399,7 +399,7 @@ void migrate(const Log& log, int (*migration)() noexcept) {
   require(content_of(log.path, log.table, columns) == content, "a migration that has changed an entry");
 }
 
-// A list that is mostly right, for a table of a few columns that is as often.
+// A mostly correct list, for a mostly correct table of a few columns.
 void migrate_any(Input& input) {
   const char* const path = annal::fuzz::kFileOpLog;
   const Names letters{"a", "b", "c", "d"};
@@ -415,7 +415,7 @@ void migrate_any(Input& input) {
                                                   : "ALTER TABLE t ADD COLUMN \"" + letters[i] + "\";");
     regular = regular && (twist == 0 || twist > 4);
   }
-  const unsigned without = input.below(32);  // its name, or its statement
+  const unsigned without = input.below(32);  // a column without its name, or without its statement
   std::vector<AnnalColumn> list(input.below(static_cast<unsigned>(letters.size()) + 1));
   for (std::size_t i = 0; i < list.size(); ++i) {
     list[i] = {without == i ? nullptr : names[i].c_str(),
@@ -439,7 +439,7 @@ void migrate_any(Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   for (const Log& log : kLogs) {
-    static_cast<void>(current_columns(log));  // before anything is measured
+    static_cast<void>(current_columns(log));  // before any measurement
   }
   Input input(data, size);
   annal::fuzz::put_back({});
@@ -460,8 +460,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } else if (chosen == 1) {
     migrate(log, &annal_conn_modify_tbl);
   }
-  constexpr int kMostOperations = 6;
-  for (int i = 0; i < kMostOperations && !input.empty(); ++i) {
+  constexpr int kMaxOperations = 6;
+  for (int i = 0; i < kMaxOperations && !input.empty(); ++i) {
     require_answer(input.one_of(log.operations)(input), kFailures);
   }
   return 0;

@@ -1,5 +1,5 @@
-// Every function that counts, lists, groups, deletes or trims, with any arguments, on logs with some entries. A count
-// and its listing must agree, what is escaped must never be SQL, and what only reads must leave the file as it was.
+// Calls every function that counts, lists, groups, deletes or trims with any arguments, on logs with some entries. A
+// count and its listing must agree, escaped texts must never act as SQL, and reading must not change the file.
 #include <array>
 #include <functional>
 
@@ -18,7 +18,7 @@ using Text = std::optional<std::string>;
 
 constexpr std::array kRefusals{static_cast<int>(ANNAL_BAD_ARGUMENT), static_cast<int>(ANNAL_QUERY_FAILED)};
 
-// Which rows, in which order, and where the callback stops.
+// The rows, their order, and where the callback stops.
 struct Page {
   explicit Page(Input& input) : sort(input.code()) {
     if (input.flag()) {
@@ -29,7 +29,7 @@ struct Page {
     callback = input.below(16) == 1 ? nullptr : &Listing::callback;
   }
 
-  // Whether all rows were asked for, so that a count says how many there are.
+  // Whether all rows were requested, so that a count must match.
   [[nodiscard]] bool whole() const { return start == 0 && end == 0 && callback != nullptr && !listing.stopped(); }
 
   unsigned sort;
@@ -46,7 +46,7 @@ void require_listing(int answer, const Page& page) {
   require(answer != ANNAL_BAD_ARGUMENT || page.listing.delivered == 0, "rows of a refused listing");
 }
 
-// A text of the filters' is escaped: the statement fails for the callback alone, or for what is documented.
+// Filter texts are escaped: the statement may fail only because of the callback, or as documented.
 void require_escaped(int answer, const Page& page, bool may_fail) {
   require(answer != ANNAL_QUERY_FAILED || page.listing.stopped() || may_fail, "a filter's text that is SQL");
 }
@@ -63,7 +63,7 @@ void require_columns(const Page& page, int columns) {
   require(page.listing.delivered == 0 || page.listing.columns == columns, "another number of columns");
 }
 
-// A number as a text, or something near it.
+// A number as a text, or something similar.
 std::string moment(Input& input) {
   constexpr std::array kMoments{"0", "1577836800", "-1", "1e10", "99999999999999999999", "x", "", "1+1", "(", ")"};
   return input.flag() ? std::to_string(input.number()) : input.one_of(kMoments);
@@ -104,7 +104,7 @@ struct Period {
     for (Text* const text : {&date_from, &date_to, &time_from, &time_to}) {
       *text = input.text_or_none(20);
     }
-    if (input.below(4) != 0) {  // both or none
+    if (input.below(4) != 0) {  // both or neither
       date_to = date_from ? Text(date_to.value_or("2030-01-01")) : Text();
       time_to = time_from ? Text(time_to.value_or("12:00:00")) : Text();
     }
@@ -196,7 +196,7 @@ void searched_connections(Input& input) {
   const char* const path = input.flag() ? annal::fuzz::kConnLog : nullptr;
   const unsigned mode = input.flag() ? 0 : input.code();
   Period period(input);
-  if (period.date_from) {  // what must be given with it
+  if (period.date_from) {  // its partner must be given too
     period.date_to = period.date_to.value_or("2030-01-01");
     period.time_to = period.time_from ? Text(period.time_to.value_or("0")) : period.time_to;
   }
@@ -312,7 +312,7 @@ void facilities_and_columns(Input& input) {
   const char* const column = input.one_of(kColumns);
   require_answer(annal_event_table_check_column(column), kRefusals);
   require_answer(annal_conn_table_check_column(column), kRefusals);
-  // This one returns negative values too.
+  // This one also returns negative values.
   static_cast<void>(annal_notice_table_check_column(column));
   require(isAllColumnExist() == 0, "a column of the notices that is missing");
 }
@@ -368,7 +368,7 @@ void operations(Input& input) {
 void delete_entries(Input& input) {
   constexpr std::array kFailures{static_cast<int>(ANNAL_BAD_ARGUMENT), static_cast<int>(ANNAL_CHANGE_FAILED)};
   const unsigned selector = input.code();
-  // The address of an int and a text at once: which of the two is read depends on the selector.
+  // Works as an int and as a text; the selector decides which is read.
   std::string value = input.unquoted(2100);
   if (value.size() < sizeof(int)) {
     value.append(sizeof(int), '\0');
@@ -382,7 +382,7 @@ void delete_entries(Input& input) {
     answer = annal_conn_del(selector, value.data());
     require((answer == ANNAL_BAD_ARGUMENT) == (selector > 11) && answer != ANNAL_CHANGE_FAILED, "a deletion's answer");
   } else if (log == 2) {
-    // Three of its selectors take expressions.
+    // Three selectors take expressions.
     if (selector >= 19 && selector <= 21) {
       value = std::to_string(input.number());
     }
@@ -396,7 +396,7 @@ void delete_entries(Input& input) {
   require_answer(answer, kFailures);
 }
 
-// Whatever the limits are, a log with a trigger takes entries and is not damaged.
+// With any limits, a log with a trigger accepts entries and stays undamaged.
 void maintain(Input& input) {
   const int limit = input.number();
   const int batch = input.number();

@@ -1,5 +1,5 @@
-// Every function that takes a record or texts to hand on, with any bytes in them. What an untouched log answers is
-// known beforehand, and what it has stored is read again.
+// Calls every function that takes a record, or texts to forward, with any bytes. A healthy log's result is predicted,
+// and the stored entry is read back.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,7 +30,7 @@ struct TextField {
   const char* column;
   std::size_t offset;
   std::size_t size;
-  std::size_t bound;  // beyond which the record is refused
+  std::size_t bound;  // the record is refused above it
   bool raw = false;   // goes unescaped into the statement
 };
 
@@ -44,7 +44,7 @@ struct Kind {
   const char* table;
   const char* id;
   std::span<const TextField> fields;
-  std::size_t end;  // of the last text
+  std::size_t end;  // the end of the last text
 };
 
 constexpr std::array kEventFields{
@@ -102,7 +102,7 @@ constexpr Kind kFileOps{annal::fuzz::kFileOpLog, "PAVO2LOG_EVENT", "event_id", k
 
 #undef TEXT_FIELD
 
-// Exactly as large as the record, so that a byte read behind it is one too many, and nowhere terminated by chance.
+// Exactly as large as the record, so that a sanitizer detects a read after it; no chance terminators.
 template <typename Record>
 std::unique_ptr<Record[]> make_records(std::size_t count = 1) {
   auto records = std::make_unique<Record[]>(count);
@@ -122,7 +122,7 @@ void fill(Input& input, Record& record, std::span<const TextField> fields) {
   }
 }
 
-// What a field holds, read on into the next where it is not terminated.
+// A field's text, which runs on into the next field if it is not terminated.
 template <typename Record>
 std::string text_of(const Record& record, const TextField& field, std::size_t end) {
   const char* const text = reinterpret_cast<const char*>(&record) + field.offset;
@@ -156,7 +156,7 @@ void require_count(const Kind& kind, const std::string& count) {
           "another number of entries than " + count);
 }
 
-// The entry stored last holds what the record holds now.
+// The last stored entry must equal the record as it is now.
 template <typename Record>
 void require_stored(const Record& record, const Kind& kind) {
   std::string columns;
@@ -176,7 +176,7 @@ bool in_range(const EventRecord& record) {
   return record.event_type >= 0 && record.event_type <= 2;
 }
 
-// The fields that the forms share stand in the same places.
+// The forms' common fields have the same offsets.
 template <typename Record>
 std::unique_ptr<Record[]> some_event(Input& input, std::size_t fields) {
   auto record = make_records<Record>();
@@ -258,7 +258,7 @@ void fill_connection(Input& input, Record& record, std::size_t fields) {
   fill(input, record, std::span(kConnFields).first(fields));
 }
 
-// A quote in an unescaped field is SQL: then the entry may be there or not.
+// A quote in an unescaped field is SQL, so the entry may be stored or not.
 void require_added(int answer, int expected, bool raw_quote, const char* what) {
   require(answer == expected || (expected == ANNAL_OK && raw_quote && answer == ANNAL_INSERT_FAILED), what);
 }
@@ -357,8 +357,8 @@ void add_notice(Input& input) {
   }
 }
 
-constexpr std::size_t kMostParameters = 70;
-using Parameters = std::array<const char*, kMostParameters>;
+constexpr std::size_t kMaxParameters = 70;
+using Parameters = std::array<const char*, kMaxParameters>;
 
 template <std::size_t... index>
 int send_notice(const std::array<std::optional<std::string>, 7>& texts, int level, int type,
@@ -385,13 +385,13 @@ void send(Input& input) {
   for (auto& part : parts) {
     part = input.below(8) == 0 ? std::nullopt : std::optional(input.text(10240));
   }
-  std::vector<std::string> values(input.below(kMostParameters));
+  std::vector<std::string> values(input.below(kMaxParameters));
   Parameters parameters{};
   for (std::size_t i = 0; i < values.size(); ++i) {
     values[i] = input.text(400);
     parameters[i] = values[i].c_str();
   }
-  constexpr auto kEach = std::make_index_sequence<kMostParameters>();
+  constexpr auto kEach = std::make_index_sequence<kMaxParameters>();
   const int sent = send_notice(texts, level, type, parameters, kEach);
   require(sent == ANNAL_OK || sent == -1, "the answer of annal_notice_send");
   const CatalogEntry entry{or_null(parts[0]), level, or_null(parts[1]), or_null(parts[2]), or_null(parts[3])};
@@ -416,7 +416,7 @@ void name_facility(Input& input) {
 void add_operation(Input& input) {
   const auto record = make_records<FileOpRecord>();
   FileOpRecord& operation = record[0];
-  // Also in the fields of the time that are not read, one of which is a pointer.
+  // Also fills the unread fields of the time, one of which is a pointer.
   const std::string time = input.bytes(input.below(sizeof operation.event_tm + 1));
   operation.event_tm = {};
   std::memcpy(&operation.event_tm, time.data(), time.size());
@@ -461,7 +461,7 @@ const annal::fuzz::Files& empty_logs() {
   return logs;
 }
 
-// A command that is there and cannot be run, or none.
+// A command that exists but cannot run, or none.
 void install(const char* path, bool there) {
   if (there) {
     close(open(path, O_CREAT | O_WRONLY | O_CLOEXEC, 0600));

@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# run.sh BUILD SECONDS [TARGET...]: runs each target (without any named, all of them) for so long, four at a time, on what
-# stands in corpus/ and on what earlier runs in BUILD have found. A line a target; what was found ends with a failure that
-# says how to repeat it.
+# run.sh BUILD SECONDS [TARGET...]: runs each target (all of them by default) for SECONDS, four at a time, on corpus/ and
+# on the findings of earlier runs in BUILD. Prints a line for each target; a finding fails and says how to repeat it.
 set -uo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -25,10 +24,10 @@ for target in "${targets[@]}"; do
   [[ " ${ALL[*]} " == *" $target "* ]] || usage
 done
 
-# SQLite allocates much and keeps little: less is remembered of each block than by default, for twice the speed.
+# SQLite allocates much and keeps little: shorter stack traces for allocations double the speed.
 export ASAN_OPTIONS=quarantine_size_mb=16:malloc_context_size=8${ASAN_OPTIONS:+:$ASAN_OPTIONS}
 
-# The statistic of that name in a log of libFuzzer's.
+# Prints the named statistic of a libFuzzer log.
 statistic() { sed -n "s/^stat::$1: *//p" "$2"; }
 
 run_generator() {

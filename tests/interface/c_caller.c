@@ -1,4 +1,4 @@
-/* The library as a program in C uses it: every function called once, with results that a mistake would change. */
+/* Calls every function once from C and checks results that a mistake would change. */
 #include <stdio.h>
 #include <string.h>
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# example_of.sh DOCUMENT NUMBER [LANGUAGE]: prints the example of that number, counted from 1, in a language (C, if none
-# is named) of a document: what stands between its lines "```c" and "```". In a header these are lines of a comment,
-# whose " * " is taken away, and in a list they are indented, which is taken away too.
+# example_of.sh DOCUMENT NUMBER [LANGUAGE]: prints a document's example with that number, counted from 1, in a language
+# (C by default): the text between its lines "```c" and "```", without a list's indentation. In a header these are
+# comment lines, without their " * ".
 set -euo pipefail
 document=$1 number=$2 language=${3:-c}
 comment='^$'

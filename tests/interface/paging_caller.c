@@ -1,4 +1,4 @@
-/* Lists a log as the header's example does, while others add entries and delete old, new and middle ones. */
+/* Lists a log as the header's example does while others add entries and delete old, new and middle ones. */
 #include <limits.h>
 #include <sqlite3.h>
 #include <stdio.h>
@@ -49,7 +49,7 @@ static void write_out(void) {
   ")"                                                                      \
   "INSERT INTO ANNAL_EVENT (event_desc) SELECT 'new' FROM n;"
 
-/* Every entry that was there all the time has to be listed, each only once, by falling id. */
+/* Every entry that exists throughout must be listed once, by falling id. */
 static int failures_of(const char* name, const char* change, long long first_kept, long long last_kept, int step) {
   long long id;
   int failures = 0;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# readme_example.sh README CC INCLUDE LIBRARIES APPLIANCE ANNALCTL: the C example of the README compiles without a
-# warning, runs as often as one likes, and has stored what it says each time.
+# readme_example.sh README CC INCLUDE LIBRARIES APPLIANCE ANNALCTL: checks that the README's C example compiles without
+# a warning, can run repeatedly, and stores its event each time.
 set -euo pipefail
 readme=$1 cc=$2 include=$3 libraries=$4 appliance=$5 annalctl=$6
 folder=$(mktemp -d)

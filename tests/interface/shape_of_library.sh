@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
-# shape_of_library.sh LIBRARY HEADER MAP PACKING LANDING_PAD: what the built library promises to the dynamic linker.
-# Exported are exactly the names that the header declares, and needed is nothing but SQLite, libc and the two platform
-# libraries.
-# PACKING says whether the relative relocations are "packed" or "plain", LANDING_PAD what the processor wants to
-# see where a function is called by its address, "none" where it does not care.
+# shape_of_library.sh LIBRARY HEADER MAP PACKING LANDING_PAD: checks what the dynamic linker sees of the library. It
+# must export exactly the names that the header declares, and need only SQLite, libc and the two platform libraries.
+# PACKING is "packed" or "plain", for the relative relocations. LANDING_PAD is the instruction that the processor needs
+# at the target of an indirect call, or "none".
 set -euo pipefail
 library=$1 header=$2 map=$3 packing=$4 landing_pad=$5
 
@@ -14,7 +13,7 @@ declared() {
 mapped() { sed -n 's/^ *\([A-Za-z_][A-Za-z0-9_]*\);$/\1/p' "$map" | sort; }
 exported() { nm -D --defined-only "$library" | awk '{print $3}' | sort; }
 
-# The catalog's arrays outside of what is made read-only once it is relocated.
+# The catalog's arrays outside the segment that is read-only after relocation.
 writable_arrays() {
   local start length value name
   read -r start length < <(readelf -lW "$library" | awk '/GNU_RELRO/ {print $3, $6}')
@@ -22,7 +21,7 @@ writable_arrays() {
     ((16#$value >= start && 16#$value < start + length)) || echo "$name"
   done < <(nm -D --defined-only "$library" | grep -E ' A[0-9]{3}_list$')
 }
-# The first instruction of each exported function, where it is no landing pad.
+# Exported functions whose first instruction is not a landing pad.
 unguarded_functions() {
   [[ $landing_pad == none ]] || objdump -d --no-show-raw-insn "$library" |
     awk -v pad="$landing_pad" '

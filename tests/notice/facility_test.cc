@@ -1,4 +1,4 @@
-// The names of what notices come from, and how grave a notice about an event is.
+// The facilities' names, and the severities of notices about events.
 #include <climits>
 #include <cstddef>
 #include <string>
@@ -38,7 +38,7 @@ constexpr Facility kListed[] = {
     {20, "NEWS"},
 };
 
-// What has a name, or none, without being listed.
+// Unlisted facilities, with and without a name.
 constexpr Facility kUnlisted[] = {
     {99, "Background Task"}, {21, ""}, {98, ""}, {100, ""}, {-1, ""}, {-99, ""}, {INT_MIN, ""}, {INT_MAX, ""},
 };
@@ -63,7 +63,7 @@ TEST(NoticeFacilityList, EndsAfterThem) {
 
 class NoticeFacilityName : public ApplianceTest {
  protected:
-  // Hands a buffer that is wider than the name it gets to each of these facilities.
+  // Fetches each facility's name into a buffer that is wider than the name.
   template <typename Facilities>
   static void expect_names_of(const Facilities& facilities) {
     for (const auto& [number, name] : facilities) {
@@ -74,7 +74,7 @@ class NoticeFacilityName : public ApplianceTest {
     }
   }
 
-  // For every width that is shorter than a name, as long or longer: exactly that width is written.
+  // For widths below, equal to and above a name's length: writes exactly that width.
   template <typename Facilities>
   static void expect_exact_widths_of(const Facilities& facilities) {
     constexpr std::size_t kSize = 40;

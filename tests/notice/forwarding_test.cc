@@ -1,4 +1,4 @@
-// Handing notices to the notification command.
+// Passes notices to the notification command.
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -32,7 +32,7 @@ constexpr const char* kLogTool = "/sbin/log_tool";
 constexpr const char* kVariables[] = {"HTTP_CLIENT_ID", "HTTP_CLIENT_APP", "HTTP_CLIENT_AGENT"};
 constexpr const char* kKeys[] = {"client_id", "client_app", "client_agent"};
 
-constexpr std::size_t kTextRoom = 10239;  // of one argument that takes it all, its terminator not counted
+constexpr std::size_t kTextRoom = 10239;  // of a single argument, without its terminator
 
 std::string text_of(const char* variable) {
   const char* const text = std::getenv(variable);
@@ -43,7 +43,7 @@ void append(Row& row, const Row& more) {
   row.insert(row.end(), more.begin(), more.end());
 }
 
-// Never touches a log, whatever it does.
+// Sending never touches a log.
 class Notification : public ApplianceTest {
  protected:
   void SetUp() override {
@@ -62,7 +62,7 @@ class Notification : public ApplianceTest {
 
 // ---- annal_notice_send ----
 
-// A notice that has everything, but for parameters.
+// A complete notice without parameters.
 struct Notice {
   const char* app_id = "A011";
   int level = 1;
@@ -85,7 +85,7 @@ Row vector_of(const Row& before, const Row& further) {
   return all;
 }
 
-// The vector without so many arguments from the first of them on.
+// The arguments without N of them from a given one on.
 Row without(Row vector, const std::string& first, std::ptrdiff_t count) {
   const auto found = std::find(vector.begin(), vector.end(), first);
   EXPECT_NE(found, vector.end()) << first;
@@ -101,13 +101,13 @@ std::string call_of(const char* path, const Row& vector) {
   return call + "NULL})";
 }
 
-// A text of any length, in the memory of a small piece of it that stands there again and again.
+// A text of any length that maps the same small piece of memory repeatedly.
 class EndlessText {
  public:
   explicit EndlessText(std::size_t length) : size_(length + kPiece) {
     const int piece = memfd_create("piece", MFD_CLOEXEC);
     EXPECT_EQ(write(piece, std::string(kPiece, 'x').data(), kPiece), ssize_t{kPiece});
-    // Behind the last piece are zero bytes.
+    // Zero bytes follow the last piece.
     start_ = static_cast<char*>(mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
     for (std::size_t at = 0; at < length; at += kPiece) {
       EXPECT_NE(mmap(start_ + at, kPiece, PROT_READ, MAP_SHARED | MAP_FIXED, piece, 0), MAP_FAILED);
@@ -233,7 +233,7 @@ TEST_F(NoticeSend, PassesTheWebServersClientDetails) {
 #define FIVE "1", "2", "3", "4", "5"
 #define FIFTY FIVE, FIVE, FIVE, FIVE, FIVE, FIVE, FIVE, FIVE, FIVE, FIVE
 
-// Its vector has 64 entries with the closing null pointer. 12 arguments are always there, and the message.
+// The vector has 64 entries including the closing null pointer; 12 arguments and the message are always there.
 TEST_F(NoticeSend, DropsParametersThatDoNotFit) {
   const Notice least{.ip = nullptr, .user = nullptr, .comp = nullptr};
   const Row fifty = {FIFTY};
@@ -255,7 +255,7 @@ TEST_F(NoticeSend, DropsMoreParametersWithEveryOption) {
   expect_sent(expected, {}, FIFTY);
 }
 
-// The room is that of the options which are written out: neither the type nor what is handed over counts.
+// Only formatted options use the room; the type and the texts passed as pointers do not.
 TEST_F(NoticeSend, CutsOptionsThatDoNotFit) {
   const std::string prefix = "--comp=";
   const std::string longest(kTextRoom - prefix.size(), 'c');
@@ -273,9 +273,9 @@ TEST_F(NoticeSend, CutsOptionsThatDoNotFit) {
   expect_sent(expected, {.comp = shorter.c_str(), .message = text.c_str()}, text.c_str());
 }
 
-// The sanitizers look at every byte of a text; a processor of 32 bits has no room for this one.
+// The sanitizers read every byte of a text; a 32-bit process has no room for this one.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && __SIZEOF_POINTER__ > 4
-// The C library formats no text that is longer than its answer can say.
+// The C library refuses to format a text longer than its result can express.
 TEST_F(NoticeSend, RunsNothingIfATextCannotBeFormatted) {
   constexpr std::size_t kLength = std::size_t{INT_MAX} + 1;
   const EndlessText endless(kLength);
@@ -325,7 +325,7 @@ TEST_F(NoticeSend, DropsNoticesForUsersWithoutTheCommand) {
   }
 }
 
-// That it is there is enough, whether or not it can be run.
+// It only has to exist, not to run.
 TEST_F(NoticeSend, DoesNotUseTheLogToolIfTheCommandIsNotExecutable) {
   ASSERT_EQ(chmod(kNotify, 0), 0);
   expect_sent(vector_of(kFull, {kMessage}), {});
@@ -471,7 +471,7 @@ TEST_F(NotifySend, TakesUnknownValuesFromTheWebServer) {
   }
 }
 
-// An empty text is an answer of the caller's.
+// An empty text is a value of the caller's.
 TEST_F(NotifySend, KeepsEmptyValuesDespiteTheWebServer) {
   for (const char* variable : kVariables) {
     setenv(variable, "of the web server", 1);
@@ -536,7 +536,7 @@ TEST_F(NotifySend, CutsTheTextsThatDoNotFit) {
   const std::string text(kTextRoom + 100, 'x');
   Row expected = {kNotify, "send2", "--ip=" + text.substr(0, kTextRoom - 5), "", "", "", "", "", "", kTemplate, "", ""};
   expect_sent(expected, {.ip = text.c_str(), .user = "admin"}, "60", "61");
-  // The last parameter gets what the others have left.
+  // The last parameter gets the remaining room.
   const std::size_t others = std::string("-t1-l4-AA011-CC002-M7").size() + 5;
   expected = sent_vector({}, {text.substr(0, kTextRoom - others)});
   expect_sent(expected, {}, text.c_str());
@@ -620,7 +620,7 @@ TEST_F(NotifySend, IgnoresTheCommandsFailure) {
 class NotifySendWithALittleMemory : public NotifySend, public testing::WithParamInterface<std::size_t> {};
 INSTANTIATE_TEST_SUITE_P(, NotifySendWithALittleMemory, testing::ValuesIn(kLittleRooms));
 
-// Once before, for what the first call alone takes.
+// A warm-up for what only the first call allocates.
 TEST_P(NotifySendWithALittleMemory, RunsTheCommand) {
   survive([this] {
     expect_sent(sent_vector(kKnownOptions), kKnown);
@@ -652,7 +652,7 @@ class NotifySendWithFewProcesses : public NotifySend {
     NotifySend::SetUp();
   }
 
-  // What it answers, and the status of its first child (-1 without one), where so many can be created.
+  // The result and the first child's exit status (-1 without one) if N processes can be created.
   static std::string answer_with(rlim_t processes) {
     const pid_t child = fork();
     if (child == 0) {

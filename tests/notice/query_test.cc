@@ -1,4 +1,4 @@
-// Listing, grouping and counting notices.
+// Lists, groups and counts notices.
 #include <algorithm>
 #include <chrono>
 #include <climits>
@@ -59,7 +59,7 @@ class NoticeQuery : public ApplianceTest {
 
 // ---- every query ----
 
-// What a query is asked; each takes what it has an argument for.
+// The arguments of a query; each uses those that it has.
 struct Asked {
   annal_row_callback callback = &collect;
   unsigned sort = 0;
@@ -74,8 +74,8 @@ struct Asked {
 struct Query {
   const char* name;
   int (*call)(const Asked& asked, void* context);
-  std::string (*text)(const char* order, const char* limit);  // with the arguments of Asked as they are there
-  const char* function;                                       // that runs the statement
+  std::string (*text)(const char* order, const char* limit);  // for the given arguments
+  const char* function;                                       // the function that runs the statement
 };
 
 void PrintTo(const Query& query, std::ostream* out) {
@@ -289,7 +289,7 @@ struct Page {
   int start;
   int end;
   const char* clause;
-  std::size_t rows;  // of 40
+  std::size_t rows;  // the number of 40 notices
 };
 
 TEST_P(EveryNoticeListing, CutsItsPage) {
@@ -349,7 +349,7 @@ TEST_P(EveryNoticeListingsArguments, RefuseANegativeOrInvertedRange) {
 struct Sort {
   unsigned code;
   const char* clause;
-  const char* order;  // of the three notices below; null where it is SQLite's own
+  const char* order;  // for the three notices below; null for SQLite's own order
 };
 
 constexpr Sort kSorts[] = {
@@ -411,7 +411,7 @@ TEST_P(NoticeSort, OrdersEveryListing) {
   }
 }
 
-// Groups come in an order of their own, whatever stands in the inner statement.
+// The order of groups does not depend on the inner statement's.
 TEST_P(NoticeSort, IsPlacedInTheInnerStatementOfGroups) {
   for (const Query& query : {kGroupsOfTime, kGroupsOfTimeWhere}) {
     listing = {};
@@ -445,7 +445,7 @@ TEST_F(NoticeQuery, RefusesKindAbove1) {
   EXPECT_TRUE(sqlite.calls().empty());
 }
 
-// They may point anywhere: neither a text nor an address that cannot be read makes a difference.
+// They may point anywhere, even to unreadable memory.
 TEST_F(NoticeQuery, IgnoresTheOtherFiveArgumentsOfACount) {
   put_notices(7);
   const void* const nowhere = reinterpret_cast<const void*>(1);  // NOLINT(performance-no-int-to-ptr)
@@ -484,7 +484,7 @@ struct Span {
   const char* to;
   const char* condition;
   const char* clause;
-  const char* found;  // of the notices below; null when the statement fails
+  const char* found;  // the result for the notices below; null if the statement fails
 };
 
 constexpr Span kSpans[] = {
@@ -576,7 +576,7 @@ TEST_P(NoticePeriod, IsCounted) {
 struct Grouping {
   unsigned code;
   const char* clause;
-  const char* sizes;  // of the groups of the nine notices below, largest first; null when the statement fails
+  const char* sizes;  // the group sizes of the nine notices below, largest first; null if the statement fails
 };
 
 constexpr Grouping kGroupings[] = {

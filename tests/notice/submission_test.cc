@@ -1,4 +1,4 @@
-// Storing notices: what is checked, what is changed in the caller's record, and what is in the file afterwards.
+// Stores notices: checks, changes to the caller's record, and the file's content.
 #include <algorithm>
 #include <chrono>
 #include <climits>
@@ -46,7 +46,7 @@ testing::AssertionResult same_bytes(const NoticeRecord& actual, const NoticeReco
   return test::same_bytes(actual, expected, kTexts);
 }
 
-// A notice that leaves nothing to replace, every number of its own.
+// A complete notice, in which nothing is replaced and every number differs.
 NoticeRecord complete_record() {
   NoticeRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
@@ -72,7 +72,7 @@ NoticeRecord complete_record() {
   return record;
 }
 
-// A notice that leaves everything to replace.
+// An empty notice, in which everything is replaced.
 NoticeRecord bare_record() {
   NoticeRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
@@ -86,7 +86,7 @@ NoticeRecord bare_record() {
   return record;
 }
 
-// What an empty field becomes: the text, and zero bytes up to the width.
+// An empty field's replacement: the text, padded with zero bytes to the width.
 struct Default {
   Field field;
   const char* text;
@@ -101,7 +101,7 @@ void PrintTo(const Default& replaced, std::ostream* out) {
   *out << replaced.field.name;
 }
 
-// What submission makes of the bare record.
+// The empty record after submission.
 NoticeRecord normalised_bare_record() {
   NoticeRecord record = bare_record();
   for (const auto& [field, text, width] : kDefaults) {
@@ -113,7 +113,7 @@ NoticeRecord normalised_bare_record() {
   return record;
 }
 
-// A column of the notice that was stored last.
+// A column of the last stored notice.
 std::string stored(const std::string& column) {
   return sql(kLog, "SELECT " + column + " FROM ANNAL_NOTICE ORDER BY id DESC LIMIT 1;").at(0).at(0);
 }
@@ -128,7 +128,7 @@ class NoticeSubmission : public ApplianceTest {
   }
 };
 
-// Nothing is there yet: a notice that is refused must leave it so.
+// No log exists, and a refused notice must not create one.
 class NoticeSubmissionRefusal : public ApplianceTest {
  protected:
   void TearDown() override {
@@ -307,7 +307,7 @@ TEST_F(NoticeSubmission, NormalisesAddresses) {
   }
 }
 
-// Behind the address as events have it.
+// After the address, as for events.
 TEST_F(NoticeSubmission, ClearsTheFieldAfterAnAddressWithoutItsPrefix) {
   NoticeRecord record = complete_record();
   put(record, kIp, "::ffff:10.0.0.5");
@@ -410,7 +410,7 @@ TEST_F(NoticeSubmission, StoresTextsAsTheyAre) {
   }
 }
 
-// The platform decides what an address is, so that one with a quote may be one.
+// The platform decides what an address is, so it may contain a quote.
 TEST_F(NoticeSubmission, StoresAnAddressAsItIs) {
   platform.answer("Is_Valid_Source", 1);
   NoticeRecord record = complete_record();
@@ -463,7 +463,7 @@ struct Failure {
   const char* name;
   int answer;
   void (*prepare)();
-  std::size_t calls;  // of SQLite
+  std::size_t calls;  // the number of SQLite calls
 };
 
 constexpr Failure kFailures[] = {

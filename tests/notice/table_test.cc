@@ -1,4 +1,4 @@
-// The notice log's table: its form in the file, its maintenance, and what its callers are told.
+// The notice log's table: its layout in the file, its maintenance and its result codes.
 #include <unistd.h>
 
 #include <algorithm>
@@ -54,7 +54,7 @@ constexpr const char* kIndexes[] = {
     "CREATE INDEX idx_link_option on ANNAL_NOTICE(link_option)",
 };
 
-// Without the semicolon that ends it, as the file holds it.
+// Without its final semicolon, as the file stores it.
 std::string trigger(int limit, int batch) {
   return "CREATE TRIGGER annal_notice_logfull AFTER INSERT \t\t\t\t\t\tON ANNAL_NOTICE WHEN " + std::to_string(limit) +
          " < (SELECT COUNT(*) FROM ANNAL_NOTICE) \t\t\t\t\t\tBEGIN \t\t\t\t\t\tDELETE FROM ANNAL_NOTICE WHERE id IN "
@@ -74,7 +74,7 @@ constexpr struct {
     {"link_option", "TEXT"}, {"title", "TEXT"},
 };
 
-// All but title: what a table must have to be kept.
+// All but title: a table must have these to be kept.
 constexpr std::size_t kRequired = std::size(kColumns) - 1;
 
 // ---- helpers ----
@@ -111,7 +111,7 @@ Calls trigger_calls(int limit, int batch) {
   return connection({"exec " + trigger(limit, batch) + ";"}, true);
 }
 
-// The first connection of a creation; the trigger has its own.
+// The first connection of a creation; the trigger has another.
 Calls table_calls() {
   Calls work = {"exec PRAGMA page_size = 2048;", std::string("exec ") + kTable + ";"};
   for (const char* index : kIndexes) {
@@ -136,7 +136,7 @@ Calls check_calls(const std::string& column, Found found) {
   return connection(work, true);
 }
 
-// A look at every required column, where one of them may be missing.
+// Checks every required column; one may be missing.
 Calls required_calls(const std::string& missing = "") {
   Calls calls;
   for (std::size_t i = 0; i < kRequired; ++i) {
@@ -145,7 +145,7 @@ Calls required_calls(const std::string& missing = "") {
   return calls;
 }
 
-// A table of the current columns, of which some are left out, with one notice in it.
+// A table with one notice that lacks some of the current columns.
 void make_table_without(const std::vector<std::string>& missing) {
   std::string columns;
   for (const auto& [name, type] : kColumns) {
@@ -158,7 +158,7 @@ void make_table_without(const std::vector<std::string>& missing) {
   put_notice();
 }
 
-// A log with its table and nothing in it.
+// A log with an empty table.
 class NoticeTable : public ApplianceTest {
  protected:
   void SetUp() override {
@@ -460,7 +460,7 @@ TEST_F(NoticeTable, DropsItsTriggerOnce) {
   EXPECT_EQ(annal_notice_remove_trigger_logfull(), ANNAL_REMOVE_TRIGGER_FAILED);
 }
 
-// What is left of a log with a limit of 3 and a batch of 2 when notices of these times have been stored.
+// The remaining notices of a log with a limit of 3 and a batch of 2 after storing notices with these times.
 struct Filling {
   std::vector<std::time_t> times;
   const char* left;
@@ -530,15 +530,15 @@ TEST_F(NoticeTable, CanBeRecreatedAfterItsRemoval) {
 
 // ---- annal_notice_del ----
 
-// What the caller's value becomes in the statement.
+// The caller's value in the statement.
 enum class Taken { kNumber, kText, kExpression };
 
 struct Selection {
   const char* column;
   unsigned selector;
   Taken taken;
-  const char* matching;      // a value that the notices 101 and 103 have, and 102 has not
-  const char* left = "102";  // after that value's deletion
+  const char* matching;      // a value that notices 101 and 103 have and 102 has not
+  const char* left = "102";  // the notices left after deleting that value
   int answer = ANNAL_OK;
 
   [[nodiscard]] std::string statement_for(const std::string& value_in_it) const {
@@ -592,7 +592,7 @@ std::string name_of_selection(const testing::TestParamInfo<Selection>& tested) {
   return tested.param.column;
 }
 
-// The notices 101 and 103 are alike but for their numbers; 102 has only near misses.
+// Notices 101 and 103 differ only in their numbers; 102 has only near misses.
 class DeletionBy : public NoticeTable, public testing::WithParamInterface<Selection> {
  protected:
   void SetUp() override {
@@ -715,7 +715,7 @@ TEST_P(DeletionByExpression, FailsOnATextInQuotesBecauseThoseAreEscaped) {
   EXPECT_EQ(ids(), kAll);
 }
 
-// SQLite compares the numbers of an INTEGER column with a text as numbers, as far as the text is one.
+// SQLite compares an INTEGER column with a numeric text as numbers.
 TEST_F(NoticeTable, DeletesByATimeInAnyNumberFormat) {
   for (const char* text : {"1600000000", "1600000000.0", "1.6e9", "+1600000000", " 1600000000 "}) {
     SCOPED_TRACE(text);
@@ -769,7 +769,7 @@ TEST_F(NoticeTable, DeletesByAgeWithOneStatement) {
 
 TEST_F(NoticeTable, DeletesNoticesOlderThanNDays) {
   constexpr std::time_t kDay = 86400;
-  constexpr std::time_t kMinute = 60;  // more than the test takes
+  constexpr std::time_t kMinute = 60;  // longer than the test
   const std::time_t now = std::time(nullptr);
   put_notice_of(now + kDay);
   put_notice_of(now);
@@ -896,7 +896,7 @@ TEST_F(NoticeTable, ReportsNoColumnMissingWithoutTheFolder) {
   EXPECT_EQ(isAllColumnExist(), 0);
 }
 
-// A value cannot be told from an answer.
+// A value cannot be distinguished from a result code.
 TEST_F(NoticeTable, CountsAStoredMinus24AsAMissingColumn) {
   put_notice();
   sql(kLog, "UPDATE ANNAL_NOTICE SET uid = -24, gid = -20, status = -11, title = '-24';");
@@ -1002,14 +1002,14 @@ TEST_F(NoticeTable, RefusesABadColumnBeforeOpeningTheFile) {
 
 constexpr const char* kAddTitle = "exec ALTER TABLE ANNAL_NOTICE ADD COLUMN title TEXT DEFAULT ''";
 
-// How many times a recreation has done something before it looks for title: 21 looks at the columns, then the table in
-// one connection and the trigger in another.
+// Calls that a recreation makes before it checks for title: 21 column checks, then one connection for the table and one
+// for the trigger.
 constexpr int kLooks = static_cast<int>(kRequired);
 constexpr int kOpensBeforeTitle = kLooks + 2;
 constexpr int kTextsBeforeTitle = kLooks + 1;
 constexpr int kStatementsOfCreation = static_cast<int>(std::size(kIndexes)) + 3;
 
-// The file is the current one, made anew, with nothing in it.
+// Expects a recreated, empty log of the current layout.
 void expect_recreated() {
   EXPECT_EQ(ids(), "");
   EXPECT_EQ(value(kLog, "SELECT sql FROM sqlite_master WHERE name = 'ANNAL_NOTICE';"), kTable);
@@ -1121,12 +1121,12 @@ TEST_F(OlderNoticeTable, CountsAsCurrentIfItCannotBeOpened) {
   EXPECT_FALSE(exists("/etc/logs"));
 }
 
-// When title cannot be looked for, what came before it is answered.
+// If title cannot be checked, the call returns the creation's result.
 TEST_F(OlderNoticeTable, ReturnsItsCreationsResultIfTitleCannotBeChecked) {
   const struct {
     const char* failing_step;
-    int failing_statement;  // of the creation's; 0 for none
-    const char* function;   // that fails when title is looked for
+    int failing_statement;  // the creation's statement that fails; 0 for none
+    const char* function;   // the function that fails in the check for title
     int nth;
     int answer;
   } failures[] = {
@@ -1161,7 +1161,7 @@ TEST_F(NoticeTable, WaitsForALockToMigrate) {
   EXPECT_EQ(AnnalNoticeModifyTbl(), ANNAL_OK);
 }
 
-// While there is one, the library can delete no file.
+// While it exists, the library cannot delete files.
 class DeletionRefused {
  public:
   DeletionRefused() { refused = true; }

@@ -1,3 +1,4 @@
+// Tests every operation that a log lists: its statement, its result codes and its wait for a lock.
 #include "tests/suites/log_operations.h"
 
 #include <cstdio>

@@ -1,5 +1,5 @@
-// What the operations on every log's table have in common: a log lists its operations, and the tests of
-// log_operations.cc hold for each. Add that file to the log's test program.
+// Tests common to the operations on every log's table. A log lists its operations; log_operations.cc tests each. Link
+// that file into the log's test program.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,35 +15,35 @@
 
 namespace annal::test {
 
-// What the operations of one log are tested on.
+// The log on which its operations are tested.
 struct TestedLog {
   const char* path;
   const char* table;
   const char* trigger;
   int (*create)(int limit, int batch);
-  const char* entry;  // the statement that stores the one entry the table has
+  const char* entry;  // the statement that inserts the table's only entry
 };
 
-// One operation that runs one statement.
+// An operation that runs one statement.
 struct Operation {
   const char* name;
   int (*call)();
-  Calls work;        // what it asks of SQLite between opening and closing
-  bool waits;        // for a locked file
-  bool builds_text;  // from its arguments
+  Calls work;        // its SQLite calls between opening and closing
+  bool waits;        // whether it waits for a lock
+  bool builds_text;  // whether it builds its text from arguments
   int failure;
   int success = ANNAL_OK;
-  std::optional<int> without_table{};  // where that is not the failure
-  const TestedLog* log = nullptr;      // filled in by tested()
+  std::optional<int> without_table{};  // if it differs from the failure
+  const TestedLog* log = nullptr;      // set by tested()
 };
 
 void PrintTo(const Operation& operation, std::ostream* out);
 std::string name_of(const testing::TestParamInfo<Operation>& tested);
 
-// Which operations a suite is about.
+// The operations of a suite.
 enum class Which { kAll, kBuildText, kWait, kDoNotWait };
 
-// These operations of a log, for INSTANTIATE_TEST_SUITE_P.
+// A log's operations of this kind, for INSTANTIATE_TEST_SUITE_P.
 std::vector<Operation> tested(const TestedLog& log, std::vector<Operation> operations, Which which);
 
 class EveryOperation : public ApplianceTest, public testing::WithParamInterface<Operation> {
@@ -54,15 +54,15 @@ class EveryBuiltOperation : public EveryOperation {};
 class EveryWaitingOperation : public EveryOperation {};
 class EveryNonwaitingOperation : public EveryOperation {};
 
-// What the library asks of SQLite in one connection to a file.
+// The SQLite calls of one connection to a file.
 Calls connection(const char* path, const Calls& work, bool waits);
 
 void append(Calls& calls, const Calls& more);
 
-// A file that is no database in the place of a log.
+// A non-database file in a log's place.
 void put_garbage(const char* path);
 
-// The schema of a file and every row of a table, to see that nothing has changed.
+// A file's schema and every row of a table, to detect changes.
 Rows content(const char* path, const char* table);
 
 std::chrono::steady_clock::duration time_of(const std::function<void()>& call);

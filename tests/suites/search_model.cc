@@ -1,3 +1,4 @@
+// The model: builds a search's expected statement, and an independent condition for its rows.
 #include "tests/suites/search_model.h"
 
 #include <algorithm>
@@ -16,7 +17,7 @@ bool is_number(std::string_view filter) {
   return std::ranges::count(kNumbers, filter) != 0;
 }
 
-// As SQLite's formatter escapes a text between quotes; a null pointer is "(NULL)" to it.
+// Escapes a text as SQLite's formatter does between quotes; a null pointer becomes "(NULL)".
 std::string escaped(const char* text) {
   if (text == nullptr) {
     return "(NULL)";
@@ -96,7 +97,7 @@ std::string joined(bool first, const std::string& column, const Search& search, 
          ")";
 }
 
-// The same condition, worded differently.
+// The same condition in other SQL.
 std::string reworded(const std::string& column, const Search& search, const std::string& filter) {
   return " AND " + column +
          (is_number(filter) ? " IS " + std::to_string(search.number(filter))
@@ -146,7 +147,7 @@ std::string statement(const SearchFunction& function, const Search& search) {
   const SearchedLog& log = *function.log;
   const std::string prefix = log.prefix;
   std::map<std::string, std::string> placed;
-  bool free = true;  // for a WHERE
+  bool free = true;  // no WHERE yet
 
   if (search.type != 0) {
     placed["type"] = log.type_begin + std::to_string(search.type - 1) + log.type_end;
@@ -178,7 +179,7 @@ std::string statement(const SearchFunction& function, const Search& search) {
       continue;
     }
     placed[filter] = joined(free, prefix + filter, search, filter);
-    free = free && filter == "category_id";  // which does not count
+    free = free && filter == "category_id";  // this filter does not count
   }
 
   std::string all = function.begin;

@@ -1,4 +1,4 @@
-// What a search of a log has to say and to find, worked out in another way than the library does it.
+// An independent model of a log's searches: their expected statements and rows.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace annal::test {
 
-// What a caller asks for. Texts and numbers go by the names of their arguments; what is not in the maps is null or 0.
+// A caller's arguments by name; those not in the maps are null or 0.
 struct Search {
   const char* path = nullptr;
   std::map<std::string, std::string, std::less<>> texts{};
@@ -27,7 +27,7 @@ struct Search {
   [[nodiscard]] int number(std::string_view name) const;
 };
 
-// One filter as it stands in a statement, by itself and behind another one.
+// A filter's text as the first one and after another one.
 struct FilterExample {
   const char* filter;
   Search search;
@@ -39,11 +39,11 @@ struct FilterExample {
 struct SearchedLog {
   const char* path;
   const char* table;
-  const char* prefix;  // of its columns
+  const char* prefix;  // of the column names
   const char* type_begin;
   const char* type_end;
   int* exact_users;
-  std::vector<std::string> joined;  // the filters behind type, period and user, in the order in which they are joined
+  std::vector<std::string> joined;  // the filters after type, period and user, in the order of joining
   std::vector<std::string> orders;
   std::vector<std::string> groupings;
   std::vector<FilterExample> examples;
@@ -56,38 +56,38 @@ struct SearchFunction {
   const char* name;
   const SearchedLog* log;
   Kind kind;
-  std::string begin;                // of its statement
-  std::vector<std::string> places;  // of the filters, in the order in which they stand
+  std::string begin;                // the statement's beginning
+  std::vector<std::string> places;  // the filters' slots, in order
   int (*call)(const Search& search, annal_row_callback callback, void* context);
-  std::size_t empty_places = 0;  // behind these, of filters that only a newer form has
-  unsigned sorts = 0;            // how many codes are accepted
-  unsigned orders = 0;           // how many of them sort
+  std::size_t empty_places = 0;  // later slots, for filters of newer forms only
+  unsigned sorts = 0;            // the number of accepted codes
+  unsigned orders = 0;           // the number of codes that sort
   bool takes_path = false;
-  bool pairs_dates = false;  // refuses one date without the other
+  bool pairs_dates = false;  // needs both dates
   bool pairs_times = false;
 
   [[nodiscard]] bool knows(std::string_view filter) const;
 };
 
-// The whole statement.
+// The complete statement.
 std::string statement(const SearchFunction& function, const Search& search);
 
 // "LIMIT 20 OFFSET 10", or nothing for all rows.
 std::string page(int start, int end);
 
-// True when the way the filters are joined makes a statement that SQLite refuses.
+// True if the filters join to a statement that SQLite refuses.
 bool refused(const SearchFunction& function, const Search& search);
 
-// The filters as a condition for SQLite that does without the statement's texts.
+// The filters as an independent SQL condition.
 std::string condition(const SearchFunction& function, const Search& search);
 
-// A search that this function accepts. Its texts hold everything that could upset a statement.
+// A random search that this function accepts. Its texts contain everything that could break a statement.
 Search random_search(const SearchFunction& function, std::mt19937& random);
 
-// Entries that random searches find some of.
+// Entries of which random searches find some.
 void put_random_entries(const SearchedLog& log, int count, std::mt19937& random);
 
-// Every filter that the function knows, each with a value of its own.
+// Every filter of the function, each with its own value.
 Search full_search(const SearchFunction& function);
 
 }  // namespace annal::test

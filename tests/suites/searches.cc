@@ -1,3 +1,4 @@
+// Tests every search and poll that a log lists, against the model and against SQLite.
 #include "tests/suites/searches.h"
 
 #include <algorithm>
@@ -59,7 +60,7 @@ std::vector<std::string> sorted(std::vector<std::string> values) {
   return values;
 }
 
-// How many of so many rows a page has.
+// The number of rows on a page.
 std::size_t on_page(std::size_t rows, const Search& search) {
   if (search.start == 0 && search.end == 0) {
     return rows;
@@ -170,7 +171,7 @@ TEST_P(EverySearch, PutsAFilterFirstOrAfterAnother) {
       expect_statement(search, text + tail(0, 0));
     }
   }
-  // One example for each place but the type's, and two for the period and the user.
+  // One example for each slot except the type's, two for the period and the user.
   EXPECT_EQ(known, GetParam().places.size() == 1 ? 0 : static_cast<int>(GetParam().places.size()) + 1);
 }
 
@@ -235,7 +236,7 @@ TEST_P(EveryListingSearch, GroupsByEachOfItsCodes) {
 
 // ---- what it finds ----
 
-// Searches at random, each compared with what the model says, and with what SQLite finds for another condition.
+// Compares random searches with the model's statement, and their rows with those of the independent condition.
 TEST_P(EverySearch, FindsTheEntriesThatMatchItsFilters) {
   constexpr int kEntries = 40;
   constexpr int kSearches = 800;
@@ -366,7 +367,7 @@ TEST_P(EverySearch, AcceptsAnArgumentAtItsBounds) {
   }
 }
 
-// With a date or time of a pair that is not checked missing, the text is what SQLite's formatter makes of a null one.
+// If half of an unchecked pair is missing, the statement contains SQLite's text for a null pointer.
 TEST_P(EverySearch, AcceptsHalfAPairThatItDoesNotCheck) {
   std::vector<Search> halves;
   if (GetParam().knows("period") && !GetParam().pairs_dates) {
@@ -469,7 +470,7 @@ TEST_P(EverySearch, OpensNothingIfAnyOfItsTextsCannotBeBuilt) {
     sqlite.fail("mprintf", nth);
     const int result = call(search);
     EXPECT_EQ(sqlite.live_texts(), 0U);
-    if (result == ANNAL_QUERY_FAILED) {  // without a table: every text was built
+    if (result == ANNAL_QUERY_FAILED) {  // every text was built, and only the table is missing
       break;
     }
     EXPECT_EQ(result, ANNAL_NO_MEMORY);
@@ -558,7 +559,7 @@ std::string clause(const PollFunction& function, const std::vector<int>& levels)
 
 }  // namespace
 
-// A local time that is no UTC, but never goes back: two entries of an hour that comes twice have no order as texts.
+// A time zone that differs from UTC and has no summer time: texts in an hour that occurs twice have no order.
 void EveryPoll::SetUp() {
   ApplianceTest::SetUp();
   zone_ = getenv("TZ");
@@ -674,7 +675,7 @@ TEST_P(EveryPoll, ReadsItsLevels) {
       {std::string(62, '0') + "2", {2}},              // 63 characters
       {std::string(63, '0') + "2", {0}},              // the 64th is not read
       {"1," + std::string(60, '0') + "2,0", {1, 2}},  // nor is what follows it
-      {std::string(60, '0') + ",1,2", {0, 1}},        // the second piece's end is the 63rd
+      {std::string(60, '0') + ",1,2", {0, 1}},        // the second item ends at the 63rd
       {"2" + std::string(1000, ','), {2}},
       {std::string(1000, '9'), {}},
   };
@@ -749,7 +750,7 @@ TEST_P(EveryPoll, AcceptsAnyNonnegativeDays) {
   }
 }
 
-// A listing shows what a clock that was wrong has stamped; a count or a group would count it again at every poll.
+// A listing shows entries stamped by a wrong clock; a count or group would count them again at every poll.
 TEST_P(EveryPoll, IncludesFutureEntriesOnlyInItsListing) {
   put_entry(3600);
   EXPECT_EQ(found({}), GetParam().kind == SearchFunction::kListing ? 1 : 0);

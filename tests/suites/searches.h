@@ -1,5 +1,5 @@
-// What the searches of every log have in common: a log lists its functions, and the tests of searches.cc hold for each.
-// Add that file and search_model.cc to the log's test program.
+// Tests common to the searches of every log. A log lists its functions; searches.cc tests each. Link that file and
+// search_model.cc into the log's test program.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ namespace annal::test {
 void PrintTo(const SearchFunction& function, std::ostream* out);
 std::string name_of_search(const testing::TestParamInfo<SearchFunction>& tested);
 
-// A log with its table and nothing in it.
+// A log with an empty table.
 class EverySearch : public ApplianceTest, public testing::WithParamInterface<SearchFunction> {
  protected:
   void SetUp() override;
@@ -25,28 +25,28 @@ class EverySearch : public ApplianceTest, public testing::WithParamInterface<Sea
 
   int call(const Search& search = {});
 
-  // That the function says this, and nothing else, to SQLite.
+  // Expects this to be the only statement.
   void expect_statement(const Search& search, const std::string& text);
   void expect_statement(const Search& search) { expect_statement(search, statement(GetParam(), search)); }
 
-  // What follows the filters' places in a statement for all rows, and that statement without a filter.
+  // The statement's text after the filters' slots for all rows, and the statement without filters.
   static std::string tail(unsigned sort, unsigned group);
   static std::string without_filters(unsigned sort, unsigned group);
 
-  static std::mt19937 random();  // the same at every run
+  static std::mt19937 random();  // the same in every run
 
   Listing listing;
 };
 
-// Those that list rows, with or without their groups.
+// The functions that list rows or groups.
 class EveryListingSearch : public EverySearch {};
 
-// The functions that a suite is about.
+// The functions of a suite.
 std::vector<SearchFunction> listing(std::vector<SearchFunction> functions);
 
 // ---- the polling clients' queries ----
 
-// The arguments of all of them.
+// The arguments of all polling functions.
 struct Poll {
   const char* levels = "0,1,2";
   const char* client_time = "0";
@@ -54,8 +54,8 @@ struct Poll {
   int start = 0;
   int end = 0;
   unsigned sort = 0;
-  unsigned group = 0;           // of the events
-  const char* group_text = "";  // of the connections
+  unsigned group = 0;           // for events
+  const char* group_text = "";  // for connections
 };
 
 struct PollFunction {
@@ -65,9 +65,9 @@ struct PollFunction {
   // The statement's parts: %W the levels, %T the client time, %D the days, %G the grouping, %X the
   // caller's own, %O the order, %P the page.
   const char* statement;
-  const char* where;  // before the levels
+  const char* where;  // the text before the levels
   int (*call)(const Poll& poll, annal_row_callback callback, void* context);
-  unsigned orders = 0;  // of the 26 codes
+  unsigned orders = 0;  // the number of the 26 codes that sort
 };
 
 void PrintTo(const PollFunction& function, std::ostream* out);
@@ -80,10 +80,10 @@ class EveryPoll : public ApplianceTest, public testing::WithParamInterface<PollF
 
   int call(const Poll& poll);
 
-  // An entry stamped so many seconds from now.
+  // Inserts an entry stamped N seconds from now.
   void put_entry(int seconds_from_now, int type = 0);
 
-  // How many entries this finds: the count, the number of rows, or the sum of the groups.
+  // The number of entries found: the count, the number of rows, or the sum of the groups.
   int found(const Poll& poll);
 
   [[nodiscard]] std::string text(const std::string& levels, const Poll& poll) const;

@@ -1,3 +1,4 @@
+// Empties the appliance before each test, and checks after it that nothing is left.
 #include "tests/support/appliance.h"
 
 #include <filesystem>
@@ -10,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A test may leave a folder behind that an ordinary user has no right to enter or empty.
+// A test may leave a folder that an ordinary user may not enter or empty.
 void remove_whatever_its_rights(const fs::path& path) {
   if (fs::is_directory(fs::symlink_status(path))) {
     std::error_code of_another_user;

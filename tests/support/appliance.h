@@ -1,4 +1,4 @@
-// What every test starts from: an empty private appliance, with recorders in place.
+// The base of every fixture: an empty private appliance with recorders installed.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,9 +12,9 @@
 
 namespace annal::test {
 
-// Empties the appliance's folders and resets every recorder before each test. After each test it ends the commands that
-// are still running, lest the next test take them for its own, and checks that the library has given back to SQLite
-// whatever it took.
+// Before each test it empties the appliance's folders and resets every recorder. After each test it kills commands that
+// are still running, so that the next test does not see them, and checks that the library has freed all its SQLite
+// memory.
 class ApplianceTest : public testing::Test {
  protected:
   void SetUp() override;
@@ -25,10 +25,10 @@ class ApplianceTest : public testing::Test {
   Commands commands;
 };
 
-// True when the appliance has this file.
+// True if the file exists on the appliance.
 bool exists(const char* path);
 
-// Takes the folder of the logs away, so that no log can be opened.
+// Removes the log folder, so that no log can be opened.
 void remove_log_folder();
 
 }  // namespace annal::test

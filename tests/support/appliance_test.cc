@@ -1,4 +1,4 @@
-// The instruments themselves: each is believed only because these tests would fail without it.
+// Tests of the test support itself.
 #include "tests/support/appliance.h"
 
 #include <fcntl.h>
@@ -46,7 +46,7 @@ TEST_F(Appliance, ShowsTheMachinesConfiguration) {
   EXPECT_TRUE(std::filesystem::exists("/etc/os-release"));
 }
 
-// Root could write through the links of which /etc is made.
+// Root could write through the links in /etc.
 TEST_F(Appliance, MakesTheMachinesConfigurationReadOnly) {
   int links = 0;
   for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator("/etc")) {
@@ -65,7 +65,7 @@ TEST_F(Appliance, MakesTheMachinesConfigurationReadOnly) {
 }
 
 TEST_F(Appliance, RemovesFoldersThatAnOrdinaryUserMayNotEnter) {
-  // To an ordinary user all of the appliance belongs.
+  // An ordinary user owns the whole appliance.
   constexpr uid_t kUser = 65534;
   const bool root = geteuid() == 0;
   const auto give_to = [root](uid_t user) {
@@ -90,7 +90,7 @@ TEST_F(Appliance, RemovesFoldersThatAnOrdinaryUserMayNotEnter) {
 
 TEST_F(Appliance, IsInvisibleOutside) {
   std::ofstream("/etc/logs/secret") << "x";
-  // The parent of this process is its keeper, outside.
+  // This process's parent is its supervisor, outside the namespace.
   const std::string outside = "/proc/" + std::to_string(getppid()) + "/root/etc/logs/secret";
   EXPECT_FALSE(exists(outside.c_str()));
 }
@@ -102,7 +102,7 @@ TEST_F(Appliance, KillsProcessesThatATestLeavesRunning) {
   EXPECT_TRUE(appliance::strays().empty());
 }
 
-// A program with a keeper of its own, in the same appliance.
+// A program under another supervisor, on the same appliance.
 class SupervisedProgram : public Appliance {
  protected:
   static pid_t start(const char* script) {
@@ -118,7 +118,7 @@ class SupervisedProgram : public Appliance {
     return process;
   }
 
-  // The exit status, or the signal that ended the process as a negative number.
+  // The exit status, or the negated number of the signal that killed the process.
   static int status_of(pid_t process) {
     int status = 0;
     EXPECT_EQ(waitpid(process, &status, 0), process);

@@ -1,3 +1,4 @@
+// Replaces the C library's clock for calls from the library.
 #include "tests/support/clock.h"
 
 #include <atomic>

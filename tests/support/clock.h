@@ -1,4 +1,4 @@
-// The clock that the library reads, which a test can stop at a moment.
+// The clock that the library reads. A test can stop it at a given time.
 #pragma once
 
 #include <ctime>

@@ -1,4 +1,4 @@
-// Stands in for a command of the device: records how it was run, then behaves as its file says.
+// Replaces a command of the device: records how it was run, then behaves as its configuration file says.
 #include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -20,7 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-// The descriptors as the command was given them, so to be read before it opens any of its own.
+// The inherited descriptors; read them before opening others.
 json open_descriptors() {
   json descriptors = json::object();
   DIR* folder = opendir("/proc/self/fd");
@@ -86,7 +86,7 @@ json ignored_signals() {
   return signals;
 }
 
-// Written aside and renamed, so that a reader never finds half a recording. Names sort by time.
+// Renames the finished file, so that a reader never finds a partial recording. Names sort by time.
 void save(const json& recording) {
   std::timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);

@@ -1,3 +1,4 @@
+// Installs command recorders and reads their recordings.
 #include "tests/support/commands.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Recorders that take the place of the device's commands, and what they have recorded.
+// Recorders that replace the device's commands, and their recordings.
 #pragma once
 
 #include <chrono>
@@ -10,10 +10,10 @@ namespace annal::test {
 
 // One run of a command.
 struct CommandRun {
-  std::string path;                        // where the recorder stood
-  std::vector<std::string> arguments;      // the whole vector, argv[0] included
-  std::string input;                       // what came on standard input until its end
-  std::map<int, std::string> descriptors;  // "r /dev/null": access mode and target, of every open descriptor
+  std::string path;                        // the recorder's path
+  std::vector<std::string> arguments;      // including argv[0]
+  std::string input;                       // all of standard input
+  std::map<int, std::string> descriptors;  // every open descriptor's access mode and target, such as "r /dev/null"
   std::map<std::string, std::string> environment;
   int process = 0;
   int parent = 0;
@@ -23,27 +23,26 @@ struct CommandRun {
   std::vector<int> ignored_signals;
 };
 
-// How a recorder behaves beside recording.
+// How a recorder behaves besides recording.
 struct Behaviour {
   int exit_status = 0;
   bool reads_input = true;
-  std::chrono::milliseconds takes{0};  // after it has recorded
+  std::chrono::milliseconds takes{0};  // the delay after recording
 };
 
 class Commands {
  public:
-  // Installs a recorder in place of a command, such as "/usr/local/sbin/evsh".
+  // Installs a recorder at a command's path, such as "/usr/local/sbin/evsh".
   static void install(const std::string& path, const Behaviour& behaviour = {});
 
-  // The runs so far, by the order in which they were recorded.
+  // The runs so far, in the order of recording.
   static std::vector<CommandRun> runs();
 
-  // Waits until there are at least this many runs (commands that were started detached take their time), and returns
-  // them. After ten seconds it returns what there is.
+  // Waits until there are at least this many runs, because detached commands finish later, and returns them. After ten
+  // seconds it returns the runs so far.
   static std::vector<CommandRun> wait_for(std::size_t count);
 
-  // Waits long enough for a command that was wrongly started to have shown up, and for those that were started detached
-  // to end, and returns all runs.
+  // Waits for detached commands to end, and long enough for an unexpected one to appear, and returns all runs.
   static std::vector<CommandRun> settled();
 
   static void reset();

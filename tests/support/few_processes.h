@@ -1,4 +1,4 @@
-// A process that may have few others.
+// Limits the number of a process's children.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,8 +12,8 @@
 
 namespace annal::test {
 
-// Lets this process have so many more, itself not counted. Only root can: it becomes a user whom nobody else is, since
-// every process of a user's counts against its limit, and every thread, a sanitizer's own too.
+// Allows N processes besides this one. Needs root: the process becomes an otherwise unused user, because all of a
+// user's processes and threads, including a sanitizer's, count against the limit.
 inline void allow_processes(rlim_t more) {
   std::filesystem::permissions(kRecordings, std::filesystem::perms::all);
   const uid_t lonely = 0x40000000U + static_cast<uid_t>(getpid());

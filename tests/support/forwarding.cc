@@ -1,3 +1,4 @@
+// Runs scenarios in child processes and inspects descriptors and signals.
 #include "tests/support/forwarding.h"
 
 #include <fcntl.h>
@@ -99,14 +100,14 @@ void expect_no_child_left() {
 
 namespace {
 
-// A child of this process that ended: how many of the platform's functions had been called by then.
-constexpr std::size_t kMostChildren = 16;
+// For each child that ended: the number of platform calls by then.
+constexpr std::size_t kMaxChildren = 16;
 volatile std::size_t children_ended = 0;
-volatile std::size_t calls_before[kMostChildren];
-volatile int status_of[kMostChildren];
+volatile std::size_t calls_before[kMaxChildren];
+volatile int status_of[kMaxChildren];
 
 void note_child(int /*signal*/, siginfo_t* info, void* /*context*/) {
-  if (children_ended < kMostChildren) {
+  if (children_ended < kMaxChildren) {
     calls_before[children_ended] = PlatformRecorder::calls().size();
     status_of[children_ended] = info->si_code == CLD_EXITED ? info->si_status : -1;
     children_ended = children_ended + 1;

@@ -1,4 +1,4 @@
-// What the tests of every log's forwarding look at: the commands that outlive a call, and the caller they leave behind.
+// Helpers for the tests of forwarding: the detached commands, and the state of the caller after a call.
 #pragma once
 
 #include <csignal>
@@ -16,30 +16,30 @@ namespace annal::test {
 
 void install_script(const char* path, const std::string& text);
 
-// The calls of the platform's functions that take entries, in order.
+// The calls of the platform's consumer functions, in order.
 Calls consumer_calls();
 
-// ---- what a command is given ----
+// ---- a command's surroundings ----
 
 using Descriptors = std::map<int, std::string>;
 
-// Every descriptor that a command started now gets from this process, beside the three standard ones.
+// The descriptors that a command would inherit now, besides the three standard ones.
 std::set<int> inheritable_descriptors();
 
 std::set<int> further_descriptors(const CommandRun& run);
 Descriptors standard_descriptors(const CommandRun& run);
 
-// ---- what becomes of the caller ----
+// ---- the caller's state ----
 
-// Runs a scenario in a process of its own, because it changes what is the whole process's. The scenario's expectations
-// count here, and the process must come to its end.
+// Runs a scenario in its own process, because it changes process-wide state. Its failed expectations fail this test,
+// and the process must exit normally.
 void survive(const std::function<void()>& scenario);
 
 void set_handler(int signal, void (*handler)(int), int flags = 0);
 
 void expect_no_child_left();
 
-// Notes the end of every child of this thread in its calls of the library: it is then that the signal comes.
+// Records the end of every child during this thread's calls of the library, by SIGCHLD.
 class ChildrenNoted {
  public:
   ChildrenNoted();
@@ -47,7 +47,7 @@ class ChildrenNoted {
   ChildrenNoted(const ChildrenNoted&) = delete;
   ChildrenNoted& operator=(const ChildrenNoted&) = delete;
 
-  // How many of the platform's functions had been called by then.
+  // The number of platform calls before it.
   static std::vector<std::size_t> calls();
   static std::vector<int> statuses();
 
@@ -55,7 +55,7 @@ class ChildrenNoted {
   struct sigaction before_ {};
 };
 
-// Closes some of the three standard descriptors (bit 0 stands for descriptor 0), and puts them back.
+// Closes some of the three standard descriptors (bit 0 for descriptor 0) and restores them.
 class Closed {
  public:
   explicit Closed(unsigned which);
@@ -67,7 +67,7 @@ class Closed {
   int kept_[3] = {-1, -1, -1};
 };
 
-// Which of them are closed.
+// The ones that are closed.
 unsigned closed_now();
 
 }  // namespace annal::test

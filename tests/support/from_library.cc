@@ -1,3 +1,4 @@
+// Finds the library's address range, to tell its calls from others.
 #include "tests/support/from_library.h"
 
 #include <dlfcn.h>

@@ -1,4 +1,4 @@
-// A process whose address space may hardly grow.
+// Limits the growth of a process's address space.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,8 +11,8 @@
 
 namespace annal::test {
 
-// Lets this process's address space grow by so many bytes. The limit is inherited, so the process is made large enough
-// for a command to find room below it.
+// Lets this process's address space grow by N bytes. Commands inherit the limit, so the process first grows enough to
+// leave them room.
 class LittleMemory {
  public:
   explicit LittleMemory(std::size_t room)
@@ -37,7 +37,7 @@ class LittleMemory {
   rlimit before_{};
 };
 
-// No room for a stack beside the caller's, and room for a small one only.
+// No room for a child's stack, and room for a small one only.
 inline constexpr std::size_t kLittleRooms[] = {0, std::size_t{100} * 1024};
 
 }  // namespace annal::test

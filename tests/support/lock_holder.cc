@@ -1,3 +1,4 @@
+// Holds a database file's lock in a child process.
 #include "tests/support/lock_holder.h"
 
 #include <sqlite3.h>

@@ -1,4 +1,4 @@
-// Another process that holds a database file's lock.
+// Another process that locks a database file.
 #pragma once
 
 #include <sys/types.h>
@@ -9,7 +9,7 @@ namespace annal::test {
 
 class LockHolder {
  public:
-  // Holds the exclusive lock when this returns, and lets go of it after a while, or else when it is destroyed.
+  // Returns once it holds the exclusive lock. Releases it after the given time, or when destroyed.
   explicit LockHolder(const char* path, std::chrono::milliseconds release_after = std::chrono::hours(1));
   ~LockHolder();
   LockHolder(const LockHolder&) = delete;

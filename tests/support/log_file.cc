@@ -1,3 +1,4 @@
+// Runs SQL on a log's file without the library.
 #include "tests/support/log_file.h"
 
 #include <sqlite3.h>

@@ -1,4 +1,4 @@
-// A log's file as other programs see it: SQLite asked directly, past the library.
+// A log's file as other programs see it, through SQLite without the library.
 #pragma once
 
 #include <string>
@@ -12,10 +12,10 @@ using Rows = std::vector<Row>;
 // Runs a statement on a file and returns its rows, "NULL" for NULL. Throws std::runtime_error with SQLite's message.
 Rows sql(const char* path, const std::string& statement);
 
-// The one value of a statement that has one row of one column; an empty text when it has no row.
+// A statement's single value, or an empty text if it has no row.
 std::string value(const char* path, const std::string& statement);
 
-// Rows as a listing hands them to its callback, with the names of its columns. Pass collect and the address of one.
+// A listing's rows and column names, collected by its callback. Pass collect and the address of a Listing.
 struct Listing {
   Rows rows;
   Row names;

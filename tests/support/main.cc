@@ -1,4 +1,4 @@
-// Runs the tests of one program on a private appliance of their own.
+// Runs a test program on its own private appliance.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
   if (!only_lists(argc, argv) && !annal::appliance::is_supervised()) {
     return annal::appliance::run_supervised_on_private_appliance("/proc/self/exe", argv);
   }
-  // Local time differs from UTC, and by another offset in summer, on every machine alike.
+  // On every machine, local time differs from UTC, with another offset in summer.
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
   tzset();
   testing::InitGoogleTest(&argc, argv);

@@ -1,3 +1,4 @@
+// Interposes the platform's functions.
 #include "tests/support/platform_recorder.h"
 
 #include <map>
@@ -50,7 +51,7 @@ std::string call_text(const char* function, Arguments... arguments) {
   return text + ")";
 }
 
-// Records a call and passes it on to the function behind, or answers as the test wants.
+// Records a call, then passes it to the real function or returns the test's value.
 template <typename... Arguments>
 int pass_on(bool traced, const char* name, int (* /*interposed*/)(Arguments...), Arguments... arguments) {
   if (traced) {

@@ -1,5 +1,5 @@
-// What the library asks of the platform's libraries. The recorders stand in front of the stand-ins and pass each call
-// on to them, unless a test wants another answer.
+// Records the library's calls of the platform's functions. Each call goes on to the stand-in unless the test sets a
+// result.
 #pragma once
 
 #include <functional>
@@ -11,16 +11,16 @@ namespace annal::test {
 
 class PlatformRecorder {
  public:
-  // Every call since the last reset, in order, as it would be written in C: SNMPTrap_Send_Alert("Fan failed.", 2).
+  // Every call since the last reset, in order, written as in C: SNMPTrap_Send_Alert("Fan failed.", 2).
   static const std::vector<std::string>& calls();
 
-  // The calls of one function alone.
+  // The calls of one function.
   static std::vector<std::string> calls_of(std::string_view function);
 
-  // Makes a function answer this value, without passing its calls on, until the next reset.
+  // Makes a function return this value, without calling the stand-in, until the next reset.
   static void answer(std::string_view function, int value);
 
-  // Has something done at the beginning of each call of a function, until the next reset.
+  // Runs an action at the beginning of each call of a function, until the next reset.
   static void meanwhile(std::string_view function, std::function<void()> action);
 
   static void reset();

@@ -1,4 +1,4 @@
-// A caller's record, byte by byte: what submission reads of it, and what it writes into it.
+// A caller's record byte by byte, to see what submission reads and writes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,10 +14,10 @@
 
 namespace annal::test {
 
-// What the bytes hold that nobody has set.
+// Fills the bytes that a test has not set.
 inline constexpr char kLeftBehind = '\xAA';
 
-// A text field of a record. It has the name of its column.
+// A text field of a record, named after its column.
 struct Field {
   const char* name;
   std::size_t offset;
@@ -29,20 +29,20 @@ struct Field {
   }
 };
 
-// Puts a text and its terminator into a field and leaves the bytes behind it as they are.
+// Puts a text and its terminator into a field and keeps the bytes after it.
 template <typename Record>
 void put(Record& record, const Field& field, std::string_view text) {
   *std::copy(text.begin(), text.end(), field.in(record)) = '\0';
 }
 
-// Writes so many bytes of a field: a text, and zero bytes behind it.
+// Writes N bytes of a field: a text padded with zero bytes.
 template <typename Record>
 void fill(Record& record, const Field& field, std::string_view text, std::size_t width) {
   std::memset(field.in(record), 0, width);
   std::copy(text.begin(), text.end(), field.in(record));
 }
 
-// Fills a field to its last byte: that is one more than it may hold, and there is no terminator.
+// Fills a field to its last byte: one more than allowed, and no terminator.
 template <typename Record>
 void overfill(Record& record, const Field& field, char letter) {
   std::memset(field.in(record), letter, field.size);
@@ -62,7 +62,7 @@ inline std::string place_of(std::size_t offset, std::span<const Field> fields) {
   return "byte " + std::to_string(offset);
 }
 
-// Compares every byte, those between the fields too.
+// Compares every byte, including padding.
 template <typename Record>
 testing::AssertionResult same_bytes(const Record& actual, const Record& expected, std::span<const Field> fields) {
   const std::string left = bytes_of(actual);
@@ -75,7 +75,7 @@ testing::AssertionResult same_bytes(const Record& actual, const Record& expected
                                      << +*found << " instead of " << +*wanted;
 }
 
-// With the bytes between the fields.
+// Including padding.
 template <typename Record>
 Record copy_of(const Record& record) {
   Record copy;
@@ -83,7 +83,7 @@ Record copy_of(const Record& record) {
   return copy;
 }
 
-// A record of which the last byte is the last one that can be read at all.
+// A record at the end of readable memory.
 template <typename Record>
 class RecordAtTheEnd {
  public:

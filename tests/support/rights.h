@@ -1,4 +1,4 @@
-// Who may do what with a file.
+// A file's owner, group, mode and access list.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -33,7 +33,7 @@ inline void give_rights(const char* path, const Rights& rights) {
   ASSERT_EQ(chmod(path, rights.mode), 0) << path;
 }
 
-// What logs may have that the usual mask makes other rights of. Only root can give a file away.
+// Rights of logs that the usual umask would change. Only root can change a file's owner.
 inline std::vector<Rights> unusual_rights() {
   std::vector<Rights> rights{{0600}, {0640}, {0660}, {0666}, {0606}};
   if (geteuid() == 0) {

@@ -1,3 +1,4 @@
+// Interposes SQLite's functions: records the library's calls, and fails them on request.
 #include "tests/support/sqlite_trace.h"
 
 #include <sqlite3.h>
@@ -24,7 +25,7 @@ struct State {
   std::set<const void*> statements;
   std::set<const void*> texts;
   std::map<std::string, int, std::less<>> until_failure;
-  std::map<std::string, int, std::less<>> failures;  // so many more, of the calls that begin like this
+  std::map<std::string, int, std::less<>> failures;  // the number of calls with this prefix still to fail
   bool statements_followed = false;
   std::optional<int> longest_wait;
   std::optional<int> next_number;
@@ -67,7 +68,7 @@ bool fails_now(std::string_view function) {
   return true;
 }
 
-// Of a call that is in the trace.
+// Fails or passes a traced call.
 bool fails_now(std::string_view function, const std::string& call) {
   {
     const std::lock_guard lock(state().mutex);

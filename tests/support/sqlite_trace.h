@@ -1,5 +1,5 @@
-// What the library asks of SQLite, call by call, and calls that fail on request. The library is the shipped one: these
-// functions stand in front of libsqlite3's for the dynamic linker.
+// Records the library's SQLite calls and fails them on request. The library is the shipped one: the dynamic linker
+// finds these functions before libsqlite3's.
 #pragma once
 
 #include <cstddef>
@@ -13,15 +13,15 @@ using Calls = std::vector<std::string>;
 
 class SqliteTrace {
  public:
-  // Every call since the last reset, in order, each as one text:
+  // Every call since the last reset, in order, one text each:
   //   "open PATH", "busy_timeout MILLISECONDS", "busy_handler", "sleep MILLISECONDS", "exec SQL", "prepare SQL",
   //   "finalize", "close"
   static const Calls& calls();
 
-  // The texts of the "exec" and "prepare" calls alone.
+  // The texts of the "exec" and "prepare" calls.
   static Calls statements();
 
-  // How much the library has taken from SQLite and not given back.
+  // The SQLite memory that the library has not freed.
   static std::size_t open_connections();
   static std::size_t live_statements();
   static std::size_t live_texts();
@@ -30,18 +30,18 @@ class SqliteTrace {
   // (SQLITE_ERROR), "bind" (SQLITE_NOMEM), "step" (SQLITE_IOERR) or "mprintf" (a null text).
   static void fail(std::string_view function, int nth = 1);
 
-  // Makes the next calls of which the text begins so fail, as many as said, with SQLITE_ERROR: "exec" and "prepare".
+  // Makes the next N "exec" or "prepare" calls whose text has this prefix fail with SQLITE_ERROR.
   static void fail_first(int calls, std::string_view beginning);
 
-  // The next number that the library reads of a row is this one. Of more than 2,147,483,647 rows it is a negative one.
+  // Replaces the next number that the library reads from a row. A count of more than 2,147,483,647 rows is negative.
   static void answer_next(int number);
 
-  // From now on calls() has the work with prepared statements too:
+  // From now on calls() includes the work with prepared statements:
   //   "bind PLACE NUMBER", "bind PLACE "TEXT"", "step", "reset"
-  // with " (copied)" or " (of another length)" behind a text that SQLite is not to read where it stands, or not whole.
+  // with " (copied)" or " (of another length)" after a text that SQLite copies or does not read whole.
   static void follow_statements();
 
-  // Locks are waited for this long only, whatever the library asks for, and is still recorded as asking for.
+  // Caps waits for locks. The trace still shows the time that the library asks for.
   static void shorten_waits(int milliseconds);
 
   static void reset();

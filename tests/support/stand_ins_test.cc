@@ -1,4 +1,4 @@
-// The stand-ins for the platform's libraries, called directly.
+// Tests the stand-ins for the platform's libraries by direct calls.
 #include <csignal>
 #include <cstdint>
 #include <cstring>
@@ -113,7 +113,7 @@ TEST(ControlCharacterStandIn, LeavesNothingOfATextOfThemAlone) {
   EXPECT_EQ(removed, 5);
 }
 
-// The last four are encodings of U+0001, U+0080 and U+200E that are longer than they may be, and a surrogate.
+// The last four are overlong encodings of U+0001, U+0080 and U+200E, and a surrogate.
 TEST(ControlCharacterStandIn, KeepsMalformedBytes) {
   for (const char* text : {"\x80", "\x85", "\x9F", "\xC2", "\xC2 ", "\xC2\xC2", "\xD8", "\xD8 ", "\xE2", "\xE2\x80",
                            "\xE2\x81", "\xE2 \x8E", "\xE2\x80 ", "\xE2\x80\x80\x8E", "\xFE\xFF", "\xC0\x81",
@@ -130,7 +130,7 @@ TEST(ControlCharacterStandIn, KeepsASequenceThatIsCutOffByTheEndOfTheText) {
   }
 }
 
-// The terminator ends the text, even where the byte behind it would complete a control character.
+// The terminator ends the text, even if the byte after it would complete a control character.
 TEST(ControlCharacterStandIn, LooksAtNothingBehindTheText) {
   char text[] = "a\xE2\x80\0\x8E";
   EXPECT_EQ(Skip_Unicode_Control_Characters(text), 0);
@@ -193,7 +193,7 @@ TEST_F(ExecutionStandIn, FailsIfTheProgramCannotBeStarted) {
   EXPECT_EQ(run("/sbin", "folder"), -1);
 }
 
-// The path is one: no command is looked for in the folders of PATH.
+// It does not search the folders of PATH.
 TEST_F(ExecutionStandIn, DoesNotSearchThePathForTheProgram) {
   commands.install("/sbin/tool");
   EXPECT_EQ(run("tool", "tool"), -1);

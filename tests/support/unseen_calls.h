@@ -1,6 +1,6 @@
-// Put before common/detached.cc where the thread sanitizer watches. Its children share the caller's memory, and with it
-// what the sanitizer knows of the caller: it would take their descriptors and handlers for the caller's, and clone for
-// fork. So they make their calls by names that it does not know.
+// Included before common/detached.cc under the thread sanitizer. Children share the caller's memory and so the
+// sanitizer's records: it would take their descriptors and handlers for the caller's, and clone for fork. So they use
+// names that the sanitizer does not intercept.
 #pragma once
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// Runs the tool as its users do: as a program, with its output read back.
+// Runs annalctl as a program, as users do, and captures its output.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,40 +12,39 @@
 #include "tests/support/appliance.h"
 
 struct Finished {
-  int status = -1;  // the exit status; -1 when a signal ended it
+  int status = -1;  // the exit status; -1 if a signal killed it
   std::string out;
   std::string err;
 };
 
-// Runs the program that was built with these tests. out_path: where standard output goes instead of being
-// read back.
+// Runs the program that was built with these tests. out_path: a file for standard output, which is then not captured.
 [[nodiscard]] Finished annalctl(const std::vector<std::string>& arguments, const std::string& input = {},
                                 const char* out_path = nullptr);
 
-// The same at a terminal of its own, where a person has typed something.
+// The same at a new terminal with some typed input.
 [[nodiscard]] Finished annalctl_at_terminal(const std::vector<std::string>& arguments, const std::string& typed);
 
-// One that runs on while the test does something else.
+// A run in the background.
 class RunningAnnalctl {
  public:
-  // out: where standard output goes instead of being read back; the descriptor stays the caller's.
+  // out: a descriptor for standard output, which is then not captured; the caller keeps ownership.
   explicit RunningAnnalctl(const std::vector<std::string>& arguments, int out = -1);
   ~RunningAnnalctl();
   RunningAnnalctl(const RunningAnnalctl&) = delete;
   RunningAnnalctl& operator=(const RunningAnnalctl&) = delete;
 
-  // What it has written, once there are this many lines. After twenty seconds, what there is.
+  // Returns its output once it has this many lines, or after twenty seconds.
   [[nodiscard]] std::vector<std::string> wait_for_lines(std::size_t count) const;
-  // The same for a text on standard error.
+  // The same, until standard error contains a text.
   [[nodiscard]] std::string wait_for_error(const std::string& text) const;
-  // Whether it has the file open, within twenty seconds.
+  // Returns whether it opens the file within twenty seconds.
   [[nodiscard]] bool comes_to_open(const std::string& path) const;
 
-  // Holds it up while the test does what it must not see the half of.
+  // Stops it while the test makes a change that it must not see half of.
   void pause() const;
   void resume() const;
 
-  // Waits for its end, after a signal when one is given.
+  // Waits for its end, after sending a signal if one is given.
   [[nodiscard]] Finished finish(int signal = 0);
 
  private:
@@ -63,7 +62,7 @@ class RunningAnnalctl {
 
 class AnnalctlTest : public annal::test::ApplianceTest {};
 
-// With an event log that is there already.
+// With an existing event log.
 class AnnalctlEventTest : public AnnalctlTest {
  protected:
   void SetUp() override {

@@ -1,3 +1,4 @@
+// Runs annalctl as a program; and the tests of behaviour common to all commands.
 #include "tests/tools/annalctl.h"
 
 #include <fcntl.h>
@@ -26,7 +27,7 @@ struct CloseFile {
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
 std::string contents(std::FILE* file) {
-  // The place in the file is shared with a program that still writes to it, and is left alone.
+  // Reads without moving the file offset, which a still running program shares.
   std::string text;
   std::array<char, 4096> buffer{};
   for (ssize_t got = 0;
@@ -54,7 +55,7 @@ int wait_for(pid_t child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// Starts the tool with these descriptors; -1 when that fails.
+// Starts the tool with these descriptors; returns -1 on failure.
 pid_t start(const std::vector<std::string>& arguments, int input, int out, int err) {
   std::vector<std::string> texts{ANNALCTL};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
@@ -70,7 +71,7 @@ pid_t start(const std::vector<std::string>& arguments, int input, int out, int e
   posix_spawn_file_actions_adddup2(&actions, input, 0);
   posix_spawn_file_actions_adddup2(&actions, out, 1);
   posix_spawn_file_actions_adddup2(&actions, err, 2);
-  // Not ignored, as they may be where the tests are run in the background: what ignores them is not ended by them.
+  // Not ignored, as they may be if the tests run in the background: they must end the tool.
   sigset_t interrupts;
   sigemptyset(&interrupts);
   sigaddset(&interrupts, SIGINT);
@@ -89,7 +90,7 @@ pid_t start(const std::vector<std::string>& arguments, int input, int out, int e
   return child;
 }
 
-// Files rather than pipes: the tool cannot block on a reader that is still busy with the other stream.
+// Files instead of pipes: the tool cannot block while the test reads the other stream.
 Finished run(const std::vector<std::string>& arguments, int input, const char* out_path) {
   Finished finished;
   const File out(out_path == nullptr ? std::tmpfile() : std::fopen(out_path, "r+"));
@@ -211,7 +212,7 @@ std::vector<std::string> lines_of(const std::string& text) {
   return lines;
 }
 
-// --- what holds for the program as a whole ---
+// --- the program as a whole ---
 
 TEST_F(AnnalctlTest, ReadingCommandsDoNotCreateAMissingLog) {
   for (const char* verb : {"list", "count"}) {

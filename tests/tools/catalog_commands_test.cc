@@ -1,3 +1,4 @@
+// annalctl catalog.
 #include <cstring>
 #include <nlohmann/json.hpp>
 

@@ -1,3 +1,4 @@
+// Generates valid and invalid command lines from CLI11's description of the commands.
 #include "tests/tools/command_lines.h"
 
 #include <CLI/CLI.hpp>
@@ -15,11 +16,11 @@ namespace {
 using namespace std::string_literals;
 using Texts = std::vector<std::string>;
 
-constexpr std::size_t kLongest = 100'000;  // the system takes 131,071 bytes in one argument
+constexpr std::size_t kLongest = 100'000;  // the kernel accepts 131,071 bytes in one argument
 
 // ---- what the program has ----
 
-// The names of levels, columns and the like stand in an option's description.
+// An option's description contains the names of levels, columns and the like.
 Texts words_of(const std::string& text) {
   Texts words;
   std::string word;
@@ -69,7 +70,7 @@ void add_commands(const CLI::App& app, const Command& above, std::vector<Command
 
 template <typename Choices>
 const auto& one_of(const Choices& choices, const Choose& choose) {
-  // Of more than a byte can tell apart, too.
+  // Also chooses among more than 256.
   const std::size_t size = std::size(choices);
   const std::size_t place = size <= 256 ? choose(static_cast<unsigned>(size)) : choose(256) * 256 + choose(256);
   return *std::next(std::begin(choices), static_cast<std::ptrdiff_t>(place % size));
@@ -99,7 +100,7 @@ std::string long_text(const Choose& choose) {
 std::string value(const Choose& choose) {
   static const std::array kValues{
       ""s, " "s, "-"s, "--"s, "---"s, "-1"s, "0"s, "1"s, "2"s, "3"s, "10"s, "01"s, "+1"s, "1.5"s, "0x10"s,
-      // Numbers around what fits
+      // Numbers near the limits
       "255"s, "65536"s, "2147483647"s, "2147483648"s, "-2147483648"s, "-2147483649"s, "4294967295"s, "4294967296"s,
       "9223372036854775807"s, "18446744073709551616"s, "99999999999999999999999999"s, "1e9"s, "1e308"s, "1e999"s,
       "nan"s, "inf"s, "-inf"s,
@@ -109,7 +110,7 @@ std::string value(const Choose& choose) {
       "@9223372036854775807"s,
       // Names
       "error"s, "warning"s, "information"s, "all"s, "user"s, "id"s, "admin"s, "A011"s, "203.0.113.7"s, "::1"s,
-      // What could mean something to a parser, a format, a statement or a terminal
+      // Texts with a meaning to a parser, a format, a statement or a terminal
       "' OR 1=1 --"s, "x'y"s, "a=b"s, "[1,2]"s, "[]"s, "{}"s, "{0}"s, "%n%s"s, "%"s, "1,2"s, "true"s, "false"s, "a b"s,
       "\n"s, "\x1B[2J"s, "\xFF\xFE"s, "\xC3"s, "\xE2\x84"s, "\xE2\x84\x83"s, "\xED\xA0\x80"s, "?"s, "-h"s, "--json"s,
       // Files
@@ -143,7 +144,7 @@ void add_whole(const Parameter& parameter, const Choose& choose, Texts& line) {
   }
 }
 
-// An option of this command, or of another one.
+// An option of this command or another.
 const Parameter& some_parameter(const Command& command, const Choose& choose) {
   const auto& parameters = choose(4) == 0 ? one_of(command.parameters, choose) : command.parameters.back();
   static const Parameter kNone{{}, true, false, {}};
@@ -165,7 +166,7 @@ void add_something(const Command& command, const std::vector<Command>& all, cons
     kEndOfOptions,
     kKinds,
   };
-  // Half of them as they should be, so that the others stand in company.
+  // Half of them valid, so that the invalid ones have company.
   const unsigned kind = choose(2 * kKinds);
   const Parameter& own = some_parameter(command, choose);
   switch (kind) {
@@ -217,7 +218,7 @@ void add_required(const std::vector<Parameter>& parameters, const Choose& choose
   }
 }
 
-// What people do with a line that they take from elsewhere.
+// What people do to a line that they copy.
 void disturb(const Choose& choose, Texts& line) {
   if (line.empty()) {
     return;
@@ -254,7 +255,7 @@ std::vector<Command> all_commands() {
     add_parameters(app, none.parameters.emplace_back());
     add_commands(app, none, commands);
   }
-  // A group makes its commands when it is named, and only then.
+  // A group creates its commands only when it is named.
   const std::vector<Command> at_the_top = commands;
   commands.assign(1, none);
   for (const Command& command : at_the_top) {
@@ -264,7 +265,7 @@ std::vector<Command> all_commands() {
     try {
       app.parse("--help " + command.words.front() + " --help");
     } catch (const CLI::ParseError&) {
-      // The answer is help, and the commands are there.
+      // The result is the help text, and the commands now exist.
     }
     std::vector<Command> all;
     add_commands(app, none, all);

@@ -1,4 +1,4 @@
-// Whatever stands on the command line, the program ends by itself and says how.
+// With any command line, the program exits by itself with a documented status.
 #include "tests/tools/command_lines.h"
 
 #include <fcntl.h>
@@ -25,7 +25,7 @@ using Texts = std::vector<std::string>;
 
 constexpr const char* kFolder = annal::appliance::kLogFolder;
 constexpr const char* kCopy = "/sbin/logs";
-constexpr unsigned kSeconds = 60;  // for one command line, on a machine that is busy
+constexpr unsigned kSeconds = 60;  // for one command line on a busy machine
 #ifdef __SANITIZE_ADDRESS__
 constexpr int kLinesOfEach = 3;
 #else
@@ -76,8 +76,8 @@ class AnnalctlCommandLines : public AnnalctlTest {
     fs::copy(kCopy, kFolder);
   }
 
-  // The exit status, or the signal that ended it as a negative number. Standard input is empty. A tail that follows is
-  // ended by its reader's going away.
+  // The exit status, or the negated number of the signal that killed it. Standard input is empty. A following tail ends
+  // because its reader is gone.
   [[nodiscard]] int run(const Texts& arguments) const {
     Texts texts{ANNALCTL};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
@@ -136,7 +136,7 @@ TEST_F(AnnalctlCommandLines, AreMadeOfEveryCommand) {
 
 TEST_F(AnnalctlCommandLines, EndWithADocumentedStatusAndChangeNothingWhenTheyAreWrong) {
   const std::vector<Command> all = annal::test::all_commands();
-  std::mt19937 random(1795255200);  // NOLINT(cert-msc51-cpp): the same lines at every run
+  std::mt19937 random(1795255200);  // NOLINT(cert-msc51-cpp): the same lines in every run
   const auto choose = [&random](unsigned bound) { return static_cast<unsigned>(random() % bound); };
   std::map<int, int> endings;
   for (const Command& command : all) {
@@ -155,7 +155,7 @@ TEST_F(AnnalctlCommandLines, EndWithADocumentedStatusAndChangeNothingWhenTheyAre
       before = after;
     }
   }
-  // The lines are worth their time: many do something.
+  // Many lines must do something, or the test proves little.
   const int lines = static_cast<int>(all.size()) * kLinesOfEach;
   EXPECT_GT(endings[0], lines / 8);
   EXPECT_GT(endings[1], lines / 60);

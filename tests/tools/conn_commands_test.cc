@@ -1,3 +1,4 @@
+// annalctl conn.
 #include <sqlite3.h>
 
 #include <chrono>
@@ -59,7 +60,7 @@ class AnnalctlConn : public AnnalctlTest {
   }
 };
 
-// A line that an OpenSSH server writes.
+// A log line of an OpenSSH server.
 std::string line(const std::string& text) {
   return "Jun 14 15:16:01 nas sshd[123]: " + text + "\n";
 }
@@ -138,7 +139,7 @@ TEST_F(AnnalctlConn, AddRefusesWhatCannotBeStoredAsGiven) {
   EXPECT_EQ(count(), 0);
 }
 
-// A batch deletes such a log; the tool must not come to that.
+// A batch deletes such a log; the tool must not run one.
 TEST_F(AnnalctlConn, LogThatABatchWouldDeleteIsRefusedAndLeftAlone) {
   struct Broken {
     const char* how;
@@ -171,7 +172,7 @@ TEST_F(AnnalctlConn, NonDatabaseFileIsRefusedAndLeftAlone) {
   EXPECT_EQ(conn({"add", "x"}).err.find("not a database") != std::string::npos, true);
 }
 
-// --- what the event log has too ---
+// --- commands that the event log has too ---
 
 TEST_F(AnnalctlConn, CreatingTwiceReportsThatTheLogExists) {
   const Finished again = conn({"create"});
@@ -366,7 +367,7 @@ TEST_F(AnnalctlConn, ResourceBeginsWithTheTimeOfTheLine) {
   EXPECT_NE(row["conn_date"], "2026-01-02");
 }
 
-// The name of a failed log-in is whatever somebody typed.
+// The user of a failed log-in can be any text.
 TEST_F(AnnalctlConn, HostileNamesAreStoredAsNames) {
   const Texts names{
       "x'); DROP TABLE ANNAL_CONN; --", "root from 10.6.6.6 port 1 ssh2", "a for b", "\" OR \"\"=\"", "%s%n",
@@ -453,7 +454,7 @@ TEST_F(AnnalctlConn, DryRunStoresNothingAndOptionsReplaceTheNumbers) {
   EXPECT_EQ(count({"--service", "8", "--action", "2", "--type", "error"}), 1);
 }
 
-// What a batch throws away or loses entries to, and a count and a look at the columns do not show.
+// Logs that a batch deletes or loses entries to, although a count and a column check find nothing.
 TEST_F(AnnalctlConn, LogThatRefusesEntriesIsLeftAloneWithAReason) {
   struct Refusing {
     const char* how;
@@ -487,7 +488,7 @@ TEST_F(AnnalctlConn, LogOfALaterReleaseTakesEntries) {
   EXPECT_EQ(annal::test::value(kPath, "SELECT conn_res FROM ANNAL_CONN"), "x");
 }
 
-// A batch would wait 20 s for each of its records, and hand on what it could not store.
+// A batch would wait 20 s for each of its records, and forward those that it could not store.
 TEST_F(AnnalctlConn, LogThatAnotherWritesToIsWaitedForOnce) {
   sqlite3* writer = nullptr;
   ASSERT_EQ(sqlite3_open(kPath, &writer), SQLITE_OK);

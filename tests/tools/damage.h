@@ -1,4 +1,4 @@
-// What happens to the files of logs.
+// Damages logs' files.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ inline void overwrite(const std::string& path, std::size_t place, const std::str
   file << bytes;
 }
 
-// Leaves the log as a crash of its writer does: half changed, with the journal that undoes it.
+// Leaves the log as if its writer had crashed: half changed, with a journal to roll back.
 inline void cut_off_a_change(const char* path, const char* change) {
   const std::string journal = std::string(path) + "-journal";
   sqlite3* writer = nullptr;
@@ -43,7 +43,7 @@ inline void cut_off_a_change(const char* path, const char* change) {
   put(journal, undoing);
 }
 
-// The names in the folder of the logs, with a blank behind each.
+// The names in the log folder, each followed by a blank.
 inline std::string names_in_folder() {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator("/etc/logs")) {

@@ -1,3 +1,4 @@
+// annalctl event: add, create, delete, trim, flush and migrate.
 #include <nlohmann/json.hpp>
 
 #include "tests/support/log_file.h"
@@ -149,7 +150,7 @@ TEST_F(AnnalctlEventTest, CreateAppliesTheLimit) {
   EXPECT_EQ(count(), 2);
 }
 
-// A full log is looked through once in so many entries, not for each.
+// A full log is scanned once per batch, not for each entry.
 TEST_F(AnnalctlEventTest, CreateSetsTheBatchToOnePercentByDefault) {
   struct Choice {
     std::vector<std::string> options;

@@ -1,3 +1,4 @@
+// annalctl event import.
 #include <zlib.h>
 
 #include <fstream>

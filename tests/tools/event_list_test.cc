@@ -1,3 +1,4 @@
+// annalctl event: list, count and group.
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/annalctl.h"
@@ -100,7 +101,7 @@ TEST_F(AnnalctlList, GeneralOptionsMayComeBeforeOrAfterTheCommand) {
   EXPECT_EQ(annalctl({"event", "count"}).out, "60\n");
 }
 
-// One event with something to find in every column, between two others.
+// One event with a searchable value in every column, between two others.
 class AnnalctlSearch : public AnnalctlEventTest {
  protected:
   void SetUp() override {
@@ -168,7 +169,7 @@ TEST_F(AnnalctlSearch, PeriodMayBeOpenAtEitherEnd) {
   EXPECT_NE(refused.err.find("--since: 'soon' is no time"), std::string::npos) << refused.err;
 }
 
-// They are looked for by their dates alone, which have an index. Only an entry without a time of day shows it.
+// Whole days are searched by date alone, which has an index. Only an entry without a time shows the difference.
 TEST_F(AnnalctlSearch, WholeDaysAreFoundByTheirDates) {
   annal::test::sql("/etc/logs/event.log", "UPDATE ANNAL_EVENT SET event_time = '' WHERE event_desc = 'm-this'");
   EXPECT_EQ(found({"--since", "2026-05-05", "--until", "2026-05-05"}), Texts{"m-this"});

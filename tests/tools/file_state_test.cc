@@ -1,3 +1,4 @@
+// Whether a file has changed between two looks.
 #include "tools/annalctl/files/file_state.h"
 
 #include "Corix_annal.h"

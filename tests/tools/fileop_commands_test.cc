@@ -1,3 +1,4 @@
+// annalctl fileop.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,7 +40,7 @@ class AnnalctlFileOpTest : public AnnalctlTest {
     ASSERT_EQ(added.out + added.err, "");
   }
 
-  // The ids that a listing shows, in its order.
+  // The ids of a listing, in order.
   static std::string listed(std::vector<std::string> options) {
     options.insert(options.begin(), {"list", "--json"});
     const Finished finished = fileop(options);
@@ -135,7 +136,7 @@ TEST_F(AnnalctlTest, FileOpCreateLeavesANonDatabaseFileAlone) {
 
 // --- add ---
 
-// SQLite would wait for a writer of the pipe, and hold up whoever runs this every hour.
+// SQLite would wait for a writer of the pipe and so block an hourly job.
 TEST_F(AnnalctlFileOpTest, PipeInPlaceOfTheJournalIsNotWaitedFor) {
   for (const char* suffix : {"-journal", "-wal"}) {
     const std::string pipe = std::string(kFile) + suffix;

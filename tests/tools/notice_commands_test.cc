@@ -1,3 +1,4 @@
+// annalctl notice: create, delete, age, flush and migrate; and annalctl facilities.
 #include <ctime>
 #include <nlohmann/json.hpp>
 
@@ -24,7 +25,7 @@ std::string quoted(const std::string& text) {
   return literal + "'";
 }
 
-// The ids that are left, "1,3".
+// The remaining ids, such as "1,3".
 std::string ids() {
   return value(kPath, "SELECT coalesce(group_concat(id), '') FROM (SELECT id FROM ANNAL_NOTICE ORDER BY id);");
 }
@@ -35,7 +36,7 @@ void delete_by(const std::string& option, const std::string& wanted) {
   EXPECT_EQ(deleted.out + deleted.err, "") << option;
 }
 
-// A log as an earlier release made it, with one notice.
+// A log of an earlier release with one notice.
 void make_log_with(const std::string& columns) {
   static_cast<void>(std::remove(kPath));
   sql(kPath, "CREATE TABLE ANNAL_NOTICE (" + columns + ");");
@@ -370,7 +371,7 @@ TEST_F(AnnalctlTest, MigrateDoesNotTakeAMissingTableForMissingColumns) {
   EXPECT_EQ(value(kPath, "SELECT COUNT(*) FROM other;"), "0");
 }
 
-// The library takes a column that it cannot read for one that is missing, and then deletes the log.
+// The library treats an unreadable column as missing and then deletes the log.
 TEST_F(AnnalctlNoticeTest, MigrateDoesNotTakeADamagedPageForMissingColumns) {
   sql(kPath,
       "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100) INSERT INTO ANNAL_NOTICE "

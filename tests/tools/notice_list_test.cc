@@ -146,7 +146,7 @@ TEST_F(AnnalctlNoticeList, DaysCountFromNowWithoutAnEnd) {
   EXPECT_EQ(count({"--days", "2"}), "2\n");
 }
 
-// Beyond 2038 the log's numbers start again from the other end.
+// After 2038 the log's 32-bit numbers wrap around.
 TEST_F(AnnalctlNoticeList, FiltersLeaveNoTimeOutUnasked) {
   sql(kPath, "INSERT INTO ANNAL_NOTICE (time, severity) VALUES (-2147483648, 3), (2147483647, 3);");
   EXPECT_EQ(count({"--severity", "error"}), "2\n");

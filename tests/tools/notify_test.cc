@@ -1,4 +1,4 @@
-// annalctl notify: the vector that the device's notification command gets, and what is refused.
+// annalctl notify: the notification command's arguments, and refusals.
 #include <cstdlib>
 
 #include "tests/tools/annalctl.h"
@@ -58,7 +58,7 @@ TEST_F(AnnalctlNotify, SendsAMessageOfTheCatalogWithItsLevel) {
 
 TEST_F(AnnalctlNotify, SendsAnErrorOfTheCatalogAsOne) {
   EXPECT_EQ(annalctl({"notify", "A049", "16", "Main unit", "2"}).status, 0);
-  ASSERT_EQ(commands.wait_for(1).size(), 1U);  // nobody waits for it to end, so the next one could record first
+  ASSERT_EQ(commands.wait_for(1).size(), 1U);  // detached: without this wait the next one could record first
   EXPECT_EQ(annalctl({"notify", "A049", "16", "Main unit", "2", "--level", "information"}).status, 0);
   const auto runs = commands.wait_for(2);
   ASSERT_EQ(runs.size(), 2U);

@@ -1,3 +1,4 @@
+// The table, CSV and JSON outputs.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -21,7 +22,7 @@ RowShape shape() {
   return {{{"number", true}, {"text", false}}, kTable};
 }
 
-// What a sink writes for some rows.
+// A sink's output for some rows.
 std::string written(Format format, const Terminal& terminal, const std::vector<std::array<const char*, 2>>& rows) {
   char* buffer = nullptr;
   std::size_t size = 0;

@@ -1,3 +1,4 @@
+// The parsers of times, levels and imported lines.
 #include <gtest/gtest.h>
 
 #include "tools/annalctl/arguments/time_text.h"

@@ -1,4 +1,4 @@
-// A reader that pauses holds nobody up, and is shown each entry once and in order whatever others change meanwhile.
+// A reader that pauses delays no writer, and sees each entry once and in order whatever others change meanwhile.
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/ioctl.h>
@@ -26,15 +26,15 @@ using annal::test::sql;
 
 constexpr int kRows = 3000;
 
-// A log, with rows of more than 500 bytes whose order by date is the reverse of that by id.
+// A log with rows of more than 500 bytes, whose order by date is the reverse of the order by id.
 struct FilledLog {
-  Texts name;  // as annalctl is given it
+  Texts name;  // the log's arguments for annalctl
   const char* path;
   const char* table;
   const char* id;
   const char* columns;
-  const char* values;  // of the i-th row
-  const char* group;   // of one row each
+  const char* values;  // for the i-th row
+  const char* group;   // each group has one row
 };
 
 constexpr char kFileOps[] = "/etc/logs/operations.db";
@@ -82,7 +82,7 @@ void fill(const FilledLog& log) {
                     ") INSERT INTO " + log.table + " (" + log.columns + ") SELECT " + log.values + " FROM n;");
 }
 
-// Whether a writer gets the whole file at once: with no time-out, any lock of another process refuses it.
+// Whether a writer can lock the whole file at once: without a time-out, any other lock makes it fail.
 bool can_be_written(const char* path, const std::string& change = "") {
   sqlite3* database = nullptr;
   const std::string statements = "BEGIN EXCLUSIVE; " + change + " COMMIT;";
@@ -92,7 +92,7 @@ bool can_be_written(const char* path, const std::string& change = "") {
   return done;
 }
 
-// Reads what annalctl writes into a pipe, and stops after the first bytes: it then has more to write than fits.
+// Reads annalctl's output from a pipe and stops after the first bytes; the rest does not fit the pipe.
 class PausedReader {
  public:
   explicit PausedReader(const Texts& arguments) {
@@ -100,7 +100,7 @@ class PausedReader {
     program_.emplace(arguments, ends_[1]);
     close(ends_[1]);
     take();
-    // Until it is stuck: it does not fill the pipe at once.
+    // Waits until it blocks: it does not fill the pipe at once.
     int before = -1;
     for (int unread = 0; unread != before; usleep(50000)) {
       before = unread;
@@ -111,7 +111,7 @@ class PausedReader {
   PausedReader(const PausedReader&) = delete;
   PausedReader& operator=(const PausedReader&) = delete;
 
-  // The rest of it.
+  // Reads the rest.
   std::string finish() {
     while (take()) {
     }
@@ -194,7 +194,7 @@ TEST_F(AnnalctlPausedReader, IsShownEachEntryOnceAndInOrderWhileOthersAddAndDele
     const std::string change = "DELETE FROM " + std::string(log.table) + " WHERE " + id +
                                " <= " + std::to_string(kDeleted) + "; INSERT INTO " + log.table + " (" + log.columns +
                                ") SELECT " + log.columns + " FROM " + log.table + " LIMIT 100;";
-    // By date the oldest is the one with the highest id.
+    // By date, the oldest has the highest id.
     const struct {
       Texts order;
       long long first;
@@ -212,7 +212,7 @@ TEST_F(AnnalctlPausedReader, IsShownEachEntryOnceAndInOrderWhileOthersAddAndDele
       PausedReader reader(arguments);
       ASSERT_TRUE(can_be_written(log.path, change));
       const std::vector<long long> shown = ids_in(reader.finish(), log.id);
-      // In order and once: all that were there to the end, and of the others as far as they had been read.
+      // In order and once: all entries that existed throughout, and the others if they had already been read.
       EXPECT_TRUE(first < last ? std::is_sorted(shown.begin(), shown.end())
                                : std::is_sorted(shown.rbegin(), shown.rend()));
       EXPECT_EQ(std::set(shown.begin(), shown.end()).size(), shown.size());
@@ -259,7 +259,7 @@ TEST_F(AnnalctlTest, EqualEntriesComeInTheOrderOfTheirIds) {
   }
 }
 
-// What does not fit into the cache goes into the folder for temporary files.
+// SQLite spills a sort that exceeds its cache to a temporary file.
 TEST_F(AnnalctlTest, SortingLeavesNoTemporaryFileAndTellsOfAFolderThatIsFull) {
   const FilledLog& log = kLogs[0];
   fill(log);
@@ -278,7 +278,7 @@ TEST_F(AnnalctlTest, SortingLeavesNoTemporaryFileAndTellsOfAFolderThatIsFull) {
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
   const rlimit before = limit;
-  limit.rlim_cur = 1U << 20U;  // as little as if the folder were full
+  limit.rlim_cur = 1U << 20U;  // as if the folder were full
   ASSERT_EQ(signal(SIGXFSZ, SIG_IGN), SIG_DFL);
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
   const Finished finished = annalctl(grouping, {}, "/dev/null");
@@ -288,7 +288,7 @@ TEST_F(AnnalctlTest, SortingLeavesNoTemporaryFileAndTellsOfAFolderThatIsFull) {
   EXPECT_NE(finished.err.find("folder for temporary files"), std::string::npos) << finished.err;
 }
 
-// The sanitizers take more memory for themselves than the test leaves.
+// The sanitizers need more memory than the test leaves.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 // Sixty MiB of rows, in half as much memory.
 TEST_F(AnnalctlTest, MemoryIsBoundedHoweverMuchIsListed) {
@@ -331,7 +331,7 @@ namespace {
 
 struct Order {
   const char* name;
-  unsigned code;  // the library's for the ascending order
+  unsigned code;  // the library's code for the ascending order
   const char* column;
 };
 constexpr Order kEventOrders[] = {
@@ -390,7 +390,7 @@ int collect_id(void* context, int /*columns*/, char** values, char** /*names*/) 
 
 }  // namespace
 
-// Where no two entries are equal, the library's own query leaves no choice.
+// If no two entries are equal, the library's own query has only one order.
 TEST_F(AnnalctlTest, EveryOrderIsTheLibrarys) {
   using List = int (*)(unsigned sort, int end, std::vector<long long>* ids);
   const struct {
@@ -422,7 +422,7 @@ TEST_F(AnnalctlTest, EveryOrderIsTheLibrarys) {
     for (const Order& order : orders) {
       const std::string column = order.column;
       if (column != log.id) {
-        // A value of its own for each entry, in an order that is neither that of the ids nor its reverse.
+        // A different value for each entry, in an order that is neither that of the ids nor its reverse.
         sql(log.path, "UPDATE " + std::string(log.table) + " SET " + column + " = (" + log.id + " * 1009) % 3001;");
       }
       for (const unsigned reverse : {0U, 1U}) {

@@ -1,4 +1,4 @@
-// A new file that an enemy has taken away between its making and SQLite's opening it by name.
+// A new file that an attacker replaces between its creation and SQLite's opening it by name.
 #include "tools/annalctl/rescue/pinned_file.h"
 
 #include <fcntl.h>
@@ -47,7 +47,7 @@ TEST_F(PinnedFileTest, WhatAnEnemyPutsInThePlaceOfTheNewLogOrBesideItIsNotUsed) 
   EXPECT_EQ(contents_of(made + "-journal"), "forged");
   EXPECT_EQ(contents_of(made + "-wal"), "forged");
   EXPECT_EQ(value("/etc/logs/taken", "SELECT x FROM t;"), "1");
-  // Names mean to SQLite what they are again.
+  // SQLite resolves names as usual again.
   fs::remove(made + "-journal");
   fs::remove(made + "-wal");
   sql(made.c_str(), "CREATE TABLE u (x);");

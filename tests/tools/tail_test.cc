@@ -1,3 +1,4 @@
+// annalctl tail: pages, following, and logs that are replaced meanwhile.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -32,7 +33,7 @@ Texts messages(const Texts& lines) {
   return texts;
 }
 
-// A tail that looks often, and what it has shown.
+// A tail that polls often, and its output.
 class Follower {
  public:
   explicit Follower(const Texts& options = {}) : program_(arguments(options)) {}
@@ -43,7 +44,7 @@ class Follower {
   void pause() const { program_.pause(); }
   void resume() const { program_.resume(); }
 
-  // All that it has shown when it is interrupted.
+  // Interrupts it and returns its whole output.
   [[nodiscard]] Texts end() {
     const Finished finished = program_.finish(SIGINT);
     EXPECT_EQ(finished.status, 0) << finished.err;
@@ -95,7 +96,7 @@ TEST_F(AnnalctlTail, NewEntriesFollowThePage) {
 
 TEST_F(AnnalctlTail, ZeroLinesShowsOnlyNewEntries) {
   add("one");
-  // The header shows that it has looked.
+  // The header shows that it has polled.
   RunningAnnalctl csv({"event", "tail", "--csv", "--lines", "0", "--interval", "0.01"});
   ASSERT_EQ(csv.wait_for_lines(1).size(), 1U);
   add("two");
@@ -224,7 +225,7 @@ TEST_F(AnnalctlTail, NewLogThatIsSeenEmptyIsShownFromItsFirstEntry) {
   static_cast<void>(std::remove(kPath));
   ASSERT_EQ(annal_event_create_tbl(0, 0), ANNAL_OK);
   follower.resume();
-  usleep(200000);  // most likely it has looked by then
+  usleep(200000);  // it has most likely polled by then
   add("new 1");
   EXPECT_EQ(follower.shown(3), (Texts{"old 1", "old 2", "new 1"}));
 }
@@ -288,7 +289,7 @@ TEST_F(AnnalctlTail, SignalEndsItAtOnceEvenWhileItWaitsForALock) {
   for (const int signal : {SIGINT, SIGTERM}) {
     const LockHolder holder(kPath);
     RunningAnnalctl tail({"event", "tail", "--interval", "0.01"});
-    ASSERT_TRUE(tail.comes_to_open(kPath));  // so it is inside the library's wait, or will be at once
+    ASSERT_TRUE(tail.comes_to_open(kPath));  // so it is in the library's wait, or about to be
     EXPECT_EQ(tail.finish(signal).status, 0);
   }
 }

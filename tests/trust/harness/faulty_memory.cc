@@ -1,3 +1,4 @@
+// Replaces malloc, and hooks SQLite's allocator, to count and fail allocations.
 #include "tests/trust/harness/faulty_memory.h"
 
 #include <link.h>

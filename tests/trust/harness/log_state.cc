@@ -1,3 +1,4 @@
+// Reads and restores log files.
 #include "tests/trust/harness/log_state.h"
 
 #include <algorithm>

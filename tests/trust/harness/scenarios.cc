@@ -1,3 +1,5 @@
+// The registry: a valid call of every exported function, its documented codes, and what its documentation allows
+// besides all or nothing.
 #include "tests/trust/harness/scenarios.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,6 @@
+// A VFS on top of SQLite's own that fails operations, skips waits and simulates power cuts. For a power cut it records
+// each file's synced content and its later writes by blocks of 512 bytes, and keeps, reverts or garbles each unsynced
+// block at random.
 #include "tests/trust/harness/shim_vfs.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// The trust tests' fixture: installs the faulty memory and disk, stops the clock, and checks for leaks.
 #include "tests/trust/harness/trust_test.h"
 
 #include <sys/uio.h>
