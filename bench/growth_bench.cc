@@ -58,9 +58,10 @@ struct EventFilters {
 std::function<int(Answer*)> event_page(const EventFilters& f, bool exactly = false) {
   return [f, exactly](Answer* answer) {
     is_event_name_matching = exactly ? 1 : 0;
-    return annal_event_query_ex3(take_row, 1, 0, 50, f.type, f.first_date, f.last_date, f.user, f.ip, f.comp, f.desc,
-                                 answer, f.first_time, f.last_time, f.app_id, f.app_name, nullptr, f.category,
-                                 f.client_id, f.client_app, f.client_agent);
+    return annal_event_query_ex3(take_row, /* sort= */ 1, /* start= */ 0, /* end= */ 50, f.type, f.first_date,
+                                 f.last_date, f.user, f.ip, f.comp, f.desc, answer, f.first_time, f.last_time, f.app_id,
+                                 f.app_name, /* category_id= */ nullptr, f.category, f.client_id, f.client_app,
+                                 f.client_agent);
   };
 }
 
@@ -72,9 +73,12 @@ std::vector<Question> event_questions() {
   for (unsigned sort = 0; sort < 2 * std::size(orders); ++sort) {
     questions.push_back(
         {fmt::format("50 by {}{}", orders[sort / 2], sort % 2 == 0 ? "" : ", reversed"), [sort](Answer* answer) {
-           return annal_event_query_ex3(take_row, sort, 0, 50, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                        answer, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                        nullptr);
+           return annal_event_query_ex3(
+               take_row, sort, /* start= */ 0, /* end= */ 50, /* type= */ 0, /* date_from= */ nullptr,
+               /* date_to= */ nullptr, /* user= */ nullptr, /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr,
+               answer, /* time_from= */ nullptr, /* time_to= */ nullptr, /* app_id= */ nullptr, /* app_name= */ nullptr,
+               /* category_id= */ nullptr, /* category= */ nullptr, /* client_id= */ nullptr, /* client_app= */ nullptr,
+               /* client_agent= */ nullptr);
          }});
   }
   questions.push_back(
@@ -153,19 +157,28 @@ std::vector<Question> conn_questions() {
   for (const Filter& f : filters) {
     questions.push_back({f.name, [&f](Answer* answer) {
                            is_conn_name_matching = f.exactly ? 1 : 0;
-                           return annal_conn_query_ex3(nullptr, take_row, 1, 0, 50, 0, nullptr, nullptr, f.user, f.ip,
-                                                       f.comp, f.res, f.serv, f.action, answer, nullptr, nullptr, f.app,
-                                                       f.result, nullptr, f.client, nullptr);
+                           return annal_conn_query_ex3(/* db_path= */ nullptr, take_row, /* sort= */ 1, /* start= */ 0,
+                                                       /* end= */ 50, /* type_mode= */ 0, /* date_from= */ nullptr,
+                                                       /* date_to= */ nullptr, f.user, f.ip, f.comp, f.res, f.serv,
+                                                       f.action, answer, /* time_from= */ nullptr,
+                                                       /* time_to= */ nullptr, f.app, f.result,
+                                                       /* client_id= */ nullptr, f.client, /* client_agent= */ nullptr);
                          }});
   }
   questions.push_back({"50 of a period of days", [](Answer* answer) {
-                         return annal_conn_query_ex(nullptr, take_row, 1, 0, 50, 0, kFirstDate, kLastDate, nullptr,
-                                                    nullptr, nullptr, nullptr, 0, 0, answer, nullptr, nullptr, nullptr);
+                         return annal_conn_query_ex(
+                             /* db_path= */ nullptr, take_row, /* sort= */ 1, /* start= */ 0, /* end= */ 50,
+                             /* type_mode= */ 0, kFirstDate, kLastDate, /* user= */ nullptr,
+                             /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0, /* action= */ 0,
+                             answer, /* time_from= */ nullptr, /* time_to= */ nullptr, /* app= */ nullptr);
                        }});
   questions.push_back({"50 of a period with times", [](Answer* answer) {
-                         return annal_conn_query_ex(nullptr, take_row, 1, 0, 50, 0, kFirstDate, kLastDate, nullptr,
-                                                    nullptr, nullptr, nullptr, 0, 0, answer, "00:00:00", "23:59:59",
-                                                    nullptr);
+                         return annal_conn_query_ex(
+                             /* db_path= */ nullptr, take_row, /* sort= */ 1, /* start= */ 0, /* end= */ 50,
+                             /* type_mode= */ 0, kFirstDate, kLastDate, /* user= */ nullptr,
+                             /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0, /* action= */ 0,
+                             answer, /* time_from= */ "00:00:00", /* time_to= */ "23:59:59",
+                             /* app= */ nullptr);
                        }});
   questions.push_back({"count", [](Answer* /*answer*/) { return std::min(0, annal_conn_query_count(0)); }});
   questions.push_back({"groups of users", [](Answer* answer) {
@@ -230,19 +243,25 @@ std::vector<Question> notice_questions() {
     }
   }
   questions.push_back({"50 of a time", [](Answer* answer) {
-                         return annal_notice_query_byclientTime(take_row, "1999999999", 30, "2000000000", 0, 50, 1,
-                                                                nullptr, answer);
+                         return annal_notice_query_byclientTime(take_row, /* from= */ "1999999999", /* days= */ 30,
+                                                                /* to= */ "2000000000", /* start= */ 0, /* end= */ 50,
+                                                                /* sort= */ 1,
+                                                                /* condition= */ nullptr, answer);
                        }});
   questions.push_back({"50 of any time, of a severity", [](Answer* answer) {
-                         return annal_notice_query_byclientTime(take_row, "0", 20000, "1760000000", 0, 50, 1,
-                                                                "severity = 1", answer);
+                         return annal_notice_query_byclientTime(take_row, /* from= */ "0", /* days= */ 20000,
+                                                                /* to= */ "1760000000", /* start= */ 0, /* end= */ 50,
+                                                                /* sort= */ 1,
+                                                                /* condition= */ "severity = 1", answer);
                        }});
   questions.push_back({"count", [](Answer* /*answer*/) {
                          return std::min(0, annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr));
                        }});
   questions.push_back({"groups of facilities", [](Answer* answer) {
-                         return annal_notice_query_group_byclientTime(take_row, "0", 20000, "1760000000", 0, 50, 1, 5,
-                                                                      nullptr, answer);
+                         return annal_notice_query_group_byclientTime(take_row, /* from= */ "0", /* days= */ 20000,
+                                                                      /* to= */ "1760000000", /* start= */ 0,
+                                                                      /* end= */ 50, /* sort= */ 1, /* group= */ 5,
+                                                                      /* condition= */ nullptr, answer);
                        }});
   return questions;
 }

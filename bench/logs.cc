@@ -178,9 +178,12 @@ std::vector<Call> event_calls(int rows) {
       {"newest 50", false, listing([](Answer* answer) { return annal_event_query(take_row, 1, 0, 50, 0, answer); }),
        floor_listing(kEventFloor, floor_event_newest)},
       {"filtered 50", false, listing([](Answer* answer) {
-         return annal_event_query_ex3(take_row, 1, 0, 50, 2, kFirstDate, kLastDate, kUser, nullptr, nullptr, nullptr,
-                                      answer, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                      nullptr);
+         return annal_event_query_ex3(take_row, /* sort= */ 1, /* start= */ 0, /* end= */ 50, /* type= */ 2, kFirstDate,
+                                      kLastDate, kUser, /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr,
+                                      answer, /* time_from= */ nullptr, /* time_to= */ nullptr, /* app_id= */ nullptr,
+                                      /* app_name= */ nullptr, /* category_id= */ nullptr, /* category= */ nullptr,
+                                      /* client_id= */ nullptr, /* client_app= */ nullptr,
+                                      /* client_agent= */ nullptr);
        }),
        floor_listing(kEventFloor, floor_event_filtered)},
       {"count", false, answering([](int /*round*/) { return annal_event_query_count(0); }),
@@ -223,8 +226,12 @@ std::vector<Call> conn_calls(int rows) {
        listing([](Answer* answer) { return annal_conn_query(nullptr, take_row, 1, 0, 50, 0, answer); }),
        floor_listing(kConnFloor, floor_conn_newest)},
       {"filtered 50", false, listing([](Answer* answer) {
-         return annal_conn_query_ex3(nullptr, take_row, 1, 0, 50, 2, kFirstDate, kLastDate, kUser, nullptr, nullptr,
-                                     nullptr, 0, 0, answer, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr);
+         return annal_conn_query_ex3(
+             /* db_path= */ nullptr, take_row, /* sort= */ 1, /* start= */ 0, /* end= */ 50, /* type_mode= */ 2,
+             kFirstDate, kLastDate, kUser, /* ip= */ nullptr, /* comp= */ nullptr,
+             /* res= */ nullptr, /* serv= */ 0, /* action= */ 0, answer, /* time_from= */ nullptr,
+             /* time_to= */ nullptr, /* app= */ nullptr, /* action_result= */ 0, /* client_id= */ nullptr,
+             /* client_app= */ nullptr, /* client_agent= */ nullptr);
        }),
        floor_listing(kConnFloor, floor_conn_filtered)},
       {"count", false, answering([](int /*round*/) { return annal_conn_query_count(0); }),
@@ -318,8 +325,9 @@ std::vector<Call> notice_calls(int rows) {
       {"newest 50", false, listing([](Answer* answer) { return annal_notice_query(take_row, 1, 0, 50, 0, answer); }),
        floor_listing(kNoticeFloor, floor_notice_newest)},
       {"filtered 50", false, listing([](Answer* answer) {
-         return annal_notice_query_byclientTime(take_row, "1759000000", 30, "1760000000", 0, 50, 1, "severity < 5",
-                                                answer);
+         return annal_notice_query_byclientTime(take_row, /* from= */ "1759000000", /* days= */ 30,
+                                                /* to= */ "1760000000", /* start= */ 0, /* end= */ 50, /* sort= */ 1,
+                                                /* condition= */ "severity < 5", answer);
        }),
        floor_listing(kNoticeFloor, floor_notice_filtered)},
       {"count", false, answering([](int /*round*/) {
@@ -327,8 +335,9 @@ std::vector<Call> notice_calls(int rows) {
        }),
        answering([](int /*round*/) { return floor_integer(kNoticeFloor, floor_notice_count); })},
       {"group", false, listing([](Answer* answer) {
-         return annal_notice_query_group_byclientTime(take_row, "1759000000", 30, "1760000000", 0, 50, 1, 5, nullptr,
-                                                      answer);
+         return annal_notice_query_group_byclientTime(take_row, /* from= */ "1759000000", /* days= */ 30,
+                                                      /* to= */ "1760000000", /* start= */ 0, /* end= */ 50,
+                                                      /* sort= */ 1, /* group= */ 5, /* condition= */ nullptr, answer);
        }),
        floor_listing(kNoticeFloor, floor_notice_group)},
       {"add", true, answering([](int round) {

@@ -320,7 +320,8 @@ int annal_event_query_ex2(annal_row_callback callback, unsigned sort, int start,
                           const char* app_id, const char* app_name, const char* category_id,
                           const char* category) noexcept {
   return annal_event_query_ex3(callback, sort, start, end, type, date_from, date_to, user, ip, comp, desc, context,
-                               time_from, time_to, app_id, app_name, category_id, category, nullptr, nullptr, nullptr);
+                               time_from, time_to, app_id, app_name, category_id, category, /* client_id= */ nullptr,
+                               /* client_app= */ nullptr, /* client_agent= */ nullptr);
 }
 
 int annal_event_query_ex3(annal_row_callback callback, unsigned sort, int start, int end, unsigned type,
@@ -366,7 +367,8 @@ int annal_event_query_count_ex2(unsigned type, const char* date_from, const char
                                 const char* time_to, const char* app_id, const char* app_name, const char* category_id,
                                 const char* category) noexcept {
   return annal_event_query_count_ex3(type, date_from, date_to, user, ip, comp, desc, time_from, time_to, app_id,
-                                     app_name, category_id, category, nullptr, nullptr, nullptr);
+                                     app_name, category_id, category, /* client_id= */ nullptr,
+                                     /* client_app= */ nullptr, /* client_agent= */ nullptr);
 }
 
 int annal_event_query_count_ex3(unsigned type, const char* date_from, const char* date_to, const char* user,

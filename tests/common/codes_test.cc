@@ -41,9 +41,12 @@ TEST_F(Codes, OfEventSortsNameTheirColumn) {
       {ANNAL_EVENT_SORT_CATEGORY, "event_category"},
   };
   for (const auto& [sort, column] : kSorts) {
-    (void)annal_event_query_ex3(nullptr, sort + ANNAL_DESCENDING, 0, 0, ANNAL_ONLY_ERRORS, nullptr, nullptr, nullptr,
-                                nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                nullptr, nullptr, nullptr, nullptr);
+    (void)annal_event_query_ex3(
+        /* callback= */ nullptr, sort + ANNAL_DESCENDING, /* start= */ 0, /* end= */ 0, ANNAL_ONLY_ERRORS,
+        /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ nullptr,
+        /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr, /* context= */ nullptr, /* time_from= */ nullptr,
+        /* time_to= */ nullptr, /* app_id= */ nullptr, /* app_name= */ nullptr, /* category_id= */ nullptr,
+        /* category= */ nullptr, /* client_id= */ nullptr, /* client_app= */ nullptr, /* client_agent= */ nullptr);
     expect_said(std::string("ORDER BY ") + column + " DESC");
   }
 }
@@ -249,8 +252,10 @@ TEST_F(Codes, OfNoticesNameTheirColumn) {
       {ANNAL_NOTICE_GROUP_ALIKE, "GROUP BY facility,name,desc "},
   };
   for (const auto& [group, clause] : kGroups) {
-    (void)annal_notice_query_group_byclientTime(nullptr, "0", 1, "9", 0, 0, ANNAL_NOTICE_SORT_TIME, group, nullptr,
-                                                nullptr);
+    (void)annal_notice_query_group_byclientTime(/* callback= */ nullptr, /* from= */ "0", /* days= */ 1, /* to= */ "9",
+                                                /* start= */ 0, /* end= */ 0, ANNAL_NOTICE_SORT_TIME, group,
+                                                /* condition= */ nullptr,
+                                                /* context= */ nullptr);
     expect_said(clause);
   }
 }

@@ -266,10 +266,13 @@ class ConnSearch : public ApplianceTest {
   }
 
   static int count(const char* user, const char* ip) {
-    return annal_conn_query_count_ex(0, nullptr, nullptr, user, ip, nullptr, nullptr, 0, 0, nullptr, nullptr, nullptr);
+    return annal_conn_query_count_ex(/* type_mode= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr, user, ip,
+                                     /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0, /* action= */ 0,
+                                     /* time_from= */ nullptr, /* time_to= */ nullptr, /* app= */ nullptr);
   }
   int list_groups(const char* group_text) {
-    return annal_conn_query_byclientTime_group(&collect, "0", "0", 1, 0, 0, 12, group_text, &listing);
+    return annal_conn_query_byclientTime_group(&collect, /* levels= */ "0", /* client_time= */ "0", /* days= */ 1,
+                                               /* start= */ 0, /* end= */ 0, /* sort= */ 12, group_text, &listing);
   }
 
   Listing listing;
@@ -313,8 +316,10 @@ TEST_F(ConnSearch, CannotSearchForServiceActionAndResultNone) {
       "INSERT INTO ANNAL_CONN (conn_serv, conn_action, conn_action_result) VALUES (0, 0, 0), (1, 9, 0), (2, "
       "10, 13);");
   const auto count = [](int serv, int action, int result) {
-    return annal_conn_query_count_ex2(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, serv, action, nullptr,
-                                      nullptr, nullptr, result);
+    return annal_conn_query_count_ex2(/* type_mode= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                      /* user= */ nullptr, /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr,
+                                      serv, action, /* time_from= */ nullptr,
+                                      /* time_to= */ nullptr, /* app= */ nullptr, result);
   };
   EXPECT_EQ(count(0, 0, 0), 3);
   EXPECT_EQ(count(1, 0, 0), 1);
@@ -325,8 +330,10 @@ TEST_F(ConnSearch, CannotSearchForServiceActionAndResultNone) {
 TEST_F(ConnSearch, FailsToCountWhatIsNegative) {
   const auto all = [] { return annal_conn_query_count(0); };
   const auto search = [] {
-    return annal_conn_query_count_ex2(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr, nullptr,
-                                      nullptr, 0);
+    return annal_conn_query_count_ex2(/* type_mode= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                      /* user= */ nullptr, /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr,
+                                      /* serv= */ 0, /* action= */ 0, /* time_from= */ nullptr, /* time_to= */ nullptr,
+                                      /* app= */ nullptr, /* action_result= */ 0);
   };
   const auto poll = [] { return annal_conn_query_byclientTime_count_ex("0,1,2", "0", 30000); };
   for (int (*const function)() : {+all, +search, +poll}) {

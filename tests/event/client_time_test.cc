@@ -75,7 +75,8 @@ class EventPoll : public ApplianceTest {
 
   int list() { return annal_event_query_byclientTime_ex(&collect, "0,1,2", "0", 1, 0, 0, 12, &listing); }
   int list_groups(unsigned sort, unsigned group, int start = 0, int end = 0) {
-    return annal_event_query_byclientTime_group(&collect, "0,1,2", "0", 1, start, end, sort, group, &listing);
+    return annal_event_query_byclientTime_group(&collect, /* types= */ "0,1,2", /* client_time= */ "0", /* days= */ 1,
+                                                start, end, sort, group, &listing);
   }
 
   Listing listing;

@@ -125,10 +125,14 @@ class EventSearch : public ApplianceTest {
   }
 
   static int count_by_user(const char* user) {
-    return annal_event_query_count_ex(0, nullptr, nullptr, user, nullptr, nullptr, nullptr, nullptr, nullptr);
+    return annal_event_query_count_ex(/* type= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr, user,
+                                      /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr,
+                                      /* time_from= */ nullptr, /* time_to= */ nullptr);
   }
   static int count_by_description(const char* desc) {
-    return annal_event_query_count_ex(0, nullptr, nullptr, nullptr, nullptr, nullptr, desc, nullptr, nullptr);
+    return annal_event_query_count_ex(/* type= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                      /* user= */ nullptr, /* ip= */ nullptr, /* comp= */ nullptr, desc,
+                                      /* time_from= */ nullptr, /* time_to= */ nullptr);
   }
 };
 

@@ -107,9 +107,12 @@ constexpr std::array<int (*)(Input&), 20> kEventOperations{
     [](Input& input) {
       Listing listing;
       const std::string text = input.text(16);
-      return annal_event_query_ex3(&Listing::callback, 0, 0, 0, 0, "2000-01-01", "2040-01-01", text.c_str(), nullptr,
-                                   nullptr, nullptr, &listing, nullptr, nullptr, nullptr, text.c_str(), nullptr,
-                                   nullptr, nullptr, nullptr, text.c_str());
+      return annal_event_query_ex3(
+          &Listing::callback, /* sort= */ 0, /* start= */ 0, /* end= */ 0, /* type= */ 0, /* date_from= */ "2000-01-01",
+          /* date_to= */ "2040-01-01", text.c_str(), /* ip= */ nullptr,
+          /* comp= */ nullptr, /* desc= */ nullptr, &listing, /* time_from= */ nullptr, /* time_to= */ nullptr,
+          /* app_id= */ nullptr, text.c_str(), /* category_id= */ nullptr,
+          /* category= */ nullptr, /* client_id= */ nullptr, /* client_app= */ nullptr, text.c_str());
     },
     [](Input& input) {
       const int id = input.number();
@@ -151,8 +154,9 @@ constexpr std::array<int (*)(Input&), 15> kConnOperations{
     },
     [](Input& input) {
       Listing listing;
-      return annal_conn_query_byclientTime_group(&Listing::callback, "0,1,2", "0", 30000, 0, 0, input.below(26),
-                                                 "group by conn_user", &listing);
+      return annal_conn_query_byclientTime_group(&Listing::callback, /* levels= */ "0,1,2", /* client_time= */ "0",
+                                                 /* days= */ 30000, /* start= */ 0, /* end= */ 0, input.below(26),
+                                                 /* group_text= */ "group by conn_user", &listing);
     },
     [](Input& input) { return annal_conn_del(2 + input.below(6), "x"); },
     [](Input& input) { return annal_conn_del_full(input.number()); },
@@ -183,8 +187,9 @@ constexpr std::array<int (*)(Input&), 14> kNoticeOperations{
     [](Input& /*input*/) { return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr); },
     [](Input& input) {
       Listing listing;
-      return annal_notice_query_group_byclientTime(&Listing::callback, "0", 30000, "9999999999", 0, 0, 0,
-                                                   input.below(16), nullptr, &listing);
+      return annal_notice_query_group_byclientTime(&Listing::callback, /* from= */ "0", /* days= */ 30000,
+                                                   /* to= */ "9999999999", /* start= */ 0, /* end= */ 0, /* sort= */ 0,
+                                                   input.below(16), /* condition= */ nullptr, &listing);
     },
     [](Input& input) { return annal_notice_del(8 + input.below(5), "x"); },
     [](Input& input) { return AnnalNoticeDellogByClientTime(input.number()); },

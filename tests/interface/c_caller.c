@@ -48,32 +48,52 @@ static void store_and_search_connections(void) {
   EXPECT(send_conn_log_to_orca(0, "ann", NULL, "pc", 1, 8, "/") == ANNAL_OK);
 
   EXPECT(annal_conn_query_count(0) == 4);
-  EXPECT(annal_conn_query_count_ex(0, from, to, "bob", NULL, NULL, NULL, 0, 0, earliest, latest, NULL) == 2);
-  EXPECT(annal_conn_query_count_ex2(0, from, to, NULL, NULL, NULL, NULL, 0, 0, earliest, latest, NULL, 13) == 2);
-  EXPECT(annal_conn_query_count_ex3(0, NULL, NULL, NULL, NULL, NULL, NULL, 0, 0, NULL, NULL, NULL, 0, NULL, "local",
-                                    NULL) == 4);
+  EXPECT(annal_conn_query_count_ex(/* type_mode= */ 0, from, to, /* user= */ "bob", /* ip= */ NULL, /* comp= */ NULL,
+                                   /* res= */ NULL, /* serv= */ 0, /* action= */ 0, earliest, latest,
+                                   /* app= */ NULL) == 2);
+  EXPECT(annal_conn_query_count_ex2(/* type_mode= */ 0, from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL,
+                                    /* res= */ NULL, /* serv= */ 0, /* action= */ 0, earliest, latest, /* app= */ NULL,
+                                    /* action_result= */ 13) == 2);
+  EXPECT(annal_conn_query_count_ex3(/* type_mode= */ 0, /* date_from= */ NULL, /* date_to= */ NULL, /* user= */ NULL,
+                                    /* ip= */ NULL, /* comp= */ NULL, /* res= */ NULL, /* serv= */ 0, /* action= */ 0,
+                                    /* time_from= */ NULL, /* time_to= */ NULL, /* app= */ NULL, /* action_result= */ 0,
+                                    /* client_id= */ NULL, /* client_app= */ "local",
+                                    /* client_agent= */ NULL) == 4);
   EXPECT(annal_conn_query(NULL, remember_user, 13, 0, 1, 1, text) == ANNAL_OK && strcmp(text, "bob") == 0);
-  EXPECT(annal_conn_query_ex(NULL, remember_user, 12, 0, 1, 0, from, to, "ann", NULL, NULL, NULL, 0, 0, text, earliest,
-                             latest, NULL) == ANNAL_OK &&
+  EXPECT(annal_conn_query_ex(/* db_path= */ NULL, remember_user, /* sort= */ 12, /* start= */ 0, /* end= */ 1,
+                             /* type_mode= */ 0, from, to, /* user= */ "ann", /* ip= */ NULL, /* comp= */ NULL,
+                             /* res= */ NULL, /* serv= */ 0, /* action= */ 0, text, earliest, latest,
+                             /* app= */ NULL) == ANNAL_OK &&
          strcmp(text, "ann") == 0);
-  EXPECT(annal_conn_query_ex2(NULL, remember_user, 12, 0, 0, 0, from, to, NULL, NULL, NULL, NULL, 0, 0, text, NULL,
-                              NULL, NULL, 13) == ANNAL_OK &&
+  EXPECT(annal_conn_query_ex2(/* db_path= */ NULL, remember_user, /* sort= */ 12, /* start= */ 0, /* end= */ 0,
+                              /* type_mode= */ 0, from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL,
+                              /* res= */ NULL, /* serv= */ 0, /* action= */ 0, text, /* time_from= */ NULL,
+                              /* time_to= */ NULL, /* app= */ NULL, /* action_result= */ 13) == ANNAL_OK &&
          strcmp(text, "bob") == 0);
-  EXPECT(annal_conn_query_ex3(NULL, remember_user, 12, 0, 0, 0, from, to, "ann", NULL, NULL, NULL, 0, 0, text, NULL,
-                              NULL, NULL, 0, NULL, NULL, "-") == ANNAL_OK &&
+  EXPECT(annal_conn_query_ex3(/* db_path= */ NULL, remember_user, /* sort= */ 12, /* start= */ 0, /* end= */ 0,
+                              /* type_mode= */ 0, from, to, /* user= */ "ann", /* ip= */ NULL, /* comp= */ NULL,
+                              /* res= */ NULL, /* serv= */ 0, /* action= */ 0, text, /* time_from= */ NULL,
+                              /* time_to= */ NULL, /* app= */ NULL, /* action_result= */ 0, /* client_id= */ NULL,
+                              /* client_app= */ NULL, /* client_agent= */ "-") == ANNAL_OK &&
          strcmp(text, "ann") == 0);
   EXPECT(annal_conn_query_group(NULL, remember_user, 7, 0, 0, 0, 4, text) == ANNAL_OK && strcmp(text, "ann") == 0);
-  EXPECT(annal_conn_query_group_ex(NULL, remember_user, 6, 0, 0, 0, from, to, NULL, NULL, NULL, NULL, 0, 0, 4, text,
-                                   NULL, NULL, NULL) == ANNAL_OK &&
+  EXPECT(annal_conn_query_group_ex(/* db_path= */ NULL, remember_user, /* sort= */ 6, /* start= */ 0, /* end= */ 0,
+                                   /* type_mode= */ 0, from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL,
+                                   /* res= */ NULL, /* serv= */ 0, /* action= */ 0, /* group= */ 4, text,
+                                   /* time_from= */ NULL, /* time_to= */ NULL, /* app= */ NULL) == ANNAL_OK &&
          strcmp(text, "bob") == 0);
-  EXPECT(annal_conn_query_group_ex2(NULL, remember_user, 7, 0, 0, 0, from, to, NULL, NULL, NULL, NULL, 0, 0, 4, text,
-                                    NULL, NULL, NULL, 13) == ANNAL_OK &&
+  EXPECT(annal_conn_query_group_ex2(/* db_path= */ NULL, remember_user, /* sort= */ 7, /* start= */ 0, /* end= */ 0,
+                                    /* type_mode= */ 0, from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL,
+                                    /* res= */ NULL, /* serv= */ 0, /* action= */ 0, /* group= */ 4, text,
+                                    /* time_from= */ NULL, /* time_to= */ NULL, /* app= */ NULL,
+                                    /* action_result= */ 13) == ANNAL_OK &&
          strcmp(text, "bob") == 0);
   EXPECT(annal_conn_query_byclientTime_count_ex("0,1,2", "0", 1) == 4);
   EXPECT(annal_conn_query_byclientTime_ex(remember_user, "0", "0", 1, 0, 1, 12, text) == ANNAL_OK &&
          strcmp(text, "ann") == 0);
-  EXPECT(annal_conn_query_byclientTime_group(remember_user, "0", "0", 1, 0, 0, 6, "group by conn_user", text) ==
-         ANNAL_OK);
+  EXPECT(annal_conn_query_byclientTime_group(remember_user, /* levels= */ "0", /* client_time= */ "0", /* days= */ 1,
+                                             /* start= */ 0, /* end= */ 0, /* sort= */ 6,
+                                             /* group_text= */ "group by conn_user", text) == ANNAL_OK);
 }
 
 static void search_events(void) {
@@ -83,25 +103,43 @@ static void search_events(void) {
   const char* latest = "23:59:59";
   char text[64] = "";
 
-  EXPECT(annal_event_query_ex(remember_last_message, 12, 0, 0, 3, from, to, NULL, NULL, NULL, "thi", text, earliest,
+  EXPECT(annal_event_query_ex(remember_last_message, /* sort= */ 12, /* start= */ 0, /* end= */ 0, /* type= */ 3, from,
+                              to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL, /* desc= */ "thi", text, earliest,
                               latest) == ANNAL_OK &&
          strcmp(text, "third") == 0);
-  EXPECT(annal_event_query_ex2(remember_last_message, 12, 0, 0, 0, from, to, NULL, NULL, NULL, "sec", text, NULL, NULL,
-                               NULL, NULL, NULL, "-") == ANNAL_OK &&
+  EXPECT(annal_event_query_ex2(remember_last_message, /* sort= */ 12, /* start= */ 0, /* end= */ 0, /* type= */ 0, from,
+                               to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL, /* desc= */ "sec", text,
+                               /* time_from= */ NULL, /* time_to= */ NULL,
+                               /* app_id= */ NULL, /* app_name= */ NULL, /* category_id= */ NULL,
+                               /* category= */ "-") == ANNAL_OK &&
          strcmp(text, "second") == 0);
-  EXPECT(annal_event_query_ex3(remember_last_message, 12, 0, 0, 0, from, to, NULL, NULL, NULL, "fir", text, NULL, NULL,
-                               NULL, NULL, NULL, NULL, NULL, "local", NULL) == ANNAL_OK &&
+  EXPECT(annal_event_query_ex3(remember_last_message, /* sort= */ 12, /* start= */ 0, /* end= */ 0, /* type= */ 0, from,
+                               to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL, /* desc= */ "fir", text,
+                               /* time_from= */ NULL, /* time_to= */ NULL,
+                               /* app_id= */ NULL, /* app_name= */ NULL, /* category_id= */ NULL, /* category= */ NULL,
+                               /* client_id= */ NULL, /* client_app= */ "local",
+                               /* client_agent= */ NULL) == ANNAL_OK &&
          strcmp(text, "first") == 0);
-  EXPECT(annal_event_query_count_ex(3, from, to, NULL, NULL, NULL, "thi", earliest, latest) == 1);
-  EXPECT(annal_event_query_count_ex2(0, from, to, NULL, NULL, NULL, "sec", NULL, NULL, NULL, NULL, NULL, "-") == 1);
-  EXPECT(annal_event_query_count_ex3(0, from, to, NULL, NULL, NULL, "fir", NULL, NULL, NULL, NULL, NULL, NULL, NULL,
-                                     "local", NULL) == 1);
-  EXPECT(annal_event_query_group_ex(remember_last_message, 12, 0, 0, 0, from, to, NULL, NULL, NULL, "thi", 7, text,
-                                    NULL, NULL) == ANNAL_OK &&
+  EXPECT(annal_event_query_count_ex(/* type= */ 3, from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL,
+                                    /* desc= */ "thi", earliest, latest) == 1);
+  EXPECT(annal_event_query_count_ex2(/* type= */ 0, from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL,
+                                     /* desc= */ "sec", /* time_from= */ NULL, /* time_to= */ NULL, /* app_id= */ NULL,
+                                     /* app_name= */ NULL, /* category_id= */ NULL, /* category= */ "-") == 1);
+  EXPECT(annal_event_query_count_ex3(/* type= */ 0, from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL,
+                                     /* desc= */ "fir", /* time_from= */ NULL, /* time_to= */ NULL, /* app_id= */ NULL,
+                                     /* app_name= */ NULL, /* category_id= */ NULL, /* category= */ NULL,
+                                     /* client_id= */ NULL,
+                                     /* client_app= */ "local", /* client_agent= */ NULL) == 1);
+  EXPECT(annal_event_query_group_ex(remember_last_message, /* sort= */ 12, /* start= */ 0, /* end= */ 0, /* type= */ 0,
+                                    from, to, /* user= */ NULL, /* ip= */ NULL, /* comp= */ NULL, /* desc= */ "thi",
+                                    /* group= */ 7, text,
+                                    /* time_from= */ NULL, /* time_to= */ NULL) == ANNAL_OK &&
          strcmp(text, "third") == 0);
   EXPECT(annal_event_query_byclientTime_count_ex("2", "0", 1) == 1);
   EXPECT(annal_event_query_byclientTime_ex(remember_last_message, "2", "0", 1, 0, 1, 12, text) == ANNAL_OK);
-  EXPECT(annal_event_query_byclientTime_group(remember_last_message, "2", "0", 1, 0, 0, 12, 7, text) == ANNAL_OK);
+  EXPECT(annal_event_query_byclientTime_group(remember_last_message, /* types= */ "2", /* client_time= */ "0",
+                                              /* days= */ 1, /* start= */ 0, /* end= */ 0, /* sort= */ 12,
+                                              /* group= */ 7, text) == ANNAL_OK);
   EXPECT(strcmp(text, "third") == 0);
 }
 
@@ -121,11 +159,13 @@ static void store_and_search_notices(void) {
   EXPECT(annal_notice_query_count(0, NULL, NULL, NULL, NULL, NULL) == 1);
   EXPECT(annal_notice_query_byclientTime_count("0", 1, "2147483647", NULL) == 0);
   EXPECT(annal_notice_query(count_rows, 0, 0, 0, 0, &rows) == ANNAL_OK && rows == 1);
-  EXPECT(annal_notice_query_byclientTime(count_rows, "0", 30000, "2147483647", 0, 0, 0, "severity = 0", &rows) ==
-             ANNAL_OK &&
+  EXPECT(annal_notice_query_byclientTime(count_rows, /* from= */ "0", /* days= */ 30000, /* to= */ "2147483647",
+                                         /* start= */ 0, /* end= */ 0, /* sort= */ 0, /* condition= */ "severity = 0",
+                                         &rows) == ANNAL_OK &&
          rows == 2);
-  EXPECT(annal_notice_query_group_byclientTime(count_rows, "0", 30000, "2147483647", 0, 0, 0, 99, NULL, &rows) ==
-             ANNAL_OK &&
+  EXPECT(annal_notice_query_group_byclientTime(count_rows, /* from= */ "0", /* days= */ 30000, /* to= */ "2147483647",
+                                               /* start= */ 0, /* end= */ 0, /* sort= */ 0, /* group= */ 99,
+                                               /* condition= */ NULL, &rows) == ANNAL_OK &&
          rows == 3);
 }
 
@@ -240,9 +280,15 @@ int main(void) {
   EXPECT(annal_notice_remove_trigger_logfull() == ANNAL_OK);
   EXPECT(annal_notice_add_trigger_logfull(5, 1) == ANNAL_OK);
   EXPECT(annal_notice_remove_tbl() == ANNAL_OK);
-  EXPECT(annal_notice_send("A011", 1, 2, "C001", "1", NULL, NULL, NULL, "text", NULL) == 0);
-  EXPECT(annal_notice_send("A011", 1, 0, "C001", "1", NULL, NULL, NULL, "text", "one", "two", (char*)NULL) == -1);
-  EXPECT(notify_send(NULL, NULL, NULL, NULL, NULL, NULL, &entry, 1, 4, "one", "two", (char*)NULL) == ANNAL_OK);
+  EXPECT(annal_notice_send(/* app_id= */ "A011", /* level= */ 1, /* type= */ 2, /* category_id= */ "C001",
+                           /* msg_no= */ "1", /* ip= */ NULL, /* user= */ NULL, /* comp= */ NULL, /* message= */ "text",
+                           /* param= */ NULL) == 0);
+  EXPECT(annal_notice_send(/* app_id= */ "A011", /* level= */ 1, /* type= */ 0, /* category_id= */ "C001",
+                           /* msg_no= */ "1", /* ip= */ NULL, /* user= */ NULL, /* comp= */ NULL, /* message= */ "text",
+                           /* param= */ "one", "two", (char*)NULL) == -1);
+  EXPECT(notify_send(/* ip= */ NULL, /* user= */ NULL, /* comp= */ NULL, /* client_id= */ NULL, /* client_app= */ NULL,
+                     /* client_agent= */ NULL, &entry, /* type= */ 1, /* level= */ 4, "one", "two",
+                     (char*)NULL) == ANNAL_OK);
   EXPECT(ChangeLogTypeToNoticeSeverity(2) == 3);
   EXPECT(notice_facility_list[21].number == -1);
   EXPECT(Get_Facility_String_By_Facility(99, text, (int)sizeof text) == 0 && strcmp(text, "Background Task") == 0);

@@ -400,9 +400,12 @@ TEST_F(AnnalctlTest, EveryOrderIsTheLibrarys) {
   } cases[] = {
       {kLogs[0], kEventOrders,
        [](unsigned sort, int end, std::vector<long long>* ids) {
-         return annal_event_query_ex3(collect_id, sort, 0, end, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                      ids, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                      nullptr);
+         return annal_event_query_ex3(
+             collect_id, sort, /* start= */ 0, end, /* type= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr,
+             /* user= */ nullptr, /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr, ids,
+             /* time_from= */ nullptr, /* time_to= */ nullptr, /* app_id= */ nullptr, /* app_name= */ nullptr,
+             /* category_id= */ nullptr, /* category= */ nullptr, /* client_id= */ nullptr, /* client_app= */ nullptr,
+             /* client_agent= */ nullptr);
        }},
       {kLogs[1], kConnOrders,
        [](unsigned sort, int end, std::vector<long long>* ids) {

@@ -161,12 +161,18 @@ Workload events() {
                         return stored_one(annal_event_add(&record));
                       },
                       1}};
-  workload.counts = {
-      [] { return annal_event_query_count(0); },
-      [] { return annal_event_query_count_ex(0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, nullptr, nullptr); }};
+  workload.counts = {[] { return annal_event_query_count(0); },
+                     [] {
+                       return annal_event_query_count_ex(/* type= */ 0, /* date_from= */ nullptr,
+                                                         /* date_to= */ nullptr, /* user= */ "w", /* ip= */ nullptr,
+                                                         /* comp= */ nullptr, /* desc= */ nullptr,
+                                                         /* time_from= */ nullptr, /* time_to= */ nullptr);
+                     }};
   workload.list = [](annal_row_callback callback, void* context) {
-    return annal_event_query_ex(callback, 0, 0, 0, 0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, context,
-                                nullptr, nullptr);
+    return annal_event_query_ex(callback, /* sort= */ 0, /* start= */ 0, /* end= */ 0, /* type= */ 0,
+                                /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "w", /* ip= */ nullptr,
+                                /* comp= */ nullptr, /* desc= */ nullptr, context,
+                                /* time_from= */ nullptr, /* time_to= */ nullptr);
   };
   workload.tasks = {
       {"add what may go",
@@ -206,12 +212,17 @@ Workload connections() {
                       kParts}};
   workload.counts = {[] { return annal_conn_query_count(0); },
                      [] {
-                       return annal_conn_query_count_ex(0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, 0, 0,
-                                                        nullptr, nullptr, nullptr);
+                       return annal_conn_query_count_ex(
+                           /* type_mode= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "w",
+                           /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0, /* action= */ 0,
+                           /* time_from= */ nullptr, /* time_to= */ nullptr, /* app= */ nullptr);
                      }};
   workload.list = [](annal_row_callback callback, void* context) {
-    return annal_conn_query_ex(nullptr, callback, 0, 0, 0, 0, nullptr, nullptr, "w", nullptr, nullptr, nullptr, 0, 0,
-                               context, nullptr, nullptr, nullptr);
+    return annal_conn_query_ex(/* db_path= */ nullptr, callback, /* sort= */ 0, /* start= */ 0, /* end= */ 0,
+                               /* type_mode= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "w",
+                               /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0,
+                               /* action= */ 0, context, /* time_from= */ nullptr, /* time_to= */ nullptr,
+                               /* app= */ nullptr);
   };
   workload.tasks = {
       {"add what may go",
@@ -229,8 +240,10 @@ Workload connections() {
        ANNAL_INSERT_FAILED},
       {"delete the oldest",  // the expendable ones, as long as their count is not exceeded
        [] {
-         const int count = annal_conn_query_count_ex(0, nullptr, nullptr, kExpendable, nullptr, nullptr, nullptr, 0, 0,
-                                                     nullptr, nullptr, nullptr);
+         const int count = annal_conn_query_count_ex(
+             /* type_mode= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr, kExpendable, /* ip= */ nullptr,
+             /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0, /* action= */ 0,
+             /* time_from= */ nullptr, /* time_to= */ nullptr, /* app= */ nullptr);
          return count > 0 ? annal_conn_del_full(count) : ANNAL_OK;
        },
        ANNAL_TRIGGER_FAILED},

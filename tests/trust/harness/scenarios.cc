@@ -390,31 +390,49 @@ void add_events(Registry& registry) {
                  [](std::string& output) { return annal_event_query_group(&gather, 8, 0, 0, 0, 4, &output); });
   registry.query("annal_event_query_count", kLog, kEntries, [] { return annal_event_query_count(0); });
   registry.query("annal_event_query_ex", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_event_query_ex(&gather, 0, 0, 9, 2, "2026-01-01", "2026-12-31", "ann", "10.", "local", "o", &output,
-                                "00:00:00", "23:59:59");
+    return annal_event_query_ex(&gather, /* sort= */ 0, /* start= */ 0, /* end= */ 9, /* type= */ 2,
+                                /* date_from= */ "2026-01-01", /* date_to= */ "2026-12-31", /* user= */ "ann",
+                                /* ip= */ "10.", /* comp= */ "local", /* desc= */ "o", &output,
+                                /* time_from= */ "00:00:00", /* time_to= */ "23:59:59");
   });
   registry.query("annal_event_query_ex2", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_event_query_ex2(&gather, 0, 0, 9, 2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, &output,
-                                 nullptr, nullptr, "-", "-", "-", "-");
+    return annal_event_query_ex2(&gather, /* sort= */ 0, /* start= */ 0, /* end= */ 9, /* type= */ 2,
+                                 /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "ann", /* ip= */ nullptr,
+                                 /* comp= */ nullptr, /* desc= */ nullptr, &output,
+                                 /* time_from= */ nullptr, /* time_to= */ nullptr, /* app_id= */ "-",
+                                 /* app_name= */ "-", /* category_id= */ "-", /* category= */ "-");
   });
   registry.query("annal_event_query_ex3", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_event_query_ex3(&gather, 1, 0, 9, 2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, &output,
-                                 nullptr, nullptr, "-", "-", "-", "-", "-", "-", "-");
+    return annal_event_query_ex3(&gather, /* sort= */ 1, /* start= */ 0, /* end= */ 9, /* type= */ 2,
+                                 /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "ann", /* ip= */ nullptr,
+                                 /* comp= */ nullptr, /* desc= */ nullptr, &output,
+                                 /* time_from= */ nullptr, /* time_to= */ nullptr, /* app_id= */ "-",
+                                 /* app_name= */ "-", /* category_id= */ "-", /* category= */ "-", /* client_id= */ "-",
+                                 /* client_app= */ "-", /* client_agent= */ "-");
   });
   registry.query("annal_event_query_count_ex", kLog, kEntries, [] {
-    return annal_event_query_count_ex(2, "2026-01-01", "2026-12-31", "ann", "10.", nullptr, nullptr, nullptr, nullptr);
+    return annal_event_query_count_ex(/* type= */ 2, /* date_from= */ "2026-01-01", /* date_to= */ "2026-12-31",
+                                      /* user= */ "ann", /* ip= */ "10.", /* comp= */ nullptr, /* desc= */ nullptr,
+                                      /* time_from= */ nullptr, /* time_to= */ nullptr);
   });
   registry.query("annal_event_query_count_ex2", kLog, kEntries, [] {
-    return annal_event_query_count_ex2(2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, nullptr, nullptr, "-",
-                                       nullptr, nullptr, nullptr);
+    return annal_event_query_count_ex2(/* type= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                       /* user= */ "ann", /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr,
+                                       /* time_from= */ nullptr, /* time_to= */ nullptr, /* app_id= */ "-",
+                                       /* app_name= */ nullptr, /* category_id= */ nullptr, /* category= */ nullptr);
   });
   registry.query("annal_event_query_count_ex3", kLog, kEntries, [] {
-    return annal_event_query_count_ex3(2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                       nullptr, nullptr, nullptr, "-", "-", "-");
+    return annal_event_query_count_ex3(/* type= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                       /* user= */ "ann", /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr,
+                                       /* time_from= */ nullptr, /* time_to= */ nullptr, /* app_id= */ nullptr,
+                                       /* app_name= */ nullptr, /* category_id= */ nullptr, /* category= */ nullptr,
+                                       /* client_id= */ "-", /* client_app= */ "-", /* client_agent= */ "-");
   });
   registry.query("annal_event_query_group_ex", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_event_query_group_ex(&gather, 0, 0, 0, 2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, 4,
-                                      &output, nullptr, nullptr);
+    return annal_event_query_group_ex(&gather, /* sort= */ 0, /* start= */ 0, /* end= */ 0, /* type= */ 2,
+                                      /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "ann",
+                                      /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr, /* group= */ 4,
+                                      &output, /* time_from= */ nullptr, /* time_to= */ nullptr);
   });
   registry.query("annal_event_query_byclientTime_count_ex", kLog, kEntries,
                  [] { return annal_event_query_byclientTime_count_ex("0,1", "0", 99); });
@@ -422,7 +440,8 @@ void add_events(Registry& registry) {
     return annal_event_query_byclientTime_ex(&gather, "0,1", "0", 99, 0, 0, 0, &output);
   });
   registry.query("annal_event_query_byclientTime_group", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_event_query_byclientTime_group(&gather, "0,1", "0", 99, 0, 0, 0, 4, &output);
+    return annal_event_query_byclientTime_group(&gather, /* types= */ "0,1", /* client_time= */ "0", /* days= */ 99,
+                                                /* start= */ 0, /* end= */ 0, /* sort= */ 0, /* group= */ 4, &output);
   });
 }
 
@@ -492,38 +511,62 @@ void add_connections(Registry& registry) {
   registry.query("annal_conn_query", kLog, ANNAL_OK,
                  [](std::string& output) { return annal_conn_query(nullptr, &gather, 0, 0, 0, 0, &output); });
   registry.query("annal_conn_query_ex", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_conn_query_ex(nullptr, &gather, 0, 0, 9, 2, "2000-01-01", "2099-12-31", "ann", "10.", "local", "o", 2,
-                               9, &output, "00:00:00", "23:59:59", "-");
+    return annal_conn_query_ex(/* db_path= */ nullptr, &gather, /* sort= */ 0, /* start= */ 0, /* end= */ 9,
+                               /* type_mode= */ 2, /* date_from= */ "2000-01-01", /* date_to= */ "2099-12-31",
+                               /* user= */ "ann", /* ip= */ "10.", /* comp= */ "local", /* res= */ "o", /* serv= */ 2,
+                               /* action= */ 9, &output, /* time_from= */ "00:00:00", /* time_to= */ "23:59:59",
+                               /* app= */ "-");
   });
   registry.query("annal_conn_query_ex2", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_conn_query_ex2(nullptr, &gather, 0, 0, 9, 2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, 0, 0,
-                                &output, nullptr, nullptr, nullptr, 0);
+    return annal_conn_query_ex2(/* db_path= */ nullptr, &gather, /* sort= */ 0, /* start= */ 0, /* end= */ 9,
+                                /* type_mode= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "ann",
+                                /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0,
+                                /* action= */ 0, &output, /* time_from= */ nullptr, /* time_to= */ nullptr,
+                                /* app= */ nullptr, /* action_result= */ 0);
   });
   registry.query("annal_conn_query_ex3", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_conn_query_ex3(nullptr, &gather, 0, 0, 9, 2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, 0, 0,
-                                &output, nullptr, nullptr, nullptr, 0, "-", "-", "-");
+    return annal_conn_query_ex3(/* db_path= */ nullptr, &gather, /* sort= */ 0, /* start= */ 0, /* end= */ 9,
+                                /* type_mode= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ "ann",
+                                /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr, /* serv= */ 0,
+                                /* action= */ 0, &output, /* time_from= */ nullptr, /* time_to= */ nullptr,
+                                /* app= */ nullptr, /* action_result= */ 0, /* client_id= */ "-", /* client_app= */ "-",
+                                /* client_agent= */ "-");
   });
   registry.query("annal_conn_query_count", kLog, kEntries, [] { return annal_conn_query_count(0); });
   registry.query("annal_conn_query_count_ex", kLog, kEntries, [] {
-    return annal_conn_query_count_ex(2, nullptr, nullptr, "ann", "10.", nullptr, nullptr, 2, 9, nullptr, nullptr, "-");
+    return annal_conn_query_count_ex(/* type_mode= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                     /* user= */ "ann", /* ip= */ "10.", /* comp= */ nullptr, /* res= */ nullptr,
+                                     /* serv= */ 2, /* action= */ 9, /* time_from= */ nullptr, /* time_to= */ nullptr,
+                                     /* app= */ "-");
   });
   registry.query("annal_conn_query_count_ex2", kLog, kEntries, [] {
-    return annal_conn_query_count_ex2(2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, 0, 0, nullptr, nullptr,
-                                      nullptr, 0);
+    return annal_conn_query_count_ex2(/* type_mode= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                      /* user= */ "ann", /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr,
+                                      /* serv= */ 0, /* action= */ 0, /* time_from= */ nullptr, /* time_to= */ nullptr,
+                                      /* app= */ nullptr, /* action_result= */ 0);
   });
   registry.query("annal_conn_query_count_ex3", kLog, kEntries, [] {
-    return annal_conn_query_count_ex3(2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr, 0, 0, nullptr, nullptr,
-                                      nullptr, 0, "-", "-", "-");
+    return annal_conn_query_count_ex3(/* type_mode= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                      /* user= */ "ann", /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr,
+                                      /* serv= */ 0, /* action= */ 0, /* time_from= */ nullptr, /* time_to= */ nullptr,
+                                      /* app= */ nullptr, /* action_result= */ 0, /* client_id= */ "-",
+                                      /* client_app= */ "-", /* client_agent= */ "-");
   });
   registry.query("annal_conn_query_group", kLog, ANNAL_OK,
                  [](std::string& output) { return annal_conn_query_group(nullptr, &gather, 8, 0, 0, 0, 4, &output); });
   registry.query("annal_conn_query_group_ex", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_conn_query_group_ex(nullptr, &gather, 0, 0, 0, 2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr,
-                                     0, 0, 4, &output, nullptr, nullptr, nullptr);
+    return annal_conn_query_group_ex(/* db_path= */ nullptr, &gather, /* sort= */ 0, /* start= */ 0, /* end= */ 0,
+                                     /* type_mode= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                     /* user= */ "ann", /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr,
+                                     /* serv= */ 0, /* action= */ 0, /* group= */ 4, &output, /* time_from= */ nullptr,
+                                     /* time_to= */ nullptr, /* app= */ nullptr);
   });
   registry.query("annal_conn_query_group_ex2", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_conn_query_group_ex2(nullptr, &gather, 0, 0, 0, 2, nullptr, nullptr, "ann", nullptr, nullptr, nullptr,
-                                      0, 0, 4, &output, nullptr, nullptr, nullptr, 0);
+    return annal_conn_query_group_ex2(/* db_path= */ nullptr, &gather, /* sort= */ 0, /* start= */ 0, /* end= */ 0,
+                                      /* type_mode= */ 2, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                      /* user= */ "ann", /* ip= */ nullptr, /* comp= */ nullptr, /* res= */ nullptr,
+                                      /* serv= */ 0, /* action= */ 0, /* group= */ 4, &output, /* time_from= */ nullptr,
+                                      /* time_to= */ nullptr, /* app= */ nullptr, /* action_result= */ 0);
   });
   registry.query("annal_conn_query_byclientTime_count_ex", kLog, kEntries,
                  [] { return annal_conn_query_byclientTime_count_ex("0,1", "0", 99); });
@@ -531,7 +574,9 @@ void add_connections(Registry& registry) {
     return annal_conn_query_byclientTime_ex(&gather, "0,1", "0", 99, 0, 0, 0, &output);
   });
   registry.query("annal_conn_query_byclientTime_group", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_conn_query_byclientTime_group(&gather, "0,1", "0", 99, 0, 0, 0, "group by conn_user", &output);
+    return annal_conn_query_byclientTime_group(&gather, /* levels= */ "0,1", /* client_time= */ "0", /* days= */ 99,
+                                               /* start= */ 0, /* end= */ 0, /* sort= */ 0,
+                                               /* group_text= */ "group by conn_user", &output);
   });
 }
 
@@ -633,23 +678,28 @@ void add_notices(Registry& registry) {
   registry.query("annal_notice_query_count", kLog, kEntries,
                  [] { return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr); });
   registry.query("annal_notice_query_byclientTime", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_notice_query_byclientTime(&gather, "0", 99, kLater, 0, 0, 0, "severity < 9", &output);
+    return annal_notice_query_byclientTime(&gather, /* from= */ "0", /* days= */ 99, kLater, /* start= */ 0,
+                                           /* end= */ 0, /* sort= */ 0, /* condition= */ "severity < 9", &output);
   });
   registry.query("annal_notice_query_byclientTime_count", kLog, kEntries,
                  [] { return annal_notice_query_byclientTime_count("0", 99, kLater, nullptr); });
   registry.query("annal_notice_query_group_byclientTime", kLog, ANNAL_OK, [](std::string& output) {
-    return annal_notice_query_group_byclientTime(&gather, "0", 99, kLater, 0, 0, 0, 8, nullptr, &output);
+    return annal_notice_query_group_byclientTime(&gather, /* from= */ "0", /* days= */ 99, kLater, /* start= */ 0,
+                                                 /* end= */ 0, /* sort= */ 0, /* group= */ 8, /* condition= */ nullptr,
+                                                 &output);
   });
 
   registry.plain("annal_notice_send", ANNAL_OK, [] {
     PlatformRecorder::answer("zeno_exec_v", 0);
-    return annal_notice_send("A011", 1, 7, "C001", "7", "10.0.0.5", "anna", "pc", "a text", "a parameter",
-                             static_cast<char*>(nullptr));
+    return annal_notice_send(/* app_id= */ "A011", /* level= */ 1, /* type= */ 7, /* category_id= */ "C001",
+                             /* msg_no= */ "7", /* ip= */ "10.0.0.5", /* user= */ "anna", /* comp= */ "pc",
+                             /* message= */ "a text", /* param= */ "a parameter", static_cast<char*>(nullptr));
   });
   registry.plain("notify_send", ANNAL_OK, [] {
     const CatalogEntry entry{"A011", 4, "C001", "7", "a text with {0}"};
-    return notify_send("10.0.0.5", "anna", "pc", "id", nullptr, "agent", &entry, 7, 1, "a parameter",
-                       static_cast<char*>(nullptr));
+    return notify_send(/* ip= */ "10.0.0.5", /* user= */ "anna", /* comp= */ "pc", /* client_id= */ "id",
+                       /* client_app= */ nullptr, /* client_agent= */ "agent", &entry, /* type= */ 7, /* level= */ 1,
+                       "a parameter", static_cast<char*>(nullptr));
   });
 }
 
