@@ -1,10 +1,7 @@
 // Measures what the library adds to a program: the run time of one that makes a single count, linked with the library
 // or with SQLite alone, in alternation, and the sizes of the library's files. Run it on a private appliance.
 #include <fmt/format.h>
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -18,17 +15,6 @@
 
 namespace annal::bench {
 namespace {
-
-void run_program(const char* program, Answer& answer) {
-  std::string name = program;
-  char* const argv[] = {name.data(), nullptr};
-  pid_t child = 0;
-  int status = 0;
-  if (posix_spawn(&child, program, nullptr, nullptr, argv, environ) != 0 || waitpid(child, &status, 0) != child) {
-    give_up(program);
-  }
-  answer.result = status;
-}
 
 std::string output_of(const std::string& command) {
   std::FILE* const pipe = popen(command.c_str(), "r");

@@ -2,6 +2,9 @@
 #include "bench/measure.h"
 
 #include <fmt/format.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -129,6 +132,17 @@ void print_counts(const std::string& what, double ours, double theirs) {
 
 void progress(const std::string& what) {
   fmt::print(stderr, "  {}\n", what);
+}
+
+void run_program(const char* program, Answer& answer) {
+  std::string name = program;
+  char* const argv[] = {name.data(), nullptr};
+  pid_t child = 0;
+  int status = 0;
+  if (posix_spawn(&child, program, nullptr, nullptr, argv, environ) != 0 || waitpid(child, &status, 0) != child) {
+    give_up(program);
+  }
+  answer.result = status;
 }
 
 void give_up(const std::string& what) {

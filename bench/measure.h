@@ -69,6 +69,9 @@ struct Pairs {
 
 [[nodiscard]] double microseconds(const std::function<void()>& work);
 
+// Runs a program to its end; the result is its wait status.
+void run_program(const char* program, Answer& answer);
+
 // ---- the tables; run.sh prints their heads ----
 
 // Prints a line of times. Returns whether both sides did the same work; if they did not, the line says so.

@@ -1,9 +1,6 @@
 // Compares adding an entry through the library and through POCO's SQLChannel on SQLite, both with SQLite's default
 // durability. Starts no consumer (quiet.cc). Run it on a private appliance.
 #include <fmt/format.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -60,17 +57,6 @@ void add_event(int round, Answer& answer) {
   std::string_view(kText).copy(record.event_desc, 2048);
   record.event_timet = 1760000000 + round;
   answer.result = annal_event_add_msgid_ex3(&record);
-}
-
-void run_program(const char* program, Answer& answer) {
-  std::string name = program;
-  char* const argv[] = {name.data(), nullptr};
-  pid_t child = 0;
-  int status = 0;
-  if (posix_spawn(&child, program, nullptr, nullptr, argv, environ) != 0 || waitpid(child, &status, 0) != child) {
-    give_up(program);
-  }
-  answer.result = status;
 }
 
 bool compare(const std::string& what, int limit, int filled, const std::string& more, bool kept, double seconds) {

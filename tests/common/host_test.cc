@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Corix_annal.h"
+#include "tests/support/address.h"
 #include "tests/support/appliance.h"
 
 namespace annal::test {
@@ -44,17 +45,6 @@ class Buffer {
   std::size_t text_size_;
   char behind_;
 };
-
-struct Address {
-  const char* name;
-  const char* given;
-  int result;
-  const char* left;
-};
-
-void PrintTo(const Address& address, std::ostream* out) {
-  *out << address.name;
-}
 
 class AddressCheckOf : public ApplianceTest, public testing::WithParamInterface<Address> {};
 

@@ -27,10 +27,8 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-constexpr const char* kEvsh = "/usr/local/sbin/evsh";
 constexpr const char* kRecorderTool = "/sbin/orcapro_conn_log_tool";
 
-constexpr std::size_t kTextRoom = 10240;
 constexpr std::time_t kMoment = 1705361400;
 
 // The log centre command's arguments for the complete record.

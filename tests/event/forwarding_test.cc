@@ -32,11 +32,9 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
 constexpr const char* kLog = "/etc/logs/event.log";
-constexpr const char* kEvsh = "/usr/local/sbin/evsh";
 constexpr const char* kRecorderInstalled = "/sbin/orcapro_conn_log_tool";
 constexpr const char* kRecorderTool = "/sbin/orcapro_log_tool";
 
-constexpr std::size_t kTextRoom = 10240;
 constexpr std::time_t kMoment = 1705361400;
 
 template <typename Parameter>

@@ -45,41 +45,10 @@ Calls calls_of(const std::string& statement) {
 
 // ---- helpers ----
 
-// The first column of a listing's rows.
-std::string ids(const Listing& listing) {
-  std::string found;
-  for (const Row& row : listing.rows) {
-    found += (found.empty() ? "" : ",") + row.at(0);
-  }
-  return found;
-}
-
-std::string ids_between(int first, int last) {
-  std::string all;
-  for (int id = first; id <= last; ++id) {
-    all += (all.empty() ? "" : ",") + std::to_string(id);
-  }
-  return all;
-}
-
 // Entries 1 to count, of the types 0, 1, 2, 0, 1, 2 and so on.
 void put_entries(int count) {
   sql(kLog, "WITH n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(count) +
                 ") INSERT INTO ANNAL_EVENT (event_id, event_type) SELECT i, (i - 1) % 3 FROM n;");
-}
-
-int stop(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  ++*static_cast<int*>(rows);
-  return 1;
-}
-
-int count_rows(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  ++*static_cast<int*>(rows);
-  return 0;
-}
-
-int stop_at_third(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  return ++*static_cast<int*>(rows) == 3 ? -1 : 0;
 }
 
 // A log with an empty table.
@@ -550,11 +519,16 @@ TEST_F(EventQuery, ReturnsANegativeCount) {
   sqlite.answer_next(-7);
   EXPECT_EQ(annal_event_query_count(0), -7);
   const auto search_ex = [] {
-    return annal_event_query_count_ex(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    return annal_event_query_count_ex(/* type= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr,
+                                      /* user= */ nullptr, /* ip= */ nullptr, /* comp= */ nullptr, /* desc= */ nullptr,
+                                      /* time_from= */ nullptr, /* time_to= */ nullptr);
   };
   const auto search_ex3 = [] {
-    return annal_event_query_count_ex3(0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                       nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    return annal_event_query_count_ex3(
+        /* type= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr, /* user= */ nullptr, /* ip= */ nullptr,
+        /* comp= */ nullptr, /* desc= */ nullptr, /* time_from= */ nullptr, /* time_to= */ nullptr,
+        /* app_id= */ nullptr, /* app_name= */ nullptr, /* category_id= */ nullptr, /* category= */ nullptr,
+        /* client_id= */ nullptr, /* client_app= */ nullptr, /* client_agent= */ nullptr);
   };
   const auto poll = [] { return annal_event_query_byclientTime_count_ex("0,1,2", "0", 30000); };
   for (int (*const count)() : {+search_ex, +search_ex3, +poll}) {

@@ -5,24 +5,14 @@
 #include <string>
 
 #include "Corix_annal.h"
+#include "tests/support/address.h"
 #include "tests/support/appliance.h"
 
 namespace annal::test {
 namespace {
 
-struct Address {
-  const char* name;
-  const char* given;
-  int result;
-  const char* left;
-};
-
 // A number beyond 32 bits, which is read as a long.
 constexpr int kWithLongOf64Bits = sizeof(long) == 8 ? ANNAL_OK : ANNAL_BAD_ARGUMENT;
-
-void PrintTo(const Address& address, std::ostream* out) {
-  *out << address.name;
-}
 
 class FileOpAddress : public ApplianceTest, public testing::WithParamInterface<Address> {};
 

@@ -66,36 +66,10 @@ int count_of(unsigned type) {
   return pavo2log_event_query_count(kLog, type, nullptr, nullptr, nullptr, nullptr);
 }
 
-// The first column for a listing's rows.
-std::string ids(const Listing& listing) {
-  std::string found;
-  for (const Row& row : listing.rows) {
-    found += (found.empty() ? "" : ",") + row.at(0);
-  }
-  return found;
-}
-
-std::string ids_between(int first, int last) {
-  std::string all;
-  for (int id = first; id <= last; ++id) {
-    all += (all.empty() ? "" : ",") + std::to_string(id);
-  }
-  return all;
-}
-
 // Entries 1 to count, of the types 0, 1, 2, 0, 1, 2 and so on.
 void put_entries(int count) {
   sql(kLog, "WITH n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(count) +
                 ") INSERT INTO PAVO2LOG_EVENT (event_id, event_type) SELECT i, (i - 1) % 3 FROM n;");
-}
-
-int count_rows(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  ++*static_cast<int*>(rows);
-  return 0;
-}
-
-int stop_at_third(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  return ++*static_cast<int*>(rows) == 3 ? -1 : 0;
 }
 
 // A log with an empty table.

@@ -11,6 +11,7 @@
 
 #include "Corix_annal.h"
 #include "tests/suites/log_operations.h"
+#include "tests/support/records.h"
 
 namespace annal::test {
 namespace {
@@ -19,19 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr const char* kLog = "/etc/logs/operations.db";
 
-// Fills the bytes that a test has not set.
-constexpr char kLeftBehind = '\xAA';
-
 // ---- records ----
-
-// A text field of the record, named after its column.
-struct Field {
-  const char* name;
-  std::size_t offset;
-  std::size_t size;
-
-  [[nodiscard]] char* in(FileOpRecord& record) const { return reinterpret_cast<char*>(&record) + offset; }
-};
 
 #define FIELD(name) Field({#name, offsetof(FileOpRecord, name), sizeof(FileOpRecord::name)})
 constexpr Field kUser = FIELD(event_user);
@@ -45,15 +34,6 @@ constexpr Field kTexts[] = {kUser, kIp, kComp, kDuid, kDesc};
 
 void PrintTo(const Field& field, std::ostream* out) {
   *out << field.name;
-}
-
-// Puts a text and its terminator into a field and keeps the bytes after it.
-void put(FileOpRecord& record, const Field& field, std::string_view text) {
-  *std::copy(text.begin(), text.end(), field.in(record)) = '\0';
-}
-
-std::string bytes_of(const FileOpRecord& record) {
-  return {reinterpret_cast<const char*>(&record), sizeof record};
 }
 
 // A complete operation, in which nothing is replaced.

@@ -15,6 +15,7 @@
 #include "appliance/namespace.h"
 #include "tests/fuzz/captured.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/tools/argv.h"
 #include "tests/tools/command_lines.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/program.h"
@@ -49,18 +50,11 @@ struct Answer {
 };
 
 Answer run(const Texts& line) {
-  Texts texts{"annalctl"};
-  texts.insert(texts.end(), line.begin(), line.end());
-  std::vector<char*> argv;
-  argv.reserve(texts.size() + 1);
-  for (std::string& text : texts) {
-    argv.push_back(text.data());
-  }
-  argv.push_back(nullptr);
+  annal::test::Argv argv("annalctl", line);
   Captured errors(stderr);
   Captured output(stdout);
   const CapturedHelp help;
-  const int status = annalctl::run_program(static_cast<int>(texts.size()), argv.data());
+  const int status = annalctl::run_program(argv.count(), argv.get());
   return {status, errors.restore()};
 }
 

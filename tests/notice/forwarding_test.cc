@@ -32,7 +32,7 @@ constexpr const char* kLogTool = "/sbin/log_tool";
 constexpr const char* kVariables[] = {"HTTP_CLIENT_ID", "HTTP_CLIENT_APP", "HTTP_CLIENT_AGENT"};
 constexpr const char* kKeys[] = {"client_id", "client_app", "client_agent"};
 
-constexpr std::size_t kTextRoom = 10239;  // of a single argument, without its terminator
+constexpr std::size_t kLongestText = 10239;  // of a single argument, without its terminator
 
 std::string text_of(const char* variable) {
   const char* const text = std::getenv(variable);
@@ -258,7 +258,7 @@ TEST_F(NoticeSend, DropsMoreParametersWithEveryOption) {
 // Only formatted options use the room; the type and the texts passed as pointers do not.
 TEST_F(NoticeSend, CutsOptionsThatDoNotFit) {
   const std::string prefix = "--comp=";
-  const std::string longest(kTextRoom - prefix.size(), 'c');
+  const std::string longest(kLongestText - prefix.size(), 'c');
   const std::string text(20000, 'x');
   setenv("HTTP_CLIENT_APP", "app", 1);
   Row expected = kFull;
@@ -533,12 +533,13 @@ TEST_F(NotifySend, DropsParametersBeyondTwentyTwoArguments) {
 }
 
 TEST_F(NotifySend, CutsTheTextsThatDoNotFit) {
-  const std::string text(kTextRoom + 100, 'x');
-  Row expected = {kNotify, "send2", "--ip=" + text.substr(0, kTextRoom - 5), "", "", "", "", "", "", kTemplate, "", ""};
+  const std::string text(kLongestText + 100, 'x');
+  Row expected = {kNotify, "send2", "--ip=" + text.substr(0, kLongestText - 5), "", "", "", "", "", "", kTemplate,
+                  "",      ""};
   expect_sent(expected, {.ip = text.c_str(), .user = "admin"}, "60", "61");
   // The last parameter gets the remaining room.
   const std::size_t others = std::string("-t1-l4-AA011-CC002-M7").size() + 5;
-  expected = sent_vector({}, {text.substr(0, kTextRoom - others)});
+  expected = sent_vector({}, {text.substr(0, kLongestText - others)});
   expect_sent(expected, {}, text.c_str());
   expected.emplace_back("");
   expect_sent(expected, {}, text.c_str(), "nothing left");

@@ -18,24 +18,10 @@ using namespace std::chrono_literals;
 
 constexpr const char* kLog = "/etc/logs/notice.log";
 
-// The first column of a listing's rows.
-std::string ids(const Listing& listing) {
-  std::string found;
-  for (const Row& row : listing.rows) {
-    found += (found.empty() ? "" : ",") + row.at(0);
-  }
-  return found;
-}
-
 // Notices 1 to count, one every ten seconds from 10 on.
 void put_notices(int count) {
   sql(kLog, "WITH n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(count) +
                 ") INSERT INTO ANNAL_NOTICE (id, time) SELECT i, i * 10 FROM n;");
-}
-
-int stop(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  ++*static_cast<int*>(rows);
-  return 1;
 }
 
 const Row& columns() {
@@ -96,8 +82,8 @@ const Query kListing{"Listing",
 const Query kListingOfTime{"ListingOfTime",
                            [](const Asked& asked, void* context) {
                              return annal_notice_query_byclientTime(asked.callback, asked.from, asked.days, asked.to,
-                                                                    asked.start, asked.end, asked.sort, nullptr,
-                                                                    context);
+                                                                    asked.start, asked.end, asked.sort,
+                                                                    /* condition= */ nullptr, context);
                            },
                            [](const char* order, const char* limit) {
                              return std::string("SELECT * FROM ANNAL_NOTICE " SPAN " ") + order + " " + limit + ";";
@@ -108,7 +94,7 @@ const Query kListingOfTimeWhere{
     "ListingOfTimeWhere",
     [](const Asked& asked, void* context) {
       return annal_notice_query_byclientTime(asked.callback, asked.from, asked.days, asked.to, asked.start, asked.end,
-                                             asked.sort, "id > 0", context);
+                                             asked.sort, /* condition= */ "id > 0", context);
     },
     [](const char* order, const char* limit) {
       return std::string("SELECT * FROM ANNAL_NOTICE " SPAN " and id > 0 ") + order + " " + limit + ";";
@@ -117,9 +103,9 @@ const Query kListingOfTimeWhere{
 
 const Query kGroupsOfTime{"GroupsOfTime",
                           [](const Asked& asked, void* context) {
-                            return annal_notice_query_group_byclientTime(asked.callback, asked.from, asked.days,
-                                                                         asked.to, asked.start, asked.end, asked.sort,
-                                                                         asked.group, nullptr, context);
+                            return annal_notice_query_group_byclientTime(
+                                asked.callback, asked.from, asked.days, asked.to, asked.start, asked.end, asked.sort,
+                                asked.group, /* condition= */ nullptr, context);
                           },
                           [](const char* order, const char* limit) {
                             return std::string("SELECT *,COUNT(*) FROM (SELECT * FROM ANNAL_NOTICE ") + order +
@@ -131,7 +117,7 @@ const Query kGroupsOfTimeWhere{"GroupsOfTimeWhere",
                                [](const Asked& asked, void* context) {
                                  return annal_notice_query_group_byclientTime(
                                      asked.callback, asked.from, asked.days, asked.to, asked.start, asked.end,
-                                     asked.sort, asked.group, "id > 0", context);
+                                     asked.sort, asked.group, /* condition= */ "id > 0", context);
                                },
                                [](const char* order, const char* limit) {
                                  return std::string("SELECT *,COUNT(*) FROM (SELECT * FROM ANNAL_NOTICE ") + order +
@@ -546,7 +532,9 @@ INSTANTIATE_TEST_SUITE_P(, NoticePeriod, testing::ValuesIn(kSpans),
 
 TEST_P(NoticePeriod, IsListed) {
   const auto& [name, from, days, to, condition, clause, expected] = GetParam();
-  EXPECT_EQ(annal_notice_query_byclientTime(&collect, from, days, to, 0, 9, 12, condition, &listing), answer());
+  EXPECT_EQ(annal_notice_query_byclientTime(&collect, from, days, to, /* start= */ 0, /* end= */ 9, /* sort= */ 12,
+                                            condition, &listing),
+            answer());
   EXPECT_EQ(sqlite.statements(),
             Calls({std::string("SELECT * FROM ANNAL_NOTICE ") + clause + " ORDER BY id LIMIT 9 OFFSET 0;"}));
   EXPECT_EQ(ids(listing), found());
@@ -554,7 +542,8 @@ TEST_P(NoticePeriod, IsListed) {
 
 TEST_P(NoticePeriod, IsGrouped) {
   const auto& [name, from, days, to, condition, clause, expected] = GetParam();
-  EXPECT_EQ(annal_notice_query_group_byclientTime(&collect, from, days, to, 0, 9, 12, 0, condition, &listing),
+  EXPECT_EQ(annal_notice_query_group_byclientTime(&collect, from, days, to, /* start= */ 0, /* end= */ 9,
+                                                  /* sort= */ 12, /* group= */ 0, condition, &listing),
             answer());
   EXPECT_EQ(sqlite.statements(),
             Calls({std::string("SELECT *,COUNT(*) FROM (SELECT * FROM ANNAL_NOTICE ORDER BY id) ") + clause +
@@ -623,7 +612,9 @@ INSTANTIATE_TEST_SUITE_P(Code, NoticeGrouping, testing::ValuesIn(kGroupings),
 
 TEST_P(NoticeGrouping, MakesItsGroupsAndCountsThem) {
   const int answer = GetParam().sizes != nullptr ? static_cast<int>(ANNAL_OK) : ANNAL_QUERY_FAILED;
-  EXPECT_EQ(annal_notice_query_group_byclientTime(&collect, "0", 1, "9", 0, 0, 2, GetParam().code, nullptr, &listing),
+  EXPECT_EQ(annal_notice_query_group_byclientTime(&collect, /* from= */ "0", /* days= */ 1, /* to= */ "9",
+                                                  /* start= */ 0, /* end= */ 0, /* sort= */ 2, GetParam().code,
+                                                  /* condition= */ nullptr, &listing),
             answer);
   EXPECT_EQ(sqlite.statements(),
             Calls({std::string("SELECT *,COUNT(*) FROM (SELECT * FROM ANNAL_NOTICE ) where time >= 0 and time <= "
@@ -645,7 +636,9 @@ TEST_F(NoticeQuery, GroupsOnlyThePeriodsMatchingNotices) {
   sql(kLog,
       "INSERT INTO ANNAL_NOTICE (time, severity, user) VALUES (1, 3, 'ann'), (2, 3, 'ann'), (3, 3, 'bob'), (4, 4, "
       "'ann'), (5, 3, 'ann');");
-  EXPECT_EQ(annal_notice_query_group_byclientTime(&collect, "2", 1, "4", 0, 0, 1, 8, "severity = 3", &listing),
+  EXPECT_EQ(annal_notice_query_group_byclientTime(&collect, /* from= */ "2", /* days= */ 1, /* to= */ "4",
+                                                  /* start= */ 0, /* end= */ 0, /* sort= */ 1, /* group= */ 8,
+                                                  /* condition= */ "severity = 3", &listing),
             ANNAL_OK);
   ASSERT_EQ(listing.rows.size(), 2U);
   EXPECT_EQ(listing.rows[0][8] + listing.rows[0][22], "ann1");

@@ -14,13 +14,15 @@ namespace annal::test {
 
 namespace {
 
-int stop(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  ++*static_cast<int*>(rows);
-  return 1;
+// The contexts that a listing has passed to note_context.
+std::vector<void*>& contexts() {
+  static std::vector<void*> noted;
+  return noted;
 }
 
-int stop_at_third(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
-  return ++*static_cast<int*>(rows) == 3 ? -1 : 0;
+int note_context(void* context, int /*columns*/, char** /*values*/, char** /*names*/) {
+  contexts().push_back(context);
+  return 0;
 }
 
 Calls connection(const std::string& path, SearchFunction::Kind kind, const std::string& text) {
@@ -506,18 +508,13 @@ TEST_P(EveryListingSearch, AcceptsANullCallback) {
 
 TEST_P(EveryListingSearch, PassesItsContextUnchanged) {
   put_entries(*GetParam().log, 3);
-  static std::vector<void*> contexts;
-  contexts.clear();
-  const annal_row_callback note = [](void* context, int, char**, char**) {
-    contexts.push_back(context);
-    return 0;
-  };
+  contexts().clear();
   int here = 0;
-  EXPECT_EQ(GetParam().call({}, note, &here), ANNAL_OK);
-  EXPECT_EQ(contexts, std::vector<void*>(3, &here));
-  contexts.clear();
-  EXPECT_EQ(GetParam().call({}, note, nullptr), ANNAL_OK);
-  EXPECT_EQ(contexts, std::vector<void*>(3, nullptr));
+  EXPECT_EQ(GetParam().call({}, &note_context, &here), ANNAL_OK);
+  EXPECT_EQ(contexts(), std::vector<void*>(3, &here));
+  contexts().clear();
+  EXPECT_EQ(GetParam().call({}, &note_context, nullptr), ANNAL_OK);
+  EXPECT_EQ(contexts(), std::vector<void*>(3, nullptr));
 }
 
 TEST_P(EveryListingSearch, FailsIfItsCallbackStopsIt) {
@@ -840,16 +837,11 @@ TEST_P(EveryListingPoll, CutsItsPages) {
 
 TEST_P(EveryListingPoll, PassesRowsAndContextToItsCallback) {
   put_entry(-100);
-  static std::vector<void*> contexts;
-  contexts.clear();
-  const annal_row_callback note = [](void* context, int, char**, char**) {
-    contexts.push_back(context);
-    return 0;
-  };
+  contexts().clear();
   int here = 0;
-  EXPECT_EQ(GetParam().call({}, note, &here), ANNAL_OK);
-  EXPECT_EQ(GetParam().call({}, note, nullptr), ANNAL_OK);
-  EXPECT_EQ(contexts, std::vector<void*>({&here, nullptr}));
+  EXPECT_EQ(GetParam().call({}, &note_context, &here), ANNAL_OK);
+  EXPECT_EQ(GetParam().call({}, &note_context, nullptr), ANNAL_OK);
+  EXPECT_EQ(contexts(), std::vector<void*>({&here, nullptr}));
   EXPECT_EQ(GetParam().call({}, nullptr, nullptr), ANNAL_OK);
   int listed = 0;
   EXPECT_EQ(GetParam().call({}, &stop, &listed), ANNAL_QUERY_FAILED);

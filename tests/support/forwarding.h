@@ -14,6 +14,9 @@
 
 namespace annal::test {
 
+inline constexpr const char* kEvsh = "/usr/local/sbin/evsh";
+inline constexpr std::size_t kTextRoom = 10240;  // of a command's formatted arguments
+
 void install_script(const char* path, const std::string& text);
 
 // The calls of the platform's consumer functions, in order.

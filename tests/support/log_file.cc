@@ -35,4 +35,34 @@ std::string value(const char* path, const std::string& statement) {
   return rows.empty() ? "" : rows.at(0).at(0);
 }
 
+std::string ids(const Listing& listing) {
+  std::string found;
+  for (const Row& row : listing.rows) {
+    found += (found.empty() ? "" : ",") + row.at(0);
+  }
+  return found;
+}
+
+std::string ids_between(int first, int last) {
+  std::string all;
+  for (int id = first; id <= last; ++id) {
+    all += (all.empty() ? "" : ",") + std::to_string(id);
+  }
+  return all;
+}
+
+int count_rows(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
+  ++*static_cast<int*>(rows);
+  return 0;
+}
+
+int stop(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
+  ++*static_cast<int*>(rows);
+  return 1;
+}
+
+int stop_at_third(void* rows, int /*columns*/, char** /*values*/, char** /*names*/) {
+  return ++*static_cast<int*>(rows) == 3 ? -1 : 0;
+}
+
 }  // namespace annal::test

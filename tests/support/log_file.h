@@ -22,4 +22,13 @@ struct Listing {
 };
 int collect(void* listing, int columns, char** values, char** names);
 
+// The first column of a listing's rows, such as "3,2,1".
+std::string ids(const Listing& listing);
+std::string ids_between(int first, int last);
+
+// Callbacks that count the rows in an int: all of them, the first one, or up to the third.
+int count_rows(void* rows, int columns, char** values, char** names);
+int stop(void* rows, int columns, char** values, char** names);
+int stop_at_third(void* rows, int columns, char** values, char** names);
+
 }  // namespace annal::test

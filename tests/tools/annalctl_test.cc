@@ -19,6 +19,8 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/tools/argv.h"
+
 namespace {
 
 struct CloseFile {
@@ -57,15 +59,7 @@ int wait_for(pid_t child) {
 
 // Starts the tool with these descriptors; returns -1 on failure.
 pid_t start(const std::vector<std::string>& arguments, int input, int out, int err) {
-  std::vector<std::string> texts{ANNALCTL};
-  texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> argv;
-  argv.reserve(texts.size() + 1);
-  for (std::string& text : texts) {
-    argv.push_back(text.data());
-  }
-  argv.push_back(nullptr);
-
+  annal::test::Argv argv(ANNALCTL, arguments);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input, 0);
@@ -81,7 +75,7 @@ pid_t start(const std::vector<std::string>& arguments, int input, int out, int e
   posix_spawnattr_setsigdefault(&attributes, &interrupts);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   pid_t child = -1;
-  if (posix_spawn(&child, ANNALCTL, &actions, &attributes, argv.data(), environ) != 0) {
+  if (posix_spawn(&child, ANNALCTL, &actions, &attributes, argv.get(), environ) != 0) {
     ADD_FAILURE() << "cannot run " << ANNALCTL;
     child = -1;
   }

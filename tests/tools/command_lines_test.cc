@@ -1,5 +1,6 @@
 // With any command line, the program exits by itself with a documented status.
 #include "tests/tools/command_lines.h"
+#include "tests/tools/argv.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -79,14 +80,7 @@ class AnnalctlCommandLines : public AnnalctlTest {
   // The exit status, or the negated number of the signal that killed it. Standard input is empty. A following tail ends
   // because its reader is gone.
   [[nodiscard]] int run(const Texts& arguments) const {
-    Texts texts{ANNALCTL};
-    texts.insert(texts.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    argv.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-      argv.push_back(text.data());
-    }
-    argv.push_back(nullptr);
+    annal::test::Argv argv(ANNALCTL, arguments);
     const bool tail = std::find(arguments.begin(), arguments.end(), "tail") != arguments.end();
     EXPECT_EQ(ftruncate(errors_.number(), 0), 0);
     lseek(errors_.number(), 0, SEEK_SET);
@@ -96,7 +90,7 @@ class AnnalctlCommandLines : public AnnalctlTest {
       if (dup2(null_.number(), STDIN_FILENO) == STDIN_FILENO &&
           dup2(tail ? unread_.number() : null_.number(), STDOUT_FILENO) == STDOUT_FILENO &&
           dup2(errors_.number(), STDERR_FILENO) == STDERR_FILENO && chdir(kFolder) == 0) {
-        execv(ANNALCTL, argv.data());
+        execv(ANNALCTL, argv.get());
       }
       _exit(annal::appliance::kCannotRun);
     }

@@ -239,7 +239,6 @@ struct Sending {
   std::set<std::string> commands;
 };
 
-constexpr const char* kEvsh = "/usr/local/sbin/evsh";
 constexpr const char* kNotify = "/usr/local/sbin/notify";
 constexpr const char* kConnRecorder = "/sbin/orcapro_conn_log_tool";
 constexpr const char* kEventRecorder = "/sbin/orcapro_log_tool";
@@ -270,7 +269,9 @@ const Sending kSendings[] = {
     {"NotificationCommand",
      [](const char* text) {
        const CatalogEntry entry{"A011", 4, "C001", "7", text};
-       notify_send("10.0.0.5", text, text, "id", "app", "agent", &entry, 7, 1, text, static_cast<char*>(nullptr));
+       notify_send(/* ip= */ "10.0.0.5", text, text, /* client_id= */ "id", /* client_app= */ "app",
+                   /* client_agent= */ "agent", &entry, /* type= */ 7, /* level= */ 1, text,
+                   static_cast<char*>(nullptr));
      },
      {kNotify}},
 };
