@@ -4,10 +4,10 @@
     generate.py --output FILE [--data DIR]   write the arrays as C++, from all files of the catalog
     generate.py --check                      check all files, and the table of README.md
     generate.py --check FILE...              check single files, complete or not, and the table
-    generate.py --similar FILE...            list rows that say nearly the same
+    generate.py --similar FILE...            list similar rows
     generate.py --similar --words 2 FILE...  ... that differ in up to two words
 
-What is wrong is listed on the standard error stream as FILE:LINE: what, and the status is 1. README.md has the rules.
+Lists faults on standard error as FILE:LINE: FAULT, and then exits with status 1. README.md has the rules.
 """
 
 import argparse
@@ -45,8 +45,8 @@ WORDING = (
     (re.compile(r"cancelled|cancelling|synchronis|initialis|unrecognis|authoris|\bcolour", re.I), "a spelling other than American"),
 )
 
-# Nouns that templates count, and what may stand between the amount and its noun. "{1} of {2} disks" has a total, "a limit of
-# {1} disks" a limit, and "{0} files per second" a rate.
+# Nouns that templates count, and the words that may come between the amount and its noun. "{1} of {2} disks" has a
+# total, "a limit of {1} disks" a limit, and "{0} files per second" a rate.
 COUNTED = ("adapter|application|attempt|block|bucket|cable|client|cluster|code|connection|container|core|day|device|disk|"
            "enclosure|error|failure|file|folder|fragment|frame|group|hour|image|item|job|key|lane|login|LUN|message|minute|"
            "month|node|notification|object|packet|page|part|password|path|replica|request|reset|result|role|rule|second|"
@@ -58,7 +58,7 @@ COUNTED_AS = (r"access|allowed|bad|bind|correctable|CRC|damaged|data|deny|encryp
               r"unreadable|verification|watched|wrong|write")
 TURNED_BY_POWER = r"NAS|unit|enclosure|light|power|port|machine"
 
-# One voice: wordings that a template could choose between, and the one that it takes.
+# One voice: alternative wordings, and the one to use.
 VOICE = (
     (r"(?:^Changed|\bFailed to change) the\b", "no article after Changed and Failed to change"),
     (rf"(?:^|\. )(?![^.]*\b(?:{TURNED_BY_POWER})\b)[^.]*\bturn(?:s|ed|ing)?(?: it| them)? (?:on|off)\b",
@@ -100,7 +100,7 @@ VOICE = (
 )
 VOICE = tuple((re.compile(pattern, re.I), use) for pattern, use in VOICE)
 
-# The columns of README.md's table behind an application's name.
+# The columns of README.md's table after an application's name.
 TABLE = ("Name in brackets", "Rows in the file", "of these phrase rows", "of these numbered, \"[reserved]\"", "Message numbers",
          "Absent")
 
@@ -109,7 +109,7 @@ Row = collections.namedtuple("Row", "line application level category number temp
 
 
 class Faults:
-    """Everything that is wrong, in the order in which it was found."""
+    """Collects faults in the order in which they are found."""
 
     def __init__(self):
         self.lines = []
@@ -124,7 +124,7 @@ class Faults:
 
 
 def number_set(text):
-    """The numbers that "4,7-10" names; "-" names none."""
+    """Returns the numbers in a text such as "4,7-10"; "-" is the empty set."""
     numbers = set()
     if text != "-":
         for part in text.split(","):
@@ -134,7 +134,7 @@ def number_set(text):
 
 
 def ranges(numbers):
-    """The reverse of number_set, for a message."""
+    """Formats numbers for a message; the reverse of number_set."""
     parts = []
     for _, group in itertools.groupby(enumerate(sorted(numbers)), lambda pair: pair[1] - pair[0]):
         run = [number for _, number in group]
@@ -143,7 +143,7 @@ def ranges(numbers):
 
 
 def read_lines(path, faults):
-    """The file's lines with their numbers, from 1. A line that is not UTF-8 is a fault and empty."""
+    """Yields the file's lines with their numbers, from 1. A line that is not UTF-8 is a fault and empty."""
     content = path.read_bytes().split(b"\n")
     if content[0].startswith(b"\xef\xbb\xbf"):
         faults.add(path, 1, "the file begins with a byte order mark")
@@ -163,7 +163,7 @@ def read_lines(path, faults):
 
 
 def application_faults(name, figures, absent, order):
-    """What is wrong with an application's figures."""
+    """Finds faults in an application's figures."""
     if not NAME.fullmatch(name):
         yield f"the application {name!a} is not A and three digits"
     for figure in figures:
@@ -180,7 +180,7 @@ def application_faults(name, figures, absent, order):
 
 
 def read_applications(path, faults):
-    """The applications by their names; what is wrong with them goes to faults."""
+    """Reads the applications by name and adds their faults to faults."""
     applications = {}
     for line, text in read_lines(path, faults):
         if not text or text.startswith("#"):
@@ -202,7 +202,7 @@ def read_applications(path, faults):
 
 
 def template_faults(row, application, tokens):
-    """What is wrong with a message's template, or a phrase."""
+    """Finds faults in a message's template, or a phrase."""
     text = row.template
     if len(text) > LONGEST_TEMPLATE:
         yield f"the template has {len(text)} characters, at most {LONGEST_TEMPLATE} are allowed"
@@ -245,7 +245,7 @@ def template_faults(row, application, tokens):
 
 
 def row_faults(row, application, headings):
-    """What is wrong with a row's first four fields."""
+    """Finds faults in a row's first four fields."""
     if row.application != application.name:
         yield f"the application is {row.application!a}, the file is for {application.name}"
     if row.category != RESERVED:
@@ -265,7 +265,7 @@ def row_faults(row, application, headings):
 
 
 def numbers(application):
-    """The message numbers that an application's file has: as many from 1 on as it has messages, without those that stay absent."""
+    """Returns the message numbers of an application's file: one for each message, from 1, skipping the absent ones."""
     highest, count = 0, application.rows - 2 - application.phrases
     while count:
         highest += 1
@@ -274,7 +274,7 @@ def numbers(application):
 
 
 def total_faults(rows, application):
-    """What is wrong with the file as a whole."""
+    """Finds faults of the file as a whole."""
     phrases = sum(1 for row in rows if TOKEN.fullmatch(row.number))
     uncategorized = sum(1 for row in rows if row.category == RESERVED and not TOKEN.fullmatch(row.number))
     for what, found, wanted in (("rows", len(rows), application.rows - 2), ("phrase rows", phrases, application.phrases),
@@ -291,7 +291,7 @@ def total_faults(rows, application):
 
 
 def read_file(path, application, faults):
-    """The file's rows; what is wrong with them goes to faults."""
+    """Reads the file's rows and adds their faults to faults."""
     rows, headings, seen, templates = [], set(), {}, {}
     previous = 0
     lines = read_lines(path, faults)
@@ -330,7 +330,7 @@ def read_file(path, application, faults):
 
 
 def check(paths, applications, faults):
-    """The rows of each file by its application."""
+    """Returns the rows of each file by application."""
     catalog = {}
     for path in paths:
         application = applications.get(path.stem)
@@ -344,14 +344,14 @@ def check(paths, applications, faults):
 
 
 def table_cells(application):
-    """What README.md's table says of an application."""
+    """Returns the row of README.md's table for an application."""
     highest = max(numbers(application), default=0)
     return (application.title, str(application.rows - 2), str(application.phrases), str(application.uncategorized),
             f"1 to {highest}" + (", some out of order" if application.mixed else ""), ranges(application.absent))
 
 
 def check_table(path, applications, faults):
-    """What README.md says of the files, a row of its table for each and a sentence of totals, against the applications."""
+    """Compares README.md's table and its sentence of totals with the applications."""
     lines = read_lines(path, faults) if path.is_file() else []
     told = set()
     for line, text in lines:
@@ -379,13 +379,13 @@ def check_table(path, applications, faults):
 
 
 def literal(text):
-    """A C string literal; three-digit octal escapes end by themselves, whatever follows them."""
+    """Returns a C string literal; an octal escape of three digits ends by itself, whatever follows it."""
     return '"' + "".join(chr(byte) if 32 <= byte < 127 and byte not in b'"\\?' else f"\\{byte:03o}"
                          for byte in text.encode("utf-8")) + '"'
 
 
 def arrays(catalog, applications):
-    """The C++ text of the arrays. Linkage and length come from the header's declarations, which the compiler compares."""
+    """Returns the C++ text of the arrays. The header declares linkage and length; the compiler compares them."""
     lines = ["// Generated by catalog/generate.py from catalog/data/. Change the data.", '#include "Corix_annal.h"', ""]
     for name, rows in sorted(catalog.items()):
         lines.append(f"const CatalogEntry {name}_list[{applications[name].rows}] = {{")
@@ -408,7 +408,7 @@ def generate(data, output, applications, faults):
 
 
 def similar(paths, words):
-    """Prints groups of templates that are alike but for so many words; brackets and placeholders' numbers do not count."""
+    """Prints groups of templates that differ in at most N words, ignoring brackets and placeholders' numbers."""
     groups = collections.defaultdict(dict)
     for path in paths:
         for line, text in enumerate(path.read_text(encoding="utf-8", errors="replace").splitlines(), 1):
