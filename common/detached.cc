@@ -1,3 +1,6 @@
+// Starts a detached command through two children that share the caller's memory. The first child starts the command and
+// exits; the caller waits only for that. Between creating a child and exec, only async-signal-safe calls are allowed,
+// because the caller's other threads may hold any lock at that moment.
 #include "common/detached.h"
 
 #include <fcntl.h>
@@ -17,15 +20,11 @@
 // For functions that run on a child's stack: the sanitizers know only the thread's own.
 #define ANNAL_RUNS_ON_CHILD_STACK __attribute__((no_sanitize_address, no_sanitize_thread))
 
-// Starts a detached command through two children that share the caller's memory. The first child starts the command and
-// exits; the caller waits only for that. Between creating a child and exec, only async-signal-safe calls are allowed,
-// because the caller's other threads may hold any lock at that moment.
-
 namespace annal {
 
 namespace {
 
-constexpr int kCannotRun = 1;
+constexpr int kExecFailed = 1;
 
 // One mapping with the stacks of both children, which run a few small functions each. The caller's own stack may be as
 // small as the system allows, so it is not used. If the address space has no room for large stacks, small ones will do.
@@ -153,7 +152,7 @@ ANNAL_RUNS_ON_CHILD_STACK int run_command(void* argument) noexcept {
   } else {
     execv(task.argv[0], task.argv);
   }
-  _exit(kCannotRun);
+  _exit(kExecFailed);
 }
 
 ANNAL_RUNS_ON_CHILD_STACK int start_command_and_exit(void* argument) noexcept {

@@ -14,7 +14,7 @@ sigset_t only_sigpipe() noexcept {
   return set;
 }
 
-bool is_waiting() noexcept {
+bool is_pending() noexcept {
   sigset_t pending;
   sigemptyset(&pending);
   sigpending(&pending);
@@ -23,7 +23,7 @@ bool is_waiting() noexcept {
 
 }  // namespace
 
-HeldSigpipe::HeldSigpipe() noexcept : callers_own_(is_waiting()) {
+HeldSigpipe::HeldSigpipe() noexcept : callers_own_(is_pending()) {
   const sigset_t sigpipe = only_sigpipe();
   pthread_sigmask(SIG_BLOCK, &sigpipe, &callers_mask_);
 }
@@ -33,9 +33,9 @@ HeldSigpipe::~HeldSigpipe() {
     // The write's signal was sent to this thread, so sigtimedwait takes it before one that was sent to the process. If
     // the caller's was also sent to this thread, the two have merged; raise it again.
     const sigset_t sigpipe = only_sigpipe();
-    const std::timespec at_once{};
-    sigtimedwait(&sigpipe, nullptr, &at_once);  // does not wait, so nothing can interrupt it
-    if (callers_own_ && !is_waiting()) {
+    const std::timespec no_wait{};
+    sigtimedwait(&sigpipe, nullptr, &no_wait);  // does not wait, so nothing can interrupt it
+    if (callers_own_ && !is_pending()) {
       (void)raise(SIGPIPE);
     }
   }
