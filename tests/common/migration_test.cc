@@ -34,7 +34,7 @@ class Migration : public ApplianceTest {
   static std::string columns() { return value(kFile, "SELECT group_concat(name) FROM pragma_table_info('paper');"); }
 };
 
-const Calls& calls_that_only_look() {
+const Calls& reading_calls() {
   static const Calls calls = {"open /etc/logs/paper.log", "busy_timeout 20000", "prepare PRAGMA TABLE_INFO(paper);",
                               "finalize", "close"};
   return calls;
@@ -44,7 +44,7 @@ TEST_F(Migration, OnlyReadsACurrentTable) {
   make_table("id, title, pages, author, year");
   const std::string before = value(kFile, "SELECT sql FROM sqlite_master;");
   EXPECT_EQ(migrate(kPaper), ANNAL_OK);
-  EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+  EXPECT_EQ(sqlite.calls(), reading_calls());
   EXPECT_EQ(value(kFile, "SELECT sql FROM sqlite_master;"), before);
 }
 
@@ -81,7 +81,7 @@ TEST_F(Migration, DoesNothingTheSecondTime) {
   ASSERT_EQ(migrate(kPaper), ANNAL_OK);
   sqlite.reset();
   EXPECT_EQ(migrate(kPaper), ANNAL_OK);
-  EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+  EXPECT_EQ(sqlite.calls(), reading_calls());
 }
 
 TEST_F(Migration, RefusesTablesThatAreNotAnOlderForm) {
@@ -96,7 +96,7 @@ TEST_F(Migration, RefusesTablesThatAreNotAnOlderForm) {
     sqlite.reset();
     EXPECT_EQ(migrate(kPaper), ANNAL_CHANGE_FAILED);
     EXPECT_EQ(value(kFile, "SELECT sql FROM sqlite_master;"), before);
-    EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+    EXPECT_EQ(sqlite.calls(), reading_calls());
   }
 }
 
@@ -104,12 +104,12 @@ TEST_F(Migration, RefusesATableThatLacksAColumnOfTheFirstRelease) {
   make_table("id");
   EXPECT_EQ(migrate(kPaper), ANNAL_CHANGE_FAILED);
   EXPECT_EQ(columns(), "id");
-  EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+  EXPECT_EQ(sqlite.calls(), reading_calls());
 }
 
 TEST_F(Migration, RefusesAMissingTable) {
   EXPECT_EQ(migrate(kPaper), ANNAL_CHANGE_FAILED);
-  EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+  EXPECT_EQ(sqlite.calls(), reading_calls());
 }
 
 TEST_F(Migration, AddsNothingIfAMissingColumnHasNoStatement) {
@@ -121,7 +121,7 @@ TEST_F(Migration, AddsNothingIfAMissingColumnHasNoStatement) {
     sqlite.reset();
     EXPECT_EQ(migrate(list), ANNAL_CHANGE_FAILED);
     EXPECT_EQ(columns(), "id,title");
-    EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+    EXPECT_EQ(sqlite.calls(), reading_calls());
   }
 }
 
@@ -134,7 +134,7 @@ TEST_F(Migration, MatchesNoColumnToANullName) {
     sqlite.reset();
     EXPECT_EQ(migrate(list), ANNAL_CHANGE_FAILED);
     EXPECT_EQ(columns(), "id,title,pages");
-    EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+    EXPECT_EQ(sqlite.calls(), reading_calls());
   }
 }
 
@@ -146,7 +146,7 @@ TEST_F(Migration, RunsNothingForEmptyStatements) {
   list[4].add_sql = "";
   EXPECT_EQ(migrate(list), ANNAL_OK);
   EXPECT_EQ(columns(), "id,title");
-  EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+  EXPECT_EQ(sqlite.calls(), reading_calls());
 }
 
 TEST_F(Migration, SkipsOnlyAnEmptyStatement) {
@@ -243,7 +243,7 @@ TEST_F(Migration, AddsNothingIfNotAllColumnsCouldBeRead) {
     sqlite.reset();
     sqlite.fail("step", nth);
     EXPECT_EQ(migrate(kPaper), ANNAL_CHANGE_FAILED);
-    EXPECT_EQ(sqlite.calls(), calls_that_only_look());
+    EXPECT_EQ(sqlite.calls(), reading_calls());
   }
 }
 

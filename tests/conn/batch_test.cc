@@ -26,7 +26,7 @@ std::vector<Default> defaults() {
 
 // The empty record as a batch fills it.
 ConnRecord normalised_bare_record() {
-  ConnRecord record = bare_record();
+  ConnRecord record = empty_record();
   for (const auto& [field, text, width] : defaults()) {
     fill(record, field, text, width);
   }
@@ -90,7 +90,7 @@ TEST_F(ConnBatchArguments, RefuseNull) {
 }
 
 TEST_F(ConnBatch, RunsAnEmptyTransactionForNoRecords) {
-  ConnRecord record = bare_record();
+  ConnRecord record = empty_record();
   const ConnRecordV1 earlier = earlier_form(record);
   const Calls empty = connection(
       kLog, {std::string("prepare ") + kBatchInsert, "exec BEGIN TRANSACTION;", "exec END TRANSACTION", "finalize"},
@@ -118,7 +118,7 @@ TEST_F(ConnBatch, RunsAnEmptyTransactionForNoRecords) {
       EXPECT_EQ(sqlite.calls(), empty);
     }
   }
-  EXPECT_TRUE(same_bytes(record, bare_record()));
+  EXPECT_TRUE(same_bytes(record, empty_record()));
   EXPECT_EQ(stored_rows(), Rows());
   EXPECT_EQ(consumer_calls(), Calls());
 }
@@ -154,7 +154,7 @@ Calls transaction(const Calls& rows) {
 }
 
 TEST_F(ConnBatch, BindsOneStatementForEachRecordInOneTransaction) {
-  std::array records{record_of("first"), record_of("second"), bare_record()};
+  std::array records{record_of("first"), record_of("second"), empty_record()};
   records[1].conn_type = 2;
   records[1].conn_serv = 12;
   records[1].conn_action = 36;
@@ -207,7 +207,7 @@ TEST_F(ConnBatch, IsVisibleToOthersOnlyAsAWhole) {
 // ---- what becomes of the records ----
 
 TEST_F(ConnBatch, FillsAnEmptyRecord) {
-  ConnRecord record = bare_record();
+  ConnRecord record = empty_record();
   EXPECT_EQ(submit(record), 1);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
   EXPECT_EQ(
@@ -448,18 +448,18 @@ TEST_F(ConnBatch, ReadsNothingAfterItsLastRecord) {
 }
 
 TEST_F(ConnBatch, ReadsOnlyTheGivenNumberOfRecords) {
-  std::array records{record_of("first"), record_of("second"), bare_record()};
+  std::array records{record_of("first"), record_of("second"), empty_record()};
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 2, &inserted), ANNAL_OK);
   EXPECT_EQ(inserted, 2);
   EXPECT_EQ(stored_users(), "first,second");
-  EXPECT_TRUE(same_bytes(records[2], bare_record()));
+  EXPECT_TRUE(same_bytes(records[2], empty_record()));
 }
 
 // ---- the earlier form ----
 
 TEST_F(ConnBatch, LeavesRecordsOfTheEarlierFormAsTheyAre) {
-  ConnRecord spoiled = bare_record();
+  ConnRecord spoiled = empty_record();
   put(spoiled, kRes, "/share/\ta");
   const std::array before{earlier_form(complete_record()), earlier_form(spoiled)};
   std::array records{before};
@@ -498,7 +498,7 @@ class ConnBatchWithRefused : public ConnBatch, public testing::WithParamInterfac
 INSTANTIATE_TEST_SUITE_P(, ConnBatchWithRefused, testing::ValuesIn(kRefused), name_in<Refused>);
 
 TEST_P(ConnBatchWithRefused, SkipsItSilentlyAndUnchanged) {
-  for (const ConnRecord& skipped : {complete_record(), bare_record()}) {
+  for (const ConnRecord& skipped : {complete_record(), empty_record()}) {
     ASSERT_EQ(annal_conn_flush_tbl(), ANNAL_OK);
     std::array records{record_of("first"), skipped, record_of("third")};
     GetParam().spoil(records[1]);
@@ -516,7 +516,7 @@ TEST_P(ConnBatchWithRefused, SkipsItSilentlyAndUnchanged) {
 }
 
 TEST_P(ConnBatchWithRefused, SkipsItInTheEarlierForm) {
-  ConnRecord skipped = bare_record();
+  ConnRecord skipped = empty_record();
   GetParam().spoil(skipped);
   const std::array records{earlier_form(record_of("first")), earlier_form(skipped), earlier_form(record_of("third"))};
   const std::array before{records};

@@ -66,7 +66,7 @@ inline ConnRecord complete_record() {
 }
 
 // An empty connection, in which everything is replaced.
-inline ConnRecord bare_record() {
+inline ConnRecord empty_record() {
   ConnRecord record = complete_record();
   for (const Field& field : kTexts) {
     *field.in(record) = '\0';

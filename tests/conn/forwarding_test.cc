@@ -147,7 +147,7 @@ TEST_P(ConnForwardingOfOne, GivesEachConsumerItsArguments) {
 
 // Every consumer gets the stored values, not the caller's.
 TEST_P(ConnForwardingOfOne, PassesTheConnectionAsStored) {
-  ConnRecord record = bare_record();
+  ConnRecord record = empty_record();
   record.conn_type = 2;
   put(record, kRes, "it's\t\u2028a");
   const bool alone = std::string(GetParam().name).find("Batch") == std::string::npos;
@@ -198,12 +198,12 @@ TEST_P(ConnForwardingOfOne, DoesNotInterpretPercentSigns) {
 
 // The log centre, the forwarder, the recorder.
 TEST_P(ConnForwardingOfOne, CallsConsumersInOrder) {
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   submit(complete_record());
   const std::size_t all = platform.calls().size();
   EXPECT_EQ(platform.calls().back(), kSyslogCall);
-  EXPECT_EQ(ChildrenNoted::calls(), (std::vector<std::size_t>{all - 1, all}));
-  EXPECT_EQ(ChildrenNoted::statuses(), (std::vector<int>{0, 0}));
+  EXPECT_EQ(ChildRecorder::calls(), (std::vector<std::size_t>{all - 1, all}));
+  EXPECT_EQ(ChildRecorder::statuses(), (std::vector<int>{0, 0}));
   EXPECT_EQ(commands.wait_for(2).size(), 2U);
 }
 
@@ -266,9 +266,9 @@ TEST_P(ConnForwardingOfOne, IgnoresACommandsExitStatus) {
 TEST_P(ConnForwardingOfOne, SucceedsIfNoCommandCanRun) {
   std::filesystem::remove(kEvsh);
   std::filesystem::permissions(kRecorderTool, std::filesystem::perms::owner_read);
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   submit(complete_record());
-  EXPECT_EQ(ChildrenNoted::statuses(), (std::vector<int>{0, 0}));
+  EXPECT_EQ(ChildRecorder::statuses(), (std::vector<int>{0, 0}));
   EXPECT_EQ(consumer_calls(), Calls({kSyslogCall}));
   EXPECT_EQ(stored_count(), "1");
   expect_no_child_left();
@@ -276,9 +276,9 @@ TEST_P(ConnForwardingOfOne, SucceedsIfNoCommandCanRun) {
 
 TEST_P(ConnForwardingOfOne, SkipsARecorderThatIsNotInstalled) {
   std::filesystem::remove(kRecorderTool);
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   submit(complete_record());
-  EXPECT_EQ(ChildrenNoted::calls().size(), 1U);
+  EXPECT_EQ(ChildRecorder::calls().size(), 1U);
   EXPECT_EQ(commands.wait_for(1).size(), 1U);
 }
 
@@ -300,7 +300,7 @@ TEST_P(ConnForwardingOfOne, RunsItsCommandsInACallerWithClosedDescriptors) {
     survive([this, which] {
       commands.reset();
       {
-        const Closed closed(which);
+        const ClosedDescriptors closed(which);
         submit(complete_record());
       }
       const auto runs = in_order(commands.wait_for(2));
@@ -347,10 +347,10 @@ class ConnForwardingWithoutProcesses : public ConnForwarding {
   void expect_stored_with(rlim_t processes, const std::vector<int>& statuses) {
     survive([&] {
       allow_processes(processes);
-      const ChildrenNoted noted;
+      const ChildRecorder noted;
       ConnRecord record = complete_record();
       EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
-      EXPECT_EQ(ChildrenNoted::statuses(), statuses);
+      EXPECT_EQ(ChildRecorder::statuses(), statuses);
       EXPECT_EQ(consumer_calls(), Calls({kSyslogCall}));
       expect_no_child_left();
     });
@@ -416,7 +416,7 @@ class ConnForwardingRefusal : public ConnForwarding, public testing::WithParamIn
 INSTANTIATE_TEST_SUITE_P(, ConnForwardingRefusal, testing::ValuesIn(kRefusals), name_in<Refusal>);
 
 TEST_P(ConnForwardingRefusal, ForwardsNothing) {
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   for (const auto& [submit, answer] :
        {std::pair(&add, GetParam().alone), std::pair(&add_as_batch, GetParam().in_a_batch)}) {
     ConnRecord record = complete_record();
@@ -425,7 +425,7 @@ TEST_P(ConnForwardingRefusal, ForwardsNothing) {
     sqlite.reset();
   }
   EXPECT_EQ(consumer_calls(), Calls());
-  EXPECT_TRUE(ChildrenNoted::calls().empty());
+  EXPECT_TRUE(ChildRecorder::calls().empty());
   EXPECT_TRUE(commands.settled().empty());
 }
 
@@ -448,11 +448,11 @@ TEST_F(ConnForwarding, ForwardsABatchRecordByRecord) {
   put(records[1], kUser, "second");
   records[1].conn_action = 8;
   put(records[2], kUser, "third");
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 3, &inserted), ANNAL_OK);
   // Each record makes three platform calls for its normalisation before the log centre gets it.
-  EXPECT_EQ(ChildrenNoted::calls(), (std::vector<std::size_t>{3, 4, 7, 11, 12}));
+  EXPECT_EQ(ChildRecorder::calls(), (std::vector<std::size_t>{3, 4, 7, 11, 12}));
   EXPECT_EQ(consumer_calls(), Calls({R"(SendConnToZSyslogd(1, "first", "10.0.0.5", "pc1", 3, 10, "/share/a"))",
                                      R"(SendConnToZSyslogd(1, "second", "10.0.0.5", "pc1", 3, 8, "/share/a"))",
                                      R"(SendConnToZSyslogd(1, "third", "10.0.0.5", "pc1", 3, 10, "/share/a"))"}));
@@ -582,7 +582,7 @@ TEST_F(ConnLogCentreDetail, DoesNotComeFromTheWebServerForAConnectionThatWasFill
   for (const auto& [field, key, variable] : kDetails) {
     setenv(variable, "of the web server", 1);
   }
-  const Row vector = vector_for(bare_record());
+  const Row vector = vector_for(empty_record());
   EXPECT_EQ(Row(vector.begin() + 11, vector.end()), Row({"client_id=---", "client_app=localhost", "client_agent=---"}));
 }
 
@@ -638,9 +638,9 @@ class ConnRecorder : public ApplianceTest {
   }
 
   void expect_nothing_started(int action) {
-    const ChildrenNoted noted;
+    const ChildRecorder noted;
     EXPECT_EQ(send(action), ANNAL_OK);
-    EXPECT_TRUE(ChildrenNoted::calls().empty()) << action;
+    EXPECT_TRUE(ChildRecorder::calls().empty()) << action;
   }
 };
 
@@ -731,9 +731,9 @@ TEST_F(ConnRecorder, IsLeftAloneWhereItIsNotInstalled) {
 // It is tried if it exists.
 TEST_F(ConnRecorder, IsTriedWhenItCannotBeRun) {
   const auto tried = [] {
-    const ChildrenNoted noted;
+    const ChildRecorder noted;
     EXPECT_EQ(send(10), ANNAL_OK);
-    EXPECT_EQ(ChildrenNoted::statuses(), std::vector<int>{0});
+    EXPECT_EQ(ChildRecorder::statuses(), std::vector<int>{0});
     expect_no_child_left();
   };
   std::filesystem::permissions(kRecorderTool, std::filesystem::perms::none);

@@ -57,7 +57,7 @@ class ConnRecovery : public ConnLogTest {
 
   // A batch of two empty records, which are changed only if they are stored.
   static void expect_answer(int result, int count) {
-    std::array records{bare_record(), bare_record()};
+    std::array records{empty_record(), empty_record()};
     int inserted = kNobody;
     EXPECT_EQ(annal_conn_add_entries2(records.data(), 2, &inserted), result);
     EXPECT_EQ(inserted, count);
@@ -65,8 +65,8 @@ class ConnRecovery : public ConnLogTest {
       EXPECT_EQ(consumer_calls().size(), 2U);
     } else {
       EXPECT_EQ(PlatformRecorder::calls(), Calls());
-      EXPECT_TRUE(same_bytes(records[0], bare_record()));
-      EXPECT_TRUE(same_bytes(records[1], bare_record()));
+      EXPECT_TRUE(same_bytes(records[0], empty_record()));
+      EXPECT_TRUE(same_bytes(records[1], empty_record()));
     }
   }
 
@@ -138,15 +138,14 @@ constexpr Fault kFaults[] = {
 
 // ---- faults ----
 
-class ConnRecoveryOfABatchThatIsNot : public ConnRecovery,
-                                      public testing::WithParamInterface<std::tuple<Fault, int>> {};
-INSTANTIATE_TEST_SUITE_P(, ConnRecoveryOfABatchThatIsNot,
+class ConnRecoveryIsNotTriggeredBy : public ConnRecovery, public testing::WithParamInterface<std::tuple<Fault, int>> {};
+INSTANTIATE_TEST_SUITE_P(, ConnRecoveryIsNotTriggeredBy,
                          testing::Combine(testing::ValuesIn(kFaults), testing::Range(0, kAttempts + 1)),
                          [](const testing::TestParamInfo<std::tuple<Fault, int>>& tested) {
                            return std::get<0>(tested.param).name + std::to_string(std::get<1>(tested.param)) + "Times";
                          });
 
-TEST_P(ConnRecoveryOfABatchThatIsNot, KeepsTheLogOnceAndMakesItAnewBeforeEachFurtherAttempt) {
+TEST_P(ConnRecoveryIsNotTriggeredBy, KeepsTheLogOnceAndMakesItAnewBeforeEachFurtherAttempt) {
   const auto& [fault, failures] = GetParam();
   const Calls created = creation();
   sqlite.fail_first(failures, fault.call);
@@ -164,7 +163,7 @@ TEST_P(ConnRecoveryOfABatchThatIsNot, KeepsTheLogOnceAndMakesItAnewBeforeEachFur
   }
 }
 
-TEST_P(ConnRecoveryOfABatchThatIsNot, IsTheSameForNothingAndForTheEarlierForm) {
+TEST_P(ConnRecoveryIsNotTriggeredBy, IsTheSameForNothingAndForTheEarlierForm) {
   const auto& [fault, failures] = GetParam();
   const ConnRecordV1 record = earlier_form(complete_record());
   for (const int count : {0, 1}) {
@@ -188,13 +187,13 @@ TEST_F(ConnRecovery, CountsFaultsOfBothKinds) {
 }
 
 // Each attempt opens the file, and each new log opens it for the table and again for the trigger.
-struct Opening {
+struct OpenCall {
   int nth;
   int attempt;  // the attempt that it belongs to
 };
 
 TEST_F(ConnRecovery, EndsWithAnAttemptThatCannotOpenTheFile) {
-  constexpr Opening kOpenings[] = {{1, 1}, {2, 2}, {5, 3}, {8, 4}, {11, 5}, {14, 6}, {17, 7}};
+  constexpr OpenCall kOpenings[] = {{1, 1}, {2, 2}, {5, 3}, {8, 4}, {11, 5}, {14, 6}, {17, 7}};
   for (const auto& [nth, attempt] : kOpenings) {
     sqlite.reset();
     sqlite.fail_first(attempt - 1, "prepare ");
@@ -232,12 +231,12 @@ TEST_F(ConnRecovery, StoresIntoANewLogThatHasNoTrigger) {
 // ---- files ----
 
 // Things in a log's place.
-struct Broken {
+struct BrokenLog {
   const char* name;
   void (*make)();
 };
 
-constexpr Broken kBroken[] = {
+constexpr BrokenLog kBroken[] = {
     {"NoDatabase", [] { put_garbage(kLog); }},
     {"CutOff", [] { fs::resize_file(kLog, 1000); }},
     {"Empty", [] { fs::resize_file(kLog, 0); }},
@@ -246,8 +245,8 @@ constexpr Broken kBroken[] = {
     {"OfAnEarlierRelease", [] { sql(kLog, "ALTER TABLE ANNAL_CONN DROP COLUMN conn_client_agent;"); }},
 };
 
-class ConnRecoveryOfAFile : public ConnRecovery, public testing::WithParamInterface<Broken> {};
-INSTANTIATE_TEST_SUITE_P(, ConnRecoveryOfAFile, testing::ValuesIn(kBroken), name_in<Broken>);
+class ConnRecoveryOfAFile : public ConnRecovery, public testing::WithParamInterface<BrokenLog> {};
+INSTANTIATE_TEST_SUITE_P(, ConnRecoveryOfAFile, testing::ValuesIn(kBroken), name_in<BrokenLog>);
 
 TEST_P(ConnRecoveryOfAFile, MakesItAnewAfterTwoAttempts) {
   const Calls expected = attempts(2, unprepared(), creation());
@@ -284,7 +283,7 @@ TEST_F(ConnRecovery, KeepsALogThatRefusesEveryRow) {
 
 TEST_F(ConnRecovery, KeepsALogThatCannotBeCommitted) {
   sqlite.fail("exec", 2);
-  std::array records{bare_record()};
+  std::array records{empty_record()};
   int inserted = kNobody;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 1, &inserted), ANNAL_INSERT_FAILED);
   EXPECT_EQ(sqlite.calls(), complete());
@@ -426,7 +425,7 @@ TEST_F(ConnRecoveryWithRights, OpensItToNobodyElseWhereTheGroupCannotBeKept) {
 // ---- permissions ----
 
 // A user without root's rights.
-void become_nobody_in(fs::perms permissions) {
+void become_ordinary_user_in(fs::perms permissions) {
   fs::permissions("/etc/logs", permissions);
   if (geteuid() == 0) {
     const uid_t nobody = 0x40000000U;
@@ -440,7 +439,7 @@ constexpr fs::perms kUnwritable = fs::perms::owner_read | fs::perms::owner_exec 
 TEST_F(ConnRecovery, CannotMakeALogInAnUnwritableFolder) {
   fs::remove(kLog);
   survive([this] {
-    become_nobody_in(kUnwritable);
+    become_ordinary_user_in(kUnwritable);
     expect_answer(ANNAL_OPEN_FAILED, 0);
     EXPECT_EQ(sqlite.calls(), connection(kLog, {}, false));
   });
@@ -460,7 +459,7 @@ TEST_F(ConnRecovery, GivesUpOnABrokenLogInAnUnwritableFolder) {
     append(expected, unprepared());
   }
   survive([&] {
-    become_nobody_in(kUnwritable);
+    become_ordinary_user_in(kUnwritable);
     expect_answer(ANNAL_BATCH_FAILED, 0);
     EXPECT_EQ(sqlite.calls(), expected);
   });

@@ -27,7 +27,7 @@ std::vector<Default> defaults() {
 
 // The empty record after submission.
 ConnRecord normalised_bare_record() {
-  ConnRecord record = bare_record();
+  ConnRecord record = empty_record();
   for (const auto& [field, text, width] : defaults()) {
     fill(record, field, text, width);
   }
@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(, ConnSubmissionRefusalOf, testing::ValuesIn(kRefused),
 
 // Each would be changed if it passed the checks.
 TEST_P(ConnSubmissionRefusalOf, ChangesNothing) {
-  for (ConnRecord record : {complete_record(), bare_record()}) {
+  for (ConnRecord record : {complete_record(), empty_record()}) {
     GetParam().spoil(record);
     const ConnRecord before = copy_of(record);
     EXPECT_EQ(annal_conn_add2(&record), GetParam().answer);
@@ -109,7 +109,7 @@ TEST_P(ConnSubmissionRefusalOf, ChangesNothing) {
 }
 
 TEST_P(ConnSubmissionRefusalOf, HoldsForTheEarlierForm) {
-  ConnRecord full = bare_record();
+  ConnRecord full = empty_record();
   GetParam().spoil(full);
   const ConnRecordV1 record = earlier_form(full);
   EXPECT_EQ(annal_conn_add(&record), GetParam().answer);
@@ -242,7 +242,7 @@ TEST_F(ConnSubmission, LeavesACompleteRecordAsItIs) {
 }
 
 TEST_F(ConnSubmission, FillsAnEmptyRecord) {
-  ConnRecord record = bare_record();
+  ConnRecord record = empty_record();
   EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
   EXPECT_EQ(stored_rows(),
@@ -300,7 +300,7 @@ TEST_F(ConnSubmission, NumbersConnectionsInTheirOrder) {
 }
 
 TEST_F(ConnSubmission, LeavesARecordOfTheEarlierFormAsItIs) {
-  ConnRecord full = bare_record();
+  ConnRecord full = empty_record();
   put(full, kIp, "fe80::1%eth0");
   put(full, kRes, "/share/\ta");
   const ConnRecordV1 record = earlier_form(full);
@@ -535,7 +535,7 @@ class ConnSubmissionFailure : public ConnSubmission {
  protected:
   // Submits the empty record and expects it to be normalised but not forwarded.
   void expect_answer(int result) {
-    ConnRecord record = bare_record();
+    ConnRecord record = empty_record();
     EXPECT_EQ(annal_conn_add2(&record), result);
     EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
     EXPECT_EQ(consumer_calls(), Calls());
@@ -584,7 +584,7 @@ TEST_F(ConnSubmissionFailure, EndsWithItsCause) {
   sqlite.fail("exec");
   expect_answer(ANNAL_INSERT_FAILED);
   EXPECT_EQ(stored_rows(), Rows());
-  ConnRecord record = bare_record();
+  ConnRecord record = empty_record();
   EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
   EXPECT_EQ(stored_count(), "1");
 }

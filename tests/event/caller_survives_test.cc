@@ -248,7 +248,7 @@ void block(std::initializer_list<int> signals) {
   ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &set, nullptr), 0);
 }
 
-void have_sigpipe_at_its_default() {
+void reset_sigpipe() {
   set_handler(SIGPIPE, SIG_DFL);
   const sigset_t set = set_of({SIGPIPE});
   ASSERT_EQ(pthread_sigmask(SIG_UNBLOCK, &set, nullptr), 0);
@@ -275,7 +275,7 @@ INSTANTIATE_TEST_SUITE_P(, ForwardingToACommandThat, testing::ValuesIn(kDeaf),
 TEST_P(ForwardingToACommandThat, LeavesTheCallerAlive) {
   GetParam().prepare();
   survive([] {
-    have_sigpipe_at_its_default();
+    reset_sigpipe();
     notify();
     notify_at_length();
     submit();
@@ -290,7 +290,7 @@ TEST_P(ForwardingToACommandThat, LeavesTheCallerAlive) {
 TEST_P(ForwardingToACommandThat, LeavesTheCallersOwnSigpipePending) {
   GetParam().prepare();
   survive([] {
-    have_sigpipe_at_its_default();
+    reset_sigpipe();
     block({SIGPIPE, SIGUSR2});
     raise(SIGPIPE);
     notify_at_length();
@@ -307,7 +307,7 @@ TEST_P(ForwardingToACommandThat, LeavesTheCallersOwnSigpipePending) {
 TEST_P(ForwardingToACommandThat, LeavesACallerThatBlocksSigpipeNone) {
   GetParam().prepare();
   survive([] {
-    have_sigpipe_at_its_default();
+    reset_sigpipe();
     block({SIGPIPE});
     notify_at_length();
     submit();
@@ -325,7 +325,7 @@ void count_signal(int /*signal*/) {
 TEST_P(ForwardingToACommandThat, KeepsSigpipeFromTheCallersHandler) {
   GetParam().prepare();
   survive([] {
-    have_sigpipe_at_its_default();
+    reset_sigpipe();
     set_handler(SIGPIPE, count_signal);
     notify_at_length();
     submit();
@@ -359,7 +359,7 @@ INSTANTIATE_TEST_SUITE_P(, ForwardingToASenderOfSigpipeThat, testing::ValuesIn(k
 TEST_P(ForwardingToASenderOfSigpipeThat, DeliversItOnceToTheCallersHandler) {
   survive([] {
     setenv("CALLER", std::to_string(getpid()).c_str(), 1);
-    have_sigpipe_at_its_default();
+    reset_sigpipe();
     set_handler(SIGPIPE, count_signal);
     notify_at_length();
     EXPECT_EQ(handled, 1);
@@ -370,7 +370,7 @@ TEST_P(ForwardingToASenderOfSigpipeThat, DeliversItOnceToTheCallersHandler) {
 TEST_P(ForwardingToASenderOfSigpipeThat, LeavesItPendingForACallerThatBlocksIt) {
   survive([] {
     setenv("CALLER", std::to_string(getpid()).c_str(), 1);
-    have_sigpipe_at_its_default();
+    reset_sigpipe();
     block({SIGPIPE});
     notify_at_length();
     const sigset_t sigpipe = set_of({SIGPIPE});
@@ -384,7 +384,7 @@ TEST_P(ForwardingToASenderOfSigpipeThat, LeavesItPendingForACallerThatBlocksIt) 
 TEST_P(ForwardingToACommandThat, LeavesAProcessDirectedSigpipePending) {
   GetParam().prepare();
   survive([] {
-    have_sigpipe_at_its_default();
+    reset_sigpipe();
     block({SIGPIPE});
     kill(getpid(), SIGPIPE);
     notify_at_length();
@@ -632,7 +632,7 @@ TEST_P(ForwardingBy, RunsNoHandlerOfTheCallersInAChild) {
 // ---- what the commands find ----
 
 // The mask that a shell passes to a command: some shells clear it.
-std::vector<int> mask_behind_a_shell() {
+std::vector<int> mask_after_a_shell() {
   Commands::install("/usr/local/sbin/probe");
   Commands::reset();
   EXPECT_EQ(pclose(popen("/usr/local/sbin/probe </dev/null", "w")), 0);
@@ -642,8 +642,8 @@ std::vector<int> mask_behind_a_shell() {
   return runs.empty() ? std::vector<int>() : runs[0].blocked_signals;
 }
 
-void expect_mask_handed_on(const Forwarder& forwarder, const std::vector<int>& mask) {
-  const std::vector<int> behind_a_shell = mask_behind_a_shell();
+void expect_mask_inherited(const Forwarder& forwarder, const std::vector<int>& mask) {
+  const std::vector<int> behind_a_shell = mask_after_a_shell();
   forwarder.run();
   const auto runs = Commands::wait_for(forwarder.commands);
   EXPECT_EQ(runs.size(), forwarder.commands);
@@ -654,11 +654,11 @@ void expect_mask_handed_on(const Forwarder& forwarder, const std::vector<int>& m
 
 TEST_P(ForwardingBy, PassesTheCallersSignalMask) {
   survive([] {
-    expect_mask_handed_on(GetParam(), {});
+    expect_mask_inherited(GetParam(), {});
     block({SIGUSR1});
-    expect_mask_handed_on(GetParam(), {SIGUSR1});
+    expect_mask_inherited(GetParam(), {SIGUSR1});
     block({SIGPIPE, SIGRTMIN});
-    expect_mask_handed_on(GetParam(), {SIGUSR1, SIGPIPE, SIGRTMIN});
+    expect_mask_inherited(GetParam(), {SIGUSR1, SIGPIPE, SIGRTMIN});
   });
 }
 
@@ -670,8 +670,8 @@ TEST_F(Forwarding, PassesTheCallersMaskThroughAShell) {
     ASSERT_EQ(unshare(CLONE_NEWNS), 0);
     ASSERT_EQ(mount("/bin/bash", "/bin/sh", "none", MS_BIND, nullptr), 0);
     block({SIGUSR1});
-    ASSERT_EQ(mask_behind_a_shell(), std::vector<int>{SIGUSR1});
-    expect_mask_handed_on(kForwarders[0], {SIGUSR1});
+    ASSERT_EQ(mask_after_a_shell(), std::vector<int>{SIGUSR1});
+    expect_mask_inherited(kForwarders[0], {SIGUSR1});
   });
 }
 
@@ -747,7 +747,7 @@ TEST_P(ForwardingWithClosedDescriptors, ReachesEveryCommand) {
   survive([] {
     unsigned closed_afterwards = 0;
     {
-      const Closed closed(GetParam());
+      const ClosedDescriptors closed(GetParam());
       send_to_all();
       closed_afterwards = closed_now();
     }
@@ -761,7 +761,7 @@ TEST_P(ForwardingWithClosedDescriptors, ReachesEveryCommand) {
 TEST_P(ForwardingWithClosedDescriptors, StoresTheEvent) {
   survive([] {
     {
-      const Closed closed(GetParam());
+      const ClosedDescriptors closed(GetParam());
       submit();
     }
     const auto runs = Commands::wait_for(3);
@@ -967,7 +967,7 @@ TEST_F(Forwarding, KeepsACallersCancellationDisabled) {
 
 // ---- errno ----
 
-void expect_errno_left_alone() {
+void expect_errno_unchanged() {
   const EventRecord record = warning();
   for (const int number : {0, EDOM}) {
     errno = number;
@@ -979,14 +979,14 @@ void expect_errno_left_alone() {
 }
 
 TEST_F(Forwarding, LeavesErrnoAlone) {
-  expect_errno_left_alone();
+  expect_errno_unchanged();
   EXPECT_EQ(commands.wait_for(4).size(), 4U);
 }
 
 TEST_F(Forwarding, LeavesErrnoAloneIfWaitingFails) {
   survive([] {
     set_handler(SIGCHLD, SIG_IGN);
-    expect_errno_left_alone();
+    expect_errno_unchanged();
   });
   EXPECT_EQ(commands.wait_for(4).size(), 4U);
 }
@@ -994,12 +994,12 @@ TEST_F(Forwarding, LeavesErrnoAloneIfWaitingFails) {
 TEST_F(Forwarding, LeavesErrnoAloneWithoutItsCommands) {
   std::filesystem::remove(kEvsh);
   std::filesystem::remove(kRecorderTool);
-  expect_errno_left_alone();
+  expect_errno_unchanged();
 }
 
 TEST_F(Forwarding, LeavesErrnoAloneWithoutARecorder) {
   std::filesystem::remove(kRecorderInstalled);
-  expect_errno_left_alone();
+  expect_errno_unchanged();
   EXPECT_EQ(commands.wait_for(2).size(), 2U);
 }
 
@@ -1165,7 +1165,7 @@ TEST_P(ForwardingWithALittleMemory, KeepsTheCallersClosedDescriptorsClosed) {
     Commands::reset();
     unsigned closed = 0;
     {
-      const Closed standard(7);
+      const ClosedDescriptors standard(7);
       const LittleMemory memory(GetParam());
       send_to_log_centre();
       send_to_recorder();

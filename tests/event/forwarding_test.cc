@@ -195,7 +195,7 @@ TEST_F(EventForwarding, CallsConsumersInOrder) {
     EventRecord record = full_record();
     record.event_type = type;
     platform.reset();
-    const ChildrenNoted noted;
+    const ChildRecorder noted;
     ASSERT_EQ(annal_event_add_msgid_ex3(&record), ANNAL_OK);
     const std::size_t all = platform.calls().size();
     const std::size_t before = all - consumer_calls().size();
@@ -206,7 +206,7 @@ TEST_F(EventForwarding, CallsConsumersInOrder) {
 TEST_F(EventForwarding, SkipsARecorderThatIsNotInstalled) {
   std::filesystem::remove(kRecorderInstalled);
   EventRecord record = full_record();
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   ASSERT_EQ(annal_event_add_msgid_ex3(&record), ANNAL_OK);
   const std::size_t before = platform.calls().size() - consumer_calls().size();
   EXPECT_EQ(noted.calls(), (std::vector<std::size_t>{before, before + 1}));
@@ -302,7 +302,7 @@ INSTANTIATE_TEST_SUITE_P(, EventForwardingRefusal, testing::ValuesIn(kRefusals),
 TEST_P(EventForwardingRefusal, ForwardsNothing) {
   EventRecord record = full_record();
   GetParam().prepare(record);
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   EXPECT_EQ(annal_event_add_msgid_ex3(&record), GetParam().answer);
   EXPECT_EQ(consumer_calls(), Calls());
   EXPECT_TRUE(noted.calls().empty());
@@ -554,12 +554,12 @@ TEST_F(LogCentre, GetsTextsAsTheyAre) {
   EXPECT_EQ(vector[9], "message=two\nlines, 'quoted' %s%n\t; grün");
 }
 
-struct Omission {
+struct OmittedField {
   const char* key;
   char* (*field)(EventRecord& record);
 };
 
-constexpr Omission kOmissions[] = {
+constexpr OmittedField kOmissions[] = {
     {"user", [](EventRecord& record) { return record.event_user; }},
     {"ip", [](EventRecord& record) { return record.event_ip; }},
     {"computer", [](EventRecord& record) { return record.event_comp; }},
@@ -698,7 +698,7 @@ TEST_F(LogCentre, GetsNothingAfterTheEndOfAnUnterminatedRecord) {
 TEST_F(LogCentre, GetsNothingWithoutAMessage) {
   EventRecord record = full_record();
   record.event_desc[0] = '\0';
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   SendEventToLumod(&record);
   SendEventToLumod(nullptr);
   EXPECT_TRUE(noted.calls().empty());
@@ -793,7 +793,7 @@ class Recorder : public ApplianceTest {
 
   void expect_nothing_started() {
     const EventRecord record = full_record();
-    const ChildrenNoted noted;
+    const ChildRecorder noted;
     EXPECT_EQ(send_event_log_to_orca(&record, kMoment), ANNAL_OK);
     EXPECT_TRUE(noted.calls().empty());
     EXPECT_TRUE(commands.settled().empty());
@@ -942,12 +942,12 @@ TEST_P(DetachedCommand, IsNotTheCallersChild) {
 // Its parent exits with 0 whatever happens to it.
 TEST_P(DetachedCommand, HasAParentThatExitsWithZero) {
   {
-    const ChildrenNoted noted;
+    const ChildRecorder noted;
     GetParam().send();
     EXPECT_EQ(noted.statuses(), std::vector<int>{0});
   }
   std::filesystem::remove(GetParam().command);
-  const ChildrenNoted noted;
+  const ChildRecorder noted;
   GetParam().send();
   EXPECT_EQ(noted.statuses(), std::vector<int>{0});
 }

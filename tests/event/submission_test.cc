@@ -92,7 +92,7 @@ constexpr Default kDefaults[] = {
 };
 
 // An empty event, in which everything is replaced.
-EventRecord bare_record() {
+EventRecord empty_record() {
   EventRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
   record.event_type = 2;
@@ -106,7 +106,7 @@ EventRecord bare_record() {
 
 // The empty record after submission.
 EventRecord normalised_bare_record(std::time_t now) {
-  EventRecord record = bare_record();
+  EventRecord record = empty_record();
   for (const auto& [field, text, width] : kDefaults) {
     fill(record, field, text, width);
   }
@@ -216,7 +216,7 @@ class EventSubmissionRefusalOfOverlong : public EventSubmissionRefusal, public t
 INSTANTIATE_TEST_SUITE_P(, EventSubmissionRefusalOfOverlong, testing::ValuesIn(kRefused), name_of<Field>);
 
 TEST_P(EventSubmissionRefusalOfOverlong, ChangesNothingWhenTheNextFieldIsEmpty) {
-  EventRecord record = bare_record();
+  EventRecord record = empty_record();
   put(record, kDesc, "");
   overfill(record, GetParam(), 'x');
   const EventRecord before = copy_of(record);
@@ -317,7 +317,7 @@ TEST_F(EventSubmission, StoresEachType) {
 
 TEST_F(EventSubmissionRefusal, OfAnUnknownTypeChangesNothing) {
   for (const int type : {3, 4, INT_MAX, -1, -2, INT_MIN}) {
-    EventRecord record = bare_record();
+    EventRecord record = empty_record();
     record.event_type = type;
     put(record, kIp, "fe80::1%eth0");
     const EventRecord before = copy_of(record);
@@ -339,7 +339,7 @@ TEST_F(EventSubmission, LeavesACompleteRecordAsItIs) {
 
 TEST_F(EventSubmission, FillsAnEmptyRecord) {
   Clock::stop_at(kSummer);
-  EventRecord record = bare_record();
+  EventRecord record = empty_record();
   EXPECT_EQ(submit(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record(kSummer)));
   EXPECT_EQ(stored_rows(), Rows({{"2", "2024-07-16", "00:30:00", "---", "---", "localhost", "Fan2 failed.", "---",
@@ -683,7 +683,7 @@ class EventSubmissionFailure : public EventSubmission {
   // Submits the empty record and expects it to be normalised.
   void expect_answer(int result) {
     Clock::stop_at(kWinter);
-    EventRecord record = bare_record();
+    EventRecord record = empty_record();
     EXPECT_EQ(submit(&record), result);
     EXPECT_TRUE(same_bytes(record, normalised_bare_record(kWinter)));
   }
@@ -895,7 +895,7 @@ class EventSubmissionOfOlderForm : public EventSubmission {};
 TYPED_TEST_SUITE(EventSubmissionOfOlderForm, OlderForms);
 
 TYPED_TEST(EventSubmissionOfOlderForm, LeavesTheCallersRecordAsItIs) {
-  EventRecord full = bare_record();
+  EventRecord full = empty_record();
   put(full, kIp, "fe80::1%eth0");
   auto record = leading_part<TypeParam>(full);
   EXPECT_EQ(submit(&record), ANNAL_OK);

@@ -67,7 +67,7 @@ constexpr const char* kCompleteInsert =
     "'/share/old name', '/share/new name', 2, 17, 4096, 'pc1', 'phone', 'renamed', '', 0);";
 
 // An empty operation, in which everything is replaced.
-FileOpRecord bare_record() {
+FileOpRecord empty_record() {
   FileOpRecord record = complete_record();
   record.event_tm.tm_year = 0;
   record.event_oldfilepath = nullptr;
@@ -150,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(Of, FileOpSubmissionRefusalOfOverlong, testing::ValuesI
 
 TEST_P(FileOpSubmissionRefusalOfOverlong, ChangesNothingAndComesBeforeAllOthers) {
   // After the field comes another text, only a terminator, or filler bytes.
-  for (FileOpRecord record : {complete_record(), bare_record(), FileOpRecord{}}) {
+  for (FileOpRecord record : {complete_record(), empty_record(), FileOpRecord{}}) {
     // Fills the field to its last byte: one more than allowed, and no terminator.
     std::memset(GetParam().in(record), 'x', GetParam().size);
     expect_refused(record, ANNAL_TOO_LONG);
@@ -182,7 +182,7 @@ TEST_F(FileOpSubmissionArguments, RefuseCodesOutOfRange) {
   };
   for (const auto& [field, code] : kCodes) {
     SCOPED_TRACE(code);
-    FileOpRecord record = bare_record();
+    FileOpRecord record = empty_record();
     record.*field = code;
     expect_refused(record, ANNAL_BAD_ARGUMENT);
   }
@@ -232,8 +232,8 @@ TEST_F(FileOpSubmission, LeavesACompleteRecordAsItIs) {
 // ---- what replaces what is missing ----
 
 TEST_F(FileOpSubmission, FillsTheRecordsEmptyFields) {
-  FileOpRecord record = bare_record();
-  FileOpRecord expected = bare_record();
+  FileOpRecord record = empty_record();
+  FileOpRecord expected = empty_record();
   // The user's whole field; all but the last byte of the others.
   std::memset(expected.event_user, 0, 65);
   put(expected, kUser, "System");
@@ -251,7 +251,7 @@ TEST_F(FileOpSubmission, FillsTheRecordsEmptyFields) {
 
 TEST_F(FileOpSubmission, NormalisesARecordThatIsNotStored) {
   remove_log_folder();
-  FileOpRecord record = bare_record();
+  FileOpRecord record = empty_record();
   EXPECT_EQ(add(record), ANNAL_OPEN_FAILED);
   EXPECT_STREQ(record.event_user, "System");
   EXPECT_STREQ(record.event_ip, "127.0.0.1");
@@ -307,7 +307,7 @@ TEST_F(FileOpSubmission, FollowsTheTimeZone) {
   const char* const set = std::getenv("TZ");
   const std::string before = set != nullptr ? set : "";
   setenv("TZ", "XXX+10", 1);
-  FileOpRecord record = bare_record();
+  FileOpRecord record = empty_record();
   EXPECT_EQ(add(record), 1);
   setenv("TZ", before.c_str(), 1);
   EXPECT_EQ(stored("event_date || ' ' || event_time"), "2024-01-15 13:30:00");

@@ -130,7 +130,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const std::vector<Command> all = annal::test::all_commands();
   Input input(data, size);
   annal::fuzz::put_back(logs());
-  const annal::fuzz::NothingLeft nothing_left;
+  const annal::fuzz::LeakCheck leak_check;
   if (input.byte() % 4 == 0) {
     check(raw_line(input));
     return 0;

@@ -218,7 +218,7 @@ void run(const char* path, const std::string& sql) {
   require(execute(path, sql, nullptr), sql);
 }
 
-bool try_to_run(const char* path, const std::string& sql) {
+bool run_tolerantly(const char* path, const std::string& sql) {
   return execute(path, sql, nullptr);
 }
 
@@ -244,9 +244,9 @@ int no_extension(sqlite3* /*database*/, char** /*error*/, const sqlite3_api_rout
   return SQLITE_OK;
 }
 
-NothingLeft::NothingLeft() : memory_(sqlite3_memory_used()), descriptors_(count_descriptors()) {}
+LeakCheck::LeakCheck() : memory_(sqlite3_memory_used()), descriptors_(count_descriptors()) {}
 
-NothingLeft::~NothingLeft() {
+LeakCheck::~LeakCheck() {
   require(sqlite3_memory_used() == memory_, "memory of SQLite's is left");
   require(count_descriptors() == descriptors_, "a descriptor is left open");
 }

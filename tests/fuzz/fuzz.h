@@ -82,7 +82,7 @@ std::optional<Rows> rows(const char* path, const std::string& sql);
 // Runs the fuzz program's own statements, which must not fail.
 void run(const char* path, const std::string& sql);
 // Runs statements that may fail.
-bool try_to_run(const char* path, const std::string& sql);
+bool run_tolerantly(const char* path, const std::string& sql);
 
 // Counts a listing's rows and can stop it.
 struct Listing {
@@ -98,12 +98,12 @@ struct Listing {
 void require_answer(std::int64_t answer, std::span<const int> failures);
 
 // Checks that the code in its scope leaks no SQLite memory and no descriptor.
-class NothingLeft {
+class LeakCheck {
  public:
-  NothingLeft();
-  ~NothingLeft();
-  NothingLeft(const NothingLeft&) = delete;
-  NothingLeft& operator=(const NothingLeft&) = delete;
+  LeakCheck();
+  ~LeakCheck();
+  LeakCheck(const LeakCheck&) = delete;
+  LeakCheck& operator=(const LeakCheck&) = delete;
 
  private:
   std::int64_t memory_;

@@ -266,7 +266,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   annal::fuzz::put_back(empty_logs());
-  const annal::fuzz::NothingLeft nothing_left;
+  const annal::fuzz::LeakCheck leak_check;
   import_file(input);
   return 0;
 }

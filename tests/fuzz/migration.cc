@@ -310,37 +310,37 @@ void any_table(Input& input, const Log& log) {
   std::string names;
   const std::string columns = any_columns(input, current_columns(log), names);
   const unsigned pages = input.below(8);
-  annal::fuzz::try_to_run(path, "PRAGMA page_size = " + std::to_string(512U << pages) + ";");
+  annal::fuzz::run_tolerantly(path, "PRAGMA page_size = " + std::to_string(512U << pages) + ";");
   if (input.below(8) == 1) {
-    annal::fuzz::try_to_run(path, "PRAGMA journal_mode = WAL;");
+    annal::fuzz::run_tolerantly(path, "PRAGMA journal_mode = WAL;");
   }
   if (input.below(16) == 1) {
-    annal::fuzz::try_to_run(path, "PRAGMA encoding = 'UTF-16';");
+    annal::fuzz::run_tolerantly(path, "PRAGMA encoding = 'UTF-16';");
   }
   switch (input.below(8)) {
     case 1:
-      annal::fuzz::try_to_run(path, "CREATE VIEW " + table + " AS SELECT " + names);
+      annal::fuzz::run_tolerantly(path, "CREATE VIEW " + table + " AS SELECT " + names);
       break;
     case 2:
-      annal::fuzz::try_to_run(path, "CREATE TABLE " + table + " (" + columns + ") WITHOUT ROWID");
+      annal::fuzz::run_tolerantly(path, "CREATE TABLE " + table + " (" + columns + ") WITHOUT ROWID");
       break;
     case 3:
-      annal::fuzz::try_to_run(path, "CREATE VIRTUAL TABLE " + table + " USING fts5(event_user, event_desc)");
+      annal::fuzz::run_tolerantly(path, "CREATE VIRTUAL TABLE " + table + " USING fts5(event_user, event_desc)");
       break;
     case 4:
-      annal::fuzz::try_to_run(path, "CREATE TABLE " + table + " (" + columns + ") STRICT");
+      annal::fuzz::run_tolerantly(path, "CREATE TABLE " + table + " (" + columns + ") STRICT");
       break;
     case 5:
-      annal::fuzz::try_to_run(path,
-                              "CREATE VIEW " + table +
-                                  " AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i FROM n) SELECT i AS id, " +
-                                  (names.empty() ? "1" : names) + " FROM n");
+      annal::fuzz::run_tolerantly(
+          path, "CREATE VIEW " + table +
+                    " AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i FROM n) SELECT i AS id, " +
+                    (names.empty() ? "1" : names) + " FROM n");
       break;
     default:
-      annal::fuzz::try_to_run(path, "CREATE TABLE " + table + " (" + columns + ")");
+      annal::fuzz::run_tolerantly(path, "CREATE TABLE " + table + " (" + columns + ")");
   }
   for (unsigned rows = input.below(4); rows > 0; --rows) {
-    annal::fuzz::try_to_run(path, "INSERT INTO " + table + " DEFAULT VALUES");
+    annal::fuzz::run_tolerantly(path, "INSERT INTO " + table + " DEFAULT VALUES");
   }
   constexpr std::array kExtras{
       "CREATE TRIGGER t1 BEFORE INSERT ON % BEGIN SELECT RAISE(ABORT, 'no'); END",
@@ -359,7 +359,7 @@ void any_table(Input& input, const Log& log) {
     for (std::size_t place = sql.find('%'); place != std::string::npos; place = sql.find('%', place)) {
       sql.replace(place, 1, table);
     }
-    annal::fuzz::try_to_run(path, sql);
+    annal::fuzz::run_tolerantly(path, sql);
   }
 }
 
@@ -427,7 +427,7 @@ void migrate_any(Input& input) {
                without == i + letters.size() ? nullptr : statements[i].c_str()};
   }
   std::string selected;
-  annal::fuzz::try_to_run(path, "CREATE TABLE t (" + any_columns(input, {"a", "b", "c"}, selected) + ")");
+  annal::fuzz::run_tolerantly(path, "CREATE TABLE t (" + any_columns(input, {"a", "b", "c"}, selected) + ")");
   const std::optional<Rows> before = schema_of(path);
   const std::string table = input.below(8) == 1 ? input.text(130) : "t";
   const int answer = annal_common_migrate_db(path, table.c_str(), list.empty() ? nullptr : list.data(), list.size());
@@ -448,7 +448,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   Input input(data, size);
   annal::fuzz::put_back({});
-  const annal::fuzz::NothingLeft nothing_left;
+  const annal::fuzz::LeakCheck leak_check;
   const unsigned chosen = input.below(kLogs.size() + 1);
   if (chosen == kLogs.size()) {
     migrate_any(input);

@@ -436,16 +436,16 @@ void maintain(Input& input) {
   }
 }
 
-struct Way {
+struct QueryKind {
   void (*run)(Input&);
   bool reads;
 };
 
 constexpr std::array kWays{
-    Way{&plain_events, true}, Way{&searched_events, true},        Way{&polled_events, true},
-    Way{&notices, true},      Way{&searched_connections, true},   Way{&polled_connections, true},
-    Way{&operations, true},   Way{&facilities_and_columns, true}, Way{&delete_entries, false},
-    Way{&maintain, false},
+    QueryKind{&plain_events, true}, QueryKind{&searched_events, true},        QueryKind{&polled_events, true},
+    QueryKind{&notices, true},      QueryKind{&searched_connections, true},   QueryKind{&polled_connections, true},
+    QueryKind{&operations, true},   QueryKind{&facilities_and_columns, true}, QueryKind{&delete_entries, false},
+    QueryKind{&maintain, false},
 };
 
 void insert(const char* path, const char* table, std::initializer_list<std::string> values) {
@@ -495,9 +495,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     annal::fuzz::put_back(filled_logs());
   }
   Input input(data, size);
-  const Way& way = input.one_of(kWays);
+  const QueryKind& way = input.one_of(kWays);
   changed = !way.reads;
-  const annal::fuzz::NothingLeft nothing_left;
+  const annal::fuzz::LeakCheck leak_check;
   way.run(input);
   require(!way.reads || annal::fuzz::files() == filled_logs(), "a query that has changed a file");
   return 0;

@@ -225,7 +225,7 @@ void add_extended_event(Input& input) {
   add_shorter<EventRecordEx>(input, &annal_event_add_msgid_ex2, kFieldsOfEx, false);
 }
 
-void hand_on_event(Input& input) {
+void forward_event(Input& input) {
   const auto record = some_event<EventRecord>(input, kEventFields.size());
   SendEventToLumod(record.get());
   require(send_event_log_to_orca(record.get(), input.code()) == ANNAL_OK, "the answer of a forwarder");
@@ -325,7 +325,7 @@ void add_old_connections(Input& input) {
   require_count(kConns, std::to_string(expected));
 }
 
-void hand_on_connection(Input& input) {
+void forward_connection(Input& input) {
   const int type = input.number();
   const int service = input.number();
   const int action = input.flag() ? static_cast<int>(9 + input.below(3)) : input.number();
@@ -445,8 +445,8 @@ void add_operation(Input& input) {
 }
 
 constexpr std::array kWays{
-    &add_event,          &add_basic_event, &add_event_with_id,   &add_extended_event, &hand_on_event, &add_connection,
-    &add_old_connection, &add_connections, &add_old_connections, &hand_on_connection, &add_notice,    &send,
+    &add_event,          &add_basic_event, &add_event_with_id,   &add_extended_event, &forward_event, &add_connection,
+    &add_old_connection, &add_connections, &add_old_connections, &forward_connection, &add_notice,    &send,
     &name_facility,      &add_operation,
 };
 
@@ -491,7 +491,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const char* const variable : {"HTTP_CLIENT_ID", "HTTP_CLIENT_APP", "HTTP_CLIENT_AGENT"}) {
     set_client(variable, (there & 4U) != 0 ? input.text_or_none(10240) : std::nullopt);
   }
-  const annal::fuzz::NothingLeft nothing_left;
+  const annal::fuzz::LeakCheck leak_check;
   way(input);
   return 0;
 }

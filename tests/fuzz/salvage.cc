@@ -237,7 +237,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string damaged = good;
   damage(input, damaged, kMakes.at(make).page_size);
   annal::fuzz::put_back({{log.path, damaged}});
-  const annal::fuzz::NothingLeft nothing_left;
+  const annal::fuzz::LeakCheck leak_check;
 
   const Texts before = rows_of(log);
   const Said checked = run(&annalctl::add_check_command, log, {"check"});

@@ -185,12 +185,12 @@ TEST_F(NoticeSend, EndsTheArgumentsAtANullRequiredText) {
   expect_sent(kFull, {.message = nullptr}, "one", "two");
 }
 
-struct SentLevel {
+struct LevelCase {
   int level;
   const char* word;
   const char* digit;
 };
-constexpr SentLevel kLevels[] = {
+constexpr LevelCase kLevels[] = {
     {0, "info", "0"}, {1, "error", "2"}, {2, "warn", "1"},       {3, "info", "0"},       {4, "info", "0"},
     {5, "info", "0"}, {-1, "info", "0"}, {INT_MAX, "info", "0"}, {INT_MIN, "info", "0"},
 };

@@ -46,7 +46,7 @@ class NoticeQuery : public ApplianceTest {
 // ---- every query ----
 
 // The arguments of a query; each uses those that it has.
-struct Asked {
+struct QueryArguments {
   annal_row_callback callback = &collect;
   unsigned sort = 0;
   int start = 0;
@@ -59,7 +59,7 @@ struct Asked {
 
 struct Query {
   const char* name;
-  int (*call)(const Asked& asked, void* context);
+  int (*call)(const QueryArguments& arguments, void* context);
   std::string (*text)(const char* order, const char* limit);  // for the given arguments
   const char* function;                                       // the function that runs the statement
 };
@@ -71,8 +71,9 @@ void PrintTo(const Query& query, std::ostream* out) {
 #define SPAN "where time >= 0 and time <= 100000 and time >= (100000 - 2*86400)"
 
 const Query kListing{"Listing",
-                     [](const Asked& asked, void* context) {
-                       return annal_notice_query(asked.callback, asked.sort, asked.start, asked.end, 0, context);
+                     [](const QueryArguments& arguments, void* context) {
+                       return annal_notice_query(arguments.callback, arguments.sort, arguments.start, arguments.end, 0,
+                                                 context);
                      },
                      [](const char* order, const char* limit) {
                        return std::string("SELECT * FROM ANNAL_NOTICE  ") + order + " " + limit + ";";
@@ -80,9 +81,10 @@ const Query kListing{"Listing",
                      "exec"};
 
 const Query kListingOfTime{"ListingOfTime",
-                           [](const Asked& asked, void* context) {
-                             return annal_notice_query_byclientTime(asked.callback, asked.from, asked.days, asked.to,
-                                                                    asked.start, asked.end, asked.sort,
+                           [](const QueryArguments& arguments, void* context) {
+                             return annal_notice_query_byclientTime(arguments.callback, arguments.from, arguments.days,
+                                                                    arguments.to, arguments.start, arguments.end,
+                                                                    arguments.sort,
                                                                     /* condition= */ nullptr, context);
                            },
                            [](const char* order, const char* limit) {
@@ -92,9 +94,10 @@ const Query kListingOfTime{"ListingOfTime",
 
 const Query kListingOfTimeWhere{
     "ListingOfTimeWhere",
-    [](const Asked& asked, void* context) {
-      return annal_notice_query_byclientTime(asked.callback, asked.from, asked.days, asked.to, asked.start, asked.end,
-                                             asked.sort, /* condition= */ "id > 0", context);
+    [](const QueryArguments& arguments, void* context) {
+      return annal_notice_query_byclientTime(arguments.callback, arguments.from, arguments.days, arguments.to,
+                                             arguments.start, arguments.end, arguments.sort, /* condition= */ "id > 0",
+                                             context);
     },
     [](const char* order, const char* limit) {
       return std::string("SELECT * FROM ANNAL_NOTICE " SPAN " and id > 0 ") + order + " " + limit + ";";
@@ -102,10 +105,10 @@ const Query kListingOfTimeWhere{
     "exec"};
 
 const Query kGroupsOfTime{"GroupsOfTime",
-                          [](const Asked& asked, void* context) {
+                          [](const QueryArguments& arguments, void* context) {
                             return annal_notice_query_group_byclientTime(
-                                asked.callback, asked.from, asked.days, asked.to, asked.start, asked.end, asked.sort,
-                                asked.group, /* condition= */ nullptr, context);
+                                arguments.callback, arguments.from, arguments.days, arguments.to, arguments.start,
+                                arguments.end, arguments.sort, arguments.group, /* condition= */ nullptr, context);
                           },
                           [](const char* order, const char* limit) {
                             return std::string("SELECT *,COUNT(*) FROM (SELECT * FROM ANNAL_NOTICE ") + order +
@@ -114,10 +117,11 @@ const Query kGroupsOfTime{"GroupsOfTime",
                           "exec"};
 
 const Query kGroupsOfTimeWhere{"GroupsOfTimeWhere",
-                               [](const Asked& asked, void* context) {
+                               [](const QueryArguments& arguments, void* context) {
                                  return annal_notice_query_group_byclientTime(
-                                     asked.callback, asked.from, asked.days, asked.to, asked.start, asked.end,
-                                     asked.sort, asked.group, /* condition= */ "id > 0", context);
+                                     arguments.callback, arguments.from, arguments.days, arguments.to, arguments.start,
+                                     arguments.end, arguments.sort, arguments.group, /* condition= */ "id > 0",
+                                     context);
                                },
                                [](const char* order, const char* limit) {
                                  return std::string("SELECT *,COUNT(*) FROM (SELECT * FROM ANNAL_NOTICE ") + order +
@@ -126,7 +130,7 @@ const Query kGroupsOfTimeWhere{"GroupsOfTimeWhere",
                                "exec"};
 
 const Query kCount{"Count",
-                   [](const Asked& /*asked*/, void* /*context*/) {
+                   [](const QueryArguments& /*arguments*/, void* /*context*/) {
                      return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr);
                    },
                    [](const char*, const char*) { return std::string("SELECT COUNT(*) FROM ANNAL_NOTICE ;"); },
@@ -134,15 +138,15 @@ const Query kCount{"Count",
 
 const Query kCountOfTime{
     "CountOfTime",
-    [](const Asked& asked, void* /*context*/) {
-      return annal_notice_query_byclientTime_count(asked.from, asked.days, asked.to, nullptr);
+    [](const QueryArguments& arguments, void* /*context*/) {
+      return annal_notice_query_byclientTime_count(arguments.from, arguments.days, arguments.to, nullptr);
     },
     [](const char*, const char*) { return std::string("SELECT COUNT(*) FROM ANNAL_NOTICE " SPAN ";"); }, "prepare"};
 
 const Query kCountOfTimeWhere{
     "CountOfTimeWhere",
-    [](const Asked& asked, void* /*context*/) {
-      return annal_notice_query_byclientTime_count(asked.from, asked.days, asked.to, "id > 0");
+    [](const QueryArguments& arguments, void* /*context*/) {
+      return annal_notice_query_byclientTime_count(arguments.from, arguments.days, arguments.to, "id > 0");
     },
     [](const char*, const char*) { return std::string("SELECT COUNT(*) FROM ANNAL_NOTICE " SPAN " and id > 0;"); },
     "prepare"};
@@ -155,7 +159,7 @@ const std::vector<Query> kQueries = {kListing,           kListingOfTime, kListin
 
 class EveryNoticeQuery : public NoticeQuery, public testing::WithParamInterface<Query> {
  protected:
-  int call(const Asked& asked = {}) { return GetParam().call(asked, &listing); }
+  int call(const QueryArguments& arguments = {}) { return GetParam().call(arguments, &listing); }
 };
 INSTANTIATE_TEST_SUITE_P(Of, EveryNoticeQuery, testing::ValuesIn(kQueries),
                          [](const auto& tested) { return tested.param.name; });
@@ -304,9 +308,9 @@ TEST_P(EveryNoticeListing, CutsItsPage) {
 
 class EveryNoticeListingsArguments : public ApplianceTest, public testing::WithParamInterface<Query> {
  protected:
-  void expect_bad(const Asked& asked) {
+  void expect_bad(const QueryArguments& arguments) {
     Listing listing;
-    EXPECT_EQ(GetParam().call(asked, &listing), ANNAL_BAD_ARGUMENT);
+    EXPECT_EQ(GetParam().call(arguments, &listing), ANNAL_BAD_ARGUMENT);
     EXPECT_TRUE(sqlite.calls().empty());
     EXPECT_FALSE(exists(kLog));
   }
@@ -463,7 +467,7 @@ TEST_F(NoticeQuery, FailsToCountWithoutARow) {
 
 // ---- spans of time ----
 
-struct Span {
+struct PeriodCase {
   const char* name;
   const char* from;
   int days;
@@ -473,7 +477,7 @@ struct Span {
   const char* found;  // the result for the notices below; null if the statement fails
 };
 
-constexpr Span kSpans[] = {
+constexpr PeriodCase kSpans[] = {
     {"BothEndsIncluded", "200000", 9, "400000", nullptr,
      "where time >= 200000 and time <= 400000 and time >= (400000 - 9*86400)", "2,3,4"},
     {"JustInside", "200001", 9, "399999", nullptr,
@@ -511,11 +515,11 @@ constexpr Span kSpans[] = {
     {"NullTo", "0", 9, nullptr, nullptr, "where time >= 0 and time <= (NULL) and time >= ((NULL) - 9*86400)", ""},
 };
 
-void PrintTo(const Span& span, std::ostream* out) {
+void PrintTo(const PeriodCase& span, std::ostream* out) {
   *out << span.name;
 }
 
-class NoticePeriod : public NoticeQuery, public testing::WithParamInterface<Span> {
+class NoticePeriod : public NoticeQuery, public testing::WithParamInterface<PeriodCase> {
  protected:
   void SetUp() override {
     NoticeQuery::SetUp();

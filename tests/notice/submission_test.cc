@@ -73,7 +73,7 @@ NoticeRecord complete_record() {
 }
 
 // An empty notice, in which everything is replaced.
-NoticeRecord bare_record() {
+NoticeRecord empty_record() {
   NoticeRecord record;
   std::memset(&record, kLeftBehind, sizeof record);
   record.severity = 0;
@@ -103,7 +103,7 @@ void PrintTo(const Default& replaced, std::ostream* out) {
 
 // The empty record after submission.
 NoticeRecord normalised_bare_record() {
-  NoticeRecord record = bare_record();
+  NoticeRecord record = empty_record();
   for (const auto& [field, text, width] : kDefaults) {
     fill(record, field, text, width);
   }
@@ -170,7 +170,7 @@ class NoticeSubmissionOfOverlong : public NoticeSubmissionRefusal, public testin
 INSTANTIATE_TEST_SUITE_P(, NoticeSubmissionOfOverlong, testing::ValuesIn(kBounded), name_of<Field>);
 
 TEST_P(NoticeSubmissionOfOverlong, ChangesNothing) {
-  NoticeRecord record = bare_record();
+  NoticeRecord record = empty_record();
   put(record, kDesc, "");
   overfill(record, GetParam(), 'x');
   const NoticeRecord before = copy_of(record);
@@ -211,7 +211,7 @@ TEST_F(NoticeSubmission, StoresEachSeverity) {
 
 TEST_F(NoticeSubmissionRefusal, OfAnUnknownSeverityChangesNothing) {
   for (const std::uint32_t severity : {8U, 9U, 0x7FFFFFFFU, 0x80000000U, UINT32_MAX}) {
-    NoticeRecord record = bare_record();
+    NoticeRecord record = empty_record();
     record.severity = severity;
     put(record, kIp, "fe80::1%eth0");
     const NoticeRecord before = copy_of(record);
@@ -238,7 +238,7 @@ TEST_F(NoticeSubmission, LeavesACompleteRecordAsItIs) {
 }
 
 TEST_F(NoticeSubmission, FillsAnEmptyRecord) {
-  NoticeRecord record = bare_record();
+  NoticeRecord record = empty_record();
   EXPECT_EQ(annal_notice_add(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
   EXPECT_EQ(
@@ -274,7 +274,7 @@ TEST_P(NoticeSubmissionDefault, LeavesAOneLetterTextAlone) {
 
 TEST_F(NoticeSubmission, FillsTheRecordOfANoticeThatCannotBeStored) {
   remove_log_folder();
-  NoticeRecord record = bare_record();
+  NoticeRecord record = empty_record();
   EXPECT_EQ(annal_notice_add(&record), ANNAL_OPEN_FAILED);
   EXPECT_TRUE(same_bytes(record, normalised_bare_record()));
 }

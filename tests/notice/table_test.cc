@@ -461,13 +461,13 @@ TEST_F(NoticeTable, DropsItsTriggerOnce) {
 }
 
 // The remaining notices of a log with a limit of 3 and a batch of 2 after storing notices with these times.
-struct Filling {
+struct FullLogCase {
   std::vector<std::time_t> times;
   const char* left;
 };
 
 TEST_F(NoticeTableCreation, DropsTheOldestNoticesByTime) {
-  const Filling fillings[] = {
+  const FullLogCase fillings[] = {
       {{10, 20, 30}, "1,2,3"},           {{10, 20, 30, 40}, "3,4"}, {{10, 20, 30, 40, 50}, "3,4,5"},
       {{10, 20, 30, 40, 50, 60}, "5,6"}, {{40, 10, 30, 20}, "1,3"}, {{40, 30, 20, 10}, "1,2"},
       {{900, 1000, 10, 2000}, "2,4"},
@@ -531,23 +531,23 @@ TEST_F(NoticeTable, CanBeRecreatedAfterItsRemoval) {
 // ---- annal_notice_del ----
 
 // The caller's value in the statement.
-enum class Taken { kNumber, kText, kExpression };
+enum class ValueKind { kNumber, kText, kExpression };
 
 struct Selection {
   const char* column;
   unsigned selector;
-  Taken taken;
+  ValueKind taken;
   const char* matching;      // a value that notices 101 and 103 have and 102 has not
   const char* left = "102";  // the notices left after deleting that value
   int answer = ANNAL_OK;
 
   [[nodiscard]] std::string statement_for(const std::string& value_in_it) const {
-    const char* const quote = taken == Taken::kText ? "'" : "";
+    const char* const quote = taken == ValueKind::kText ? "'" : "";
     return std::string("DELETE FROM ANNAL_NOTICE WHERE ") + column + " = " + quote + value_in_it + quote + ";";
   }
 
   [[nodiscard]] int delete_by(const char* given) const {
-    return taken == Taken::kNumber ? delete_number(selector, std::stoi(given)) : annal_notice_del(selector, given);
+    return taken == ValueKind::kNumber ? delete_number(selector, std::stoi(given)) : annal_notice_del(selector, given);
   }
 };
 
@@ -558,28 +558,28 @@ void PrintTo(const Selection& selection, std::ostream* out) {
 constexpr const char* kAll = "101,102,103";
 
 constexpr Selection kSelections[] = {
-    {"id", 0, Taken::kNumber, "101", "102,103"},
-    {"severity", 1, Taken::kNumber, "3"},
-    {"server", 2, Taken::kNumber, "11"},
-    {"action", 3, Taken::kNumber, "12"},
-    {"serviceName", 4, Taken::kText, "Disk"},
-    {"facility", 5, Taken::kNumber, "17"},
-    {"time", 6, Taken::kText, "1600000000"},
-    {"endtime", 7, Taken::kNumber, "1600000005"},
-    {"user", 8, Taken::kText, "ann"},
-    {"ip", 9, Taken::kText, "10.0.0.1"},
-    {"clisant", 10, Taken::kText, "one", kAll, ANNAL_CHANGE_FAILED},
-    {"desc", 11, Taken::kText, "Fan failed."},
-    {"msgCode", 12, Taken::kText, "m1"},
-    {"varNum", 13, Taken::kNumber, "2"},
-    {"varContent", 14, Taken::kText, "a,b"},
-    {"name", 15, Taken::kText, "Fan"},
-    {"status", 16, Taken::kNumber, "21"},
-    {"uid", 17, Taken::kNumber, "-1"},
-    {"gid", 18, Taken::kNumber, "100"},
-    {"link_id", 19, Taken::kExpression, "5"},
-    {"link_option", 20, Taken::kExpression, "8"},
-    {"title", 21, Taken::kExpression, "44"},
+    {"id", 0, ValueKind::kNumber, "101", "102,103"},
+    {"severity", 1, ValueKind::kNumber, "3"},
+    {"server", 2, ValueKind::kNumber, "11"},
+    {"action", 3, ValueKind::kNumber, "12"},
+    {"serviceName", 4, ValueKind::kText, "Disk"},
+    {"facility", 5, ValueKind::kNumber, "17"},
+    {"time", 6, ValueKind::kText, "1600000000"},
+    {"endtime", 7, ValueKind::kNumber, "1600000005"},
+    {"user", 8, ValueKind::kText, "ann"},
+    {"ip", 9, ValueKind::kText, "10.0.0.1"},
+    {"clisant", 10, ValueKind::kText, "one", kAll, ANNAL_CHANGE_FAILED},
+    {"desc", 11, ValueKind::kText, "Fan failed."},
+    {"msgCode", 12, ValueKind::kText, "m1"},
+    {"varNum", 13, ValueKind::kNumber, "2"},
+    {"varContent", 14, ValueKind::kText, "a,b"},
+    {"name", 15, ValueKind::kText, "Fan"},
+    {"status", 16, ValueKind::kNumber, "21"},
+    {"uid", 17, ValueKind::kNumber, "-1"},
+    {"gid", 18, ValueKind::kNumber, "100"},
+    {"link_id", 19, ValueKind::kExpression, "5"},
+    {"link_option", 20, ValueKind::kExpression, "8"},
+    {"title", 21, ValueKind::kExpression, "44"},
 };
 
 std::vector<Selection> selections_that(bool (*fit)(const Selection&)) {
@@ -617,15 +617,15 @@ class DeletionByExpression : public DeletionBy {};
 
 INSTANTIATE_TEST_SUITE_P(NoticeTable, DeletionBy, testing::ValuesIn(kSelections), &name_of_selection);
 INSTANTIATE_TEST_SUITE_P(NoticeTable, DeletionByNumber, testing::ValuesIn(selections_that([](const Selection& one) {
-                           return one.taken == Taken::kNumber;
+                           return one.taken == ValueKind::kNumber;
                          })),
                          &name_of_selection);
 INSTANTIATE_TEST_SUITE_P(NoticeTable, DeletionByText, testing::ValuesIn(selections_that([](const Selection& one) {
-                           return one.taken == Taken::kText && one.answer == ANNAL_OK;
+                           return one.taken == ValueKind::kText && one.answer == ANNAL_OK;
                          })),
                          &name_of_selection);
 INSTANTIATE_TEST_SUITE_P(NoticeTable, DeletionByExpression, testing::ValuesIn(selections_that([](const Selection& one) {
-                           return one.taken == Taken::kExpression;
+                           return one.taken == ValueKind::kExpression;
                          })),
                          &name_of_selection);
 

@@ -12,23 +12,23 @@ namespace fs = std::filesystem;
 namespace {
 
 // A test may leave a folder that an ordinary user may not enter or empty.
-void remove_whatever_its_rights(const fs::path& path) {
+void remove_regardless_of_rights(const fs::path& path) {
   if (fs::is_directory(fs::symlink_status(path))) {
     std::error_code of_another_user;
     fs::permissions(path, fs::perms::owner_all, fs::perm_options::add, of_another_user);
     for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
-      remove_whatever_its_rights(entry.path());
+      remove_regardless_of_rights(entry.path());
     }
   }
   fs::remove(path);
 }
 
 void empty_folders() {
-  remove_whatever_its_rights(appliance::kLogFolder);
+  remove_regardless_of_rights(appliance::kLogFolder);
   fs::create_directory(appliance::kLogFolder);
   for (const char* folder : appliance::kCommandFolders) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-      remove_whatever_its_rights(entry.path());
+      remove_regardless_of_rights(entry.path());
     }
   }
 }

@@ -116,7 +116,7 @@ void note_child(int /*signal*/, siginfo_t* info, void* /*context*/) {
 
 }  // namespace
 
-ChildrenNoted::ChildrenNoted() {
+ChildRecorder::ChildRecorder() {
   children_ended = 0;
   struct sigaction action {};
   action.sa_sigaction = note_child;
@@ -124,19 +124,19 @@ ChildrenNoted::ChildrenNoted() {
   sigaction(SIGCHLD, &action, &before_);
 }
 
-ChildrenNoted::~ChildrenNoted() {
+ChildRecorder::~ChildRecorder() {
   sigaction(SIGCHLD, &before_, nullptr);
 }
 
-std::vector<std::size_t> ChildrenNoted::calls() {
+std::vector<std::size_t> ChildRecorder::calls() {
   return {std::begin(calls_before), std::begin(calls_before) + children_ended};
 }
 
-std::vector<int> ChildrenNoted::statuses() {
+std::vector<int> ChildRecorder::statuses() {
   return {std::begin(status_of), std::begin(status_of) + children_ended};
 }
 
-Closed::Closed(unsigned which) {
+ClosedDescriptors::ClosedDescriptors(unsigned which) {
   std::fflush(nullptr);
   for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) {
     kept_[descriptor] = fcntl(descriptor, F_DUPFD_CLOEXEC, 100);
@@ -146,7 +146,7 @@ Closed::Closed(unsigned which) {
   }
 }
 
-Closed::~Closed() {
+ClosedDescriptors::~ClosedDescriptors() {
   for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) {
     dup2(kept_[descriptor], descriptor);
     close(kept_[descriptor]);

@@ -43,12 +43,12 @@ void set_handler(int signal, void (*handler)(int), int flags = 0);
 void expect_no_child_left();
 
 // Records the end of every child during this thread's calls of the library, by SIGCHLD.
-class ChildrenNoted {
+class ChildRecorder {
  public:
-  ChildrenNoted();
-  ~ChildrenNoted();
-  ChildrenNoted(const ChildrenNoted&) = delete;
-  ChildrenNoted& operator=(const ChildrenNoted&) = delete;
+  ChildRecorder();
+  ~ChildRecorder();
+  ChildRecorder(const ChildRecorder&) = delete;
+  ChildRecorder& operator=(const ChildRecorder&) = delete;
 
   // The number of platform calls before it.
   static std::vector<std::size_t> calls();
@@ -59,12 +59,12 @@ class ChildrenNoted {
 };
 
 // Closes some of the three standard descriptors (bit 0 for descriptor 0) and restores them.
-class Closed {
+class ClosedDescriptors {
  public:
-  explicit Closed(unsigned which);
-  ~Closed();
-  Closed(const Closed&) = delete;
-  Closed& operator=(const Closed&) = delete;
+  explicit ClosedDescriptors(unsigned which);
+  ~ClosedDescriptors();
+  ClosedDescriptors(const ClosedDescriptors&) = delete;
+  ClosedDescriptors& operator=(const ClosedDescriptors&) = delete;
 
  private:
   int kept_[3] = {-1, -1, -1};

@@ -60,9 +60,10 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
 
   // Arms, calls and checks. struck returns the number of faults.
   template <typename Arm, typename Struck>
-  void walk(const std::string& what, int nth, Lasting lasting, Arm arm, Struck struck, bool commit_may_stand = false) {
+  void walk(const std::string& what, int nth, FaultDuration lasting, Arm arm, Struck struck,
+            bool commit_may_stand = false) {
     const std::string place = name_of(scenario()) + ", " + what + " number " + std::to_string(nth) +
-                              (lasting == Lasting::kOnce ? "" : " and all that follow");
+                              (lasting == FaultDuration::kOnce ? "" : " and all that follow");
     set_crash_note(place);
     SCOPED_TRACE(place);
     const Ledger ledger;
@@ -122,12 +123,12 @@ class EveryFunction : public TrustTest, public testing::WithParamInterface<Scena
   Expectation expected_;
 };
 
-constexpr Lasting kLastings[] = {Lasting::kOnce, Lasting::kFromThenOn};
+constexpr FaultDuration kLastings[] = {FaultDuration::kOnce, FaultDuration::kFromThenOn};
 
 TEST_P(EveryFunction, SurvivesSqliteAllocationFailures) {
   constexpr int kFew = 60;
   const int all = count([] { return SqliteMemory::countdown().seen(); });
-  for (const Lasting lasting : kLastings) {
+  for (const FaultDuration lasting : kLastings) {
     for (const int nth : positions(all, kFew, name_of(scenario()))) {
       walk(
           "allocation by SQLite", nth, lasting, [&] { SqliteMemory::countdown().arm(nth, lasting); },
@@ -142,7 +143,7 @@ TEST_P(EveryFunction, SurvivesMallocFailures) {
   }
   constexpr int kFew = 50;
   const int all = count([] { return PlainMemory::countdown().seen(); });
-  for (const Lasting lasting : kLastings) {
+  for (const FaultDuration lasting : kLastings) {
     for (const int nth : positions(all, kFew, name_of(scenario()))) {
       walk(
           "allocation", nth, lasting, [&] { PlainMemory::countdown().arm(nth, lasting); },
@@ -155,7 +156,7 @@ TEST_P(EveryFunction, SurvivesDiskFailures) {
   constexpr int kFew = 25;
   for (const DiskFault& fault : disk_faults()) {
     const int all = count([&] { return Disk::seen(fault.operation); });
-    for (const Lasting lasting : kLastings) {
+    for (const FaultDuration lasting : kLastings) {
       for (const int nth : positions(all, kFew, name_of(scenario()) + fault.name)) {
         walk(
             fault.name, nth, lasting, [&] { Disk::fail(fault, nth, lasting); }, [] { return Disk::struck(); },
@@ -185,7 +186,7 @@ TEST_F(MigrationInUtf16, SurvivesSqliteAllocationFailures) {
   for (int nth = 1; nth <= all; ++nth) {
     SCOPED_TRACE(nth);
     const Ledger ledger;
-    SqliteMemory::countdown().arm(nth, Lasting::kOnce);
+    SqliteMemory::countdown().arm(nth, FaultDuration::kOnce);
     const int result = migrated();
     SqliteMemory::countdown().count_only();
     ledger.expect_balance();

@@ -23,7 +23,7 @@ class MissingColumns : public TrustTest {
   template <typename Call, typename Found>
   static bool comes_to(Call call, Found found) {
     for (int nth = 1;; ++nth) {
-      SqliteMemory::countdown().arm(nth, Lasting::kOnce);
+      SqliteMemory::countdown().arm(nth, FaultDuration::kOnce);
       const int result = call();
       const bool struck = SqliteMemory::countdown().struck() > 0;
       SqliteMemory::countdown().count_only();

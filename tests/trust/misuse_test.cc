@@ -153,7 +153,7 @@ TEST_F(Misuse, ASingleThreadedSqliteGuardsNothing) {
 // ---- limits and descriptors ----
 
 // The exit status of a process that adds an event while its files may not grow.
-int end_of_a_caller_whose_files_may_not_grow(bool ignores) {
+int status_of_caller_with_file_size_limit(bool ignores) {
   const pid_t caller = fork();
   if (caller == 0) {
     std::signal(SIGXFSZ, ignores ? SIG_IGN : SIG_DFL);
@@ -170,9 +170,9 @@ int end_of_a_caller_whose_files_may_not_grow(bool ignores) {
 }
 
 TEST_F(Misuse, AFileSizeLimitKillsACallerThatDoesNotIgnoreItsSignal) {
-  const int killed = end_of_a_caller_whose_files_may_not_grow(false);
+  const int killed = status_of_caller_with_file_size_limit(false);
   EXPECT_TRUE(WIFSIGNALED(killed) && WTERMSIG(killed) == SIGXFSZ) << killed;
-  const int answered = end_of_a_caller_whose_files_may_not_grow(true);
+  const int answered = status_of_caller_with_file_size_limit(true);
   EXPECT_TRUE(WIFEXITED(answered) && WEXITSTATUS(answered) == 1) << answered;
   EXPECT_EQ(value(kEventLog, "SELECT COUNT(*) FROM ANNAL_EVENT;"), "1");
 }

@@ -25,14 +25,14 @@ struct Step {
   std::function<int()> call;
 };
 
-struct Life {
+struct LogLife {
   const char* name;
   const char* path;
   std::function<void()> begin;  // the initial state
   std::vector<Step> steps;
 };
 
-void PrintTo(const Life& life, std::ostream* out) {
+void PrintTo(const LogLife& life, std::ostream* out) {
   *out << life.name;
 }
 
@@ -68,7 +68,7 @@ int add_file_operation(const char* path, std::int64_t id) {
 
 const int kSecond = 2;
 
-std::vector<Life> lives() {
+std::vector<LogLife> lives() {
   return {
       {"Events",
        kEventLog,
@@ -156,7 +156,7 @@ std::vector<Life> lives() {
 }
 
 // The file's content before a step and after each of its commits.
-struct Course {
+struct StepContents {
   Image image;
   std::vector<Content> states;
   int barriers;
@@ -169,7 +169,7 @@ unsigned how_many_seeds() {
   return whole_walk() ? kMany : kSample;
 }
 
-class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
+class PowerCut : public TrustTest, public testing::WithParamInterface<LogLife> {
  protected:
   void SetUp() override {
     TrustTest::SetUp();
@@ -184,12 +184,12 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
     TrustTest::TearDown();
   }
 
-  static const Life& life() { return GetParam(); }
+  static const LogLife& life() { return GetParam(); }
 
   // Runs all steps once without a power cut.
-  std::vector<Course> live() {
+  std::vector<StepContents> live() {
     life().begin();
-    std::vector<Course> courses;
+    std::vector<StepContents> courses;
     std::vector<std::vector<std::string>> commits;
     for (const Step& step : life().steps) {
       courses.push_back({Image::of(life().path), {content_of(life().path)}, 0});
@@ -211,7 +211,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
   }
 
   // Continues from the previous step, so that its unsynced writes are at risk too.
-  void cut(const std::vector<Course>& courses, std::size_t at, int barrier, Folder folder, unsigned seed) {
+  void cut(const std::vector<StepContents>& courses, std::size_t at, int barrier, Folder folder, unsigned seed) {
     const std::size_t from = at > 0 ? at - 1 : 0;
     courses[from].image.put_back(life().path);
     std::fflush(nullptr);
@@ -240,7 +240,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
   [[nodiscard]] int undone() const { return undone_; }
 
  private:
-  void judge(const std::vector<Course>& courses, std::size_t at) {
+  void judge(const std::vector<StepContents>& courses, std::size_t at) {
     const std::vector<Content>& states = courses[at].states;
     const auto committed = static_cast<std::size_t>(report_->commits);
     ASSERT_LT(committed, states.size());
@@ -276,7 +276,7 @@ class PowerCut : public TrustTest, public testing::WithParamInterface<Life> {
 
 TEST_P(PowerCut, LeavesTheCommittedRows) {
   const unsigned seeds = how_many_seeds();
-  const std::vector<Course> courses = live();
+  const std::vector<StepContents> courses = live();
   for (std::size_t at = 0; at < courses.size(); ++at) {
     // After the last barrier: when the call has returned.
     for (int barrier = 1; barrier <= courses[at].barriers + 1; ++barrier) {

@@ -167,7 +167,7 @@ std::array<ConnRecord, kBatch> batch_of(const std::string& text) {
   return records;
 }
 
-struct Adding {
+struct AddFunction {
   const char* name;
   const char* path;
   int (*create)();
@@ -176,7 +176,7 @@ struct Adding {
   const char* table;
 };
 
-const Adding kAdditions[] = {
+const AddFunction kAdditions[] = {
     {"Events", kEventLog, [] { return annal_event_create_tbl(0, 0); },
      [](const std::string& text) {
        auto record = an_event<EventRecord>(text.c_str());
@@ -212,12 +212,12 @@ const Adding kAdditions[] = {
      "desc", "ANNAL_NOTICE"},
 };
 
-class EntriesOfManyThreads : public ApplianceTest, public testing::WithParamInterface<Adding> {};
-INSTANTIATE_TEST_SUITE_P(, EntriesOfManyThreads, testing::ValuesIn(kAdditions), name_of_row<Adding>);
+class EntriesOfManyThreads : public ApplianceTest, public testing::WithParamInterface<AddFunction> {};
+INSTANTIATE_TEST_SUITE_P(, EntriesOfManyThreads, testing::ValuesIn(kAdditions), name_of_row<AddFunction>);
 
 TEST_P(EntriesOfManyThreads, AreStoredExactlyOnce) {
   constexpr int kCalls = 4;
-  const Adding& log = GetParam();
+  const AddFunction& log = GetParam();
   ASSERT_EQ(log.create(), ANNAL_OK);
   std::atomic<int> acknowledged = 0;
   in_many_threads([&](std::size_t thread) {
@@ -233,7 +233,7 @@ TEST_P(EntriesOfManyThreads, AreStoredExactlyOnce) {
 
 // ---- commands ----
 
-struct Sending {
+struct CommandFunction {
   const char* name;
   void (*send)(const char* text);
   std::set<std::string> commands;
@@ -243,7 +243,7 @@ constexpr const char* kNotify = "/usr/local/sbin/notify";
 constexpr const char* kConnRecorder = "/sbin/orcapro_conn_log_tool";
 constexpr const char* kEventRecorder = "/sbin/orcapro_log_tool";
 
-const Sending kSendings[] = {
+const CommandFunction kSendings[] = {
     {"NotificationCentre", [](const char* text) { annal_report_event(1, text); }, {kEvsh}},
     {"LogCentre",
      [](const char* text) {
@@ -276,8 +276,8 @@ const Sending kSendings[] = {
      {kNotify}},
 };
 
-class CommandsOfManyThreads : public ApplianceTest, public testing::WithParamInterface<Sending> {};
-INSTANTIATE_TEST_SUITE_P(, CommandsOfManyThreads, testing::ValuesIn(kSendings), name_of_row<Sending>);
+class CommandsOfManyThreads : public ApplianceTest, public testing::WithParamInterface<CommandFunction> {};
+INSTANTIATE_TEST_SUITE_P(, CommandsOfManyThreads, testing::ValuesIn(kSendings), name_of_row<CommandFunction>);
 
 // The texts between angle brackets in a command's arguments.
 std::set<std::string> texts_in(const CommandRun& run) {

@@ -22,12 +22,12 @@ constexpr const char* kForWriting = "BEGIN IMMEDIATE;";
 constexpr const char* kForReading = "BEGIN; SELECT COUNT(*) FROM sqlite_master;";
 
 // Another program that uses a log.
-class Holder {
+class OtherProgram {
  public:
-  explicit Holder(const char* path) : path_(path) {}
-  ~Holder() { let_go(); }
-  Holder(const Holder&) = delete;
-  Holder& operator=(const Holder&) = delete;
+  explicit OtherProgram(const char* path) : path_(path) {}
+  ~OtherProgram() { let_go(); }
+  OtherProgram(const OtherProgram&) = delete;
+  OtherProgram& operator=(const OtherProgram&) = delete;
 
   void take(const char* statement) {
     let_go();
@@ -75,7 +75,7 @@ class Waits : public TrustTest {
 
 TEST_F(Waits, AnInsertWaitsTwentySecondsForOneLock) {
   for (const char* lock : {kWhole, kForWriting, kForReading}) {
-    Holder holder(kEventLog);
+    OtherProgram holder(kEventLog);
     holder.take(lock);
     Disk::count();
     EXPECT_EQ(add_event(), ANNAL_INSERT_FAILED);
@@ -85,7 +85,7 @@ TEST_F(Waits, AnInsertWaitsTwentySecondsForOneLock) {
 
 // A writer releases its lock after 14 s, and a reader takes one: 34 s in all.
 TEST_F(Waits, AnInsertThatMeetsTwoLocksWaitsForEach) {
-  Holder holder(kEventLog);
+  OtherProgram holder(kEventLog);
   holder.take(kWhole);
   Disk::meanwhile(14000, [&] { holder.take(kForReading); });
   EXPECT_EQ(add_event(), ANNAL_INSERT_FAILED);
@@ -95,7 +95,7 @@ TEST_F(Waits, AnInsertThatMeetsTwoLocksWaitsForEach) {
 }
 
 TEST_F(Waits, AnInsertThatMeetsThreeLocksWaitsAtMostFortySeconds) {
-  Holder holder(kEventLog);
+  OtherProgram holder(kEventLog);
   holder.take(kWhole);
   Disk::meanwhile(19000, [&] {
     holder.take(kForWriting);
@@ -109,7 +109,7 @@ TEST_F(Waits, AnInsertThatMeetsThreeLocksWaitsAtMostFortySeconds) {
 
 TEST_F(Waits, ABatchBesideAWriterWaitsTwentySecondsForEachRecord) {
   constexpr int kRecords = 3;
-  Holder holder(kConnLog);
+  OtherProgram holder(kConnLog);
   holder.take(kForWriting);
   std::array<ConnRecord, kRecords> records{};
   int inserted = -1;
@@ -122,7 +122,7 @@ TEST_F(Waits, ABatchBesideAWriterWaitsTwentySecondsForEachRecord) {
 // Once one record gets the lock, the later ones do not wait.
 TEST_F(Waits, ABatchWaitsOnceForAWriterThatFinishes) {
   constexpr int kRecords = 3;
-  Holder holder(kConnLog);
+  OtherProgram holder(kConnLog);
   holder.take(kForWriting);
   Disk::meanwhile(25000, [&] { holder.let_go(); });
   std::array<ConnRecord, kRecords> records{};
@@ -134,7 +134,7 @@ TEST_F(Waits, ABatchWaitsOnceForAWriterThatFinishes) {
 
 // Waits twice 20 s and then deletes the log under the program that has locked it.
 TEST_F(Waits, ABatchWaitsFortySecondsForALogLockedAsAWhole) {
-  Holder holder(kConnLog);
+  OtherProgram holder(kConnLog);
   holder.take(kWhole);
   std::array<ConnRecord, 1> records{};
   int inserted = -1;
@@ -146,7 +146,7 @@ TEST_F(Waits, ABatchWaitsFortySecondsForALogLockedAsAWhole) {
 // ---- file operations ----
 
 TEST_F(Waits, AFileOperationWaitsFiveSecondsForOneLockAndTenForTwo) {
-  Holder holder(kFileOpLog);
+  OtherProgram holder(kFileOpLog);
   holder.take(kForReading);
   EXPECT_EQ(add_file_operation(), ANNAL_INSERT_FAILED);
   expect_about(Disk::waited(), 5000);
@@ -159,8 +159,8 @@ TEST_F(Waits, AFileOperationWaitsFiveSecondsForOneLockAndTenForTwo) {
 
 // No one holds the lock for more than 0.1 s, but every retry finds it taken.
 TEST_F(Waits, AFileOperationCanFailUnderContention) {
-  Holder one(kFileOpLog);
-  Holder other(kFileOpLog);
+  OtherProgram one(kFileOpLog);
+  OtherProgram other(kFileOpLog);
   one.take(kForWriting);
   bool turn = false;
   std::function<void()> change = [&] {

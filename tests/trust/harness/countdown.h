@@ -3,17 +3,17 @@
 
 namespace annal::test {
 
-enum class Lasting { kOnce, kFromThenOn };
+enum class FaultDuration { kOnce, kFromThenOn };
 
 class Countdown {
  public:
-  void arm(int nth, Lasting lasting) noexcept { *this = Countdown(nth, lasting); }
+  void arm(int nth, FaultDuration lasting) noexcept { *this = Countdown(nth, lasting); }
   // Continues to count; nothing fails.
-  void count_only() noexcept { *this = Countdown(0, Lasting::kOnce); }
+  void count_only() noexcept { *this = Countdown(0, FaultDuration::kOnce); }
 
   [[nodiscard]] bool strikes() noexcept {
     ++seen_;
-    const bool now = nth_ > 0 && (lasting_ == Lasting::kOnce ? seen_ == nth_ : seen_ >= nth_);
+    const bool now = nth_ > 0 && (lasting_ == FaultDuration::kOnce ? seen_ == nth_ : seen_ >= nth_);
     struck_ += now ? 1 : 0;
     return now;
   }
@@ -24,10 +24,10 @@ class Countdown {
   Countdown() noexcept = default;
 
  private:
-  Countdown(int nth, Lasting lasting) noexcept : nth_(nth), lasting_(lasting) {}
+  Countdown(int nth, FaultDuration lasting) noexcept : nth_(nth), lasting_(lasting) {}
 
   int nth_ = 0;
-  Lasting lasting_ = Lasting::kOnce;
+  FaultDuration lasting_ = FaultDuration::kOnce;
   int seen_ = 0;
   int struck_ = 0;
 };

@@ -144,7 +144,7 @@ bool indexes_may_lack(const Outcome& outcome, const Expectation& expected) {
 }
 
 // Each column that could not be read counts as missing.
-bool counts_what_it_could_not_see(const Outcome& outcome, const Expectation& expected) {
+bool counts_unreadable_columns(const Outcome& outcome, const Expectation& expected) {
   constexpr int kRequiredColumns = 21;
   return outcome.result > 0 && outcome.result <= kRequiredColumns && outcome.found == expected.before;
 }
@@ -655,7 +655,7 @@ void add_notices(Registry& registry) {
                [] { return annal_notice_table_check_column("id"); });
   constexpr int kRequiredColumns = 21;
   registry.add("isAllColumnExist", kLog, Start::kFilled, 0, {}, kRequiredColumns, [] { return isAllColumnExist(); })
-      .allows = &counts_what_it_could_not_see;
+      .allows = &counts_unreadable_columns;
   registry.add("annal_notice_table_add_column", kLog, Start::kFilled, ANNAL_OK, built_failing(ANNAL_CHANGE_FAILED), 0,
                [] { return annal_notice_table_add_column("one_more", 0, "a"); });
   registry

@@ -93,16 +93,16 @@ PowerState power;
 
 enum class Fate { kKept, kDropped, kTrashed };
 
-Fate roll() {
+Fate random_fate() {
   return static_cast<Fate>(power.dice() % 3);
 }
 
-bool toss() {
+bool coin_flip() {
   return power.dice() % 2 == 0;
 }
 
-// Applies a power cut to the disk's content.
-std::string survivor(const TrackedFile& file, const std::string& now) {
+// A file's content after a power cut.
+std::string content_after_cut(const TrackedFile& file, const std::string& now) {
   std::string found = file.safe;
   std::map<std::size_t, Fate> fates;
   for (const auto& [begin, end] : file.written) {
@@ -111,7 +111,7 @@ std::string survivor(const TrackedFile& file, const std::string& now) {
       const std::size_t stop = std::min(end, (block + 1) * kBlock);
       const auto [entry, is_new] = fates.try_emplace(block, Fate::kKept);
       if (is_new) {
-        entry->second = roll();
+        entry->second = random_fate();
         power.report->dropped += entry->second == Fate::kDropped ? 1 : 0;
         power.report->trashed += entry->second == Fate::kTrashed ? 1 : 0;
       }
@@ -124,7 +124,7 @@ std::string survivor(const TrackedFile& file, const std::string& now) {
       at = stop;
     }
   }
-  if (now.size() < found.size() && toss()) {
+  if (now.size() < found.size() && coin_flip()) {
     found.resize(now.size());
   }
   return found;
@@ -156,7 +156,7 @@ ShimFile* shim(sqlite3_file* file) {
 
 // Runs an operation, or fails it.
 template <typename Operation>
-int unless_struck(DiskOperation kind, Operation operation) {
+int run_or_fail(DiskOperation kind, Operation operation) {
   return countdown(kind).strikes() ? faults.armed.code : operation();
 }
 
@@ -166,7 +166,7 @@ int close_file(sqlite3_file* file) {
 }
 
 int read_some(sqlite3_file* file, void* into, int count, sqlite3_int64 from) {
-  return unless_struck(DiskOperation::kRead, [&] {
+  return run_or_fail(DiskOperation::kRead, [&] {
     sqlite3_file* const real = shim(file)->real();
     return real->pMethods->xRead(real, into, count, from);
   });
@@ -186,7 +186,7 @@ int write_some(sqlite3_file* file, const void* from, int count, sqlite3_int64 to
 }
 
 int truncate(sqlite3_file* file, sqlite3_int64 size) {
-  return unless_struck(DiskOperation::kTruncate, [&] {
+  return run_or_fail(DiskOperation::kTruncate, [&] {
     if (tracked(shim(file)->path)) {
       barrier();
     }
@@ -196,7 +196,7 @@ int truncate(sqlite3_file* file, sqlite3_int64 size) {
 }
 
 int sync(sqlite3_file* file, int flags) {
-  return unless_struck(DiskOperation::kSync, [&] {
+  return run_or_fail(DiskOperation::kSync, [&] {
     const bool account = tracked(shim(file)->path);
     if (account) {
       barrier();
@@ -219,7 +219,7 @@ int sync(sqlite3_file* file, int flags) {
 }
 
 int file_size(sqlite3_file* file, sqlite3_int64* size) {
-  return unless_struck(DiskOperation::kSize, [&] {
+  return run_or_fail(DiskOperation::kSize, [&] {
     sqlite3_file* const real = shim(file)->real();
     return real->pMethods->xFileSize(real, size);
   });
@@ -229,7 +229,7 @@ int lock(sqlite3_file* file, int level) {
   if (level == SQLITE_LOCK_SHARED && faults.lock_action && faults.fresh_locks.strikes()) {
     std::exchange(faults.lock_action, {})();
   }
-  return unless_struck(DiskOperation::kLock, [&] {
+  return run_or_fail(DiskOperation::kLock, [&] {
     sqlite3_file* const real = shim(file)->real();
     return real->pMethods->xLock(real, level);
   });
@@ -243,7 +243,7 @@ int unlock(sqlite3_file* file, int level) {
 }
 
 int check_reserved_lock(sqlite3_file* file, int* held) {
-  return unless_struck(DiskOperation::kLock, [&] {
+  return run_or_fail(DiskOperation::kLock, [&] {
     sqlite3_file* const real = shim(file)->real();
     return real->pMethods->xCheckReservedLock(real, held);
   });
@@ -310,7 +310,7 @@ constexpr sqlite3_io_methods kMethods = {
 
 int open_file(sqlite3_vfs* /*vfs*/, const char* path, sqlite3_file* file, int flags, int* out_flags) {
   file->pMethods = nullptr;
-  return unless_struck(DiskOperation::kOpen, [&] {
+  return run_or_fail(DiskOperation::kOpen, [&] {
     const bool is_new = tracked(path) && !fs::exists(path);
     ShimFile* const opened = shim(file);
     const int result = machine->xOpen(machine, path, opened->real(), flags, out_flags);
@@ -329,7 +329,7 @@ int open_file(sqlite3_vfs* /*vfs*/, const char* path, sqlite3_file* file, int fl
 }
 
 int delete_file(sqlite3_vfs* /*vfs*/, const char* path, int sync_folder) {
-  return unless_struck(DiskOperation::kDelete, [&] {
+  return run_or_fail(DiskOperation::kDelete, [&] {
     const bool account = tracked(path) && fs::exists(path);
     if (account) {
       barrier();
@@ -352,7 +352,7 @@ int delete_file(sqlite3_vfs* /*vfs*/, const char* path, int sync_folder) {
 }
 
 int access_file(sqlite3_vfs* /*vfs*/, const char* path, int flags, int* out) {
-  return unless_struck(DiskOperation::kAccess, [&] { return machine->xAccess(machine, path, flags, out); });
+  return run_or_fail(DiskOperation::kAccess, [&] { return machine->xAccess(machine, path, flags, out); });
 }
 
 int full_path(sqlite3_vfs* /*vfs*/, const char* path, int size, char* out) {
@@ -424,7 +424,7 @@ void Disk::stand_in(bool in) {
   }
 }
 
-void Disk::fail(const DiskFault& fault, int nth, Lasting lasting) {
+void Disk::fail(const DiskFault& fault, int nth, FaultDuration lasting) {
   count();
   faults.armed = fault;
   countdown(fault.operation).arm(nth, lasting);
@@ -457,7 +457,7 @@ void Disk::meanwhile(long milliseconds, std::function<void()> action) {
 }
 
 void Disk::before_lock(int nth, std::function<void()> action) {
-  faults.fresh_locks.arm(nth, Lasting::kOnce);
+  faults.fresh_locks.arm(nth, FaultDuration::kOnce);
   faults.lock_action = std::move(action);
 }
 
@@ -494,14 +494,14 @@ void Power::cut() {
   power.on = false;
   power.report->delete_unsynced = !power.deleted.empty();
   for (const auto& [path, file] : power.files) {
-    if (file.creation_unsynced && toss()) {
+    if (file.creation_unsynced && coin_flip()) {
       fs::remove(path);
     } else if (fs::exists(path)) {
-      write_file(path, survivor(file, read_file(path)));
+      write_file(path, content_after_cut(file, read_file(path)));
     }
   }
   for (const auto& [path, content] : power.deleted) {
-    if (!fs::exists(path) && toss()) {
+    if (!fs::exists(path) && coin_flip()) {
       write_file(path, content);
     }
   }

@@ -29,7 +29,7 @@ class Disk {
   static void stand_in(bool in);
 
   // Makes the nth operation of a fault's kind fail from now on.
-  static void fail(const DiskFault& fault, int nth, Lasting lasting);
+  static void fail(const DiskFault& fault, int nth, FaultDuration lasting);
   // Stops failing and counts operations from now on.
   static void count();
   static int seen(DiskOperation operation);

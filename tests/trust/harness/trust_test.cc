@@ -24,7 +24,7 @@ bool no_shell = false;
 
 char at_work[256];
 
-void tell_and_die(int signal) {
+void report_and_abort(int signal) {
   char what[] = "crashed at: ";
   char what_else[] = "hung at: ";
   char* const beginning = signal == SIGALRM ? what_else : what;
@@ -98,7 +98,7 @@ void set_crash_note(const std::string& place, unsigned seconds) {
   static const bool watched = [] {
     for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGALRM}) {
       struct sigaction action {};
-      action.sa_handler = &tell_and_die;
+      action.sa_handler = &report_and_abort;
       sigaction(signal, &action, nullptr);
     }
     return true;
