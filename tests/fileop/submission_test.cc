@@ -32,10 +32,6 @@ constexpr Field kDesc = FIELD(event_desc);
 
 constexpr Field kTexts[] = {kUser, kIp, kComp, kDuid, kDesc};
 
-void PrintTo(const Field& field, std::ostream* out) {
-  *out << field.name;
-}
-
 // A complete operation, in which nothing is replaced.
 FileOpRecord complete_record() {
   FileOpRecord record;
