@@ -150,7 +150,7 @@ extern "C" {
 enum annal_result {
   ANNAL_OK = 0,                      /* success */
   ANNAL_TOO_LONG = -10,              /* a text field of a record is longer than its bound */
-  ANNAL_BAD_ARGUMENT = -11,          /* a null pointer, a code out of range, or a text that is no address */
+  ANNAL_BAD_ARGUMENT = -11,          /* a null pointer, a code out of range, or an invalid address */
   ANNAL_NO_MEMORY = -12,             /* a buffer or a statement's text could not be allocated */
   ANNAL_OPEN_FAILED = -20,           /* the log's file could not be opened (or created) */
   ANNAL_TABLE_FAILED = -21,          /* creating or dropping a table failed, or the compaction */
@@ -1366,7 +1366,7 @@ ANNAL_API int pavo2log_event_del(const char* path, unsigned int selector, const 
  * low 32 bits of a larger number count, so on a 64-bit machine it also accepts "10.0.0.4294967301". A number outside
  * the range of long counts as the nearest one inside it.
  *
- * Returns ANNAL_OK, ANNAL_BAD_ARGUMENT for what is no address, ANNAL_NO_MEMORY for a null pointer. Touches no file.
+ * Returns ANNAL_OK, ANNAL_BAD_ARGUMENT for an invalid address, ANNAL_NO_MEMORY for a null pointer. Touches no file.
  */
 ANNAL_API int pavo2log_checkip(char* ip) ANNAL_NOEXCEPT;
 

@@ -1,8 +1,8 @@
 /*
  * Corix_annal_text.h - the numbers of Corix_annal.h as texts.
  *
- * Everything here is inline: nothing is to be linked for it, and the library exports none of it. Each function returns
- * a constant text, in English, which is never to be freed; a number that it does not know has a text too.
+ * Everything here is inline: it needs no linking, and the library exports none of it. Each function returns a constant
+ * English text that must not be freed, also for an unknown number.
  */
 #ifndef CORIX_ANNAL_TEXT_H
 #define CORIX_ANNAL_TEXT_H
@@ -12,7 +12,7 @@
 /* The four logs. */
 enum annal_log { ANNAL_EVENT_LOG = 0, ANNAL_CONN_LOG = 1, ANNAL_FILEOP_LOG = 2, ANNAL_NOTICE_LOG = 3 };
 
-/* What a result says, in the words of Corix_annal.h. A count or an id, which is 0 or more, is "success". */
+/* The meaning of a result, in the words of Corix_annal.h. A count or an id, which is 0 or more, is "success". */
 static inline const char* annal_result_text(int result) {
   if (result >= 0) {
     return "success";
@@ -21,7 +21,7 @@ static inline const char* annal_result_text(int result) {
     case ANNAL_TOO_LONG:
       return "a text field of a record is longer than its bound";
     case ANNAL_BAD_ARGUMENT:
-      return "a null pointer, a code out of range, or a text that is no address";
+      return "a null pointer, a code out of range, or an invalid address";
     case ANNAL_NO_MEMORY:
       return "a buffer or a statement's text could not be allocated";
     case ANNAL_OPEN_FAILED:
@@ -47,7 +47,7 @@ static inline const char* annal_result_text(int result) {
   }
 }
 
-/* The name of a result as it is written in a program: "ANNAL_TOO_LONG". */
+/* The name of a result's constant, such as "ANNAL_TOO_LONG". */
 static inline const char* annal_result_name(int result) {
   if (result >= 0) {
     return "ANNAL_OK";
@@ -148,7 +148,7 @@ static inline const char* annal_log_name(int log) {
   }
 }
 
-/* The file of a log. Empty for the file operations, whose callers name it, and for what is no log. */
+/* The file of a log. Empty for file operations, whose callers name it, and for an unknown log. */
 static inline const char* annal_log_path(int log) {
   switch (log) {
     case ANNAL_EVENT_LOG:

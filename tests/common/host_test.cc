@@ -26,8 +26,8 @@ constexpr char kGuard = '\x5A';
 // A caller's buffer: a text, then the caller's other bytes.
 class Buffer {
  public:
-  explicit Buffer(const std::string& text, char behind = kGuard) : text_size_(text.size() + 1), behind_(behind) {
-    bytes_.fill(behind);
+  explicit Buffer(const std::string& text, char after = kGuard) : text_size_(text.size() + 1), after_(after) {
+    bytes_.fill(after);
     std::memcpy(bytes_.data(), text.c_str(), text_size_);
   }
 
@@ -37,13 +37,13 @@ class Buffer {
     return std::string(bytes_.data(), bytes_.size()).substr(from, count);
   }
   [[nodiscard]] bool is_untouched_behind_the_text() const {
-    return bytes(text_size_, bytes_.size()) == std::string(bytes_.size() - text_size_, behind_);
+    return bytes(text_size_, bytes_.size()) == std::string(bytes_.size() - text_size_, after_);
   }
 
  private:
   std::array<char, 256> bytes_{};
   std::size_t text_size_;
-  char behind_;
+  char after_;
 };
 
 class AddressCheckOf : public ApplianceTest, public testing::WithParamInterface<Address> {};

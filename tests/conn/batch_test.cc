@@ -415,7 +415,7 @@ TEST_F(ConnBatch, StoresEachNumber) {
   EXPECT_EQ(found, expected);
 }
 
-// ---- what lies behind a record ----
+// ---- bytes after a record ----
 
 using ThreeRecords = std::array<ConnRecord, 3>;
 

@@ -889,7 +889,7 @@ TEST_F(Recorder, HasASessionOfItsOwn) {
   EXPECT_EQ(run.group, run.process);
 }
 
-// ---- both commands that are left behind ----
+// ---- both detached commands ----
 
 void send_to_log_centre() {
   const EventRecord record = full_record();

@@ -161,14 +161,14 @@ struct Summary {
   std::uint64_t left_out = 0;
 };
 
-std::uint64_t number_behind(const std::string& text, std::string_view mark) {
+std::uint64_t number_after(const std::string& text, std::string_view mark) {
   const std::size_t place = text.find(mark);
   return place == std::string::npos ? 0 : std::strtoull(text.c_str() + place + mark.size(), nullptr, 10);
 }
 
 Summary summary_of(const std::string& text, bool dry) {
-  Summary summary{number_behind(text, dry ? "would import " : "imported "),
-                  number_behind(text, std::string(kFile) + ", "), number_behind(text, "refused, ")};
+  Summary summary{number_after(text, dry ? "would import " : "imported "),
+                  number_after(text, std::string(kFile) + ", "), number_after(text, "refused, ")};
   return summary;
 }
 

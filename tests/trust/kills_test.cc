@@ -62,9 +62,9 @@ EntryName name_of_entry(const std::string& user, const std::string& text) {
   const char* at = text.c_str();
   for (int* field : {&name.writer, &name.number, &name.part}) {
     at += std::strcspn(at, "0123456789");
-    char* behind = nullptr;
-    *field = static_cast<int>(std::strtol(at, &behind, 10));
-    at = behind;
+    char* end = nullptr;
+    *field = static_cast<int>(std::strtol(at, &end, 10));
+    at = end;
   }
   if (text != text_of_entry(name.writer, name.number, name.part) || user != "w" + std::to_string(name.writer)) {
     throw std::runtime_error("an entry that nobody has written: " + user + ", " + text.substr(0, 60));

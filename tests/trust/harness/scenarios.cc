@@ -174,10 +174,10 @@ bool batch_is_whole(const Outcome& outcome, const Expectation& expected) {
   const std::vector<std::string> all_old = rows_with(expected.before, false);
   const std::vector<std::string> old_rows = rows_with(outcome.found, false);
   const std::vector<std::string> new_rows = rows_with(outcome.found, true);
-  const bool made_anew = outcome.faults >= 2 && old_rows.empty();
+  const bool recreated = outcome.faults >= 2 && old_rows.empty();
   if (outcome.result != ANNAL_OK && new_rows.empty()) {
     return is_one_of(outcome.result, {ANNAL_OPEN_FAILED, ANNAL_INSERT_FAILED, ANNAL_BATCH_FAILED}) &&
-           (outcome.found == expected.before || made_anew);
+           (outcome.found == expected.before || recreated);
   }
   const bool limited = without_trigger(outcome.found) != outcome.found;
   const std::size_t kept = limited ? all_old.size() - std::min(all_old.size(), new_rows.size()) : all_old.size();
@@ -185,7 +185,7 @@ bool batch_is_whole(const Outcome& outcome, const Expectation& expected) {
   const bool latest_kept = old_rows.size() == kept && std::equal(old_rows.rbegin(), old_rows.rend(), all_old.rbegin());
   const bool counted = outcome.result == ANNAL_INSERT_FAILED ||
                        (outcome.result == ANNAL_OK && std::to_string(new_rows.size()) == outcome.output);
-  return each_once && counted && (latest_kept || made_anew);
+  return each_once && counted && (latest_kept || recreated);
 }
 
 // ---- the registry ----
