@@ -511,10 +511,10 @@ TEST_P(ConnSubmissionWithAQuoteIn, FailsAndIsForwardedToNobody) {
     ConnRecord record = complete_record();
     put(record, GetParam(), text);
     const ConnRecord before = copy_of(record);
-    const ChildrenNoted noted;
+    const ChildRecorder noted;
     EXPECT_EQ(annal_conn_add2(&record), ANNAL_INSERT_FAILED) << text;
     EXPECT_TRUE(same_bytes(record, before));
-    EXPECT_TRUE(ChildrenNoted::calls().empty());
+    EXPECT_TRUE(ChildRecorder::calls().empty());
   }
   EXPECT_EQ(stored_rows(), Rows());
   EXPECT_EQ(consumer_calls(), Calls());

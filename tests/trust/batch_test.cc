@@ -25,7 +25,7 @@ class UndoneBatch : public TrustTest {
 
 TEST_F(UndoneBatch, CountsAndStoresTheRecordsAfterIt) {
   std::array<ConnRecord, 3> records{};
-  Disk::fail(kFullDisk, 1, Lasting::kOnce);
+  Disk::fail(kFullDisk, 1, FaultDuration::kOnce);
   int inserted = -1;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 3, &inserted), ANNAL_INSERT_FAILED);
   Disk::count();
@@ -35,7 +35,7 @@ TEST_F(UndoneBatch, CountsAndStoresTheRecordsAfterIt) {
 
 TEST_F(UndoneBatch, ForwardsTheRecordsAfterIt) {
   std::array<ConnRecord, 3> records{};
-  Disk::fail(kFullDisk, 1, Lasting::kOnce);
+  Disk::fail(kFullDisk, 1, FaultDuration::kOnce);
   int inserted = -1;
   EXPECT_EQ(annal_conn_add_entries2(records.data(), 3, &inserted), ANNAL_INSERT_FAILED);
   EXPECT_EQ(PlatformRecorder::calls_of("SendConnToZSyslogd").size(), 3U);
