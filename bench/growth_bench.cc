@@ -187,7 +187,7 @@ std::vector<Question> conn_questions() {
   return questions;
 }
 
-// Sets one field of a zeroed record.
+// Copies a text into a zeroed field.
 template <std::size_t kSize>
 void fill(char (&field)[kSize], std::string_view text) {
   text.copy(field, kSize - 1);

@@ -175,7 +175,7 @@ TEST_F(ConnBatch, StoresRecordsInTheirOrder) {
             Rows({{"1", "first"}, {"2", "second"}, {"3", "third"}}));
 }
 
-TEST_F(ConnBatch, LeavesACompleteRecordAsItIs) {
+TEST_F(ConnBatch, KeepsACompleteRecord) {
   ConnRecord record = complete_record();
   EXPECT_EQ(submit(record), 1);
   EXPECT_TRUE(same_bytes(record, complete_record()));
@@ -458,7 +458,7 @@ TEST_F(ConnBatch, ReadsOnlyTheGivenNumberOfRecords) {
 
 // ---- the earlier form ----
 
-TEST_F(ConnBatch, LeavesRecordsOfTheEarlierFormAsTheyAre) {
+TEST_F(ConnBatch, KeepsRecordsOfTheEarlierForm) {
   ConnRecord spoiled = empty_record();
   put(spoiled, kRes, "/share/\ta");
   const std::array before{earlier_form(complete_record()), earlier_form(spoiled)};

@@ -359,12 +359,12 @@ class ConnForwardingWithoutProcesses : public ConnForwarding {
   }
 };
 
-TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSame) {
+TEST_F(ConnForwardingWithoutProcesses, StillStores) {
   expect_stored_with(0, {});
 }
 
 // The log centre's first child reports it in its exit status.
-TEST_F(ConnForwardingWithoutProcesses, StoresAllTheSameWhenTheSecondIsMissing) {
+TEST_F(ConnForwardingWithoutProcesses, StillStoresIfTheSecondCannotBeCreated) {
   expect_stored_with(1, {1, 0});
 }
 
@@ -556,7 +556,7 @@ constexpr Detail kDetails[] = {{kClientId, "client_id=", "HTTP_CLIENT_ID"},
                                {kClientApp, "client_app=", "HTTP_CLIENT_APP"},
                                {kClientAgent, "client_agent=", "HTTP_CLIENT_AGENT"}};
 
-TEST_F(ConnLogCentreDetail, ComesFromTheWebServerWhereTheRecordHasNone) {
+TEST_F(ConnLogCentreDetail, ComesFromTheWebServerIfTheRecordHasNone) {
   for (std::size_t i = 0; i < std::size(kDetails); ++i) {
     Row expected = full_vector();
     const std::string text = kDetails[i].key;
@@ -572,13 +572,13 @@ TEST_F(ConnLogCentreDetail, ComesFromTheWebServerWhereTheRecordHasNone) {
   }
 }
 
-TEST_F(ConnLogCentreDetail, IsMissingWhereNobodyKnowsIt) {
+TEST_F(ConnLogCentreDetail, IsMissingIfNoOneKnowsIt) {
   Row expected = full_vector();
   expected.resize(11);
   EXPECT_EQ(vector_without(complete_record(), {kClientId, kClientApp, kClientAgent}), expected);
 }
 
-TEST_F(ConnLogCentreDetail, DoesNotComeFromTheWebServerForAConnectionThatWasFilledIn) {
+TEST_F(ConnLogCentreDetail, DoesNotComeFromTheWebServerForAFilledConnection) {
   for (const auto& [field, key, variable] : kDetails) {
     setenv(variable, "of the web server", 1);
   }
@@ -587,7 +587,7 @@ TEST_F(ConnLogCentreDetail, DoesNotComeFromTheWebServerForAConnectionThatWasFill
 }
 
 // All texts share the same room, to the last byte.
-TEST_F(ConnLogCentreDetail, IsCutWhereTheRoomEnds) {
+TEST_F(ConnLogCentreDetail, IsCutAtTheEndOfTheRoom) {
   const Row full = full_vector();
   std::size_t used = 0;
   for (std::size_t i = 2; i < 11; ++i) {
@@ -721,7 +721,7 @@ TEST_F(ConnRecorder, GetsLongTextsWhole) {
                                        "-m", text, "-s", "0", "-c", "10", "-a", text}));
 }
 
-TEST_F(ConnRecorder, IsLeftAloneWhereItIsNotInstalled) {
+TEST_F(ConnRecorder, IsSkippedIfNotInstalled) {
   std::filesystem::remove(kRecorderTool);
   expect_nothing_started(10);
   std::filesystem::create_symlink("/sbin/missing", kRecorderTool);
@@ -729,7 +729,7 @@ TEST_F(ConnRecorder, IsLeftAloneWhereItIsNotInstalled) {
 }
 
 // It is tried if it exists.
-TEST_F(ConnRecorder, IsTriedWhenItCannotBeRun) {
+TEST_F(ConnRecorder, IsTriedEvenIfItCannotRun) {
   const auto tried = [] {
     const ChildRecorder noted;
     EXPECT_EQ(send(10), ANNAL_OK);

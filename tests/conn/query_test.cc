@@ -288,7 +288,7 @@ TEST_F(ConnSearch, FindsTextsInEitherCaseAndByWildcards) {
   EXPECT_EQ(count(nullptr, nullptr), 5);
 }
 
-TEST_F(ConnSearch, MatchesUsersButNotAddressesExactlyWhenTheFlagSaysSo) {
+TEST_F(ConnSearch, MatchesUsersButNotAddressesExactlyIfTheFlagIsSet) {
   sql(kLog, "INSERT INTO ANNAL_CONN (conn_user, conn_ip) VALUES ('adm', '1'), ('admin', '192.168.0.1'), ('', '2');");
   EXPECT_EQ(count("adm", nullptr), 2);
   EXPECT_EQ(annal_conn_enable_name_matching(1), 0);
@@ -305,7 +305,7 @@ TEST_F(ConnSearch, MatchesUsersButNotAddressesExactlyWhenTheFlagSaysSo) {
   EXPECT_EQ(count("adm", nullptr), 2);
 }
 
-TEST_F(ConnSearch, DoesNotMatchUsersExactlyBecauseTheEventsDo) {
+TEST_F(ConnSearch, IgnoresTheEventsUserFlag) {
   sql(kLog, "INSERT INTO ANNAL_CONN (conn_user) VALUES ('admin');");
   annal_event_enable_name_matching(1);
   EXPECT_EQ(count("adm", nullptr), 1);
@@ -327,7 +327,7 @@ TEST_F(ConnSearch, CannotSearchForServiceActionAndResultNone) {
   EXPECT_EQ(count(0, 0, 13), 1);
 }
 
-TEST_F(ConnSearch, FailsToCountWhatIsNegative) {
+TEST_F(ConnSearch, ReportsANegativeCountAsFailure) {
   const auto all = [] { return annal_conn_query_count(0); };
   const auto search = [] {
     return annal_conn_query_count_ex2(/* type_mode= */ 0, /* date_from= */ nullptr, /* date_to= */ nullptr,
@@ -408,7 +408,7 @@ TEST_F(ConnSearch, ListsTheTablesOwnColumnsForPollingClients) {
 }
 
 // The caller's text groups the inner selection, so the count is the number of groups.
-TEST_F(ConnSearch, PutsTheGroupTextBehindTheLevels) {
+TEST_F(ConnSearch, PutsTheGroupTextAfterTheLevels) {
   sql(kLog, "INSERT INTO ANNAL_CONN (conn_type, conn_user) VALUES (0, 'ann'), (0, 'bob'), (0, 'ann');");
   EXPECT_EQ(list_groups("GROUP BY conn_user"), ANNAL_OK);
   ASSERT_EQ(listing.rows.size(), 1U);

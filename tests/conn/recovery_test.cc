@@ -138,14 +138,14 @@ constexpr Fault kFaults[] = {
 
 // ---- faults ----
 
-class ConnRecoveryIsNotTriggeredBy : public ConnRecovery, public testing::WithParamInterface<std::tuple<Fault, int>> {};
-INSTANTIATE_TEST_SUITE_P(, ConnRecoveryIsNotTriggeredBy,
+class ConnRecoveryAfterFaults : public ConnRecovery, public testing::WithParamInterface<std::tuple<Fault, int>> {};
+INSTANTIATE_TEST_SUITE_P(, ConnRecoveryAfterFaults,
                          testing::Combine(testing::ValuesIn(kFaults), testing::Range(0, kAttempts + 1)),
                          [](const testing::TestParamInfo<std::tuple<Fault, int>>& tested) {
                            return std::get<0>(tested.param).name + std::to_string(std::get<1>(tested.param)) + "Times";
                          });
 
-TEST_P(ConnRecoveryIsNotTriggeredBy, KeepsTheLogOnceAndMakesItAnewBeforeEachFurtherAttempt) {
+TEST_P(ConnRecoveryAfterFaults, KeepsTheLogOnceAndRecreatesItBeforeEachFurtherAttempt) {
   const auto& [fault, failures] = GetParam();
   const Calls created = creation();
   sqlite.fail_first(failures, fault.call);
@@ -163,7 +163,7 @@ TEST_P(ConnRecoveryIsNotTriggeredBy, KeepsTheLogOnceAndMakesItAnewBeforeEachFurt
   }
 }
 
-TEST_P(ConnRecoveryIsNotTriggeredBy, IsTheSameForNothingAndForTheEarlierForm) {
+TEST_P(ConnRecoveryAfterFaults, IsTheSameForNoRecordsAndForTheEarlierForm) {
   const auto& [fault, failures] = GetParam();
   const ConnRecordV1 record = earlier_form(complete_record());
   for (const int count : {0, 1}) {
@@ -206,7 +206,7 @@ TEST_F(ConnRecovery, EndsWithAnAttemptThatCannotOpenTheFile) {
 }
 
 // Only the next attempt fails because of it.
-TEST_F(ConnRecovery, GoesOnBehindACreationThatFails) {
+TEST_F(ConnRecovery, ContinuesAfterAFailedCreation) {
   Calls expected = unprepared();
   append(expected, unprepared());
   append(expected, connection(kLog, {}, false));
@@ -248,7 +248,7 @@ constexpr BrokenLog kBroken[] = {
 class ConnRecoveryOfAFile : public ConnRecovery, public testing::WithParamInterface<BrokenLog> {};
 INSTANTIATE_TEST_SUITE_P(, ConnRecoveryOfAFile, testing::ValuesIn(kBroken), name_in<BrokenLog>);
 
-TEST_P(ConnRecoveryOfAFile, MakesItAnewAfterTwoAttempts) {
+TEST_P(ConnRecoveryOfAFile, RecreatesItAfterTwoAttempts) {
   const Calls expected = attempts(2, unprepared(), creation());
   GetParam().make();
   expect_answer(ANNAL_OK, 2);
@@ -257,7 +257,7 @@ TEST_P(ConnRecoveryOfAFile, MakesItAnewAfterTwoAttempts) {
   EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'other';"), "0");
 }
 
-TEST_F(ConnRecovery, LeavesAloneWhatCannotBeOpened) {
+TEST_F(ConnRecovery, LeavesALogThatCannotBeOpenedAlone) {
   fs::remove(kLog);
   fs::create_symlink("/etc/logs/missing/conn.log", kLog);
   expect_answer(ANNAL_OPEN_FAILED, 0);
@@ -309,7 +309,7 @@ class ConnRecoveryWithRights : public ConnRecovery {
   }
 };
 
-TEST_F(ConnRecoveryWithRights, KeepsThoseOfTheOldLog) {
+TEST_F(ConnRecoveryWithRights, KeepsTheOldLogsRights) {
   const std::size_t files = files_in_folder();
   for (const Rights& rights : unusual_rights()) {
     put_garbage(kLog);
@@ -332,7 +332,7 @@ TEST_F(ConnRecoveryWithRights, LetsTheOwnerReadAndWrite) {
   EXPECT_EQ(rights_of(kLog), Rights{0644});
 }
 
-TEST_F(ConnRecoveryWithRights, MakesALogThatWasMissingAsTheMaskSays) {
+TEST_F(ConnRecoveryWithRights, CreatesAMissingLogUnderTheUmask) {
   fs::remove(kLog);
   const mode_t before = umask(026);
   expect_answer(ANNAL_OK, 2);
@@ -342,7 +342,7 @@ TEST_F(ConnRecoveryWithRights, MakesALogThatWasMissingAsTheMaskSays) {
 
 // No one can open it before it has its rights. The process closes it before it gets its name, because closing it later
 // would release other threads' locks.
-TEST_F(ConnRecoveryWithRights, NamesTheNewLogWhenItIsReady) {
+TEST_F(ConnRecoveryWithRights, LinksTheNewLogWhenItIsReady) {
   const Rights rights{0640};
   give_rights(kLog, rights);
   int links = 0;
@@ -359,7 +359,7 @@ TEST_F(ConnRecoveryWithRights, NamesTheNewLogWhenItIsReady) {
   EXPECT_EQ(links, 1);
 }
 
-TEST_F(ConnRecoveryWithRights, LeavesALogThatAnotherProcessHasMadeMeanwhile) {
+TEST_F(ConnRecoveryWithRights, KeepsALogThatAnotherProcessHasCreatedMeanwhile) {
   at_link = [](const char* /*name*/) {
     at_link = nullptr;
     sql(kLog, "CREATE TABLE other (x);");
@@ -371,7 +371,7 @@ TEST_F(ConnRecoveryWithRights, LeavesALogThatAnotherProcessHasMadeMeanwhile) {
 }
 
 // Without the capability to override permissions, the process could not write a log that belongs to someone else.
-TEST_F(ConnRecoveryWithRights, KeepsNoOwnerWhoWouldShutItOut) {
+TEST_F(ConnRecoveryWithRights, KeepsNoOwnerThatWouldLockItOut) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can give a log to somebody else";
   }
@@ -407,7 +407,7 @@ TEST_F(ConnRecoveryWithRights, KeepsTheAccessList) {
 }
 
 // A process that cannot keep owner and group gives the new group only the others' rights.
-TEST_F(ConnRecoveryWithRights, OpensItToNobodyElseWhereTheGroupCannotBeKept) {
+TEST_F(ConnRecoveryWithRights, GrantsNoMoreRightsIfTheGroupCannotBeKept) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can become somebody else";
   }
@@ -436,7 +436,7 @@ void become_ordinary_user_in(fs::perms permissions) {
 constexpr fs::perms kUnwritable = fs::perms::owner_read | fs::perms::owner_exec | fs::perms::group_read |
                                   fs::perms::group_exec | fs::perms::others_read | fs::perms::others_exec;
 
-TEST_F(ConnRecovery, CannotMakeALogInAnUnwritableFolder) {
+TEST_F(ConnRecovery, CannotCreateALogInAnUnwritableFolder) {
   fs::remove(kLog);
   survive([this] {
     become_ordinary_user_in(kUnwritable);
@@ -499,7 +499,7 @@ TEST_F(ConnRecovery, WaitsForALockTwiceAndKeepsTheLog) {
 }
 
 // The lock's owner keeps a file that no one else can see any more.
-TEST_F(ConnRecovery, ThrowsAwayALogThatStaysLocked) {
+TEST_F(ConnRecovery, DeletesALogThatStaysLocked) {
   const Calls expected = attempts(2, unprepared(), creation());
   const fs::path held = "/etc/logs/held";
   fs::create_hard_link(kLog, held);
@@ -527,7 +527,7 @@ class Connection {
 };
 
 // A writer that lets others read does not stop the batch from beginning: the rows fail, one by one.
-TEST_F(ConnRecovery, KeepsALogThatAnotherIsWritingTo) {
+TEST_F(ConnRecovery, KeepsALogThatAnotherProcessWrites) {
   Connection writer;
   writer.run("BEGIN IMMEDIATE;");
   sqlite.shorten_waits(20);
@@ -538,7 +538,7 @@ TEST_F(ConnRecovery, KeepsALogThatAnotherIsWritingTo) {
   EXPECT_EQ(stored_count(), "1");
 }
 
-TEST_F(ConnRecovery, AnswersACommitThatAReaderPrevents) {
+TEST_F(ConnRecovery, ReportsACommitThatAReaderPrevents) {
   Connection reader;
   reader.run("BEGIN; SELECT * FROM ANNAL_CONN;");
   sqlite.shorten_waits(20);

@@ -194,7 +194,7 @@ TEST_F(ConnSubmission, StopsReadingClientFieldsAtTheRecordsEnd) {
   EXPECT_EQ(stored("conn_client_agent"), std::string(257, 'g'));
 }
 
-TEST_F(ConnSubmission, ReadsNothingBehindARecordOfTheEarlierForm) {
+TEST_F(ConnSubmission, ReadsNothingAfterARecordOfTheEarlierForm) {
   RecordAtTheEnd<ConnRecordV1> record;
   *record = earlier_form(complete_record());
   EXPECT_EQ(annal_conn_add(record.get()), ANNAL_OK);
@@ -234,7 +234,7 @@ TEST_F(ConnSubmission, StoresEachNumber) {
 
 // ---- what becomes of the record ----
 
-TEST_F(ConnSubmission, LeavesACompleteRecordAsItIs) {
+TEST_F(ConnSubmission, KeepsACompleteRecord) {
   ConnRecord record = complete_record();
   EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, complete_record()));
@@ -299,7 +299,7 @@ TEST_F(ConnSubmission, NumbersConnectionsInTheirOrder) {
             Rows({{"1", "first"}, {"2", "second"}}));
 }
 
-TEST_F(ConnSubmission, LeavesARecordOfTheEarlierFormAsItIs) {
+TEST_F(ConnSubmission, KeepsARecordOfTheEarlierForm) {
   ConnRecord full = empty_record();
   put(full, kIp, "fe80::1%eth0");
   put(full, kRes, "/share/\ta");
@@ -346,7 +346,7 @@ TEST_F(ConnSubmission, ClearsTheWholeFieldOfARejectedAddress) {
   }
 }
 
-TEST_F(ConnSubmission, KeepsTheBytesBehindAnAddressWithoutItsZone) {
+TEST_F(ConnSubmission, KeepsTheBytesAfterAnAddressWithoutItsZone) {
   ConnRecord record = complete_record();
   put(record, kIp, "fe80::1%eth0");
   ConnRecord expected = copy_of(record);
@@ -363,7 +363,7 @@ struct Origin {
   const char* stored;
 };
 
-TEST_F(ConnSubmission, TakesAConnectionWithNeitherAddressNorClientForTheAppliancesOwn) {
+TEST_F(ConnSubmission, TreatsAConnectionWithNeitherAddressNorClientAsTheAppliances) {
   constexpr Origin kOrigins[] = {
       {"", "", "localhost"},
       {"", "---", "localhost"},
@@ -503,7 +503,7 @@ TEST_F(ConnSubmission, StoresClientFieldsAsTheyAre) {
 class ConnSubmissionWithAQuoteIn : public ConnSubmission, public testing::WithParamInterface<Field> {};
 INSTANTIATE_TEST_SUITE_P(, ConnSubmissionWithAQuoteIn, testing::Values(kUser, kIp, kComp, kApp), name_in<Field>);
 
-TEST_P(ConnSubmissionWithAQuoteIn, FailsAndIsForwardedToNobody) {
+TEST_P(ConnSubmissionWithAQuoteIn, FailsAndIsNotForwarded) {
   platform.answer("Is_Valid_Source", 1);
   commands.install("/usr/local/sbin/evsh");
   commands.install("/sbin/orcapro_conn_log_tool");
@@ -556,13 +556,13 @@ TEST_F(ConnSubmissionFailure, WithoutTheLogFolder) {
   expect_answer(ANNAL_OPEN_FAILED);
 }
 
-TEST_F(ConnSubmissionFailure, WithoutTheTableLeavesTheFileToOthers) {
+TEST_F(ConnSubmissionFailure, WithoutTheTableKeepsTheFile) {
   annal_conn_remove_tbl();
   expect_answer(ANNAL_INSERT_FAILED);
   EXPECT_TRUE(exists(kLog));
 }
 
-TEST_F(ConnSubmissionFailure, InADamagedFileLeavesItAsItIs) {
+TEST_F(ConnSubmissionFailure, InADamagedFileKeepsIt) {
   put_garbage(kLog);
   expect_answer(ANNAL_INSERT_FAILED);
   std::ifstream file(kLog);
@@ -574,7 +574,7 @@ TEST_F(ConnSubmissionFailure, InATableOfAnEarlierRelease) {
   expect_answer(ANNAL_INSERT_FAILED);
 }
 
-TEST_F(ConnSubmissionFailure, BehindALockThatLasts) {
+TEST_F(ConnSubmissionFailure, BehindALastingLock) {
   sqlite.shorten_waits(50);
   const LockHolder lock(kLog);
   expect_answer(ANNAL_INSERT_FAILED);

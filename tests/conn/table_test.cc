@@ -250,7 +250,7 @@ TEST_F(ConnTable, DropsTheOldestByDateAndTimeWhenFull) {
   EXPECT_EQ(ids(), "1,4");
 }
 
-TEST_F(ConnTable, LosesOneOf10001EntriesByDefault) {
+TEST_F(ConnTable, DropsOneOf10001EntriesByDefault) {
   sql(kLog,
       "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000) "
       "INSERT INTO ANNAL_CONN (conn_date, conn_time) SELECT '2020-01-02', printf('%05d', i) FROM n;");
@@ -259,7 +259,7 @@ TEST_F(ConnTable, LosesOneOf10001EntriesByDefault) {
   EXPECT_EQ(sql(kLog, "SELECT COUNT(*), MIN(conn_id), MAX(conn_id) FROM ANNAL_CONN;"), Rows({{"10000", "2", "10001"}}));
 }
 
-TEST_F(ConnTable, LosesSoManyOfTheOldest) {
+TEST_F(ConnTable, DropsNOfTheOldest) {
   constexpr struct {
     int count;
     const char* left;
@@ -355,7 +355,7 @@ TEST_F(ConnTable, RefusesSelectorAbove11BeforeOpeningTheFile) {
 
 // ---- columns ----
 
-TEST_F(ConnTable, AnswersAColumnWithTheIntegerInItsFirstRow) {
+TEST_F(ConnTable, ReturnsAColumnsIntegerInItsFirstRow) {
   EXPECT_EQ(annal_conn_table_check_column("conn_client_agent"), ANNAL_QUERY_FAILED);
   sql(kLog, "INSERT INTO ANNAL_CONN (conn_type, conn_serv, conn_user) VALUES (-1, 12, 'ann');");
   EXPECT_EQ(annal_conn_table_check_column("conn_serv"), 12);
@@ -429,7 +429,7 @@ TEST_F(ConnTable, GivesOldEntriesTheDefaultsOfAMigration) {
             Rows({{"", "0", "---", "---", "---"}}));
 }
 
-TEST_F(ConnTable, RefusesToMigrateWhatIsNoOlderForm) {
+TEST_F(ConnTable, RefusesToMigrateATableThatIsNotAnOlderForm) {
   make_older_table(9);
   EXPECT_EQ(annal_conn_modify_tbl(), ANNAL_CHANGE_FAILED);
   sql(kLog, "DROP TABLE ANNAL_CONN;");
@@ -450,7 +450,7 @@ TEST_F(ConnTable, KnowsEachOfItsColumnsByName) {
 
 // ---- the flag ----
 
-TEST(ConnNameMatching, IsSwitchedByAnythingButZero) {
+TEST(ConnNameMatching, IsSwitchedOnByAnyNonzeroValue) {
   EXPECT_EQ(is_conn_name_matching, 0);
   for (const int on : {7, -1, INT_MIN}) {
     EXPECT_EQ(annal_conn_enable_name_matching(on), 0);

@@ -328,7 +328,7 @@ TEST_F(EventSubmissionRefusal, OfAnUnknownTypeChangesNothing) {
 
 // ---- defaults ----
 
-TEST_F(EventSubmission, LeavesACompleteRecordAsItIs) {
+TEST_F(EventSubmission, KeepsACompleteRecord) {
   EventRecord record = complete_record();
   EXPECT_EQ(submit(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, complete_record()));
@@ -842,11 +842,11 @@ template <typename Record>
 class EventSubmissionRefusalOfAnyForm : public EventSubmissionRefusal {};
 TYPED_TEST_SUITE(EventSubmissionRefusalOfAnyForm, AllForms);
 
-TYPED_TEST(EventSubmissionRefusalOfAnyForm, AnswersANullRecord) {
+TYPED_TEST(EventSubmissionRefusalOfAnyForm, RefusesANullRecord) {
   EXPECT_EQ(submit(static_cast<TypeParam*>(nullptr)), ANNAL_BAD_ARGUMENT);
 }
 
-TYPED_TEST(EventSubmissionRefusalOfAnyForm, AnswersAnUnknownType) {
+TYPED_TEST(EventSubmissionRefusalOfAnyForm, RefusesAnUnknownType) {
   for (const int type : {3, -1, INT_MIN}) {
     auto record = leading_part<TypeParam>(complete_record());
     record.event_type = type;
@@ -874,18 +874,18 @@ TYPED_TEST(EventSubmissionOfAnyForm, RunsOneStatementInOneConnection) {
   EXPECT_EQ(this->sqlite.calls().size(), 4U);
 }
 
-TYPED_TEST(EventSubmissionOfAnyForm, AnswersWithoutMemory) {
+TYPED_TEST(EventSubmissionOfAnyForm, ReturnsNoMemoryWithoutMemory) {
   this->sqlite.fail("mprintf");
   EXPECT_EQ(submit(&this->record), ANNAL_NO_MEMORY);
   EXPECT_TRUE(this->sqlite.calls().empty());
 }
 
-TYPED_TEST(EventSubmissionOfAnyForm, AnswersWithoutTheLogFolder) {
+TYPED_TEST(EventSubmissionOfAnyForm, ReturnsOpenFailedWithoutTheLogFolder) {
   remove_log_folder();
   EXPECT_EQ(submit(&this->record), ANNAL_OPEN_FAILED);
 }
 
-TYPED_TEST(EventSubmissionOfAnyForm, AnswersWithoutTheTable) {
+TYPED_TEST(EventSubmissionOfAnyForm, ReturnsInsertFailedWithoutTheTable) {
   annal_event_remove_tbl();
   EXPECT_EQ(submit(&this->record), ANNAL_INSERT_FAILED);
 }
@@ -905,7 +905,7 @@ TYPED_TEST(EventSubmissionOfOlderForm, LeavesTheCallersRecordAsItIs) {
   EXPECT_EQ(stored("event_desc"), "Fan2 failed.");
 }
 
-TYPED_TEST(EventSubmissionOfOlderForm, ReadsNothingBehindTheRecord) {
+TYPED_TEST(EventSubmissionOfOlderForm, ReadsNothingAfterTheRecord) {
   RecordAtTheEnd<TypeParam> record;
   *record = leading_part<TypeParam>(complete_record());
   EXPECT_EQ(submit(record.get()), ANNAL_OK);

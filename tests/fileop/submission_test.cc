@@ -218,7 +218,7 @@ TEST_F(FileOpSubmission, FillsEveryColumn) {
                    "17", "4096", "pc1", "phone", "renamed", "", "0"}}));
 }
 
-TEST_F(FileOpSubmission, LeavesACompleteRecordAsItIs) {
+TEST_F(FileOpSubmission, KeepsACompleteRecord) {
   FileOpRecord record = complete_record();
   const std::string before = bytes_of(record);
   EXPECT_EQ(add(record), 1);

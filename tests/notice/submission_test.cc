@@ -226,7 +226,7 @@ TEST_F(NoticeSubmissionRefusal, OfNoRecord) {
 
 // ---- what is written into the record ----
 
-TEST_F(NoticeSubmission, LeavesACompleteRecordAsItIs) {
+TEST_F(NoticeSubmission, KeepsACompleteRecord) {
   NoticeRecord record = complete_record();
   EXPECT_EQ(annal_notice_add(&record), ANNAL_OK);
   EXPECT_TRUE(same_bytes(record, complete_record()));

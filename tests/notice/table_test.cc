@@ -651,7 +651,7 @@ TEST_P(DeletionBy, RefusesANullValueBeforeOpeningTheFile) {
   EXPECT_FALSE(exists(kLog));
 }
 
-TEST_P(DeletionByNumber, ReadsTheWholeIntAndNothingBehindIt) {
+TEST_P(DeletionByNumber, ReadsTheWholeIntAndNothingAfterIt) {
   for (const int number : {INT_MIN, INT_MAX, -1, 0, 0x01020304}) {
     SCOPED_TRACE(number);
     const int numbers[] = {number, 12345};

@@ -1,4 +1,4 @@
-// A file's owner, group, mode and access list.
+// A file's mode, owner and group.
 #pragma once
 
 #include <gtest/gtest.h>

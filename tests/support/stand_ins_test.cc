@@ -91,7 +91,7 @@ TEST(ControlCharacterStandIn, KeepsTheirNeighbours) {
   }
 }
 
-TEST(ControlCharacterStandIn, RemovesNoOthersOfAllCharacters) {
+TEST(ControlCharacterStandIn, RemovesNoOtherCharacter) {
   int removed = 0;
   for (std::uint32_t character = 1; character <= 0x10FFFF; ++character) {
     const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
@@ -101,13 +101,13 @@ TEST(ControlCharacterStandIn, RemovesNoOthersOfAllCharacters) {
   EXPECT_EQ(removed, 31 + 33 + 1 + 2 + 7 + 4);
 }
 
-TEST(ControlCharacterStandIn, RemovesEveryOneOfAText) {
+TEST(ControlCharacterStandIn, RemovesAllInAText) {
   const auto [text, removed] = cleaned("\x01\x02 G\u0085r\u200E\u200Fün \u2028e" + utf8(0x202E) + "\x7F");
   EXPECT_EQ(text, " Grün e");
   EXPECT_EQ(removed, 2 + 2 + 3 + 3 + 3 + 3 + 1);
 }
 
-TEST(ControlCharacterStandIn, LeavesNothingOfATextOfThemAlone) {
+TEST(ControlCharacterStandIn, EmptiesATextOfThemAlone) {
   const auto [text, removed] = cleaned("\r\n" + utf8(0x2066));
   EXPECT_EQ(text, "");
   EXPECT_EQ(removed, 5);
@@ -131,17 +131,17 @@ TEST(ControlCharacterStandIn, KeepsASequenceThatIsCutOffByTheEndOfTheText) {
 }
 
 // The terminator ends the text, even if the byte after it would complete a control character.
-TEST(ControlCharacterStandIn, LooksAtNothingBehindTheText) {
+TEST(ControlCharacterStandIn, ReadsNothingAfterTheText) {
   char text[] = "a\xE2\x80\0\x8E";
   EXPECT_EQ(Skip_Unicode_Control_Characters(text), 0);
   EXPECT_EQ(std::string(text, sizeof text), std::string("a\xE2\x80\0\x8E", sizeof text));
 }
 
-TEST(ControlCharacterStandIn, LooksAtTheTextOnlyOnce) {
+TEST(ControlCharacterStandIn, DoesNotRescanTheText) {
   EXPECT_EQ(cleaned("\xE2\x01\x80\x8E").text, "\xE2\x80\x8E");
 }
 
-TEST(ControlCharacterStandIn, LeavesNothingToDoInAnEmptyText) {
+TEST(ControlCharacterStandIn, AcceptsAnEmptyText) {
   EXPECT_EQ(cleaned("").removed, 0);
   EXPECT_EQ(Skip_Unicode_Control_Characters(nullptr), 0);
 }

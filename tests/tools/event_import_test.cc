@@ -168,7 +168,7 @@ TEST_F(AnnalctlImport, StoreFailureStopsAndSaysWhereToContinue) {
   EXPECT_NE(finished.err.find("--from-line 2"), std::string::npos) << finished.err;
 }
 
-TEST_F(AnnalctlImport, FromLineLeavesOutWhatIsStoredAlready) {
+TEST_F(AnnalctlImport, FromLineSkipsStoredLines) {
   ASSERT_EQ(import("{\"event_desc\":\"one\"}\n{\"event_desc\":\"two\"}\n", {"--from-line", "2"}).status, 0);
   const std::vector<Json> all = events();
   ASSERT_EQ(all.size(), 1U);

@@ -23,7 +23,7 @@ class FileStateTest : public annal::test::ApplianceTest {
   }
 };
 
-TEST_F(FileStateTest, FileThatNobodyWroteToHasTheSameState) {
+TEST_F(FileStateTest, UnwrittenFileKeepsItsState) {
   add_entry();
   const FileState state = state_of(kPath);
   EXPECT_TRUE(state.there());

@@ -185,7 +185,7 @@ TEST_F(AnnalctlFileOpTest, AddStoresEveryFieldThatIsGiven) {
             "1,2,2020-02-03,04:05:06,O'Neil,10.0.0.5,/share/'old',/share/it's,2,7,52000,Ann's,d'1,isn't,\"\",0\r");
 }
 
-TEST_F(AnnalctlFileOpTest, AddFillsWhatIsNotGiven) {
+TEST_F(AnnalctlFileOpTest, AddFillsMissingFields) {
   add({"x", "--action", "1"});
   const Json entry = Json::parse(fileop({"list", "--json"}).out);
   EXPECT_EQ(entry["event_user"], "System");

@@ -64,7 +64,7 @@ TEST(CsvSink, TerminalGetsEscapesAndAFileTheText) {
   EXPECT_EQ(written(Format::kCsv, kFile, {{"1", "\x1b[2J"}}), "number,text\r\n1,\x1b[2J\r\n");
 }
 
-TEST(TableSink, ColumnsLineUpByWhatIsSeen) {
+TEST(TableSink, ColumnsAlignByVisibleWidth) {
   EXPECT_EQ(written(Format::kTable, kFile, {{"1", "漢字"}, {"10", nullptr}}), " N  Text\n 1  漢字\n10\n");
 }
 

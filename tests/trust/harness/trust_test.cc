@@ -20,7 +20,7 @@ namespace annal::test {
 
 namespace {
 
-bool no_shell = false;
+bool popen_blocked = false;
 
 char at_work[256];
 
@@ -123,8 +123,8 @@ void Ledger::expect_balance() const {
   EXPECT_EQ(open_descriptors(), descriptors_);
 }
 
-void block_popen(bool none) {
-  no_shell = none;
+void block_popen(bool blocked) {
+  popen_blocked = blocked;
 }
 
 }  // namespace annal::test
@@ -132,5 +132,5 @@ void block_popen(bool none) {
 extern "C" std::FILE* popen(const char* command, const char* mode) {
   using Popen = std::FILE*(const char*, const char*);
   static auto* const real = reinterpret_cast<Popen*>(annal::test::next_function("popen"));
-  return annal::test::no_shell ? nullptr : real(command, mode);
+  return annal::test::popen_blocked ? nullptr : real(command, mode);
 }

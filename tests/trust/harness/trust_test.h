@@ -54,7 +54,7 @@ class Ledger {
   int descriptors_;
 };
 
-// Makes popen fail or work. A command costs many times as much as a commit.
-void block_popen(bool none);
+// Makes popen fail, because a command costs many times as much as a commit, or work again.
+void block_popen(bool blocked);
 
 }  // namespace annal::test
