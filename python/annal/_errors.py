@@ -42,7 +42,7 @@ class BadArgumentError(AnnalError, ValueError):
     """ANNAL_BAD_ARGUMENT. This package checks arguments itself, with a ValueError that names the argument."""
 
     code = ResultCode.BAD_ARGUMENT
-    explanation = "a null pointer, a code out of range, or a text that is no address"
+    explanation = "a null pointer, a code out of range, or an invalid address"
 
 
 class NoMemoryError(AnnalError, MemoryError):
