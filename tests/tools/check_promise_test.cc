@@ -155,7 +155,7 @@ TEST_P(AnnalctlCheckPromise, HoldsForFlippedBitsOfTheHeader) {
 }
 
 TEST_P(AnnalctlCheckPromise, HoldsForFlippedBitsAnywhere) {
-  for (int i = 0; i < (whole() ? 2000 : 150); ++i) {
+  for (int i = 0; i < (whole() ? 1000 : 150); ++i) {
     flip(random(good_.size() * 8));
   }
   report();
