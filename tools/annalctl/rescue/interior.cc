@@ -429,7 +429,8 @@ class Interior {
                                            command_for(log_, "create"));
     if (view_.late()) {
       return report(State::kUnknown,
-                    fmt::format("looking into it takes longer than {} s ({})", allowed_.count(), advice));
+                    fmt::format("looking into it takes longer than {} s (on a busy machine check again later; else {})",
+                                allowed_.count(), advice));
     }
     switch (code & kPrimary) {
       case SQLITE_NOMEM:
