@@ -314,8 +314,7 @@ struct PrivateView::Methods {
   }
 };
 
-PrivateView::PrivateView(const RegularFile& log, const RegularFile& write_ahead,
-                         std::chrono::steady_clock::time_point deadline)
+PrivateView::PrivateView(const RegularFile& log, const RegularFile& write_ahead, const WorkDeadline& deadline)
     : deadline_(deadline) {
   files_.emplace(kLogName, std::make_shared<ShadowFile>(log.descriptor(), log.size()));
   if (write_ahead.is_open()) {

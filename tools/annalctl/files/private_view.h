@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/annalctl/files/work_deadline.h"
+
 namespace annalctl {
 
 // An open file that is no folder, pipe, socket or device. Opening it waits for nobody.
@@ -83,7 +85,7 @@ class PrivateView {
  public:
   // The files must stay open, and locked, while this lives. write_ahead: not open for a log without one.
   // By the deadline whatever SQLite does with the files comes to an end.
-  PrivateView(const RegularFile& log, const RegularFile& write_ahead, std::chrono::steady_clock::time_point deadline);
+  PrivateView(const RegularFile& log, const RegularFile& write_ahead, const WorkDeadline& deadline);
   ~PrivateView();
   PrivateView(const PrivateView&) = delete;
   PrivateView& operator=(const PrivateView&) = delete;
@@ -91,7 +93,7 @@ class PrivateView {
   // To open it by, with SQLITE_OPEN_URI.
   [[nodiscard]] static const char* name();
   [[nodiscard]] bool ready() const { return ready_; }
-  [[nodiscard]] bool late() const { return std::chrono::steady_clock::now() >= deadline_; }
+  [[nodiscard]] bool late() const { return deadline_.passed(); }
   // Whether more was written than memory may be spent on.
   [[nodiscard]] bool full() const;
 
@@ -103,7 +105,7 @@ class PrivateView {
 
   sqlite3_vfs system_{};
   bool ready_ = false;
-  std::chrono::steady_clock::time_point deadline_;
+  WorkDeadline deadline_;
   std::map<std::string, std::shared_ptr<ShadowFile>> files_;
 };
 

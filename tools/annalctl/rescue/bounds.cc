@@ -37,7 +37,7 @@ std::chrono::seconds time_for(std::int64_t size) {
   return kLeast + std::chrono::seconds(size / kBytesPerSecond);
 }
 
-ConnectionBounds::ConnectionBounds(sqlite3* connection, std::chrono::steady_clock::time_point deadline)
+ConnectionBounds::ConnectionBounds(sqlite3* connection, const WorkDeadline& deadline)
     : connection_(connection), deadline_(deadline) {
   for (const auto& [which, value] : kLimits) {
     sqlite3_limit(connection, which, value);
@@ -49,14 +49,14 @@ ConnectionBounds::ConnectionBounds(sqlite3* connection, std::chrono::steady_cloc
   constexpr int kInstructions = 1000;
   sqlite3_progress_handler(
       connection, kInstructions,
-      [](void* bounds) {
-        return std::chrono::steady_clock::now() >= static_cast<ConnectionBounds*>(bounds)->deadline_ ? 1 : 0;
-      },
-      this);
+      [](void* bounds) { return static_cast<ConnectionBounds*>(bounds)->deadline_.passed() ? 1 : 0; }, this);
   watch_ = std::thread([this] {
     std::unique_lock lock(mutex_);
-    if (!ended_.wait_until(lock, deadline_, [this] { return over_; })) {
-      sqlite3_interrupt(connection_);
+    constexpr std::chrono::milliseconds kPause{100};
+    while (!ended_.wait_for(lock, kPause, [this] { return over_; })) {
+      if (deadline_.passed()) {
+        return sqlite3_interrupt(connection_);
+      }
     }
   });
 }

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <thread>
 
+#include "tools/annalctl/files/work_deadline.h"
+
 namespace annalctl {
 
 // Of all that SQLite holds. A sound log of any size takes a small part of it.
@@ -33,14 +35,14 @@ class MemoryBound {
 // file's schema says. It must not outlive the connection.
 class ConnectionBounds {
  public:
-  ConnectionBounds(sqlite3* connection, std::chrono::steady_clock::time_point deadline);
+  ConnectionBounds(sqlite3* connection, const WorkDeadline& deadline);
   ~ConnectionBounds();
   ConnectionBounds(const ConnectionBounds&) = delete;
   ConnectionBounds& operator=(const ConnectionBounds&) = delete;
 
  private:
   sqlite3* connection_;
-  std::chrono::steady_clock::time_point deadline_;
+  WorkDeadline deadline_;
   std::mutex mutex_;
   std::condition_variable ended_;
   bool over_ = false;

@@ -39,7 +39,7 @@ class Interior {
   Interior(const Log& log, const RegularFile& file, const RegularFile& write_ahead)
       : log_(log),
         allowed_(time_for(file.occupied() + write_ahead.occupied())),
-        deadline_(std::chrono::steady_clock::now() + allowed_),
+        deadline_(allowed_),
         blueprint_(blueprint_of(log, log.usual_limit, 1)),
         statements_(statements_of(log)),
         view_(file, write_ahead, deadline_),
@@ -428,9 +428,8 @@ class Interior {
     const std::string advice = fmt::format("no log of the library's takes that much: move it away, then run '{}'",
                                            command_for(log_, "create"));
     if (view_.late()) {
-      return report(State::kUnknown,
-                    fmt::format("looking into it takes longer than {} s (on a busy machine check again later; else {})",
-                                allowed_.count(), advice));
+      return report(State::kUnknown, fmt::format("looking into it takes more than {} s of processor time ({})",
+                                                 allowed_.count(), advice));
     }
     switch (code & kPrimary) {
       case SQLITE_NOMEM:
@@ -449,7 +448,7 @@ class Interior {
 
   const Log& log_;
   std::chrono::seconds allowed_;
-  std::chrono::steady_clock::time_point deadline_;
+  WorkDeadline deadline_;
   std::optional<Blueprint> blueprint_;
   std::optional<std::vector<std::string>> statements_;
   Inspection inspection_;
