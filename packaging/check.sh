@@ -190,7 +190,7 @@ say "Used from C, C++ and CMake"
 bare_system tools gcc g++ cmake make pkgconf
 system_from tools
 # shellcheck disable=SC2086,SC2046 # names
-install $(files_of /packages $OURS libcorix-annal-dev)
+install $(files_of /packages $OURS libcorix-annal-dev python3-annal)
 tests=$(sed -n 's/^Tests: //p' "$here/../debian/tests/control")
 for test in $tests; do
   say "$test"

@@ -21,8 +21,10 @@ int main(int argc, char** argv) {
 }
 END
 
-# stores PROGRAM TEXT: the program stores an event with that text.
+# stores PROGRAM TEXT: the program, with its arguments, stores an event with that text.
 stores() {
-  "$1" "$2"
+  local program
+  read -ra program <<<"$1"
+  "${program[@]}" "$2"
   annalctl event list --all --json | grep -F "\"event_desc\":\"Stored by $2.\"" >/dev/null
 }
