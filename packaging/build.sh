@@ -37,6 +37,14 @@ build_in() {
   }
 }
 
+# What ./dev installs to build is what Debian's builders have to install, but for the tests' own and what all have.
+for package in $(sed -n '/^readonly BUILD_PACKAGES=(/,/)/p' "$source/dev" | tr -d '()' | sed 's/.*=//'); do
+  grep -qE "^ $package( |:|,)|^(g\+\+|libgtest-dev|libgmock-dev)\$" "$source/debian/control" - <<<"$package" || {
+    printf 'packages: debian/control does not ask for %s\n' "$package" >&2
+    exit 1
+  }
+done
+
 rm -rf "${results:?}"/*
 say "Building the packages"
 copy_source "$results/first/corix-annal"

@@ -3,8 +3,9 @@
 # unless it is there. Nothing of it is run, and nothing of the machine is changed.
 set -euo pipefail
 processor=$1 folder=$2
-readonly LIBRARIES=libc6-dev,libstdc++-12-dev,libsqlite3-dev,libfmt-dev,zlib1g-dev,libcli11-dev,nlohmann-json3-dev,libre2-dev
-readonly PACKAGES=$LIBRARIES,libgtest-dev,libgmock-dev
+# What ./dev installs to build, as far as it is compiled for a processor or read by the compiler.
+libraries=$(sed -n '/^readonly BUILD_PACKAGES=(/,/)/p' "$(dirname "$0")/../../dev" | grep -oE '[a-z0-9+.-]+-dev' | paste -sd, -)
+readonly PACKAGES=libc6-dev,libstdc++-12-dev,$libraries
 
 [[ $(cat "$folder/complete" 2>/dev/null) != "$PACKAGES" ]] || exit 0
 rm -rf "$folder"
