@@ -37,7 +37,7 @@ Said run(void (*add)(CLI::App&, annalctl::Session&, const annalctl::Log&), const
   Captured errors(stderr);
   Captured output(stdout);
   annalctl::Session session;
-  session.json = true;
+  session.view.format = annalctl::Format::kJson;
   CLI::App app;
   add(app, session, log);
   std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the back

@@ -40,7 +40,7 @@ std::string written(Format format, const Terminal& terminal, const std::vector<s
 }
 
 constexpr Terminal kFile{};
-constexpr Terminal kScreen{true, 20, false};
+constexpr Terminal kScreen{true, 20, 24, false};
 
 TEST(JsonSink, NumbersNullAndBadBytesAreValidJson) {
   EXPECT_EQ(written(Format::kJson, kFile, {{"7", "a\"b"}, {nullptr, nullptr}, {"x", "\xff"}}),

@@ -3,12 +3,19 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <iostream>
+#include <memory>
 #include <new>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/catalog/commands.h"
 #include "tools/annalctl/check_all.h"
@@ -17,6 +24,8 @@
 #include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/files/rights.h"
 #include "tools/annalctl/notice/commands.h"
+#include "tools/annalctl/output/help_format.h"
+#include "tools/annalctl/suggestion.h"
 
 namespace annalctl {
 
@@ -41,11 +50,33 @@ constexpr char kFooter[] =
     "\n"
     "Exit status: 0 success, 1 a failure or refused lines of an import, 2 wrong usage.";
 
+constexpr std::array kFormats{
+    Choice{"table", static_cast<unsigned>(Format::kTable)},
+    Choice{"json", static_cast<unsigned>(Format::kJson)},
+    Choice{"csv", static_cast<unsigned>(Format::kCsv)},
+    Choice{"full", static_cast<unsigned>(Format::kFull)},
+};
+
 void add_general_options(CLI::App& app, Session& session) {
-  app.set_version_flag("--version", std::string("annalctl " ANNALCTL_VERSION), "Show the version and leave");
-  auto* const json = app.add_flag("--json", session.json,
-                                  "Write rows as JSON Lines, one object a row; bytes that are not UTF-8 become U+FFFD");
-  app.add_flag("--csv", session.csv, "Write rows as CSV with a header line")->excludes(json);
+  app.set_version_flag("--version,-V", std::string("annalctl " ANNALCTL_VERSION), "Show the version and leave");
+  const auto form = [&session](Format format) { return [&session, format] { session.view.format = format; }; };
+  auto* const json =
+      app.add_flag_callback("--json", form(Format::kJson),
+                            "Write rows as JSON Lines, one object a row; bytes that are not UTF-8 become U+FFFD");
+  auto* const csv =
+      app.add_flag_callback("--csv", form(Format::kCsv), "Write rows as CSV with a header line")->excludes(json);
+  app.add_option_function<std::string>(
+         "--output,-o",
+         [&session](const std::string& name) {
+           session.view.format = static_cast<Format>(require_code(kFormats, "--output", name));
+         },
+         fmt::format("How to write rows: {}", names_of(kFormats)))
+      ->type_name("FORM")
+      ->excludes(json)
+      ->excludes(csv);
+  app.add_flag_callback(
+      "--no-pager", [&session] { session.pager = false; },
+      "Write to the terminal what is longer than it, and not to $PAGER (less -FRX)");
 }
 
 // The innermost command that was named, whose help is the one to read.
@@ -65,13 +96,31 @@ std::string full_name(const CLI::App* command) {
   return name;
 }
 
+using Words = std::vector<std::string>;
+
+// The parser has them in an order of its own.
+std::string first_of(const Words& some, const Words& line) {
+  const auto found = std::find_first_of(line.begin(), line.end(), some.begin(), some.end());
+  return found == line.end() ? some.front() : *found;
+}
+
+std::string unknown(const CLI::App& command, const std::string& word) {
+  const std::optional<std::string> meant = suggestion(command, word);
+  return fmt::format("'{}' is not known{}", word, meant ? fmt::format("; did you mean '{}'?", *meant) : "");
+}
+
 // A command that does not exist is told as a missing one, which is true and no help.
-std::string usage_error(const CLI::App& app, const CLI::ParseError& error) {
-  const std::vector<std::string> unknown = app.remaining(true);
-  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !unknown.empty()) {
-    return fmt::format("'{}' is not known", unknown.front());
+std::string usage_error(const CLI::App& app, const CLI::ParseError& error, const Words& line) {
+  const Words extra = app.remaining(true);
+  const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+  const bool unexpected = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+  if (extra.empty() || !(missing || unexpected)) {
+    return error.what();
   }
-  return error.what();
+  const std::string word = first_of(extra, line);
+  const CLI::App& command = *named_command(app);
+  const bool group = !command.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); }).empty();
+  return group || word.starts_with('-') ? unknown(command, word) : fmt::format("'{}' is not expected here", word);
 }
 
 int wrong_usage(const CLI::App& app, const std::string& sentence) {
@@ -80,14 +129,37 @@ int wrong_usage(const CLI::App& app, const std::string& sentence) {
   return kUsage;
 }
 
+bool is_command(const CLI::App& app, const std::string& word) {
+  const auto commands = app.get_subcommands([&word](const CLI::App* command) { return command->get_name() == word; });
+  return !commands.empty();
+}
+
+// "help event list" and "event help list" are "event list --help". Throws Refusal for what is no command.
+Words with_help_as_option(const CLI::App& app, Words line) {
+  constexpr char kHelp[] = "help";
+  const bool first = !line.empty() && line[0] == kHelp;
+  const bool second = line.size() > 1 && line[1] == kHelp && is_command(app, line[0]);
+  if (!first && !second) {
+    return line;
+  }
+  line.erase(line.begin() + (first ? 0 : 1));
+  if (!line.empty() && !line[0].starts_with('-') && !is_command(app, line[0])) {
+    throw Refusal(unknown(app, line[0]));
+  }
+  line.emplace_back("--help");
+  return line;
+}
+
 int run_command(CLI::App& app, int argc, char** argv, Session& session) {
+  Words line(argv + 1, argv + argc);
   try {
-    app.parse(argc, argv);
+    line = with_help_as_option(app, std::move(line));
+    app.parse(Words(line.rbegin(), line.rend()));
     session.output.finish();
     return session.status;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
-      return wrong_usage(app, usage_error(app, error));
+      return wrong_usage(app, usage_error(app, error, line));
     }
     // Help and version arrive here, and their text counts as written only when it is.
     errno = 0;
@@ -106,7 +178,7 @@ int run_command(CLI::App& app, int argc, char** argv, Session& session) {
 }  // namespace
 
 void add_all_commands(CLI::App& app, Session& session) {
-  app.footer(kFooter);
+  app.formatter(std::make_shared<HelpFormat>());
   app.require_subcommand(1);
   add_general_options(app, session);
   add_event_commands(app, session);
@@ -117,6 +189,10 @@ void add_all_commands(CLI::App& app, Session& session) {
   add_facilities(app, session);
   add_catalog_commands(app, session);
   add_notify(app, session);
+  app.add_subcommand("help", "Show what a command takes: 'annalctl help event list'")->callback([] {
+    throw CLI::CallForHelp();
+  });
+  app.footer(kFooter);  // last: those above would have it, too
 }
 
 int run_program(int argc, char** argv) {
@@ -133,6 +209,9 @@ int run_program(int argc, char** argv) {
   try {
     return run_command(app, argc, argv, session);
   } catch (const WriteFailure& failure) {
+    if (session.output.pager_was_left()) {
+      return kSuccess;
+    }
     if (!failure.reader_gone()) {
       complain(failure.what());
     }

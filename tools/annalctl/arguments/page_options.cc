@@ -18,7 +18,7 @@ PageOptions::Window PageOptions::window() const {
 void add_page_options(CLI::App& command, PageOptions& page) {
   auto* const limit = command
                           .add_option_function<int>(
-                              "--limit",
+                              "--limit,-n",
                               [&page](const int& value) {
                                 page.limit = value;
                                 page.limit_given = true;

@@ -14,19 +14,20 @@ namespace annalctl {
 namespace {
 
 constexpr std::size_t kUsualWidth = 80;
+constexpr std::size_t kUsualHeight = 24;
 
 std::string_view environment(const char* name) {
   const char* value = secure_getenv(name);
   return value == nullptr ? std::string_view() : value;
 }
 
-std::size_t width_of(int descriptor) {
-  winsize size{};
-  if (ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
-    return size.ws_col;
+// What the environment says, the terminal says, or is usual.
+std::size_t size_of(const char* variable, unsigned short told, std::size_t usual) {
+  const std::size_t asked = whole_number<std::size_t>(environment(variable)).value_or(0);
+  if (asked > 0) {
+    return asked;
   }
-  const std::size_t width = whole_number<std::size_t>(environment("COLUMNS")).value_or(0);
-  return width > 0 ? width : kUsualWidth;
+  return told > 0 ? told : usual;
 }
 
 }  // namespace
@@ -35,7 +36,12 @@ Terminal terminal_of(int descriptor) {
   if (isatty(descriptor) == 0) {
     return {};
   }
-  return {true, width_of(descriptor), environment("NO_COLOR").empty() && environment("TERM") != "dumb"};
+  winsize size{};
+  if (ioctl(descriptor, TIOCGWINSZ, &size) != 0) {
+    size = {};
+  }
+  return {true, size_of("COLUMNS", size.ws_col, kUsualWidth), size_of("LINES", size.ws_row, kUsualHeight),
+          environment("NO_COLOR").empty() && environment("TERM") != "dumb"};
 }
 
 void open_missing_standard_descriptors() {

@@ -42,6 +42,7 @@ const QueryCommands kQueries{
     .columns = "t.*",
     .id = "conn_id",
     .table = kListTable,
+    .entry = kEntry,
     .filters = {{"--type", "conn_type", kLevels, true}, {"conn_date", "conn_time", nullptr}, kTexts, kNumbers},
     .sorts = kSorts,
     .group_sorts = kSorts.size(),
@@ -61,6 +62,10 @@ const QueryCommands kQueries{
 
 void add_list(CLI::App& commands, Session& session) {
   add_list_command(commands, session, kQueries);
+}
+
+void add_show(CLI::App& commands, Session& session) {
+  add_show_command(commands, session, kQueries);
 }
 
 void add_tail(CLI::App& commands, Session& session) {

@@ -4,6 +4,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/log/level.h"
 
 namespace annalctl::conn {
 
@@ -65,10 +66,10 @@ TableCell result_cell(const char* code) {
   return {name == code ? printable(name) : name, name == "failed" ? Style::kWarning : Style::kPlain};
 }
 
-constexpr TableColumn kIdCell{"ID", kId, true};
-constexpr TableColumn kDateCell{"Date", kDate};
-constexpr TableColumn kTimeCell{"Time", kTime};
-constexpr TableColumn kLevelCell{"Level", kType, false, level_cell};
+constexpr TableColumn kIdCell{"ID", kId, true, nullptr, Room::kWhole};
+constexpr TableColumn kDateCell{"Date", kDate, false, nullptr, Room::kWhole};
+constexpr TableColumn kTimeCell{"Time", kTime, false, nullptr, Room::kWhole};
+constexpr TableColumn kLevelCell{"Level", kType, false, level_cell, Room::kWhole};
 constexpr TableColumn kUserCell{"User", kUser};
 constexpr TableColumn kAddressCell{"Address", kAddress};
 constexpr TableColumn kComputerCell{"Computer", kComputer};
@@ -76,8 +77,8 @@ constexpr TableColumn kServiceCell{"Service", kService, true};
 constexpr TableColumn kActionCell{"Action", kAction, true};
 constexpr TableColumn kResultCell{"Result", kResult, false, result_cell};
 constexpr TableColumn kApplicationCell{"Application", kApplication};
-constexpr TableColumn kResourceCell{"Resource", kResource};
-constexpr TableColumn kSizeCell{"Count", kSize, true};
+constexpr TableColumn kResourceCell{"Resource", kResource, false, nullptr, Room::kRest};
+constexpr TableColumn kSizeCell{"Count", kSize, true, nullptr, Room::kWhole};
 
 constexpr std::array kListCells{kIdCell,      kDateCell,   kTimeCell,   kLevelCell,       kUserCell,    kAddressCell,
                                 kServiceCell, kActionCell, kResultCell, kApplicationCell, kResourceCell};
@@ -131,6 +132,14 @@ int list_some() noexcept {
   return annal_conn_query(kLog.path, nullptr, 0, 0, 1, 0, nullptr);
 }
 
+std::optional<std::int64_t> moment_of(Row values) {
+  return moment_of_texts(values, kDate, kTime);
+}
+
+std::optional<std::string> level_of(Row values) {
+  return level_name(values, kType);
+}
+
 using Use = int (*)() noexcept;
 constexpr std::array<Use, 4> kUses{add_one, add_none_at_once, count_all, list_some};
 
@@ -152,5 +161,6 @@ const Log kLog{
 constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
+constinit const EntryView kEntry{"conn", moment_of, level_of, kDate, kTime};
 
 }  // namespace annalctl::conn

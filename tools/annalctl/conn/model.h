@@ -6,6 +6,7 @@
 #include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/log/level.h"
+#include "tools/annalctl/output/output.h"
 #include "tools/annalctl/output/text_table.h"
 #include "tools/annalctl/query/query_commands.h"
 
@@ -28,6 +29,7 @@ extern const std::span<const Sort> kSorts;
 extern const std::span<const Grouping> kGroupings;
 
 extern const std::span<const TableColumn> kListTable;
+extern const EntryView kEntry;
 
 // What can be asked of the log.
 extern const QueryCommands kQueries;

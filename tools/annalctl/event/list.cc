@@ -37,6 +37,7 @@ const QueryCommands kQueries{
     .columns = kListedColumns,
     .id = "event_id",
     .table = kListTable,
+    .entry = kEntry,
     .filters = {{"--type", "event_type", kLevels, true}, {"event_date", "event_time", nullptr}, kTexts, {}},
     .sorts = kSorts,
     .group_sorts = kSortsOfGroups,
@@ -60,6 +61,10 @@ const QueryCommands kQueries{
 
 void add_list(CLI::App& commands, Session& session) {
   add_list_command(commands, session, kQueries);
+}
+
+void add_show(CLI::App& commands, Session& session) {
+  add_show_command(commands, session, kQueries);
 }
 
 void add_tail(CLI::App& commands, Session& session) {

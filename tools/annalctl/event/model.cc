@@ -39,6 +39,7 @@ enum Place : std::size_t {
   kAddress = 5,
   kComputer = 6,
   kMessage = 7,
+  kTimestampPlace = 9,
   kApplication = 11,
   kSize = kColumns.size(),  // of a group
 };
@@ -59,16 +60,16 @@ constexpr std::array kSortTable{
     Sort{{"category", 24}, {"event_category"}},
 };
 
-constexpr TableColumn kIdCell{"ID", kId, true};
-constexpr TableColumn kDateCell{"Date", kDate};
-constexpr TableColumn kTimeCell{"Time", kTime};
-constexpr TableColumn kLevelCell{"Level", kType, false, level_cell};
+constexpr TableColumn kIdCell{"ID", kId, true, nullptr, Room::kWhole};
+constexpr TableColumn kDateCell{"Date", kDate, false, nullptr, Room::kWhole};
+constexpr TableColumn kTimeCell{"Time", kTime, false, nullptr, Room::kWhole};
+constexpr TableColumn kLevelCell{"Level", kType, false, level_cell, Room::kWhole};
 constexpr TableColumn kUserCell{"User", kUser};
 constexpr TableColumn kAddressCell{"Address", kAddress};
 constexpr TableColumn kComputerCell{"Computer", kComputer};
 constexpr TableColumn kApplicationCell{"Application", kApplication};
-constexpr TableColumn kMessageCell{"Message", kMessage};
-constexpr TableColumn kSizeCell{"Count", kSize, true};
+constexpr TableColumn kMessageCell{"Message", kMessage, false, nullptr, Room::kRest};
+constexpr TableColumn kSizeCell{"Count", kSize, true, nullptr, Room::kWhole};
 
 constexpr std::array kListCells{kIdCell,      kDateCell,     kTimeCell,        kLevelCell,  kUserCell,
                                 kAddressCell, kComputerCell, kApplicationCell, kMessageCell};
@@ -108,6 +109,18 @@ int list_some() noexcept {
   return annal_event_query(nullptr, 0, 0, 1, 0, nullptr);
 }
 
+std::optional<std::int64_t> moment_of(Row values) {
+  // The text is the local time of wherever it was stored.
+  if (const auto stamp = number_in(values, kTimestampPlace); stamp.value_or(0) != 0) {
+    return stamp;
+  }
+  return moment_of_texts(values, kDate, kTime);
+}
+
+std::optional<std::string> level_of(Row values) {
+  return level_name(values, kType);
+}
+
 using Use = int (*)() noexcept;
 constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
 
@@ -129,5 +142,6 @@ const Log kLog{
 constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
+constinit const EntryView kEntry{"event", moment_of, level_of, kDate, kTime};
 
 }  // namespace annalctl::event

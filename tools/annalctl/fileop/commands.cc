@@ -11,7 +11,7 @@ namespace {
 
 // In the order of the help.
 constexpr AddCommand kCommands[] = {
-    fileop::add_create, fileop::add_add,   fileop::add_list,   fileop::add_count, fileop::add_tail,
+    fileop::add_create, fileop::add_add,   fileop::add_list,   fileop::add_show,  fileop::add_count,   fileop::add_tail,
     fileop::add_delete, fileop::add_flush, fileop::add_import, fileop::add_check, fileop::add_salvage,
 };
 

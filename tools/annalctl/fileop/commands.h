@@ -14,6 +14,7 @@ namespace fileop {
 void add_create(CLI::App& commands, Session& session);
 void add_add(CLI::App& commands, Session& session);
 void add_list(CLI::App& commands, Session& session);
+void add_show(CLI::App& commands, Session& session);
 void add_count(CLI::App& commands, Session& session);
 void add_tail(CLI::App& commands, Session& session);
 void add_check(CLI::App& commands, Session& session);

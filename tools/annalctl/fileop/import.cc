@@ -13,8 +13,8 @@ namespace {
 
 constexpr char kFooter[] =
     "Each line is a JSON object with the columns of the log, as 'list --json' prints it; event_action is needed:\n"
-    "  {\"event_action\":4,\"event_filepath\":\"/share/a\",\"event_date\":\"2026-11-21\","
-    "\"event_time\":\"10:00:00\"}\n"
+    "  {\"event_action\":4,\"event_filepath\":\"/share/a\",\n"
+    "   \"event_date\":\"2026-11-21\",\"event_time\":\"10:00:00\"}\n"
     "\n"
     "A line that cannot be stored as it is - unknown, or with a text that is too long - is reported with its number "
     "and\n"

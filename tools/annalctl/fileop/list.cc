@@ -47,6 +47,7 @@ const QueryCommands kQueries{
     .columns = "t.*",
     .id = "event_id",
     .table = kListTable,
+    .entry = kEntry,
     .filters = {{"--type", "event_type", kLevels, true},
                 {"event_date", "event_time", nullptr, "--since,--from", "--until,--to"},
                 kTexts,
@@ -68,6 +69,10 @@ const QueryCommands kQueries{
 
 void add_list(CLI::App& commands, Session& session) {
   add_list_command(commands, session, kQueries);
+}
+
+void add_show(CLI::App& commands, Session& session) {
+  add_show_command(commands, session, kQueries);
 }
 
 void add_tail(CLI::App& commands, Session& session) {

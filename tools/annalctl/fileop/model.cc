@@ -39,14 +39,33 @@ constexpr std::array kSortTable{
     Sort{{"size", 18}, {"event_filesize"}},
 };
 
-// By where each column is in a row.
+// Where those columns are in a row.
+enum Place : std::size_t {
+  kId = 0,
+  kType = 1,
+  kDate = 2,
+  kTime = 3,
+  kUser = 4,
+  kAddress = 5,
+  kOldPath = 6,
+  kPath = 7,
+  kAction = 9,
+  kFileSize = 10,
+  kDescription = 13,
+};
+
 constexpr std::array kListCells{
-    TableColumn{"ID", 0, true},     TableColumn{"Date", 2},
-    TableColumn{"Time", 3},         TableColumn{"Level", 1, false, level_cell},
-    TableColumn{"User", 4},         TableColumn{"Address", 5},
-    TableColumn{"Action", 9, true}, TableColumn{"Size", 10, true},
-    TableColumn{"Path", 7},         TableColumn{"Old path", 6},
-    TableColumn{"Description", 13},
+    TableColumn{"ID", kId, true, nullptr, Room::kWhole},
+    TableColumn{"Date", kDate, false, nullptr, Room::kWhole},
+    TableColumn{"Time", kTime, false, nullptr, Room::kWhole},
+    TableColumn{"Level", kType, false, level_cell, Room::kWhole},
+    TableColumn{"User", kUser},
+    TableColumn{"Address", kAddress},
+    TableColumn{"Action", kAction, true},
+    TableColumn{"Size", kFileSize, true},
+    TableColumn{"Path", kPath, false, nullptr, Room::kRest},
+    TableColumn{"Old path", kOldPath},
+    TableColumn{"Description", kDescription},
 };
 
 std::string& named_file() {
@@ -74,6 +93,14 @@ int list_some() noexcept {
   return pavo2log_event_query(kLog.path, nullptr, 0, 0, 1, 0, nullptr);
 }
 
+std::optional<std::int64_t> moment_of(Row values) {
+  return moment_of_texts(values, kDate, kTime);
+}
+
+std::optional<std::string> level_of(Row values) {
+  return level_name(values, kType);
+}
+
 using Use = int (*)() noexcept;
 constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
 
@@ -96,6 +123,7 @@ Log kLog{
 
 constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
+constinit const EntryView kEntry{"fileop", moment_of, level_of, kDate, kTime};
 
 void use_file(const std::string& file) {
   if (file.empty()) {

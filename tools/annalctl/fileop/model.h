@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/annalctl/base/log.h"
+#include "tools/annalctl/output/output.h"
 #include "tools/annalctl/output/text_table.h"
 #include "tools/annalctl/query/query_commands.h"
 
@@ -18,6 +19,7 @@ void use_file(const std::string& file);
 extern const std::span<const Sort> kSorts;
 
 extern const std::span<const TableColumn> kListTable;
+extern const EntryView kEntry;
 
 // What can be asked of the log.
 extern const QueryCommands kQueries;

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/output/output.h"
 
 namespace annalctl {
 
@@ -31,6 +32,9 @@ std::vector<JsonMember> parse_json_line(std::string_view line) {
   }
   std::vector<JsonMember> members;
   for (const auto& [key, value] : object.items()) {
+    if (key == kTimestamp || key == kLevel || key == kLog) {
+      continue;  // what 'list' says beside the columns, which have it too
+    }
     if (value.is_string()) {
       members.push_back({key, value.get<std::string>()});
     } else if (value.is_number()) {

@@ -34,13 +34,18 @@ class LogGroup : public CLI::App {
 };
 
 CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Session& session) {
+  group->footer(
+      fmt::format("Run 'annalctl {} COMMAND --help' for what a command takes, with examples.", group->get_name()));
   group->fallthrough();
   group->require_subcommand(1);
   // Setting up the commands of every group takes longer than most commands run.
   group->preparse_callback([group, commands, &session](std::size_t /*arguments*/) {
+    const std::string footer = group->get_footer();
+    group->footer("");  // each would have it, too
     for (const AddCommand add : commands) {
       add(*group, session);
     }
+    group->footer(footer);
     for (CLI::App* command : group->get_subcommands({})) {
       take_general_options(*command);
     }

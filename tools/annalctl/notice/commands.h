@@ -17,6 +17,7 @@ namespace notice {
 void add_create(CLI::App& commands, Session& session);
 void add_add(CLI::App& commands, Session& session);
 void add_list(CLI::App& commands, Session& session);
+void add_show(CLI::App& commands, Session& session);
 void add_tail(CLI::App& commands, Session& session);
 void add_check(CLI::App& commands, Session& session);
 void add_salvage(CLI::App& commands, Session& session);

@@ -41,6 +41,7 @@ const QueryCommands kQueries{
     .columns = "t.*",
     .id = "id",
     .table = kListTable,
+    .entry = kEntry,
     .filters = {{"--severity,--type", "severity", kSeverities, false}, {nullptr, nullptr, "time"}, kTexts, kNumbers},
     .sorts = kSorts,
     .group_sorts = kSorts.size(),
@@ -63,6 +64,10 @@ const QueryCommands kQueries{
 
 void add_list(CLI::App& commands, Session& session) {
   add_list_command(commands, session, kQueries);
+}
+
+void add_show(CLI::App& commands, Session& session) {
+  add_show_command(commands, session, kQueries);
 }
 
 void add_tail(CLI::App& commands, Session& session) {

@@ -15,6 +15,7 @@
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/base/whole_number.h"
+#include "tools/annalctl/log/level.h"
 
 namespace annalctl::notice {
 
@@ -114,23 +115,23 @@ TableCell time_cell(const char* stored) {
   return {fmt::format("{:%Y-%m-%d %H:%M:%S}", local)};
 }
 
-constexpr TableColumn kIdCell{"ID", kId, true};
-constexpr TableColumn kSeverityCell{"Severity", kSeverity, false, severity_cell};
+constexpr TableColumn kIdCell{"ID", kId, true, nullptr, Room::kWhole};
+constexpr TableColumn kSeverityCell{"Severity", kSeverity, false, severity_cell, Room::kWhole};
 constexpr TableColumn kServerCell{"Server", kServer, true};
 constexpr TableColumn kActionCell{"Action", kAction, true};
 constexpr TableColumn kServiceCell{"Service", kService};
 constexpr TableColumn kFacilityCell{"Facility", kFacility, false, facility_cell};
-constexpr TableColumn kTimeCell{"Time", kTime, false, time_cell};
+constexpr TableColumn kTimeCell{"Time", kTime, false, time_cell, Room::kWhole};
 constexpr TableColumn kEndTimeCell{"End", kEndTime, false, time_cell};
 constexpr TableColumn kUserCell{"User", kUser};
 constexpr TableColumn kAddressCell{"Address", kAddress};
 constexpr TableColumn kClientCell{"Client", kClient};
-constexpr TableColumn kDescriptionCell{"Description", kDescription};
+constexpr TableColumn kDescriptionCell{"Description", kDescription, false, nullptr, Room::kRest};
 constexpr TableColumn kMessageCodeCell{"Code", kMessageCode};
 constexpr TableColumn kVariablesCell{"Variables", kVariables, true};
 constexpr TableColumn kContentCell{"Content", kContent};
 constexpr TableColumn kNameCell{"Name", kName};
-constexpr TableColumn kSizeCell{"Count", kSize, true};
+constexpr TableColumn kSizeCell{"Count", kSize, true, nullptr, Room::kWhole};
 
 constexpr std::array kListCells{kIdCell,       kTimeCell, kSeverityCell, kServiceCell,
                                 kFacilityCell, kUserCell, kAddressCell,  kDescriptionCell};
@@ -178,6 +179,16 @@ int add_one() noexcept {
 
 int list_some() noexcept {
   return annal_notice_query(nullptr, 0, 0, 1, 0, nullptr);
+}
+
+std::optional<std::int64_t> moment_of(Row values) {
+  return number_in(values, kTime);
+}
+
+std::optional<std::string> level_of(Row values) {
+  return kSeverity < values.size() && values[kSeverity] != nullptr
+             ? std::optional(name_of(kSeverityChoices, values[kSeverity]))
+             : std::nullopt;
 }
 
 using Use = int (*)() noexcept;
@@ -240,5 +251,6 @@ constinit const std::span<const Choice> kSeverities = kSeverityChoices;
 constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
+constinit const EntryView kEntry{"notice", moment_of, level_of, kTime, kTime};
 
 }  // namespace annalctl::notice

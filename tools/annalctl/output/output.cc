@@ -11,6 +11,8 @@
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/base/whole_number.h"
+#include "tools/annalctl/output/chosen_columns.h"
+#include "tools/annalctl/output/full_view.h"
 
 namespace annalctl {
 
@@ -29,15 +31,25 @@ Json json_value(const char* value, const Column& column) {
   return value;
 }
 
+Json text_or_null(const std::optional<std::string>& text) {
+  return text ? Json(*text) : Json(nullptr);
+}
+
 class JsonLines : public RowSink {
  public:
-  JsonLines(std::vector<Column> columns, const Terminal& terminal, Output& output)
-      : columns_(std::move(columns)), ascii_(terminal.present), output_(output) {}
+  // entry: null when the rows are not to say more than their columns.
+  JsonLines(std::vector<Column> columns, const EntryView* entry, Zone zone, const Terminal& terminal, Output& output)
+      : columns_(std::move(columns)), entry_(entry), zone_(zone), ascii_(terminal.present), output_(output) {}
 
   void row(Row values) override {
     Json object = Json::object();
     for (std::size_t i = 0; i < columns_.size() && i < values.size(); ++i) {
       object[columns_[i].name] = json_value(values[i], columns_[i]);
+    }
+    if (entry_ != nullptr) {
+      object[kTimestamp] = text_or_null(timestamp_of(*entry_, values, zone_));
+      object[kLevel] = text_or_null(entry_->level(values));
+      object[kLog] = entry_->log;
     }
     // A terminal would act on the control characters beyond ASCII; a program gets its text as it is.
     output_.write(object.dump(-1, ' ', ascii_, Json::error_handler_t::replace) + "\n");
@@ -45,6 +57,8 @@ class JsonLines : public RowSink {
 
  private:
   std::vector<Column> columns_;
+  const EntryView* entry_;
+  Zone zone_;
   bool ascii_;
   Output& output_;
 };
@@ -94,8 +108,8 @@ class Csv : public RowSink {
 
 class TableSink : public RowSink {
  public:
-  TableSink(std::span<const TableColumn> columns, const Terminal& terminal, Output& output)
-      : table_(columns, terminal), output_(output) {}
+  TableSink(std::span<const TableColumn> columns, TableWidth width, const Terminal& terminal, Output& output)
+      : table_(columns, terminal, width), output_(output) {}
 
   void row(Row values) override {
     table_.add(values);
@@ -124,10 +138,93 @@ class TableSink : public RowSink {
   Output& output_;
 };
 
+// Hands rows on with their times in UTC.
+class InUtc : public RowSink {
+ public:
+  InUtc(const EntryView& entry, std::unique_ptr<RowSink> sink) : entry_(entry), sink_(std::move(sink)) {}
+
+  void row(Row values) override {
+    const std::optional<std::int64_t> moment = entry_.moment(values);
+    const std::optional<std::string> text = moment ? plain_text(*moment, Zone::kUtc) : std::nullopt;
+    if (!text) {
+      sink_->row(values);
+      return;
+    }
+    constexpr std::size_t kDate = 10;  // letters of it
+    const std::string date = entry_.date == entry_.time ? *text : text->substr(0, kDate);
+    const std::string time = text->substr(kDate + 1);
+    std::vector<const char*> changed(values.begin(), values.end());
+    changed[entry_.time] = time.c_str();
+    changed[entry_.date] = date.c_str();
+    sink_->row(changed);
+  }
+
+  void finish() override { sink_->finish(); }
+
+ private:
+  const EntryView& entry_;
+  std::unique_ptr<RowSink> sink_;
+};
+
+// Hands rows on with these columns alone.
+class Chosen : public RowSink {
+ public:
+  Chosen(std::vector<TableColumn> columns, std::unique_ptr<RowSink> sink)
+      : columns_(std::move(columns)), sink_(std::move(sink)) {}
+
+  void row(Row values) override {
+    std::vector<const char*> chosen;
+    chosen.reserve(columns_.size());
+    for (const TableColumn& column : columns_) {
+      chosen.push_back(column.source < values.size() ? values[column.source] : nullptr);
+    }
+    sink_->row(chosen);
+  }
+
+  void finish() override { sink_->finish(); }
+
+ private:
+  std::vector<TableColumn> columns_;
+  std::unique_ptr<RowSink> sink_;
+};
+
+std::unique_ptr<RowSink> make_table(const View& view, const RowShape& shape, const Terminal& terminal, Output& output) {
+  const std::vector<TableColumn> chosen = chosen_columns(shape, view.columns);
+  const bool all = !chosen.empty() || !shape.leaves_out;
+  const TableWidth width = view.width == TableWidth::kScreen && all ? TableWidth::kAllColumns : view.width;
+  auto table = std::make_unique<TableSink>(chosen.empty() ? shape.table : std::span(chosen), width, terminal, output);
+  if (view.zone == Zone::kUtc && shape.entry != nullptr) {
+    return std::make_unique<InUtc>(*shape.entry, std::move(table));
+  }
+  return table;
+}
+
+// Every column of the file, and what the entries say beside them; or the columns that are asked for alone.
+std::unique_ptr<RowSink> make_for_programs(const View& view, const RowShape& shape, const Terminal& terminal,
+                                           Output& output) {
+  std::vector<TableColumn> chosen = chosen_columns(shape, view.columns);
+  std::vector<Column> columns;
+  columns.reserve(chosen.size());
+  for (const TableColumn& column : chosen) {
+    columns.push_back(shape.columns[column.source]);
+  }
+  const bool all = chosen.empty();
+  const std::vector<Column>& written = all ? shape.columns : columns;
+  std::unique_ptr<RowSink> sink;
+  if (view.format == Format::kJson) {
+    sink = std::make_unique<JsonLines>(written, all ? shape.entry : nullptr, view.zone, terminal, output);
+  } else {
+    sink = std::make_unique<Csv>(written, terminal, output);
+  }
+  return all ? std::move(sink) : std::make_unique<Chosen>(std::move(chosen), std::move(sink));
+}
+
 }  // namespace
 
 void Output::write(std::string_view text) {
-  if (std::fwrite(text.data(), 1, text.size(), stream_) != text.size()) {
+  if (pager_) {
+    pager_->write(text);
+  } else if (std::fwrite(text.data(), 1, text.size(), stream_) != text.size()) {
     throw WriteFailure(errno);
   }
 }
@@ -138,19 +235,33 @@ void Output::finish() {
   }
 }
 
-std::unique_ptr<RowSink> make_sink(Format format, const RowShape& shape, const Terminal& terminal, Output& output) {
-  switch (format) {
+void Output::end_page() {
+  if (const std::unique_ptr<Pager> pager = std::exchange(pager_, nullptr)) {
+    write(pager->take_kept());
+    finish();
+    pager->end();
+  }
+}
+
+std::optional<std::string> timestamp_of(const EntryView& entry, Row values, Zone zone) {
+  const std::optional<std::int64_t> moment = entry.moment(values);
+  return moment ? iso_text(*moment, zone) : std::nullopt;
+}
+
+std::unique_ptr<RowSink> make_sink(const View& view, const RowShape& shape, const Terminal& terminal, Output& output) {
+  switch (view.format) {
     case Format::kJson:
-      return std::make_unique<JsonLines>(shape.columns, terminal, output);
     case Format::kCsv:
-      return std::make_unique<Csv>(shape.columns, terminal, output);
+      return make_for_programs(view, shape, terminal, output);
+    case Format::kFull:
+      return make_full_view(shape, view, terminal, output);
     case Format::kTable:
       break;
   }
-  return std::make_unique<TableSink>(shape.table, terminal, output);
+  return make_table(view, shape, terminal, output);
 }
 
-void write_number(Format format, const char* name, int number, Output& output) {
+void write_number(Format format, const char* name, std::int64_t number, Output& output) {
   switch (format) {
     case Format::kJson:
       output.write(fmt::format("{{\"{}\":{}}}\n", name, number));
@@ -159,6 +270,7 @@ void write_number(Format format, const char* name, int number, Output& output) {
       output.write(fmt::format("{}\r\n{}\r\n", name, number));
       break;
     case Format::kTable:
+    case Format::kFull:
       output.write(fmt::format("{}\n", number));
       break;
   }

@@ -1,15 +1,19 @@
 // Standard output and the forms in which rows are written to it.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tools/annalctl/base/log.h"
+#include "tools/annalctl/base/moment.h"
 #include "tools/annalctl/base/terminal.h"
+#include "tools/annalctl/output/pager.h"
 #include "tools/annalctl/output/text_table.h"
 
 namespace annalctl {
@@ -21,14 +25,31 @@ class Output {
   void write(std::string_view text);
   void finish();  // hands over what is buffered
 
+  // What is written from here on goes to a pager when it does not fit on the screen.
+  void page(Screen screen) { pager_ = std::make_unique<Pager>(screen); }
+  // Waits until the pager is left, if there is one.
+  void end_page();
+  // Whoever leaves a pager has seen enough.
+  [[nodiscard]] bool pager_was_left() const { return pager_ && pager_->was_left(); }
+
  private:
   std::FILE* stream_;
+  std::unique_ptr<Pager> pager_;
 };
 
 enum class Format {
   kTable,
   kJson,
   kCsv,
+  kFull,  // every field of an entry on a line of its own
+};
+
+// How rows are to be written.
+struct View {
+  Format format = Format::kTable;
+  TableWidth width = TableWidth::kScreen;
+  Zone zone = Zone::kLocal;
+  std::vector<std::string> columns{};  // the names of those that are asked for, or none
 };
 
 // The values of one row; a null pointer for NULL.
@@ -46,16 +67,43 @@ class RowSink {
   virtual void finish() {}
 };
 
+// What the entries of a log say beside their columns.
+struct EntryView {
+  const char* log;
+  std::optional<std::int64_t> (*moment)(Row values);  // when it was made
+  std::optional<std::string> (*level)(Row values);    // the name of its level
+  // The columns of the date and the time, which are one where the log has seconds since 1970.
+  std::size_t date;
+  std::size_t time;
+};
+
+// The names of these in JSON and in the view of every field.
+inline constexpr char kTimestamp[] = "timestamp";
+inline constexpr char kLevel[] = "level";
+inline constexpr char kLog[] = "log";
+
+// "2026-11-21T10:00:00+01:00"
+[[nodiscard]] std::optional<std::string> timestamp_of(const EntryView& entry, Row values, Zone zone);
+
 // How rows are told from one another: all columns for programs, a choice of them for people.
 struct RowShape {
   std::vector<Column> columns;
   std::span<const TableColumn> table;
+  const EntryView* entry = nullptr;  // when the rows are entries of a log
+  bool leaves_out = false;           // the table has no column that says nothing of any row
 };
 
-[[nodiscard]] std::unique_ptr<RowSink> make_sink(Format format, const RowShape& shape, const Terminal& terminal,
+// Throws Refusal for a column that there is not.
+[[nodiscard]] std::unique_ptr<RowSink> make_sink(const View& view, const RowShape& shape, const Terminal& terminal,
                                                  Output& output);
 
-// One number with a name, in the same three forms.
-void write_number(Format format, const char* name, int number, Output& output);
+// For rows that are no entries of a log.
+[[nodiscard]] inline std::unique_ptr<RowSink> make_sink(Format format, const RowShape& shape, const Terminal& terminal,
+                                                        Output& output) {
+  return make_sink(View{.format = format}, shape, terminal, output);
+}
+
+// One number with a name, in the same forms.
+void write_number(Format format, const char* name, std::int64_t number, Output& output);
 
 }  // namespace annalctl

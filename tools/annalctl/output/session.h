@@ -8,17 +8,20 @@
 namespace annalctl {
 
 struct Session {
-  bool json = false;
-  bool csv = false;
+  View view;
+  bool pager = true;
   Terminal terminal;
   Output output{stdout};
   int status = kSuccess;
 
-  [[nodiscard]] Format format() const {
-    if (json) {
-      return Format::kJson;
+  [[nodiscard]] Format format() const { return view.format; }
+
+  // What is written for a person from here on goes to a pager when it does not fit on the screen.
+  void page() {
+    const bool for_person = view.format == Format::kTable || view.format == Format::kFull;
+    if (pager && terminal.present && for_person) {
+      output.page({terminal.width, terminal.height});
     }
-    return csv ? Format::kCsv : Format::kTable;
   }
 };
 

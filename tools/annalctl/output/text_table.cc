@@ -1,7 +1,6 @@
 #include "tools/annalctl/output/text_table.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "tools/annalctl/base/printable.h"
 
@@ -10,7 +9,18 @@ namespace annalctl {
 namespace {
 
 constexpr std::string_view kGap = "  ";
+constexpr std::string_view kNarrowGap = " ";
+constexpr std::string_view kIndent = "  ";
+
+// Narrower terminals get two lines for an entry that does not fit into one.
+constexpr std::size_t kFewestForOneLine = 70;
+// What is left of a column that is cut, at least, before an entry takes two lines.
+constexpr std::size_t kLeastShared = 8;
+constexpr std::size_t kLeastRest = 20;
+// Where there is no second line either.
 constexpr std::size_t kNarrowest = 4;
+
+constexpr std::size_t kNotHere = 0;  // as a width: the column is not in this line
 
 std::string_view colour_of(Style style) {
   switch (style) {
@@ -26,29 +36,24 @@ std::string_view colour_of(Style style) {
   return {};
 }
 
-// Takes from the widest column first, so that short ones stay readable for as long as there is something to take from
-// a long one.
-void fit(std::vector<std::size_t>& widths, std::size_t room) {
-  std::size_t used = std::accumulate(widths.begin(), widths.end(), (widths.size() - 1) * kGap.size());
-  while (used > room) {
-    const auto widest = std::max_element(widths.begin(), widths.end());
-    if (*widest <= kNarrowest) {
-      return;
-    }
-    --*widest;
-    --used;
-  }
+// What the library stores for a text that is not given.
+bool says_something(const TableCell& cell) {
+  return !cell.text.empty() && cell.text != "---";
 }
 
 }  // namespace
 
-TextTable::TextTable(std::span<const TableColumn> columns, const Terminal& terminal)
-    : columns_(columns), terminal_(terminal), widths_(columns.size()) {
-  Cells titles;
+TextTable::TextTable(std::span<const TableColumn> columns, const Terminal& terminal, TableWidth width)
+    : columns_(columns.begin(), columns.end()),
+      terminal_(terminal),
+      width_(width),
+      shown_(columns.size(), width != TableWidth::kScreen),
+      widths_(columns.size()),
+      has_rest_(std::any_of(columns.begin(), columns.end(),
+                            [](const TableColumn& column) { return column.room == Room::kRest; })) {
   for (const TableColumn& column : columns_) {
-    titles.push_back({column.title});
+    titles_.push_back({column.title});
   }
-  rows_.push_back(std::move(titles));
 }
 
 void TextTable::add(std::span<const char* const> values) {
@@ -67,48 +72,179 @@ void TextTable::add(std::span<const char* const> values) {
 }
 
 void TextTable::write(const std::function<void(const std::string&)>& line) {
+  const bool more = show_more_columns();
   widen();
-  const std::vector<std::size_t> fitted = fitted_widths();
+  const Form now = form();
+  if (more) {
+    if (begun_) {
+      line("");
+    }
+    line(first_line(titles_, now));
+    if (now.second_line) {
+      line(second_line(titles_, now, true));
+    }
+  }
   for (const Cells& cells : rows_) {
-    line(line_of(cells, fitted));
+    line(first_line(cells, now));
+    if (now.second_line) {
+      line(second_line(cells, now, false));
+    }
   }
   rows_.clear();
+  begun_ = true;
+}
+
+// Returns whether titles are due.
+bool TextTable::show_more_columns() {
+  bool more = !begun_;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const bool needed =
+        rows_.empty() || columns_[i].room != Room::kShared ||
+        std::any_of(rows_.begin(), rows_.end(), [i](const Cells& row) { return says_something(row[i]); });
+    if (needed && !shown_[i]) {
+      shown_[i] = true;
+      more = true;
+    }
+  }
+  return more;
 }
 
 void TextTable::widen() {
-  for (const Cells& cells : rows_) {
+  const auto widen_for = [this](const Cells& cells) {
     for (std::size_t i = 0; i < cells.size(); ++i) {
-      widths_[i] = std::max(widths_[i], display_width(cells[i].text));
+      widths_[i] = shown_[i] ? std::max(widths_[i], display_width(cells[i].text)) : kNotHere;
+    }
+  };
+  widen_for(titles_);
+  std::for_each(rows_.begin(), rows_.end(), widen_for);
+}
+
+std::string_view TextTable::gap() const {
+  const bool narrow = terminal_.present && terminal_.width < kFewestForOneLine && width_ != TableWidth::kWide;
+  return narrow && has_rest_ ? kNarrowGap : kGap;
+}
+
+std::size_t TextTable::used(const Widths& widths) const {
+  std::size_t columns = 0;
+  std::size_t total = 0;
+  for (const std::size_t width : widths) {
+    total += width;
+    columns += width == kNotHere ? 0 : 1;
+  }
+  return columns == 0 ? 0 : total + (columns - 1) * gap().size();
+}
+
+TextTable::Form TextTable::form() const {
+  if (!terminal_.present || width_ == TableWidth::kWide || used(widths_) <= terminal_.width) {
+    return {widths_};
+  }
+  if (!has_rest_) {
+    return one_line(widths_);
+  }
+  if (terminal_.width >= kFewestForOneLine) {
+    Form one = one_line(widths_);
+    if (used(one.widths) <= terminal_.width) {
+      return one;
     }
   }
+  return two_lines(widths_);
 }
 
-std::vector<std::size_t> TextTable::fitted_widths() const {
-  std::vector<std::size_t> widths = widths_;
-  if (terminal_.present) {
-    fit(widths, terminal_.width);
+// Takes from the widest column first, so that short ones stay readable for as long as there is something to take from
+// a long one; from the last one only what it has beyond its least.
+TextTable::Form TextTable::one_line(Widths widths) const {
+  std::size_t total = used(widths);
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (columns_[i].room == Room::kRest) {
+      const std::size_t beyond = widths[i] - std::min(widths[i], kLeastRest);
+      const std::size_t taken = std::min(beyond, total - std::min(total, terminal_.width));
+      widths[i] -= taken;
+      total -= taken;
+    }
   }
-  return widths;
+  const std::size_t least = has_rest_ ? kLeastShared : kNarrowest;
+  while (total > terminal_.width) {
+    std::size_t widest = columns_.size();
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const bool may_be_cut = columns_[i].room == Room::kShared && widths[i] > least;
+      if (may_be_cut && (widest == columns_.size() || widths[i] > widths[widest])) {
+        widest = i;
+      }
+    }
+    if (widest == columns_.size()) {
+      break;
+    }
+    --widths[widest];
+    --total;
+  }
+  return {widths};
 }
 
-std::string TextTable::line_of(const Cells& cells, const std::vector<std::size_t>& widths) const {
+// What is never cut stands in the first line, and of the others as many as there is room for.
+TextTable::Form TextTable::two_lines(const Widths& widths) const {
+  Form two{Widths(columns_.size(), kNotHere), true};
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (columns_[i].room == Room::kWhole) {
+      two.widths[i] = widths[i];
+    }
+  }
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (columns_[i].room == Room::kShared && widths[i] != kNotHere) {
+      two.widths[i] = widths[i];
+      if (used(two.widths) > terminal_.width) {
+        two.widths[i] = kNotHere;
+      }
+    }
+  }
+  return two;
+}
+
+void TextTable::append_cell(std::string& line, const TableCell& cell, std::size_t width) const {
+  const std::string_view colour = terminal_.colour ? colour_of(cell.style) : std::string_view();
+  line.append(colour).append(clipped(cell.text, width)).append(colour.empty() ? "" : "\033[0m");
+}
+
+std::string TextTable::first_line(const Cells& cells, const Form& form) const {
   std::string line;
   std::size_t owed = 0;  // blanks are written when something follows them, so that no line ends with any
   for (std::size_t i = 0; i < cells.size(); ++i) {
-    const std::string shown = clipped(cells[i].text, widths[i]);
-    const std::size_t padding = widths[i] - display_width(shown);
-    if (columns_[i].right) {
-      owed += padding;
+    if (form.widths[i] == kNotHere) {
+      continue;
     }
-    if (!shown.empty()) {
-      const std::string_view colour = terminal_.colour ? colour_of(cells[i].style) : std::string_view();
-      line.append(owed, ' ').append(colour).append(shown).append(colour.empty() ? "" : "\033[0m");
+    const std::size_t padding =
+        form.widths[i] - std::min(form.widths[i], display_width(clipped(cells[i].text, form.widths[i])));
+    owed += columns_[i].right ? padding : 0;
+    if (!cells[i].text.empty()) {
+      line.append(owed, ' ');
+      append_cell(line, cells[i], form.widths[i]);
       owed = 0;
     }
-    if (!columns_[i].right) {
-      owed += padding;
+    owed += (columns_[i].right ? 0 : padding) + gap().size();
+  }
+  return line;
+}
+
+// The message, and behind it what the first line has no room for.
+std::string TextTable::second_line(const Cells& cells, const Form& form, bool titles) const {
+  std::string line(kIndent);
+  std::size_t left = terminal_.width - std::min(terminal_.width, kIndent.size());
+  const auto append = [&](std::size_t i) {
+    const bool here = shown_[i] && form.widths[i] == kNotHere && (titles || says_something(cells[i]));
+    const std::size_t between = line.size() > kIndent.size() ? kGap.size() : 0;
+    if (!here || left <= between) {
+      return;
     }
-    owed += kGap.size();
+    line.append(between, ' ');
+    left -= between;
+    append_cell(line, cells[i], left);
+    left -= std::min(left, display_width(cells[i].text));
+  };
+  for (const Room room : {Room::kRest, Room::kShared}) {
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      if (columns_[i].room == room) {
+        append(i);
+      }
+    }
   }
   return line;
 }

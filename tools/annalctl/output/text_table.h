@@ -24,34 +24,69 @@ struct TableCell {
   Style style = Style::kPlain;
 };
 
+// What becomes of a column where a line has no room for all of them.
+enum class Room {
+  kShared,  // is cut
+  kWhole,   // is never cut
+  kRest,    // gets what the others leave
+};
+
 struct TableColumn {
   const char* title;
   std::size_t source;                        // index into the row's values
   bool right = false;                        // numbers stand at the right edge
   TableCell (*show)(const char*) = nullptr;  // for codes that have names
+  Room room = Room::kShared;
+};
+
+// Which columns are shown, and how much of them.
+enum class TableWidth {
+  kScreen,      // as much as fits, without columns that say nothing of any entry
+  kAllColumns,  // as much as fits of each
+  kWide,        // all of it, however long the lines
 };
 
 // Keeps its rows until it is written, because the widths depend on all of them. Rows that come later are lined up with
 // those before as far as they fit.
 class TextTable {
  public:
-  TextTable(std::span<const TableColumn> columns, const Terminal& terminal);
+  TextTable(std::span<const TableColumn> columns, const Terminal& terminal, TableWidth width);
 
   void add(std::span<const char* const> values);
-  // Writes the rows that were added since it did so last, below the titles the first time.
+  // Writes the rows that were added since it did so last, below titles the first time and when there are more columns.
   void write(const std::function<void(const std::string&)>& line);
 
  private:
   using Cells = std::vector<TableCell>;
+  using Widths = std::vector<std::size_t>;
 
+  // How an entry stands on its lines: in the first, the columns with a width; in the second, when there is one, the
+  // others.
+  struct Form {
+    Widths widths;
+    bool second_line = false;
+  };
+
+  [[nodiscard]] bool show_more_columns();
   void widen();
-  [[nodiscard]] std::vector<std::size_t> fitted_widths() const;
-  [[nodiscard]] std::string line_of(const Cells& cells, const std::vector<std::size_t>& widths) const;
+  [[nodiscard]] std::size_t used(const Widths& widths) const;
+  [[nodiscard]] Form form() const;
+  [[nodiscard]] Form one_line(Widths widths) const;
+  [[nodiscard]] Form two_lines(const Widths& widths) const;
+  [[nodiscard]] std::string_view gap() const;
+  [[nodiscard]] std::string first_line(const Cells& cells, const Form& form) const;
+  [[nodiscard]] std::string second_line(const Cells& cells, const Form& form, bool titles) const;
+  void append_cell(std::string& line, const TableCell& cell, std::size_t width) const;
 
-  std::span<const TableColumn> columns_;
+  std::vector<TableColumn> columns_;
   Terminal terminal_;
+  TableWidth width_;
+  Cells titles_;
   std::vector<Cells> rows_;
-  std::vector<std::size_t> widths_;
+  std::vector<bool> shown_;
+  Widths widths_;
+  bool has_rest_;
+  bool begun_ = false;
 };
 
 }  // namespace annalctl

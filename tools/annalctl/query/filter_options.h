@@ -97,7 +97,7 @@ class FilterOptions {
   };
 
   void add_level(CLI::App& command, const LevelFilter& filter, const char* entries);
-  void add_text(CLI::App& command, const TextFilter& filter, Values& values);
+  static void add_text(CLI::App& command, const TextFilter& filter, Values& values);
   static void add_number(CLI::App& command, const NumberFilter& filter, Values& values);
 
   void add_level_conditions(const LevelFilter& filter, std::vector<Condition>& conditions) const;

@@ -18,7 +18,7 @@ namespace {
 class PageWriter {
  public:
   PageWriter(const Listing& listing, const PageOptions& page, Session& session)
-      : page_(page), sink_(make_sink(session.format(), listing.shape, session.terminal, session.output)) {}
+      : page_(page), sink_(make_sink(session.view, listing.shape, session.terminal, session.output)) {}
 
   void write(const RowBuffer& rows) {
     for (std::size_t row = 0; row < rows.size() && !more_; ++row) {
@@ -33,6 +33,7 @@ class PageWriter {
   void finish(Session& session) {
     sink_->finish();
     session.output.finish();
+    session.output.end_page();
     if (more_ && !page_.limit_given) {
       complain(fmt::format("these are {} rows, and there are more: see --all, --limit and --offset", written_));
     }
@@ -101,6 +102,7 @@ int show_page(const Listing& listing, const PageOptions& page, Session& session)
     Reader reader(listing.call.log);
     // A table that is not there is a failure also when nothing is wanted of it, and then has no titles either.
     static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {} AS t{}", reader.table(), where(listing.query))));
+    session.page();
     writer.emplace(listing, page, session);
     read_rows(reader, listing.query, page.window(), [&reader, &writer](const RowBuffer& rows) {
       reader.require_released();
@@ -113,6 +115,39 @@ int show_page(const Listing& listing, const PageOptions& page, Session& session)
   return kSuccess;
 }
 
+int show_entries(const Listing& listing, std::span<const std::int64_t> ids, Session& session) {
+  if (!check_log_exists(listing.call.log)) {
+    return kFailure;
+  }
+  int status = kSuccess;
+  try {
+    Reader reader(listing.call.log);
+    session.page();
+    const std::unique_ptr<RowSink> sink = make_sink(session.view, listing.shape, session.terminal, session.output);
+    std::vector<std::int64_t> missing;
+    for (const std::int64_t id : ids) {
+      RowStream stream(reader, listing.query, IdRanges::Direction::kRising, {id - 1, id});
+      RowBuffer page;
+      if (stream.next(page)) {
+        reader.require_released();
+        sink->row(page.values(0));
+      } else {
+        missing.push_back(id);
+      }
+    }
+    sink->finish();
+    session.output.finish();
+    session.output.end_page();
+    for (const std::int64_t id : missing) {
+      complain(fmt::format("there is no entry {} among the {}", id, listing.call.log.entries));
+      status = kFailure;
+    }
+  } catch (const ReadFailure& failure) {
+    return report_failure(listing.call, failure);
+  }
+  return status;
+}
+
 int show_count(const Listing& listing, Session& session) {
   if (!check_log_exists(listing.call.log)) {
     return kFailure;
@@ -123,7 +158,7 @@ int show_count(const Listing& listing, Session& session) {
   } catch (const ReadFailure& failure) {
     return report_failure(listing.call, failure);
   }
-  write_number(session.format(), "count", static_cast<int>(count), session.output);
+  write_number(session.format(), "count", count, session.output);
   return kSuccess;
 }
 

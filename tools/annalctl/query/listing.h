@@ -1,6 +1,9 @@
 // Lists the rows of a query: those of a table, or its groups.
 #pragma once
 
+#include <cstdint>
+#include <span>
+
 #include "tools/annalctl/arguments/page_options.h"
 #include "tools/annalctl/output/output.h"
 #include "tools/annalctl/output/session.h"
@@ -15,8 +18,10 @@ struct Listing {
   Query query;
 };
 
-// Both return the exit status, and have reported a failure.
+// These return the exit status, and have reported a failure.
 [[nodiscard]] int show_page(const Listing& listing, const PageOptions& page, Session& session);
+// The entries of these ids, as they are named; a failure when there is one that is not there.
+[[nodiscard]] int show_entries(const Listing& listing, std::span<const std::int64_t> ids, Session& session);
 [[nodiscard]] int show_count(const Listing& listing, Session& session);
 
 // Prints why a log could not be read, and returns the exit status.

@@ -6,7 +6,7 @@ namespace annalctl {
 void OrderOptions::add_options(CLI::App& command, std::span<const Sort> sorts) {
   choices_ = choices_of(sorts);
   auto* const sort = add_choice(command, "--sort", sort_, choices_, "Order, ascending");
-  auto* const reverse = command.add_flag("--reverse", reverse_, "Turn the order round");
+  auto* const reverse = command.add_flag("--reverse,-r", reverse_, "Turn the order round");
   auto* const newest = command.add_flag_callback(
       "--newest", [this] { sort_ = kNewestFirst; }, "Newest date first");
   auto* const oldest = command.add_flag_callback(

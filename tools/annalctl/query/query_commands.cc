@@ -43,14 +43,41 @@ void add_selection_options(CLI::App& command, Selection& selection, std::span<co
 }
 
 RowShape listed_shape(const QueryCommands& search) {
-  return {{search.log.columns.begin(), search.log.columns.end()}, search.table};
+  return {{search.log.columns.begin(), search.log.columns.end()}, search.table, &search.entry, true};
 }
 
 RowShape grouped_shape(const QueryCommands& search, const Grouping& grouping) {
   RowShape shape = listed_shape(search);
   shape.columns.push_back({"count", true});
   shape.table = grouping.table;
+  shape.leaves_out = false;
   return shape;
+}
+
+// How the rows are to look, for people above all.
+void add_view_options(CLI::App& command, Session& session) {
+  command.add_flag_callback(
+      "--wide", [&session] { session.view.width = TableWidth::kWide; },
+      "Show all of each column, however long the lines");
+  command
+      .add_option(
+          "--columns",
+          [&session](const CLI::results_t& texts) {
+            session.view.columns.clear();
+            for (const std::string& text : texts) {
+              for (const std::string& name : CLI::detail::split(text, ',')) {
+                session.view.columns.push_back(name);
+              }
+            }
+            return true;
+          },
+          "Show these alone, in this order: 'id,time,message'; any column of the log may be named")
+      ->type_name("NAME,NAME")
+      ->take_all()
+      ->allow_extra_args(false);
+  command.add_flag_callback(
+      "--utc", [&session] { session.view.zone = Zone::kUtc; },
+      "Show times in UTC; the columns of --json and --csv stay as they are stored");
 }
 
 Listing listing_of(const QueryCommands& search, const FilterOptions& filters, unsigned sort) {
@@ -105,7 +132,23 @@ void add_list_command(CLI::App& commands, Session& session, const QueryCommands&
              search.list_examples));
   selection->filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, *selection, search.sorts);
+  add_view_options(*command, session);
   command->callback([selection, &session, &search] { session.status = run_list(search, *selection, session); });
+}
+
+void add_show_command(CLI::App& commands, Session& session, const QueryCommands& search) {
+  CLI::App* const command = commands.add_subcommand("show", "Show every field of entries");
+  const auto ids = std::make_shared<std::vector<std::int64_t>>();
+  command->footer(fmt::format("Examples:\n  annalctl {0}{1} show 4711\n  annalctl {0}{1} show 4711 4712 --json",
+                              search.log.name, search.log.options));
+  command->add_option("ID", *ids, "The entry's id, as 'list' shows it")->type_name("")->required();
+  add_view_options(*command, session);
+  command->callback([ids, &session, &search] {
+    if (session.view.format == Format::kTable) {
+      session.view.format = Format::kFull;
+    }
+    session.status = show_entries(listing_of(search, FilterOptions(), kNewestFirst), *ids, session);
+  });
 }
 
 void add_tail_command(CLI::App& commands, Session& session, const QueryCommands& search) {
@@ -115,6 +158,7 @@ void add_tail_command(CLI::App& commands, Session& session, const QueryCommands&
   command->footer(fmt::format("{}{}\n{}", kFilterNotes, kWhenForms, tail_footer(search.log)));
   add_tail_options(*command, arguments->options);
   arguments->filters.add_options(*command, search.filters, search.log.entries);
+  add_view_options(*command, session);
   command->callback([arguments, &session, &search] { session.status = run_tail(search, *arguments, session); });
 }
 
@@ -136,6 +180,7 @@ void add_group_command(CLI::App& commands, Session& session, const QueryCommands
   add_choice(*command, "--by", arguments->by, arguments->choices, "What those of a group share")->required();
   arguments->selection.filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, arguments->selection, search.sorts.first(search.group_sorts));
+  add_view_options(*command, session);
   command->add_flag("--by-size", arguments->by_size, "Largest groups first; --sort decides between equal ones");
   command->callback([arguments, &session, &search] { session.status = run_group(search, *arguments, session); });
 }

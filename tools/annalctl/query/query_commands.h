@@ -9,6 +9,7 @@
 #include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/arguments/page_options.h"
 #include "tools/annalctl/base/log.h"
+#include "tools/annalctl/output/output.h"
 #include "tools/annalctl/output/session.h"
 #include "tools/annalctl/output/text_table.h"
 #include "tools/annalctl/query/filter_options.h"
@@ -34,6 +35,7 @@ struct QueryCommands {
   const char* columns;  // what is listed
   const char* id;       // the column of the ids
   std::span<const TableColumn> table;
+  EntryView entry;
   LogFilters filters;
   std::span<const Sort> sorts;
   std::size_t group_sorts;              // so many of them the grouping knows
@@ -46,6 +48,8 @@ struct QueryCommands {
 
 // A command keeps the reference.
 void add_list_command(CLI::App& commands, Session& session, const QueryCommands& search);
+// "show ID": every field of an entry.
+void add_show_command(CLI::App& commands, Session& session, const QueryCommands& search);
 void add_tail_command(CLI::App& commands, Session& session, const QueryCommands& search);
 void add_count_command(CLI::App& commands, Session& session, const QueryCommands& search);
 void add_group_command(CLI::App& commands, Session& session, const QueryCommands& search);

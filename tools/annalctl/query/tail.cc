@@ -84,7 +84,7 @@ class Follower {
       : tail_(tail),
         options_(options),
         session_(session),
-        sink_(make_sink(session.format(), tail.listing.shape, session.terminal, session.output)) {}
+        sink_(make_sink(session.view, tail.listing.shape, session.terminal, session.output)) {}
 
   int show_page() {
     if (!check_log_exists(log())) {
@@ -220,10 +220,13 @@ class Follower {
 }  // namespace
 
 void add_tail_options(CLI::App& command, TailOptions& options) {
+  auto* const follow = command.add_flag_callback(
+      "--follow,-f", [] {}, "Show each new one, too, which is usual");
   command.add_option("--lines,-n", options.lines, "Begin with so many of the newest; without it 10")
       ->type_name("N")
       ->check(at_least(0));
-  auto* const no_follow = command.add_flag("--no-follow", options.no_follow, "Leave when those are shown");
+  auto* const no_follow =
+      command.add_flag("--no-follow", options.no_follow, "Leave when those are shown")->excludes(follow);
   command.add_option("--interval", options.interval, "Look for new ones every so many seconds; without it 1")
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestInterval, kLongestInterval))

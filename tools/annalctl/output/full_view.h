@@ -1,0 +1,13 @@
+// Entries with every field, a line each.
+#pragma once
+
+#include <memory>
+
+#include "tools/annalctl/output/output.h"
+
+namespace annalctl {
+
+[[nodiscard]] std::unique_ptr<RowSink> make_full_view(const RowShape& shape, const View& view, const Terminal& terminal,
+                                                      Output& output);
+
+}  // namespace annalctl

@@ -1,0 +1,22 @@
+// Help texts as wide as the narrowest usual terminal.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace annalctl {
+
+class HelpFormat : public CLI::Formatter {
+ public:
+  std::string make_option(const CLI::Option* option, bool is_positional) const override;
+  std::string make_option_opts(const CLI::Option* option) const override;
+  std::string make_subcommand(const CLI::App* command) const override;
+  std::string make_description(const CLI::App* app) const override;
+  std::string make_usage(const CLI::App* app, std::string name) const override;
+  std::string make_footer(const CLI::App* app) const override;
+};
+
+// Paragraphs of words, each filled up to the width again. Lines that begin with a blank stay as they are.
+[[nodiscard]] std::string wrapped(const std::string& text);
+
+}  // namespace annalctl
