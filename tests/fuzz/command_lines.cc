@@ -114,8 +114,9 @@ void check(const Texts& line) {
   const std::string text = annal::test::quoted(line);
   require(answer.status >= annalctl::kSuccess && answer.status <= annalctl::kUsage, "the exit status of " + text);
   require_readable(answer.errors);
-  const bool followed = std::find(line.begin(), line.end(), "tail") != line.end();
-  const bool checked = std::find(line.begin(), line.end(), "check") != line.end();  // which reports it as output
+  const auto has = [&line](const char* word) { return std::find(line.begin(), line.end(), word) != line.end(); };
+  const bool followed = has("tail") || has("log");
+  const bool checked = has("check") || has("info");  // which report it as output
   require(answer.status == annalctl::kSuccess || followed || checked || !answer.errors.empty(),
           "a failure without a word: " + text);
   if (answer.status == annalctl::kUsage) {

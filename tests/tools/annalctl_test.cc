@@ -273,7 +273,7 @@ TEST_F(AnnalctlTest, WrongUsageIsStatusTwoOnStandardErrorWithAHint) {
       {"event", "list", "--limit", "-1"},
       {"--json", "--csv", "event", "list"},
       {"event", "delete"},
-      {"event", "delete", "--id", "1", "--user", "x"},
+      {"event", "delete", "--dry-run"},
       {"event", "trim", "0"},
       {"event", "trim", "-5"},
       {"event", "group"},
@@ -317,10 +317,10 @@ class AnnalctlDelete : public AnnalctlTest {
 
 TEST_F(AnnalctlDelete, NamesWhatItDoesNotKnow) {
   for (const std::vector<std::string>& log : logs()) {
-    for (const std::string unknown : {"--since", "-x", "yesterday", "flush"}) {
+    for (const std::string unknown : {"-x", "yesterday", "flush"}) {
       const Finished finished = annalctl(joined(log, {"delete", unknown}));
       EXPECT_EQ(finished.status, 2) << log[0] << " " << unknown;
-      EXPECT_NE(finished.err.find("'" + unknown + "' is not known"), std::string::npos) << finished.err;
+      EXPECT_NE(finished.err.find(unknown), std::string::npos) << finished.err;
       EXPECT_EQ(annalctl(joined(log, {"delete", "--id", "1", unknown})).status, 2) << log[0] << " " << unknown;
     }
   }
@@ -334,7 +334,8 @@ TEST_F(AnnalctlDelete, TakesTheGeneralOptionsAsEveryCommandDoes) {
                                     {"flush", form}}) {
         const Finished finished = annalctl(joined(log, arguments));
         EXPECT_EQ(finished.status, 0) << log[0] << " " << form << ": " << finished.err;
-        EXPECT_EQ(finished.out + finished.err, "");
+        EXPECT_EQ(finished.err, "");
+        EXPECT_NE(finished.out.find("deleted"), std::string::npos);
       }
       EXPECT_EQ(annalctl(joined(log, {"delete", form})).status, 2) << log[0] << " " << form;
     }
@@ -393,6 +394,13 @@ TEST_F(AnnalctlTest, HelpIsOnStandardOutputForEveryCommand) {
       {"notice", "check"},
       {"notice", "salvage"},
       {"notice", "tail"},
+      {"info"},
+      {"keep"},
+      {"log"},
+      {"event", "info"},
+      {"event", "limit"},
+      {"event", "keep"},
+      {"event", "compact"},
       {"check"},
   };
   for (const auto& command : all) {

@@ -77,18 +77,19 @@ class AnnalctlCommandLines : public AnnalctlTest {
     fs::copy(kCopy, kFolder);
   }
 
-  // The exit status, or the negated number of the signal that killed it. Standard input is empty. A following tail ends
-  // because its reader is gone.
+  // The exit status, or the negated number of the signal that killed it. Standard input is empty. What follows a log
+  // ends because its reader is gone.
   [[nodiscard]] int run(const Texts& arguments) const {
     annal::test::Argv argv(ANNALCTL, arguments);
-    const bool tail = std::find(arguments.begin(), arguments.end(), "tail") != arguments.end();
+    const bool follows = std::any_of(arguments.begin(), arguments.end(),
+                                     [](const std::string& word) { return word == "tail" || word == "log"; });
     EXPECT_EQ(ftruncate(errors_.number(), 0), 0);
     lseek(errors_.number(), 0, SEEK_SET);
     const pid_t child = fork();
     if (child == 0) {
       alarm(kSeconds);
       if (dup2(null_.number(), STDIN_FILENO) == STDIN_FILENO &&
-          dup2(tail ? unread_.number() : null_.number(), STDOUT_FILENO) == STDOUT_FILENO &&
+          dup2(follows ? unread_.number() : null_.number(), STDOUT_FILENO) == STDOUT_FILENO &&
           dup2(errors_.number(), STDERR_FILENO) == STDERR_FILENO && chdir(kFolder) == 0) {
         execv(ANNALCTL, argv.get());
       }

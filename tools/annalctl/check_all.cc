@@ -6,10 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/annalctl/conn/model.h"
-#include "tools/annalctl/event/model.h"
-#include "tools/annalctl/fileop/model.h"
-#include "tools/annalctl/notice/model.h"
+#include "tools/annalctl/all_logs.h"
 #include "tools/annalctl/rescue/check_command.h"
 
 namespace annalctl {
@@ -18,13 +15,8 @@ namespace {
 
 void check_all(const std::vector<std::string>& files, Session& session) {
   bool sound = true;
-  for (const Log* log : {&event::kLog, &conn::kLog, &notice::kLog}) {
-    sound = check_with_its_rights(*log, session) && sound;
-  }
-  for (const std::string& file : files) {
-    fileop::use_file(file);
-    sound = check_with_its_rights(fileop::kLog, session) && sound;
-  }
+  for_all_logs(files, session, Intent::kReading,
+               [&sound, &session](const Log& log) { sound = check_with_its_rights(log, session) && sound; });
   session.status = sound ? kSuccess : kFailure;
 }
 

@@ -15,14 +15,19 @@
 #include <utility>
 #include <vector>
 
+#include "tools/annalctl/all_entries.h"
+#include "tools/annalctl/all_logs.h"
 #include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/catalog/commands.h"
 #include "tools/annalctl/check_all.h"
 #include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/fileop/commands.h"
+#include "tools/annalctl/files/log_system.h"
 #include "tools/annalctl/files/rights.h"
+#include "tools/annalctl/log/place.h"
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/output/help_format.h"
 #include "tools/annalctl/suggestion.h"
@@ -45,6 +50,9 @@ constexpr char kFooter[] =
     "  annalctl notice list --severity error --days 7\n"
     "  annalctl notice age 30\n"
     "  annalctl check\n"
+    "  annalctl info\n"
+    "  annalctl keep --days 90 --size 200M\n"
+    "  annalctl --dir /mnt/customer/logs event list\n"
     "  annalctl facilities --json\n"
     "  annalctl catalog search fan failed\n"
     "\n"
@@ -77,6 +85,10 @@ void add_general_options(CLI::App& app, Session& session) {
   app.add_flag_callback(
       "--no-pager", [&session] { session.pager = false; },
       "Write to the terminal what is longer than it, and not to $PAGER (less -FRX)");
+  app.add_option("--dir", session.place.folder,
+                 "The logs' folder, when it is another one: they are opened for reading alone, and nothing is created")
+      ->type_name("FOLDER");
+  app.add_flag("--write", session.place.write, "Let a log elsewhere (--dir, --db) be changed");
 }
 
 // The innermost command that was named, whose help is the one to read.
@@ -185,7 +197,10 @@ void add_all_commands(CLI::App& app, Session& session) {
   add_conn_commands(app, session);
   add_fileop_commands(app, session);
   add_notice_commands(app, session);
+  add_log_of_all(app, session);
   add_check_of_all(app, session);
+  add_info_of_all(app, session);
+  add_keep_of_all(app, session);
   add_facilities(app, session);
   add_catalog_commands(app, session);
   add_notify(app, session);
@@ -199,6 +214,10 @@ int run_program(int argc, char** argv) {
   open_missing_standard_descriptors();
   // A reader that goes away is noticed by the next write, with the log closed properly behind it.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+
+  remember_failures();
+  install_log_system();
+  forget_places();
 
   Session session;
   session.terminal = terminal_of(STDOUT_FILENO);

@@ -22,8 +22,13 @@ struct Log {
   const char* table;
   std::span<const Column> columns;  // the current layout, which is also the order of a listing
   std::size_t earliest_columns;     // so many of them had the earliest release
-  int usual_limit;                  // of entries: the library's own, for a limit of 0
-  int (*count)() noexcept;          // of all entries; a negative number is a result code
+  const char* id;                   // the columns that every log has under some name
+  const char* level;
+  const char* date;
+  const char* time;                     // null: the date's column has seconds since 1970
+  std::span<const char* const> levels;  // by their numbers
+  int usual_limit;                      // of entries: the library's own, for a limit of 0
+  int (*count)() noexcept;              // of all entries; a negative number is a result code
   // Creates the log where blueprint_of has led all databases, whatever is at the log's path.
   int (*create_redirected)(int limit, int batch) noexcept;
   // Calls of the library that add, count and list entries, each with a usual one. Only for statements_of, which has led

@@ -6,6 +6,48 @@
 
 namespace annalctl {
 
+namespace {
+
+struct Remembered {
+  int code = SQLITE_OK;
+  std::chrono::steady_clock::time_point time;
+};
+Remembered remembered;
+
+// What is no failure of the file, or is told by whoever holds the lock.
+bool is_worth_remembering(int code) {
+  constexpr int kPrimary = 0xFF;
+  switch (code & kPrimary) {
+    case SQLITE_OK:
+    case SQLITE_NOTICE:
+    case SQLITE_WARNING:
+    case SQLITE_SCHEMA:
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_INTERRUPT:
+    case SQLITE_NOMEM:
+      return false;
+    default:
+      return true;
+  }
+}
+
+void remember(void* /*context*/, int code, const char* /*message*/) {
+  if (is_worth_remembering(code)) {
+    remembered = {code, std::chrono::steady_clock::now()};
+  }
+}
+
+}  // namespace
+
+void remember_failures() {
+  static_cast<void>(sqlite3_config(SQLITE_CONFIG_LOG, remember, nullptr));
+}
+
+std::optional<int> failure_since(std::chrono::steady_clock::time_point begun) {
+  return remembered.code != SQLITE_OK && remembered.time >= begun ? std::optional(remembered.code) : std::nullopt;
+}
+
 SqliteDatabase::SqliteDatabase(const std::string& name, int flags) {
   sqlite3* handle = nullptr;
   static_cast<void>(sqlite3_open_v2(name.c_str(), &handle, flags, nullptr));

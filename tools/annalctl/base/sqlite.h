@@ -3,8 +3,10 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace annalctl {
@@ -49,6 +51,13 @@ class SqliteStatement {
   std::unique_ptr<sqlite3_stmt, Finalize> handle_;
   int code_;
 };
+
+// From now on what SQLite could not do is remembered, for the library as well, whose codes do not tell. To be called
+// before the first database is opened.
+void remember_failures();
+
+// The code, in its extended form, of the last failure since then.
+[[nodiscard]] std::optional<int> failure_since(std::chrono::steady_clock::time_point begun);
 
 // A name in the form in which it stands for itself in any statement.
 [[nodiscard]] std::string quoted_name(const std::string& name);

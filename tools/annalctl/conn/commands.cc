@@ -9,9 +9,9 @@ namespace {
 
 // In the order of the help.
 constexpr AddCommand kCommands[] = {
-    conn::add_create,  conn::add_add,    conn::add_list,   conn::add_show,    conn::add_tail,
-    conn::add_count,   conn::add_group,  conn::add_delete, conn::add_trim,    conn::add_flush,
-    conn::add_migrate, conn::add_import, conn::add_check,  conn::add_salvage,
+    conn::add_create, conn::add_add,    conn::add_list, conn::add_show,    conn::add_tail,    conn::add_count,
+    conn::add_group,  conn::add_delete, conn::add_trim, conn::add_flush,   conn::add_migrate, conn::add_import,
+    conn::add_info,   conn::add_limit,  conn::add_keep, conn::add_compact, conn::add_check,   conn::add_salvage,
 };
 
 }  // namespace

@@ -23,6 +23,10 @@ void add_flush(CLI::App& commands, Session& session);
 void add_migrate(CLI::App& commands, Session& session);
 void add_import(CLI::App& commands, Session& session);
 void add_tail(CLI::App& commands, Session& session);
+void add_info(CLI::App& commands, Session& session);
+void add_limit(CLI::App& commands, Session& session);
+void add_keep(CLI::App& commands, Session& session);
+void add_compact(CLI::App& commands, Session& session);
 void add_check(CLI::App& commands, Session& session);
 void add_salvage(CLI::App& commands, Session& session);
 

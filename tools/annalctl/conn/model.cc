@@ -145,13 +145,18 @@ constexpr std::array<Use, 4> kUses{add_one, add_none_at_once, count_all, list_so
 
 }  // namespace
 
-const Log kLog{
+Log kLog{
     .name = "conn",
     .entries = "connections",
     .path = "/etc/logs/conn.log",
     .table = "ANNAL_CONN",
     .columns = kColumns,
     .earliest_columns = 10,
+    .id = "conn_id",
+    .level = "conn_type",
+    .date = "conn_date",
+    .time = "conn_time",
+    .levels = kLevelNames,
     .usual_limit = 10000,
     .count = count_all,
     .create_redirected = annal_conn_create_tbl,

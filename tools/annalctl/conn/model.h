@@ -12,7 +12,7 @@
 
 namespace annalctl::conn {
 
-extern const Log kLog;
+extern Log kLog;
 
 // Services and actions are numbers that each program has agreed on with the readers of its entries.
 enum Highest : int {

@@ -9,9 +9,9 @@ namespace {
 
 // In the order of the help.
 constexpr AddCommand kCommands[] = {
-    event::add_create,  event::add_add,    event::add_list,   event::add_show,    event::add_tail,
-    event::add_count,   event::add_group,  event::add_delete, event::add_trim,    event::add_flush,
-    event::add_migrate, event::add_import, event::add_check,  event::add_salvage,
+    event::add_create, event::add_add,    event::add_list, event::add_show,    event::add_tail,    event::add_count,
+    event::add_group,  event::add_delete, event::add_trim, event::add_flush,   event::add_migrate, event::add_import,
+    event::add_info,   event::add_limit,  event::add_keep, event::add_compact, event::add_check,   event::add_salvage,
 };
 
 }  // namespace

@@ -1,6 +1,10 @@
 #include "Corix_annal.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/event/model.h"
+#include "tools/annalctl/maintenance/compact.h"
+#include "tools/annalctl/maintenance/info.h"
+#include "tools/annalctl/maintenance/keep.h"
+#include "tools/annalctl/maintenance/limit.h"
 #include "tools/annalctl/maintenance/maintenance.h"
 #include "tools/annalctl/rescue/check_command.h"
 #include "tools/annalctl/rescue/salvage.h"
@@ -39,6 +43,22 @@ void add_check(CLI::App& commands, Session& session) {
 
 void add_salvage(CLI::App& commands, Session& session) {
   add_salvage_command(commands, session, kLog);
+}
+
+void add_info(CLI::App& commands, Session& session) {
+  add_info_command(commands, session, kLog);
+}
+
+void add_limit(CLI::App& commands, Session& session) {
+  add_limit_command(commands, session, kLog);
+}
+
+void add_keep(CLI::App& commands, Session& session) {
+  add_keep_command(commands, session, kLog);
+}
+
+void add_compact(CLI::App& commands, Session& session) {
+  add_compact_command(commands, session, kLog);
 }
 
 }  // namespace annalctl::event

@@ -126,13 +126,18 @@ constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
 
 }  // namespace
 
-const Log kLog{
+Log kLog{
     .name = "event",
     .entries = "events",
     .path = "/etc/logs/event.log",
     .table = "ANNAL_EVENT",
     .columns = kColumns,
     .earliest_columns = 8,
+    .id = "event_id",
+    .level = "event_type",
+    .date = "event_date",
+    .time = "event_time",
+    .levels = kLevelNames,
     .usual_limit = 100000,
     .count = count_all,
     .create_redirected = annal_event_create_tbl,

@@ -12,7 +12,7 @@
 
 namespace annalctl::event {
 
-extern const Log kLog;
+extern Log kLog;
 
 extern const std::span<const Sort> kSorts;
 extern const std::span<const Grouping> kGroupings;

@@ -1,7 +1,5 @@
 #include "tools/annalctl/fileop/commands.h"
 
-#include <string>
-
 #include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/log/command_group.h"
 
@@ -11,16 +9,15 @@ namespace {
 
 // In the order of the help.
 constexpr AddCommand kCommands[] = {
-    fileop::add_create, fileop::add_add,   fileop::add_list,   fileop::add_show,  fileop::add_count,   fileop::add_tail,
-    fileop::add_delete, fileop::add_flush, fileop::add_import, fileop::add_check, fileop::add_salvage,
+    fileop::add_create, fileop::add_add,    fileop::add_list,    fileop::add_show,   fileop::add_count,
+    fileop::add_tail,   fileop::add_delete, fileop::add_flush,   fileop::add_import, fileop::add_info,
+    fileop::add_limit,  fileop::add_keep,   fileop::add_compact, fileop::add_check,  fileop::add_salvage,
 };
 
 }  // namespace
 
 void add_fileop_commands(CLI::App& app, Session& session) {
-  CLI::App* const group = add_log_commands(app, fileop::kLog, kCommands, session);
-  group->description("A log of file operations, in a file of its own");
-  group->add_option_function<std::string>("--db", fileop::use_file, "The log's file")->type_name("FILE")->required();
+  add_log_commands(app, fileop::kLog, kCommands, session);
 }
 
 }  // namespace annalctl

@@ -25,6 +25,8 @@ constexpr std::array kLockRanges{
     LockRange{kSharedFirst, kSharedSize, true},
 };
 
+}  // namespace
+
 std::string process_name(pid_t process) {
   if (process <= 0) {
     return "another process";  // of another machine or container, or an open file's own lock
@@ -36,8 +38,6 @@ std::string process_name(pid_t process) {
   }
   return fmt::format("process {} ({})", process, name);
 }
-
-}  // namespace
 
 std::optional<std::string> lock_holder(const char* path, bool writing) {
   const int file = open(path, O_RDONLY | O_CLOEXEC);

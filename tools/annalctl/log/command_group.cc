@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "tools/annalctl/files/rights.h"
+#include "tools/annalctl/log/place.h"
 
 namespace annalctl {
 
@@ -23,14 +23,38 @@ void take_general_options(CLI::App& command) {
 // No command of a log is carried out with more rights than the log has.
 class LogGroup : public CLI::App {
  public:
-  LogGroup(CLI::App& app, const Log& log)
-      : CLI::App(fmt::format("The {} log, {}", log.name, log.path), log.name, &app), log_(log) {}
+  LogGroup(CLI::App& app, Log& log, Session& session)
+      : CLI::App(description_of(log), log.name, &app), log_(log), session_(session) {
+    const bool has_a_place = *log.path != '\0';
+    add_option("--db", file_, has_a_place ? "The log's file, when it is elsewhere: see --dir" : "The log's file")
+        ->type_name("FILE")
+        ->check(not_empty())
+        ->required(!has_a_place);
+  }
 
   // The whole command line has been understood by now, and no command has begun.
-  void pre_callback() override { take_rights_for(log_); }
+  void pre_callback() override {
+    const CLI::App& command = *get_subcommands().front();
+    const CLI::Option* const dry_run = command.get_option_no_throw("--dry-run");
+    const bool only_looks = dry_run != nullptr && dry_run->count() > 0;
+    settle(log_, file_, session_.place, only_looks ? Intent::kReading : intent_of(command.get_name()));
+    take_rights_where_it_is(log_);
+  }
 
  private:
-  const Log& log_;
+  static std::string description_of(const Log& log) {
+    return *log.path == '\0' ? fmt::format("A log of {}, in a file of its own", log.entries)
+                             : fmt::format("The {} log, {}", log.name, log.path);
+  }
+
+  static CLI::Validator not_empty() {
+    return CLI::Validator(
+        [](const std::string& name) { return name.empty() ? std::string("it needs the name of a file") : ""; }, "");
+  }
+
+  Log& log_;
+  Session& session_;
+  std::string file_;
 };
 
 CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Session& session) {
@@ -60,8 +84,8 @@ CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& d
   return fill(app.add_subcommand(name, description), commands, session);
 }
 
-CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Session& session) {
-  return fill(app.add_subcommand(std::make_shared<LogGroup>(app, log)), commands, session);
+CLI::App* add_log_commands(CLI::App& app, Log& log, std::span<const AddCommand> commands, Session& session) {
+  return fill(app.add_subcommand(std::make_shared<LogGroup>(app, log, session)), commands, session);
 }
 
 }  // namespace annalctl

@@ -17,6 +17,6 @@ CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& d
                     std::span<const AddCommand> commands, Session& session);
 
 // The commands of a log.
-CLI::App* add_log_commands(CLI::App& app, const Log& log, std::span<const AddCommand> commands, Session& session);
+CLI::App* add_log_commands(CLI::App& app, Log& log, std::span<const AddCommand> commands, Session& session);
 
 }  // namespace annalctl

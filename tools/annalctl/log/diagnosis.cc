@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -15,6 +16,7 @@
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/folder.h"
 #include "tools/annalctl/files/file_lock.h"
+#include "tools/annalctl/files/log_system.h"
 #include "tools/annalctl/files/private_view.h"
 #include "tools/annalctl/files/rights.h"
 #include "tools/annalctl/files/sqlite_format.h"
@@ -150,7 +152,8 @@ Finding table_obstacle(const Call& call, int code) {
   }
   const int entries = log.count();
   if (entries < 0) {
-    return fmt::format("{} is a database, but its table cannot be read (code {})", log.path, entries);
+    return fmt::format("{0} is a database, but its table cannot be read (run 'annalctl {1}{2} check', which says why)",
+                       log.path, log.name, log.options);
   }
   if (call.purpose == Purpose::kCreating && code == ANNAL_TABLE_FAILED) {
     return fmt::format("the log exists already and holds {} entries; nothing was changed", entries);
@@ -170,7 +173,46 @@ Finding table_obstacle(const Call& call, int code) {
       log.name, log.options);
 }
 
+struct Reason {
+  int code;          // SQLite's, in its extended form or as the primary one
+  const char* text;  // {0} is the file, {1} the command without its verb
+};
+
+constexpr std::array kReasons{
+    Reason{
+        SQLITE_READONLY_ROLLBACK,
+        "a change of {0} was cut off, and what undoes it stands in {0}-journal: that needs to write (say --write, or "
+        "look at a copy of both files)"},
+    Reason{SQLITE_CORRUPT, "{0} is damaged (run '{1} check', which says what helps)"},
+    Reason{SQLITE_NOTADB, "{0} is damaged (run '{1} check', which says what helps)"},
+    Reason{SQLITE_FULL, "the disk is full (make room on the file system of {0})"},
+    Reason{SQLITE_IOERR,
+           "the disk could not be read or written (look into the kernel's messages, and run '{1} check')"},
+    Reason{SQLITE_READONLY, "{0} or its file system can only be read (run '{1} check', which says what helps)"},
+    Reason{SQLITE_CONSTRAINT,
+           "a trigger, an index or a column of {0} refuses it (run '{1} check', which says what helps)"},
+};
+
 }  // namespace
+
+std::optional<std::string> reason_of(const Log& log, int sqlite_code) {
+  constexpr int kPrimary = 0xFF;
+  if ((sqlite_code & kPrimary) == SQLITE_CANTOPEN && logs_are_read_only()) {
+    return fmt::format(
+        "{} is in write-ahead mode, and cannot be read without a file beside it (say --write, or look at "
+        "a copy)",
+        log.path);
+  }
+  if (sqlite_code == SQLITE_READONLY_ROLLBACK && !logs_are_read_only()) {
+    return {};  // Whoever may undo it is told otherwise.
+  }
+  for (const Reason& reason : kReasons) {
+    if (reason.code == sqlite_code || reason.code == (sqlite_code & kPrimary)) {
+      return fmt::format(fmt::runtime(reason.text), log.path, fmt::format("annalctl {}{}", log.name, log.options));
+    }
+  }
+  return {};
+}
 
 bool begins_as_database(const char* path) {
   std::array<char, kFileMagic.size()> head{};

@@ -17,6 +17,9 @@ namespace annalctl {
 // Why a statement failed on a file that can be opened, or nothing when no cause was found.
 [[nodiscard]] std::optional<std::string> statement_obstacle(const Call& call, int code);
 
+// What SQLite's code of a failure says about the log, with what helps; nothing for a code that says nothing by itself.
+[[nodiscard]] std::optional<std::string> reason_of(const Log& log, int sqlite_code);
+
 // Whether the table has exactly this release's columns. Waits for a lock.
 [[nodiscard]] bool layout_is_current(const Log& log);
 

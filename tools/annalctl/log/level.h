@@ -1,6 +1,7 @@
 // The level of an entry, for the logs that have one.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -20,6 +21,8 @@ extern const std::span<const Choice> kLevels;
 [[nodiscard]] std::optional<std::string> level_name(Row values, std::size_t level);
 [[nodiscard]] std::optional<std::int64_t> moment_of_texts(Row values, std::size_t date, std::size_t time);
 [[nodiscard]] std::optional<std::int64_t> number_in(Row values, std::size_t place);
+// The same by their numbers.
+inline constexpr std::array kLevelNames{"information", "warning", "error"};
 
 [[nodiscard]] TableCell level_cell(const char* code);
 

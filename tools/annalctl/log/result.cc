@@ -7,6 +7,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/log/diagnosis.h"
 
 namespace annalctl {
@@ -53,8 +54,14 @@ bool check_log_exists(const Log& log) {
 }
 
 std::string failure_text(const Call& call, int code, const std::string& seen) {
+  // Before the look at the log, which may fail itself.
+  const std::optional<int> sqlite_code = failure_since(call.begun);
   if (const std::optional<std::string> obstacle = file_obstacle(call.log, call.purpose)) {
     return fmt::format("cannot open {}: {}", call.log.path, *obstacle);
+  }
+  const std::optional<std::string> reason = sqlite_code ? reason_of(call.log, *sqlite_code) : std::nullopt;
+  if (reason) {
+    return fmt::format("cannot {}: {}", call.doing, *reason);
   }
   if (const std::optional<std::string> cause = statement_obstacle(call, code)) {
     return fmt::format("cannot {}: {}", call.doing, *cause);
@@ -62,7 +69,12 @@ std::string failure_text(const Call& call, int code, const std::string& seen) {
   if (!seen.empty()) {
     return fmt::format("cannot {}: {}", call.doing, seen);
   }
-  return fmt::format("cannot {}: the library answered {} ({}) on {}", call.doing, code, code_text(code), call.log.path);
+  const bool of_values = code == ANNAL_TOO_LONG || code == ANNAL_BAD_ARGUMENT || code == ANNAL_NO_MEMORY;
+  const std::string advice =
+      of_values ? ""
+                : fmt::format(" (run 'annalctl {}{} check', which says what helps)", call.log.name, call.log.options);
+  return fmt::format("cannot {}: the library answered {} ({}) on {}{}", call.doing, code, code_text(code),
+                     call.log.path, advice);
 }
 
 int report(const Call& call, int code, const std::string& seen) {

@@ -2,20 +2,53 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <map>
 #include <memory>
+#include <string_view>
+#include <vector>
 
+#include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/log/level.h"
 #include "tools/annalctl/log/result.h"
+#include "tools/annalctl/maintenance/changes.h"
+#include "tools/annalctl/maintenance/paced_deletion.h"
+#include "tools/annalctl/query/listing.h"
 
 namespace annalctl {
 
 namespace {
 
+constexpr char kNotes[] =
+    "Entries go that meet all conditions: those of 'list', and those of the values\n"
+    "below, which an entry's column has to equal to the letter, --user and the like\n"
+    "too. None that does is no failure. One value alone is deleted by in one step,\n"
+    "and a log that is locked is then not waited for. Everything else goes in short\n"
+    "steps, so that whoever writes to the log does not wait for long; a run that was\n"
+    "cut off has deleted what it got to.\n"
+    "\n";
+
+constexpr char kDryRun[] = "--dry-run";
+
 struct Chosen {
-  const DeleteOption* selector = nullptr;
-  DeleteValue value;
+  FilterOptions filters;
+  LogFilters table{};             // the list's
+  std::vector<TextFilter> texts;  // with those that are compared to the letter
+  std::map<const DeleteOption*, std::string> values;
+  bool dry_run = false;
 };
+
+std::string_view name_of(const char* option) {
+  const std::string_view names = option;
+  return names.substr(0, names.find(','));
+}
+
+const DeleteOption* selector_of(const DeleteCommand& deletion, std::string_view option) {
+  const auto found = std::find_if(deletion.selectors.begin(), deletion.selectors.end(),
+                                  [option](const DeleteOption& one) { return option == one.option; });
+  return found == deletion.selectors.end() ? nullptr : &*found;
+}
 
 const void* address_of(const DeleteValue& value) {
   if (const auto* const text = std::get_if<std::string>(&value)) {
@@ -24,45 +57,128 @@ const void* address_of(const DeleteValue& value) {
   return std::get_if<int>(&value);
 }
 
-int run_delete(const DeleteCommand& deletion, const Chosen& choice) {
-  if (!check_log_exists(deletion.log)) {
-    return kFailure;
+DeleteValue value_from(const DeleteOption& selector, const std::string& text) {
+  try {
+    return selector.read(text);
+  } catch (const Refusal& refusal) {
+    throw Refusal(fmt::format("{}: {}", selector.option, refusal.what()));
   }
-  const Call call{deletion.log, fmt::format("delete the {}", deletion.log.entries), Purpose::kWriting};
-  return report(call, deletion.run(choice.selector->code, address_of(choice.value)));
 }
 
-void add_selector(CLI::App& command, const DeleteOption& selector, Chosen& choice) {
+Condition condition_of(const DeleteOption& selector, const std::string& text) {
+  if (selector.compared != nullptr) {
+    return equals(selector.column, selector.compared(text));
+  }
+  const DeleteValue value = value_from(selector, text);
+  if (const int* const number = std::get_if<int>(&value)) {
+    return equals(selector.column, std::int64_t{*number});
+  }
+  return equals(selector.column, text);
+}
+
+// What is asked for, when it is one value that the library can delete by.
+struct OneValue {
+  const DeleteOption* selector = nullptr;
+  std::string text;
+};
+
+OneValue one_value_of(const DeleteCommand& deletion, const CLI::App& command) {
+  OneValue one;
+  std::size_t given = 0;
+  for (const CLI::Option* option : command.get_options()) {
+    if (option->count() > 0 && !option->check_name(kDryRun)) {
+      given += option->count();
+      one = {selector_of(deletion, option->get_name()), option->results().front()};
+    }
+  }
+  if (given == 0) {
+    throw Refusal("it says nothing about which are to be deleted ('flush' deletes all)");
+  }
+  const bool of_library = one.selector != nullptr && one.selector->what != nullptr;
+  return given == 1 && of_library ? one : OneValue();
+}
+
+int delete_by_library(const DeleteCommand& deletion, const OneValue& one, const Call& call, Session& session) {
+  const DeleteValue value = value_from(*one.selector, one.text);
+  return delete_and_say(call, session,
+                        [&deletion, &one, &value] { return deletion.run(one.selector->code, address_of(value)); });
+}
+
+int delete_by_conditions(const Chosen& chosen, const Call& call, Session& session) {
+  Query query;
+  query.conditions = chosen.filters.conditions(chosen.table);
+  for (const auto& [selector, text] : chosen.values) {
+    query.conditions.push_back(condition_of(*selector, text));
+  }
+  std::int64_t deleted = 0;
+  try {
+    Reader reader(call.log);
+    if (chosen.dry_run) {
+      deleted = reader.count(query);
+    } else {
+      delete_matching(reader, query, deleted);
+    }
+  } catch (const ReadFailure& failure) {
+    if (deleted > 0) {
+      say_deleted(deleted, call.log, Deed::kDone, session);
+      session.output.finish();
+    }
+    return report_failure(call, failure);
+  }
+  say_deleted(deleted, call.log, chosen.dry_run ? Deed::kOnlyLooked : Deed::kDone, session);
+  return kSuccess;
+}
+
+int run_delete(const DeleteCommand& deletion, const CLI::App& command, const Chosen& chosen, Session& session) {
+  const Log& log = deletion.queries.log;
+  const OneValue one = one_value_of(deletion, command);
+  if (one.selector != nullptr) {
+    static_cast<void>(value_from(*one.selector, one.text));  // what cannot be looked for is told first
+  }
+  if (!check_log_exists(log)) {
+    return kFailure;
+  }
+  const Call call{log, fmt::format("delete the {}", log.entries), Purpose::kWriting};
+  return one.selector != nullptr && !chosen.dry_run ? delete_by_library(deletion, one, call, session)
+                                                    : delete_by_conditions(chosen, call, session);
+}
+
+void add_selector(CLI::App& command, const DeleteOption& selector, Chosen& chosen) {
   CLI::Option* const option = command.add_option_function<std::string>(
       selector.option,
-      [&selector, &choice](const std::string& text) {
-        try {
-          choice = {&selector, selector.read(text)};
-        } catch (const Refusal& refusal) {
-          throw Refusal(fmt::format("{}: {}", selector.option, refusal.what()));
-        }
+      [&selector, &chosen](const std::string& text) {
+        static_cast<void>(value_from(selector, text));
+        chosen.values[&selector] = text;
       },
-      selector.what == nullptr ? "" : fmt::format("Entries of this {}", selector.what));
-  if (selector.what == nullptr) {
-    option->group("");
-  } else {
-    option->type_name(selector.form);
-  }
+      fmt::format("Entries of this {}", selector.what));
+  option->type_name(selector.form);
 }
 
 }  // namespace
 
 void add_delete_command(CLI::App& commands, Session& session, const DeleteCommand& deletion) {
-  CLI::App* const command =
-      commands.add_subcommand("delete", fmt::format("Delete the {} that have a value", deletion.log.entries));
-  const auto choice = std::make_shared<Chosen>();
-  command->footer(deletion.footer);
-  auto* const selectors = command->add_option_group("Value");
-  for (const DeleteOption& selector : deletion.selectors) {
-    add_selector(*selectors, selector, *choice);
+  const Log& log = deletion.queries.log;
+  CLI::App* const command = commands.add_subcommand("delete", fmt::format("Delete the {} that are named", log.entries));
+  const auto chosen = std::make_shared<Chosen>();
+  command->footer(fmt::format("{}{}{}\nExamples:\n{}", kNotes, kFilterNotes, kWhenForms, deletion.examples));
+  for (TextFilter filter : deletion.queries.filters.texts) {
+    if (const DeleteOption* const selector = selector_of(deletion, name_of(filter.option))) {
+      filter.columns = {selector->column};
+      filter.match = Match::kEquals;
+    }
+    chosen->texts.push_back(filter);
   }
-  selectors->require_option(1);
-  command->callback([choice, &session, &deletion] { session.status = run_delete(deletion, *choice); });
+  chosen->table = deletion.queries.filters;
+  chosen->table.texts = chosen->texts;
+  chosen->filters.add_options(*command, chosen->table, log.entries);
+  for (const DeleteOption& selector : deletion.selectors) {
+    if (command->get_option_no_throw(selector.option) == nullptr) {
+      add_selector(*command, selector, *chosen);
+    }
+  }
+  add_dry_run(*command, chosen->dry_run);
+  command->callback(
+      [command, chosen, &session, &deletion] { session.status = run_delete(deletion, *command, *chosen, session); });
 }
 
 DeleteValue read_number(const std::string& text) {

@@ -1,4 +1,4 @@
-// Deleting the entries of a log whose column equals a value.
+// Deleting entries: those whose column equals a value, by the library, and those that any of a list's conditions find.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,6 +8,8 @@
 
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
+#include "tools/annalctl/query/query.h"
+#include "tools/annalctl/query/query_commands.h"
 
 namespace annalctl {
 
@@ -17,16 +19,19 @@ using DeleteValue = std::variant<int, std::string>;
 struct DeleteOption {
   unsigned code;
   const char* option;
-  const char* what;  // completes "Entries of this …"; null: understood, but not shown in the help
+  const char* what;  // completes "Entries of this …"; null: the library cannot delete by it
   DeleteValue (*read)(const std::string& text);  // throws Refusal
   const char* form;                              // of the value, for the help
+  const char* column;                            // that the value is compared with
+  // What it is compared with when that is neither the number nor the text itself.
+  Condition::Value (*compared)(const std::string& text) = nullptr;
 };
 
 struct DeleteCommand {
-  const Log& log;
+  const QueryCommands& queries;  // whose conditions it takes, too
   std::span<const DeleteOption> selectors;
   int (*run)(unsigned selector, const void* value) noexcept;
-  const char* footer;
+  const char* examples;
 };
 
 // The command keeps the reference.

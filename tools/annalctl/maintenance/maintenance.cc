@@ -5,10 +5,13 @@
 #include <algorithm>
 #include <memory>
 
+#include "Corix_annal.h"
 #include "tools/annalctl/arguments/number_range.h"
 #include "tools/annalctl/base/confirm.h"
 #include "tools/annalctl/log/limits.h"
 #include "tools/annalctl/log/result.h"
+#include "tools/annalctl/maintenance/changes.h"
+#include "tools/annalctl/query/listing.h"
 
 namespace annalctl {
 
@@ -27,25 +30,61 @@ int run_create(const Maintenance& maintenance, const Limits& limits) {
   return report(call, maintenance.create(limit, batch));
 }
 
-int run_flush(const Maintenance& maintenance, bool yes) {
+// The number of all entries, or a negative one when that was told as a failure.
+std::int64_t all_entries(const Log& log) {
+  const Call call{log, fmt::format("count the {}", log.entries), Purpose::kReading};
+  try {
+    return Reader(log).count({});
+  } catch (const ReadFailure& failure) {
+    static_cast<void>(report_failure(call, failure));
+  }
+  return -1;
+}
+
+int look_only(const Log& log, std::int64_t kept, Session& session) {
+  const std::int64_t entries = all_entries(log);
+  if (entries < 0) {
+    return kFailure;
+  }
+  say_deleted(std::max<std::int64_t>(entries - kept, 0), log, Deed::kOnlyLooked, session);
+  return kSuccess;
+}
+
+struct FlushOptions {
+  bool yes = false;
+  bool dry_run = false;
+};
+
+struct TrimOptions {
+  int keep = 0;
+  bool dry_run = false;
+};
+
+int run_flush(const Maintenance& maintenance, const FlushOptions& options, Session& session) {
   const Log& log = maintenance.log;
   if (!check_log_exists(log)) {
     return kFailure;
   }
-  if (!yes && !confirmed(fmt::format("Delete all {} of {}?", log.entries, log.path))) {
+  if (options.dry_run) {
+    return look_only(log, 0, session);
+  }
+  if (!options.yes && !confirmed(fmt::format("Delete all {} of {}?", log.entries, log.path))) {
     complain("nothing was deleted");
     return kFailure;
   }
   const Call call{log, fmt::format("delete all {}", log.entries), Purpose::kWriting};
-  return report(call, maintenance.flush());
+  return delete_and_say(call, session, [&maintenance] { return maintenance.flush(); });
 }
 
-int run_trim(const Log& log, int (*trim)(int keep) noexcept, int keep) {
+int run_trim(const Log& log, int (*trim)(int keep) noexcept, const TrimOptions& options, Session& session) {
   if (!check_log_exists(log)) {
     return kFailure;
   }
+  if (options.dry_run) {
+    return look_only(log, options.keep, session);
+  }
   const Call call{log, fmt::format("trim the {} log", log.name), Purpose::kWriting};
-  return report(call, trim(keep));
+  return delete_and_say(call, session, [trim, &options] { return trim(options.keep); });
 }
 
 int run_migrate(const Log& log, int (*migrate)() noexcept) {
@@ -81,7 +120,7 @@ void add_flush_command(CLI::App& commands, Session& session, const Maintenance& 
   const Log& log = maintenance.log;
   CLI::App* const command =
       commands.add_subcommand("flush", fmt::format("Delete all {} and keep the log", log.entries));
-  const auto yes = std::make_shared<bool>(false);
+  const auto options = std::make_shared<FlushOptions>();
   command->footer(
       fmt::format("Asks first when standard input is a terminal, and goes ahead when it is none.\n"
                   "\n"
@@ -89,19 +128,21 @@ void add_flush_command(CLI::App& commands, Session& session, const Maintenance& 
                   "  annalctl {0}{1} flush\n"
                   "  annalctl {0}{1} flush --yes",
                   log.name, log.options));
-  command->add_flag("--yes,-y", *yes, "Do not ask");
-  command->callback([yes, &session, &maintenance] { session.status = run_flush(maintenance, *yes); });
+  command->add_flag("--yes,-y", options->yes, "Do not ask");
+  add_dry_run(*command, options->dry_run);
+  command->callback([options, &session, &maintenance] { session.status = run_flush(maintenance, *options, session); });
 }
 
 void add_trim_command(CLI::App& commands, Session& session, const Log& log, int (*trim)(int keep) noexcept) {
   CLI::App* const command =
       commands.add_subcommand("trim", fmt::format("Delete the oldest {} until so many are left", log.entries));
-  const auto keep = std::make_shared<int>(0);
+  const auto options = std::make_shared<TrimOptions>();
   command->footer(fmt::format("Example:\n  annalctl {} trim 1000", log.name));
-  command->add_option("KEEP", *keep, "How many to keep, 1 or more ('flush' deletes all)")
+  command->add_option("KEEP", options->keep, "How many to keep, 1 or more ('flush' deletes all)")
       ->required()
       ->check(at_least(1));
-  command->callback([keep, &session, &log, trim] { session.status = run_trim(log, trim, *keep); });
+  add_dry_run(*command, options->dry_run);
+  command->callback([options, &session, &log, trim] { session.status = run_trim(log, trim, *options, session); });
 }
 
 void add_migrate_command(CLI::App& commands, Session& session, const Log& log, int (*migrate)() noexcept) {

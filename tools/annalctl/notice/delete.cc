@@ -17,17 +17,10 @@ namespace annalctl::notice {
 
 namespace {
 
-constexpr char kFooter[] =
-    "Exactly one of the options is needed. Notices go when their column equals the value to the letter; none that "
-    "does\n"
-    "is no failure. A TIME is seconds since 1970, with or without '@' in front, or a local time. A log that is locked "
-    "is\n"
-    "not waited for.\n"
-    "\n"
-    "Examples:\n"
+constexpr char kExamples[] =
     "  annalctl notice delete --id 4711\n"
     "  annalctl notice delete --facility 'USB Drive'\n"
-    "  annalctl notice delete --time '2026-11-21 10:00:00'";
+    "  annalctl notice delete --severity debug --until -30d --dry-run";
 
 // The library takes the time as a text, which SQLite makes a number again before it compares.
 DeleteValue read_time(const std::string& text) {
@@ -41,6 +34,16 @@ DeleteValue read_end_time(const std::string& text) {
     throw Refusal("the time cannot be looked for: only 1901-12-13 to 2038-01-19 can");
   }
   return static_cast<int>(seconds);
+}
+
+Condition::Value compared_time(const std::string& text) {
+  return seconds_of(text);
+}
+
+// By its name or its number, which may be one without a name.
+DeleteValue read_severity(const std::string& text) {
+  const std::optional<unsigned> code = code_of(kSeverities, text);
+  return code ? DeleteValue(static_cast<int>(*code)) : read_number(text);
 }
 
 DeleteValue read_facility(const std::string& text) {
@@ -65,37 +68,32 @@ DeleteValue read_text_as_expression(const std::string& text) {
   return expression + ")";
 }
 
-[[noreturn]] DeleteValue refuse_client(const std::string& /*text*/) {
-  throw Refusal("the library cannot delete notices by client (use --id instead)");
-}
-
 constexpr std::array kSelectors{
-    DeleteOption{0, "--id", "id", read_number, "N"},
-    DeleteOption{1, "--severity", "severity, as syslog numbers it: 3 error, 4 warning, 6 information", read_number,
-                 "N"},
-    DeleteOption{2, "--server", "server", read_number, "N"},
-    DeleteOption{3, "--action", "action", read_number, "N"},
-    DeleteOption{4, "--service", "service name", read_text, "TEXT"},
-    DeleteOption{5, "--facility", "facility, by number or name", read_facility, "N|NAME"},
-    DeleteOption{6, "--time", "time", read_time, "TIME"},
-    DeleteOption{7, "--endtime", "end time", read_end_time, "TIME"},
-    DeleteOption{8, "--user", "user", read_text, "TEXT"},
-    DeleteOption{9, "--ip", "address", read_text, "TEXT"},
-    DeleteOption{10, "--client", nullptr, refuse_client, nullptr},
-    DeleteOption{11, "--description", "description", read_text, "TEXT"},
-    DeleteOption{12, "--msgcode", "message code", read_text, "TEXT"},
-    DeleteOption{13, "--varnum", "number of variables", read_number, "N"},
-    DeleteOption{14, "--varcontent", "content of the variables", read_text, "TEXT"},
-    DeleteOption{15, "--name", "name", read_text, "TEXT"},
-    DeleteOption{16, "--status", "status", read_number, "N"},
-    DeleteOption{17, "--uid", "user number", read_number, "N"},
-    DeleteOption{18, "--gid", "group number", read_number, "N"},
-    DeleteOption{19, "--link-id", "link id", read_text_as_expression, "TEXT"},
-    DeleteOption{20, "--link-option", "link option", read_text_as_expression, "TEXT"},
-    DeleteOption{21, "--title", "title", read_text_as_expression, "TEXT"},
+    DeleteOption{0, "--id", "id", read_number, "N", "id"},
+    DeleteOption{1, "--severity", "severity, by name or as syslog numbers it", read_severity, "NAME|N", "severity"},
+    DeleteOption{2, "--server", "server", read_number, "N", "server"},
+    DeleteOption{3, "--action", "action", read_number, "N", "action"},
+    DeleteOption{4, "--service", "service name", read_text, "TEXT", "serviceName"},
+    DeleteOption{5, "--facility", "facility, by number or name", read_facility, "N|NAME", "facility"},
+    DeleteOption{6, "--time", "time", read_time, "TIME", "time", compared_time},
+    DeleteOption{7, "--endtime", "end time", read_end_time, "TIME", "endtime", compared_time},
+    DeleteOption{8, "--user", "user", read_text, "TEXT", "user"},
+    DeleteOption{9, "--ip", "address", read_text, "TEXT", "ip"},
+    DeleteOption{10, "--client", nullptr, read_text, nullptr, "client"},
+    DeleteOption{11, "--description", "description", read_text, "TEXT", "desc"},
+    DeleteOption{12, "--msgcode", "message code", read_text, "TEXT", "msgCode"},
+    DeleteOption{13, "--varnum", "number of variables", read_number, "N", "varNum"},
+    DeleteOption{14, "--varcontent", "content of the variables", read_text, "TEXT", "varContent"},
+    DeleteOption{15, "--name", "name", read_text, "TEXT", "name"},
+    DeleteOption{16, "--status", "status", read_number, "N", "status"},
+    DeleteOption{17, "--uid", "user number", read_number, "N", "uid"},
+    DeleteOption{18, "--gid", "group number", read_number, "N", "gid"},
+    DeleteOption{19, "--link-id", "link id", read_text_as_expression, "TEXT", "link_id"},
+    DeleteOption{20, "--link-option", "link option", read_text_as_expression, "TEXT", "link_option"},
+    DeleteOption{21, "--title", "title", read_text_as_expression, "TEXT", "title"},
 };
 
-constexpr DeleteCommand kDeletion{kLog, kSelectors, annal_notice_del, kFooter};
+constexpr DeleteCommand kDeletion{kQueries, kSelectors, annal_notice_del, kExamples};
 
 }  // namespace
 

@@ -12,9 +12,15 @@
 #include "tools/annalctl/base/confirm.h"
 #include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/log/result.h"
+#include "tools/annalctl/maintenance/changes.h"
+#include "tools/annalctl/maintenance/compact.h"
+#include "tools/annalctl/maintenance/info.h"
+#include "tools/annalctl/maintenance/keep.h"
+#include "tools/annalctl/maintenance/limit.h"
 #include "tools/annalctl/maintenance/maintenance.h"
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"
+#include "tools/annalctl/query/listing.h"
 #include "tools/annalctl/rescue/check_command.h"
 #include "tools/annalctl/rescue/salvage.h"
 
@@ -41,12 +47,32 @@ constexpr const char* kTitle = "title";
 
 constexpr int kWaitMilliseconds = 20000;
 
-int run_age(int days) {
+struct AgeOptions {
+  int days = 0;
+  bool dry_run = false;
+};
+
+int say_how_many_are_older(int days, Session& session) {
+  const Call call{kLog, "count the notices of that age", Purpose::kReading};
+  Query older;
+  older.conditions.push_back({"time < strftime('%s', 'now') - ? * 86400", {std::int64_t{days}}});
+  try {
+    say_deleted(Reader(kLog).count(older), kLog, Deed::kOnlyLooked, session);
+  } catch (const ReadFailure& failure) {
+    return report_failure(call, failure);
+  }
+  return kSuccess;
+}
+
+int run_age(const AgeOptions& options, Session& session) {
   if (!check_log_exists(kLog)) {
     return kFailure;
   }
+  if (options.dry_run) {
+    return say_how_many_are_older(options.days, session);
+  }
   const Call call{kLog, "delete the notices of that age", Purpose::kWriting};
-  return report(call, AnnalNoticeDellogByClientTime(days));
+  return delete_and_say(call, session, [&options] { return AnnalNoticeDellogByClientTime(options.days); });
 }
 
 // The columns that the table lacks, whose names are the same to SQLite in any case; nothing when it could not be read
@@ -131,16 +157,17 @@ void add_create(CLI::App& commands, Session& session) {
 
 void add_age(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("age", "Delete the notices that are older than so many days");
-  const auto days = std::make_shared<int>(0);
+  const auto options = std::make_shared<AgeOptions>();
   command->footer(
       "A day has 24 hours, counted back from now. A log that is locked is not waited for.\n"
       "\n"
       "Example:\n"
       "  annalctl notice age 30");
-  command->add_option("DAYS", *days, "How many days to keep, 1 or more ('flush' deletes all)")
+  command->add_option("DAYS", options->days, "How many days to keep, 1 or more ('flush' deletes all)")
       ->required()
       ->check(at_least(1));
-  command->callback([days, &session] { session.status = run_age(*days); });
+  add_dry_run(*command, options->dry_run);
+  command->callback([options, &session] { session.status = run_age(*options, session); });
 }
 
 void add_flush(CLI::App& commands, Session& session) {
@@ -161,6 +188,22 @@ void add_check(CLI::App& commands, Session& session) {
 
 void add_salvage(CLI::App& commands, Session& session) {
   add_salvage_command(commands, session, kLog);
+}
+
+void add_info(CLI::App& commands, Session& session) {
+  add_info_command(commands, session, kLog);
+}
+
+void add_limit(CLI::App& commands, Session& session) {
+  add_limit_command(commands, session, kLog);
+}
+
+void add_keep(CLI::App& commands, Session& session) {
+  add_keep_command(commands, session, kLog);
+}
+
+void add_compact(CLI::App& commands, Session& session) {
+  add_compact_command(commands, session, kLog);
 }
 
 }  // namespace annalctl::notice

@@ -190,19 +190,26 @@ std::optional<std::string> level_of(Row values) {
              ? std::optional(name_of(kSeverityChoices, values[kSeverity]))
              : std::nullopt;
 }
+constexpr std::array kSeverityNames{"emergency", "alert",  "critical",    "error",
+                                    "warning",   "notice", "information", "debug"};
 
 using Use = int (*)() noexcept;
 constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
 
 }  // namespace
 
-const Log kLog{
+Log kLog{
     .name = "notice",
     .entries = "notices",
     .path = "/etc/logs/notice.log",
     .table = "ANNAL_NOTICE",
     .columns = kColumns,
     .earliest_columns = 21,
+    .id = "id",
+    .level = "severity",
+    .date = "time",
+    .time = nullptr,
+    .levels = kSeverityNames,
     .usual_limit = 10000,
     .count = count_all,
     .create_redirected = annal_notice_create_tbl,

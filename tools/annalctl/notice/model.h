@@ -14,7 +14,7 @@
 
 namespace annalctl::notice {
 
-extern const Log kLog;
+extern Log kLog;
 
 struct Facility {
   int number;

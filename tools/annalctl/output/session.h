@@ -1,15 +1,24 @@
 // One run of the program, as its commands see it: where output goes, in which form, and how the run ends.
 #pragma once
 
+#include <string>
+
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/terminal.h"
 #include "tools/annalctl/output/output.h"
 
 namespace annalctl {
 
+// Where logs are that are not this appliance's own.
+struct Place {
+  std::string folder;  // empty: at their own places
+  bool write = false;  // whether they may be changed
+};
+
 struct Session {
   View view;
   bool pager = true;
+  Place place;
   Terminal terminal;
   Output output{stdout};
   int status = kSuccess;

@@ -61,6 +61,8 @@ void read_by_id(Reader& reader, const Query& query, PageOptions::Window window, 
   }
 }
 
+}  // namespace
+
 void read_rows(Reader& reader, const Query& query, PageOptions::Window window, const TakePage& take) {
   if (window.limit == 0) {
     return;
@@ -79,8 +81,6 @@ void read_rows(Reader& reader, const Query& query, PageOptions::Window window, c
   }
   (query.groups.empty() ? read_sorted : read_groups)(reader, query, limit, offset, take);
 }
-
-}  // namespace
 
 std::string failure_text(const Call& call, const ReadFailure& failure) {
   const std::string cause = failure.what();

@@ -9,6 +9,7 @@
 #include "tools/annalctl/output/session.h"
 #include "tools/annalctl/query/query.h"
 #include "tools/annalctl/query/reader.h"
+#include "tools/annalctl/query/sorted_rows.h"
 
 namespace annalctl {
 
@@ -17,6 +18,9 @@ struct Listing {
   RowShape shape;
   Query query;
 };
+
+// Hands over the rows of a window, a page at a time and with nothing locked.
+void read_rows(Reader& reader, const Query& query, PageOptions::Window window, const TakePage& take);
 
 // These return the exit status, and have reported a failure.
 [[nodiscard]] int show_page(const Listing& listing, const PageOptions& page, Session& session);

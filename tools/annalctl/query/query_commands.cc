@@ -9,6 +9,7 @@
 
 #include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/query/listing.h"
+#include "tools/annalctl/query/news.h"
 #include "tools/annalctl/query/tail.h"
 
 namespace annalctl {
@@ -19,6 +20,7 @@ struct Selection {
   FilterOptions filters;
   OrderOptions order;
   PageOptions page;
+  NewsOptions news;
 };
 
 struct GroupArguments {
@@ -94,6 +96,9 @@ Listing listing_of(const QueryCommands& search, const FilterOptions& filters, un
 }
 
 int run_list(const QueryCommands& search, const Selection& selection, Session& session) {
+  if (selection.news.given()) {
+    return show_news(listing_of(search, selection.filters, kHighestIdFirst), selection.news, selection.page, session);
+  }
   return show_page(listing_of(search, selection.filters, selection.order.order(kNewestFirst)), selection.page, session);
 }
 
@@ -133,6 +138,7 @@ void add_list_command(CLI::App& commands, Session& session, const QueryCommands&
   selection->filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, *selection, search.sorts);
   add_view_options(*command, session);
+  add_news_options(*command, selection->news);
   command->callback([selection, &session, &search] { session.status = run_list(search, *selection, session); });
 }
 

@@ -114,6 +114,17 @@ void Reader::run(const std::string& text) {
   }
 }
 
+void Reader::begin_change() {
+  begun_ = Clock::now();
+  run("BEGIN IMMEDIATE");
+  try {
+    require_same_log();
+  } catch (...) {
+    database_.run("ROLLBACK");
+    throw;
+  }
+}
+
 bool Reader::next(SqliteStatement& statement) {
   const bool row = statement.next();
   if (!row && !statement.ended()) {

@@ -58,6 +58,8 @@ class Reader {
 
   [[nodiscard]] SqliteStatement prepare(const std::string& text);
   void run(const std::string& text);
+  // Locks the log for a change, until it is committed or rolled back.
+  void begin_change();
   // The next row; false at the end.
   bool next(SqliteStatement& statement);
 

@@ -1,12 +1,8 @@
 #include "tools/annalctl/query/tail.h"
 
 #include <fmt/format.h>
-#include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,64 +13,11 @@
 #include "tools/annalctl/log/diagnosis.h"
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/output/kept_row.h"
+#include "tools/annalctl/query/interruption.h"
 
 namespace annalctl {
 
 namespace {
-
-constexpr double kShortestInterval = 0.01;
-constexpr double kLongestInterval = 86400;
-
-// --- how it ends ---
-
-volatile std::sig_atomic_t g_writing = 0;
-volatile std::sig_atomic_t g_ending = 0;
-
-extern "C" void end_on_signal(int /*signal*/) {
-  // Between two batches nothing is left to write, and a read of the log can be given up anywhere. That may be a wait of
-  // 20 seconds for a lock, which nobody who has pressed ^C wants to see to its end.
-  if (g_writing == 0) {
-    _exit(kSuccess);
-  }
-  g_ending = 1;
-}
-
-void end_on(int signal) {
-  struct sigaction before {};
-  if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) {
-    return;  // as under nohup
-  }
-  struct sigaction action {};
-  action.sa_handler = end_on_signal;  // without SA_RESTART: a write to a reader that does not read is given up as well
-  sigemptyset(&action.sa_mask);
-  static_cast<void>(sigaction(signal, &action, nullptr));
-}
-
-// While it lives a signal waits for the end of the batch, so that no line is cut.
-class Writing {
- public:
-  Writing() { g_writing = 1; }
-  ~Writing() {
-    g_writing = 0;
-    if (g_ending != 0) {
-      _exit(kSuccess);
-    }
-  }
-  Writing(const Writing&) = delete;
-  Writing& operator=(const Writing&) = delete;
-};
-
-// Waits, and notices meanwhile that the reader has gone away: the next write may be hours ahead.
-void wait(double seconds) {
-  pollfd reader{STDOUT_FILENO, 0, 0};
-  const int ready = poll(&reader, 1, static_cast<int>(seconds * 1000));
-  if (ready > 0 && (reader.revents & (POLLERR | POLLHUP)) != 0) {
-    throw WriteFailure(EPIPE);
-  }
-  if (ready > 0) {
-    static_cast<void>(poll(nullptr, 0, static_cast<int>(seconds * 1000)));
-  }
-}
 
 // --- what it shows ---
 
@@ -100,7 +43,7 @@ class Follower {
   }
 
   int follow() {
-    for (;; wait(options_.interval)) {
+    for (;; wait_for_interval(options_.interval)) {
       const FileState now = state_of(log().path);
       if (asked_ == now) {
         continue;
@@ -253,8 +196,7 @@ int show_tail(const Tail& tail, const TailOptions& options, Session& session) {
   if (options.no_follow) {
     return follower.show_page();
   }
-  end_on(SIGINT);
-  end_on(SIGTERM);
+  end_when_interrupted();
   return follower.follow();
 }
 

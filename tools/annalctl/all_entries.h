@@ -1,0 +1,12 @@
+// The entries of all logs in one view, by time: "annalctl log".
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/annalctl/output/session.h"
+
+namespace annalctl {
+
+void add_log_of_all(CLI::App& app, Session& session);
+
+}  // namespace annalctl

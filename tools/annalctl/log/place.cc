@@ -1,0 +1,110 @@
+#include "tools/annalctl/log/place.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <filesystem>
+#include <map>
+
+#include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/files/log_system.h"
+#include "tools/annalctl/files/rights.h"
+
+namespace annalctl {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Verb {
+  const char* name;
+  Intent intent;
+};
+
+constexpr std::array kVerbs{
+    Verb{"list", Intent::kReading},     Verb{"show", Intent::kReading},    Verb{"tail", Intent::kReading},
+    Verb{"count", Intent::kReading},    Verb{"group", Intent::kReading},   Verb{"check", Intent::kReading},
+    Verb{"info", Intent::kReading},     Verb{"create", Intent::kChanging}, Verb{"delete", Intent::kChanging},
+    Verb{"trim", Intent::kChanging},    Verb{"age", Intent::kChanging},    Verb{"flush", Intent::kChanging},
+    Verb{"limit", Intent::kChanging},   Verb{"keep", Intent::kChanging},   Verb{"compact", Intent::kChanging},
+    Verb{"salvage", Intent::kChanging},
+};
+
+// What a log keeps pointers to.
+const char* kept(const std::string& text) {
+  static std::deque<std::string> texts;
+  return texts.emplace_back(text).c_str();
+}
+
+bool has_a_place(const Log& log) {
+  return *log.path != '\0';
+}
+
+// Where logs were before they were put elsewhere, and what their commands need there.
+struct OwnPlace {
+  const char* path;
+  const char* options;
+};
+std::map<Log*, OwnPlace>& own_places() {
+  static std::map<Log*, OwnPlace> places;
+  return places;
+}
+
+void put(Log& log, const fs::path& file) {
+  own_places().try_emplace(&log, OwnPlace{log.path, log.options});
+  const std::string path = fs::absolute(file).string();
+  if (has_a_place(log)) {
+    log.options = kept(fmt::format(" --db '{}'", path));
+    lead_log(log.path, path);
+  }
+  log.path = kept(path);
+}
+
+}  // namespace
+
+Intent intent_of(const std::string& verb) {
+  const auto* const known =
+      std::find_if(kVerbs.begin(), kVerbs.end(), [&verb](const Verb& one) { return verb == one.name; });
+  return known == kVerbs.end() ? Intent::kAdding : known->intent;
+}
+
+void settle(Log& log, const std::string& file, const Place& place, Intent intent) {
+  const bool own_place = has_a_place(log);
+  const bool elsewhere = !place.folder.empty() || (own_place && !file.empty());
+  if (!file.empty()) {
+    put(log, fs::path(place.folder) / file);
+  } else if (elsewhere && own_place) {
+    put(log, fs::path(place.folder) / fs::path(log.path).filename());
+  }
+  if (!elsewhere) {
+    return;
+  }
+  if (own_place && intent == Intent::kAdding) {
+    throw Refusal(fmt::format("{} is elsewhere, and the library does this at the log's own place alone", log.path));
+  }
+  if (!place.write) {
+    if (intent != Intent::kReading) {
+      throw Refusal(fmt::format("{} is elsewhere, and so for reading alone: say --write to change it", log.path));
+    }
+    read_logs_only();
+  }
+}
+
+void forget_places() {
+  for (const auto& [log, place] : own_places()) {
+    log->path = place.path;
+    log->options = place.options;
+  }
+  own_places().clear();
+}
+
+void take_rights_where_it_is(const Log& log) {
+  // A file that is only read lends nobody any rights: no journal is undone.
+  if (!logs_are_read_only()) {
+    take_rights_for(log);
+  }
+}
+
+}  // namespace annalctl

@@ -1,0 +1,23 @@
+#include "tools/annalctl/maintenance/change.h"
+
+namespace annalctl {
+
+Change::Change(Reader& reader) : reader_(reader) {
+  reader.begin_change();
+}
+
+Change::~Change() {
+  if (!finished_) {
+    try {
+      reader_.run("ROLLBACK");
+    } catch (...) {  // SQLite has undone it already.
+    }
+  }
+}
+
+void Change::finish() {
+  reader_.run("COMMIT");
+  finished_ = true;
+}
+
+}  // namespace annalctl

@@ -1,0 +1,43 @@
+// How many entries a call of the library has deleted, which it does not say itself.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/output/session.h"
+
+namespace annalctl {
+
+// Counts the rows that are changed on every connection that is opened and closed while it lives. One at a time.
+class CountedChanges {
+ public:
+  CountedChanges();
+  ~CountedChanges();
+  CountedChanges(const CountedChanges&) = delete;
+  CountedChanges& operator=(const CountedChanges&) = delete;
+
+  [[nodiscard]] std::int64_t rows() const { return rows_; }
+
+ private:
+  struct Hooks;
+
+  std::int64_t rows_ = 0;
+};
+
+// "1 event", "2 events"
+[[nodiscard]] std::string number_of(std::int64_t count, const Log& log);
+
+// Says how many entries a command has deleted or, without doing it, would delete.
+enum class Deed { kDone, kOnlyLooked };
+void say_deleted(std::int64_t count, const Log& log, Deed deed, Session& session);
+
+// Has the library delete, says how many went, and returns the exit status.
+[[nodiscard]] int delete_and_say(const Call& call, Session& session, const std::function<int()>& call_library);
+
+// Adds "--dry-run".
+void add_dry_run(CLI::App& command, bool& dry_run);
+
+}  // namespace annalctl

@@ -1,0 +1,13 @@
+// Gives the room of deleted entries back to the file system: "annalctl LOG compact".
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/output/session.h"
+
+namespace annalctl {
+
+void add_compact_command(CLI::App& commands, Session& session, const Log& log);
+
+}  // namespace annalctl

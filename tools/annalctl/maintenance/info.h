@@ -1,0 +1,23 @@
+// What a log holds, how large it is and how long its entries stay: "annalctl LOG info" and "annalctl info".
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <vector>
+
+#include "tools/annalctl/maintenance/facts.h"
+#include "tools/annalctl/output/session.h"
+
+namespace annalctl {
+
+void add_info_command(CLI::App& commands, Session& session, const Log& log);
+
+struct InfoOptions {
+  bool prometheus = false;
+};
+void add_info_options(CLI::App& command, InfoOptions& options);
+extern const char* const kInfoNotes;
+
+// Writes it in the form that was asked for, and returns the exit status.
+[[nodiscard]] int write_info(const std::vector<LogFacts>& all, const InfoOptions& options, Session& session);
+
+}  // namespace annalctl

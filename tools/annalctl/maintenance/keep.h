@@ -1,0 +1,27 @@
+// Deletes what is too old or too much, the oldest first, beside those that write: "annalctl LOG keep", "annalctl keep".
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <string>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/output/session.h"
+
+namespace annalctl {
+
+struct KeepOptions {
+  int days = 0;            // 0: entries of any age
+  std::uint64_t size = 0;  // in bytes; 0: any size
+  bool dry_run = false;
+};
+
+void add_keep_options(CLI::App& command, KeepOptions& options);
+extern const char* const kKeepNotes;
+
+// Returns the exit status.
+[[nodiscard]] int run_keep(const Log& log, const KeepOptions& options, Session& session);
+
+void add_keep_command(CLI::App& commands, Session& session, const Log& log);
+
+}  // namespace annalctl
