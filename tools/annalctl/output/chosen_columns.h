@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/annalctl/output/output.h"
+#include "tools/annalctl/output/rows.h"
 
 namespace annalctl {
 

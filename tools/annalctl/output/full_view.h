@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "tools/annalctl/output/output.h"
+#include "tools/annalctl/output/rows.h"
 
 namespace annalctl {
 

@@ -2,13 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/output/chosen_columns.h"
@@ -220,33 +218,6 @@ std::unique_ptr<RowSink> make_for_programs(const View& view, const RowShape& sha
 }
 
 }  // namespace
-
-void Output::write(std::string_view text) {
-  if (pager_) {
-    pager_->write(text);
-  } else if (std::fwrite(text.data(), 1, text.size(), stream_) != text.size()) {
-    throw WriteFailure(errno);
-  }
-}
-
-void Output::finish() {
-  if (std::fflush(stream_) != 0) {
-    throw WriteFailure(errno);
-  }
-}
-
-void Output::end_page() {
-  if (const std::unique_ptr<Pager> pager = std::exchange(pager_, nullptr)) {
-    write(pager->take_kept());
-    finish();
-    pager->end();
-  }
-}
-
-std::optional<std::string> timestamp_of(const EntryView& entry, Row values, Zone zone) {
-  const std::optional<std::int64_t> moment = entry.moment(values);
-  return moment ? iso_text(*moment, zone) : std::nullopt;
-}
 
 std::unique_ptr<RowSink> make_sink(const View& view, const RowShape& shape, const Terminal& terminal, Output& output) {
   switch (view.format) {
