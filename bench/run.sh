@@ -48,6 +48,12 @@ section 'Loading the library' "$TIMES"
 bench carry_bench
 section 'Writers at once, and batches'
 bench writers_bench
+section 'Importing'
+if command -v sqlite3 >/dev/null; then
+  "$bin/private-appliance" "$(dirname "$(realpath "$0")")/import.sh" "$bin" ${quick:+"$quick"} || status=1
+else
+  printf '  the sqlite3 shell is not installed\n' >&2
+fi
 section 'Growth with rows'
 bench growth_bench
 exit "$status"
