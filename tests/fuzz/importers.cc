@@ -14,13 +14,19 @@
 #include "tests/fuzz/fuzz.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/conn/commands.h"
+#include "tools/annalctl/conn/model.h"
 #include "tools/annalctl/conn/record.h"
 #include "tools/annalctl/event/commands.h"
+#include "tools/annalctl/event/model.h"
 #include "tools/annalctl/event/record.h"
 #include "tools/annalctl/fileop/commands.h"
+#include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/fileop/record.h"
 #include "tools/annalctl/import/formats.h"
 #include "tools/annalctl/import/json_lines.h"
+#include "tools/annalctl/import/line_parser.h"
+#include "tools/annalctl/notice/model.h"
+#include "tools/annalctl/notice/record.h"
 
 namespace {
 
@@ -46,31 +52,48 @@ void require_time(std::int64_t seconds) {
   require(seconds > -100'000'000'000 && seconds < 300'000'000'000, "a time that no line can say");
 }
 
-void parse_event(const std::string& line, annalctl::LineFormat format) {
+// A parser may throw only a refusal.
+template <typename Take>
+void try_taking(const Take& take) {
+  try {
+    take();
+  } catch (const annalctl::Refusal& refusal) {
+    require(*refusal.what() != '\0', "a refusal without a reason");
+  }
+}
+
+void require_cells(const annalctl::Cells& cells, const annalctl::Log& log) {
+  require(cells.size() + 1 == log.columns.size(), "a value for each column");
+}
+
+void take_event(const annalctl::ParsedLine& parsed) {
   EventRecord record{};
-  if (format == annalctl::LineFormat::kJsonLines) {
-    record = annalctl::event::record_of(annalctl::parse_json_line(line));
+  if (const auto* const members = std::get_if<annalctl::Members>(&parsed)) {
+    record = annalctl::event::record_of(*members);
+    require_cells(annalctl::event::cells_of(record, *members), annalctl::event::kLog);
   } else {
-    const annalctl::LogLine parsed =
-        format == annalctl::LineFormat::kDpkg ? annalctl::parse_dpkg(line) : annalctl::parse_syslog(line, kNow);
-    require_time(parsed.time);
-    record = annalctl::event::record_of(parsed);
+    const auto& line = std::get<annalctl::LogLine>(parsed);
+    record = annalctl::event::record_of(line);
+    require(!line.level_from.empty(), "what the level comes from");
+    require_cells(annalctl::event::cells_of(record), annalctl::event::kLog);
   }
   require_bounds(record, annalctl::event::kTextFields);
   require(record.event_type >= 0 && record.event_type <= 2, "the type of an imported event");
 }
 
-void parse_connection(const std::string& line, bool json) {
+void take_connection(const annalctl::ParsedLine& parsed) {
   ConnRecord record{};
-  if (json) {
-    record = annalctl::conn::record_of(annalctl::parse_json_line(line));
+  if (const auto* const members = std::get_if<annalctl::Members>(&parsed)) {
+    record = annalctl::conn::record_of(*members);
+    require_cells(annalctl::conn::cells_of(record, *members), annalctl::conn::kLog);
   } else {
-    const annalctl::LogLine parsed = annalctl::parse_syslog(line, kNow);
-    const std::optional<annalctl::LogIn> log_in = annalctl::log_in_of(parsed);
+    const auto& line = std::get<annalctl::LogLine>(parsed);
+    const std::optional<annalctl::LogIn> log_in = annalctl::log_in_of(line);
     if (!log_in) {
       return;
     }
-    record = annalctl::conn::record_of(parsed, *log_in);
+    record = annalctl::conn::record_of(line, *log_in);
+    require_cells(annalctl::conn::cells_of(record), annalctl::conn::kLog);
   }
   require_bounds(record, annalctl::conn::kTextFields);
   require(record.conn_serv >= 0 && record.conn_serv <= 12 && record.conn_action >= 0 && record.conn_action <= 36 &&
@@ -78,33 +101,48 @@ void parse_connection(const std::string& line, bool json) {
           "the numbers of an imported connection");
 }
 
-void parse_operation(const std::string& line) {
-  const annalctl::fileop::Operation operation = annalctl::fileop::operation_of(annalctl::parse_json_line(line));
+void take_members(const annalctl::Members& members) {
+  try_taking([&] { require_cells(annalctl::notice::cells_of(members), annalctl::notice::kLog); });
+  const annalctl::fileop::Operation operation = annalctl::fileop::operation_of(members);
+  require_cells(annalctl::fileop::cells_of(operation, members), annalctl::fileop::kLog);
   require_bounds(operation.record, annalctl::fileop::kTextFields);
   require(operation.record.event_action >= 1 && operation.record.event_action <= 35, "the action of an operation");
 }
 
-// A parser may throw only a refusal.
-template <typename Parse>
-void try_parsing(const Parse& parse) {
-  try {
-    parse();
-  } catch (const annalctl::Refusal& refusal) {
-    require(*refusal.what() != '\0', "a refusal without a reason");
-  }
-}
-
+// Other programs' lines in every format, and each log's own columns, also as rows of CSV and by a pattern.
 void parse_lines(Input& input) {
+  static const std::array kPatterns{"", "(?P<time>\\S+ \\S+) (?P<level>\\w+) (?P<ip>\\S+) (?P<message>.*)",
+                                    "^(?P<priority>\\d*),(?P<status>\\d*),(?P<user>[^,]*)"};
+  annalctl::LineOptions options;
+  options.pattern = kPatterns.at(input.below(kPatterns.size()));
+  const std::array kOrders{"", "%Y %j %T", "%s %z"};
+  options.time_format = kOrders.at(input.below(kOrders.size()));
+  annalctl::LineParser of_events(options, annalctl::event::kLog.columns, true, kNow);
+  annalctl::LineParser of_operations({}, annalctl::fileop::kLog.columns, false, kNow);
+  of_events.begin_file();
+  of_operations.begin_file();
   while (!input.empty()) {
     const std::string line = input.line();
     static_cast<void>(annalctl::looks_like(line));
-    for (const auto format :
-         {annalctl::LineFormat::kDpkg, annalctl::LineFormat::kSyslog, annalctl::LineFormat::kJsonLines}) {
-      try_parsing([&] { parse_event(line, format); });
+    for (const annalctl::LineFormat& format : annalctl::kLineFormats) {
+      try_taking([&] {
+        const annalctl::LogLine parsed = annalctl::parse_line(format, line, kNow);
+        require_time(parsed.time);
+        take_event(parsed);
+        take_connection(parsed);
+      });
     }
-    try_parsing([&] { parse_connection(line, true); });
-    try_parsing([&] { parse_connection(line, false); });
-    try_parsing([&] { parse_operation(line); });
+    try_taking([&] {
+      if (const std::optional<annalctl::ParsedLine> parsed = of_events.parse(line)) {
+        take_event(*parsed);
+        take_connection(*parsed);
+      }
+    });
+    try_taking([&] {
+      if (const std::optional<annalctl::ParsedLine> parsed = of_operations.parse(line)) {
+        take_members(std::get<annalctl::Members>(*parsed));
+      }
+    });
   }
 }
 
@@ -118,9 +156,11 @@ struct Import {
 };
 
 const Import& import_into(unsigned log) {
+  static const std::vector<const char*> kFormats{"auto",   "jsonl",  "csv",   "journal", "dpkg",  "syslog5424",
+                                                 "syslog", "apache", "nginx", "access",  "dmesg", "audit"};
   static const std::array kImports{
-      Import{&annalctl::event::add_import, {"auto", "dpkg", "syslog", "jsonl"}, annal::fuzz::kEventLog, "ANNAL_EVENT"},
-      Import{&annalctl::conn::add_import, {"auto", "sshd", "jsonl"}, annal::fuzz::kConnLog, "ANNAL_CONN"},
+      Import{&annalctl::event::add_import, kFormats, annal::fuzz::kEventLog, "ANNAL_EVENT"},
+      Import{&annalctl::conn::add_import, kFormats, annal::fuzz::kConnLog, "ANNAL_CONN"},
   };
   return kImports.at(log);
 }
@@ -167,12 +207,15 @@ std::uint64_t number_after(const std::string& text, std::string_view mark) {
 }
 
 Summary summary_of(const std::string& text, bool dry) {
-  Summary summary{number_after(text, dry ? "would import " : "imported "),
-                  number_after(text, std::string(kFile) + ", "), number_after(text, "refused, ")};
-  return summary;
+  // A row that is shown may hold the same words.
+  const std::string_view begin = dry ? "would import " : "imported ";
+  const std::size_t line = text.rfind(begin);
+  const std::string last = line == std::string::npos ? "" : text.substr(line);
+  return {number_after(last, begin), number_after(last, std::string(kFile) + ", "), number_after(last, "refused, ")};
 }
 
-// Each refused line is reported with its number, in ascending order.
+// The first refused line of each kind is reported with its number, in ascending order, and then how many more there
+// are.
 void require_reported(const std::string& errors, std::uint64_t refused) {
   std::uint64_t reported = 0;
   std::uint64_t previous = 0;
@@ -180,13 +223,31 @@ void require_reported(const std::string& errors, std::uint64_t refused) {
   while (!lines.empty()) {
     const std::string line = lines.line();
     const std::string begin = std::string(kFile) + ":";
-    require(line.starts_with(begin), "a complaint without its line: " + line);
-    const std::uint64_t number = std::strtoull(line.c_str() + begin.size(), nullptr, 10);
+    require(line.starts_with(begin), "a complaint without its file: " + line);
+    std::string rest = line.substr(begin.size());
+    if (rest.starts_with(' ')) {
+      rest.erase(std::remove(rest.begin(), rest.end(), ','), rest.end());
+      require(rest.find(" more like line ") != std::string::npos, "a complaint without its line: " + line);
+      reported += std::strtoull(rest.c_str(), nullptr, 10);
+      continue;
+    }
+    const std::uint64_t number = std::strtoull(rest.c_str(), nullptr, 10);
     require(number > previous, "a complaint out of order");
     previous = number;
     ++reported;
   }
   require(reported == refused, "another number of complaints than of refused lines");
+}
+
+// A row of CSV may take several lines, and its header is no entry.
+bool may_be_csv(const std::string& text, const char* format) {
+  const std::string first = text.substr(0, text.find('\n'));
+  return std::string_view(format) == "csv" ||
+         (std::string_view(format) == "auto" && first.find(',') != std::string::npos);
+}
+
+bool may_be_compressed(const std::string& text) {
+  return !text.empty() && std::string_view("\x1F\x42\xFD\x28\x5D").find(text.front()) != std::string_view::npos;
 }
 
 void import_file(Input& input) {
@@ -238,8 +299,8 @@ void import_file(Input& input) {
   require(usable, "the command line");
 
   const Summary summary = summary_of(said, dry);
-  const bool whole_file = wrapping != kDamaged && !(wrapping == kPlain && text.starts_with("\x1F\x8B"));
-  if (whole_file) {
+  const bool whole_file = wrapping != kDamaged && !may_be_compressed(text);
+  if (whole_file && !may_be_csv(text, format > 0 ? import.formats[format - 1] : "auto")) {
     require(summary.imported + summary.refused + summary.left_out == count_lines(text), "a line that is lost: " + said);
     require_reported(complained, summary.refused);
     require(program.status == (summary.refused > 0 ? annalctl::kFailure : annalctl::kSuccess), "the exit status");
