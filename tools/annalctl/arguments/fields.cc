@@ -7,7 +7,9 @@
 #include <string>
 
 #include "Corix_annal.h"
+#include "platform/platform.h"
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/standard_input.h"
 
 namespace annalctl {
 
@@ -31,9 +33,35 @@ void set_text(void* record, const TextField& field, std::string_view text) {
   char* const to = static_cast<char*>(record) + field.offset;
   std::memset(to, 0, field.bound + 1);
   text.copy(to, text.size());
+  if (field.kind == FieldKind::kMessage) {
+    std::replace_if(
+        to, to + text.size(), [](char c) { return c == '\t' || c == '\n'; }, ' ');
+  }
   if (is_address) {
     require_address(text);
   }
+}
+
+void take_standard_input(std::span<const TextField> fields, std::span<std::string> texts) {
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (*fields[i].option != '-') {
+      take_standard_input(texts[i]);
+    }
+  }
+}
+
+std::string stored_text(const void* record, const TextField& field) {
+  std::string text = static_cast<const char*>(record) + field.offset;
+  if (field.kind == FieldKind::kAddress) {
+    // Takes the prefix off an IPv4 address in IPv6's form.
+    const bool address = annal_checkip(text.data()) == ANNAL_OK;
+    text.resize(address ? std::strlen(text.c_str()) : 0);
+  }
+  if (field.kind == FieldKind::kMessage) {
+    static_cast<void>(Skip_Unicode_Control_Characters(text.data()));
+    return text.c_str();
+  }
+  return text.empty() ? field.absent : text;
 }
 
 void require_address(std::string_view text) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace annalctl {
@@ -10,6 +11,7 @@ namespace annalctl {
 enum class FieldKind {
   kText,
   kAddress,  // has to be one, unless it is empty or "---", which is what the library stores for none
+  kMessage,  // the library drops control characters: a TAB or a line end, which part words, becomes a blank first
 };
 
 struct TextField {
@@ -19,11 +21,18 @@ struct TextField {
   std::size_t offset;  // into the record
   std::size_t bound;   // in bytes, without the terminator
   FieldKind kind = FieldKind::kText;
+  const char* absent = "";  // what the library stores for none
 };
 
 // Puts a text into its field. Throws Refusal when it is too long or cannot be stored as what it is to be: nothing is
 // ever cut or replaced.
 void set_text(void* record, const TextField& field, std::string_view text);
+
+// Reads the one that a command takes without an option from standard input, when it is "-".
+void take_standard_input(std::span<const TextField> fields, std::span<std::string> texts);
+
+// What the library stores of a field that it does not refuse.
+[[nodiscard]] std::string stored_text(const void* record, const TextField& field);
 
 // Throws Refusal for what the library would replace.
 void require_address(std::string_view text);

@@ -7,6 +7,7 @@
 
 #include <string_view>
 
+#include "tools/annalctl/base/standard_input.h"
 #include "tools/annalctl/base/whole_number.h"
 
 namespace annalctl {
@@ -30,6 +31,8 @@ std::size_t size_of(const char* variable, unsigned short told, std::size_t usual
   return told > 0 ? told : usual;
 }
 
+bool input_was_closed = false;
+
 }  // namespace
 
 Terminal terminal_of(int descriptor) {
@@ -47,10 +50,15 @@ Terminal terminal_of(int descriptor) {
 void open_missing_standard_descriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) < 0) {
+      input_was_closed = input_was_closed || descriptor == STDIN_FILENO;
       // The lowest free number is this one. Opened for reading alone, so that output still fails as it should.
       static_cast<void>(open("/dev/null", O_RDONLY));
     }
   }
+}
+
+bool has_standard_input() {
+  return !input_was_closed && isatty(STDIN_FILENO) == 0;
 }
 
 }  // namespace annalctl

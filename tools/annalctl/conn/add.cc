@@ -70,7 +70,10 @@ void add_add(CLI::App& commands, Session& session) {
     CLI::Option* const option = command->add_option(field.option, arguments->texts[i], help)->type_name("TEXT");
     option->required(option->get_positional());
   }
-  command->callback([arguments, &session] { session.status = run_add(*arguments); });
+  command->callback([arguments, &session] {
+    take_standard_input(kTextFields, arguments->texts);
+    session.status = run_add(*arguments);
+  });
 }
 
 }  // namespace annalctl::conn

@@ -1,5 +1,4 @@
 #include <array>
-#include <ctime>
 #include <memory>
 #include <vector>
 
@@ -10,112 +9,124 @@
 #include "tools/annalctl/conn/record.h"
 #include "tools/annalctl/import/formats.h"
 #include "tools/annalctl/import/run.h"
-#include "tools/annalctl/log/result.h"
 
 namespace annalctl::conn {
 
 namespace {
 
-constexpr std::size_t kBatch = 500;
+constexpr std::size_t kNotifyBatch = 500;
 
 // Numbers that this log has no names for, agreed on here.
 constexpr int kLogInService = 7;
 constexpr int kLogInAction = 9;
 
-constexpr char kFooter[] =
-    "Formats, told apart line by line unless --format names one:\n"
-    "  sshd    Jun 14 15:16:01 host sshd[123]: Failed password for invalid user bob from 203.0.113.7 port 4711 ssh2\n"
-    "          and 'Accepted METHOD for USER from ADDRESS', with any time that a syslog has in front\n"
-    "  jsonl   {\"conn_user\":\"bob\",\"conn_ip\":\"203.0.113.7\",\"conn_serv\":7}, as 'list --json' prints it\n"
+constexpr char kWhatCounts[] =
+    "  jsonl      {\"conn_user\":\"bob\",\"conn_ip\":\"10.0.0.7\"}, as 'list --json' has it\n"
+    "  csv        with a header: the columns that 'list --csv' prints\n"
     "\n"
-    "An accepted log-in becomes information with the result 0, a failed one a warning with the result 13. Other lines\n"
-    "of a syslog are left out and counted: most of what sshd and PAM write beside these two tells of the same attempt\n"
-    "again. A line that a syslog marks as repeated is one connection.\n"
+    "Log-ins are what OpenSSH's server, PAM, su and sudo say of them, in whichever\n"
+    "format: 'Accepted METHOD for USER from ADDRESS', 'Failed ...', 'authentication\n"
+    "failure; ... rhost=ADDRESS user=USER', 'USER : ... COMMAND=...'. Other lines are\n"
+    "left out and counted, and so is what names a host in place of an address, and\n"
+    "what PAM says of an attempt of which sshd's own line is in the same log. A line\n"
+    "that is marked as repeated is one connection. With --pattern, or in a CSV file\n"
+    "with the names below, each line is a connection.\n"
     "\n"
-    "The log stamps its entries with the time of the import. When a log-in happened is put in front of its resource,\n"
-    "which has the whole line behind it; conn_date and conn_time of an object are not stored. An object without an\n"
-    "address gets 127.0.0.1, one without a user System.\n"
+    "An accepted log-in becomes information with the result 0, a failed one a warning\n"
+    "with the result 13. One without an address is the machine's own, 127.0.0.1; an\n"
+    "object without a user gets System.\n"
     "\n"
-    "A line that cannot be stored as it is - unknown, without an address, or with a text that is too long - is "
-    "reported\n"
-    "with its number and left out; the others are stored, and the exit status is 1. Nothing is ever cut. Blank lines "
-    "do\n"
-    "not count. What is stored is handed to the other consumers of the log, as always.\n"
-    "\n"
+    "A connection keeps the time of its line or object. With --notify the library\n"
+    "stores it, and stamps it with the time of the import: when a log-in was is then\n"
+    "put in front of its resource.\n";
+
+constexpr char kExamples[] =
     "Examples:\n"
     "  annalctl conn import /var/log/auth.log /var/log/auth.log.2.gz\n"
-    "  journalctl -o short-iso -t sshd | annalctl conn import -\n"
+    "  journalctl -o json -t sshd -t sudo | annalctl conn import --skip-known -\n"
     "  annalctl conn import --dry-run --service 8 --action 1 auth.log";
 
-constexpr unsigned code(LineFormat format) {
-  return static_cast<unsigned>(format);
-}
-
-constexpr std::array kFormats{
-    Choice{"auto", code(LineFormat::kUnknown)},
-    Choice{"sshd", code(LineFormat::kSyslog)},
-    Choice{"jsonl", code(LineFormat::kJsonLines)},
+// As the library's batch does it.
+constexpr std::array kGiven{
+    GivenByLog{"conn_date", "strftime('%Y-%m-%d', CURRENT_TIMESTAMP, 'LOCALTIME')"},
+    GivenByLog{"conn_time", "strftime('%H:%M:%S', CURRENT_TIMESTAMP, 'LOCALTIME')"},
 };
 
 struct Arguments {
   ImportRequest request;
-  std::optional<unsigned> format;
   std::optional<unsigned> level;
   int service = kLogInService;
   int action = kLogInAction;
 };
 
-std::optional<ConnRecord> parse(std::string_view line, LineFormat format, std::int64_t now,
-                                const Arguments& arguments) {
-  switch (format == LineFormat::kUnknown ? looks_like(line) : format) {
-    case LineFormat::kSyslog: {
-      const LogLine parsed = parse_syslog(line, now);
-      const std::optional<LogIn> log_in = log_in_of(parsed);
-      if (!log_in) {
-        return {};
-      }
-      ConnRecord record = record_of(parsed, *log_in);
-      record.conn_serv = arguments.service;
-      record.conn_action = arguments.action;
-      return record;
-    }
-    case LineFormat::kJsonLines:
-      return record_of(parse_json_line(line));
-    case LineFormat::kDpkg:
-    case LineFormat::kUnknown:
-      break;
+// Whoever brings a pattern along says with it that its lines are log-ins.
+std::optional<LogIn> log_in_from(const LogLine& line, const LineOptions& options) {
+  if (options.pattern.empty() && options.format != "csv") {
+    return log_in_of(line);
   }
-  throw Refusal("it is no line of a syslog or of JSON Lines");
+  return LogIn{line.severity == Severity::kInformation, line.user, line.address};
+}
+
+std::optional<Entry> entry_of(const ParsedLine& parsed, const Arguments& arguments, ConnRecord& record) {
+  const auto* const line = std::get_if<LogLine>(&parsed);
+  std::optional<LogIn> log_in;
+  if (line != nullptr) {
+    log_in = log_in_from(*line, arguments.request.lines);
+    if (!log_in) {
+      return {};
+    }
+    record = record_of(*line, *log_in);
+    record.conn_serv = arguments.service;
+    record.conn_action = arguments.action;
+  } else {
+    record = record_of(std::get<Members>(parsed));
+  }
+  if (arguments.level) {
+    record.conn_type = static_cast<std::int32_t>(*arguments.level);
+  }
+  Entry entry{line != nullptr ? cells_of(record) : cells_of(record, std::get<Members>(parsed)),
+              arguments.level    ? "--type"
+              : !log_in          ? "conn_type"
+              : log_in->accepted ? "accepted"
+                                 : "failed"};
+  if (line != nullptr) {
+    set_time(entry.cells, line->time);
+    if (arguments.request.notify) {
+      put_time_into_resource(record, line->time);
+    }
+  }
+  return entry;
 }
 
 int run_import(const Arguments& arguments, Session& session) {
-  if (!arguments.request.dry_run && !check_log_exists(kLog)) {
-    return kFailure;
-  }
-  const auto format = static_cast<LineFormat>(arguments.format.value_or(code(LineFormat::kUnknown)));
-  const std::int64_t now = std::time(nullptr);
   std::vector<ConnRecord> records;
-  const LineStore lines{
-      .take =
-          [&arguments, format, now, &records](std::string_view line) {
-            const std::optional<ConnRecord> record = parse(line, format, now, arguments);
-            if (record && !arguments.request.dry_run) {
-              records.push_back(*record);
-              if (arguments.level) {
-                records.back().conn_type = static_cast<std::int32_t>(*arguments.level);
-              }
-            }
-            return record.has_value();
-          },
-      .store =
+  const ImportTarget target{
+      .store = {kLog, kGiven, "conn_time"},
+      .table = kListTable,
+      .lines = true,
+      .entry_of = [&arguments, &records](const ParsedLine& line) -> std::optional<Entry> {
+        ConnRecord record{};
+        std::optional<Entry> entry = entry_of(line, arguments, record);
+        if (entry && arguments.request.notify && !arguments.request.dry_run) {
+          records.push_back(record);
+        }
+        return entry;
+      },
+      .notify =
           [&records] {
             Stored stored = store(records);
             records.clear();
             return stored;
           },
-      .batch = kBatch,
+      .pass_over =
+          [&records] {
+            if (!records.empty()) {
+              records.pop_back();
+            }
+          },
+      .notify_batch = kNotifyBatch,
   };
-  return import_files(arguments.request, kLog, lines, session);
+  return import_files(arguments.request, target, session);
 }
 
 }  // namespace
@@ -123,10 +134,9 @@ int run_import(const Arguments& arguments, Session& session) {
 void add_import(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("import", "Store the log-ins of log files as connections");
   const auto arguments = std::make_shared<Arguments>();
-  command->footer(kFooter);
-  add_import_options(*command, arguments->request);
-  add_choice(*command, "--format", arguments->format, kFormats, "Format of the lines; without it auto");
-  add_choice(*command, "--type", arguments->level, kLevels, "Level of all connections, whatever the lines say");
+  command->footer(format_notes() + kWhatCounts + "\n" + field_notes() + "\n" + kImportNotes + "\n" + kExamples);
+  add_import_options(*command, arguments->request, true, true);
+  add_choice(*command, "--type", arguments->level, kLevels, "Level of all entries");
   command->add_option("--service", arguments->service, "The service of log-ins, 0 to 12; without it 7")
       ->type_name("N")
       ->check(CLI::Range(0, static_cast<int>(kHighestService)));

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 
+#include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/whole_number.h"
@@ -18,11 +19,22 @@ namespace {
 
 constexpr std::string_view kUnknown = "---";  // for a name: an empty one would become the appliance's own
 
-constexpr TextField kUser{"conn_user", "--user", "user", offsetof(ConnRecord, conn_user), 64};
-constexpr TextField kAddress{"conn_ip", "--ip", "address", offsetof(ConnRecord, conn_ip), 64, FieldKind::kAddress};
-constexpr TextField kComputer{"conn_comp", "--computer", "computer", offsetof(ConnRecord, conn_comp), 64};
-constexpr TextField kResource{"conn_res", "resource", "resource", offsetof(ConnRecord, conn_res), 1024};
-constexpr TextField kApp{"conn_app", "--app", "application", offsetof(ConnRecord, conn_app), 256};
+constexpr TextField text_field(const char* column, const char* option, const char* label, std::size_t offset,
+                               std::size_t bound, const char* absent = "---") {
+  return {column, option, label, offset, bound, FieldKind::kText, absent};
+}
+
+// What the library stores for none of them in a batch, which is how all connections are stored here.
+constexpr TextField kUser = text_field("conn_user", "--user", "user", offsetof(ConnRecord, conn_user), 64, "System");
+constexpr TextField kAddress{"conn_ip",           "--ip",     "address", offsetof(ConnRecord, conn_ip), 64,
+                             FieldKind::kAddress, "127.0.0.1"};
+constexpr TextField kComputer =
+    text_field("conn_comp", "--computer", "computer", offsetof(ConnRecord, conn_comp), 64, "localhost");
+constexpr TextField kResource{"conn_res", "resource",         "resource", offsetof(ConnRecord, conn_res),
+                              1024,       FieldKind::kMessage};
+constexpr TextField kApp = text_field("conn_app", "--app", "application", offsetof(ConnRecord, conn_app), 256);
+constexpr TextField kClientApp =
+    text_field("conn_client_app", "--client-app", "client application", offsetof(ConnRecord, conn_client_app), 128);
 
 // The library does not look at the client fields, and reads a longer one on into the next.
 constexpr std::array kFields{
@@ -31,9 +43,9 @@ constexpr std::array kFields{
     kComputer,
     kResource,
     kApp,
-    TextField{"conn_client_id", "--client-id", "client id", offsetof(ConnRecord, conn_client_id), 64},
-    TextField{"conn_client_app", "--client-app", "client application", offsetof(ConnRecord, conn_client_app), 128},
-    TextField{"conn_client_agent", "--client-agent", "client agent", offsetof(ConnRecord, conn_client_agent), 256},
+    text_field("conn_client_id", "--client-id", "client id", offsetof(ConnRecord, conn_client_id), 64),
+    kClientApp,
+    text_field("conn_client_agent", "--client-agent", "client agent", offsetof(ConnRecord, conn_client_agent), 256),
 };
 
 struct NumberField {
@@ -50,7 +62,7 @@ constexpr std::array kNumbers{
 // What the log gives an entry itself.
 constexpr std::array<std::string_view, 3> kGiven{"conn_id", "conn_date", "conn_time"};
 
-std::int32_t number_from(const JsonMember& member, int most) {
+std::int32_t number_from(const Member& member, int most) {
   const std::string_view text = member.text;
   const auto number = whole_number<std::int32_t>(text);
   if (!number || *number < 0 || *number > most) {
@@ -59,7 +71,7 @@ std::int32_t number_from(const JsonMember& member, int most) {
   return *number;
 }
 
-std::int32_t level_from(const JsonMember& member) {
+std::int32_t level_from(const Member& member) {
   const std::optional<unsigned> level = code_of(kLevels, member.text);
   if (!level) {
     throw Refusal(fmt::format("conn_type is '{}', and not one of {} or 0, 1, 2", member.text, names_of(kLevels)));
@@ -67,7 +79,7 @@ std::int32_t level_from(const JsonMember& member) {
   return static_cast<std::int32_t>(*level);
 }
 
-std::int32_t result_from(const JsonMember& member) {
+std::int32_t result_from(const Member& member) {
   const std::int32_t result = number_from(member, kFailed);
   if (result != kSucceeded && result != kFailed) {
     throw Refusal(fmt::format("conn_action_result is '{}', and neither {} nor {}", member.text,
@@ -76,7 +88,7 @@ std::int32_t result_from(const JsonMember& member) {
   return result;
 }
 
-void set_member(ConnRecord& record, const JsonMember& member) {
+void set_member(ConnRecord& record, const Member& member) {
   if (std::find(kGiven.begin(), kGiven.end(), member.key) != kGiven.end()) {
     return;
   }
@@ -102,29 +114,85 @@ void set_member(ConnRecord& record, const JsonMember& member) {
 const std::span<const TextField> kTextFields = kFields;
 
 ConnRecord record_of(const LogLine& line, const LogIn& log_in) {
-  if (log_in.address.empty() || log_in.address == kUnknown) {
+  if (log_in.address == kUnknown) {
     throw Refusal("it does not say from where somebody wanted to log in");
   }
   ConnRecord record{};
   record.conn_type = static_cast<std::int32_t>(log_in.accepted ? Severity::kInformation : Severity::kWarning);
   record.conn_action_result = log_in.accepted ? kSucceeded : kFailed;
-  const DateAndTime when = date_and_time(line.time);
   set_text(&record, kUser, log_in.user.empty() ? kUnknown : log_in.user);
   set_text(&record, kAddress, log_in.address);
   set_text(&record, kComputer, kUnknown);
   set_text(&record, kApp, line.program);
-  set_text(&record, kResource, fmt::format("{} {} {}: {}", when.date, when.time, line.host, line.text));
+  set_text(&record, kResource, line.host.empty() ? line.text : fmt::format("{}: {}", line.host, line.text));
   return record;
 }
 
-ConnRecord record_of(const std::vector<JsonMember>& members) {
+void put_time_into_resource(ConnRecord& record, std::int64_t time) {
+  const DateAndTime when = date_and_time(time);
+  set_text(&record, kResource, fmt::format("{} {} {}", when.date, when.time, record.conn_res));
+}
+
+ConnRecord record_of(const Members& members) {
   ConnRecord record{};
-  for (const JsonMember& member : members) {
+  for (const Member& member : members) {
     if (!member.null) {
       set_member(record, member);
     }
   }
   return record;
+}
+
+Cells cells_of(const ConnRecord& record) {
+  Cells cells{std::int64_t{record.conn_type}, Cell(), Cell()};
+  for (const TextField& field : kFields) {
+    if (field.offset == kApp.offset) {
+      cells.emplace_back(std::int64_t{record.conn_serv});
+      cells.emplace_back(std::int64_t{record.conn_action});
+    }
+    // An empty resource becomes one before control characters are dropped.
+    const bool none = field.offset == kResource.offset && record.conn_res[0] == '\0';
+    cells.emplace_back(none ? std::string(kUnknown) : stored_text(&record, field));
+    if (field.offset == kApp.offset) {
+      cells.emplace_back(std::int64_t{record.conn_action_result});
+    }
+  }
+  // An entry from the appliance's own address, by no client, is its own.
+  Cell& client = *cell_of(cells, kLog.columns, kClientApp.column);
+  if (std::get<std::string>(*cell_of(cells, kLog.columns, kAddress.column)).starts_with(kAddress.absent) &&
+      std::get<std::string>(client).starts_with(kUnknown)) {
+    client = kComputer.absent;
+  }
+  return cells;
+}
+
+void set_time(Cells& cells, std::int64_t time) {
+  const DateAndTime when = date_and_time(time);
+  *cell_of(cells, kLog.columns, "conn_date") = when.date;
+  *cell_of(cells, kLog.columns, "conn_time") = when.time;
+}
+
+Cells cells_of(const ConnRecord& record, const Members& members) {
+  Cells cells = cells_of(record);
+  std::string date;
+  std::string clock;
+  for (const Member& member : members) {
+    if (member.key == "conn_date") {
+      date = member.text;
+    } else if (member.key == "conn_time") {
+      clock = member.text;
+    }
+  }
+  if (!date.empty() || !clock.empty()) {
+    const std::string joined = fmt::format("{} {}", date, clock);
+    if (!parse_time(joined)) {
+      throw Refusal(fmt::format("conn_date and conn_time are '{}', and not a date and a time", joined));
+    }
+    *cell_of(cells, kLog.columns, "conn_date") = date;
+    *cell_of(cells, kLog.columns, "conn_time") = clock;
+  }
+  keep_texts_for_none(cells, kLog.columns, members);
+  return cells;
 }
 
 }  // namespace annalctl::conn

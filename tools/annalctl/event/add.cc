@@ -16,7 +16,8 @@ namespace annalctl::event {
 namespace {
 
 constexpr char kFooter[] =
-    "A message that begins with '-' stands behind '--'.\n"
+    "A message that begins with '-' stands behind '--'; '-' alone is read from\n"
+    "standard input. A TAB or line end in a message becomes a blank.\n"
     "Without --ip and --client-app the event counts as one of the appliance itself.\n"
     "\n"
     "Examples:\n"
@@ -70,7 +71,10 @@ void add_add(CLI::App& commands, Session& session) {
     CLI::Option* const option = command->add_option(field.option, arguments->texts[i], help)->type_name("TEXT");
     option->required(option->get_positional());
   }
-  command->callback([arguments, &session] { session.status = run_add(*arguments); });
+  command->callback([arguments, &session] {
+    take_standard_input(kTextFields, arguments->texts);
+    session.status = run_add(*arguments);
+  });
 }
 
 }  // namespace annalctl::event

@@ -1,91 +1,70 @@
 #include <array>
-#include <ctime>
 #include <memory>
 
 #include "Corix_annal.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/event/model.h"
 #include "tools/annalctl/event/record.h"
-#include "tools/annalctl/import/formats.h"
+#include "tools/annalctl/import/line_fields.h"
+#include "tools/annalctl/import/line_level.h"
 #include "tools/annalctl/import/run.h"
 #include "tools/annalctl/log/level.h"
-#include "tools/annalctl/log/result.h"
 
 namespace annalctl::event {
 
 namespace {
 
-constexpr char kFooter[] =
-    "Formats, told apart line by line unless --format names one:\n"
-    "  dpkg    2024-01-01 10:00:00 install foo:amd64 <none> 1.0\n"
-    "  syslog  Jun 14 15:16:01 host prog[123]: text   (the latest year that does not lie in the future)\n"
-    "          2026-11-21T09:27:01.123456+00:00 host prog[1]: text\n"
-    "  jsonl   {\"event_type\":2,\"event_desc\":\"text\",\"event_timet\":1795255200}, as 'list --json' prints it\n"
-    "\n"
-    "A line that cannot be stored as it is - unknown, or with a text that is too long - is reported with its number "
-    "and\n"
-    "left out; the others are stored, and the exit status is 1. Nothing is ever cut. Blank lines do not count.\n"
-    "\n"
+constexpr char kOwnForms[] =
+    "  jsonl      {\"event_type\":2,\"event_desc\":\"text\"}, as 'list --json' prints it\n"
+    "  csv        with a header: the columns of 'list --csv', or the names below\n";
+
+constexpr char kExamples[] =
     "Examples:\n"
     "  annalctl event import /var/log/dpkg.log /var/log/dpkg.log.1.gz\n"
     "  annalctl event list --all --oldest --json | ssh other annalctl event import -\n"
-    "  annalctl event import --dry-run messages";
+    "  journalctl -b -o json | annalctl event import --skip-known -\n"
+    "  annalctl event import --dry-run messages\n"
+    "  annalctl event import --time-format '%y%m%d %H%M%S' --pattern \\\n"
+    "    '^(?P<time>\\d+ \\d+) (?P<pid>\\d+) (?P<level>\\w+) (?P<message>.*)' \\\n"
+    "    HDFS.log";
 
-constexpr unsigned code(LineFormat format) {
-  return static_cast<unsigned>(format);
-}
-
-constexpr std::array kFormats{
-    Choice{"auto", code(LineFormat::kUnknown)},
-    Choice{"dpkg", code(LineFormat::kDpkg)},
-    Choice{"syslog", code(LineFormat::kSyslog)},
-    Choice{"jsonl", code(LineFormat::kJsonLines)},
+// The time stamp's own date and time.
+constexpr std::array kGiven{
+    GivenByLog{"event_date", "DATE(?9, 'UNIXEPOCH', 'LOCALTIME')"},
+    GivenByLog{"event_time", "TIME(?9, 'UNIXEPOCH', 'LOCALTIME')"},
 };
 
 struct Arguments {
   ImportRequest request;
-  std::optional<unsigned> format;
   std::optional<unsigned> level;
 };
 
-EventRecord parse(std::string_view line, LineFormat format, std::int64_t now) {
-  switch (format == LineFormat::kUnknown ? looks_like(line) : format) {
-    case LineFormat::kDpkg:
-      return record_of(parse_dpkg(line));
-    case LineFormat::kSyslog:
-      return record_of(parse_syslog(line, now));
-    case LineFormat::kJsonLines:
-      return record_of(parse_json_line(line));
-    case LineFormat::kUnknown:
-      break;
-  }
-  throw Refusal("it is no line of dpkg's log, of a syslog or of JSON Lines");
-}
-
 int run_import(const Arguments& arguments, Session& session) {
-  if (!arguments.request.dry_run && !check_log_exists(kLog)) {
-    return kFailure;
-  }
-  const auto format = static_cast<LineFormat>(arguments.format.value_or(code(LineFormat::kUnknown)));
-  const std::int64_t now = std::time(nullptr);
   EventRecord record{};
-  const LineStore lines{
-      .take =
-          [&arguments, format, now, &record](std::string_view line) {
-            record = parse(line, format, now);
-            if (arguments.level) {
-              record.event_type = static_cast<std::int32_t>(*arguments.level);
-            }
-            return true;
-          },
-      .store =
+  const ImportTarget target{
+      .store = {kLog, kGiven, "event_timet"},
+      .table = kListTable,
+      .lines = true,
+      .entry_of = [&arguments, &record](const ParsedLine& line) -> std::optional<Entry> {
+        const auto* const members = std::get_if<Members>(&line);
+        const auto* const parsed = std::get_if<LogLine>(&line);
+        record = members != nullptr ? record_of(*members) : record_of(*parsed);
+        if (arguments.level) {
+          record.event_type = static_cast<std::int32_t>(*arguments.level);
+        }
+        const std::string by_line = parsed != nullptr ? parsed->level_from : "event_type";
+        return Entry{members != nullptr ? cells_of(record, *members) : cells_of(record),
+                     arguments.level ? "--type" : by_line};
+      },
+      .notify =
           [&record] {
             const int result = annal_event_add_msgid_ex3(&record);
             return Stored{result, result == ANNAL_OK ? 1U : 0U};
           },
-      .batch = 1,
+      .pass_over = {},
+      .notify_batch = 1,
   };
-  return import_files(arguments.request, kLog, lines, session);
+  return import_files(arguments.request, target, session);
 }
 
 }  // namespace
@@ -93,10 +72,10 @@ int run_import(const Arguments& arguments, Session& session) {
 void add_import(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("import", "Store the lines of log files as events");
   const auto arguments = std::make_shared<Arguments>();
-  command->footer(kFooter);
-  add_import_options(*command, arguments->request);
-  add_choice(*command, "--format", arguments->format, kFormats, "Format of the lines; without it auto");
-  add_choice(*command, "--type", arguments->level, kLevels, "Level of all events, whatever the lines say");
+  command->footer(format_notes() + kOwnForms + "\n" + field_notes() + "\n" + kLevelRules + "\n" + kImportNotes + "\n" +
+                  kExamples);
+  add_import_options(*command, arguments->request, true, true);
+  add_choice(*command, "--type", arguments->level, kLevels, "Level of all events");
   command->callback([arguments, &session] { session.status = run_import(*arguments, session); });
 }
 

@@ -4,8 +4,10 @@
 
 #include <array>
 #include <cstddef>
+#include <ctime>
 
 #include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/event/model.h"
@@ -15,13 +17,33 @@ namespace annalctl::event {
 
 namespace {
 
-constexpr TextField kUser{"event_user", "--user", "user", offsetof(EventRecord, event_user), 64};
-constexpr TextField kAddress{"event_ip", "--ip", "address", offsetof(EventRecord, event_ip), 64, FieldKind::kAddress};
-constexpr TextField kComputer{"event_comp", "--computer", "computer", offsetof(EventRecord, event_comp), 64};
-constexpr TextField kMessage{"event_desc", "message", "message", offsetof(EventRecord, event_desc), 2048};
-constexpr TextField kAppId{"event_app_id", "--app-id", "application id", offsetof(EventRecord, event_app_id), 64};
-constexpr TextField kApp{"event_app_name", "--app", "application", offsetof(EventRecord, event_app_name), 128};
-constexpr TextField kCategory{"event_category", "--category", "category", offsetof(EventRecord, event_category), 128};
+constexpr char kAbsent[] = "---";
+constexpr char kHostName[] = "localhost";
+
+constexpr TextField text_field(const char* column, const char* option, const char* label, std::size_t offset,
+                               std::size_t bound) {
+  return {column, option, label, offset, bound, FieldKind::kText, kAbsent};
+}
+
+constexpr TextField kUser = text_field("event_user", "--user", "user", offsetof(EventRecord, event_user), 64);
+constexpr TextField kAddress{"event_ip",          "--ip", "address", offsetof(EventRecord, event_ip), 64,
+                             FieldKind::kAddress, kAbsent};
+constexpr TextField kComputer{"event_comp", "--computer",     "computer", offsetof(EventRecord, event_comp),
+                              64,           FieldKind::kText, kHostName};
+constexpr TextField kMessage{"event_desc", "message",          "message", offsetof(EventRecord, event_desc),
+                             2048,         FieldKind::kMessage};
+constexpr TextField kMessageId =
+    text_field("event_msgid", "--msgid", "message id", offsetof(EventRecord, event_msgid), 64);
+constexpr TextField kAppId =
+    text_field("event_app_id", "--app-id", "application id", offsetof(EventRecord, event_app_id), 64);
+constexpr TextField kApp =
+    text_field("event_app_name", "--app", "application", offsetof(EventRecord, event_app_name), 128);
+constexpr TextField kCategory =
+    text_field("event_category", "--category", "category", offsetof(EventRecord, event_category), 128);
+constexpr TextField kClientApp =
+    text_field("event_client_app", "--client-app", "client application", offsetof(EventRecord, event_client_app), 128);
+constexpr TextField kAgent =
+    text_field("event_client_agent", "--client-agent", "client agent", offsetof(EventRecord, event_client_agent), 255);
 
 // The library replaces an identifier that is too long and does not look at the client fields; neither would be what
 // was asked for.
@@ -30,14 +52,14 @@ constexpr std::array kFields{
     kAddress,
     kComputer,
     kMessage,
-    TextField{"event_msgid", "--msgid", "message id", offsetof(EventRecord, event_msgid), 64},
+    kMessageId,
     kAppId,
     kApp,
-    TextField{"event_category_id", "--category-id", "category id", offsetof(EventRecord, event_category_id), 64},
+    text_field("event_category_id", "--category-id", "category id", offsetof(EventRecord, event_category_id), 64),
     kCategory,
-    TextField{"event_client_id", "--client-id", "client id", offsetof(EventRecord, event_client_id), 64},
-    TextField{"event_client_app", "--client-app", "client application", offsetof(EventRecord, event_client_app), 128},
-    TextField{"event_client_agent", "--client-agent", "client agent", offsetof(EventRecord, event_client_agent), 255},
+    text_field("event_client_id", "--client-id", "client id", offsetof(EventRecord, event_client_id), 64),
+    kClientApp,
+    kAgent,
 };
 
 // What an object says about the time, until all of it is known.
@@ -63,6 +85,28 @@ std::int64_t stamp_from(std::string_view text) {
   return *stamp;
 }
 
+std::int64_t local_time_of(const std::string& text) {
+  const std::optional<std::int64_t> seconds = parse_time(text);
+  if (!seconds) {
+    throw Refusal(fmt::format("event_date and event_time are '{}', and not a date and a time", text));
+  }
+  return *seconds;
+}
+
+// False for what is no part of the time.
+bool set_time(TimeParts& time, const Member& member) {
+  if (member.key == "event_timet") {
+    time.stamp = stamp_from(member.text);
+  } else if (member.key == "event_date") {
+    time.date = member.text;
+  } else if (member.key == "event_time") {
+    time.clock = member.text;
+  } else {
+    return false;
+  }
+  return true;
+}
+
 std::int64_t time_from(const TimeParts& parts) {
   if (parts.stamp && *parts.stamp != 0) {
     return storable_time(*parts.stamp);
@@ -70,26 +114,15 @@ std::int64_t time_from(const TimeParts& parts) {
   if (parts.date.empty() && parts.clock.empty()) {
     return 0;
   }
-  const std::string joined = fmt::format("{} {}", parts.date, parts.clock);
-  const std::optional<std::int64_t> seconds = parse_time(joined);
-  if (!seconds) {
-    throw Refusal(fmt::format("event_date and event_time are '{}', and not a date and a time", joined));
-  }
-  return storable_time(*seconds);
+  return storable_time(local_time_of(fmt::format("{} {}", parts.date, parts.clock)));
 }
 
-void set_member(EventRecord& record, TimeParts& time, const JsonMember& member) {
-  if (member.key == "event_id") {
+void set_member(EventRecord& record, TimeParts& time, const Member& member) {
+  if (member.key == "event_id" || set_time(time, member)) {
     return;  // A stored entry always gets an id of its own.
   }
   if (member.key == "event_type") {
     record.event_type = level_from(member.text);
-  } else if (member.key == "event_timet") {
-    time.stamp = stamp_from(member.text);
-  } else if (member.key == "event_date") {
-    time.date = member.text;
-  } else if (member.key == "event_time") {
-    time.clock = member.text;
   } else if (const TextField* field = find_field(kTextFields, member.key)) {
     set_text(&record, *field, member.text);
   } else {
@@ -111,23 +144,73 @@ EventRecord record_of(const LogLine& line) {
   set_text(&record, kCategory, line.category);
   set_text(&record, kMessage, line.text);
   set_text(&record, kAddress, line.address);
-  // The user was picked out of the text, where it stays: one that does not fit costs nothing.
+  // These were picked out of the text, where they stay: one that does not fit costs nothing.
   if (line.user.size() <= kUser.bound) {
     set_text(&record, kUser, line.user);
+  }
+  if (line.agent.size() <= kAgent.bound) {
+    set_text(&record, kAgent, line.agent);
   }
   return record;
 }
 
-EventRecord record_of(const std::vector<JsonMember>& members) {
+EventRecord record_of(const Members& members) {
   EventRecord record{};
   TimeParts time;
-  for (const JsonMember& member : members) {
+  for (const Member& member : members) {
     if (!member.null) {
       set_member(record, time, member);
     }
   }
   record.event_timet = time_from(time);
   return record;
+}
+
+Cells cells_of(const EventRecord& record) {
+  const std::int64_t seconds = record.event_timet != 0 ? record.event_timet : std::time(nullptr);
+  Cells cells{std::int64_t{record.event_type}, Cell(), Cell()};
+  // Of other years SQLite has a local time of its own.
+  constexpr std::int64_t kBegin2038 = 2145916800;
+  constexpr std::int64_t kDay = 86400;
+  if (seconds > kDay && seconds < kBegin2038 - kDay) {
+    const DateAndTime when = date_and_time(seconds);
+    cells[1] = when.date;
+    cells[2] = when.time;
+  }
+  for (const TextField& field : kFields) {
+    if (field.offset == kAppId.offset) {
+      cells.emplace_back(seconds);
+    }
+    cells.emplace_back(stored_text(&record, field));
+  }
+  // An event with neither an address nor a client comes from the appliance itself.
+  const auto begins_absent = [](const Cell& cell) { return std::get<std::string>(cell).starts_with(kAbsent); };
+  Cell& client = *cell_of(cells, kLog.columns, kClientApp.column);
+  if (begins_absent(*cell_of(cells, kLog.columns, kAddress.column)) && begins_absent(client)) {
+    client = std::string(kHostName);
+  }
+  return cells;
+}
+
+Cells cells_of(const EventRecord& record, const Members& members) {
+  Cells cells = cells_of(record);
+  TimeParts time;
+  for (const Member& member : members) {
+    if (!member.null) {
+      static_cast<void>(set_time(time, member));
+    }
+  }
+  if (!time.date.empty() && !time.clock.empty()) {
+    const std::string joined = fmt::format("{} {}", time.date, time.clock);
+    static_cast<void>(local_time_of(joined));
+    *cell_of(cells, kLog.columns, "event_date") = std::string(time.date);
+    *cell_of(cells, kLog.columns, "event_time") = std::string(time.clock);
+    if (time.stamp) {
+      *cell_of(cells, kLog.columns, "event_timet") = *time.stamp;
+    }
+  }
+  keep_texts_for_none(cells, kLog.columns, members);
+  return cells;
 }
 
 }  // namespace annalctl::event

@@ -6,6 +6,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/base/standard_input.h"
 #include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/fileop/record.h"
@@ -18,7 +19,8 @@ namespace {
 
 constexpr char kFooter[] =
     "What the codes of actions and folders mean is the file manager's to say.\n"
-    "A single quote takes two bytes of a text, except in the description.\n"
+    "A single quote takes two bytes of a text, except in the description. A path '-'\n"
+    "is read from standard input.\n"
     "\n"
     "Examples:\n"
     "  annalctl fileop --db operations.db add /share/photos/a.jpg --action 4 --size 52000 --user ann --ip 10.0.0.5\n"
@@ -92,7 +94,10 @@ void add_add(CLI::App& commands, Session& session) {
         ->add_option(field.option, arguments->texts[i], fmt::format("The {}, up to {} bytes", field.label, field.bound))
         ->type_name("TEXT");
   }
-  command->callback([arguments, &session] { session.status = run_add(*arguments); });
+  command->callback([arguments, &session] {
+    take_standard_input(arguments->path);
+    session.status = run_add(*arguments);
+  });
 }
 
 }  // namespace annalctl::fileop

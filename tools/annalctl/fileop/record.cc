@@ -18,15 +18,21 @@ namespace annalctl::fileop {
 
 namespace {
 
-constexpr TextField kAddress{"event_ip", "--ip", "address", offsetof(FileOpRecord, event_ip), 64};
-constexpr TextField kDescription{"event_desc", "--description", "description", offsetof(FileOpRecord, event_desc),
-                                 1024};
+constexpr TextField text_field(const char* column, const char* option, const char* label, std::size_t offset,
+                               std::size_t bound, const char* absent) {
+  return {column, option, label, offset, bound, FieldKind::kText, absent};
+}
+
+constexpr TextField kAddress =
+    text_field("event_ip", "--ip", "address", offsetof(FileOpRecord, event_ip), 64, "127.0.0.1");
+constexpr TextField kDescription =
+    text_field("event_desc", "--description", "description", offsetof(FileOpRecord, event_desc), 1024, "");
 
 constexpr std::array kFields{
-    TextField{"event_user", "--user", "user", offsetof(FileOpRecord, event_user), 64},
+    text_field("event_user", "--user", "user", offsetof(FileOpRecord, event_user), 64, "System"),
     kAddress,
-    TextField{"event_comp", "--computer", "computer", offsetof(FileOpRecord, event_comp), 64},
-    TextField{"event_duid", "--device", "device", offsetof(FileOpRecord, event_duid), 64},
+    text_field("event_comp", "--computer", "computer", offsetof(FileOpRecord, event_comp), 64, "localhost"),
+    text_field("event_duid", "--device", "device", offsetof(FileOpRecord, event_duid), 64, "localhost"),
     kDescription,
 };
 
@@ -83,13 +89,22 @@ std::string_view path_from(std::string_view text) {
   return text;
 }
 
+std::string unescaped(const std::string& text) {
+  std::string single;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    single += text[i];
+    i += text[i] == '\'' ? 1 : 0;
+  }
+  return single;
+}
+
 // What an object says about the time, until all of it is known.
 struct TimeParts {
   std::string_view date;
   std::string_view clock;
 };
 
-void set_member(Operation& operation, TimeParts& time, const JsonMember& member) {
+void set_member(Operation& operation, TimeParts& time, const Member& member) {
   if (member.key == "event_id" || (member.key == "sub_user" && member.text.empty())) {
     return;  // A stored entry always gets an id of its own.
   }
@@ -142,10 +157,10 @@ int Operation::store() {
   return id < 0 ? static_cast<int>(id) : static_cast<int>(ANNAL_OK);
 }
 
-Operation operation_of(const std::vector<JsonMember>& members) {
+Operation operation_of(const Members& members) {
   Operation operation;
   TimeParts time;
-  for (const JsonMember& member : members) {
+  for (const Member& member : members) {
     if (!member.null) {
       set_member(operation, time, member);
     }
@@ -162,6 +177,41 @@ Operation operation_of(const std::vector<JsonMember>& members) {
     operation.set_time(*seconds);
   }
   return operation;
+}
+
+Cells cells_of(const Operation& operation, const Members& members) {
+  const FileOpRecord& record = operation.record;
+  const auto text = [&record](const TextField& field) {
+    std::string stored = stored_text(&record, field);
+    if (field.offset == kAddress.offset) {
+      // Takes the prefix off an IPv4 address in IPv6's form.
+      static_cast<void>(pavo2log_checkip(stored.data()));
+      return std::string(stored.c_str());
+    }
+    return field.offset == kDescription.offset ? stored : unescaped(stored);
+  };
+  Cells cells{std::int64_t{record.event_type},
+              Cell(),
+              Cell(),
+              text(kFields[0]),
+              text(kFields[1]),
+              operation.old_path,
+              operation.path,
+              std::int64_t{record.event_isFolder},
+              std::int64_t{record.event_action},
+              std::int64_t{record.event_filesize},
+              text(kFields[2]),
+              text(kFields[3]),
+              text(kFields[4]),
+              std::string(),
+              std::int64_t{0}};
+  for (const Member& member : members) {
+    if (!member.null && !member.text.empty() && (member.key == "event_date" || member.key == "event_time")) {
+      *cell_of(cells, kLog.columns, member.key) = member.text;
+    }
+  }
+  keep_texts_for_none(cells, kLog.columns, members);
+  return cells;
 }
 
 }  // namespace annalctl::fileop

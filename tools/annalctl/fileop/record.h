@@ -5,10 +5,10 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Corix_annal.h"
 #include "tools/annalctl/arguments/fields.h"
+#include "tools/annalctl/import/cell.h"
 #include "tools/annalctl/import/json_lines.h"
 
 namespace annalctl::fileop {
@@ -33,6 +33,9 @@ class Operation {
 
 // The operation of an object whose keys are the columns of the table. Throws Refusal for what is no column or does not
 // fit.
-[[nodiscard]] Operation operation_of(const std::vector<JsonMember>& members);
+[[nodiscard]] Operation operation_of(const Members& members);
+
+// What the library stores of an operation that has become of an object, with the object's date and time.
+[[nodiscard]] Cells cells_of(const Operation& operation, const Members& members);
 
 }  // namespace annalctl::fileop

@@ -42,6 +42,7 @@ LogLine parse_dpkg(std::string_view line) {
   }
   parsed.time = *time;
   parsed.severity = known->severity;
+  parsed.level_from = fmt::format("the action '{}'", action);
   parsed.program = "dpkg";
   parsed.category = action;
   parsed.text = line;

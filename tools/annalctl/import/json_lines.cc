@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/import/line_fields.h"
 #include "tools/annalctl/output/output.h"
 
 namespace annalctl {
@@ -13,24 +16,25 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr char kJournalTime[] = "__REALTIME_TIMESTAMP";
+
 Json parse(std::string_view line) {
+  Json object;
   try {
-    return Json::parse(line.begin(), line.end());
+    object = Json::parse(line.begin(), line.end());
   } catch (const Json::parse_error& error) {
     throw Refusal(fmt::format("it is not JSON from byte {} on", error.byte));
   } catch (const Json::exception&) {
     throw Refusal("it holds a number that is too large");
   }
-}
-
-}  // namespace
-
-std::vector<JsonMember> parse_json_line(std::string_view line) {
-  const Json object = parse(line);
   if (!object.is_object()) {
     throw Refusal("it is no JSON object");
   }
-  std::vector<JsonMember> members;
+  return object;
+}
+
+Members members_of(const Json& object) {
+  Members members;
   for (const auto& [key, value] : object.items()) {
     if (key == kTimestamp || key == kLevel || key == kLog) {
       continue;  // what 'list' says beside the columns, which have it too
@@ -46,6 +50,74 @@ std::vector<JsonMember> parse_json_line(std::string_view line) {
     }
   }
   return members;
+}
+
+struct JournalField {
+  const char* key;
+  const char* field;
+};
+
+// In this order: what the program said of itself wins over what the system knows.
+constexpr std::array kJournalFields{
+    JournalField{kJournalTime, "time"},
+    JournalField{"_SOURCE_REALTIME_TIMESTAMP", "time"},
+    JournalField{"_HOSTNAME", "host"},
+    JournalField{"_COMM", "program"},
+    JournalField{"SYSLOG_IDENTIFIER", "program"},
+    JournalField{"SYSLOG_PID", "pid"},
+    JournalField{"_PID", "pid"},
+    JournalField{"_SYSTEMD_UNIT", "category"},
+    JournalField{"PRIORITY", "level"},
+    JournalField{"MESSAGE", "message"},
+};
+
+// A text that is not valid UTF-8, or has control characters, is an array of its bytes.
+std::string journal_text(const Json& value) {
+  if (value.is_string()) {
+    return value.get<std::string>();
+  }
+  if (value.is_number()) {
+    return value.dump();
+  }
+  std::string bytes;
+  for (const Json& byte : value) {
+    constexpr unsigned kMost = 255;
+    if (!byte.is_number_unsigned() || byte.get<unsigned>() > kMost) {
+      throw Refusal("its message is neither a text nor bytes");
+    }
+    bytes += static_cast<char>(byte.get<unsigned>());
+  }
+  return bytes;
+}
+
+LogLine journal_line(const Json& object) {
+  static const std::string known_times;
+  LineFields fields(0, known_times);
+  for (const JournalField& field : kJournalFields) {
+    const auto found = object.find(field.key);
+    if (found != object.end() && !found->is_null()) {
+      const std::string text = journal_text(*found);
+      if (text.find('\0') != std::string::npos) {
+        throw Refusal("it holds a NUL character");
+      }
+      fields.set(field.field, text);
+    }
+  }
+  return fields.finish();
+}
+
+}  // namespace
+
+Members parse_json_line(std::string_view line) {
+  return members_of(parse(line));
+}
+
+std::variant<LogLine, Members> parse_json_entry(std::string_view line) {
+  const Json object = parse(line);
+  if (object.contains(kJournalTime)) {
+    return journal_line(object);
+  }
+  return members_of(object);
 }
 
 }  // namespace annalctl

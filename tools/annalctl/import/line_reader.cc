@@ -1,22 +1,32 @@
 #include "tools/annalctl/import/line_reader.h"
 
+#include <archive.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/standard_input.h"
+#include "tools/annalctl/import/stop.h"
 
 namespace annalctl {
 
 namespace {
 
-constexpr std::size_t kBuffer = std::size_t{1} << 17U;
+constexpr std::size_t kBuffer = std::size_t{1} << 16U;
+constexpr int kMoment = 200;  // milliseconds
 
 int open_input(const std::string& name) {
+  if (name == "-" && !has_standard_input()) {
+    throw ReadFailure("there is no standard input to read: pipe or redirect the lines into it");
+  }
   // A copy of standard input, because closing the reader closes its descriptor.
   const int file =
       name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : open(name.c_str(), O_RDONLY | O_CLOEXEC);
@@ -26,43 +36,97 @@ int open_input(const std::string& name) {
   return file;
 }
 
+// Those that need no program of their own.
+bool read_compressed(archive* reader) {
+  for (const auto support :
+       {archive_read_support_filter_gzip, archive_read_support_filter_bzip2, archive_read_support_filter_xz,
+        archive_read_support_filter_lzma, archive_read_support_filter_zstd, archive_read_support_format_raw,
+        archive_read_support_format_empty}) {
+    if (support(reader) < ARCHIVE_WARN) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
-LineReader::LineReader(const std::string& name) : buffer_(kBuffer) {
-  const int file = open_input(name);
-  struct stat status {};
-  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) {
-    size_ = status.st_size;
+LineReader::LineReader(const std::string& name, std::function<void()> idle)
+    : archive_(archive_read_new()), idle_(std::move(idle)), raw_(kBuffer) {
+  if (archive_ == nullptr || !read_compressed(archive_)) {
+    archive_read_free(archive_);
+    throw std::bad_alloc();
   }
-  file_.reset(gzdopen(file, "rb"));
-  if (!file_) {
-    close(file);
-    throw ReadFailure("cannot open it: out of memory");
+  try {
+    file_ = open_input(name);
+    struct stat status {};
+    if (fstat(file_, &status) == 0 && S_ISREG(status.st_mode)) {
+      size_ = status.st_size;
+    }
+    if (S_ISDIR(status.st_mode)) {
+      throw ReadFailure("it is a directory");
+    }
+    archive_entry* entry = nullptr;
+    const bool opened = archive_read_open(archive_, this, nullptr, read_file, nullptr) == ARCHIVE_OK;
+    const int header = opened ? archive_read_next_header(archive_, &entry) : ARCHIVE_FATAL;
+    at_end_ = header == ARCHIVE_EOF;
+    if (header < ARCHIVE_WARN && stop_signal() == nullptr) {
+      throw ReadFailure(std::string("cannot read it: ") + archive_error_string(archive_));
+    }
+  } catch (const ReadFailure&) {
+    archive_read_free(archive_);
+    if (file_ >= 0) {
+      close(file_);
+    }
+    throw;
   }
-  if (S_ISDIR(status.st_mode)) {
-    throw ReadFailure("it is a directory");
+}
+
+LineReader::~LineReader() {
+  archive_read_free(archive_);
+  close(file_);
+}
+
+long LineReader::read_file(archive* reader, void* self, const void** buffer) {
+  LineReader& lines = *static_cast<LineReader*>(self);
+  *buffer = lines.raw_.data();
+  if (lines.idle_) {
+    pollfd input{lines.file_, POLLIN, 0};
+    if (poll(&input, 1, kMoment) == 0) {
+      lines.idle_();
+    }
+  }
+  for (;;) {
+    if (stop_signal() != nullptr) {
+      return 0;
+    }
+    const ssize_t count = read(lines.file_, lines.raw_.data(), lines.raw_.size());
+    if (count >= 0) {
+      lines.read_ += count;
+      return count;
+    }
+    if (errno != EINTR) {
+      archive_set_error(reader, errno, "%s", system_message(errno).c_str());
+      return -1;
+    }
   }
 }
 
 bool LineReader::refill() {
-  const int count = gzread(file_.get(), buffer_.data(), static_cast<unsigned>(buffer_.size()));
-  int error = Z_OK;
-  if (count <= 0) {
-    const char* text = gzerror(file_.get(), &error);
-    if (error == Z_ERRNO) {
-      throw ReadFailure("cannot read on: " + system_message(errno));
-    }
-    if (error == Z_BUF_ERROR) {
-      throw ReadFailure("cannot read on: the compressed file ends too early");
-    }
-    if (error != Z_OK && error != Z_STREAM_END) {
-      throw ReadFailure("cannot read on: the compressed file is damaged (" + std::string(text) + ")");
-    }
+  if (at_end_ || stop_signal() != nullptr) {
     return false;
   }
-  begin_ = 0;
-  end_ = static_cast<std::size_t>(count);
-  return true;
+  const void* block = nullptr;
+  std::size_t size = 0;
+  std::int64_t place = 0;
+  const int result = archive_read_data_block(archive_, &block, &size, &place);
+  at_end_ = result == ARCHIVE_EOF;
+  if (result < ARCHIVE_WARN && stop_signal() == nullptr) {
+    throw ReadFailure(std::string("cannot read on: ") + archive_error_string(archive_));
+  }
+  begin_ = static_cast<const char*>(block);
+  end_ = begin_ + size;
+  return size > 0 && !at_end_ && stop_signal() == nullptr;
 }
 
 LineReader::Got LineReader::next(std::string& line) {
@@ -73,13 +137,13 @@ LineReader::Got LineReader::next(std::string& line) {
     if (begin_ == end_ && !refill()) {
       break;
     }
-    const char* const from = buffer_.data() + begin_;
-    const auto* const newline = static_cast<const char*>(std::memchr(from, '\n', end_ - begin_));
-    const std::size_t length = newline == nullptr ? end_ - begin_ : static_cast<std::size_t>(newline - from);
+    const auto there = static_cast<std::size_t>(end_ - begin_);
+    const auto* const newline = static_cast<const char*>(std::memchr(begin_, '\n', there));
+    const std::size_t length = newline == nullptr ? there : static_cast<std::size_t>(newline - begin_);
     any = true;
     too_long = too_long || line.size() + length > kLongest;
     if (!too_long) {
-      line.append(from, length);
+      line.append(begin_, length);
     }
     begin_ += length;
     if (newline != nullptr) {
@@ -87,13 +151,10 @@ LineReader::Got LineReader::next(std::string& line) {
       break;
     }
   }
-  if (!any) {
+  if (!any || stop_signal() != nullptr) {
     return Got::kEnd;
   }
   ++number_;
-  if (!line.empty() && line.back() == '\r') {
-    line.pop_back();
-  }
   return too_long ? Got::kTooLong : Got::kLine;
 }
 
@@ -101,7 +162,7 @@ std::optional<int> LineReader::percent() const {
   if (size_ <= 0) {
     return {};
   }
-  return static_cast<int>(std::min<std::int64_t>(gzoffset(file_.get()) * 100 / size_, 100));
+  return static_cast<int>(std::min<std::int64_t>(read_ * 100 / size_, 100));
 }
 
 }  // namespace annalctl

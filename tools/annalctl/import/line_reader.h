@@ -1,14 +1,15 @@
-// Reads a file, or standard input, line by line; gzipped files as well as plain ones.
+// Reads a file, or standard input, line by line; also one that gzip, bzip2, xz, lzma or zstd has compressed.
 #pragma once
 
-#include <zlib.h>
-
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+struct archive;
 
 namespace annalctl {
 
@@ -19,17 +20,21 @@ class ReadFailure : public std::runtime_error {
 
 class LineReader {
  public:
-  // "-" is standard input. Throws ReadFailure.
-  explicit LineReader(const std::string& name);
+  // "-" is standard input. idle: called when a pipe has had nothing to read for a moment, before waiting on. Throws
+  // ReadFailure.
+  explicit LineReader(const std::string& name, std::function<void()> idle = {});
+  ~LineReader();
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
 
   enum class Got {
     kLine,
     kTooLong,  // longer than kLongest: skipped
-    kEnd,
+    kEnd,      // also when a signal says to stop
   };
   static constexpr std::size_t kLongest = std::size_t{1} << 20U;
 
-  // The next line without its end ("\n" or "\r\n"). Throws ReadFailure.
+  // The next line without its "\n". Throws ReadFailure.
   [[nodiscard]] Got next(std::string& line);
 
   [[nodiscard]] std::uint64_t number() const { return number_; }
@@ -38,17 +43,19 @@ class LineReader {
   [[nodiscard]] std::optional<int> percent() const;
 
  private:
-  struct Close {
-    void operator()(gzFile file) const { gzclose_r(file); }
-  };
-
   [[nodiscard]] bool refill();
+  static long read_file(archive* reader, void* self, const void** buffer);
 
-  std::unique_ptr<std::remove_pointer_t<gzFile>, Close> file_;
+  int file_ = -1;
+  archive* archive_;
+  std::function<void()> idle_;
   std::int64_t size_ = 0;
-  std::vector<char> buffer_;
-  std::size_t begin_ = 0;
-  std::size_t end_ = 0;
+  std::int64_t read_ = 0;
+  std::vector<char> raw_;
+  // What has been read and not been handed out.
+  const char* begin_ = nullptr;
+  const char* end_ = nullptr;
+  bool at_end_ = false;
   std::uint64_t number_ = 0;
 };
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
+#include <string>
 
 namespace annalctl {
 
@@ -12,17 +12,19 @@ enum class Severity {
   kError = 2,
 };
 
-// The texts are parts of the line. What the line does not tell is empty.
+// What the line does not tell is empty.
 struct LogLine {
   std::int64_t time = 0;
   Severity severity = Severity::kInformation;
-  std::string_view host;
-  std::string_view program;
-  std::string_view process;
-  std::string_view category;
-  std::string_view user;
-  std::string_view address;
-  std::string_view text;
+  std::string level_from;  // why it is that one, for people
+  std::string host;
+  std::string program;
+  std::string process;
+  std::string category;
+  std::string user;
+  std::string address;
+  std::string agent;
+  std::string text;
 };
 
 }  // namespace annalctl

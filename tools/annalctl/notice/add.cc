@@ -12,34 +12,20 @@
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"
+#include "tools/annalctl/notice/record.h"
 
 namespace annalctl::notice {
 
 namespace {
 
 constexpr char kFooter[] =
-    "A text that begins with '-' stands behind '--'. The notice is stored with the time of the call.\n"
+    "A text that begins with '-' stands behind '--'; '-' alone is read from standard\n"
+    "input. A TAB or line end in it becomes a blank. The notice is stored with the\n"
+    "time of the call.\n"
     "\n"
     "Examples:\n"
     "  annalctl notice add 'fan 2 stopped' --severity error --facility SMART\n"
     "  annalctl notice add 'backup finished' --service Backup --user admin --ip 10.0.0.5 --title Backup";
-
-constexpr TextField kAddress{"ip", "--ip", "address of the client", offsetof(NoticeRecord, ip), 64};
-
-// The library does not look at the length of most of them, and reads on where one is not terminated.
-constexpr std::array kTexts{
-    TextField{"desc", "description", "text", offsetof(NoticeRecord, desc), 2048},
-    TextField{"serviceName", "--service", "service name", offsetof(NoticeRecord, serviceName), 1024},
-    TextField{"user", "--user", "user", offsetof(NoticeRecord, user), 64},
-    kAddress,
-    TextField{"client", "--client", "host name of the client", offsetof(NoticeRecord, client), 64},
-    TextField{"msgCode", "--msgcode", "message code", offsetof(NoticeRecord, msgCode), 64},
-    TextField{"varContent", "--varcontent", "content of the variables", offsetof(NoticeRecord, varContent), 2048},
-    TextField{"name", "--name", "name", offsetof(NoticeRecord, name), 128},
-    TextField{"link_id", "--link-id", "link id", offsetof(NoticeRecord, link_id), 256},
-    TextField{"link_option", "--link-option", "link option", offsetof(NoticeRecord, link_option), 1024},
-    TextField{"title", "--title", "title", offsetof(NoticeRecord, title), 256},
-};
 
 struct Number {
   const char* option;
@@ -61,7 +47,7 @@ constexpr unsigned kInformation = 6;
 struct Arguments {
   std::optional<unsigned> severity;
   std::string facility;
-  std::vector<std::string> texts{kTexts.size()};
+  std::vector<std::string> texts{kTextFields.size()};
   NoticeRecord record{};
 };
 
@@ -71,12 +57,9 @@ int run_add(Arguments& arguments) {
   if (!arguments.facility.empty()) {
     record.facility = facility_of(arguments.facility);
   }
-  for (std::size_t i = 0; i < kTexts.size(); ++i) {
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
     const std::string& text = arguments.texts[i];
-    set_text(&record, kTexts[i], text);
-    if (kTexts[i].offset == kAddress.offset && !text.empty()) {
-      require_address(text);
-    }
+    set_text(&record, kTextFields[i], text);
   }
   if (!check_log_exists(kLog)) {
     return kFailure;
@@ -95,15 +78,19 @@ void add_add(CLI::App& commands, Session& session) {
   command->footer(kFooter);
   add_choice(*command, "--severity", arguments->severity, kSeverities, "Severity; without it information");
   command->add_option("--facility", arguments->facility, "The facility, by number or name")->type_name("N|NAME");
-  for (std::size_t i = 0; i < kTexts.size(); ++i) {
-    const std::string help = fmt::format("The {}, up to {} bytes", kTexts[i].label, kTexts[i].bound);
-    CLI::Option* const option = command->add_option(kTexts[i].option, arguments->texts[i], help)->type_name("TEXT");
+  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
+    const std::string help = fmt::format("The {}, up to {} bytes", kTextFields[i].label, kTextFields[i].bound);
+    CLI::Option* const option =
+        command->add_option(kTextFields[i].option, arguments->texts[i], help)->type_name("TEXT");
     option->required(option->get_positional());
   }
   for (const auto& [option, label, field] : kNumbers) {
     command->add_option(option, arguments->record.*field, fmt::format("The {}", label))->type_name("N");
   }
-  command->callback([arguments, &session] { session.status = run_add(*arguments); });
+  command->callback([arguments, &session] {
+    take_standard_input(kTextFields, arguments->texts);
+    session.status = run_add(*arguments);
+  });
 }
 
 }  // namespace annalctl::notice

@@ -31,6 +31,7 @@ void add_delete(CLI::App& commands, Session& session);
 void add_age(CLI::App& commands, Session& session);
 void add_flush(CLI::App& commands, Session& session);
 void add_migrate(CLI::App& commands, Session& session);
+void add_import(CLI::App& commands, Session& session);
 
 }  // namespace notice
 
