@@ -1,3 +1,4 @@
+// Checks every log, each with the rights it needs.
 #include "tools/annalctl/check_all.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// The entry point of annalctl.
 #include <exception>
 
 #include "tools/annalctl/base/failure.h"

@@ -1,3 +1,4 @@
+// The command line as a whole: parses it, runs the command and reports failures.
 #include "tools/annalctl/program.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Options that take one of a few names.
 #include "tools/annalctl/arguments/choice.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Copies texts into the fixed fields of a record, and refuses those that do not fit.
 #include "tools/annalctl/arguments/fields.h"
 
 #include <fmt/format.h>

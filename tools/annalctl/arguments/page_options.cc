@@ -1,3 +1,4 @@
+// The options that select a page of a listing.
 #include "tools/annalctl/arguments/page_options.h"
 
 #include <fmt/format.h>

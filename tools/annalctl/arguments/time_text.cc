@@ -1,3 +1,4 @@
+// Parses the times that other programs write.
 #include "tools/annalctl/arguments/time_text.h"
 
 #include <array>

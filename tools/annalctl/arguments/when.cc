@@ -1,3 +1,4 @@
+// Parses the times that people type.
 #include "tools/annalctl/arguments/when.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Asks for confirmation on the terminal.
 #include "tools/annalctl/base/confirm.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// Error messages, and the exceptions that carry them.
 #include "tools/annalctl/base/failure.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Makes stored text safe to print, and measures its width on a terminal.
 #include "tools/annalctl/base/printable.h"
 
 #include <fmt/format.h>

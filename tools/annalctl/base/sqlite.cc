@@ -1,3 +1,4 @@
+// Thin owners of SQLite's handles.
 #include "tools/annalctl/base/sqlite.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Finds out whether output goes to a terminal, how wide it is and whether it takes colours.
 #include "tools/annalctl/base/terminal.h"
 
 #include <fcntl.h>

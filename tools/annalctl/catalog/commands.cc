@@ -1,3 +1,4 @@
+// The catalog's commands, in the order of the help.
 #include "tools/annalctl/catalog/commands.h"
 
 #include "tools/annalctl/log/command_group.h"

@@ -1,3 +1,4 @@
+// "annalctl catalog fill": puts values into a message.
 #include <fmt/format.h>
 
 #include <array>

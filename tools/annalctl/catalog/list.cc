@@ -1,3 +1,4 @@
+// "annalctl catalog list": the applications, or the messages of one.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Looks up applications and messages, and fills templates.
 #include "tools/annalctl/catalog/model.h"
 
 #include <fmt/format.h>

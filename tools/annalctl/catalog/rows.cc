@@ -1,3 +1,4 @@
+// Writes catalog entries as rows.
 #include "tools/annalctl/catalog/rows.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// "annalctl catalog search": finds messages by their words.
 #include <algorithm>
 #include <memory>
 #include <optional>

@@ -1,3 +1,4 @@
+// "annalctl catalog show": everything about one message.
 #include <fmt/format.h>
 
 #include <memory>

@@ -1,3 +1,4 @@
+// "annalctl conn add": stores one connection.
 #include <memory>
 #include <string>
 #include <vector>

@@ -1,3 +1,4 @@
+// Stores connections as a batch, once the log has proved sound.
 #include "tools/annalctl/conn/batch.h"
 
 #include <fmt/format.h>

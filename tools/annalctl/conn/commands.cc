@@ -1,3 +1,4 @@
+// The connection log's commands, in the order of the help.
 #include "tools/annalctl/conn/commands.h"
 
 #include "tools/annalctl/conn/model.h"

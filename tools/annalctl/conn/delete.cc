@@ -1,3 +1,4 @@
+// "annalctl conn delete".
 #include <array>
 
 #include "Corix_annal.h"

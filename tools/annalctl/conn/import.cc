@@ -1,3 +1,4 @@
+// "annalctl conn import": connections from other programs' logs.
 #include <array>
 #include <memory>
 #include <vector>

@@ -1,3 +1,4 @@
+// The queries of the connection log.
 #include <array>
 
 #include "tools/annalctl/conn/commands.h"

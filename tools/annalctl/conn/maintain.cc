@@ -1,3 +1,4 @@
+// Creating, trimming, emptying, migrating, checking and salvaging the connection log.
 #include <algorithm>
 
 #include "Corix_annal.h"

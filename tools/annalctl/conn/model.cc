@@ -1,3 +1,4 @@
+// The connection log's columns, filters, orders and groupings.
 #include "tools/annalctl/conn/model.h"
 
 #include <array>

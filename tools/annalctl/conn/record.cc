@@ -1,3 +1,4 @@
+// Fills a connection's record from options, JSON members or a parsed line.
 #include "tools/annalctl/conn/record.h"
 
 #include <fmt/format.h>

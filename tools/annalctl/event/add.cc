@@ -1,3 +1,4 @@
+// "annalctl event add": stores one event.
 #include <cstring>
 #include <memory>
 #include <string>

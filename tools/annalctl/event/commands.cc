@@ -1,3 +1,4 @@
+// The event log's commands, in the order of the help.
 #include "tools/annalctl/event/commands.h"
 
 #include "tools/annalctl/event/model.h"

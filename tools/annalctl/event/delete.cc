@@ -1,3 +1,4 @@
+// "annalctl event delete".
 #include <array>
 
 #include "Corix_annal.h"

@@ -1,3 +1,4 @@
+// "annalctl event import": events from other programs' logs.
 #include <array>
 #include <memory>
 

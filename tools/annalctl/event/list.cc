@@ -1,3 +1,4 @@
+// The queries of the event log.
 #include <array>
 
 #include "tools/annalctl/event/commands.h"

@@ -1,3 +1,4 @@
+// Creating, emptying, migrating, checking and salvaging the event log.
 #include "Corix_annal.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/event/model.h"

@@ -1,3 +1,4 @@
+// The event log's columns, filters, orders and groupings.
 #include "tools/annalctl/event/model.h"
 
 #include <array>

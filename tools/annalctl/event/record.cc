@@ -1,3 +1,4 @@
+// Fills an event's record from options, JSON members or a parsed line.
 #include "tools/annalctl/event/record.h"
 
 #include <fmt/format.h>

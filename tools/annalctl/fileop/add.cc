@@ -1,3 +1,4 @@
+// "annalctl fileop add": stores one file operation.
 #include <fmt/format.h>
 
 #include <memory>

@@ -1,3 +1,4 @@
+// The commands of a file-operation log, in the order of the help.
 #include "tools/annalctl/fileop/commands.h"
 
 #include "tools/annalctl/fileop/model.h"

@@ -1,3 +1,4 @@
+// "annalctl fileop delete".
 #include <array>
 #include <string>
 

@@ -1,3 +1,4 @@
+// "annalctl fileop import": file operations from JSON Lines.
 #include <array>
 #include <memory>
 

@@ -1,3 +1,4 @@
+// The queries of a file-operation log.
 #include <array>
 #include <limits>
 
@@ -30,8 +31,9 @@ std::int64_t read_positive(const std::string& text) {
   return read_number_within(text, 1, kMost);
 }
 
+// A sender that does not know a size may store a negative one.
 std::int64_t read_size(const std::string& text) {
-  return read_number_within(text, 0, kMost);
+  return read_number_within(text, std::numeric_limits<std::int32_t>::min(), kMost);
 }
 
 constexpr std::array kNumbers{

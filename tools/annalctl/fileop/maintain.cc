@@ -1,3 +1,4 @@
+// Creating, emptying, migrating, checking and salvaging a file-operation log.
 #include <sys/stat.h>
 
 #include "Corix_annal.h"

@@ -1,3 +1,4 @@
+// The columns, filters and orders of a file-operation log, and the file that is in use.
 #include "tools/annalctl/fileop/model.h"
 
 #include <fmt/format.h>
@@ -9,6 +10,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/folder.h"
 #include "tools/annalctl/log/level.h"
 
 namespace annalctl::fileop {
@@ -135,14 +137,7 @@ void use_file(const std::string& file) {
     throw Refusal("--db needs the name of a file");
   }
   // Diagnoses look at the folder too, which a name alone does not show.
-  std::error_code unknown;
-  const std::filesystem::path path = std::filesystem::absolute(file, unknown);
-  if (unknown) {
-    throw std::runtime_error(fmt::format(
-        "cannot find {}: the current folder was deleted or cannot be reached (name the file with its whole path)",
-        file));
-  }
-  named_file() = path.string();
+  named_file() = whole_path(file);
   kLog.path = named_file().c_str();
 }
 

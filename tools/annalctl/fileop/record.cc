@@ -1,3 +1,4 @@
+// Fills the record of a file operation from options or JSON members.
 #include "tools/annalctl/fileop/record.h"
 
 #include <fmt/format.h>

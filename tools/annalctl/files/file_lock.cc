@@ -1,3 +1,4 @@
+// Asks the kernel which process holds SQLite's locks.
 #include "tools/annalctl/files/file_lock.h"
 
 #include <fcntl.h>

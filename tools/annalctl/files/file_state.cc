@@ -1,3 +1,4 @@
+// Reads the few bytes that change with every write to a log.
 #include "tools/annalctl/files/file_state.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// A file system for SQLite that reads a log's files in place and keeps every write in memory.
 #include "tools/annalctl/files/private_view.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Finds whose rights a log is used with, and takes them on.
 #include "tools/annalctl/files/rights.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Walks a path from the root and notes every user who can change what it leads to.
 #include "tools/annalctl/files/writers.h"
 
 #include <grp.h>

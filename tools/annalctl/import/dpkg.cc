@@ -1,3 +1,4 @@
+// Parses the package manager's log.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Parses one JSON object into its members.
 #include "tools/annalctl/import/json_lines.h"
 
 #include <fmt/format.h>

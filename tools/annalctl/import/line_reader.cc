@@ -1,3 +1,4 @@
+// Reads lines from plain and compressed files.
 #include "tools/annalctl/import/line_reader.h"
 
 #include <archive.h>

@@ -1,3 +1,4 @@
+// Runs an import: reads lines, stores them in batches and tells how it went.
 #include "tools/annalctl/import/run.h"
 
 #include <fmt/format.h>

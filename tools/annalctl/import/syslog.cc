@@ -1,3 +1,4 @@
+// Parses syslog lines.
 #include <algorithm>
 #include <optional>
 

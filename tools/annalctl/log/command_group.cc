@@ -1,3 +1,4 @@
+// Makes a log's commands when its group is named, and takes on its rights before they run.
 #include "tools/annalctl/log/command_group.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Looks for the reason why a call of the library failed.
 #include "tools/annalctl/log/diagnosis.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The names and colours of levels.
 #include "tools/annalctl/log/level.h"
 
 #include <algorithm>

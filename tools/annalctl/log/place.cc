@@ -9,6 +9,7 @@
 #include <map>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/folder.h"
 #include "tools/annalctl/files/log_system.h"
 #include "tools/annalctl/files/rights.h"
 
@@ -54,7 +55,7 @@ std::map<Log*, OwnPlace>& own_places() {
 
 void put(Log& log, const fs::path& file) {
   own_places().try_emplace(&log, OwnPlace{log.path, log.options});
-  const std::string path = fs::absolute(file).string();
+  const std::string path = whole_path(file.string());
   if (has_a_place(log)) {
     log.options = kept(fmt::format(" --db '{}'", path));
     lead_log(log.path, path);

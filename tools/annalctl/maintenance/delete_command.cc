@@ -1,3 +1,4 @@
+// The delete command, which differs between the logs by its selectors.
 #include "tools/annalctl/maintenance/delete_command.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// The commands that create, empty, trim and migrate a log.
 #include "tools/annalctl/maintenance/maintenance.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// "annalctl notice add": stores one notice.
 #include <fmt/format.h>
 
 #include <array>

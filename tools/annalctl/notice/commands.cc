@@ -1,3 +1,4 @@
+// The notice log's commands, in the order of the help.
 #include "tools/annalctl/notice/commands.h"
 
 #include "tools/annalctl/log/command_group.h"

@@ -1,3 +1,4 @@
+// "annalctl notice delete".
 #include <fmt/format.h>
 
 #include <array>

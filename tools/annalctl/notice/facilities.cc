@@ -1,3 +1,4 @@
+// "annalctl facilities": the sources that notices can name.
 #include <fmt/format.h>
 
 #include <array>

@@ -1,3 +1,4 @@
+// The queries of the notice log.
 #include <array>
 #include <limits>
 

@@ -1,3 +1,4 @@
+// Creating, ageing, emptying, migrating, checking and salvaging the notice log.
 #include <fmt/format.h>
 
 #include <algorithm>

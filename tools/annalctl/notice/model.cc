@@ -1,3 +1,4 @@
+// The notice log's columns, facilities, filters and orders.
 #include "tools/annalctl/notice/model.h"
 
 #include <fmt/chrono.h>

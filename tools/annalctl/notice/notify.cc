@@ -1,3 +1,4 @@
+// "annalctl notify": runs the device's notification command.
 #include <fmt/format.h>
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// Copies a row.
 #include "tools/annalctl/output/kept_row.h"
 
 #include <algorithm>

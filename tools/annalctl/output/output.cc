@@ -1,3 +1,4 @@
+// Writes rows as a table, as JSON Lines or as CSV.
 #include "tools/annalctl/output/output.h"
 
 #include <fmt/format.h>

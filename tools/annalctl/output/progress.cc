@@ -1,3 +1,4 @@
+// Shows on the terminal how far an import has come.
 #include "tools/annalctl/output/progress.h"
 
 #include <fmt/format.h>

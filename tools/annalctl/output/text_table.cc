@@ -1,3 +1,4 @@
+// Lays out a table for a terminal's width.
 #include "tools/annalctl/output/text_table.h"
 
 #include <algorithm>

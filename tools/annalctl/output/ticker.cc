@@ -1,3 +1,4 @@
+// Shows progress from a process of its own, so that a stopped terminal does not stop the work.
 #include "tools/annalctl/output/ticker.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// The filter options, and the conditions they make.
 #include "tools/annalctl/query/filter_options.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Writes the pages of a listing as they are read.
 #include "tools/annalctl/query/listing.h"
 
 #include <fmt/format.h>

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/folder.h"
 
 namespace annalctl {
 
@@ -69,7 +70,7 @@ class Successor {
     close(descriptor_);
     descriptor_ = -1;
     // The name has to reach the disk, too. Where a folder cannot be opened the file system has no such thing.
-    const std::string folder = std::filesystem::absolute(file_).parent_path().string();
+    const std::string folder = folder_of(whole_path(file_));
     const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (opened >= 0) {
       static_cast<void>(fsync(opened));

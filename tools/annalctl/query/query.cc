@@ -1,3 +1,4 @@
+// Puts statements together from conditions, orders and groups.
 #include "tools/annalctl/query/query.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// The list, tail, count and group commands, which differ between the logs by data.
 #include "tools/annalctl/query/query_commands.h"
 
 #include <fmt/format.h>

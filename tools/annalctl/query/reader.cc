@@ -1,3 +1,4 @@
+// Reads a log in short transactions, by ranges of ids.
 #include "tools/annalctl/query/reader.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Holds rows that were read and not yet written.
 #include "tools/annalctl/query/row_buffer.h"
 
 #include <algorithm>

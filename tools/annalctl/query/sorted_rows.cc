@@ -1,3 +1,4 @@
+// Sorts and groups rows in a private temporary database.
 #include "tools/annalctl/query/sorted_rows.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Follows a log: waits for it to change, then shows what is new.
 #include "tools/annalctl/query/tail.h"
 
 #include <fmt/format.h>

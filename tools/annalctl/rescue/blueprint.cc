@@ -1,3 +1,4 @@
+// Has the library create logs in memory, and reads their schema there.
 #include "tools/annalctl/rescue/blueprint.h"
 
 #include <fmt/format.h>

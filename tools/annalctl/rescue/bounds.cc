@@ -1,3 +1,4 @@
+// Limits the time and memory that SQLite may spend on a hostile file.
 #include "tools/annalctl/rescue/bounds.h"
 
 #include <array>

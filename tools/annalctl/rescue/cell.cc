@@ -1,3 +1,4 @@
+// Decodes cells and records of SQLite's file format from untrusted bytes.
 #include "tools/annalctl/rescue/cell.h"
 
 #include <algorithm>

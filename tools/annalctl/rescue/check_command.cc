@@ -1,3 +1,4 @@
+// "annalctl LOG check".
 #include "tools/annalctl/rescue/check_command.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Reads a damaged file as bytes, and shows it to SQLite with a corrected header.
 #include "tools/annalctl/rescue/damaged_file.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Checks that a file will fit before it is written.
 #include "tools/annalctl/rescue/disk_space.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Inspects a log from outside: locks, journals, modes and rights.
 #include "tools/annalctl/rescue/inspection.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Inspects a log from inside: its schema, its rows, and whether the library's statements work on it.
 #include "tools/annalctl/rescue/interior.h"
 
 #include <fmt/format.h>

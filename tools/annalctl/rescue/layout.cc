@@ -1,3 +1,4 @@
+// Compares schemas by meaning.
 #include "tools/annalctl/rescue/layout.h"
 
 #include <algorithm>

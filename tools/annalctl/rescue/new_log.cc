@@ -1,3 +1,4 @@
+// Builds the log that salvaged rows go to.
 #include "tools/annalctl/rescue/new_log.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Infers page size, reserved bytes, text encoding and row shape from the pages themselves.
 #include "tools/annalctl/rescue/page_layout.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Reads records from the pages of a damaged file, leaf by leaf. It follows no interior page: those may be the damaged
+// ones.
 #include "tools/annalctl/rescue/page_reader.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Lets SQLite open a file that this process holds open, whatever its name leads to by now.
 #include "tools/annalctl/rescue/pinned_file.h"
 
 #include <fcntl.h>

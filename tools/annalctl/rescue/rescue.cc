@@ -1,3 +1,5 @@
+// Rescues rows in passes, from what SQLite can still read down to single pages; each pass adds what those before it
+// missed.
 #include "tools/annalctl/rescue/rescue.h"
 
 #include <fmt/format.h>

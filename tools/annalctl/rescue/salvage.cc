@@ -1,3 +1,4 @@
+// The salvage command: locks the log, rescues its rows into a new file and swaps the two.
 #include "tools/annalctl/rescue/salvage.h"
 
 #include <fmt/format.h>

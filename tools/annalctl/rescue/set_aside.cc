@@ -1,3 +1,4 @@
+// Replaces a log by its new file, and keeps the old files under other names.
 #include "tools/annalctl/rescue/set_aside.h"
 
 #include <fcntl.h>

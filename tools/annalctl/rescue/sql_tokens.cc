@@ -1,3 +1,4 @@
+// Splits SQL into tokens.
 #include "tools/annalctl/rescue/sql_tokens.h"
 
 #include <algorithm>

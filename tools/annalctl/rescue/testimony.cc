@@ -1,3 +1,4 @@
+// Compares salvaged rows with the indexes, which list every row a second time.
 #include "tools/annalctl/rescue/testimony.h"
 
 #include <fmt/format.h>
