@@ -128,7 +128,7 @@ TEST_F(AnnalctlImports, ConnectionsAreStoredAsTheLibraryStoresThem) {
   for (std::size_t i = 0; i < own.size(); ++i) {
     EXPECT_EQ(own[i]["conn_date"].get<std::string>().size(), 10U);
     EXPECT_EQ(own[i]["conn_time"].get<std::string>().size(), 8U);
-    for (const char* stamped : {"conn_date", "conn_time"}) {
+    for (const char* stamped : {"conn_date", "conn_time", "timestamp"}) {
       own[i].erase(stamped);
       by_library[i].erase(stamped);
     }
@@ -141,7 +141,7 @@ TEST_F(AnnalctlImports, NoticesAndOperationsAreStoredAsTheLibraryStoresThem) {
   const LogName& notice = all_logs()[3];
   const auto without_time = [](std::vector<Json> rows) {
     for (Json& row : rows) {
-      for (const char* stamped : {"time", "endtime", "event_date", "event_time"}) {
+      for (const char* stamped : {"time", "endtime", "event_date", "event_time", "timestamp"}) {
         row.erase(stamped);
       }
     }

@@ -60,7 +60,8 @@ std::string stored_text(const void* record, const TextField& field) {
   }
   if (field.kind == FieldKind::kMessage) {
     static_cast<void>(Skip_Unicode_Control_Characters(text.data()));
-    return text.c_str();
+    text.resize(std::strlen(text.c_str()));
+    return text;
   }
   return text.empty() ? field.absent : text;
 }

@@ -13,7 +13,10 @@ struct Remembered {
   int code = SQLITE_OK;
   std::chrono::steady_clock::time_point time;
 };
-Remembered remembered;
+Remembered& remembered() {
+  static Remembered failure;
+  return failure;
+}
 
 // What is no failure of the file, or is told by whoever holds the lock.
 bool is_worth_remembering(int code) {
@@ -35,7 +38,7 @@ bool is_worth_remembering(int code) {
 
 void remember(void* /*context*/, int code, const char* /*message*/) {
   if (is_worth_remembering(code)) {
-    remembered = {code, std::chrono::steady_clock::now()};
+    remembered() = {code, std::chrono::steady_clock::now()};
   }
 }
 
@@ -46,7 +49,7 @@ void remember_failures() {
 }
 
 std::optional<int> failure_since(std::chrono::steady_clock::time_point begun) {
-  return remembered.code != SQLITE_OK && remembered.time >= begun ? std::optional(remembered.code) : std::nullopt;
+  return remembered().code != SQLITE_OK && remembered().time >= begun ? std::optional(remembered().code) : std::nullopt;
 }
 
 SqliteDatabase::SqliteDatabase(const std::string& name, int flags) {

@@ -60,15 +60,17 @@ std::string failure_text(const Call& call, int code, const std::string& seen) {
   if (const std::optional<std::string> obstacle = file_obstacle(call.log, call.purpose)) {
     return fmt::format("cannot open {}: {}", call.log.path, *obstacle);
   }
-  if (!seen.empty()) {
-    return fmt::format("cannot {}: {}", call.doing, seen);
-  }
-  const std::optional<std::string> reason = sqlite_code ? reason_of(call.log, *sqlite_code) : std::nullopt;
+  // What a command has seen itself says more than SQLite's code, unless the log as a whole explains it.
+  const std::optional<std::string> reason =
+      sqlite_code && seen.empty() ? reason_of(call.log, *sqlite_code) : std::nullopt;
   if (reason) {
     return fmt::format("cannot {}: {}", call.doing, *reason);
   }
   if (const std::optional<std::string> cause = statement_obstacle(call, code)) {
     return fmt::format("cannot {}: {}", call.doing, *cause);
+  }
+  if (!seen.empty()) {
+    return fmt::format("cannot {}: {}", call.doing, seen);
   }
   const bool of_values = code == ANNAL_TOO_LONG || code == ANNAL_BAD_ARGUMENT || code == ANNAL_NO_MEMORY;
   const std::string advice =
