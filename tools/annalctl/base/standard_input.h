@@ -5,8 +5,8 @@
 
 namespace annalctl {
 
-// Whether there is something to read: false at a terminal, where a program that waits for lines looks as if it hung, and
-// when standard input was closed.
+// Whether there is something to read: false at a terminal, where a program that waits for lines looks as if it hung,
+// and when standard input was closed.
 [[nodiscard]] bool has_standard_input();
 
 // Where "-" stands for a text: replaces it by all of standard input, without the line end behind it. Throws Refusal

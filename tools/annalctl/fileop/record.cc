@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <ctime>
 #include <limits>
 #include <optional>
@@ -187,7 +188,8 @@ Cells cells_of(const Operation& operation, const Members& members) {
     if (field.offset == kAddress.offset) {
       // Takes the prefix off an IPv4 address in IPv6's form.
       static_cast<void>(pavo2log_checkip(stored.data()));
-      return std::string(stored.c_str());
+      stored.resize(std::strlen(stored.c_str()));
+      return stored;
     }
     return field.offset == kDescription.offset ? stored : unescaped(stored);
   };

@@ -82,6 +82,7 @@ constexpr std::array kFormatTable{
 const Regex& expression_of(const LineFormat& format) {
   static const std::vector<Regex> expressions = [] {
     std::vector<Regex> all;
+    all.reserve(kFormatTable.size());
     for (const LineFormat& one : kFormatTable) {
       all.emplace_back(one.pattern == nullptr ? "" : one.pattern, Regex::Letters::kAsTheyAre, Regex::Text::kBytes);
     }

@@ -120,6 +120,7 @@ constexpr std::array kForms{
 const Regex& expression_of(std::size_t form) {
   static const std::vector<Regex> expressions = [] {
     std::vector<Regex> all;
+    all.reserve(kForms.size());
     for (const Form& one : kForms) {
       all.emplace_back(one.pattern, Regex::Letters::kAsTheyAre, Regex::Text::kBytes);
     }

@@ -57,7 +57,9 @@ class DryRows {
   }
 
   void add(std::uint64_t line, const Entry& entry) {
-    std::vector<std::string> texts{std::to_string(line)};
+    std::vector<std::string> texts;
+    texts.reserve(entry.cells.size() + 2);
+    texts.push_back(std::to_string(line));
     for (const Cell& cell : entry.cells) {
       const auto* const number = std::get_if<std::int64_t>(&cell);
       const auto* const text = std::get_if<std::string>(&cell);
@@ -65,6 +67,7 @@ class DryRows {
     }
     texts.push_back(entry.level_from.empty() ? "---" : entry.level_from);
     std::vector<const char*> values;
+    values.reserve(texts.size());
     for (const std::string& text : texts) {
       values.push_back(text.c_str());
     }
