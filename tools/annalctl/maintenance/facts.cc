@@ -35,7 +35,7 @@ std::int64_t number_of(Reader& reader, const std::string& statement) {
 
 // The earliest or the latest, by the index of the date.
 std::string time_of(Reader& reader, const Log& log, const char* extreme) {
-  const std::string date = text_of(reader, fmt::format("SELECT {}({}) FROM {}", extreme, log.date, reader.table()));
+  std::string date = text_of(reader, fmt::format("SELECT {}({}) FROM {}", extreme, log.date, reader.table()));
   if (date.empty()) {
     return {};
   }
