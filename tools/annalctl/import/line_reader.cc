@@ -50,6 +50,12 @@ bool read_compressed(archive* reader) {
   return true;
 }
 
+// The decompressors give no reason for some damaged files.
+const char* reason_of(archive* reader) {
+  const char* const reason = archive_error_string(reader);
+  return reason != nullptr ? reason : "its compressed data is damaged";
+}
+
 }  // namespace
 
 LineReader::LineReader(const std::string& name, std::function<void()> idle)
@@ -72,7 +78,7 @@ LineReader::LineReader(const std::string& name, std::function<void()> idle)
     const int header = opened ? archive_read_next_header(archive_, &entry) : ARCHIVE_FATAL;
     at_end_ = header == ARCHIVE_EOF;
     if (header < ARCHIVE_WARN && stop_signal() == nullptr) {
-      throw ReadFailure(std::string("cannot read it: ") + archive_error_string(archive_));
+      throw ReadFailure(std::string("cannot read it: ") + reason_of(archive_));
     }
   } catch (const ReadFailure&) {
     archive_read_free(archive_);
@@ -123,7 +129,7 @@ bool LineReader::refill() {
   const int result = archive_read_data_block(archive_, &block, &size, &place);
   at_end_ = result == ARCHIVE_EOF;
   if (result < ARCHIVE_WARN && stop_signal() == nullptr) {
-    throw ReadFailure(std::string("cannot read on: ") + archive_error_string(archive_));
+    throw ReadFailure(std::string("cannot read on: ") + reason_of(archive_));
   }
   begin_ = static_cast<const char*>(block);
   end_ = begin_ + size;
