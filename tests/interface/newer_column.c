@@ -154,6 +154,7 @@ static int run(const struct log* log, const char* format) {
 static void use_with_a_newer_column(const struct log* log) {
   struct seen before;
   struct seen after;
+  const int first = 1;
   int n;
   memset(&before, 0, sizeof before);
   memset(&after, 0, sizeof after);
@@ -168,7 +169,8 @@ static void use_with_a_newer_column(const struct log* log) {
   EXPECT(after.columns == before.columns + log->lists_column && strcmp(after.first, before.first) == 0);
   EXPECT(strcmp(after.last, log->lists_column ? "of_a_later_release" : before.last) == 0);
 
-  EXPECT(log->delete_by_id("1") == ANNAL_OK);
+  EXPECT(log->delete_by_id(&first) == ANNAL_OK);
+  EXPECT(run(log, "SELECT MIN(ROWID) FROM %s") == 2);
   for (n = 0; n < 5; ++n) {
     EXPECT(log->add() == ANNAL_OK);
   }
