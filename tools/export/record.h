@@ -1,0 +1,71 @@
+// What is sent of a log: its entries, and what has to be said about them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace exporter {
+
+// Where records come from. With the kind and the id of a record this is its key, by which a receiver tells a repeated
+// record from a new one.
+struct Stream {
+  std::string appliance;        // its machine-id, 32 hexadecimal digits
+  std::string log;              // "event", "conn", "fileop" or "notice"
+  std::int64_t generation = 1;  // one higher each time the log was created again, since its ids begin again then
+};
+
+enum class Kind {
+  kEntry,
+  kGap,        // entries that were deleted before they were sent
+  kRedaction,  // an entry that may have been sent before and whose content was since blanked out; it replaces that one
+};
+
+// "entry", "gap" or "redaction".
+[[nodiscard]] std::string_view name_of(Kind kind);
+
+// Null, a number, or a text in valid UTF-8 without NUL.
+using Value = std::variant<std::monostate, std::int64_t, std::string_view>;
+
+struct Field {
+  std::string_view name;  // the log's own column
+  Value value;
+};
+
+// The texts and fields belong to the batch.
+struct Record {
+  Kind kind = Kind::kEntry;
+  std::int64_t id = 0;     // of a gap: the first id that is missing
+  std::int64_t count = 1;  // of a gap: how many are missing in a row. The ids up to id + count - 1 were deleted.
+
+  // The rest is about an entry or a redaction. A gap has only the time when it was found, and that time's date.
+
+  std::string_view date;                // as stored, "2026-11-21"; always a valid date: "1970-01-01" if none was stored
+  std::string_view time;                // as stored, "10:00:00"; "00:00:00" if none was stored
+  std::optional<std::int64_t> seconds;  // since 1970, as far as it can be told
+  std::string_view level;               // "information", "warning", "error"; of a notice also syslog's other names
+  int severity = 6;                     // the level as syslog numbers it, 0 to 7
+  std::string_view message;             // one of the fields' texts: what the entry says to people
+  std::span<const Field> fields;        // all columns, in the log's order; the first is the id
+};
+
+// Records of one log in the order of their ids.
+struct Batch {
+  const Stream& stream;
+  std::span<const Record> records;
+};
+
+// The key as one text without blanks: "APPLIANCE/event/1/4711", ".../gap/4711+20", ".../redaction/4711".
+[[nodiscard]] std::string key_of(const Stream& stream, const Record& record);
+
+// A record as one JSON object without a line end. Every sink that sends JSON sends this form, and docs/fleet.md
+// describes it:
+//   {"appliance":…,"log":…,"generation":1,"kind":"entry","id":4711,"date":…,"time":…,"timestamp":1795255200,
+//    "level":…,"severity":4,"message":…,"fields":{COLUMN:VALUE,…}}
+//   {"appliance":…,"log":…,"generation":1,"kind":"gap","id":4711,"count":20,"date":…,"time":…,"timestamp":…}
+[[nodiscard]] std::string json_of(const Stream& stream, const Record& record);
+
+}  // namespace exporter
