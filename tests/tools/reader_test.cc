@@ -48,9 +48,11 @@ class ReaderTest : public annal::test::ApplianceTest {
     ApplianceTest::TearDown();
   }
 
-  static Query containing(const std::string& text) {
+  // Takes its time for each row. (LIKE alone would, if the text were full of the pattern's first letter. With the
+  // address sanitizer, which measures the rest of the text at each of them, that would be minutes.)
+  static Query ending_with(const std::string& text) {
     Query query;
-    query.conditions.push_back({"event_desc LIKE ?", {text}});
+    query.conditions.push_back({"length(hex(hex(event_desc))) > 0 AND event_desc LIKE ?", {"%" + text}});
     return query;
   }
 };
@@ -59,7 +61,7 @@ class ReaderTest : public annal::test::ApplianceTest {
 
 TEST_F(ReaderTest, LongFilteredCountLetsWritersInBetween) {
   Reader reader(event::kLog);
-  EXPECT_EQ(reader.count(containing("%0003")), kRows / 7);
+  EXPECT_EQ(reader.count(ending_with("3")), kRows / 7);
   EXPECT_GT(begun, 5);
 }
 
