@@ -22,7 +22,6 @@ struct Target {
   std::string authorities;     // the file of the certificates that may sign the server's
   std::string certificate;     // this client's own; may be empty
   std::string key;
-  bool synchronous = true;  // whether a commit waits for the server's disk, whatever the server's configuration says
 
   [[nodiscard]] bool local() const { return host.starts_with('/'); }
 };

@@ -1,0 +1,9 @@
+# The sinks' tests: quick ones without any server, and the programs that the tests with servers use (tests/fleet/).
+add_library(sample_records OBJECT sample_records.cc)
+target_include_directories(sample_records PUBLIC ${PROJECT_SOURCE_DIR})
+target_link_libraries(sample_records PUBLIC fmt::fmt)
+
+find_package(tomlplusplus REQUIRED)
+add_executable(deliver deliver.cc)
+target_include_directories(deliver PRIVATE ${PQ_INCLUDE})
+target_link_libraries(deliver PRIVATE sample_records annal_export_parts tomlplusplus::tomlplusplus)
