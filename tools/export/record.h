@@ -43,13 +43,13 @@ struct Record {
 
   // The rest is about an entry or a redaction. A gap has only the time when it was found, and that time's date.
 
-  std::string_view date;                // as stored, "2026-11-21"; always a valid date: "1970-01-01" if none was stored
-  std::string_view time;                // as stored, "10:00:00"; "00:00:00" if none was stored
-  std::optional<std::int64_t> seconds;  // since 1970, as far as it can be told
-  std::string_view level;               // "information", "warning", "error"; of a notice also syslog's other names
-  int severity = 6;                     // the level as syslog numbers it, 0 to 7
-  std::string_view message;             // one of the fields' texts: what the entry says to people
-  std::span<const Field> fields;        // all columns, in the log's order; the first is the id
+  std::string_view date{};  // as stored, "2026-11-21"; always a valid date: "1970-01-01" if none was stored
+  std::string_view time{};  // as stored, "10:00:00"; "00:00:00" if none was stored
+  std::optional<std::int64_t> seconds{};  // since 1970, as far as it can be told
+  std::string_view level{};               // "information", "warning", "error"; of a notice also syslog's other names
+  int severity = 6;                       // the level as syslog numbers it, 0 to 7
+  std::string_view message{};             // one of the fields' texts: what the entry says to people
+  std::span<const Field> fields{};        // all columns, in the log's order; the first is the id
 };
 
 // Records of one log in the order of their ids.

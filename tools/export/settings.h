@@ -48,7 +48,7 @@ class Settings {
   // The name of a file that must be readable now, or empty if the key is not there.
   std::string file(const std::string& key);
 
-  // A password or token: from the file that KEY_file names (without the line end at its end), or from the environment
+  // A password or token: the first line of the file that KEY_file names, or from the environment
   // variable that KEY_env names. A value in the configuration itself is a complaint, because more people read that.
   using Secret = std::optional<std::string>;
   Secret secret(const std::string& key);
@@ -62,6 +62,9 @@ class Settings {
     [[nodiscard]] Secret read() const;  // nothing if it cannot be read
   };
   SecretSource secret_source(const std::string& key);
+
+  // A key whose value is read in another way.
+  void expect(const std::string& key) { known_.push_back(key); }
 
   // Says that the value of a key is wrong, at its line.
   void complain(const std::string& key, const std::string& what);

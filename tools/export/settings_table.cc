@@ -6,27 +6,23 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/export/small_file.h"
 
 namespace exporter {
 
 namespace {
 
-std::optional<std::string> content_of(const std::string& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::ostringstream content;
-  if (!stream || !(content << stream.rdbuf())) {
+std::optional<std::string> first_line_of(const std::string& file) {
+  try {
+    std::optional<std::string> text = content_of(file);
+    return text ? std::optional(text->substr(0, text->find('\n'))) : std::nullopt;
+  } catch (const std::system_error&) {
     return {};
   }
-  std::string text = content.str();
-  if (text.ends_with('\n')) {
-    text.pop_back();
-  }
-  return text;
 }
 
 }  // namespace
@@ -144,7 +140,7 @@ std::string Settings::file(const std::string& key) {
 
 Settings::Secret Settings::SecretSource::read() const {
   if (!file.empty()) {
-    return content_of(file);
+    return first_line_of(file);
   }
   const char* const value =
       variable.empty() ? nullptr : std::getenv(variable.c_str());  // NOLINT(concurrency-mt-unsafe)

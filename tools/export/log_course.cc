@@ -1,0 +1,151 @@
+#include "tools/export/log_course.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/export/report.h"
+
+namespace exporter {
+
+LogCourse::LogCourse(const Owner& owner, const SourceLog& log) : owner_(owner), log_(log), reader_(log) {
+  std::optional<State> state = load_state(owner.folder, owner.appliance, owner.sink, log.name());
+  if (state) {
+    state_ = std::move(*state);
+    saved_highest_ = state_.highest;
+    return;
+  }
+  state_ = {.appliance = owner.appliance, .sink = owner.sink, .log = log.name(), .generation = 0};
+}
+
+// The number is one that no other sink uses for another log: receivers may get entries from several sinks.
+void LogCourse::begin_generation(const LogFile& file) {
+  std::int64_t generation = state_.generation + 1;
+  for (const State& other : states_of_others(owner_.folder, state_)) {
+    if (other.generation > state_.generation && reader_.is_log_of(other)) {
+      generation = other.generation;
+      break;
+    }
+    generation = std::max(generation, other.generation + 1);
+  }
+  if (state_.generation > 0) {
+    report(fmt::format("sink {}: {} was created again: its entries are sent from the first one on, as generation {}",
+                       owner_.sink, log_.path, generation));
+  }
+  state_.generation = generation;
+  state_.position = 0;
+  state_.highest = 0;
+  state_.file = file;
+  state_.anchors.clear();
+}
+
+void LogCourse::save() {
+  save_state(owner_.folder, state_);
+  saved_highest_ = state_.highest;
+}
+
+void LogCourse::save_if_owed() {
+  if (!owner_.saves_at_close) {
+    save();
+  }
+}
+
+// Returns the number of entries among those acknowledged.
+std::int64_t LogCourse::move(std::span<const Record> records, const Outcome& outcome) {
+  const std::span<const Record> done = records.first(std::min(outcome.acknowledged, records.size()));
+  std::int64_t entries = 0;
+  const Record* last = nullptr;
+  for (const Record& record : done) {
+    if (record.kind == Kind::kGap) {
+      state_.missing += record.count;
+    } else {
+      ++entries;
+      last = &record;
+    }
+  }
+  if (!done.empty()) {
+    state_.position = last_id(done.back());
+  }
+  if (last != nullptr) {
+    state_.add_anchor({last->id, digest_of(*last, *log_.shape)});
+  }
+  entries -= static_cast<std::int64_t>(outcome.refused.size());
+  state_.refused += static_cast<std::int64_t>(outcome.refused.size());
+  state_.sent += entries;
+  return entries;
+}
+
+LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page) {
+  const Stream stream{.appliance = state_.appliance, .log = state_.log, .generation = state_.generation};
+  const Batch batch{.stream = stream, .records = page.records()};
+  Outcome outcome = sink.deliver(batch, stop);
+  Result result{.step = Step::kProgress, .trouble = std::move(outcome.trouble)};
+  if (!outcome.refused.empty()) {
+    set_aside(owner_.folder, state_, batch, outcome.refused);
+    report(fmt::format("sink {}: {} of the {} log refused for good, the first because of: {} (see {})", owner_.sink,
+                       outcome.refused.size(), state_.log, outcome.refused.front().reason,
+                       set_aside_path(owner_.folder, owner_.sink, state_.log)));
+  }
+  if (outcome.acknowledged > 0) {
+    const State before = state_;
+    result.sent = move(batch.records, outcome);
+    try {
+      save_if_owed();
+    } catch (const StateFailure&) {
+      // What was acknowledged is sent again, and the receiver knows it.
+      state_ = before;
+      throw;
+    }
+  } else if (saved_highest_ != state_.highest) {
+    // If the log is created again meanwhile, this is how many entries were not sent.
+    save_if_owed();
+  }
+  if (outcome.acknowledged < batch.records.size()) {
+    result.step = Step::kTrouble;
+  }
+  return result;
+}
+
+LogCourse::Result LogCourse::advance(Sink& sink, const Stop& stop, Page& page) {
+  if (!due_ && !reader_.may_have_changed()) {
+    return {};
+  }
+  due_ = true;
+  const Reading reading = reader_.read(state_, owner_.batch, page);
+  if (!reading.there) {
+    reader_.close();
+    due_ = false;
+    drained_ = true;
+    return {};
+  }
+  if (state_.generation == 0) {
+    begin_generation(reading.file);
+    return {.step = Step::kProgress};
+  }
+  if (reading.another) {
+    if (state_.highest > state_.position) {
+      page.clear();
+      page.add_gap(state_.position + 1, state_.highest - state_.position);
+      return hand_over(sink, stop, page);
+    }
+    begin_generation(reading.file);
+    goal_.reset();
+    save_if_owed();
+    return {.step = Step::kProgress};
+  }
+  goal_ = goal_.value_or(reading.highest);
+  state_.highest = reading.highest;
+  state_.file = reading.file;
+  if (page.empty()) {
+    reader_.close();
+    due_ = false;
+    drained_ = true;
+    return {};
+  }
+  const Result result = hand_over(sink, stop, page);
+  drained_ = drained_ || state_.position >= *goal_;
+  return result;
+}
+
+}  // namespace exporter

@@ -1,0 +1,66 @@
+// The way of one log's entries to one sink.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tools/export/log_reader.h"
+#include "tools/export/page.h"
+#include "tools/export/set_aside.h"
+#include "tools/export/sink.h"
+#include "tools/export/source_log.h"
+#include "tools/export/state.h"
+
+namespace exporter {
+
+class LogCourse {
+ public:
+  // Of the sink and its state.
+  struct Owner {
+    const std::string& folder;
+    const std::string& appliance;
+    const std::string& sink;
+    std::size_t batch;
+    bool saves_at_close;
+  };
+  // Throws StateFailure.
+  LogCourse(const Owner& owner, const SourceLog& log);
+
+  enum class Step {
+    kNothing,   // there is nothing to do, for now
+    kProgress,  // something was sent, and there may be more
+    kTrouble,   // the sink took nothing more
+  };
+  struct Result {
+    Step step = Step::kNothing;
+    std::optional<Trouble> trouble{};
+    std::int64_t sent = 0;  // entries that were acknowledged
+  };
+  // Sends a page. Throws ReadTrouble if the log cannot be read, and StateFailure if the position cannot be saved.
+  Result advance(Sink& sink, const Stop& stop, Page& page);
+
+  // Whether everything was sent that was in the log at the first look.
+  [[nodiscard]] bool has_drained() const { return drained_; }
+  void save();
+
+  [[nodiscard]] std::string name() const { return log_.name(); }
+
+ private:
+  void begin_generation(const LogFile& file);
+  Result hand_over(Sink& sink, const Stop& stop, Page& page);
+  std::int64_t move(std::span<const Record> records, const Outcome& outcome);
+  void save_if_owed();
+
+  Owner owner_;
+  const SourceLog& log_;
+  LogReader reader_;
+  State state_;
+  std::int64_t saved_highest_ = 0;
+  bool due_ = true;
+  std::optional<std::int64_t> goal_;
+  bool drained_ = false;
+};
+
+}  // namespace exporter

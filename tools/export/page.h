@@ -1,0 +1,58 @@
+// Records that were read and not yet sent: as many as memory and the log's writers stand.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/annalctl/base/sqlite.h"
+#include "tools/export/record.h"
+#include "tools/export/source_log.h"
+
+namespace exporter {
+
+class Page {
+ public:
+  static constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
+
+  void clear();
+
+  // The row where "SELECT t.*" stands.
+  void add_entry(const annalctl::SqliteStatement& row, const LogShape& shape);
+  void add_gap(std::int64_t first, std::int64_t count);
+
+  [[nodiscard]] bool full(std::size_t most_records) const {
+    return records_.size() >= most_records || bytes_ >= kMostBytes;
+  }
+  [[nodiscard]] bool empty() const { return records_.empty(); }
+  // Valid until the page changes.
+  [[nodiscard]] std::span<const Record> records();
+
+ private:
+  struct Range {
+    std::size_t begin;
+    std::size_t count;
+  };
+
+  std::string_view keep(std::string_view text);
+
+  std::list<std::string> texts_;  // chunks, which are not moved
+  std::size_t bytes_ = 0;
+  std::vector<Field> fields_;
+  std::vector<Range> ranges_;  // of each record's fields
+  std::vector<Record> records_;
+};
+
+// The last id that a record is about.
+[[nodiscard]] inline std::int64_t last_id(const Record& record) {
+  return record.kind == Kind::kGap ? record.id + record.count - 1 : record.id;
+}
+
+// Of the columns that no release adds and nothing changes later.
+[[nodiscard]] std::string digest_of(const Record& entry, const LogShape& shape);
+
+}  // namespace exporter
