@@ -16,6 +16,7 @@ ROOMS = [
     ["tools/export/database"],
     ["tools/export"],
     ["tools/annalctl/event", "tools/annalctl/conn", "tools/annalctl/fileop", "tools/annalctl/notice"],
+    ["tools/annalctl/commands"],
     ["tools/annalctl/catalog"],
     ["tools/annalctl/maintenance"],
     ["tools/annalctl/rescue", "tools/annalctl/query", "tools/annalctl/import"],

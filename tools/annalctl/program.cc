@@ -23,6 +23,7 @@
 #include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/catalog/commands.h"
 #include "tools/annalctl/check_all.h"
+#include "tools/annalctl/commands/log_commands.h"
 #include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/fileop/commands.h"
@@ -30,6 +31,7 @@
 #include "tools/annalctl/files/rights.h"
 #include "tools/annalctl/log/place.h"
 #include "tools/annalctl/notice/commands.h"
+#include "tools/annalctl/notice/device_commands.h"
 #include "tools/annalctl/output/help_format.h"
 #include "tools/annalctl/suggestion.h"
 
@@ -194,10 +196,9 @@ void add_all_commands(CLI::App& app, Session& session) {
   app.formatter(std::make_shared<HelpFormat>());
   app.require_subcommand(1);
   add_general_options(app, session);
-  add_event_commands(app, session);
-  add_conn_commands(app, session);
-  add_fileop_commands(app, session);
-  add_notice_commands(app, session);
+  for (const LogCommands* log : {&event::kCommands, &conn::kCommands, &fileop::kCommands, &notice::kCommands}) {
+    add_log_commands(app, session, *log);
+  }
   add_log_of_all(app, session);
   add_check_of_all(app, session);
   add_info_of_all(app, session);

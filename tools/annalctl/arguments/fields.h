@@ -24,6 +24,11 @@ struct TextField {
   const char* absent = "";  // what the library stores for none
 };
 
+[[nodiscard]] constexpr TextField text_field(const char* column, const char* option, const char* label,
+                                             std::size_t offset, std::size_t bound, const char* absent = "") {
+  return {column, option, label, offset, bound, FieldKind::kText, absent};
+}
+
 // Puts a text into its field. Throws Refusal when it is too long or cannot be stored as what it is to be: nothing is
 // ever cut or replaced.
 void set_text(void* record, const TextField& field, std::string_view text);

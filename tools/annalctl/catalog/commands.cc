@@ -5,15 +5,13 @@
 
 namespace annalctl {
 
-namespace {
-
-// In the order of the help.
-constexpr AddCommand kCommands[] = {catalog::add_list, catalog::add_show, catalog::add_search, catalog::add_fill};
-
-}  // namespace
-
 void add_catalog_commands(CLI::App& app, Session& session) {
-  add_group(app, "catalog", "The messages that the appliance's applications log", kCommands, session);
+  add_group(app, "catalog", "The messages that the appliance's applications log", [&session](CLI::App& group) {
+    catalog::add_list(group, session);
+    catalog::add_show(group, session);
+    catalog::add_search(group, session);
+    catalog::add_fill(group, session);
+  });
 }
 
 }  // namespace annalctl

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/arguments/entry_options.h"
 #include "tools/annalctl/conn/batch.h"
 #include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/conn/model.h"
@@ -65,12 +66,7 @@ void add_add(CLI::App& commands, Session& session) {
       ->type_name("N")
       ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
   command->add_flag("--failed", arguments->failed, "The action failed (result 13); without it the result is 0");
-  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
-    const TextField& field = kTextFields[i];
-    const std::string help = "The " + std::string(field.label) + ", up to " + std::to_string(field.bound) + " bytes";
-    CLI::Option* const option = command->add_option(field.option, arguments->texts[i], help)->type_name("TEXT");
-    option->required(option->get_positional());
-  }
+  add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {
     take_standard_input(kTextFields, arguments->texts);
     session.status = run_add(*arguments);

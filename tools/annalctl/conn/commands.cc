@@ -1,24 +1,35 @@
-// The connection log's commands, in the order of the help.
+// What the connection log's commands call.
 #include "tools/annalctl/conn/commands.h"
 
-#include "tools/annalctl/conn/model.h"
-#include "tools/annalctl/log/command_group.h"
+#include <algorithm>
 
-namespace annalctl {
+#include "Corix_annal.h"
+#include "tools/annalctl/conn/model.h"
+
+namespace annalctl::conn {
 
 namespace {
 
-// In the order of the help.
-constexpr AddCommand kCommands[] = {
-    conn::add_create, conn::add_add,    conn::add_list, conn::add_show,    conn::add_tail,    conn::add_count,
-    conn::add_group,  conn::add_delete, conn::add_trim, conn::add_flush,   conn::add_migrate, conn::add_import,
-    conn::add_info,   conn::add_limit,  conn::add_keep, conn::add_compact, conn::add_check,   conn::add_salvage,
-};
+// The library takes the number to delete, and deletes all if it is negative.
+int trim(int keep) noexcept {
+  const int connections = kLog.count();
+  return connections < 0 ? connections : annal_conn_del_full(std::max(connections - keep, 0));
+}
 
 }  // namespace
 
-void add_conn_commands(CLI::App& app, Session& session) {
-  add_log_commands(app, conn::kLog, kCommands, session);
-}
+constinit const LogCommands kCommands{
+    .log = kLog,
+    .queries = kQueries,
+    .deletion = kDeletion,
+    .create = annal_conn_create_tbl,
+    .flush = annal_conn_flush_tbl,
+    .trim = trim,
+    .migrate = annal_conn_modify_tbl,
+    .add = add_add,
+    .import = add_import,
+    .age = nullptr,
+    .own_migrate = nullptr,
+};
 
-}  // namespace annalctl
+}  // namespace annalctl::conn

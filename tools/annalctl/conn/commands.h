@@ -3,33 +3,16 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/annalctl/commands/log_commands.h"
+#include "tools/annalctl/maintenance/delete_command.h"
 #include "tools/annalctl/output/session.h"
 
-namespace annalctl {
+namespace annalctl::conn {
 
-void add_conn_commands(CLI::App& app, Session& session);
+extern const LogCommands kCommands;
+extern const DeleteCommand kDeletion;
 
-namespace conn {
-
-void add_create(CLI::App& commands, Session& session);
 void add_add(CLI::App& commands, Session& session);
-void add_list(CLI::App& commands, Session& session);
-void add_show(CLI::App& commands, Session& session);
-void add_count(CLI::App& commands, Session& session);
-void add_group(CLI::App& commands, Session& session);
-void add_delete(CLI::App& commands, Session& session);
-void add_trim(CLI::App& commands, Session& session);
-void add_flush(CLI::App& commands, Session& session);
-void add_migrate(CLI::App& commands, Session& session);
 void add_import(CLI::App& commands, Session& session);
-void add_tail(CLI::App& commands, Session& session);
-void add_info(CLI::App& commands, Session& session);
-void add_limit(CLI::App& commands, Session& session);
-void add_keep(CLI::App& commands, Session& session);
-void add_compact(CLI::App& commands, Session& session);
-void add_check(CLI::App& commands, Session& session);
-void add_salvage(CLI::App& commands, Session& session);
 
-}  // namespace conn
-
-}  // namespace annalctl
+}  // namespace annalctl::conn

@@ -5,7 +5,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/base/printable.h"
-#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/log/common_columns.h"
 
 namespace annalctl::conn {
 
@@ -29,21 +29,14 @@ constexpr std::array kColumns{
     Column{"conn_client_agent", false, "'---'"},
 };
 
-// Where those columns are in a row.
+// Where the others are in a row.
 enum Place : std::size_t {
-  kId = 0,
-  kType = 1,
-  kDate = 2,
-  kTime = 3,
-  kUser = 4,
-  kAddress = 5,
   kComputer = 6,
   kResource = 7,
   kService = 8,
   kAction = 9,
   kApplication = 10,
   kResult = 11,
-  kSize = kColumns.size(),  // of a group
 };
 
 constexpr std::array kSortTable{
@@ -67,50 +60,32 @@ TableCell result_cell(const char* code) {
   return {name == code ? printable(name) : name, name == "failed" ? Style::kWarning : Style::kPlain};
 }
 
-constexpr TableColumn kIdCell{"ID", kId, true, nullptr, Room::kWhole};
-constexpr TableColumn kDateCell{"Date", kDate, false, nullptr, Room::kWhole};
-constexpr TableColumn kTimeCell{"Time", kTime, false, nullptr, Room::kWhole};
-constexpr TableColumn kLevelCell{"Level", kType, false, level_cell, Room::kWhole};
-constexpr TableColumn kUserCell{"User", kUser};
-constexpr TableColumn kAddressCell{"Address", kAddress};
 constexpr TableColumn kComputerCell{"Computer", kComputer};
 constexpr TableColumn kServiceCell{"Service", kService, true};
 constexpr TableColumn kActionCell{"Action", kAction, true};
 constexpr TableColumn kResultCell{"Result", kResult, false, result_cell};
 constexpr TableColumn kApplicationCell{"Application", kApplication};
 constexpr TableColumn kResourceCell{"Resource", kResource, false, nullptr, Room::kRest};
-constexpr TableColumn kSizeCell{"Count", kSize, true, nullptr, Room::kWhole};
+constexpr TableColumn kSizeCell = size_cell(kColumns.size());
 
 constexpr std::array kListCells{kIdCell,      kDateCell,   kTimeCell,   kLevelCell,       kUserCell,    kAddressCell,
                                 kServiceCell, kActionCell, kResultCell, kApplicationCell, kResourceCell};
 
-constexpr std::array kByIdCells{kSizeCell, kIdCell, kDateCell, kTimeCell, kUserCell, kAddressCell, kResourceCell};
-constexpr std::array kByTypeCells{kSizeCell, kLevelCell};
-constexpr std::array kByDateCells{kSizeCell, kDateCell};
-constexpr std::array kByTimeCells{kSizeCell, kTimeCell};
-constexpr std::array kByUserCells{kSizeCell, kUserCell};
-constexpr std::array kByAddressCells{kSizeCell, kAddressCell};
-constexpr std::array kByComputerCells{kSizeCell, kComputerCell};
-constexpr std::array kByResourceCells{kSizeCell, kResourceCell};
-constexpr std::array kByServiceCells{kSizeCell, kServiceCell};
-constexpr std::array kByActionCells{kSizeCell, kActionCell};
-constexpr std::array kByApplicationCells{kSizeCell, kApplicationCell};
-constexpr std::array kByResultCells{kSizeCell, kResultCell};
-
 // There is no order by resource, so those groups stand by date.
 constexpr std::array kGroupingTable{
-    Grouping{{"id", 0}, 12, {"conn_id"}, kByIdCells},
-    Grouping{{"type", 1}, 4, {"conn_type"}, kByTypeCells},
-    Grouping{{"date", 2}, 0, {"conn_date"}, kByDateCells},
-    Grouping{{"time", 3}, 2, {"conn_time"}, kByTimeCells},
-    Grouping{{"user", 4}, 6, {"conn_user"}, kByUserCells},
-    Grouping{{"ip", 5}, 8, {"conn_ip"}, kByAddressCells},
-    Grouping{{"computer", 6}, 10, {"conn_comp"}, kByComputerCells},
-    Grouping{{"resource", 7}, 0, {"conn_res"}, kByResourceCells},
-    Grouping{{"service", 8}, 14, {"conn_serv"}, kByServiceCells},
-    Grouping{{"action", 9}, 16, {"conn_action"}, kByActionCells},
-    Grouping{{"app", 10}, 18, {"conn_app"}, kByApplicationCells},
-    Grouping{{"result", 11}, 20, {"conn_action_result"}, kByResultCells},
+    Grouping{
+        {"id", 0}, 12, {"conn_id"}, {kSizeCell, kIdCell, kDateCell, kTimeCell, kUserCell, kAddressCell, kResourceCell}},
+    Grouping{{"type", 1}, 4, {"conn_type"}, {kSizeCell, kLevelCell}},
+    Grouping{{"date", 2}, 0, {"conn_date"}, {kSizeCell, kDateCell}},
+    Grouping{{"time", 3}, 2, {"conn_time"}, {kSizeCell, kTimeCell}},
+    Grouping{{"user", 4}, 6, {"conn_user"}, {kSizeCell, kUserCell}},
+    Grouping{{"ip", 5}, 8, {"conn_ip"}, {kSizeCell, kAddressCell}},
+    Grouping{{"computer", 6}, 10, {"conn_comp"}, {kSizeCell, kComputerCell}},
+    Grouping{{"resource", 7}, 0, {"conn_res"}, {kSizeCell, kResourceCell}},
+    Grouping{{"service", 8}, 14, {"conn_serv"}, {kSizeCell, kServiceCell}},
+    Grouping{{"action", 9}, 16, {"conn_action"}, {kSizeCell, kActionCell}},
+    Grouping{{"app", 10}, 18, {"conn_app"}, {kSizeCell, kApplicationCell}},
+    Grouping{{"result", 11}, 20, {"conn_action_result"}, {kSizeCell, kResultCell}},
 };
 
 int count_all() noexcept {
@@ -131,14 +106,6 @@ int add_none_at_once() noexcept {
 
 int list_some() noexcept {
   return annal_conn_query(kLog.path, nullptr, 0, 0, 1, 0, nullptr);
-}
-
-std::optional<std::int64_t> moment_of(Row values) {
-  return moment_of_texts(values, kDate, kTime);
-}
-
-std::optional<std::string> level_of(Row values) {
-  return level_name(values, kType);
 }
 
 using Use = int (*)() noexcept;
@@ -167,6 +134,6 @@ Log kLog{
 constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
-constinit const EntryView kEntry{"conn", moment_of, level_of, kDate, kTime};
+constinit const EntryView kEntry{"conn", moment_of, level_of, kDatePlace, kTimePlace};
 
 }  // namespace annalctl::conn

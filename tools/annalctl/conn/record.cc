@@ -10,20 +10,14 @@
 #include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/failure.h"
-#include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/conn/model.h"
-#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/import/member_values.h"
 
 namespace annalctl::conn {
 
 namespace {
 
-constexpr std::string_view kUnknown = "---";  // for a name: an empty one would become the appliance's own
-
-constexpr TextField text_field(const char* column, const char* option, const char* label, std::size_t offset,
-                               std::size_t bound, const char* absent = "---") {
-  return {column, option, label, offset, bound, FieldKind::kText, absent};
-}
+constexpr char kUnknown[] = "---";  // for a name: an empty one would become the appliance's own
 
 // What the library stores for none of them in a batch, which is how all connections are stored here.
 constexpr TextField kUser = text_field("conn_user", "--user", "user", offsetof(ConnRecord, conn_user), 64, "System");
@@ -33,9 +27,10 @@ constexpr TextField kComputer =
     text_field("conn_comp", "--computer", "computer", offsetof(ConnRecord, conn_comp), 64, "localhost");
 constexpr TextField kResource{"conn_res", "resource",         "resource", offsetof(ConnRecord, conn_res),
                               1024,       FieldKind::kMessage};
-constexpr TextField kApp = text_field("conn_app", "--app", "application", offsetof(ConnRecord, conn_app), 256);
-constexpr TextField kClientApp =
-    text_field("conn_client_app", "--client-app", "client application", offsetof(ConnRecord, conn_client_app), 128);
+constexpr TextField kApp =
+    text_field("conn_app", "--app", "application", offsetof(ConnRecord, conn_app), 256, kUnknown);
+constexpr TextField kClientApp = text_field("conn_client_app", "--client-app", "client application",
+                                            offsetof(ConnRecord, conn_client_app), 128, kUnknown);
 
 // The library does not look at the client fields, and reads a longer one on into the next.
 constexpr std::array kFields{
@@ -44,9 +39,10 @@ constexpr std::array kFields{
     kComputer,
     kResource,
     kApp,
-    text_field("conn_client_id", "--client-id", "client id", offsetof(ConnRecord, conn_client_id), 64),
+    text_field("conn_client_id", "--client-id", "client id", offsetof(ConnRecord, conn_client_id), 64, kUnknown),
     kClientApp,
-    text_field("conn_client_agent", "--client-agent", "client agent", offsetof(ConnRecord, conn_client_agent), 256),
+    text_field("conn_client_agent", "--client-agent", "client agent", offsetof(ConnRecord, conn_client_agent), 256,
+               kUnknown),
 };
 
 struct NumberField {
@@ -63,25 +59,8 @@ constexpr std::array kNumbers{
 // What the log gives an entry itself.
 constexpr std::array<std::string_view, 3> kGiven{"conn_id", "conn_date", "conn_time"};
 
-std::int32_t number_from(const Member& member, int most) {
-  const std::string_view text = member.text;
-  const auto number = whole_number<std::int32_t>(text);
-  if (!number || *number < 0 || *number > most) {
-    throw Refusal(fmt::format("{} is '{}', and not a number from 0 to {}", member.key, text, most));
-  }
-  return *number;
-}
-
-std::int32_t level_from(const Member& member) {
-  const std::optional<unsigned> level = code_of(kLevels, member.text);
-  if (!level) {
-    throw Refusal(fmt::format("conn_type is '{}', and not one of {} or 0, 1, 2", member.text, names_of(kLevels)));
-  }
-  return static_cast<std::int32_t>(*level);
-}
-
 std::int32_t result_from(const Member& member) {
-  const std::int32_t result = number_from(member, kFailed);
+  const auto result = static_cast<std::int32_t>(number_from(member, kSucceeded, kFailed));
   if (result != kSucceeded && result != kFailed) {
     throw Refusal(fmt::format("conn_action_result is '{}', and neither {} nor {}", member.text,
                               static_cast<int>(kSucceeded), static_cast<int>(kFailed)));
@@ -95,12 +74,12 @@ void set_member(ConnRecord& record, const Member& member) {
   }
   for (const NumberField& field : kNumbers) {
     if (field.column == member.key) {
-      record.*field.number = number_from(member, field.most);
+      record.*field.number = static_cast<std::int32_t>(number_from(member, 0, field.most));
       return;
     }
   }
   if (member.key == "conn_type") {
-    record.conn_type = level_from(member);
+    record.conn_type = static_cast<std::int32_t>(level_from(member));
   } else if (member.key == "conn_action_result") {
     record.conn_action_result = result_from(member);
   } else if (const TextField* field = find_field(kTextFields, member.key)) {
@@ -169,28 +148,20 @@ Cells cells_of(const ConnRecord& record) {
 
 void set_time(Cells& cells, std::int64_t time) {
   const DateAndTime when = date_and_time(time);
-  *cell_of(cells, kLog.columns, "conn_date") = when.date;
-  *cell_of(cells, kLog.columns, "conn_time") = when.time;
+  *cell_of(cells, kLog.columns, kLog.date) = when.date;
+  *cell_of(cells, kLog.columns, kLog.time) = when.time;
 }
 
 Cells cells_of(const ConnRecord& record, const Members& members) {
   Cells cells = cells_of(record);
-  std::string date;
-  std::string clock;
+  DateAndClock local(kLog);
   for (const Member& member : members) {
-    if (member.key == "conn_date") {
-      date = member.text;
-    } else if (member.key == "conn_time") {
-      clock = member.text;
-    }
+    local.take(member);
   }
-  if (!date.empty() || !clock.empty()) {
-    const std::string joined = fmt::format("{} {}", date, clock);
-    if (!parse_time(joined)) {
-      throw Refusal(fmt::format("conn_date and conn_time are '{}', and not a date and a time", joined));
-    }
-    *cell_of(cells, kLog.columns, "conn_date") = date;
-    *cell_of(cells, kLog.columns, "conn_time") = clock;
+  if (!local.empty()) {
+    static_cast<void>(local.seconds());  // throws if it is not a time
+    *cell_of(cells, kLog.columns, kLog.date) = std::string(local.date());
+    *cell_of(cells, kLog.columns, kLog.time) = std::string(local.clock());
   }
   keep_texts_for_none(cells, kLog.columns, members);
   return cells;

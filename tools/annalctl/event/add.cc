@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/arguments/entry_options.h"
 #include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/event/model.h"
@@ -38,11 +39,7 @@ EventRecord record_of_arguments(const Arguments& arguments) {
   for (std::size_t i = 0; i < kTextFields.size(); ++i) {
     set_text(&record, kTextFields[i], arguments.texts[i]);
   }
-  if (!arguments.time.empty()) {
-    const std::optional<std::int64_t> seconds = parse_time(arguments.time);
-    if (!seconds) {
-      throw Refusal("'" + arguments.time + "' is no time: write it as '2026-11-21 10:00:00' or '@1795255200'");
-    }
+  if (const auto seconds = seconds_from_option(arguments.time)) {
     record.event_timet = storable_time(*seconds);
   }
   return record;
@@ -64,14 +61,8 @@ void add_add(CLI::App& commands, Session& session) {
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
   add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
-  command->add_option("--time", arguments->time, "When it happened: local time or @SECONDS since 1970; without it now")
-      ->type_name("TIME");
-  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
-    const TextField& field = kTextFields[i];
-    const std::string help = "The " + std::string(field.label) + ", up to " + std::to_string(field.bound) + " bytes";
-    CLI::Option* const option = command->add_option(field.option, arguments->texts[i], help)->type_name("TEXT");
-    option->required(option->get_positional());
-  }
+  add_time_option(*command, arguments->time);
+  add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {
     take_standard_input(kTextFields, arguments->texts);
     session.status = run_add(*arguments);

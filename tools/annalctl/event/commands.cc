@@ -1,24 +1,23 @@
-// The event log's commands, in the order of the help.
+// What the event log's commands call.
 #include "tools/annalctl/event/commands.h"
 
+#include "Corix_annal.h"
 #include "tools/annalctl/event/model.h"
-#include "tools/annalctl/log/command_group.h"
 
-namespace annalctl {
+namespace annalctl::event {
 
-namespace {
-
-// In the order of the help.
-constexpr AddCommand kCommands[] = {
-    event::add_create, event::add_add,    event::add_list, event::add_show,    event::add_tail,    event::add_count,
-    event::add_group,  event::add_delete, event::add_trim, event::add_flush,   event::add_migrate, event::add_import,
-    event::add_info,   event::add_limit,  event::add_keep, event::add_compact, event::add_check,   event::add_salvage,
+constinit const LogCommands kCommands{
+    .log = kLog,
+    .queries = kQueries,
+    .deletion = kDeletion,
+    .create = annal_event_create_tbl,
+    .flush = annal_event_flush_tbl,
+    .trim = annal_event_del_logfull_over_size,
+    .migrate = annal_event_modify_tbl,
+    .add = add_add,
+    .import = add_import,
+    .age = nullptr,
+    .own_migrate = nullptr,
 };
 
-}  // namespace
-
-void add_event_commands(CLI::App& app, Session& session) {
-  add_log_commands(app, event::kLog, kCommands, session);
-}
-
-}  // namespace annalctl
+}  // namespace annalctl::event

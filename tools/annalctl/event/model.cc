@@ -4,7 +4,7 @@
 #include <array>
 
 #include "Corix_annal.h"
-#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/log/common_columns.h"
 
 namespace annalctl::event {
 
@@ -30,19 +30,12 @@ constexpr std::array kColumns{
     Column{"event_client_agent", false, "'---'"},
 };
 
-// Where those columns are in a row.
+// Where the others are in a row.
 enum Place : std::size_t {
-  kId = 0,
-  kType = 1,
-  kDate = 2,
-  kTime = 3,
-  kUser = 4,
-  kAddress = 5,
   kComputer = 6,
   kMessage = 7,
   kTimestampPlace = 9,
   kApplication = 11,
-  kSize = kColumns.size(),  // of a group
 };
 
 constexpr std::array kSortTable{
@@ -61,39 +54,24 @@ constexpr std::array kSortTable{
     Sort{{"category", 24}, {"event_category"}},
 };
 
-constexpr TableColumn kIdCell{"ID", kId, true, nullptr, Room::kWhole};
-constexpr TableColumn kDateCell{"Date", kDate, false, nullptr, Room::kWhole};
-constexpr TableColumn kTimeCell{"Time", kTime, false, nullptr, Room::kWhole};
-constexpr TableColumn kLevelCell{"Level", kType, false, level_cell, Room::kWhole};
-constexpr TableColumn kUserCell{"User", kUser};
-constexpr TableColumn kAddressCell{"Address", kAddress};
 constexpr TableColumn kComputerCell{"Computer", kComputer};
 constexpr TableColumn kApplicationCell{"Application", kApplication};
 constexpr TableColumn kMessageCell{"Message", kMessage, false, nullptr, Room::kRest};
-constexpr TableColumn kSizeCell{"Count", kSize, true, nullptr, Room::kWhole};
+constexpr TableColumn kSizeCell = size_cell(kColumns.size());
 
 constexpr std::array kListCells{kIdCell,      kDateCell,     kTimeCell,        kLevelCell,  kUserCell,
                                 kAddressCell, kComputerCell, kApplicationCell, kMessageCell};
 
-constexpr std::array kByIdCells{kSizeCell, kIdCell, kLevelCell, kDateCell, kTimeCell, kMessageCell};
-constexpr std::array kByTypeCells{kSizeCell, kLevelCell};
-constexpr std::array kByDateCells{kSizeCell, kLevelCell, kDateCell};
-constexpr std::array kByTimeCells{kSizeCell, kLevelCell, kTimeCell};
-constexpr std::array kByUserCells{kSizeCell, kLevelCell, kUserCell};
-constexpr std::array kByAddressCells{kSizeCell, kLevelCell, kAddressCell};
-constexpr std::array kByComputerCells{kSizeCell, kLevelCell, kComputerCell};
-constexpr std::array kByMessageCells{kSizeCell, kLevelCell, kMessageCell};
-
 // There is no order by message, so those groups stand by level.
 constexpr std::array kGroupingTable{
-    Grouping{{"id", 0}, 12, {"event_id"}, kByIdCells},
-    Grouping{{"type", 1}, 4, {"event_type"}, kByTypeCells},
-    Grouping{{"date", 2}, 0, {"event_type", "event_date"}, kByDateCells},
-    Grouping{{"time", 3}, 2, {"event_type", "event_time"}, kByTimeCells},
-    Grouping{{"user", 4}, 6, {"event_type", "event_user"}, kByUserCells},
-    Grouping{{"ip", 5}, 8, {"event_type", "event_ip"}, kByAddressCells},
-    Grouping{{"computer", 6}, 10, {"event_type", "event_comp"}, kByComputerCells},
-    Grouping{{"message", 7}, 4, {"event_type", "event_desc"}, kByMessageCells},
+    Grouping{{"id", 0}, 12, {"event_id"}, {kSizeCell, kIdCell, kLevelCell, kDateCell, kTimeCell, kMessageCell}},
+    Grouping{{"type", 1}, 4, {"event_type"}, {kSizeCell, kLevelCell}},
+    Grouping{{"date", 2}, 0, {"event_type", "event_date"}, {kSizeCell, kLevelCell, kDateCell}},
+    Grouping{{"time", 3}, 2, {"event_type", "event_time"}, {kSizeCell, kLevelCell, kTimeCell}},
+    Grouping{{"user", 4}, 6, {"event_type", "event_user"}, {kSizeCell, kLevelCell, kUserCell}},
+    Grouping{{"ip", 5}, 8, {"event_type", "event_ip"}, {kSizeCell, kLevelCell, kAddressCell}},
+    Grouping{{"computer", 6}, 10, {"event_type", "event_comp"}, {kSizeCell, kLevelCell, kComputerCell}},
+    Grouping{{"message", 7}, 4, {"event_type", "event_desc"}, {kSizeCell, kLevelCell, kMessageCell}},
 };
 
 int count_all() noexcept {
@@ -110,16 +88,12 @@ int list_some() noexcept {
   return annal_event_query(nullptr, 0, 0, 1, 0, nullptr);
 }
 
-std::optional<std::int64_t> moment_of(Row values) {
+std::optional<std::int64_t> moment_of_event(Row values) {
   // The text is the local time of wherever it was stored.
   if (const auto stamp = number_in(values, kTimestampPlace); stamp.value_or(0) != 0) {
     return stamp;
   }
-  return moment_of_texts(values, kDate, kTime);
-}
-
-std::optional<std::string> level_of(Row values) {
-  return level_name(values, kType);
+  return moment_of(values);
 }
 
 using Use = int (*)() noexcept;
@@ -148,6 +122,6 @@ Log kLog{
 constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
-constinit const EntryView kEntry{"event", moment_of, level_of, kDate, kTime};
+constinit const EntryView kEntry{"event", moment_of_event, level_of, kDatePlace, kTimePlace};
 
 }  // namespace annalctl::event

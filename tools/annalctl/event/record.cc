@@ -12,7 +12,7 @@
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/event/model.h"
-#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/import/member_values.h"
 
 namespace annalctl::event {
 
@@ -21,12 +21,7 @@ namespace {
 constexpr char kAbsent[] = "---";
 constexpr char kHostName[] = "localhost";
 
-constexpr TextField text_field(const char* column, const char* option, const char* label, std::size_t offset,
-                               std::size_t bound) {
-  return {column, option, label, offset, bound, FieldKind::kText, kAbsent};
-}
-
-constexpr TextField kUser = text_field("event_user", "--user", "user", offsetof(EventRecord, event_user), 64);
+constexpr TextField kUser = text_field("event_user", "--user", "user", offsetof(EventRecord, event_user), 64, kAbsent);
 constexpr TextField kAddress{"event_ip",          "--ip", "address", offsetof(EventRecord, event_ip), 64,
                              FieldKind::kAddress, kAbsent};
 constexpr TextField kComputer{"event_comp", "--computer",     "computer", offsetof(EventRecord, event_comp),
@@ -34,17 +29,17 @@ constexpr TextField kComputer{"event_comp", "--computer",     "computer", offset
 constexpr TextField kMessage{"event_desc", "message",          "message", offsetof(EventRecord, event_desc),
                              2048,         FieldKind::kMessage};
 constexpr TextField kMessageId =
-    text_field("event_msgid", "--msgid", "message id", offsetof(EventRecord, event_msgid), 64);
+    text_field("event_msgid", "--msgid", "message id", offsetof(EventRecord, event_msgid), 64, kAbsent);
 constexpr TextField kAppId =
-    text_field("event_app_id", "--app-id", "application id", offsetof(EventRecord, event_app_id), 64);
+    text_field("event_app_id", "--app-id", "application id", offsetof(EventRecord, event_app_id), 64, kAbsent);
 constexpr TextField kApp =
-    text_field("event_app_name", "--app", "application", offsetof(EventRecord, event_app_name), 128);
+    text_field("event_app_name", "--app", "application", offsetof(EventRecord, event_app_name), 128, kAbsent);
 constexpr TextField kCategory =
-    text_field("event_category", "--category", "category", offsetof(EventRecord, event_category), 128);
-constexpr TextField kClientApp =
-    text_field("event_client_app", "--client-app", "client application", offsetof(EventRecord, event_client_app), 128);
-constexpr TextField kAgent =
-    text_field("event_client_agent", "--client-agent", "client agent", offsetof(EventRecord, event_client_agent), 255);
+    text_field("event_category", "--category", "category", offsetof(EventRecord, event_category), 128, kAbsent);
+constexpr TextField kClientApp = text_field("event_client_app", "--client-app", "client application",
+                                            offsetof(EventRecord, event_client_app), 128, kAbsent);
+constexpr TextField kAgent = text_field("event_client_agent", "--client-agent", "client agent",
+                                        offsetof(EventRecord, event_client_agent), 255, kAbsent);
 
 // The library replaces an identifier that is too long and does not look at the client fields; neither would be what
 // was asked for.
@@ -56,9 +51,10 @@ constexpr std::array kFields{
     kMessageId,
     kAppId,
     kApp,
-    text_field("event_category_id", "--category-id", "category id", offsetof(EventRecord, event_category_id), 64),
+    text_field("event_category_id", "--category-id", "category id", offsetof(EventRecord, event_category_id), 64,
+               kAbsent),
     kCategory,
-    text_field("event_client_id", "--client-id", "client id", offsetof(EventRecord, event_client_id), 64),
+    text_field("event_client_id", "--client-id", "client id", offsetof(EventRecord, event_client_id), 64, kAbsent),
     kClientApp,
     kAgent,
 };
@@ -66,44 +62,17 @@ constexpr std::array kFields{
 // What an object says about the time, until all of it is known.
 struct TimeParts {
   std::optional<std::int64_t> stamp;
-  std::string_view date;
-  std::string_view clock;
+  DateAndClock local{kLog};
 };
-
-std::int32_t level_from(std::string_view text) {
-  const std::optional<unsigned> level = code_of(kLevels, text);
-  if (!level) {
-    throw Refusal(fmt::format("event_type is '{}', and not one of {} or 0, 1, 2", text, names_of(kLevels)));
-  }
-  return static_cast<std::int32_t>(*level);
-}
-
-std::int64_t stamp_from(std::string_view text) {
-  const auto stamp = whole_number<std::int64_t>(text);
-  if (!stamp) {
-    throw Refusal(fmt::format("event_timet is '{}', and not a whole number of seconds", text));
-  }
-  return *stamp;
-}
-
-std::int64_t local_time_of(const std::string& text) {
-  const std::optional<std::int64_t> seconds = parse_time(text);
-  if (!seconds) {
-    throw Refusal(fmt::format("event_date and event_time are '{}', and not a date and a time", text));
-  }
-  return *seconds;
-}
 
 // False for what is no part of the time.
 bool set_time(TimeParts& time, const Member& member) {
-  if (member.key == "event_timet") {
-    time.stamp = stamp_from(member.text);
-  } else if (member.key == "event_date") {
-    time.date = member.text;
-  } else if (member.key == "event_time") {
-    time.clock = member.text;
-  } else {
-    return false;
+  if (member.key != "event_timet") {
+    return time.local.take(member);
+  }
+  time.stamp = whole_number<std::int64_t>(member.text);
+  if (!time.stamp) {
+    throw Refusal(fmt::format("event_timet is '{}', and not a whole number of seconds", member.text));
   }
   return true;
 }
@@ -112,10 +81,7 @@ std::int64_t time_from(const TimeParts& parts) {
   if (parts.stamp && *parts.stamp != 0) {
     return storable_time(*parts.stamp);
   }
-  if (parts.date.empty() && parts.clock.empty()) {
-    return 0;
-  }
-  return storable_time(local_time_of(fmt::format("{} {}", parts.date, parts.clock)));
+  return parts.local.empty() ? 0 : storable_time(parts.local.seconds());
 }
 
 void set_member(EventRecord& record, TimeParts& time, const Member& member) {
@@ -123,7 +89,7 @@ void set_member(EventRecord& record, TimeParts& time, const Member& member) {
     return;  // A stored entry always gets an id of its own.
   }
   if (member.key == "event_type") {
-    record.event_type = level_from(member.text);
+    record.event_type = static_cast<std::int32_t>(level_from(member));
   } else if (const TextField* field = find_field(kTextFields, member.key)) {
     set_text(&record, *field, member.text);
   } else {
@@ -201,11 +167,10 @@ Cells cells_of(const EventRecord& record, const Members& members) {
       static_cast<void>(set_time(time, member));
     }
   }
-  if (!time.date.empty() && !time.clock.empty()) {
-    const std::string joined = fmt::format("{} {}", time.date, time.clock);
-    static_cast<void>(local_time_of(joined));
-    *cell_of(cells, kLog.columns, "event_date") = std::string(time.date);
-    *cell_of(cells, kLog.columns, "event_time") = std::string(time.clock);
+  if (time.local.complete()) {
+    static_cast<void>(time.local.seconds());  // throws if it is not a time
+    *cell_of(cells, kLog.columns, kLog.date) = std::string(time.local.date());
+    *cell_of(cells, kLog.columns, kLog.time) = std::string(time.local.clock());
     if (time.stamp) {
       *cell_of(cells, kLog.columns, "event_timet") = *time.stamp;
     }

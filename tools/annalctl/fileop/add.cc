@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tools/annalctl/arguments/time_text.h"
+#include "tools/annalctl/arguments/entry_options.h"
 #include "tools/annalctl/base/standard_input.h"
 #include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/fileop/model.h"
@@ -50,11 +50,7 @@ Operation operation_of_arguments(const Arguments& arguments) {
   for (std::size_t i = 0; i < kTextFields.size(); ++i) {
     operation.set_field(kTextFields[i], arguments.texts[i]);
   }
-  if (!arguments.time.empty()) {
-    const std::optional<std::int64_t> seconds = parse_time(arguments.time);
-    if (!seconds) {
-      throw Refusal("'" + arguments.time + "' is no time: write it as '2026-11-21 10:00:00' or '@1795255200'");
-    }
+  if (const auto seconds = seconds_from_option(arguments.time)) {
     operation.set_time(*seconds);
   }
   return operation;
@@ -87,14 +83,8 @@ void add_add(CLI::App& commands, Session& session) {
   command->add_option("--size", arguments->size, "Size in bytes, as far as 32 bits hold it; without it 0")
       ->type_name("N");
   add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
-  command->add_option("--time", arguments->time, "When it happened: local time or @SECONDS since 1970; without it now")
-      ->type_name("TIME");
-  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
-    const TextField& field = kTextFields[i];
-    command
-        ->add_option(field.option, arguments->texts[i], fmt::format("The {}, up to {} bytes", field.label, field.bound))
-        ->type_name("TEXT");
-  }
+  add_time_option(*command, arguments->time);
+  add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {
     take_standard_input(arguments->path);
     session.status = run_add(*arguments);

@@ -1,24 +1,42 @@
-// The commands of a file-operation log, in the order of the help.
+// What the commands of a file-operation log call.
 #include "tools/annalctl/fileop/commands.h"
 
-#include "tools/annalctl/fileop/model.h"
-#include "tools/annalctl/log/command_group.h"
+#include <sys/stat.h>
 
-namespace annalctl {
+#include "Corix_annal.h"
+#include "tools/annalctl/fileop/model.h"
+
+namespace annalctl::fileop {
 
 namespace {
 
-// In the order of the help.
-constexpr AddCommand kCommands[] = {
-    fileop::add_create, fileop::add_add,    fileop::add_list,    fileop::add_show,   fileop::add_count,
-    fileop::add_tail,   fileop::add_delete, fileop::add_flush,   fileop::add_import, fileop::add_info,
-    fileop::add_limit,  fileop::add_keep,   fileop::add_compact, fileop::add_check,  fileop::add_salvage,
-};
+// The library leaves a file that holds something alone and reports success. Whoever asks for a log with a limit has to
+// hear that the limit was not set.
+int create(int limit, int batch) noexcept {
+  struct stat status {};
+  const bool exists = stat(kLog.path, &status) == 0 && status.st_size != 0;
+  const int code = pavo2log_event_create_tbl(kLog.path, limit, batch);
+  return exists && code == ANNAL_OK ? static_cast<int>(ANNAL_TABLE_FAILED) : code;
+}
+
+int flush() noexcept {
+  return pavo2log_event_flush_tbl(kLog.path);
+}
 
 }  // namespace
 
-void add_fileop_commands(CLI::App& app, Session& session) {
-  add_log_commands(app, fileop::kLog, kCommands, session);
-}
+constinit const LogCommands kCommands{
+    .log = kLog,
+    .queries = kQueries,
+    .deletion = kDeletion,
+    .create = create,
+    .flush = flush,
+    .trim = nullptr,
+    .migrate = nullptr,
+    .add = add_add,
+    .import = add_import,
+    .age = nullptr,
+    .own_migrate = nullptr,
+};
 
-}  // namespace annalctl
+}  // namespace annalctl::fileop

@@ -1,12 +1,10 @@
-// "annalctl fileop import": file operations from JSON Lines.
+// "annalctl fileop import": file operations from JSON Lines and CSV files.
 #include <array>
-#include <memory>
 
-#include "Corix_annal.h"
 #include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/fileop/record.h"
-#include "tools/annalctl/import/run.h"
+#include "tools/annalctl/import/columns_import.h"
 
 namespace annalctl::fileop {
 
@@ -31,31 +29,23 @@ constexpr std::array kGiven{
     GivenByLog{"event_time", "strftime('%H:%M:%S', 'now', 'localtime')"},
 };
 
-int run_import(const ImportRequest& request, Session& session) {
-  const ImportTarget target{
-      .store = {kLog, kGiven, "event_time"},
-      .table = kListTable,
-      .lines = false,
-      .entry_of = [](const ParsedLine& line) -> std::optional<Entry> {
-        const auto& members = std::get<Members>(line);
-        return Entry{cells_of(operation_of(members), members), {}};
-      },
-      .notify = {},
-      .pass_over = {},
-      .notify_batch = 0,
-  };
-  return import_files(request, target, session);
+Cells cells_of_operation(const Members& members) {
+  return cells_of(operation_of(members), members);
 }
+
+const ColumnsImport kImport{
+    .store = {kLog, kGiven, "event_time"},
+    .table = kListTable,
+    .description = "Store the lines of JSON or CSV files as file operations",
+    .forms = kForms,
+    .examples = kExamples,
+    .cells_of = cells_of_operation,
+};
 
 }  // namespace
 
 void add_import(CLI::App& commands, Session& session) {
-  CLI::App* const command =
-      commands.add_subcommand("import", "Store the lines of JSON or CSV files as file operations");
-  const auto request = std::make_shared<ImportRequest>();
-  command->footer(std::string(kForms) + "\n" + kImportNotes + "\n" + kExamples);
-  add_import_options(*command, *request, false, false);
-  command->callback([request, &session] { session.status = run_import(*request, session); });
+  add_columns_import(commands, session, kImport);
 }
 
 }  // namespace annalctl::fileop

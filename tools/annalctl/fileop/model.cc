@@ -11,7 +11,7 @@
 #include "Corix_annal.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/folder.h"
-#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/log/common_columns.h"
 
 namespace annalctl::fileop {
 
@@ -41,14 +41,8 @@ constexpr std::array kSortTable{
     Sort{{"size", 18}, {"event_filesize"}},
 };
 
-// Where those columns are in a row.
+// Where the others are in a row.
 enum Place : std::size_t {
-  kId = 0,
-  kType = 1,
-  kDate = 2,
-  kTime = 3,
-  kUser = 4,
-  kAddress = 5,
   kOldPath = 6,
   kPath = 7,
   kAction = 9,
@@ -57,12 +51,12 @@ enum Place : std::size_t {
 };
 
 constexpr std::array kListCells{
-    TableColumn{"ID", kId, true, nullptr, Room::kWhole},
-    TableColumn{"Date", kDate, false, nullptr, Room::kWhole},
-    TableColumn{"Time", kTime, false, nullptr, Room::kWhole},
-    TableColumn{"Level", kType, false, level_cell, Room::kWhole},
-    TableColumn{"User", kUser},
-    TableColumn{"Address", kAddress},
+    kIdCell,
+    kDateCell,
+    kTimeCell,
+    kLevelCell,
+    kUserCell,
+    kAddressCell,
     TableColumn{"Action", kAction, true},
     TableColumn{"Size", kFileSize, true},
     TableColumn{"Path", kPath, false, nullptr, Room::kRest},
@@ -95,14 +89,6 @@ int list_some() noexcept {
   return pavo2log_event_query(kLog.path, nullptr, 0, 0, 1, 0, nullptr);
 }
 
-std::optional<std::int64_t> moment_of(Row values) {
-  return moment_of_texts(values, kDate, kTime);
-}
-
-std::optional<std::string> level_of(Row values) {
-  return level_name(values, kType);
-}
-
 using Use = int (*)() noexcept;
 constexpr std::array<Use, 3> kUses{add_one, count_all, list_some};
 
@@ -130,7 +116,7 @@ Log kLog{
 
 constinit const std::span<const Sort> kSorts = kSortTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
-constinit const EntryView kEntry{"fileop", moment_of, level_of, kDate, kTime};
+constinit const EntryView kEntry{"fileop", moment_of, level_of, kDatePlace, kTimePlace};
 
 void use_file(const std::string& file) {
   if (file.empty()) {

@@ -8,22 +8,14 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
-#include <optional>
 
-#include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/failure.h"
-#include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/fileop/model.h"
-#include "tools/annalctl/log/level.h"
+#include "tools/annalctl/import/member_values.h"
 
 namespace annalctl::fileop {
 
 namespace {
-
-constexpr TextField text_field(const char* column, const char* option, const char* label, std::size_t offset,
-                               std::size_t bound, const char* absent) {
-  return {column, option, label, offset, bound, FieldKind::kText, absent};
-}
 
 constexpr TextField kAddress =
     text_field("event_ip", "--ip", "address", offsetof(FileOpRecord, event_ip), 64, "127.0.0.1");
@@ -60,23 +52,6 @@ constexpr std::array kNumbers{
     NumberField{"pid", 0, 0, [](FileOpRecord& /*record*/, std::int64_t /*number*/) {}},
 };
 
-std::int64_t number_from(const NumberField& field, std::string_view text) {
-  const auto number = whole_number<std::int64_t>(text);
-  if (!number || *number < field.lowest || *number > field.highest) {
-    throw Refusal(fmt::format("{} is '{}', and not a whole number from {} to {}", field.column, text, field.lowest,
-                              field.highest));
-  }
-  return *number;
-}
-
-std::uint32_t level_from(std::string_view text) {
-  const std::optional<unsigned> level = code_of(kLevels, text);
-  if (!level) {
-    throw Refusal(fmt::format("event_type is '{}', and not one of {} or 0, 1, 2", text, names_of(kLevels)));
-  }
-  return *level;
-}
-
 void require_address(std::string_view text) {
   std::string copy(text);
   if (pavo2log_checkip(copy.data()) != ANNAL_OK) {
@@ -100,27 +75,17 @@ std::string unescaped(const std::string& text) {
   return single;
 }
 
-// What an object says about the time, until all of it is known.
-struct TimeParts {
-  std::string_view date;
-  std::string_view clock;
-};
-
-void set_member(Operation& operation, TimeParts& time, const Member& member) {
-  if (member.key == "event_id" || (member.key == "sub_user" && member.text.empty())) {
+void set_member(Operation& operation, DateAndClock& time, const Member& member) {
+  if (member.key == "event_id" || time.take(member) || (member.key == "sub_user" && member.text.empty())) {
     return;  // A stored entry always gets an id of its own.
   }
   for (const NumberField& field : kNumbers) {
     if (member.key == field.column) {
-      return field.set(operation.record, number_from(field, member.text));
+      return field.set(operation.record, number_from(member, field.lowest, field.highest));
     }
   }
   if (member.key == "event_type") {
-    operation.record.event_type = level_from(member.text);
-  } else if (member.key == "event_date") {
-    time.date = member.text;
-  } else if (member.key == "event_time") {
-    time.clock = member.text;
+    operation.record.event_type = level_from(member);
   } else if (member.key == "event_oldfilepath") {
     operation.old_path = path_from(member.text);
   } else if (member.key == "event_filepath") {
@@ -161,7 +126,7 @@ int Operation::store() {
 
 Operation operation_of(const Members& members) {
   Operation operation;
-  TimeParts time;
+  DateAndClock time(kLog);
   for (const Member& member : members) {
     if (!member.null) {
       set_member(operation, time, member);
@@ -170,13 +135,8 @@ Operation operation_of(const Members& members) {
   if (operation.record.event_action == 0) {
     throw Refusal("it has no event_action");
   }
-  if (!time.date.empty() || !time.clock.empty()) {
-    const std::string joined = fmt::format("{} {}", time.date, time.clock);
-    const std::optional<std::int64_t> seconds = parse_time(joined);
-    if (!seconds) {
-      throw Refusal(fmt::format("event_date and event_time are '{}', and not a date and a time", joined));
-    }
-    operation.set_time(*seconds);
+  if (!time.empty()) {
+    operation.set_time(time.seconds());
   }
   return operation;
 }

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <utility>
 
 #include "tools/annalctl/log/place.h"
 
@@ -58,18 +59,16 @@ class LogGroup : public CLI::App {
   std::string file_;
 };
 
-CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Session& session) {
+CLI::App* fill(CLI::App* group, MakeCommands make) {
   group->footer(
       fmt::format("Run 'annalctl {} COMMAND --help' for what a command takes, with examples.", group->get_name()));
   group->fallthrough();
   group->require_subcommand(1);
   // Setting up the commands of every group takes longer than most commands run.
-  group->preparse_callback([group, commands, &session](std::size_t /*arguments*/) {
+  group->preparse_callback([group, make = std::move(make)](std::size_t /*arguments*/) {
     const std::string footer = group->get_footer();
     group->footer("");  // each would have it, too
-    for (const AddCommand add : commands) {
-      add(*group, session);
-    }
+    make(*group);
     group->footer(footer);
     for (CLI::App* command : group->get_subcommands({})) {
       take_general_options(*command);
@@ -80,13 +79,12 @@ CLI::App* fill(CLI::App* group, std::span<const AddCommand> commands, Session& s
 
 }  // namespace
 
-CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description,
-                    std::span<const AddCommand> commands, Session& session) {
-  return fill(app.add_subcommand(name, description), commands, session);
+CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description, MakeCommands make) {
+  return fill(app.add_subcommand(name, description), std::move(make));
 }
 
-CLI::App* add_log_commands(CLI::App& app, Log& log, std::span<const AddCommand> commands, Session& session) {
-  return fill(app.add_subcommand(std::make_shared<LogGroup>(app, log, session)), commands, session);
+CLI::App* add_log_group(CLI::App& app, Session& session, Log& log, MakeCommands make) {
+  return fill(app.add_subcommand(std::make_shared<LogGroup>(app, log, session)), std::move(make));
 }
 
 }  // namespace annalctl

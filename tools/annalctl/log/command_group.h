@@ -2,7 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <span>
+#include <functional>
 #include <string>
 
 #include "tools/annalctl/base/log.h"
@@ -10,13 +10,12 @@
 
 namespace annalctl {
 
-using AddCommand = void (*)(CLI::App& commands, Session& session);
+// Adds a group's commands, in the order of its help. Called when the command line names the group.
+using MakeCommands = std::function<void(CLI::App& group)>;
 
-// Commands in the order of their help, which are made when the group is named: the span outlives the parsing.
-CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description,
-                    std::span<const AddCommand> commands, Session& session);
+CLI::App* add_group(CLI::App& app, const std::string& name, const std::string& description, MakeCommands make);
 
-// The commands of a log.
-CLI::App* add_log_commands(CLI::App& app, Log& log, std::span<const AddCommand> commands, Session& session);
+// The same for the commands of a log.
+CLI::App* add_log_group(CLI::App& app, Session& session, Log& log, MakeCommands make);
 
 }  // namespace annalctl

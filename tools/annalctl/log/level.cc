@@ -1,10 +1,8 @@
 // The names and colours of levels.
 #include "tools/annalctl/log/level.h"
 
-#include <algorithm>
 #include <array>
 
-#include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/base/whole_number.h"
 
@@ -20,16 +18,6 @@ constexpr std::array kLevelChoices{
 }  // namespace
 
 constinit const std::span<const Choice> kLevels = kLevelChoices;
-
-std::optional<std::string> level_name(Row values, std::size_t level) {
-  return level < values.size() && values[level] != nullptr ? std::optional(name_of(kLevels, values[level]))
-                                                           : std::nullopt;
-}
-
-std::optional<std::int64_t> moment_of_texts(Row values, std::size_t date, std::size_t time) {
-  const bool known = std::max(date, time) < values.size() && values[date] != nullptr && values[time] != nullptr;
-  return known ? parse_time(std::string(values[date]) + " " + values[time]) : std::nullopt;
-}
 
 std::optional<std::int64_t> number_in(Row values, std::size_t place) {
   return place < values.size() && values[place] != nullptr ? whole_number<std::int64_t>(values[place]) : std::nullopt;

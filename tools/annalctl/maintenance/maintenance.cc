@@ -23,12 +23,11 @@ struct Limits {
   int batch = 0;
 };
 
-int run_create(const Maintenance& maintenance, const Limits& limits) {
-  const Log& log = maintenance.log;
+int run_create(const Log& log, int (*create)(int limit, int batch) noexcept, const Limits& limits) {
   const int limit = limits.limit > 0 ? limits.limit : log.usual_limit;
   const int batch = limits.batch > 0 ? limits.batch : usual_batch(limit);
   const Call call{log, fmt::format("create the {} log", log.name), Purpose::kCreating};
-  return report(call, maintenance.create(limit, batch));
+  return report(call, create(limit, batch));
 }
 
 // The number of all entries, or a negative one when that was told as a failure.
@@ -61,8 +60,7 @@ struct TrimOptions {
   bool dry_run = false;
 };
 
-int run_flush(const Maintenance& maintenance, const FlushOptions& options, Session& session) {
-  const Log& log = maintenance.log;
+int run_flush(const Log& log, int (*flush)() noexcept, const FlushOptions& options, Session& session) {
   if (!check_log_exists(log)) {
     return kFailure;
   }
@@ -74,7 +72,7 @@ int run_flush(const Maintenance& maintenance, const FlushOptions& options, Sessi
     return kFailure;
   }
   const Call call{log, fmt::format("delete all {}", log.entries), Purpose::kWriting};
-  return delete_and_say(call, session, [&maintenance] { return maintenance.flush(); });
+  return delete_and_say(call, session, flush);
 }
 
 int run_trim(const Log& log, int (*trim)(int keep) noexcept, const TrimOptions& options, Session& session) {
@@ -98,8 +96,8 @@ int run_migrate(const Log& log, int (*migrate)() noexcept) {
 
 }  // namespace
 
-void add_create_command(CLI::App& commands, Session& session, const Maintenance& maintenance) {
-  const Log& log = maintenance.log;
+void add_create_command(CLI::App& commands, Session& session, const Log& log,
+                        int (*create)(int limit, int batch) noexcept) {
   CLI::App* const command = commands.add_subcommand("create", "Create the log with its size limit");
   const auto limits = std::make_shared<Limits>();
   command->footer(fmt::format("Examples:\n  annalctl {0}{1} create\n  annalctl {0}{1} create --limit 50000 --batch 100",
@@ -114,11 +112,10 @@ void add_create_command(CLI::App& commands, Session& session, const Maintenance&
                    "So many of the oldest go at once when the log is full; 0, as without it, means 1 % of the limit")
       ->type_name("N")
       ->check(at_least(0));
-  command->callback([limits, &session, &maintenance] { session.status = run_create(maintenance, *limits); });
+  command->callback([limits, &session, &log, create] { session.status = run_create(log, create, *limits); });
 }
 
-void add_flush_command(CLI::App& commands, Session& session, const Maintenance& maintenance) {
-  const Log& log = maintenance.log;
+void add_flush_command(CLI::App& commands, Session& session, const Log& log, int (*flush)() noexcept) {
   CLI::App* const command =
       commands.add_subcommand("flush", fmt::format("Delete all {} and keep the log", log.entries));
   const auto options = std::make_shared<FlushOptions>();
@@ -131,7 +128,7 @@ void add_flush_command(CLI::App& commands, Session& session, const Maintenance& 
                   log.name, log.options));
   command->add_flag("--yes,-y", options->yes, "Do not ask");
   add_dry_run(*command, options->dry_run);
-  command->callback([options, &session, &maintenance] { session.status = run_flush(maintenance, *options, session); });
+  command->callback([options, &session, &log, flush] { session.status = run_flush(log, flush, *options, session); });
 }
 
 void add_trim_command(CLI::App& commands, Session& session, const Log& log, int (*trim)(int keep) noexcept) {

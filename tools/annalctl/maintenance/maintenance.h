@@ -8,15 +8,10 @@
 
 namespace annalctl {
 
-struct Maintenance {
-  const Log& log;
-  int (*create)(int limit, int batch) noexcept;
-  int (*flush)() noexcept;
-};
+void add_create_command(CLI::App& commands, Session& session, const Log& log,
+                        int (*create)(int limit, int batch) noexcept);
 
-// A command keeps the reference.
-void add_create_command(CLI::App& commands, Session& session, const Maintenance& maintenance);
-void add_flush_command(CLI::App& commands, Session& session, const Maintenance& maintenance);
+void add_flush_command(CLI::App& commands, Session& session, const Log& log, int (*flush)() noexcept);
 
 // Deletes the oldest entries until so many are left.
 void add_trim_command(CLI::App& commands, Session& session, const Log& log, int (*trim)(int keep) noexcept);

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tools/annalctl/arguments/fields.h"
+#include "tools/annalctl/arguments/entry_options.h"
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"
@@ -79,12 +79,7 @@ void add_add(CLI::App& commands, Session& session) {
   command->footer(kFooter);
   add_choice(*command, "--severity", arguments->severity, kSeverities, "Severity; without it information");
   command->add_option("--facility", arguments->facility, "The facility, by number or name")->type_name("N|NAME");
-  for (std::size_t i = 0; i < kTextFields.size(); ++i) {
-    const std::string help = fmt::format("The {}, up to {} bytes", kTextFields[i].label, kTextFields[i].bound);
-    CLI::Option* const option =
-        command->add_option(kTextFields[i].option, arguments->texts[i], help)->type_name("TEXT");
-    option->required(option->get_positional());
-  }
+  add_text_options(*command, kTextFields, arguments->texts);
   for (const auto& [option, label, field] : kNumbers) {
     command->add_option(option, arguments->record.*field, fmt::format("The {}", label))->type_name("N");
   }

@@ -1,25 +1,23 @@
-// The notice log's commands, in the order of the help.
+// What the notice log's commands call.
 #include "tools/annalctl/notice/commands.h"
 
-#include "tools/annalctl/log/command_group.h"
+#include "Corix_annal.h"
 #include "tools/annalctl/notice/model.h"
 
-namespace annalctl {
+namespace annalctl::notice {
 
-namespace {
-
-// In the order of the help.
-constexpr AddCommand kCommands[] = {
-    notice::add_create,  notice::add_add,    notice::add_list,    notice::add_show,  notice::add_tail,
-    notice::add_count,   notice::add_group,  notice::add_delete,  notice::add_age,   notice::add_flush,
-    notice::add_migrate, notice::add_import, notice::add_info,    notice::add_limit, notice::add_keep,
-    notice::add_compact, notice::add_check,  notice::add_salvage,
+constinit const LogCommands kCommands{
+    .log = kLog,
+    .queries = kQueries,
+    .deletion = kDeletion,
+    .create = annal_notice_create_tbl,
+    .flush = annal_notice_flush_tbl,
+    .trim = nullptr,
+    .migrate = nullptr,
+    .add = add_add,
+    .import = add_import,
+    .age = add_age,
+    .own_migrate = add_migrate,
 };
 
-}  // namespace
-
-void add_notice_commands(CLI::App& app, Session& session) {
-  add_log_commands(app, notice::kLog, kCommands, session);
-}
-
-}  // namespace annalctl
+}  // namespace annalctl::notice

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "tools/annalctl/notice/commands.h"
+#include "tools/annalctl/notice/device_commands.h"
 #include "tools/annalctl/notice/model.h"
 
 namespace annalctl {

@@ -1,6 +1,5 @@
-#include <memory>
-
-#include "tools/annalctl/import/run.h"
+// "annalctl notice import": notices from JSON Lines and CSV files.
+#include "tools/annalctl/import/columns_import.h"
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"
 #include "tools/annalctl/notice/record.h"
@@ -21,29 +20,19 @@ constexpr char kExamples[] =
     "  annalctl notice list --all --oldest --json > notices.jsonl\n"
     "  annalctl notice import --skip-known notices.jsonl";
 
-int run_import(const ImportRequest& request, Session& session) {
-  const ImportTarget target{
-      .store = {kLog, {}, "time"},
-      .table = kListTable,
-      .lines = false,
-      .entry_of = [](const ParsedLine& line) -> std::optional<Entry> {
-        return Entry{cells_of(std::get<Members>(line)), {}};
-      },
-      .notify = {},
-      .pass_over = {},
-      .notify_batch = 0,
-  };
-  return import_files(request, target, session);
-}
+const ColumnsImport kImport{
+    .store = {kLog, {}, "time"},
+    .table = kListTable,
+    .description = "Store the lines of JSON or CSV files as notices",
+    .forms = kForms,
+    .examples = kExamples,
+    .cells_of = cells_of,
+};
 
 }  // namespace
 
 void add_import(CLI::App& commands, Session& session) {
-  CLI::App* const command = commands.add_subcommand("import", "Store the lines of JSON or CSV files as notices");
-  const auto request = std::make_shared<ImportRequest>();
-  command->footer(std::string(kForms) + "\n" + kImportNotes + "\n" + kExamples);
-  add_import_options(*command, *request, false, false);
-  command->callback([request, &session] { session.status = run_import(*request, session); });
+  add_columns_import(commands, session, kImport);
 }
 
 }  // namespace annalctl::notice

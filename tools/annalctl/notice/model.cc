@@ -49,7 +49,6 @@ enum Place : std::size_t {
   kVariables = 13,
   kContent = 14,
   kName = 15,
-  kSize = kColumns.size(),  // of a group
 };
 
 // As syslog numbers and names them.
@@ -132,45 +131,31 @@ constexpr TableColumn kMessageCodeCell{"Code", kMessageCode};
 constexpr TableColumn kVariablesCell{"Variables", kVariables, true};
 constexpr TableColumn kContentCell{"Content", kContent};
 constexpr TableColumn kNameCell{"Name", kName};
-constexpr TableColumn kSizeCell{"Count", kSize, true, nullptr, Room::kWhole};
+constexpr TableColumn kSizeCell = size_cell(kColumns.size());
 
 constexpr std::array kListCells{kIdCell,       kTimeCell, kSeverityCell, kServiceCell,
                                 kFacilityCell, kUserCell, kAddressCell,  kDescriptionCell};
 
-constexpr std::array kByIdCells{kSizeCell, kIdCell, kTimeCell, kSeverityCell, kDescriptionCell};
-constexpr std::array kBySeverityCells{kSizeCell, kSeverityCell};
-constexpr std::array kByServerCells{kSizeCell, kServerCell};
-constexpr std::array kByActionCells{kSizeCell, kActionCell};
-constexpr std::array kByServiceCells{kSizeCell, kServiceCell};
-constexpr std::array kByFacilityCells{kSizeCell, kFacilityCell};
-constexpr std::array kByTimeCells{kSizeCell, kTimeCell};
-constexpr std::array kByEndTimeCells{kSizeCell, kEndTimeCell};
-constexpr std::array kByUserCells{kSizeCell, kUserCell};
-constexpr std::array kByAddressCells{kSizeCell, kAddressCell};
-constexpr std::array kByClientCells{kSizeCell, kClientCell};
-constexpr std::array kByDescriptionCells{kSizeCell, kDescriptionCell};
-constexpr std::array kByMessageCodeCells{kSizeCell, kMessageCodeCell};
-constexpr std::array kByVariablesCells{kSizeCell, kVariablesCell};
-constexpr std::array kByContentCells{kSizeCell, kContentCell};
-constexpr std::array kByLikenessCells{kSizeCell, kFacilityCell, kNameCell, kDescriptionCell};
-
 constexpr std::array kGroupingTable{
-    Grouping{{"id", 0}, kByGroups, {"id"}, kByIdCells},
-    Grouping{{"severity", 1}, kByGroups, {"severity"}, kBySeverityCells},
-    Grouping{{"server", 2}, kByGroups, {"server"}, kByServerCells},
-    Grouping{{"action", 3}, kByGroups, {"action"}, kByActionCells},
-    Grouping{{"service", 4}, kByGroups, {"serviceName"}, kByServiceCells},
-    Grouping{{"facility", 5}, kByGroups, {"facility"}, kByFacilityCells},
-    Grouping{{"time", 6}, kByGroups, {"time"}, kByTimeCells},
-    Grouping{{"endtime", 7}, kByGroups, {"endtime"}, kByEndTimeCells},
-    Grouping{{"user", 8}, kByGroups, {"user"}, kByUserCells},
-    Grouping{{"ip", 9}, kByGroups, {"ip"}, kByAddressCells},
-    Grouping{{"client", 10}, kByGroups, {"client"}, kByClientCells},
-    Grouping{{"description", 11}, kByGroups, {"desc"}, kByDescriptionCells},
-    Grouping{{"msgcode", 12}, kByGroups, {"msgCode"}, kByMessageCodeCells},
-    Grouping{{"varnum", 13}, kByGroups, {"varNum"}, kByVariablesCells},
-    Grouping{{"varcontent", 14}, kByGroups, {"varContent"}, kByContentCells},
-    Grouping{{"likeness", 15}, kByGroups, {"facility", "name", "desc"}, kByLikenessCells},
+    Grouping{{"id", 0}, kByGroups, {"id"}, {kSizeCell, kIdCell, kTimeCell, kSeverityCell, kDescriptionCell}},
+    Grouping{{"severity", 1}, kByGroups, {"severity"}, {kSizeCell, kSeverityCell}},
+    Grouping{{"server", 2}, kByGroups, {"server"}, {kSizeCell, kServerCell}},
+    Grouping{{"action", 3}, kByGroups, {"action"}, {kSizeCell, kActionCell}},
+    Grouping{{"service", 4}, kByGroups, {"serviceName"}, {kSizeCell, kServiceCell}},
+    Grouping{{"facility", 5}, kByGroups, {"facility"}, {kSizeCell, kFacilityCell}},
+    Grouping{{"time", 6}, kByGroups, {"time"}, {kSizeCell, kTimeCell}},
+    Grouping{{"endtime", 7}, kByGroups, {"endtime"}, {kSizeCell, kEndTimeCell}},
+    Grouping{{"user", 8}, kByGroups, {"user"}, {kSizeCell, kUserCell}},
+    Grouping{{"ip", 9}, kByGroups, {"ip"}, {kSizeCell, kAddressCell}},
+    Grouping{{"client", 10}, kByGroups, {"client"}, {kSizeCell, kClientCell}},
+    Grouping{{"description", 11}, kByGroups, {"desc"}, {kSizeCell, kDescriptionCell}},
+    Grouping{{"msgcode", 12}, kByGroups, {"msgCode"}, {kSizeCell, kMessageCodeCell}},
+    Grouping{{"varnum", 13}, kByGroups, {"varNum"}, {kSizeCell, kVariablesCell}},
+    Grouping{{"varcontent", 14}, kByGroups, {"varContent"}, {kSizeCell, kContentCell}},
+    Grouping{{"likeness", 15},
+             kByGroups,
+             {"facility", "name", "desc"},
+             {kSizeCell, kFacilityCell, kNameCell, kDescriptionCell}},
 };
 
 int add_one() noexcept {

@@ -15,7 +15,7 @@
 #include "tools/annalctl/arguments/fields.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/catalog/model.h"
-#include "tools/annalctl/notice/commands.h"
+#include "tools/annalctl/notice/device_commands.h"
 
 namespace annalctl {
 

@@ -1,3 +1,4 @@
+// Makes the row of a notice from JSON members.
 #include "tools/annalctl/notice/record.h"
 
 #include <fmt/format.h>
@@ -14,7 +15,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/base/failure.h"
-#include "tools/annalctl/base/whole_number.h"
+#include "tools/annalctl/import/member_values.h"
 #include "tools/annalctl/notice/model.h"
 
 namespace annalctl::notice {
@@ -22,11 +23,6 @@ namespace annalctl::notice {
 namespace {
 
 constexpr char kAppliance[] = "System";
-
-constexpr TextField text_field(const char* column, const char* option, const char* label, std::size_t offset,
-                               std::size_t bound, const char* absent = "") {
-  return {column, option, label, offset, bound, FieldKind::kText, absent};
-}
 
 // The library does not look at the length of most of them, and reads on where one is not terminated.
 constexpr std::array kTexts{
@@ -63,17 +59,10 @@ NumberColumn number_column(std::string_view name) {
   return found == kNumbers.end() ? NumberColumn{name} : *found;
 }
 
-std::int64_t number_from(const Member& member) {
+std::int64_t value_from(const Member& member) {
+  const std::optional<unsigned> severity = member.key == "severity" ? code_of(kSeverities, member.text) : std::nullopt;
   const NumberColumn column = number_column(member.key);
-  std::optional<std::int64_t> number = whole_number<std::int64_t>(member.text);
-  if (const std::optional<unsigned> named = code_of(kSeverities, member.text); named && member.key == "severity") {
-    number = *named;
-  }
-  if (!number || *number < column.lowest || *number > column.highest) {
-    throw Refusal(fmt::format("{} is '{}', and not a whole number from {} to {}", member.key, member.text,
-                              column.lowest, column.highest));
-  }
-  return *number;
+  return severity ? *severity : number_from(member, column.lowest, column.highest);
 }
 
 }  // namespace
@@ -95,7 +84,7 @@ Cells cells_of(const Members& members) {
     if (const TextField* field = find_field(kTextFields, member.key)) {
       set_text(&record, *field, member.text);
     } else if (Cell* const cell = cell_of(cells, kLog.columns, member.key)) {
-      *cell = number_from(member);
+      *cell = value_from(member);
     } else {
       throw Refusal(fmt::format("'{}' is no column of the notice log", member.key));
     }

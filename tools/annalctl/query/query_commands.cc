@@ -52,7 +52,10 @@ RowShape listed_shape(const QueryCommands& search) {
 RowShape grouped_shape(const QueryCommands& search, const Grouping& grouping) {
   RowShape shape = listed_shape(search);
   shape.columns.push_back({"count", true});
-  shape.table = grouping.table;
+  const auto& table = grouping.table;
+  const auto end =
+      std::find_if(table.begin(), table.end(), [](const TableColumn& one) { return one.title == nullptr; });
+  shape.table = {table.begin(), end};
   shape.leaves_out = false;
   return shape;
 }

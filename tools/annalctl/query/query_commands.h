@@ -27,8 +27,13 @@ struct Grouping {
   Choice choice;
   unsigned sort;
   std::array<const char*, 3> columns;
-  std::span<const TableColumn> table;
+  std::array<TableColumn, 7> table;
 };
+
+// Of a group's size, which is listed behind the columns of the log.
+constexpr TableColumn size_cell(std::size_t columns) {
+  return {"Count", columns, true, nullptr, Room::kWhole};
+}
 
 struct QueryCommands {
   const Log& log;

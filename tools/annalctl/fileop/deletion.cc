@@ -1,4 +1,4 @@
-// "annalctl fileop delete".
+// What a file operation is deleted by.
 #include <array>
 #include <string>
 
@@ -40,12 +40,8 @@ int delete_by(unsigned selector, const void* value) noexcept {
   return pavo2log_event_del(kLog.path, selector, value);
 }
 
-constexpr DeleteCommand kDeletion{kQueries, kSelectors, delete_by, kExamples};
-
 }  // namespace
 
-void add_delete(CLI::App& commands, Session& session) {
-  add_delete_command(commands, session, kDeletion);
-}
+constinit const DeleteCommand kDeletion{kQueries, kSelectors, delete_by, kExamples};
 
 }  // namespace annalctl::fileop

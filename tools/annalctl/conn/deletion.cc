@@ -1,4 +1,4 @@
-// "annalctl conn delete".
+// What a connection is deleted by.
 #include <array>
 
 #include "Corix_annal.h"
@@ -30,12 +30,8 @@ constexpr std::array kSelectors{
     DeleteOption{11, "--result", "action result: 0 or 13, which is failed", read_number, "N", "conn_action_result"},
 };
 
-constexpr DeleteCommand kDeletion{kQueries, kSelectors, annal_conn_del, kExamples};
-
 }  // namespace
 
-void add_delete(CLI::App& commands, Session& session) {
-  add_delete_command(commands, session, kDeletion);
-}
+constinit const DeleteCommand kDeletion{kQueries, kSelectors, annal_conn_del, kExamples};
 
 }  // namespace annalctl::conn

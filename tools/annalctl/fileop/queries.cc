@@ -2,7 +2,6 @@
 #include <array>
 #include <limits>
 
-#include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/log/level.h"
 
@@ -68,21 +67,5 @@ const QueryCommands kQueries{
     .group_notes = "",
     .group_examples = "",
 };
-
-void add_list(CLI::App& commands, Session& session) {
-  add_list_command(commands, session, kQueries);
-}
-
-void add_show(CLI::App& commands, Session& session) {
-  add_show_command(commands, session, kQueries);
-}
-
-void add_tail(CLI::App& commands, Session& session) {
-  add_tail_command(commands, session, kQueries);
-}
-
-void add_count(CLI::App& commands, Session& session) {
-  add_count_command(commands, session, kQueries);
-}
 
 }  // namespace annalctl::fileop

@@ -2,7 +2,6 @@
 #include <array>
 #include <limits>
 
-#include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"
 
 namespace annalctl::notice {
@@ -62,25 +61,5 @@ const QueryCommands kQueries{
         "  annalctl notice group --by facility\n"
         "  annalctl notice group --by likeness --by-size --limit 10",
 };
-
-void add_list(CLI::App& commands, Session& session) {
-  add_list_command(commands, session, kQueries);
-}
-
-void add_show(CLI::App& commands, Session& session) {
-  add_show_command(commands, session, kQueries);
-}
-
-void add_tail(CLI::App& commands, Session& session) {
-  add_tail_command(commands, session, kQueries);
-}
-
-void add_count(CLI::App& commands, Session& session) {
-  add_count_command(commands, session, kQueries);
-}
-
-void add_group(CLI::App& commands, Session& session) {
-  add_group_command(commands, session, kQueries);
-}
 
 }  // namespace annalctl::notice

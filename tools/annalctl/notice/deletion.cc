@@ -1,4 +1,4 @@
-// "annalctl notice delete".
+// What a notice is deleted by.
 #include <fmt/format.h>
 
 #include <array>
@@ -94,12 +94,8 @@ constexpr std::array kSelectors{
     DeleteOption{21, "--title", "title", read_text_as_expression, "TEXT", "title"},
 };
 
-constexpr DeleteCommand kDeletion{kQueries, kSelectors, annal_notice_del, kExamples};
-
 }  // namespace
 
-void add_delete(CLI::App& commands, Session& session) {
-  add_delete_command(commands, session, kDeletion);
-}
+constinit const DeleteCommand kDeletion{kQueries, kSelectors, annal_notice_del, kExamples};
 
 }  // namespace annalctl::notice

@@ -1,7 +1,6 @@
 // The queries of the event log.
 #include <array>
 
-#include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/event/model.h"
 
 namespace annalctl::event {
@@ -59,25 +58,5 @@ const QueryCommands kQueries{
         "  annalctl event group --by user\n"
         "  annalctl event group --by ip --type warning --since -7d --by-size --limit 10",
 };
-
-void add_list(CLI::App& commands, Session& session) {
-  add_list_command(commands, session, kQueries);
-}
-
-void add_show(CLI::App& commands, Session& session) {
-  add_show_command(commands, session, kQueries);
-}
-
-void add_tail(CLI::App& commands, Session& session) {
-  add_tail_command(commands, session, kQueries);
-}
-
-void add_count(CLI::App& commands, Session& session) {
-  add_count_command(commands, session, kQueries);
-}
-
-void add_group(CLI::App& commands, Session& session) {
-  add_group_command(commands, session, kQueries);
-}
 
 }  // namespace annalctl::event

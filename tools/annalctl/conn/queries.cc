@@ -1,7 +1,6 @@
 // The queries of the connection log.
 #include <array>
 
-#include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/conn/model.h"
 
 namespace annalctl::conn {
@@ -60,25 +59,5 @@ const QueryCommands kQueries{
         "  annalctl conn group --by ip --failed --by-size --limit 10\n"
         "  annalctl conn group --by user --since -7d",
 };
-
-void add_list(CLI::App& commands, Session& session) {
-  add_list_command(commands, session, kQueries);
-}
-
-void add_show(CLI::App& commands, Session& session) {
-  add_show_command(commands, session, kQueries);
-}
-
-void add_tail(CLI::App& commands, Session& session) {
-  add_tail_command(commands, session, kQueries);
-}
-
-void add_count(CLI::App& commands, Session& session) {
-  add_count_command(commands, session, kQueries);
-}
-
-void add_group(CLI::App& commands, Session& session) {
-  add_group_command(commands, session, kQueries);
-}
 
 }  // namespace annalctl::conn

@@ -1,4 +1,4 @@
-// "annalctl event delete".
+// What an event is deleted by.
 #include <array>
 
 #include "Corix_annal.h"
@@ -29,12 +29,8 @@ constexpr std::array kSelectors{
     DeleteOption{9, "--timestamp", "time stamp, in seconds since 1970", read_number, "N", "event_timet"},
 };
 
-constexpr DeleteCommand kDeletion{kQueries, kSelectors, annal_event_del, kExamples};
-
 }  // namespace
 
-void add_delete(CLI::App& commands, Session& session) {
-  add_delete_command(commands, session, kDeletion);
-}
+constinit const DeleteCommand kDeletion{kQueries, kSelectors, annal_event_del, kExamples};
 
 }  // namespace annalctl::event

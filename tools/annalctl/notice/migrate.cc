@@ -1,29 +1,19 @@
-// Creating, ageing, emptying, migrating, checking and salvaging the notice log.
+// "annalctl notice migrate": adds the column that a log lacks, or recreates a log that lacks others, if the user
+// agrees.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Corix_annal.h"
-#include "tools/annalctl/arguments/number_range.h"
 #include "tools/annalctl/base/confirm.h"
 #include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/log/result.h"
-#include "tools/annalctl/maintenance/changes.h"
-#include "tools/annalctl/maintenance/compact.h"
-#include "tools/annalctl/maintenance/info.h"
-#include "tools/annalctl/maintenance/keep.h"
-#include "tools/annalctl/maintenance/limit.h"
-#include "tools/annalctl/maintenance/maintenance.h"
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"
-#include "tools/annalctl/query/listing.h"
-#include "tools/annalctl/rescue/check_command.h"
-#include "tools/annalctl/rescue/salvage.h"
 
 namespace annalctl::notice {
 
@@ -38,43 +28,9 @@ constexpr char kMigrateFooter[] =
     "  annalctl notice migrate\n"
     "  annalctl notice migrate --yes";
 
-constexpr Maintenance kMaintenance{
-    .log = kLog,
-    .create = annal_notice_create_tbl,
-    .flush = annal_notice_flush_tbl,
-};
-
 constexpr const char* kTitle = "title";
 
 constexpr int kWaitMilliseconds = 20000;
-
-struct AgeOptions {
-  int days = 0;
-  bool dry_run = false;
-};
-
-int say_how_many_are_older(int days, Session& session) {
-  const Call call{kLog, "count the notices of that age", Purpose::kReading};
-  Query older;
-  older.conditions.push_back({"time < strftime('%s', 'now') - ? * 86400", {std::int64_t{days}}});
-  try {
-    say_deleted(Reader(kLog).count(older), kLog, Deed::kOnlyLooked, session);
-  } catch (const ReadFailure& failure) {
-    return report_failure(call, failure);
-  }
-  return kSuccess;
-}
-
-int run_age(const AgeOptions& options, Session& session) {
-  if (!check_log_exists(kLog)) {
-    return kFailure;
-  }
-  if (options.dry_run) {
-    return say_how_many_are_older(options.days, session);
-  }
-  const Call call{kLog, "delete the notices of that age", Purpose::kWriting};
-  return delete_and_say(call, session, [&options] { return AnnalNoticeDellogByClientTime(options.days); });
-}
 
 // The columns that the table lacks, whose names are the same to SQLite in any case; nothing when it could not be read
 // to its end. The library is not asked: it takes a column that it cannot read, for want of memory or on a damaged page,
@@ -152,59 +108,12 @@ int run_migrate(bool yes) {
 
 }  // namespace
 
-void add_create(CLI::App& commands, Session& session) {
-  add_create_command(commands, session, kMaintenance);
-}
-
-void add_age(CLI::App& commands, Session& session) {
-  CLI::App* const command = commands.add_subcommand("age", "Delete the notices that are older than so many days");
-  const auto options = std::make_shared<AgeOptions>();
-  command->footer(
-      "A day has 24 hours, counted back from now. A log that is locked is not waited for.\n"
-      "\n"
-      "Example:\n"
-      "  annalctl notice age 30");
-  command->add_option("DAYS", options->days, "How many days to keep, 1 or more ('flush' deletes all)")
-      ->required()
-      ->check(at_least(1));
-  add_dry_run(*command, options->dry_run);
-  command->callback([options, &session] { session.status = run_age(*options, session); });
-}
-
-void add_flush(CLI::App& commands, Session& session) {
-  add_flush_command(commands, session, kMaintenance);
-}
-
 void add_migrate(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("migrate", "Bring the log of an earlier release up to date");
   const auto yes = std::make_shared<bool>(false);
   command->footer(kMigrateFooter);
   command->add_flag("--yes,-y", *yes, "Do not ask");
   command->callback([yes, &session] { session.status = run_migrate(*yes); });
-}
-
-void add_check(CLI::App& commands, Session& session) {
-  add_check_command(commands, session, kLog);
-}
-
-void add_salvage(CLI::App& commands, Session& session) {
-  add_salvage_command(commands, session, kLog);
-}
-
-void add_info(CLI::App& commands, Session& session) {
-  add_info_command(commands, session, kLog);
-}
-
-void add_limit(CLI::App& commands, Session& session) {
-  add_limit_command(commands, session, kLog);
-}
-
-void add_keep(CLI::App& commands, Session& session) {
-  add_keep_command(commands, session, kLog);
-}
-
-void add_compact(CLI::App& commands, Session& session) {
-  add_compact_command(commands, session, kLog);
 }
 
 }  // namespace annalctl::notice
