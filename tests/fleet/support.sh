@@ -87,7 +87,7 @@ certificates() {
   local tls=$folder/tls
   mkdir -p "$tls"
   (
-    cd "$tls"
+    cd "$tls" || exit
     for authority in authority stranger; do
       openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 10 -subj "/CN=test $authority" \
         -keyout "$authority.key" -out "$authority.pem" -addext 'keyUsage=critical,keyCertSign,cRLSign'

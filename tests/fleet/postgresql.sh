@@ -1,0 +1,179 @@
+#!/usr/bin/env bash
+# postgresql.sh [BIN]: the PostgreSQL sink and its schema, and a real server.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+ANNAL_BIN=${1:-$here/../../build/release/bin}
+# shellcheck source=tests/fleet/support.sh
+source "$here/support.sh"
+
+# Debian's server is not in the PATH.
+server=$(find /usr/lib/postgresql -maxdepth 2 -name bin | sort -V | tail -n 1)
+data=$folder/data
+port=$(free_port)
+certificates
+
+# The server refuses to run as root.
+server_user=()
+((EUID != 0)) || server_user=(setpriv --reuid=postgres --regid=postgres --clear-groups)
+owned() { if ((EUID == 0)); then chown -R postgres "$@"; fi; }
+
+mkdir "$data" "$folder/socket"
+owned "$data" "$folder/socket"
+chmod 777 "$folder/socket"
+"${server_user[@]}" "$server/initdb" -D "$data" -U postgres --auth-local=trust --auth-host=scram-sha-256 >"$folder/initdb.log"
+
+# start CERTIFICATE
+start() {
+  cp "$folder/tls/$1.pem" "$data/server.crt"
+  cp "$folder/tls/$1.key" "$data/server.key"
+  owned "$data/server.crt" "$data/server.key"
+  begin "${server_user[@]}" "$server/postgres" -D "$data" -k "$folder/socket" -p "$port" -c listen_addresses=127.0.0.1 \
+    -c ssl=on -c fsync=on -c max_connections=20 >>"$folder/server.log" 2>&1
+  postgres=$!
+  wait_for 20 psql -X -h "$folder/socket" -p "$port" -U postgres -c 'SELECT 1' "${2:-postgres}"
+}
+stop() {
+  kill "-${1:-INT}" "$postgres"
+  wait "$postgres" 2>/dev/null || true
+}
+sql() { psql -X -q -A -t -v ON_ERROR_STOP=1 -h "$folder/socket" -p "$port" -U postgres annal -c "$1" 2>&1; }
+
+# target HOST MORE: a configuration.
+target() {
+  printf 'type = "postgresql"\nhost = "%s"\nport = %s\nuser = "appliances"\n' "$1" "$port"
+  printf 'password_file = "%s"\nca_file = "%s"\n' "$folder/password" "$folder/tls/authority.pem"
+  printf '%s\n' "${2:-}"
+}
+printf 'word-%s\n' "$RANDOM$RANDOM$RANDOM" >"$folder/password"
+target localhost >"$folder/pg.toml"
+pg=$folder/pg.toml
+
+echo "a server that is absent"
+expect_match "is named" "$(deliver "$pg" 2>&1)" "trouble: database annal on localhost:$port: .*refused"
+
+echo "the schema"
+start server
+createdb -h "$folder/socket" -p "$port" -U postgres annal
+sql "CREATE ROLE appliances LOGIN PASSWORD '$(cat "$folder/password")'" >/dev/null
+sql "CREATE ROLE auditor LOGIN PASSWORD 'auditor'" >/dev/null
+expect_match "is asked for" "$(deliver "$pg" 2>&1)" "trouble: .*schema"
+for _ in first second; do
+  deliver --print-schema | psql -X -q -h "$folder/socket" -p "$port" -U postgres annal >>"$folder/schema.log" 2>&1
+done
+expect "is applied once" "$(sql 'SELECT count(*) = max(number) FROM annal.migration')" t
+expect_match "a user without the role is told" "$(deliver "$pg" 2>&1)" "trouble: .*annal_writer"
+sql 'GRANT annal_writer TO appliances; GRANT annal_reader TO auditor' >/dev/null
+
+echo "entries"
+for log in event conn fileop notice; do
+  expect_match "of the $log log are stored" "$(deliver "$pg" --log "$log" --count 2500 2>&1)" 'acknowledged 2500 refused 0'
+done
+expect_match "that come again are acknowledged" "$(deliver "$pg" --from 2000 --count 1000 --gap 20 2>&1)" 'acknowledged 1001'
+expect "and are there once" "$(sql 'SELECT count(*), count(DISTINCT id) FROM annal.event')" '2999|2999'
+expect "a gap is a row" "$(sql 'SELECT log, first_id, entries FROM annal.gap')" 'event|3000|20'
+expect "the view has all logs" "$(sql 'SELECT log, count(*) FROM annal.entry GROUP BY 1 ORDER BY 1' | tr '\n' ' ')" \
+  'conn|2500 event|2999 fileop|2500 notice|2500 '
+deliver "$pg" --generation 2 --count 5 >/dev/null
+expect "a new generation has its own ids" "$(sql 'SELECT count(*) FROM annal.event WHERE generation = 2')" 5
+expect "each column has its value" "$(sql "SELECT * FROM annal.event WHERE id = 7 AND generation = 1" | cut -d'|' -f1-23)" \
+  '01234567-89ab-cdef-0123-456789abcdef|1|7|2026-11-21|2026-11-21 10:00:00+00|4|warning|1|2026-11-21|10:00:00|admin|192.0.2.1|desk|Volume 7 is nearly full.|0|1795255200|A1|Storage|C1|Volumes|---|---|---'
+expect "notices too" "$(sql "SELECT notice_severity, servicename, facility, time, \"user\", \"desc\", other_fields IS NULL FROM annal.notice WHERE id = 7")" \
+  '4|Storage|10|1795255200|admin|Volume 7 is nearly full.|t'
+
+echo "hostile texts"
+printf '%s\n' 'two\nlines\t\r' "it's \\\\N; DROP TABLE x; --" '\\.' 'ünïcödé 😀' >"$folder/hostile"
+deliver "$pg" --generation 3 --count 4 --messages "$folder/hostile" >/dev/null
+expect "come as they are" "$(sql "SELECT json_agg(event_desc ORDER BY id) FROM annal.event WHERE generation = 3")" \
+  '["it'"'"'s \\N; DROP TABLE x; --", "\\.", "ünïcödé 😀", "two\nlines\t\r"]'
+
+echo "a row that the server refuses"
+sql "ALTER TABLE annal.event ADD CONSTRAINT no_poison CHECK (event_desc <> 'poison')" >/dev/null
+printf 'good\ngood\npoison\ngood\ngood\n' >"$folder/messages"
+expect_match "does not stop the others" "$(deliver "$pg" --generation 4 --count 1000 --messages "$folder/messages" 2>&1)" \
+  'refused 2: .*no_poison.*acknowledged 1000 refused 200'
+expect "which are there" "$(sql 'SELECT count(*) FROM annal.event WHERE generation = 4')" 800
+
+echo "an entry that was blanked out"
+echo 'blanked' >"$folder/messages"
+deliver "$pg" --redact --from 7 --messages "$folder/messages" >/dev/null
+deliver "$pg" --from 7 >/dev/null
+expect "replaces the first" "$(sql 'SELECT event_desc FROM annal.event WHERE id = 7 AND generation = 1')" blanked
+expect "and leaves a trace" "$(sql 'SELECT log, id FROM annal.redaction')" 'event|7'
+
+echo "rights"
+as() { PGPASSWORD=$2 psql -X -q -A -t "host=localhost port=$port dbname=annal user=$1 sslmode=require" -c "$3" 2>&1 || true; }
+expect_match "a writer cannot read" "$(as appliances "$(cat "$folder/password")" 'SELECT * FROM annal.entry')" 'permission denied'
+expect_match "nor delete" "$(as appliances "$(cat "$folder/password")" 'DELETE FROM annal.event')" 'permission denied'
+expect_match "nor drop partitions" "$(as appliances "$(cat "$folder/password")" "SELECT annal.drop_before('2030-01-01')")" 'permission denied'
+expect "a reader can read" "$(as auditor auditor 'SELECT count(*) > 0 FROM annal.entry')" t
+expect_match "but not write" "$(as auditor auditor "INSERT INTO annal.gap VALUES ('0123456789abcdef0123456789abcdef', 'event', 1, 1, 1)")" 'permission denied'
+
+echo "partitions"
+expect "are made by month" "$(sql "SELECT to_regclass('annal.event_202611') IS NOT NULL")" t
+for date in 1970-01-01 2099-01-01; do
+  deliver "$pg" --generation 5 --date "$date" >/dev/null
+done
+expect "a wrong clock makes none" "$(sql "SELECT count(*) FROM annal.event_other_dates")" 2
+old=$(date -u -d '-100 days' +%F)
+sql "INSERT INTO annal.event_other_dates (appliance, generation, id, stored_date, severity, level) VALUES
+  ('0123456789abcdef0123456789abcdef', 6, 1, '$old', 6, 'information')" >/dev/null
+deliver "$pg" --generation 6 --from 2 --date "$old" >/dev/null
+expect "a late one takes what was there" \
+  "$(sql "SELECT count(*), min(tableoid::regclass::text) FROM annal.event WHERE generation = 6")" "2|annal.event_$(date -u -d "$old" +%Y%m)"
+sql "UPDATE annal.setting SET partition_width = 'day'" >/dev/null
+older=$(date -u -d '-200 days' +%F)
+deliver "$pg" --generation 7 --date "$older" >/dev/null
+expect "are made by day if set so" "$(sql "SELECT tableoid::regclass FROM annal.event WHERE generation = 7")" \
+  "annal.event_$(date -u -d "$older" +%Y%m%d)"
+sql "UPDATE annal.setting SET partition_width = 'month'" >/dev/null
+expect "are dropped when they are old" "$(sql "SELECT * FROM annal.drop_before('$(date -u -d '-60 days' +%F)')" | wc -l)" 2
+expect "with their entries" "$(sql 'SELECT count(*) FROM annal.event WHERE generation IN (6, 7)')" 0
+
+echo "a server that is killed and started again while entries come"
+deliver "$pg" --generation 8 --count 60000 --batch 1000 --tries 100 >"$folder/killed" 2>&1 &
+sender=$!
+started+=("$sender")
+for _ in 1 2 3; do
+  sleep 0.7
+  # The whole server: the death of its first process alone would leave the others.
+  pkill -KILL -P "$postgres" || true
+  stop KILL
+  rm -f "$data/postmaster.pid"
+  start server annal
+done
+wait "$sender" || true
+expect_match "all are acknowledged" "$(tail -n 1 "$folder/killed")" '^acknowledged 60000 refused 0'
+expect "none is lost, none is doubled" "$(sql 'SELECT count(*), count(DISTINCT id) FROM annal.event WHERE generation = 8')" '60000|60000'
+
+echo "two that deliver the same entries at once"
+deliver "$pg" --generation 9 --count 20000 --batch 500 --tries 20 >"$folder/one" 2>&1 &
+sender=$!
+started+=("$sender")
+deliver "$pg" --generation 9 --count 20000 --batch 700 --tries 20 >"$folder/other" 2>&1
+wait "$sender" || true
+expect "each is there once" "$(sql 'SELECT count(*), count(DISTINCT id) FROM annal.event WHERE generation = 9')" '20000|20000'
+
+deliver "$pg" --generation 10 --count 200000 --batch 5000 | sed 's/^/  with TLS: /'
+
+echo "secrets and TLS"
+expect "no log has the password" "$(grep -c "$(cat "$folder/password")" "$folder/killed" "$folder/one" | grep -vc ':0$' || true)" 0
+cp "$folder/password" "$folder/right"
+echo wrong >"$folder/password"
+expect_match "a wrong password is told" "$(deliver "$pg" 2>&1)" 'password authentication failed'
+cp "$folder/right" "$folder/password"
+target 127.0.0.1 >"$folder/address.toml"
+expect_match "another name than the certificate's is refused" "$(deliver "$folder/address.toml" 2>&1)" 'does not match host name'
+target "$folder/socket" >"$folder/socket.toml"
+expect_match "a local socket needs no TLS" "$(deliver "$folder/socket.toml" --generation 11 2>&1)" 'acknowledged 1'
+stop
+for certificate in forged elsewhere expired; do
+  start "$certificate"
+  case $certificate in
+    forged) why='certificate verify failed' ;;
+    elsewhere) why='does not match host name' ;;
+    expired) why='certificate has expired|certificate verify failed' ;;
+  esac
+  expect_match "the certificate '$certificate' is refused" "$(deliver "$pg" 2>&1)" "$why"
+  stop
+done
+verdict
