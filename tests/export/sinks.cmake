@@ -7,3 +7,15 @@ find_package(tomlplusplus REQUIRED)
 add_executable(deliver deliver.cc)
 target_include_directories(deliver PRIVATE ${PQ_INCLUDE})
 target_link_libraries(deliver PRIVATE sample_records annal_export_parts tomlplusplus::tomlplusplus)
+
+annal_tests(sinks_tests
+  database_test.cc
+  made_sink.cc
+  otlp_test.cc
+  relp_test.cc
+  sink_settings_test.cc
+  small_server.cc
+  syslog_message_test.cc)
+target_include_directories(sinks_tests PRIVATE ${PQ_INCLUDE})
+target_link_libraries(sinks_tests PRIVATE
+  sample_records annal_export_parts nlohmann_json::nlohmann_json tomlplusplus::tomlplusplus)
