@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "tools/export/report.h"
@@ -51,10 +52,9 @@ void LogCourse::save_if_owed() {
   }
 }
 
-// Returns the number of entries among those acknowledged.
-std::int64_t LogCourse::move(std::span<const Record> records, const Outcome& outcome) {
-  const std::span<const Record> done = records.first(std::min(outcome.acknowledged, records.size()));
-  std::int64_t entries = 0;
+// Moves the position past records that are done with, and returns how many entries were sent.
+std::int64_t LogCourse::move(std::span<const Record> done, std::size_t refused) {
+  std::int64_t entries = -static_cast<std::int64_t>(refused);
   const Record* last = nullptr;
   for (const Record& record : done) {
     if (record.kind == Kind::kGap) {
@@ -70,26 +70,19 @@ std::int64_t LogCourse::move(std::span<const Record> records, const Outcome& out
   if (last != nullptr) {
     state_.add_anchor({last->id, digest_of(*last, *log_.shape)});
   }
-  entries -= static_cast<std::int64_t>(outcome.refused.size());
-  state_.refused += static_cast<std::int64_t>(outcome.refused.size());
+  state_.refused += static_cast<std::int64_t>(refused);
   state_.sent += entries;
   return entries;
 }
 
 LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page) {
   const Stream stream{.appliance = state_.appliance, .log = state_.log, .generation = state_.generation};
-  const Batch batch{.stream = stream, .records = page.records()};
-  Outcome outcome = sink.deliver(batch, stop);
-  Result result{.step = Step::kProgress, .trouble = std::move(outcome.trouble)};
-  if (!outcome.refused.empty()) {
-    set_aside(owner_.folder, state_, batch, outcome.refused);
-    report(fmt::format("sink {}: {} of the {} log refused for good, the first because of: {} (see {})", owner_.sink,
-                       outcome.refused.size(), state_.log, outcome.refused.front().reason,
-                       set_aside_path(owner_.folder, owner_.sink, state_.log)));
-  }
-  if (outcome.acknowledged > 0) {
+  const std::span<const Record> records = page.records();
+  std::size_t moved = 0;
+  Result result{.step = Step::kProgress};
+  const auto move_to = [&](std::size_t acknowledged, std::size_t refused) {
     const State before = state_;
-    result.sent = move(batch.records, outcome);
+    result.sent += move(records.first(std::min(acknowledged, records.size())).subspan(moved), refused);
     try {
       save_if_owed();
     } catch (const StateFailure&) {
@@ -97,11 +90,25 @@ LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page)
       state_ = before;
       throw;
     }
+    moved = acknowledged;
+  };
+  const std::function<void(std::size_t)> so_far = [&move_to](std::size_t acknowledged) { move_to(acknowledged, 0); };
+  const Batch batch{.stream = stream, .records = records, .acknowledged_so_far = &so_far};
+  Outcome outcome = sink.deliver(batch, stop);
+  result.trouble = std::move(outcome.trouble);
+  if (!outcome.refused.empty()) {
+    set_aside(owner_.folder, state_, batch, outcome.refused);
+    report(fmt::format("sink {}: {} of the {} log refused for good, the first because of: {} (see {})", owner_.sink,
+                       outcome.refused.size(), state_.log, outcome.refused.front().reason,
+                       set_aside_path(owner_.folder, owner_.sink, state_.log)));
+  }
+  if (outcome.acknowledged > moved) {
+    move_to(outcome.acknowledged, outcome.refused.size());
   } else if (saved_highest_ != state_.highest) {
     // If the log is created again meanwhile, this is how many entries were not sent.
     save_if_owed();
   }
-  if (outcome.acknowledged < batch.records.size()) {
+  if (outcome.acknowledged < records.size()) {
     result.step = Step::kTrouble;
   }
   return result;

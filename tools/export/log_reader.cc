@@ -26,23 +26,6 @@ std::int64_t nanoseconds(const struct statx_timestamp& time) {
   return time.tv_sec * kNanoseconds + time.tv_nsec;
 }
 
-// The count of changes is in the file's header, and has no statement.
-std::uint32_t changes_of(const SqliteDatabase& database) {
-  constexpr int kOffset = 24;
-  sqlite3_file* file = nullptr;
-  std::array<unsigned char, 4> bytes{};
-  if (sqlite3_file_control(database.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
-      file == nullptr || file->pMethods == nullptr ||
-      file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), kOffset) != SQLITE_OK) {
-    return 0;
-  }
-  std::uint32_t number = 0;
-  for (const unsigned char byte : bytes) {
-    number = number << 8U | byte;
-  }
-  return number;
-}
-
 // While it lives the log is locked for reading.
 class Turn {
  public:
@@ -141,7 +124,7 @@ bool LogReader::open() {
 }
 
 std::optional<LogReader::Facts> LogReader::facts() {
-  Facts facts{.file = {.inode = opened_.inode, .born = opened_.born, .changes = 0}};
+  Facts facts{.file = {.inode = opened_.inode, .born = opened_.born}};
   SqliteStatement tables(*database_, "SELECT count(*) FROM main.sqlite_schema WHERE type = 'table' AND name = ?");
   const std::string table = log_.shape->log.table;
   tables.bind(1, table);
@@ -151,7 +134,6 @@ std::optional<LogReader::Facts> LogReader::facts() {
   if (tables.integer(0) == 0) {
     return {};
   }
-  facts.file.changes = changes_of(*database_);
   SqliteStatement highest(*database_, fmt::format("SELECT max(coalesce((SELECT max(rowid) FROM main.{0}), 0), "
                                                   "coalesce((SELECT max(seq) FROM main.sqlite_sequence WHERE name = "
                                                   "'{0}' COLLATE NOCASE), 0))",
@@ -186,10 +168,9 @@ bool LogReader::agrees(const State& state, const Facts& facts) {
     if (digest_of(entry, *log_.shape) != anchor->digest) {
       return false;
     }
-    // A new file with fewer changes that was made within the very second of an equal row is no copy.
+    // No copy is as old as an entry that it has: an equal row was stored in a new log within the same second.
     const bool replaced = state.file.inode != 0 && !facts.file.same_file(state.file);
-    return !(replaced && facts.file.changes < state.file.changes && facts.file.born != 0 && entry.seconds &&
-             *entry.seconds >= facts.file.born / kNanoseconds);
+    return !(replaced && facts.file.born != 0 && entry.seconds && *entry.seconds >= facts.file.born / kNanoseconds);
   }
   return true;
 }

@@ -27,20 +27,19 @@ std::string text_of(const State& state) {
   for (const Anchor& anchor : state.anchors) {
     anchors.push_back({{"id", anchor.id}, {"digest", anchor.digest}});
   }
-  const Json json = {
-      {"format", kFormat},
-      {"appliance", state.appliance},
-      {"sink", state.sink},
-      {"log", state.log},
-      {"generation", state.generation},
-      {"position", state.position},
-      {"highest", state.highest},
-      {"file", {{"inode", state.file.inode}, {"born", state.file.born}, {"changes", state.file.changes}}},
-      {"anchors", std::move(anchors)},
-      {"sent", state.sent},
-      {"missing", state.missing},
-      {"refused", state.refused},
-      {"saved", state.saved}};
+  const Json json = {{"format", kFormat},
+                     {"appliance", state.appliance},
+                     {"sink", state.sink},
+                     {"log", state.log},
+                     {"generation", state.generation},
+                     {"position", state.position},
+                     {"highest", state.highest},
+                     {"file", {{"inode", state.file.inode}, {"born", state.file.born}}},
+                     {"anchors", std::move(anchors)},
+                     {"sent", state.sent},
+                     {"missing", state.missing},
+                     {"refused", state.refused},
+                     {"saved", state.saved}};
   const std::string line = json.dump();
   return line + "\n" + digest_of(line) + "\n";
 }
@@ -55,9 +54,7 @@ State state_of(std::string_view line) {
               .position = json.at("position").get<std::int64_t>(),
               .highest = json.at("highest").get<std::int64_t>()};
   const Json& file = json.at("file");
-  state.file = {.inode = file.at("inode").get<std::uint64_t>(),
-                .born = file.at("born").get<std::int64_t>(),
-                .changes = file.at("changes").get<std::uint32_t>()};
+  state.file = {.inode = file.at("inode").get<std::uint64_t>(), .born = file.at("born").get<std::int64_t>()};
   for (const Json& anchor : json.at("anchors")) {
     state.anchors.push_back({anchor.at("id").get<std::int64_t>(), anchor.at("digest").get<std::string>()});
   }

@@ -15,11 +15,10 @@ struct Anchor {
   std::string digest;
 };
 
-// Which file a log is in, and how often that was changed.
+// Which file a log is in.
 struct LogFile {
   std::uint64_t inode = 0;
   std::int64_t born = 0;  // in nanoseconds since 1970; 0 where the file system does not tell. An inode is used again.
-  std::uint32_t changes = 0;
 
   [[nodiscard]] bool same_file(const LogFile& other) const { return inode == other.inode && born == other.born; }
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <deque>
 #include <string>
 #include <utility>
@@ -22,6 +23,9 @@ enum class Acknowledgement {
   kInput,   // the reader writes a line to the program's standard input for each line that it is done with
 };
 
+// So often a position is saved while a reader acknowledges lines.
+constexpr std::chrono::milliseconds kSaveEvery{100};
+
 class Stdout : public Sink {
  public:
   explicit Stdout(Acknowledgement acknowledgement) : acknowledgement_(acknowledgement) {}
@@ -31,6 +35,8 @@ class Stdout : public Sink {
   std::optional<Trouble> close() override;
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   // The delivery of one batch.
   struct Course {
     const Batch& batch;
@@ -38,6 +44,8 @@ class Stdout : public Sink {
     std::string text{};         // not yet written
     std::deque<std::string> keys{};
     std::size_t acknowledged = 0;
+    std::size_t saved = 0;  // of these
+    Clock::time_point saved_at = Clock::now();
     std::optional<Trouble> trouble{};
 
     [[nodiscard]] bool written() const { return formatted == batch.records.size() && text.empty(); }
@@ -47,6 +55,7 @@ class Stdout : public Sink {
   static void write(Course& course);
   void read(Course& course);
   static void acknowledge(Course& course, const std::string& line);
+  static void save(Course& course);
   [[nodiscard]] bool done(const Course& course) const;
 
   Acknowledgement acknowledgement_;
@@ -115,6 +124,15 @@ void Stdout::read(Course& course) {
   }
 }
 
+void Stdout::save(Course& course) {
+  if (course.saved != course.acknowledged && course.batch.acknowledged_so_far != nullptr &&
+      Clock::now() - course.saved_at >= kSaveEvery) {
+    (*course.batch.acknowledged_so_far)(course.acknowledged);
+    course.saved = course.acknowledged;
+    course.saved_at = Clock::now();
+  }
+}
+
 bool Stdout::done(const Course& course) const {
   return course.trouble || (course.written() && (acknowledgement_ == Acknowledgement::kAtExit ||
                                                  course.acknowledged == course.batch.records.size()));
@@ -129,20 +147,23 @@ Outcome Stdout::deliver(const Batch& batch, const Stop& stop) {
         {{stop.descriptor(), POLLIN, 0},
          {course.text.empty() ? -1 : STDOUT_FILENO, POLLOUT, 0},
          {acknowledgement_ == Acknowledgement::kInput ? STDIN_FILENO : -1, POLLIN, 0}}};
-    constexpr int kForever = -1;
-    if (poll(watched.data(), watched.size(), kForever) < 0) {
+    const int forever = -1;
+    const bool owed = course.saved != course.acknowledged;
+    if (poll(watched.data(), watched.size(), owed ? static_cast<int>(kSaveEvery.count()) : forever) < 0) {
       continue;
+    }
+    // What the reader has said already counts, even at the end.
+    if (watched[2].revents != 0) {
+      read(course);
     }
     if (watched[0].revents != 0) {
       break;
     }
-    if (watched[1].revents != 0) {
+    if (watched[1].revents != 0 && !course.trouble) {
       write(course);
       fill(course);
     }
-    if (watched[2].revents != 0 && !course.trouble) {
-      read(course);
-    }
+    save(course);
   }
   if (acknowledgement_ == Acknowledgement::kAtExit && course.written()) {
     course.acknowledged = batch.records.size();
