@@ -330,7 +330,7 @@ TEST_F(ExportProgram, LosesNothingWhenItIsKilledAtAnyMoment) {
   std::minstd_rand random(20);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same each time
   std::set<std::string> received;
   int written = 0;
-  constexpr int kKills = 25;
+  constexpr int kKills = 10;
   for (int i = 0; i < kKills; ++i) {
     add_events(20);
     written += 20;
