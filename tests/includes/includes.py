@@ -12,7 +12,7 @@ import sys
 # From the top down. A room may include the rooms of the rows below it, and no other.
 ROOMS = [
     ["tests", "tests/*", "bench", "examples/*", "tools/demo"],
-    ["tools/annalctl", "tools/export/sinks", "tools/export/collect"],
+    ["tools/annalctl", "tools/web", "tools/export/sinks", "tools/export/collect"],
     ["tools/export/database"],
     ["tools/export"],
     ["tools/annalctl/event", "tools/annalctl/conn", "tools/annalctl/fileop", "tools/annalctl/notice"],

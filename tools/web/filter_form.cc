@@ -1,0 +1,124 @@
+// The filters: what is set, each with a way to take it back, and fields for more.
+#include <fmt/format.h>
+
+#include <array>
+#include <string_view>
+
+#include "tools/annalctl/log/level.h"
+#include "tools/web/page.h"
+#include "tools/web/text.h"
+
+namespace annal_web {
+
+namespace {
+
+struct Input {
+  const char* name;
+  const char* title;
+};
+
+constexpr std::array kInputs{
+    Input{"text", "Message contains"},
+    Input{"grep", "Message matches (regular expression)"},
+    Input{"user", "User"},
+    Input{"ip", "Address"},
+    Input{"app", "Application"},
+    Input{"computer", "Computer"},
+};
+
+std::string title_of(std::string_view name) {
+  for (const Input& input : kInputs) {
+    if (name == input.name) {
+      return input.title;
+    }
+  }
+  return name == "level" ? "Level" : name == "least" ? "At least" : name == "since" ? "From" : "To";
+}
+
+bool is_bound(const std::string& name) {
+  return name == "least" || name == "since" || name == "until";
+}
+
+std::string chips(const Selection& selection) {
+  std::string out;
+  constexpr std::string_view kNot = "not-";
+  for (const Parameter& parameter : selection.parameters) {
+    if (!is_filter(parameter.name) && !is_bound(parameter.name)) {
+      continue;
+    }
+    const bool opposite = parameter.name.starts_with(kNot);
+    const std::string title = title_of(opposite ? parameter.name.substr(kNot.size()) : parameter.name);
+    Link link(selection);
+    out += fmt::format(
+        "<li{0}>{1}{2} <strong><bdi dir=\"ltr\">{3}</bdi></strong> <a href=\"{4}\" aria-label=\"Take back the filter "
+        "{1}{2} {5}\">"
+        "×</a></li>",
+        opposite ? " class=\"not\"" : "", title, opposite ? " not" : "", marked(parameter.value),
+        link.drop(parameter.name, parameter.value).text(), escaped(parameter.value));
+  }
+  return out.empty() ? "" : "<ul class=\"chips\" aria-label=\"Filters that are set\">" + out + "</ul>";
+}
+
+std::string field(const std::string& prefix, const Input& input) {
+  return fmt::format(
+      "<label>{0}<input type=\"text\" name=\"{1}{2}\" maxlength=\"200\" autocomplete=\"off\" "
+      "spellcheck=\"false\"{3}></label>",
+      input.title, prefix, input.name, prefix.empty() && input.name == kInputs[0].name ? " id=\"search\"" : "");
+}
+
+std::string level_names(const Selection& selection) {
+  const auto names = selection.alone() ? selection.parts.front()->log->levels : std::span(annalctl::kLevelNames);
+  const std::string least = selection.value("least");
+  std::string out = "<label>At least the level<select name=\"least\"><option value=\"\">any</option>";
+  for (const char* name : names) {
+    out += fmt::format("<option{}>{}</option>", least == name ? " selected" : "", name);
+  }
+  return out + "</select></label>";
+}
+
+std::string rows(const Selection& selection) {
+  std::string out = "<label>Entries on a page<select name=\"rows\">";
+  for (const std::size_t count : kRowChoices) {
+    out += fmt::format("<option value=\"{}\"{}>{}</option>", count, count == selection.rows ? " selected" : "", count);
+  }
+  return out + "</select></label>";
+}
+
+std::string time_field(const Selection& selection, const char* name, const char* title) {
+  return fmt::format(
+      "<label>{0}<input type=\"text\" name=\"{1}\" value=\"{2}\" maxlength=\"40\" placeholder=\"{3}\" "
+      "autocomplete=\"off\"></label>",
+      title, name, escaped(selection.value(name)),
+      std::string_view(name) == "since" ? "yesterday, -2h" : "2026-11-21 10:00");
+}
+
+// What the form has no field of its own for, or may have several of.
+std::string hidden(const Selection& selection) {
+  std::string out;
+  const Link kept(selection);
+  for (const Parameter& parameter : kept.parameters()) {
+    if (!is_bound(parameter.name) && parameter.name != "rows") {
+      out += fmt::format("<input type=\"hidden\" name=\"{}\" value=\"{}\">", parameter.name, escaped(parameter.value));
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string filter_form(const Selection& selection) {
+  std::string out =
+      chips(selection) + "<form method=\"get\" role=\"search\" aria-label=\"Filters\">" + hidden(selection);
+  out += "<div class=\"fields-row\">";
+  for (const Input& input : kInputs) {
+    out += field("", input);
+  }
+  out += level_names(selection) + time_field(selection, "since", "From") + time_field(selection, "until", "To");
+  out += rows(selection) + "</div><details><summary>Leave out</summary><div class=\"fields-row\">";
+  for (const Input& input : kInputs) {
+    out += field("not-", input);
+  }
+  return out + "</div></details><p><button type=\"submit\">Show</button> <a href=\"?\">Clear all</a></p></form>";
+}
+
+}  // namespace annal_web

@@ -1,0 +1,297 @@
+// What makes the page quicker to use; it works without. Nothing here turns a text into markup: elements are made one by
+// one, and pages that are fetched come parsed.
+"use strict";
+
+const remembered = {
+  get(name) {
+    try {
+      return localStorage.getItem(`annal-${name}`);
+    } catch {
+      return null; // the reader keeps nothing
+    }
+  },
+  set(name, value) {
+    try {
+      localStorage.setItem(`annal-${name}`, value);
+    } catch {
+      // It holds for this page alone.
+    }
+  },
+};
+
+// Before anything is drawn, so that nothing changes its colours afterwards.
+function applyLook() {
+  const root = document.documentElement;
+  const theme = remembered.get("theme");
+  if (theme === "light" || theme === "dark") {
+    root.dataset.theme = theme;
+  } else {
+    delete root.dataset.theme;
+  }
+  root.toggleAttribute("data-cut", remembered.get("messages") === "cut");
+}
+applyLook();
+
+// --- times ---
+
+const twoDigits = (number) => String(number).padStart(2, "0");
+
+function browserTime(moment) {
+  const date = new Date(moment);
+  return (
+    `${date.getFullYear()}-${twoDigits(date.getMonth() + 1)}-${twoDigits(date.getDate())} ` +
+    `${twoDigits(date.getHours())}:${twoDigits(date.getMinutes())}:${twoDigits(date.getSeconds())}`
+  );
+}
+
+function applyZone() {
+  const browser = remembered.get("zone") === "browser";
+  for (const time of document.querySelectorAll("time")) {
+    time.dataset.stored ??= time.textContent;
+    const known = !Number.isNaN(Date.parse(time.dateTime));
+    time.textContent = browser && known ? browserTime(time.dateTime) : time.dataset.stored;
+  }
+  const zone = document.getElementById("zone");
+  if (zone) {
+    zone.dataset.stored ??= zone.textContent;
+    const name = Intl.DateTimeFormat().resolvedOptions().timeZone;
+    zone.textContent = zone.dataset.stored + (browser ? `; those of the entries are this browser's, ${name}` : "");
+  }
+}
+
+// --- settings ---
+
+function settingsField(name, title, choices, apply) {
+  const label = document.createElement("label");
+  const select = document.createElement("select");
+  for (const [value, text] of choices) {
+    select.add(new Option(text, value));
+  }
+  const known = choices.some(([value]) => value === remembered.get(name));
+  select.value = known ? remembered.get(name) : choices[0][0];
+  select.id = `setting-${name}`;
+  select.addEventListener("change", () => {
+    remembered.set(name, select.value);
+    apply();
+  });
+  label.append(`${title} `, select);
+  return label;
+}
+
+function makeSettings() {
+  const place = document.getElementById("settings");
+  if (!place) {
+    return;
+  }
+  const look = () => {
+    applyLook();
+    drawHistogram();
+  };
+  place.append(
+    settingsField("theme", "Colours", [["", "as the system"], ["light", "light"], ["dark", "dark"]], look),
+    settingsField("zone", "Times", [["", "the appliance's"], ["browser", "this browser's"]], applyZone),
+    settingsField("messages", "Long messages", [["", "whole"], ["cut", "on one line"]], look),
+  );
+}
+
+// How many entries a page has, and whether repeats are folded, is the address's to say; without a word it is as last.
+function rememberAddress() {
+  const asked = new URLSearchParams(location.search);
+  if (location.search === "" && !location.pathname.includes("/download/")) {
+    for (const name of ["rows", "fold"]) {
+      const value = remembered.get(name);
+      if (value) {
+        asked.set(name, value);
+      }
+    }
+    if (asked.size > 0) {
+      location.replace(`?${asked}`);
+    }
+    return;
+  }
+  if (document.getElementById("live")) {
+    remembered.set("rows", asked.get("rows") ?? "");
+    remembered.set("fold", asked.get("fold") ?? "");
+  }
+}
+
+// --- the histogram ---
+
+let plot = null;
+
+function wallText(seconds) {
+  return new Date(seconds * 1000).toISOString().slice(0, 19).replace("T", " ");
+}
+
+function histogramData(section) {
+  const width = Number(section.dataset.width);
+  const counts = new Map();
+  for (const row of section.querySelectorAll("tr[data-from]")) {
+    counts.set(Number(row.dataset.from), row.dataset.counts.split(" ").map(Number));
+  }
+  const times = [...counts.keys()];
+  const data = [[], [], [], []];
+  for (let from = times[0]; from <= times[times.length - 1]; from += width) {
+    const [information, warning, error] = counts.get(from) ?? [0, 0, 0];
+    // Drawn one over the other, the highest first.
+    data[0].push(from + width / 2);
+    data[1].push(information + warning + error);
+    data[2].push(warning + error);
+    data[3].push(error);
+  }
+  return { width, data };
+}
+
+function drawHistogram() {
+  const section = document.getElementById("histogram");
+  plot?.destroy();
+  plot = null;
+  if (!section || typeof uPlot === "undefined") {
+    return;
+  }
+  const chart = section.querySelector(".chart");
+  const { width, data } = histogramData(section);
+  if (data[0].length === 0) {
+    return;
+  }
+  const style = getComputedStyle(document.documentElement);
+  const colour = (name) => style.getPropertyValue(`--${name}`).trim();
+  const axis = { stroke: colour("quiet"), grid: { stroke: colour("line"), width: 0.5 }, ticks: { stroke: colour("line") } };
+  const bars = uPlot.paths.bars({ size: [0.9, 60] });
+  const series = (label, name) => ({ label, fill: colour(name), stroke: colour(name), width: 0, paths: bars, points: { show: false } });
+  const half = width / 2;
+  const brush = (self) => {
+    if (self.select.width < 2) {
+      return;
+    }
+    const from = self.posToVal(self.select.left, "x");
+    const to = self.posToVal(self.select.left + self.select.width, "x");
+    const asked = new URLSearchParams(section.dataset.brush);
+    asked.set("since", wallText(Math.floor(from / width) * width));
+    asked.set("until", wallText(Math.ceil(to / width) * width - 1));
+    location.assign(`?${asked}`);
+  };
+  chart.querySelector("svg")?.remove();
+  chart.classList.add("drawn");
+  plot = new uPlot(
+    {
+      width: chart.clientWidth,
+      height: 130,
+      legend: { show: false },
+      cursor: { y: false, drag: { x: true, y: false, setScale: false } },
+      // The logs' times have no zone here: they are drawn as they are written.
+      tzDate: (seconds) => uPlot.tzDate(new Date(seconds * 1000), "Etc/UTC"),
+      scales: {
+        x: { range: [data[0][0] - half, data[0][data[0].length - 1] + half] },
+        y: { range: (self, low, high) => [0, Math.max(1, high)] },
+      },
+      axes: [axis, { ...axis, size: 60 }],
+      series: [{}, series("information", "information"), series("warning", "warning"), series("error", "error")],
+      hooks: { setSelect: [brush] },
+    },
+    data,
+    chart,
+  );
+}
+
+// --- following ---
+
+function follow() {
+  const interval = 2000;
+  let state = null;
+  const later = () => setTimeout(ask, interval);
+  const busy = () => document.hidden || !document.getSelection().isCollapsed;
+  function show(fetched) {
+    const fresh = fetched?.getElementById("live");
+    const live = document.getElementById("live");
+    if (!fresh || !live) {
+      return;
+    }
+    const focused = document.activeElement?.closest("#live a[href]")?.getAttribute("href");
+    const seen = new Set([...live.querySelectorAll(".entries tbody a")].map((link) => link.getAttribute("href")));
+    const open = live.querySelector("#histogram details")?.open;
+    live.replaceWith(document.adoptNode(fresh));
+    const details = fresh.querySelector("#histogram details");
+    if (details && open) {
+      details.open = true;
+    }
+    for (const link of fresh.querySelectorAll(".entries tbody a")) {
+      link.closest("tr").classList.toggle("new", seen.size > 0 && !seen.has(link.getAttribute("href")));
+    }
+    if (focused) {
+      [...fresh.querySelectorAll("a")].find((link) => link.getAttribute("href") === focused)?.focus();
+    }
+    applyZone();
+    drawHistogram();
+  }
+  function ask() {
+    if (busy()) {
+      later();
+      return;
+    }
+    const request = new XMLHttpRequest();
+    request.open("GET", location.href);
+    // Parsed by the browser, with no script in it run.
+    request.responseType = "document";
+    if (state) {
+      request.setRequestHeader("If-None-Match", state);
+    }
+    request.addEventListener("load", () => {
+      if (request.status === 200) {
+        state = request.getResponseHeader("ETag");
+        show(request.responseXML);
+      }
+    });
+    request.addEventListener("loadend", later);
+    request.send();
+  }
+  later();
+}
+
+// --- the keyboard ---
+
+function moveRow(step) {
+  const links = [...document.querySelectorAll(".entries tbody td:first-child a")];
+  const at = links.indexOf(document.activeElement);
+  const next = links[at < 0 ? (step > 0 ? 0 : links.length - 1) : at + step];
+  next?.focus();
+}
+
+const keys = {
+  "/": () => document.getElementById("search")?.focus(),
+  j: () => moveRow(1),
+  k: () => moveRow(-1),
+  n: () => document.querySelector("[data-key=next]")?.click(),
+  p: () => document.querySelector("[data-key=prev]")?.click(),
+  f: () => document.querySelector("[data-key=follow]")?.click(),
+  r: () => document.querySelector("[data-key=fold]")?.click(),
+  u: () => document.querySelector("[data-key=back]")?.click(),
+};
+
+function listenToKeys() {
+  document.addEventListener("keydown", (event) => {
+    const typing = event.target.closest("input, select, textarea");
+    if (typing || event.ctrlKey || event.metaKey || event.altKey || !Object.hasOwn(keys, event.key)) {
+      return;
+    }
+    event.preventDefault();
+    keys[event.key]();
+  });
+  const help = document.getElementById("keys");
+  if (help) {
+    help.hidden = false;
+  }
+}
+
+document.addEventListener("DOMContentLoaded", () => {
+  rememberAddress();
+  makeSettings();
+  applyZone();
+  listenToKeys();
+  drawHistogram();
+  if (document.querySelector("#live[data-follow]")) {
+    follow();
+  }
+  matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawHistogram);
+  addEventListener("resize", () => plot?.setSize({ width: document.querySelector(".chart").clientWidth, height: 130 }));
+});
