@@ -37,7 +37,7 @@ Answer run(Environment environment) {
   }
   std::vector<std::string> texts;
   for (const auto& [name, value] : environment) {
-    texts.push_back(name + "=" + value);
+    texts.push_back(fmt::format("{}={}", name, value));
   }
   std::vector<char*> pointers;
   for (std::string& text : texts) {

@@ -110,15 +110,22 @@ std::string filter_form(const Selection& selection) {
   std::string out =
       chips(selection) + "<form method=\"get\" role=\"search\" aria-label=\"Filters\">" + hidden(selection);
   out += "<div class=\"fields-row\">";
-  for (const Input& input : kInputs) {
+  // What is asked for most often.
+  constexpr std::array kFirst{kInputs[0], kInputs[2]};
+  for (const Input& input : kFirst) {
     out += field("", input);
   }
   out += level_names(selection) + time_field(selection, "since", "From") + time_field(selection, "until", "To");
-  out += rows(selection) + "</div><details><summary>Leave out</summary><div class=\"fields-row\">";
+  out += "</div><details><summary>More filters</summary><div class=\"fields-row\">";
+  for (const Input& input : kInputs) {
+    out += input.name == kFirst[0].name || input.name == kFirst[1].name ? "" : field("", input);
+  }
+  out += rows(selection) + "</div><fieldset><legend>Leave out</legend><div class=\"fields-row\">";
   for (const Input& input : kInputs) {
     out += field("not-", input);
   }
-  return out + "</div></details><p><button type=\"submit\">Show</button> <a href=\"?\">Clear all</a></p></form>";
+  return out +
+         "</div></fieldset></details><p><button type=\"submit\">Show</button> <a href=\"?\">Clear all</a></p></form>";
 }
 
 }  // namespace annal_web

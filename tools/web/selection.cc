@@ -185,8 +185,6 @@ std::vector<std::string> arguments_of(const Selection& selection) {
 
 }  // namespace
 
-const std::vector<std::size_t> kRowChoices{25, kUsualRows, 100, 200};
-
 bool is_filter(const std::string& name) {
   const Known* const one = known(name);
   return one != nullptr && one->kind == Kind::kFilter;

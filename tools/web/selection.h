@@ -1,6 +1,8 @@
 // What is asked for, as the address has it. An address says all of it, so that it can be sent to a colleague.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -87,6 +89,6 @@ class Link {
 [[nodiscard]] bool is_filter(const std::string& name);
 
 constexpr std::size_t kUsualRows = 50;
-extern const std::vector<std::size_t> kRowChoices;
+constexpr std::array<std::size_t, 4> kRowChoices{25, kUsualRows, 100, 200};
 
 }  // namespace annal_web

@@ -34,7 +34,7 @@ bool ends_word(std::string_view text, std::size_t place) {
 // The length of what consists of some characters from a place on.
 template <typename Belongs>
 std::size_t run(std::string_view text, std::size_t place, Belongs belongs) {
-  const auto from = text.begin() + static_cast<std::ptrdiff_t>(place);
+  const auto* const from = text.begin() + static_cast<std::ptrdiff_t>(place);
   return static_cast<std::size_t>(std::find_if_not(from, text.end(), belongs) - from);
 }
 

@@ -142,6 +142,18 @@ function histogramData(section) {
   return { width, data };
 }
 
+// As few words as tell the places of an axis apart.
+function axisTexts(self, places, axis, space, step) {
+  const day = 86400;
+  return places.map((seconds) => {
+    const text = wallText(seconds);
+    if (step >= day) {
+      return text.slice(0, 10);
+    }
+    return seconds % day === 0 ? text.slice(5, 10) : text.slice(11, step < 60 ? 19 : 16);
+  });
+}
+
 function drawHistogram() {
   const section = document.getElementById("histogram");
   plot?.destroy();
@@ -185,7 +197,7 @@ function drawHistogram() {
         x: { range: [data[0][0] - half, data[0][data[0].length - 1] + half] },
         y: { range: (self, low, high) => [0, Math.max(1, high)] },
       },
-      axes: [axis, { ...axis, size: 60 }],
+      axes: [{ ...axis, space: 90, values: axisTexts }, { ...axis, size: 60 }],
       series: [{}, series("information", "information"), series("warning", "warning"), series("error", "error")],
       hooks: { setSelect: [brush] },
     },
