@@ -1,4 +1,5 @@
 // What is copied into the database, and what the database's codes mean.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <set>
@@ -113,10 +114,11 @@ TEST(DatabaseSchema, HasEveryColumnThatIsCopied) {
     ASSERT_NE(begin, std::string::npos);
     const std::string definition = schema.substr(begin, schema.find("PARTITION BY", begin) - begin);
     for (const Column& column : table.columns) {
-      const std::string type = column.number ? " bigint" : " text";
       const std::string name(column.name);
-      EXPECT_TRUE(definition.find("\n  " + name + type) != std::string::npos ||
-                  definition.find("\n  \"" + name + "\"" + type) != std::string::npos)
+      const std::string type = column.number ? "bigint" : "text";
+      const std::string plain = fmt::format("\n  {} {}", name, type);
+      const std::string quoted = fmt::format("\n  \"{}\" {}", name, type);
+      EXPECT_TRUE(definition.find(plain) != std::string::npos || definition.find(quoted) != std::string::npos)
           << table.log << "." << name;
     }
   }

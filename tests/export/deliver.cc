@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "tests/export/sample_records.h"
-#include "tools/export/database/schema.h"
 #include "tools/export/registry.h"
 #include "tools/export/settings_table.h"
 #include "tools/export/sink.h"
@@ -139,13 +138,7 @@ int main(int argc, char** argv) {
   app.add_option("--gap", wanted.gap);
   app.add_flag("--redact", wanted.redact);
   app.add_option("--tries", wanted.tries);
-  bool print_schema = false;
-  app.add_flag("--print-schema", print_schema, "print the database's schema, and nothing else");
   CLI11_PARSE(app, argc, argv);
-  if (print_schema) {
-    std::cout << exporter::database::schema_script();
-    return 0;
-  }
   try {
     std::ifstream lines(wanted.messages_file);
     for (std::string line; std::getline(lines, line);) {

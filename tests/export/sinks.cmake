@@ -5,7 +5,6 @@ target_link_libraries(sample_records PUBLIC fmt::fmt)
 
 find_package(tomlplusplus REQUIRED)
 add_executable(deliver deliver.cc)
-target_include_directories(deliver PRIVATE ${PQ_INCLUDE})
 target_link_libraries(deliver PRIVATE sample_records annal_export_parts tomlplusplus::tomlplusplus)
 
 annal_tests(sinks_tests

@@ -57,10 +57,19 @@ createdb -h "$folder/socket" -p "$port" -U postgres annal
 sql "CREATE ROLE appliances LOGIN PASSWORD '$(cat "$folder/password")'" >/dev/null
 sql "CREATE ROLE auditor LOGIN PASSWORD 'auditor'" >/dev/null
 expect_match "is asked for" "$(deliver "$pg" 2>&1)" "trouble: .*schema"
+printf 'host = "%s"\nport = %s\nuser = "postgres"\n' "$folder/socket" "$port" >"$folder/owner.toml"
+database() { "$ANNAL_BIN/annal-database" -c "$folder/owner.toml" "$@"; }
+expect_match "is applied" "$(database apply)" '0001_logs.*0002_partitions.*0003_store'
+expect "only once" "$(database apply)" ""
+createdb -h "$folder/socket" -p "$port" -U postgres printed
 for _ in first second; do
-  deliver --print-schema | psql -X -q -h "$folder/socket" -p "$port" -U postgres annal >>"$folder/schema.log" 2>&1
+  database print | psql -X -q -h "$folder/socket" -p "$port" -U postgres printed >>"$folder/schema.log" 2>&1
 done
-expect "is applied once" "$(sql 'SELECT count(*) = max(number) FROM annal.migration')" t
+dump() { pg_dump -s -h "$folder/socket" -p "$port" -U postgres "$1" | grep -v '^.\(un\)\?restrict '; }
+expect "as a script it makes the same" "$(diff <(dump annal) <(dump printed))" ""
+printf 'host = "localhost"\nport = 1\ntls = "off"\n' >"$folder/nowhere.toml"
+expect_match "an unreachable server is told" "$("$ANNAL_BIN/annal-database" -c "$folder/nowhere.toml" apply 2>&1)" \
+  '^annal-database: database annal on localhost:1: .*refused'
 expect_match "a user without the role is told" "$(deliver "$pg" 2>&1)" "trouble: .*annal_writer"
 sql 'GRANT annal_writer TO appliances; GRANT annal_reader TO auditor' >/dev/null
 
@@ -100,6 +109,30 @@ deliver "$pg" --from 7 >/dev/null
 expect "replaces the first" "$(sql 'SELECT event_desc FROM annal.event WHERE id = 7 AND generation = 1')" blanked
 expect "and leaves a trace" "$(sql 'SELECT log, id FROM annal.redaction')" 'event|7'
 
+echo "records as JSON"
+printf '%s\n' 'two\nlines \e[31m' "it's \\\\N" >"$folder/hostile"
+json=$folder/records
+echo 'type = "stdout"' >"$folder/stdout.toml"
+for log in event conn fileop notice; do
+  deliver "$pg" --generation 20 --log "$log" --count 3 --gap 2 --messages "$folder/hostile" >/dev/null
+  deliver "$folder/stdout.toml" --generation 20 --log "$log" --count 3 --gap 2 \
+    --messages "$folder/hostile" | grep '^{' >>"$json"
+done
+sed "s/'/''/g; s/.*/SELECT annal.store('&');/; s/\"generation\":20/\"generation\":21/" "$json" |
+  PGPASSWORD=$(cat "$folder/password") psql -X -q -v ON_ERROR_STOP=1 \
+    "host=localhost port=$port dbname=annal user=appliances sslmode=require" >/dev/null
+for log in event conn fileop notice; do
+  rows() { sql "SELECT to_jsonb(t) - 'received' - 'generation' FROM annal.$log AS t WHERE generation = $1 ORDER BY id"; }
+  expect "are the same rows of the $log log" "$(rows 21)" "$(rows 20)"
+  expect "of which there are" "$(rows 21 | wc -l)" 3
+done
+expect "and the same gaps" "$(sql 'SELECT count(*), count(DISTINCT (log, first_id, entries)) FROM annal.gap WHERE generation IN (20, 21)')" '8|4'
+sql "SELECT annal.store('{\"appliance\":\"0123456789abcdef0123456789abcdef\",\"log\":\"event\",\"generation\":22,\"kind\":\"entry\",
+  \"id\":1,\"date\":\"2026-11-21\",\"time\":\"10:00:00\",\"timestamp\":null,\"level\":\"warning\",\"severity\":4,\"message\":\"m\",
+  \"fields\":{\"event_id\":1,\"event_type\":\"odd\",\"later\":5}}')" >/dev/null
+expect "what has no column is kept" "$(sql 'SELECT event_type IS NULL, other_fields FROM annal.event WHERE generation = 22')" \
+  't|{"later": 5, "event_type": "odd"}'
+
 echo "rights"
 as() { PGPASSWORD=$2 psql -X -q -A -t "host=localhost port=$port dbname=annal user=$1 sslmode=require" -c "$3" 2>&1 || true; }
 expect_match "a writer cannot read" "$(as appliances "$(cat "$folder/password")" 'SELECT * FROM annal.entry')" 'permission denied'
@@ -126,7 +159,7 @@ deliver "$pg" --generation 7 --date "$older" >/dev/null
 expect "are made by day if set so" "$(sql "SELECT tableoid::regclass FROM annal.event WHERE generation = 7")" \
   "annal.event_$(date -u -d "$older" +%Y%m%d)"
 sql "UPDATE annal.setting SET partition_width = 'month'" >/dev/null
-expect "are dropped when they are old" "$(sql "SELECT * FROM annal.drop_before('$(date -u -d '-60 days' +%F)')" | wc -l)" 2
+expect "are dropped when they are old" "$(database drop-before "$(date -u -d '-60 days' +%F)" | wc -l)" 2
 expect "with their entries" "$(sql 'SELECT count(*) FROM annal.event WHERE generation IN (6, 7)')" 0
 
 echo "a server that is killed and started again while entries come"

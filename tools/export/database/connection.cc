@@ -51,7 +51,7 @@ const char* mode_of(const Target& target) {
 // What helps, for the failures that every new set-up meets.
 std::string advice(std::string_view state) {
   if (state == "3F000" || state == "42P01") {
-    return ": apply the schema with 'annal-collect schema apply'";
+    return ": apply the schema with 'annal-database apply'";
   }
   if (state == "42501") {
     return ": grant the role annal_writer to this user";

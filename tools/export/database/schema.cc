@@ -69,8 +69,8 @@ void require_schema(Connection& connection) {
   const Connection::Result result = connection.run(kApplied);
   if (const int applied = number_in(result); applied < latest()) {
     throw Failure(Failure::Cause::kServer,
-                  fmt::format("the database has schema {}, and this program needs {}: apply it with 'annal-collect "
-                              "schema apply'",
+                  fmt::format("the database has schema {}, and this program needs {}: apply it with 'annal-database "
+                              "apply'",
                               applied, latest()));
   }
 }

@@ -43,7 +43,7 @@ void CurlHandle::reset(const Stop& stop) {
   curl_easy_setopt(handle, CURLOPT_XFERINFODATA, &stop);
 }
 
-void CurlHandle::use(const ClientFiles& files) {
+void CurlHandle::use(const ClientFiles& files) const {
   CURL* const handle = get();
   curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 2L);

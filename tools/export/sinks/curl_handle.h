@@ -22,7 +22,7 @@ class CurlHandle {
   // Forgets all options of before; connections stay.
   void reset(const Stop& stop);
   // Trusts only these authorities, and checks the receiver's name.
-  void use(const ClientFiles& files);
+  void use(const ClientFiles& files) const;
   // What went wrong, in libcurl's words.
   [[nodiscard]] std::string reason(CURLcode code) const;
 
