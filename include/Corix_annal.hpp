@@ -14,7 +14,7 @@
  *
  *  - Results. A function returns a Result: a value, or the Code of a failure. Test it with "if (result)", and ask it
  * for code(), text() and *result. Who prefers exceptions calls value(), which throws Error for a failure; without
- *    exceptions there is no value(). A Result that is not looked at is a warning.
+ *    exceptions there is no value(). The compiler warns about an unused Result.
  *
  *  - Texts are std::string_views, which are read during the call only. A text that is left out is not there: no
  *    condition of a filter, an empty field of an entry. A text that is longer than its field, or has a zero byte in it,
@@ -226,7 +226,7 @@ struct Period {
   std::string_view time_to{};
 };
 
-// In which order rows are listed, and which of them: so many, from one on. Rows count from 0.
+// The order of a listing, and which of its rows: a number of them from a start on. The first row is 0.
 template <typename Sort>
 struct View {
   Sort sort{};
@@ -510,7 +510,7 @@ class Store {
     size_ = bytes_ = 0;
   }
 
-  // False when there is no memory for it.
+  // False if there is no memory for it.
   bool keep(int columns, const char* const* values) noexcept {
     const std::size_t head = sizeof(Row) + static_cast<std::size_t>(columns) * sizeof(char*);
     while (current_ == nullptr || !copy(columns, values, head)) {
@@ -615,7 +615,7 @@ class RowOfTexts {
   [[nodiscard]] const char* c_str(int column) const noexcept {
     return column >= 0 && column < columns_ ? values_[column] : nullptr;
   }
-  // 0 for what is no number.
+  // 0 for a text that is not a number.
   [[nodiscard]] std::int64_t number(int column) const noexcept {
     const char* const value = c_str(column);
     return value != nullptr ? std::strtoll(value, nullptr, 10) : 0;
@@ -744,25 +744,25 @@ Result<Page<Row>> page(const Query& query, const View<Sort>& view) noexcept {
   if (query.code() != Code::ok) {
     return query.code();
   }
-  struct Keeper {
+  struct RowCopier {
     Store rows{};
     bool memory = true;
     static int row(void* context, int columns, char** values, char** /*names*/) {
-      auto& keeper = *static_cast<Keeper*>(context);
-      keeper.memory = keeper.rows.keep(columns, values);
-      return keeper.memory ? 0 : 1;
+      auto& copier = *static_cast<RowCopier*>(context);
+      copier.memory = copier.rows.keep(columns, values);
+      return copier.memory ? 0 : 1;
     }
   };
-  Keeper keeper;
+  RowCopier copier;
   const Range range(view);
-  const int code = query.list(&Keeper::row, range.sort, range.start, range.end, &keeper);
-  if (!keeper.memory) {
+  const int code = query.list(&RowCopier::row, range.sort, range.start, range.end, &copier);
+  if (!copier.memory) {
     return Code::no_memory;
   }
   if (code != ANNAL_OK) {
     return static_cast<Code>(code);
   }
-  return Page<Row>(std::move(keeper.rows));
+  return Page<Row>(std::move(copier.rows));
 }
 
 template <typename Query>
@@ -1198,7 +1198,7 @@ inline Result<void> set_limit(Limit limit) noexcept {
 inline Result<void> remove_limit() noexcept {
   return detail::result_of(annal_event_remove_trigger_logfull());
 }
-// Leaves so many of the newest entries.
+// Keeps only the newest entries.
 inline Result<void> trim_to(int rows) noexcept {
   return rows > 0 ? detail::result_of(annal_event_del_logfull_over_size(rows)) : Code::bad_argument;
 }
@@ -1526,7 +1526,7 @@ inline Result<void> set_limit(Limit limit) noexcept {
 inline Result<void> remove_limit() noexcept {
   return detail::result_of(annal_conn_remove_trigger_logfull());
 }
-// Deletes so many of the oldest entries.
+// Deletes the oldest entries.
 inline Result<void> trim_by(int rows) noexcept {
   return rows >= 0 ? detail::result_of(annal_conn_del_full(rows)) : Code::bad_argument;
 }
@@ -1950,7 +1950,7 @@ inline Result<void> set_limit(Limit limit) noexcept {
 inline Result<void> remove_limit() noexcept {
   return detail::result_of(annal_notice_remove_trigger_logfull());
 }
-// Deletes what is older than so many days.
+// Deletes the entries that are older than a number of days.
 inline Result<void> age(int days) noexcept {
   return detail::result_of(AnnalNoticeDellogByClientTime(days));
 }
