@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# build.sh SOURCE RESULTS: builds the Debian packages of a source folder into another folder, looks through them with
-# lintian, and builds them again elsewhere, in other surroundings, to see that they are equal byte for byte.
+# build.sh SOURCE RESULTS: builds a source folder's Debian packages into another folder, checks them with lintian, and
+# builds them again elsewhere, in a different environment, to check that they are equal byte for byte.
 # build.sh --once SOURCE RESULTS leaves out the second build and lintian.
 set -euo pipefail
 
-# A cache that shortens paths would put other ones into the debugging information than the compiler.
+# A cache that shortens paths would change those in the debugging information.
 unset CCACHE_BASEDIR CCACHE_NOHASHDIR
 
 once=
@@ -18,7 +18,7 @@ results=$(realpath "$results")
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*" >&2; }
 
-# copy_source TO: what belongs to the source, without what has been built; of one age, whoever checked it out when.
+# copy_source TO: the source without build results, all with one time, whenever it was checked out.
 copy_source() {
   mkdir -p "$1"
   if git -C "$source" rev-parse --git-dir >/dev/null 2>&1; then
@@ -37,7 +37,8 @@ build_in() {
   }
 }
 
-# What ./dev installs to build is what Debian's builders have to install, but for the tests' own and what all have.
+# The packages that ./dev installs to build are those that Debian's builders need, except for the tests' own and those
+# that every builder has.
 for package in $(sed -n '/^readonly BUILD_PACKAGES=(/,/)/p' "$source/dev" | tr -d '()' | sed 's/.*=//'); do
   grep -qE "^ $package( |:|,)|^(g\+\+|libgtest-dev|libgmock-dev)\$" "$source/debian/control" - <<<"$package" || {
     printf 'packages: debian/control does not ask for %s\n' "$package" >&2
@@ -48,7 +49,7 @@ done
 rm -rf "${results:?}"/*
 say "Building the packages"
 copy_source "$results/first/corix-annal"
-# Both copies are made now: the source may change while it is built.
+# Copies both now: the source may change during the build.
 again=$results/second/in/a/folder/elsewhere
 [[ -n $once ]] || copy_source "$again/corix-annal"
 (umask 022 && build_in "$results/first/corix-annal")
@@ -59,7 +60,7 @@ say "lintian"
 lintian --pedantic --fail-on error,warning,pedantic "$results"/*.changes
 
 say "Building them again"
-# Without the compiler's results of the first time.
+# Without the first build's cached results.
 (umask 002 && export TZ=Pacific/Kiritimati LC_ALL=C HOME=/nonexistent CCACHE_DISABLE=1 &&
   build_in "$again/corix-annal")
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # check.sh PACKAGES: installs the packages of a folder on bare Debian systems, uses them there from C, C++ and CMake and
-# by hand, upgrades them with logs in place, gives them an appliance's own platform libraries, and removes them. Wants
-# to be root. Nothing of the machine is changed: the systems are folders, each thrown away after its test.
+# by hand, upgrades them with logs in place, gives them an appliance's own platform libraries, and removes them. Needs
+# root. Does not change the machine: the systems are folders, each deleted after its test.
 # shellcheck disable=SC2016 # for dpkg and for inner shells
 set -euo pipefail
 here=$(dirname "$(realpath "$0")")
@@ -16,12 +16,12 @@ fail() {
   exit 1
 }
 
-# The parts below are run in a mount namespace of their own.
+# The parts below run in a mount namespace of their own.
 if [[ ${ANNAL_CHECK_NAMESPACE:-} != yes ]]; then
   ANNAL_CHECK_NAMESPACE=yes exec unshare --mount --propagation private bash "$0" "$@"
 fi
 
-# bare_system NAME [PACKAGE...]: makes a Debian system with these packages only, unless there is a fresh one.
+# bare_system NAME [PACKAGE...]: creates a Debian system with only these packages, unless there is a fresh one.
 bare_system() {
   local system=$ROOTS/$1
   if [[ -z $(find "$system/complete" -mtime -7 2>/dev/null) ]]; then
@@ -65,14 +65,14 @@ install() { inside apt-get install -q -y --no-install-recommends "$@" >"$scratch
   cat "$scratch/apt.log" >&2
   fail "cannot install $*"
 }; }
-# Our packages of a folder inside, with these names.
+# Our packages with these names, from a folder inside.
 files_of() {
   local folder=$1 name
   for name in "${@:2}"; do
     find "$root$folder" -maxdepth 1 -name "${name}_*.deb" -printf "$folder/%f\n"
   done
 }
-# What is on the system, but for what every installation writes.
+# The files of the system, except those that every installation writes.
 listed() {
   (cd "$root" && find . -xdev \( -path ./proc -o -path ./dev -o -path ./packages -o -path ./tests -o -path ./tmp -o -path ./previous \
     -o -path ./var/cache -o -path ./var/log -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./run \
@@ -93,7 +93,7 @@ listing() {
   done
 }
 
-# The same packages as an older release: nothing has been released before 2.0.0.
+# The same packages as an older release: there was none before 2.0.0.
 make_previous() {
   local package
   mkdir -p "$root/previous"
@@ -198,7 +198,7 @@ for test in $tests; do
 done
 
 say "Used from CMake, from another folder"
-# What was built for the packages, as who packages otherwise installs it.
+# The build of the packages, installed as another packager would.
 cmake --install "$packages/first/corix-annal/build/debian" --prefix "$root/opt/annal" >/dev/null
 cmake --install "$packages/first/corix-annal/build/debian" --prefix "$root/opt/annal" --component stand-ins >/dev/null
 inside /tests/from-cmake /opt/annal

@@ -1,4 +1,4 @@
-/* Adds an event and lists the log. The rows are written after the listing: its callback holds up those who write. */
+/* Adds an event and lists the log. It prints the rows after the listing, whose callback holds up writers. */
 #include <Corix_annal.h>
 #include <Corix_annal_text.h>
 #include <stdio.h>
@@ -27,7 +27,7 @@ int main(void) {
   static struct rows rows;
   EventRecord event;
   int result = annal_event_create_tbl(0, 0);
-  if (result != ANNAL_OK && result != ANNAL_TABLE_FAILED) { /* which it answers when the log is there already */
+  if (result != ANNAL_OK && result != ANNAL_TABLE_FAILED) { /* which means that the log exists */
     fprintf(stderr, "create: %s\n", annal_result_text(result));
     return 1;
   }

@@ -1,4 +1,4 @@
-// Adds an event and lists the log. A failure is thrown.
+// Adds an event and lists the log. Failures throw.
 #include <Corix_annal.hpp>
 #include <iostream>
 
@@ -7,7 +7,7 @@ namespace {
 void add_and_list() {
   using namespace annal::event;
   const auto created = create();
-  if (created.code() != annal::Code::table_failed) {  // which it answers when the log is there already
+  if (created.code() != annal::Code::table_failed) {  // which means that the log exists
     created.value();
   }
   add(Entry{}.with_level(annal::Level::warning).with_user("o'neil").with_message("Volume 1 is nearly full.")).value();

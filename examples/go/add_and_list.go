@@ -17,7 +17,7 @@ import (
 	"unsafe"
 )
 
-// A text and its terminator, or nothing: the rest of a new record is zero already.
+// Copies a text that fits. A new record is zeroed, so the terminator is there.
 func put(field []C.char, text string) error {
 	if len(text) >= len(field) {
 		return fmt.Errorf("it does not fit: %s", text)
@@ -50,7 +50,7 @@ func collect(context unsafe.Pointer, columns C.int, values **C.char, names **C.c
 
 func addAndList() error {
 	created := C.annal_event_create_tbl(0, 0)
-	if created != C.ANNAL_TABLE_FAILED { // which it answers when the log is there already
+	if created != C.ANNAL_TABLE_FAILED { // which means that the log exists
 		if err := check("create", created); err != nil {
 			return err
 		}

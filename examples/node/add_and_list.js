@@ -18,7 +18,7 @@ function fitting(text, size) {
 }
 
 const created = annal.annal_event_create_tbl(0, 0);
-if (created !== annal.ANNAL_TABLE_FAILED) {  // which it answers when the log is there already
+if (created !== annal.ANNAL_TABLE_FAILED) {  // which means that the log exists
   check('create', created);
 }
 check('add', annal.annal_event_add_msgid_ex3({

@@ -1,4 +1,4 @@
-// Adds an event and lists the log, with the declarations that bindgen makes of the header.
+// Adds an event and lists the log, with the declarations that bindgen generates from the header.
 #![allow(non_camel_case_types, non_snake_case, non_upper_case_globals, dead_code)]
 
 use std::ffi::CStr;
@@ -6,7 +6,7 @@ use std::os::raw::{c_char, c_int, c_void};
 
 include!(concat!(env!("OUT_DIR"), "/bindings.rs"));
 
-// A text and its terminator, or nothing: the rest of a zeroed record is zero already.
+// Copies a text that fits. The record is zeroed, so the terminator is there.
 fn put(field: &mut [c_char], text: &str) -> Result<(), String> {
     if text.len() >= field.len() || text.contains('\0') {
         return Err(format!("it does not fit: {text}"));
@@ -44,7 +44,7 @@ unsafe extern "C" fn collect(
 fn main() -> Result<(), String> {
     let created = unsafe { annal_event_create_tbl(0, 0) };
     if created != annal_result_ANNAL_TABLE_FAILED {
-        check("create", created)?; // the other one is its answer when the log is there already
+        check("create", created)?; // the other code means that the log exists
     }
     let mut event: EventRecord = unsafe { std::mem::zeroed() };
     event.event_type = annal_level_ANNAL_WARNING as i32;

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # check.sh PROCESSOR LIBRARY: compares a built library with the recorded interface of release 2.0.0 for that
 # processor (Debian's name), PROCESSOR.abi beside this script: every exported function and array, and every type that they
-# need. What has been added is fine; what has been removed or changed is not.
-# check.sh --record PROCESSOR LIBRARY HEADERS: records it instead, which is for a new major release or processor only.
+# need. Additions are fine; removals and changes are not.
+# check.sh --record PROCESSOR LIBRARY HEADERS: records it instead, only for a new major release or processor.
 set -euo pipefail
 here=$(dirname "$(realpath "$0")")
 record=

@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
-# emulated.sh QEMU_NAME SYSROOT COMMAND [ARGUMENT...]: runs a command where programs of another processor run too, those
-# that they start included. The kernel is told about the emulator in a user namespace of our own, which Linux can
-# since 6.7; the processor's libraries are laid over the machine's in a mount namespace. The machine notices neither.
+# emulated.sh QEMU_NAME SYSROOT COMMAND [ARGUMENT...]: runs a command where programs of another processor run, too, and
+# so do those that they start. Registers the emulator in a user namespace of its own, which needs Linux 6.7, and lays the
+# processor's libraries over the machine's in a mount namespace. The machine itself does not change.
 set -euo pipefail
 
-# The beginning of a program's file: 32 or 64 bits, the byte order, and the processor's number.
+# The start of a program's file: 32 or 64 bits, the byte order, and the processor's number.
 declare -rA MAGIC=(
   [aarch64]='\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00'
   [arm]='\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x28\x00'
   [s390x]='\x7fELF\x02\x02\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x16'
 )
-# Not looked at: the system's name, and whether a program is position-independent.
+# Ignores the system's name, and whether a program is position-independent.
 declare -rA MASK=(
   [aarch64]='\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff'
   [arm]='\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff'
@@ -28,7 +28,7 @@ if [[ $1 == --inside ]]; then
   qemu=$1 sysroot=$2
   shift 2
   mount -t binfmt_misc none /proc/sys/fs/binfmt_misc || fail "no binfmt_misc in a user namespace: Linux 6.7 can"
-  # F: the emulator is opened now, so that it is found whatever is mounted later. P: a program keeps its own name.
+  # F: opens the emulator now, so that it is found whatever is mounted later. P: a program keeps its own name.
   printf ':annal:M::%s:%s:/usr/bin/qemu-%s-static:FP' "${MAGIC[$qemu]}" "${MASK[$qemu]}" "$qemu" \
     >/proc/sys/fs/binfmt_misc/register
   mount -t overlay none -o "lowerdir=$sysroot/usr/lib:$sysroot/lib:/usr/lib" /usr/lib
@@ -39,8 +39,8 @@ fi
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 mkfifo "$folder/mapped"
-# Every user of the machine keeps the number: some tests become another one. A process that is run before it has a number
-# has no rights, and one that is run after it has them.
+# Every user of the machine keeps its number, because some tests become another user. A process that starts before its
+# user has a number has no rights.
 # shellcheck disable=SC2016 # the inner shell's
 unshare --user --mount --propagation private bash -c 'read -r _ <"$0"; exec "$@"' "$folder/mapped" \
   bash "$0" --inside "$@" <&0 &

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # run.sh PROCESSOR [PROGRAM...]: builds the library and its tests for another processor (armhf, aarch64, s390x), runs them
-# with an emulator on a private appliance of this machine's, and compares the logs that both write, byte for byte. With
+# with an emulator on a private appliance of this machine, and compares the logs that both write, byte for byte. With
 # names, only those test programs; "none" for none.
-# run.sh --triplet PROCESSOR: the GNU name of it.
+# run.sh --triplet PROCESSOR: prints its GNU name.
 set -euo pipefail
 cd "$(dirname "$(realpath "$0")")/../.."
 
@@ -37,8 +37,8 @@ cmake --build "$build" --target Corix_annal written_logs c_caller "${programs[@]
 say "What the library exports ($processor)"
 packaging/abi/check.sh "$debian" "$build/libCorix_annal.so.2"
 
-# emulated COMMAND...: on a private appliance. The appliance is this machine's program: an emulator knows few of the
-# system calls that make one.
+# emulated COMMAND...: on a private appliance, created by this machine's program: an emulator has few of the system calls
+# for that.
 emulated() { packaging/cross/emulated.sh "$emulator" "$sysroot" "$release/bin/private-appliance" "$@"; }
 
 say "The files of both ($processor)"

@@ -1,4 +1,4 @@
-"""The appliance's logs, as Python's users expect them.
+"""The appliance's logs for Python.
 
     import annal
 
@@ -10,19 +10,19 @@
 ``annal.FileOperationLog(path)`` is a file-operation log, and ``annal.catalog["A011"][7].fill(60)`` a message of the
 catalog.
 
-**Texts** are str. What is no UTF-8 in a log is read with ``surrogateescape`` and written back as the same bytes. A text
-that the library would cut or replace is refused with a ValueError that names the bound; bounds are in bytes of UTF-8.
+**Texts** are str. Bytes that are not UTF-8 are read with ``surrogateescape`` and written back as the same bytes. A text
+that the library would cut or replace raises a ValueError that names the bound; bounds are in bytes of UTF-8.
 
-**Times** are aware datetimes, read in local time; a naive one is refused.
+**Times** are aware datetimes, in local time when read; naive ones are refused.
 
-**Failures** are exceptions, one for each of the library's result codes, all of them AnnalError; arguments that can
-never do are a TypeError or ValueError.
+**Failures** are exceptions derived from AnnalError, one for each of the library's result codes; invalid arguments raise
+a TypeError or ValueError.
 
-**Locks.** No lock is held while a row is in the caller's hands. Writing waits up to 20 seconds for a lock unless the
-function says otherwise, and other threads run meanwhile.
+**Locks.** Your code never runs with a log locked. Writing waits up to 20 seconds for a lock unless the function says
+otherwise, and other threads run meanwhile.
 
 **Threads.** The logs have no state: any number of threads may use them at once, with the global lock or without one. An
-iterator, a Batch and what is read from them are for one thread at a time. After a fork, begin a new listing.
+iterator or a Batch is for one thread at a time. After a fork, start a new listing.
 """
 
 from ._catalog import Application, Catalog, Message, catalog

@@ -1,4 +1,4 @@
-"""Checks what callers hand in, before any of it reaches the library: nothing is cut, replaced or run as SQL."""
+"""Checks arguments before they reach the library, so that it never cuts or replaces them, or runs them as SQL."""
 
 from __future__ import annotations
 
@@ -16,13 +16,13 @@ _NAME = re.compile(r"[A-Za-z_][A-Za-z0-9_]*\Z")
 
 
 def text(name: str, value: object, bound: int | None = None) -> bytes:
-    """The bytes of a text, at most ``bound`` of them; what ``surrogateescape`` read becomes the same bytes again."""
+    """A text's bytes, at most ``bound`` of them; what ``surrogateescape`` read becomes the same bytes again."""
     if not isinstance(value, str):
         raise TypeError(f"{name} must be str, not {type(value).__name__}")
     try:
         encoded = value.encode("utf-8", "surrogateescape")
     except UnicodeEncodeError as error:
-        raise ValueError(f"{name} holds a surrogate that stands for no byte: {error.reason}") from error
+        raise ValueError(f"{name} holds a surrogate that encodes no byte: {error.reason}") from error
     if b"\0" in encoded:
         raise ValueError(f"{name} holds a zero character, which would end it")
     if bound is not None and len(encoded) > bound:
@@ -31,7 +31,7 @@ def text(name: str, value: object, bound: int | None = None) -> bytes:
 
 
 def quoted(name: str, value: object, bound: int | None = None) -> bytes:
-    """A text that stands between single quotes in a statement, with its own doubled."""
+    """A text for between single quotes in a statement, with its own quotes doubled."""
     encoded = text(name, value).replace(b"'", b"''")
     if bound is not None and len(encoded) > bound:
         raise ValueError(
@@ -41,14 +41,14 @@ def quoted(name: str, value: object, bound: int | None = None) -> bytes:
 
 
 def address(name: str, value: object, check: str = "annal_checkip") -> bytes:
-    """An IPv4 or IPv6 address, as the library takes one; an empty text for none."""
+    """An IPv4 or IPv6 address that the library accepts, or an empty text."""
     encoded = text(name, value, 64)
     if b"'" in encoded:
-        raise ValueError(f"{name} is no address: {value!r}")
+        raise ValueError(f"{name} is not an address: {value!r}")
     if encoded:
         buffer = ctypes.create_string_buffer(encoded)
         if getattr(library, check)(buffer) != 0:
-            raise ValueError(f"{name} is no IPv4 or IPv6 address: {value!r}")
+            raise ValueError(f"{name} is not an IPv4 or IPv6 address: {value!r}")
     return encoded
 
 
@@ -63,24 +63,24 @@ def number(name: str, value: object, lowest: int = INT32[0], highest: int = INT3
 
 
 def moment(name: str, value: object) -> datetime.datetime:
-    """A time that is known all over the world."""
+    """An aware time."""
     if not isinstance(value, datetime.datetime):
         raise TypeError(f"{name} must be datetime.datetime, not {type(value).__name__}")
     if value.utcoffset() is None:
-        raise ValueError(f"{name} has no time zone: say {name}.astimezone() for local time")
+        raise ValueError(f"{name} has no time zone: use {name}.astimezone() for local time")
     return value
 
 
 def stamp(name: str, value: object) -> int:
-    """Seconds since 1970 as the logs store them, in 32 bits. 0 is no stamp: to the library it means now."""
+    """Seconds since 1970 as the logs store them, in 32 bits. Not 0, which means now to the library."""
     return number(f"{name}, in seconds since 1970,", int(moment(name, value).timestamp()), 1)
 
 
 def column(name: str, value: object) -> bytes:
-    """The name of a column, which goes unescaped into a statement."""
+    """A column's name, which goes unescaped into a statement."""
     encoded = text(name, value)
     if not _NAME.match(encoded.decode("utf-8", "surrogateescape")):
-        raise ValueError(f"{name} must be letters, digits and underscores, and begin with no digit: {value!r}")
+        raise ValueError(f"{name} must be letters, digits and underscores, and not begin with a digit: {value!r}")
     return encoded
 
 
@@ -95,7 +95,7 @@ def path(name: str, value: object) -> bytes:
 
 
 def only_one(arguments: dict[str, object]) -> tuple[str, object]:
-    """The one argument that is there."""
+    """The one argument that was given."""
     given = [(name, value) for name, value in arguments.items() if value is not None]
     if len(given) != 1:
         names = ", ".join(arguments)

@@ -19,11 +19,11 @@ _TOKEN = re.compile(r"%V\d{3}%")
 
 @dataclasses.dataclass(frozen=True, slots=True)
 class Message:
-    """One message of the catalog, or a phrase that messages are made of.
+    """One message of the catalog, or a phrase that messages contain.
 
     :ivar app_id: "A" and three digits
     :ivar category_id: "C" and three digits; "[reserved]" without a category, and for a phrase
-    :ivar number: decimal, as text; for a phrase its token, as "%V002%"
+    :ivar number: decimal, as text; for a phrase its token, such as "%V002%"
     :ivar template: with the placeholders {0} to {20}; or the phrase
     """
 
@@ -41,8 +41,8 @@ class Message:
     def fill(self, *values: object) -> str:
         """The template with ``str()`` of the n-th value in place of each {n}, and phrases in place of their tokens.
 
-        What looks like a placeholder in a value is none; a token in a value becomes its phrase. Raises ValueError when
-        the values are too few or too many.
+        Placeholders in values are not filled; a token in a value becomes its phrase. Raises ValueError if there are too
+        few or too many values.
         """
         self._require(values)
         text = _PLACEHOLDER.sub(lambda place: str(values[int(place[1])]), self.template)
@@ -65,16 +65,16 @@ class Message:
         client_app: str | None = None,
         client_agent: str | None = None,
     ) -> None:
-        """Starts the device's notification command for this message, and does not wait for its end.
+        """Starts the device's notification command for this message, without waiting for its end.
 
-        :param values: one for each placeholder. With no detail of the client 14 are handed on at most, and each
-            detail takes the place of one
+        :param values: one for each placeholder. At most 14 without any detail of the client, and one less for each
+            detail
         :param type: any number of 32 bits
-        :param level: None means the message's own
+        :param level: None means the message's own level
 
         A client's id, application and agent that are None come from the variables HTTP_CLIENT_ID, HTTP_CLIENT_APP and
-        HTTP_CLIENT_AGENT of the environment. Raises ValueError for values that are too few, too many or too long, and
-        NotStartedError. What becomes of the command is not known.
+        HTTP_CLIENT_AGENT of the environment. Raises ValueError for too few, too many or too long values, and
+        NotStartedError. The command's result is unknown.
         """
         self._require(values)
         entry = CatalogEntry(
@@ -100,7 +100,7 @@ class Message:
 class Application(Mapping[str, Message]):
     """An application's messages and phrases by their numbers: ``application[7]``, ``application["%V001%"]``.
 
-    A mapping in the catalog's own order, whose keys are texts; a number may also be given as an int.
+    A mapping in the catalog's own order. Its keys are texts; a number may also be an int.
     """
 
     def __init__(self, app_id: str) -> None:
@@ -109,7 +109,7 @@ class Application(Mapping[str, Message]):
 
     @property
     def name(self) -> str:
-        """The name that its messages begin with, as "External Device"; empty when they begin with a value."""
+        """The name at the start of its messages, such as "External Device"; empty if they start with a value."""
         for message in self.values():
             if message.template.startswith("["):
                 name = message.template[1:].partition("]")[0]
@@ -118,7 +118,7 @@ class Application(Mapping[str, Message]):
         return ""
 
     def _read(self) -> dict[str, Message]:
-        # Two threads may both read it, and find the same.
+        # Two threads may both read it, with the same result.
         if self._messages is None:
             array = ctypes.cast(ctypes.byref(CatalogEntry.in_dll(library, f"{self.id}_list")), POINTER(CatalogEntry))
             messages = {}

@@ -10,7 +10,7 @@ from . import _arguments
 from ._library import library
 from ._records import CatalogEntry
 
-# What the library drops silently is refused here. Of its vectors' 63 and 22 arguments so many may be taken already.
+# Limits beyond which the library silently drops arguments. Its vectors have room for 63 and 22, including its own.
 _MOST_VALUES_TO_SEND = 42
 _MOST_ARGUMENTS = 22
 _ALWAYS_THERE = 8
@@ -24,7 +24,7 @@ _CLIENT_VARIABLES = {
 
 
 class NotStartedError(Exception):
-    """The notification command could not be started: there is no such program, or no process could be created."""
+    """The notification command could not be started: it does not exist, or no process could be created."""
 
 
 def _optional(name: str, value: object) -> bytes | None:
@@ -51,9 +51,9 @@ def send(
     address: str | None,
     computer: str | None,
 ) -> None:
-    """Through annal_notice_send."""
+    """Calls annal_notice_send."""
     if len(values) > _MOST_VALUES_TO_SEND:
-        raise ValueError(f"there are {len(values)} values: at most {_MOST_VALUES_TO_SEND} are handed on")
+        raise ValueError(f"there are {len(values)} values: at most {_MOST_VALUES_TO_SEND} are passed on")
     first, *further = _variadic(_texts(values))
     result = library.annal_notice_send(
         _arguments.text("app_id", app_id),
@@ -73,7 +73,7 @@ def send(
 
 
 def notify(entry: CatalogEntry, values: Sequence[object], type: int, level: int, client: dict[str, str | None]) -> None:
-    """Through notify_send. The client's details are address, user, computer, client_id, client_app, client_agent."""
+    """Calls notify_send. The client's details are address, user, computer, client_id, client_app, client_agent."""
     details = {name: _optional(name, value) for name, value in client.items()}
     texts = _texts([str(value) for value in values])
     options = [value for value in details.values() if value is not None]
@@ -84,7 +84,7 @@ def notify(entry: CatalogEntry, values: Sequence[object], type: int, level: int,
     ]
     if _ALWAYS_THERE + len(options) + len(texts) > _MOST_ARGUMENTS:
         most = _MOST_ARGUMENTS - _ALWAYS_THERE - len(options)
-        raise ValueError(f"there are {len(texts)} values: beside these details at most {most} are handed on")
+        raise ValueError(f"there are {len(texts)} values: with these details, at most {most} are passed on")
     # Each option has a name of at most 15 characters, and each text a terminator.
     size = sum(len(text) + 16 for text in options) + sum(len(text) + 1 for text in texts) + 5 * 16
     if size > _ROOM:

@@ -50,7 +50,7 @@ ConnectionField = Literal[
 
 @dataclasses.dataclass(frozen=True, slots=True)
 class Connection:
-    """One entry of the connection log. What holds for an Event's texts, numbers and time holds here.
+    """One entry of the connection log. Its texts, numbers and time are like an Event's.
 
     :ivar service: the number of the service, 0 to 12
     :ivar action: the number of the action, 0 to 36
@@ -74,7 +74,7 @@ class Connection:
 
 @dataclasses.dataclass(frozen=True, slots=True, kw_only=True)
 class NewConnection:
-    """A connection to be stored, checked when it is made.
+    """A connection to store, checked on construction.
 
     :ivar user, address, computer, client_id: up to 64 bytes each; ``address`` is an IPv4 or IPv6 address
     :ivar resource: the path, share or page that was accessed, up to 1024 bytes; the library removes control characters
@@ -87,7 +87,7 @@ class NewConnection:
     An empty user is stored as "System", an empty address as "127.0.0.1", an empty computer as "localhost" and any
     other empty text as "---". The library stamps the connection when it stores it.
 
-    Raises ValueError for what the library would cut, replace or refuse. Any character may be in any text, quotes too.
+    Raises ValueError for what the library would cut, replace or refuse. Texts may contain any character, even quotes.
     """
 
     user: str = ""
@@ -107,7 +107,7 @@ class NewConnection:
         self.fill(ConnRecord())
 
     def fill(self, record: ConnRecord) -> None:
-        """Writes it into a record that is zeroed."""
+        """Fills a zeroed record."""
         record.conn_type = _arguments.number("level", self.level, 0, 2)
         record.conn_user = _arguments.text("user", self.user, 64)
         record.conn_ip = _arguments.address("address", self.address)
@@ -183,8 +183,8 @@ TABLE: Table[Connection] = Table(
     texts_of_time=("conn_date", "conn_time"),
 )
 
-# What a batch does, and undone: it takes the write lock and inserts into the table with its triggers and indexes. Two
-# equal rows, because a unique index that somebody has added would refuse only the second.
+# Tries what a batch does, and rolls it back: takes the write lock, and inserts into the table with its triggers and
+# indexes. Two equal rows, because an added unique index would refuse only the second.
 _TRIAL = (
     "INSERT INTO ANNAL_CONN (conn_type, conn_date, conn_time, conn_user, conn_ip, conn_comp, conn_res, conn_serv, "
     "conn_action, conn_app, conn_action_result, conn_client_id, conn_client_app, conn_client_agent) "
@@ -194,7 +194,7 @@ _TRIAL = (
 
 
 def _require_log_that_takes_entries(path: bytes) -> None:
-    """The library's batch deletes a log that it cannot write to. Raises InsertFailedError before it comes to that."""
+    """The library's batch deletes a log that it cannot write to. Raises InsertFailedError first."""
     try:
         with closing(connect(path)) as log:
             log.execute("BEGIN IMMEDIATE")
@@ -205,10 +205,10 @@ def _require_log_that_takes_entries(path: bytes) -> None:
 
 
 class Batch:
-    """Connections that are stored together, which is much cheaper than one by one.
+    """Stores connections together, which is much cheaper than one by one.
 
-    They are collected, and stored so many at a time, each time in one transaction; the rest when the ``with`` block
-    ends. When it ends by an exception, what was not stored yet is dropped. For one thread at a time.
+    Collects connections and stores them in transactions of ``size``, and the rest when the ``with`` block ends. If it
+    ends with an exception, drops those that are not stored yet. For one thread at a time.
 
     :ivar stored: how many are in the log
     """
@@ -228,11 +228,11 @@ class Batch:
             self.flush()
 
     def flush(self) -> None:
-        """Stores what was collected, in one transaction.
+        """Stores the collected connections in one transaction.
 
-        Raises InsertFailedError when the log is missing, locked for longer than 20 s, damaged or full, or when rows
-        were refused; ``stored`` tells how many are there. They are collected no longer in either case: a second try
-        would store some of them twice.
+        Raises InsertFailedError if the log is missing, locked for more than 20 s, damaged or on a full disk, or refuses
+        rows; ``stored`` says how many are stored. Either way the collected ones are dropped: a second try would store
+        some of them twice.
         """
         waiting, self._waiting = self._waiting, []
         if not waiting:
@@ -259,7 +259,7 @@ class Batch:
 
 
 class ConnectionFilters(TypedDict, total=False):
-    """What connections are looked for; every filter that is there has to be met."""
+    """Filters for connections, all of which a connection must pass."""
 
     level: Level | None
     since: datetime.datetime | None
@@ -278,7 +278,7 @@ class ConnectionFilters(TypedDict, total=False):
 
 
 class ConnectionLog(MigratingLog[Connection]):
-    """The connection log. ``annal.connections`` is the one that there is.
+    """The connection log. ``annal.connections`` is the only one.
 
     Filters as of the event log; ``service``, ``action`` and ``result`` are numbers that the column equals.
     """
@@ -313,10 +313,10 @@ class ConnectionLog(MigratingLog[Connection]):
         super().__init__(PATH)
 
     def add(self, connection: NewConnection) -> None:
-        """Stores a connection, and hands it to the appliance's other log consumers.
+        """Stores a connection, and forwards it to the appliance's other log consumers.
 
-        It is stored as a batch of one, in which a quote is a character like any other: names that came from the
-        network are safe. A log that is not sound is refused, and never deleted to mend it.
+        Stores it as a batch of one, in which a quote is a character like any other: names from the network are safe.
+        Refuses a log that is not sound, and never deletes it.
 
         Raises InsertFailedError as ``Batch.flush`` does, OpenFailedError, BatchFailedError. Waits up to 20 s for each
         lock, and for the start of the consumers' commands.
@@ -325,7 +325,7 @@ class ConnectionLog(MigratingLog[Connection]):
             batch.add(connection)
 
     def add_many(self, connections: Iterable[NewConnection]) -> int:
-        """Stores connections in batches, and returns how many. Raises as ``add`` does: some may be stored then."""
+        """Stores connections in batches, and returns how many. Raises as ``add`` does: some may then be stored."""
         with self.batch() as batch:
             for connection in connections:
                 batch.add(connection)
@@ -338,7 +338,7 @@ class ConnectionLog(MigratingLog[Connection]):
                 batch.add(annal.NewConnection(user="admin", address="10.0.0.5", service=7, action=9))
 
         A record takes 2 KiB of memory. Other writers wait while a batch is stored, so it should not be larger than
-        it needs to be.
+        necessary.
         """
         return Batch(self._path, size)
 
@@ -397,7 +397,7 @@ class ConnectionLog(MigratingLog[Connection]):
         app: str | None = None,
         result: ActionResult | None = None,
     ) -> None:
-        """Deletes the connections whose column equals the one argument that is given: as ``EventLog.delete``."""
+        """Deletes the connections whose column equals the one given argument: as ``EventLog.delete``."""
         arguments = dict(locals())
         del arguments["self"]
         self._delete(arguments)

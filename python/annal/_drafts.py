@@ -1,7 +1,7 @@
 """Builds rows quickly.
 
-A frozen dataclass sets its fields one by one around its own guard, which costs more than all else that is done for a
-row. A draft has the same fields and no guard, and becomes the row when it is filled.
+A frozen dataclass sets its fields one by one past its own guard, which costs more than all the other work for a row. A
+draft has the same fields without a guard, and becomes the row once it is filled.
 """
 
 from __future__ import annotations
@@ -15,8 +15,8 @@ Row = TypeVar("Row")
 
 
 def maker(row: type[Row]) -> Callable[..., Row]:
-    """What builds a row from its fields' values, in their order."""
-    # Without the global lock, changing an object's class stops all threads for a moment.
+    """A function that builds a row from its fields' values, in order."""
+    # Without the global lock, changing an object's class briefly stops all threads.
     if not getattr(sys, "_is_gil_enabled", lambda: True)():
         return row
     names = [field.name for field in dataclasses.fields(row)]

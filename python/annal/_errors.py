@@ -8,14 +8,14 @@ from ._codes import ResultCode
 
 
 class AnnalError(Exception):
-    """What a function of the library answered, or what kept a log from being read.
+    """A failure of one of the library's functions, or of reading a log.
 
     Catch this one for any failure, or one of the classes below for one result code.
 
     :ivar code: the result code
     :ivar explanation: what the header says about the code
     :ivar function: the function that failed
-    :ivar detail: what else is known about the failure; often empty, as the library reports a code only
+    :ivar detail: what else is known about the failure; often empty, because the library reports only a code
     """
 
     code: ClassVar[ResultCode]
@@ -53,14 +53,14 @@ class NoMemoryError(AnnalError, MemoryError):
 
 
 class OpenFailedError(AnnalError):
-    """ANNAL_OPEN_FAILED: the log is not there, its folder is not, or rights are missing."""
+    """ANNAL_OPEN_FAILED: the log or its folder does not exist, or rights are missing."""
 
     code = ResultCode.OPEN_FAILED
     explanation = "the log's file could not be opened (or created)"
 
 
 class TableFailedError(AnnalError):
-    """ANNAL_TABLE_FAILED: when creating, mostly because the log is there already."""
+    """ANNAL_TABLE_FAILED: when creating, usually because the log exists already."""
 
     code = ResultCode.TABLE_FAILED
     explanation = "creating or dropping a table failed, or the compaction"

@@ -57,7 +57,7 @@ class Event:
     Texts are as stored; what the storing program left out is mostly "---". A column without a value (NULL) is an empty
     text or 0, and ``when`` is 1970-01-01 00:00 UTC in a row whose time cannot be read.
 
-    :ivar id: rises with each entry, and is never used again
+    :ivar id: rises with each entry, and is never reused
     :ivar when: in local time, to the second
     """
 
@@ -83,7 +83,7 @@ class _Levels(dict[int, Level]):
         return Level(number)
 
 
-# Quicker than the enumeration itself.
+# Faster than the enumeration itself.
 LEVELS = _Levels({level.value: level for level in Level})
 
 
@@ -110,7 +110,7 @@ _TEXTS = {
     "client_agent": "event_client_agent",
 }
 
-# Rows that are older than their stamps have these only.
+# Rows that are older than stamps have only these.
 _TIME = "event_date||' '||event_time"
 
 TABLE: Table[Event] = Table(
@@ -138,7 +138,7 @@ TABLE: Table[Event] = Table(
 
 
 class EventFilters(TypedDict, total=False):
-    """What events are looked for; every filter that is there has to be met."""
+    """Filters for events, all of which an event must pass."""
 
     level: Level | None
     since: datetime.datetime | None
@@ -158,16 +158,16 @@ class EventFilters(TypedDict, total=False):
 
 
 class EventLog(MigratingLog[Event]):
-    """The event log. ``annal.events`` is the one that there is.
+    """The event log. ``annal.events`` is the only one.
 
-    Filters, which ``list``, ``count``, ``group`` and ``tail`` share, and all of which an event must pass:
+    ``list``, ``count``, ``group`` and ``tail`` share these filters, all of which an event must pass:
 
-    * ``level``: exactly this one
-    * ``since``, ``until``: from this time on, and before that one; aware datetimes
+    * ``level``: exactly this level
+    * ``since``, ``until``: from this time on, and before that time; aware datetimes
     * the texts: the whole text of the column, or ``annal.Contains("part")``
 
-    Reading waits up to 20 s for a lock, keeps none while a row is in your hands, and raises OpenFailedError when
-    there is no log, and QueryFailedError when it cannot be read.
+    Reading waits up to 20 s for a lock, and holds none while your code has a row. It raises OpenFailedError if there is
+    no log, and QueryFailedError if the log cannot be read.
     """
 
     _table = TABLE
@@ -214,7 +214,7 @@ class EventLog(MigratingLog[Event]):
         client_app: str = "",
         client_agent: str = "",
     ) -> None:
-        """Stores an event, and hands it to the appliance's other log consumers.
+        """Stores an event, and forwards it to the appliance's other log consumers.
 
         :param message: up to 2048 bytes; the library removes control characters
         :param when: an aware datetime from 1970 to January 2038, kept to the second; None means now
@@ -226,10 +226,10 @@ class EventLog(MigratingLog[Event]):
         An empty text is stored as "---", an empty computer as "localhost". An event with neither address nor client
         application counts as one of the appliance itself.
 
-        Raises ValueError for what would be cut, replaced or refused; OpenFailedError; InsertFailedError when there is
-        no log, or it is locked, damaged or on a full disk: nothing is stored then. Waits up to 20 s for a lock, and
-        then for the notification centre's command. The commands that it starts read the environment: let no other
-        thread change ``os.environ`` meanwhile.
+        Raises ValueError for what the library would cut, replace or refuse; OpenFailedError; InsertFailedError if there
+        is no log, or it is locked, damaged or on a full disk: then nothing is stored. Waits up to 20 s for a lock, and
+        then for the notification centre's command. Forwarding reads the environment: no other thread may change
+        ``os.environ`` meanwhile.
         """
         record = EventRecord(
             event_type=_arguments.number("level", level, 0, 2),
@@ -260,14 +260,14 @@ class EventLog(MigratingLog[Event]):
     ) -> Rows[Event]:
         """An iterator over the events that pass the filters, the newest first.
 
-        :param order: what to sort by; equal events stand in the order of their ids
-        :param descending: None means falling for "id" and "when", and rising for any other order
-        :param limit: at most so many; None means all
-        :param offset: leaves out the first so many
+        :param order: the field to sort by; events with equal values come in the order of their ids
+        :param descending: None means descending for "id" and "when", and ascending otherwise
+        :param limit: the largest number of events; None means all
+        :param offset: how many to skip at the start
 
-        Each event that is there when the listing begins, and is not deleted before its turn, is delivered once.
-        Memory does not grow with their number; any order but "id" keeps its keys in a temporary file. Raises ValueError
-        and TypeError at once, OpenFailedError and QueryFailedError when it is read.
+        Each event that exists when the listing starts, and is not deleted before its turn, is delivered once. Memory
+        does not grow with their number; any order but "id" keeps its keys in a temporary file. Raises ValueError and
+        TypeError at once, OpenFailedError and QueryFailedError while you iterate.
         """
         return self._rows(filters, order, descending, limit, offset)
 
@@ -285,8 +285,8 @@ class EventLog(MigratingLog[Event]):
     ) -> Rows[Group[Event]]:
         """Counts events by the fields that they share: ``group("level", "user")``.
 
-        The groups stand in the order of those fields, or by size. Each has its newest event, and memory does not grow
-        with their number.
+        The groups come in the order of those fields, or by size. Each has its newest event. Memory does not grow with
+        their number.
         """
         return self._groups(by, filters, largest_first, limit, offset)
 
@@ -301,13 +301,13 @@ class EventLog(MigratingLog[Event]):
     ) -> Rows[Event]:
         """The newest events in the order in which they were stored, and then each new one.
 
-        :param lines: how many to begin with
-        :param follow: whether to go on: the iterator then waits for each further event, and ends only with ``stop``
+        :param lines: how many to start with
+        :param follow: whether to continue: the iterator then waits for each new event, and ends only with ``stop``
         :param interval: how often to look, in seconds, from 0.01 to 86400
-        :param stop: ends the iterator within an interval's wait when it is set, by another thread or a signal's handler
+        :param stop: ends the iterator within an interval once it is set, by another thread or a signal handler
 
-        A log that is locked, or made anew, while it is followed is waited for; one that is made anew is shown from
-        its first event on. What was stored and deleted again between two looks is not seen.
+        While following, waits for a log that is locked or being recreated, and shows a recreated log from its first
+        event. Misses what was stored and deleted again between two looks.
         """
         return self._tail(filters, lines, Following(follow, interval, stop))
 
@@ -324,10 +324,10 @@ class EventLog(MigratingLog[Event]):
         message: str | None = None,
         message_id: str | None = None,
     ) -> None:
-        """Deletes the events whose column equals the one argument that is given. None that does is no failure.
+        """Deletes the events whose column equals the one given argument. Finding none is not a failure.
 
-        ``date`` and ``time`` are local. Any text is a text, quotes included. Raises OpenFailedError, and
-        ChangeFailedError, also when the log is locked: this does not wait.
+        ``date`` and ``time`` are local. Quotes in texts are safe. Raises OpenFailedError, and
+        ChangeFailedError, also for a locked log: this does not wait.
         """
         arguments = dict(locals())
         del arguments["self"]

@@ -42,12 +42,12 @@ FileOperationField = Literal[
 
 @dataclasses.dataclass(frozen=True, slots=True)
 class FileOperation:
-    """One entry of a file-operation log. What holds for an Event's texts, numbers and time holds here.
+    """One entry of a file-operation log. Its texts, numbers and time are like an Event's.
 
     :ivar kind: 0 to 2, as the file manager defines it (a folder or not)
     :ivar action: 1 to 35, as the file manager defines it
     :ivar size: in bytes, as far as 32 bits hold it
-    :ivar path, old_path: what is no UTF-8 is as in ``os.listdir``: ``os.fsencode`` gives the bytes
+    :ivar path, old_path: bytes that are not UTF-8 are as in ``os.listdir``: ``os.fsencode`` returns them
     """
 
     id: int
@@ -135,7 +135,7 @@ def _local_time(when: datetime.datetime) -> Tm:
 
 
 class FileOperationFilters(TypedDict, total=False):
-    """What file operations are looked for; every filter that is there has to be met."""
+    """Filters for file operations, all of which a file operation must pass."""
 
     level: Level | None
     since: datetime.datetime | None
@@ -155,11 +155,11 @@ class FileOperationFilters(TypedDict, total=False):
 class FileOperationLog(Log[FileOperation]):
     """A file-operation log: ``annal.FileOperationLog("/share/.log/operations.db")``.
 
-    :param path: the log's file, which need not be there yet
+    :param path: the log's file, which need not exist yet
 
-    **Rights.** Use a log with no more rights than those users have who may write it, its folder or a folder above it: a
-    journal that they put beside the log makes SQLite delete any file that the caller may delete. ``os.setgroups``,
-    ``os.setresgid`` and ``os.setresuid``, in a process of its own, take on a user's rights.
+    **Rights.** If other users may write the log, its folder or a folder above it, use it with no more rights than
+    theirs: a journal that they put beside the log can make SQLite delete any file that the caller may delete.
+    ``os.setgroups``, ``os.setresgid`` and ``os.setresuid``, in a process of its own, assume a user's rights.
 
     Filters as of the event log; ``kind``, ``action`` and ``size`` are numbers that the column equals.
     """
@@ -191,16 +191,16 @@ class FileOperationLog(Log[FileOperation]):
     }
 
     def __init__(self, path: str | bytes | os.PathLike[str] | os.PathLike[bytes]) -> None:
-        # An absolute path is a file's, never a URI or a database in memory.
+        # An absolute path always names a file, never a URI or a database in memory.
         super().__init__(os.path.abspath(_arguments.path("path", path)))
 
     def _call(self, function: str, *arguments: object) -> int:
         return call(function, self._path, *arguments)
 
     def create(self, *, limit: int = 0, drop_at_once: int = 0, exist_ok: bool = False) -> None:
-        """Creates the log: as ``EventLog.create``. A file that holds anything else is left alone: TableFailedError."""
+        """Creates the log: as ``EventLog.create``. Leaves a file that holds anything else alone: TableFailedError."""
         if self.exists() and not exist_ok:
-            raise TableFailedError("FileOperationLog.create", f"{self.path} is there already")
+            raise TableFailedError("FileOperationLog.create", f"{self.path} exists already")
         super().create(limit=limit, drop_at_once=drop_at_once, exist_ok=exist_ok)
         if not self.exists():
             raise TableFailedError("FileOperationLog.create", f"{self.path} holds something else")
@@ -230,12 +230,12 @@ class FileOperationLog(Log[FileOperation]):
         :param when: an aware datetime after 1900, kept to the second; None means now
         :param user, computer, device: up to 64 bytes each, each single quote counting twice. Empty they become
             "System", "localhost" and "localhost"
-        :param address: an IPv4 or IPv6 address, up to 64 bytes, and what stands behind an IPv4 one ("10.0.0.5:8080").
+        :param address: an IPv4 or IPv6 address, up to 64 bytes; more may follow an IPv4 address ("10.0.0.5:8080").
             Empty it becomes "127.0.0.1"
         :param description: up to 1024 bytes
 
-        Raises ValueError for what would be cut, replaced or refused; OpenFailedError; InsertFailedError: nothing is
-        stored then. Waits 5 s for a lock by looking 50 times, so that it may fail beside many writers: try again.
+        Raises ValueError for what the library would cut, replace or refuse; OpenFailedError; InsertFailedError: then
+        nothing is stored. Waits 5 s for a lock by trying 50 times, so it may fail beside many writers: try again.
         """
         record = FileOpRecord(
             event_type=_arguments.number("level", level, 0, 2),
@@ -310,7 +310,7 @@ class FileOperationLog(Log[FileOperation]):
         description: str | None = None,
         path: str | None = None,
     ) -> None:
-        """Deletes the file operations whose column equals the one argument that is given: as ``EventLog.delete``."""
+        """Deletes the file operations whose column equals the one given argument: as ``EventLog.delete``."""
         arguments = dict(locals())
         del arguments["self"]
         self._delete(arguments)

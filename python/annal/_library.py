@@ -1,8 +1,8 @@
-"""Loads the library, and gives each of its functions that this package calls its types.
+"""Loads the library, and declares the types of the functions that this package calls.
 
-The package is of one piece with the library's SQLite: reading goes through Python's own ``sqlite3``, so both must be
-the same copy of SQLite in this process. Two copies close files under each other's locks, and entries are lost; such an
-interpreter is refused when the package is imported.
+The package reads through Python's own ``sqlite3``, so that module and the library must use the same copy of SQLite in
+this process. Two copies would drop each other's locks by closing files, and lose entries: in an interpreter with a copy
+of its own, importing the package fails.
 """
 
 from __future__ import annotations
@@ -100,13 +100,13 @@ def _address_of_sqlite(library: ctypes.CDLL) -> int | None:
 
 def require_one_sqlite(library: ctypes.CDLL) -> None:
     """Raises ImportError unless Python's ``sqlite3`` and the library call the same copy of SQLite."""
-    # Without a file the module is part of the interpreter itself.
+    # Without a file, the module is part of the interpreter.
     pythons = ctypes.CDLL(getattr(importlib.import_module("_sqlite3"), "__file__", None))
     ours = _address_of_sqlite(library)
     if ours is None or ours != _address_of_sqlite(pythons):
         raise ImportError(
-            "this interpreter brings its own copy of SQLite. A process with two copies loses entries, because each "
-            "gives up the other's locks: use an interpreter whose sqlite3 module is linked with the system's "
+            "this interpreter has its own copy of SQLite. A process with two copies loses entries, because each "
+            "drops the other's locks: use an interpreter whose sqlite3 module is linked with the system's "
             "libsqlite3.so.0, as the distribution's python3 is"
         )
     if sqlite3.threadsafety != 3:
@@ -118,15 +118,15 @@ require_one_sqlite(library)
 
 
 def call(function: str, *arguments: object) -> int:
-    """Calls a function, and returns what is 0 or more. A result code becomes its exception.
+    """Calls a function, and returns its result if that is 0 or more. A result code raises its exception.
 
-    Other Python threads run meanwhile. A signal's handler runs after the call: ^C does not cut a wait for a lock short.
+    Other Python threads run meanwhile. Signal handlers run after the call: ^C does not end a wait for a lock.
     """
     result: int = getattr(library, function)(*arguments)
     if result < 0:
         error = ERRORS.get(result)
         if error is None:
-            raise RuntimeError(f"{function}: answered {result}, which is no result code")
+            raise RuntimeError(f"{function}: answered {result}, which is not a result code")
         raise error(function)
     return result
 

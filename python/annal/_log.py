@@ -22,39 +22,39 @@ Row = TypeVar("Row")
 
 
 def number_value(name: str, value: object) -> object:
-    """A deletion's value that is a number: the library is given its address."""
+    """A number to delete by: the library takes its address."""
     return ctypes.byref(ctypes.c_int(_arguments.number(name, value)))
 
 
 def text_value(name: str, value: object) -> object:
-    """One that stands between single quotes in the statement."""
+    """A text to delete by, for between single quotes in the statement."""
     return _arguments.quoted(name, value)
 
 
 def expression_value(name: str, value: object) -> object:
-    """One that is an expression: a text of SQL."""
+    """An SQL expression to delete by."""
     return b"'" + _arguments.quoted(name, value) + b"'"
 
 
 def plain_value(name: str, value: object) -> object:
-    """One whose quotes the library doubles."""
+    """A text to delete by, whose quotes the library doubles."""
     return _arguments.text(name, value)
 
 
 def path_value(name: str, value: object) -> object:
-    """A path between single quotes."""
+    """A path to delete by, for between single quotes."""
     return _arguments.path(name, value).replace(b"'", b"''")
 
 
 def date_value(name: str, value: object) -> object:
-    """A date, as the logs write it."""
+    """A date to delete by, as the logs write it."""
     if not isinstance(value, datetime.date) or isinstance(value, datetime.datetime):
         raise TypeError(f"{name} must be datetime.date, not {type(value).__name__}")
     return value.isoformat().encode()
 
 
 def time_value(name: str, value: object) -> object:
-    """A time of day, as the logs write it."""
+    """A time of day to delete by, as the logs write it."""
     if not isinstance(value, datetime.time):
         raise TypeError(f"{name} must be datetime.time, not {type(value).__name__}")
     return f"{value:%H:%M:%S}".encode()
@@ -142,13 +142,13 @@ class Log(Generic[Row]):
         return call(function, *arguments)
 
     def exists(self) -> bool:
-        """Whether the log's table is there and can be read. Waits up to 20 s for a lock; changes nothing."""
+        """Whether the log's table exists and can be read. Waits up to 20 s for a lock; changes nothing."""
         return bool(self.columns())
 
     def columns(self) -> tuple[str, ...]:
-        """The names of the table's columns, in its own order; none when there is no such file or table.
+        """The names of the table's columns, in its own order; none if the file or the table does not exist.
 
-        Raises QueryFailedError for a file that is no log, or is locked for longer than 20 s.
+        Raises QueryFailedError for a file that is not a log, or is locked for more than 20 s.
         """
         if not os.path.exists(self._path):
             return ()
@@ -163,10 +163,10 @@ class Log(Generic[Row]):
     def create(self, *, limit: int = 0, drop_at_once: int = 0, exist_ok: bool = False) -> None:
         """Creates the log: its file, table, indexes and row limit.
 
-        :param limit: the largest number of entries kept; 0 means the log's usual one
-        :param drop_at_once: how many of the oldest entries go when one more is stored than the limit allows; 0 means
-            1. A hundredth of the limit makes adding to a full log several times cheaper
-        :param exist_ok: whether a log that is there already is left alone; else it is a TableFailedError
+        :param limit: the largest number of entries to keep; 0 means the log's default
+        :param drop_at_once: how many of the oldest entries a full log deletes when it stores one more; 0 means 1. A
+            hundredth of the limit makes adding to a full log several times cheaper
+        :param exist_ok: whether to leave an existing log alone instead of raising TableFailedError
 
         Raises OpenFailedError, TableFailedError, TriggerFailedError. Waits up to 20 s for a lock, twice.
         """
@@ -184,7 +184,7 @@ class Log(Generic[Row]):
         return _arguments.number("limit", limit, 0), _arguments.number("drop_at_once", drop_at_once, 0)
 
     def drop(self) -> None:
-        """Deletes the table with all its entries. Raises OpenFailedError, TableFailedError; waits for no lock."""
+        """Deletes the table with all its entries. Raises OpenFailedError, TableFailedError; does not wait."""
         self._call(self._calls.drop)
 
     def clear(self) -> None:
@@ -194,28 +194,28 @@ class Log(Generic[Row]):
     def add_limit(self, *, limit: int = 0, drop_at_once: int = 0) -> None:
         """Limits the number of entries; arguments as for ``create``. To change a limit, remove the old one first.
 
-        Entries beyond it go when the next one is stored. Raises OpenFailedError, and TriggerFailedError when there is
+        Storing the next entry deletes those beyond it. Raises OpenFailedError, and TriggerFailedError if there is
         a limit already. Waits up to 20 s.
         """
         self._call(self._calls.add_limit, *self._limits(limit, drop_at_once))
 
     def remove_limit(self) -> None:
-        """Lets the log grow for ever. Raises OpenFailedError, RemoveTriggerFailedError; waits up to 20 s."""
+        """Lets the log grow without limit. Raises OpenFailedError, RemoveTriggerFailedError; waits up to 20 s."""
         self._call(self._calls.remove_limit)
 
 
 class MigratingLog(Log[Row]):
-    """A log whose table the library can add columns to."""
+    """A log to whose table the library can add columns."""
 
     _add_column: str
 
     def add_column(self, name: str, kind: ColumnKind = ColumnKind.TEXT, default: str = "") -> None:
-        """Adds a column of one's own; the library neither reads nor writes it.
+        """Adds a column of your own; the library neither reads nor writes it.
 
         :param name: letters, digits and underscores
-        :param default: what every entry has in it, a text in either kind
+        :param default: its value in every entry, as text for either kind
 
-        Raises ValueError for another name; OpenFailedError; ChangeFailedError when the column is there already. Does
+        Raises ValueError for another name; OpenFailedError; ChangeFailedError if the column exists already. Does
         not wait for a lock.
         """
         self._call(

@@ -1,16 +1,16 @@
-"""Times of rows, all of them aware, in the machine's local zone as the logs themselves are written."""
+"""Rows' times, all aware and in the local time zone, in which the logs are written."""
 
 from __future__ import annotations
 
 import functools
 from datetime import datetime, timedelta, timezone, tzinfo
 
-# No zone has changed its offset but at a full quarter of an hour since 1970.
+# Since 1970 every zone has changed its offset only at a full quarter of an hour.
 _QUARTER = 900
 _CACHED = 1024
 
 EPOCH = datetime(1970, 1, 1, tzinfo=timezone.utc)
-"""What a row has whose own time cannot be read."""
+"""The time of a row whose own time cannot be read."""
 
 
 @functools.lru_cache(maxsize=_CACHED)
@@ -28,13 +28,13 @@ def _zone_of_minute(minute: str) -> tzinfo:
 
 
 def forget_zones() -> None:
-    """At the beginning of a listing, in case the zone of the process has been set since (``time.tzset``)."""
+    """Call this at the start of a listing: the process may have changed its zone (``time.tzset``)."""
     _zone_of_quarter.cache_clear()
     _zone_of_minute.cache_clear()
 
 
 def of_stamp(stamp: int) -> datetime:
-    """The time of so many seconds since 1970."""
+    """The time of a number of seconds since 1970."""
     try:
         return datetime.fromtimestamp(stamp, _zone_of_quarter(stamp // _QUARTER))
     except (ValueError, OverflowError, OSError):
@@ -42,9 +42,9 @@ def of_stamp(stamp: int) -> datetime:
 
 
 def of_text(text: str) -> datetime:
-    """The time of a text as "2026-11-22 05:57:01", which is local time.
+    """The time of a text like "2026-11-22 05:57:01", in local time.
 
-    In the hour that is there twice when summer time ends, it is the first one.
+    In the hour that repeats when summer time ends, this is the first one.
     """
     try:
         return datetime.fromisoformat(text).replace(tzinfo=_zone_of_minute(text[:16]))
@@ -53,12 +53,12 @@ def of_text(text: str) -> datetime:
 
 
 def of_either(stamp: int, text: str | None) -> datetime:
-    """The time of a stamp, or of a text in rows that are older than stamps."""
+    """The time of a stamp, or of the text in rows that are older than stamps."""
     return of_stamp(stamp) if text is None else of_text(text)
 
 
 def whole_second(moment: datetime) -> datetime:
-    """The first full second that is not before a time. Rows have no fractions of one."""
+    """A time rounded up to a full second. Rows have no fractions."""
     return moment if moment.microsecond == 0 else moment.replace(microsecond=0) + timedelta(seconds=1)
 
 

@@ -173,7 +173,7 @@ def _stamp_text_value(name: str, value: object) -> object:
     return str(_arguments.stamp(name, value)).encode()
 
 
-# The library doubles the quotes of these three, which then stand in no quotes: a text without any is needed.
+# The library doubles the quotes of these three but puts none around them, so they need an expression without quotes.
 def _spelled_value(name: str, value: object) -> object:
     points = [str(ord(character)) for character in _arguments.text(name, value).decode("utf-8", "strict")]
     parts = [f"char({','.join(points[i : i + 100])})" for i in range(0, len(points), 100)]
@@ -181,7 +181,7 @@ def _spelled_value(name: str, value: object) -> object:
 
 
 class NoticeFilters(TypedDict, total=False):
-    """What notices are looked for; every filter that is there has to be met."""
+    """Filters for notices, all of which a notice must pass."""
 
     severity: Severity | None
     since: datetime.datetime | None
@@ -207,9 +207,9 @@ class NoticeFilters(TypedDict, total=False):
 
 
 class NoticeList(MigratingLog[Notice]):
-    """The notice list. ``annal.notices`` is the one that there is.
+    """The notice list. ``annal.notices`` is the only one.
 
-    Filters as of the event log; those that are no texts are numbers that the column equals.
+    Filters as of the event log; those that are not texts are numbers that the column equals.
     """
 
     _table = TABLE
@@ -273,7 +273,7 @@ class NoticeList(MigratingLog[Notice]):
         link_id: str = "",
         link_option: str = "",
     ) -> None:
-        """Stores a notice. No other program is told of it: that is ``send``.
+        """Stores a notice without forwarding it: ``send`` tells other programs.
 
         :param description: up to 2048 bytes; the library removes control characters
         :param service: up to 1024 bytes; empty: "System"
@@ -286,8 +286,8 @@ class NoticeList(MigratingLog[Notice]):
         :param facility, variable_count, server, action, status, uid, gid: numbers of 32 bits with the meaning that
             callers give them; any uid or gid below 0 is stored as -1
 
-        Raises ValueError for what would be cut, replaced or refused; OpenFailedError; InsertFailedError: nothing is
-        stored then. Waits up to 20 s for a lock.
+        Raises ValueError for what the library would cut, replace or refuse; OpenFailedError; InsertFailedError: then
+        nothing is stored. Waits up to 20 s for a lock.
         """
         record = NoticeRecord(
             severity=_arguments.number("severity", severity, 0, 7),
@@ -325,17 +325,17 @@ class NoticeList(MigratingLog[Notice]):
         address: str | None = None,
         computer: str | None = None,
     ) -> None:
-        """Hands a notice to the device's notification command, and waits for its end. Nothing is stored.
+        """Passes a notice to the device's notification command, and waits for its end. Stores nothing.
 
         :param message: a template or a text
-        :param values: what the message's parameters are, at most 42
-        :param app_id, category_id, number: what identifies the message, as "A011", "C001", "7"
+        :param values: the message's parameters, at most 42
+        :param app_id, category_id, number: identify the message, such as "A011", "C001", "7"
         :param level: an error, a warning or information
         :param type: any number of 32 bits
 
-        Without the command the event log's tool is run instead, and notices of type 2 and 3 are dropped. How the
-        command ended is not known. Sets LC_ALL in the environment of the process, which ``os.environ`` does not
-        show: not to be called while another thread uses the environment. Raises NotStartedError.
+        Without the command, runs the event log's tool instead, and drops notices of type 2 and 3. The command's result
+        is unknown. Sets LC_ALL in the process's environment, which ``os.environ`` does not show: no other thread may
+        use the environment meanwhile. Raises NotStartedError.
         """
         send(message, values, app_id, category_id, number, level, type, user, address, computer)
 
@@ -403,30 +403,30 @@ class NoticeList(MigratingLog[Notice]):
         link_id: str | None = None,
         link_option: str | None = None,
     ) -> None:
-        """Deletes the notices whose column equals the one argument that is given: as ``EventLog.delete``.
+        """Deletes the notices whose column equals the one given argument: as ``EventLog.delete``.
 
-        There is no deletion by the client's host name.
+        The library cannot delete by the client's host name.
         """
         arguments = dict(locals())
         del arguments["self"]
         self._delete(arguments)
 
     def delete_older_than(self, days: int) -> None:
-        """Deletes the notices that are older than so many days of 24 hours, 1 to 24855 of them.
+        """Deletes the notices that are older than ``days`` days of 24 hours, 1 to 24855.
 
-        Raises OpenFailedError, and ChangeFailedError, also when the log is locked: this does not wait.
+        Raises OpenFailedError, and ChangeFailedError, also for a locked log: this does not wait.
         """
         call("AnnalNoticeDellogByClientTime", _arguments.number("days", days, 1, 24855))
 
     def migrate(self, *, recreate: bool = False) -> None:
-        """Brings the list of an earlier release up to date; does nothing when it lacks no column.
+        """Brings a list from an earlier release up to date; does nothing if it has all columns.
 
         :param recreate: whether a list that lacks any column but ``title`` may be deleted with all its notices and
-            created anew for 10000, which is all that the library can do about it. Else it is a ChangeFailedError, and
-            nothing is changed
+            recreated for 10000, which is all that the library can do. Otherwise raises ChangeFailedError, and changes
+            nothing
 
-        Raises OpenFailedError, ChangeFailedError, QueryFailedError. Stop other programs that use the list first: one
-        that locks it at this moment makes the library take it for one that lacks columns.
+        Raises OpenFailedError, ChangeFailedError, QueryFailedError. Stop other programs that use the list first: if
+        one locks it at this moment, the library believes that columns are missing.
         """
         there = {column.lower() for column in self.columns()}
         if not there:
@@ -437,7 +437,7 @@ class NoticeList(MigratingLog[Notice]):
         elif missing and not recreate:
             raise ChangeFailedError("notices.migrate", f"the list lacks {', '.join(missing)} and can only be recreated")
         elif missing:
-            # What it answers says nothing here: a failure, although the new list is as it should be.
+            # Its result says nothing here: it reports a failure even if the new list is correct.
             library.AnnalNoticeModifyTbl()
             if not set(_COLUMNS) <= set(self.columns()):
                 raise ChangeFailedError("AnnalNoticeModifyTbl")

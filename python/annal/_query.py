@@ -1,4 +1,4 @@
-"""What is asked of a log: conditions, an order and groups, as data from which statements are put together.
+"""A query as data: conditions, an order and groups, from which statements are built.
 
 Names of columns are this package's own; whatever a caller gives is bound.
 """
@@ -20,7 +20,7 @@ _LONGEST_PATTERN = 50000
 
 @dataclasses.dataclass(frozen=True, slots=True)
 class Contains:
-    """A filter's text that has to be part of the column's, as in ``user=annal.Contains("adm")``.
+    """A text that a filter finds anywhere in its column, as in ``user=annal.Contains("adm")``.
 
     ASCII letters are the same in both cases; no character has a special meaning. Raises ValueError for an empty text
     and for one of more than 49,990 bytes.
@@ -34,14 +34,14 @@ class Contains:
             raise ValueError(f"a text to look for has from 1 to {_LONGEST_PATTERN - 10} bytes, not {length - 2}")
 
     def pattern(self) -> str:
-        """What SQLite's LIKE is given, with a backslash before what would mean something to it."""
+        """The pattern for SQLite's LIKE, with a backslash before special characters."""
         _arguments.text("text", self.text)
         escaped = self.text.replace("\\", "\\\\").replace("%", "\\%").replace("_", "\\_")
         return f"%{escaped}%"
 
 
 Text = Union[str, Contains]
-"""A filter: the whole text of a column, or what it contains."""
+"""A filter: the whole text of a column, or a part of it."""
 
 Value = Union[int, bytes, str]
 
@@ -56,13 +56,13 @@ class Condition:
 
 @dataclasses.dataclass(frozen=True)
 class Table(Generic[Row]):
-    """What there is to know about a log's table."""
+    """A description of a log's table."""
 
     name: str
     id: str
-    columns: tuple[str, ...]  # what a row is made of, as expressions
-    make: Callable[[Any], Row]  # of the values of these
-    fields: Mapping[str, tuple[str, ...]]  # what can be sorted and grouped by, and the columns behind each
+    columns: tuple[str, ...]  # a row's values, as expressions
+    make: Callable[[Any], Row]  # from the values of these
+    fields: Mapping[str, tuple[str, ...]]  # for sorting and grouping, with their columns
     texts: Mapping[str, str]  # filters by text, and their columns
     numbers: Mapping[str, str]  # filters by number, and their columns
     stamp: str | None  # the column of seconds since 1970
@@ -74,7 +74,7 @@ class Table(Generic[Row]):
         return (*self.numbers, "since", "until", *self.texts)
 
     def at(self, operator: str, moment: datetime.datetime) -> Condition:
-        """Rows whose time is so: by their stamps where they have one, else by their texts."""
+        """Rows by time: by their stamps if they have one, otherwise by their texts."""
         second = _moments.whole_second(moment)
         stamp = number_column(self.stamp or "")
         by_stamp = f"{stamp} {operator} ?"
@@ -94,11 +94,11 @@ class Table(Generic[Row]):
         return f"{date}||' '||{time}"
 
     def conditions(self, filters: Mapping[str, object]) -> tuple[Condition, ...]:
-        """Of filters by their names. None is one that is not there."""
+        """For filters by name. None means no filter."""
         conditions = []
         for name, value in filters.items():
             if name not in self.filters:
-                raise TypeError(f"{name!r} is no filter; there are {', '.join(self.filters)}")
+                raise TypeError(f"{name!r} is not a filter; the filters are {', '.join(self.filters)}")
             if value is None:
                 continue
             if name == "since":
@@ -116,7 +116,7 @@ class Table(Generic[Row]):
         return tuple(conditions)
 
     def columns_of(self, what: str, fields: Sequence[str]) -> tuple[str, ...]:
-        """The columns of fields by which something is sorted or grouped."""
+        """The columns of fields for sorting or grouping."""
         columns: list[str] = []
         for field in fields:
             if field not in self.fields:
@@ -126,7 +126,7 @@ class Table(Generic[Row]):
 
 
 def _bound(name: str, value: object) -> tuple[str, Value]:
-    """A text's place in a statement, and what is bound to it: what is no UTF-8 cannot be bound as a text."""
+    """A text's placeholder in a statement, and its value: invalid UTF-8 cannot be bound as a text."""
     encoded = _arguments.text(name, value)
     try:
         return "?", encoded.decode("utf-8")
@@ -135,12 +135,12 @@ def _bound(name: str, value: object) -> tuple[str, Value]:
 
 
 def text_column(column: str) -> str:
-    """A column as text whatever it holds; NULL is an empty one."""
+    """A column as text, whatever it holds; NULL is an empty text."""
     return f"IFNULL(CAST({column} AS TEXT), '')"
 
 
 def number_column(column: str) -> str:
-    """A column as a whole number whatever it holds; NULL, and a text that is none, is 0."""
+    """A column as a whole number, whatever it holds; NULL and other texts are 0."""
     return f"IFNULL(CAST({column} AS INTEGER), 0)"
 
 
@@ -150,11 +150,11 @@ def joined(columns: Sequence[str]) -> str:
 
 @dataclasses.dataclass(frozen=True)
 class Query(Generic[Row]):
-    """A table with what is asked of it."""
+    """A table and what to read of it."""
 
     table: Table[Row]
     conditions: tuple[Condition, ...] = ()
-    sort: tuple[str, ...] = ()  # nothing: by id
+    sort: tuple[str, ...] = ()  # empty: by id
     descending: bool = False
     groups: tuple[str, ...] = ()
     largest_first: bool = False

@@ -1,8 +1,8 @@
-"""Reads a log without getting in the way of those that write to it.
+"""Reads a log without delaying writers.
 
-Every read transaction is short, and none is open while a row is in the hands of the caller: rows are fetched a page at
-a time, and a page is read in a few milliseconds. A listing by the library's own functions would keep writers out for
-as long as its last row takes, and has no way to begin behind an id.
+Every read transaction is short, and none is open while the caller has a row: rows are fetched a page at a time, which
+takes a few milliseconds. The library's own listing would lock writers out until its last row, and cannot start after an
+id.
 """
 
 from __future__ import annotations
@@ -54,15 +54,15 @@ def _uri(path: bytes) -> str:
 
 
 def connect(path: bytes) -> sqlite3.Connection:
-    """Opens a log that is there. Raises sqlite3.Error."""
-    # One thread uses it at a time; which one may change.
+    """Opens an existing log. Raises sqlite3.Error."""
+    # Used by one thread at a time, but not always the same.
     return sqlite3.connect(
         _uri(path), uri=True, timeout=_WAIT_SECONDS, isolation_level=None, check_same_thread=False
     )
 
 
 class LogRecreated(QueryFailedError):
-    """The log was made anew while it was read: its ids begin again, so the rest cannot be told from what was read."""
+    """The log was recreated while it was read: its ids start again, so the listing cannot continue."""
 
 
 class Reader(Generic[Row]):
@@ -75,7 +75,7 @@ class Reader(Generic[Row]):
         self.table = table
         self.path = path
         self.function = function
-        self.exhausted = False  # whether the last fetch came to the statement's end
+        self.exhausted = False  # whether the last fetch reached the statement's end
         self._process = os.getpid()
         self.schema: int | None = None
         self._highest_id_ever: int | None = None
@@ -85,7 +85,7 @@ class Reader(Generic[Row]):
             raise OpenFailedError(function, f"{os.fsdecode(path)}: {error}") from error
 
     def close(self) -> None:
-        # A connection is of no use to a child process, and closing it there would give up the parent's locks.
+        # A child process cannot use the connection, and closing it there would drop the parent's locks.
         if self._process == os.getpid():
             self._connection.close()
 
@@ -96,19 +96,19 @@ class Reader(Generic[Row]):
         return QueryFailedError(self.function, detail)
 
     def run(self, statement: str, values: tuple[Value, ...] = ()) -> None:
-        """Runs a statement to its end, without rows."""
+        """Runs a statement that returns no rows."""
         with closing(self._connection.execute(statement, values)) as cursor:
             cursor.fetchall()
 
     def fetch(self, statement: str, values: tuple[Value, ...], rows: int = ROWS_OF_PAGE) -> list[Values]:
-        """Rows of a statement: at most so many, and not many more than fill a page's bytes."""
+        """A statement's rows: a limited number, and not many more than fill a page's bytes."""
         try:
             return self._fetch(statement, values, rows)
         except sqlite3.OperationalError as error:
-            # What SQLite reports has a code; what is no UTF-8 is reported by Python's module alone.
+            # SQLite's errors have a code; only Python's module reports invalid UTF-8.
             if hasattr(error, "sqlite_errorcode") or self._connection.text_factory is _as_it_is:
                 raise
-        # Slower, so not before it is needed.
+        # Slower, so only if needed.
         self._connection.text_factory = _as_it_is
         return self._fetch(statement, values, rows)
 
@@ -116,13 +116,13 @@ class Reader(Generic[Row]):
         fetched: list[Values] = []
         size = 0
         self.exhausted = False
-        # The cursor is closed whatever happens: one that is not at its end keeps the log locked.
+        # Always close the cursor: one that is not at its end keeps the log locked.
         with closing(self._connection.execute(statement, values)) as cursor:
             while len(fetched) < rows and size < _BYTES_OF_PAGE:
                 try:
                     some = cursor.fetchmany(min(_FETCHED_AT_ONCE, rows - len(fetched)))
                 except sqlite3.OperationalError as error:
-                    # When the time is over, what was found until then is a page as well.
+                    # If the time is up, the rows found so far are a page.
                     if fetched and getattr(error, "sqlite_errorcode", 0) == sqlite3.SQLITE_INTERRUPT:
                         break
                     raise
@@ -130,7 +130,7 @@ class Reader(Generic[Row]):
                     self.exhausted = True
                     break
                 fetched += some
-                # A row is as long as all of its texts; a sample tells well enough.
+                # A row is as long as all its texts; a sample is good enough.
                 size += len(some) * sum(len(value) for value in some[-1] if isinstance(value, str))
         return fetched
 
@@ -140,7 +140,7 @@ class Reader(Generic[Row]):
 
     @contextmanager
     def own_work(self) -> Iterator[None]:
-        """Work on temporary tables, which locks nothing of the log."""
+        """Work on temporary tables, which does not lock the log."""
         if self._process != os.getpid():
             raise RuntimeError("a listing cannot be read on in a child process: begin a new one there")
         try:
@@ -150,7 +150,7 @@ class Reader(Generic[Row]):
 
     @contextmanager
     def turn(self) -> Iterator[None]:
-        """While it lasts the log is locked for reading: nothing in it may wait for anybody."""
+        """Locks the log for reading meanwhile: nothing inside may wait."""
         with self.own_work():
             self.run("BEGIN")
             try:
@@ -160,8 +160,8 @@ class Reader(Generic[Row]):
                 if self._connection.in_transaction:
                     self.run("COMMIT")
 
-    # Another trigger, a new index or a compaction changes the schema too. A table made anew is told by its ids, which
-    # begin again.
+    # The schema also changes with a trigger, an index or a compaction. A recreated table shows in its ids, which start
+    # again.
     def _require_same_log(self) -> None:
         schema = self.first("PRAGMA main.schema_version")
         if schema == self.schema:
@@ -169,7 +169,7 @@ class Reader(Generic[Row]):
         highest = self._highest_id_of_all_time()
         if self._highest_id_ever is not None and highest < self._highest_id_ever:
             raise LogRecreated(
-                self.function, f"{os.fsdecode(self.path)} was made anew while it was read: begin a new listing"
+                self.function, f"{os.fsdecode(self.path)} was recreated while it was read: begin a new listing"
             )
         self.schema = schema
         self._highest_id_ever = highest
@@ -182,13 +182,13 @@ class Reader(Generic[Row]):
         return int(found[0][0]) if found else 0
 
     def highest_id(self) -> int:
-        """Of the rows that are there."""
+        """Of the existing rows."""
         found = self.first(f"SELECT max(rowid) FROM main.{self.table.name}")
         return LOWEST_ID if found is None else int(found)
 
     @contextmanager
     def _deadline(self) -> Iterator[None]:
-        """Interrupts a statement that has run for too long. Waiting for a lock is no running."""
+        """Interrupts a statement that runs for too long. Waiting for a lock does not count."""
         end: float | None = None
 
         def passed() -> int:
@@ -205,7 +205,7 @@ class Reader(Generic[Row]):
             self._connection.set_progress_handler(None, 0)
 
     def fetch_in_time(self, statement: str, values: tuple[Value, ...], rows: int = ROWS_OF_PAGE) -> list[Values] | None:
-        """Rows of a statement that may use any index, as many as are found in the time that writers may wait.
+        """Rows of a statement that may use any index, as many as it finds in the time that writers may wait.
 
         None when that is not one.
         """
@@ -218,13 +218,13 @@ class Reader(Generic[Row]):
             return None
 
     def fetch_at_once(self, statement: str, values: tuple[Value, ...]) -> list[Values] | None:
-        """All of them; None also when they are more than a page."""
+        """All of them; None if there are more than a page, too."""
         rows = self.fetch_in_time(statement, values, ROWS_OF_PAGE + 1)
         return rows if self.exhausted else None
 
 
 class Ranges:
-    """Goes through the ids of a table in ranges, each of which is read in a few milliseconds."""
+    """Goes through a table's ids in ranges that take a few milliseconds each."""
 
     def __init__(self, reader: Reader[Row], *, falling: bool, after: int, through: int, widest: int) -> None:
         self._reader = reader
@@ -241,7 +241,7 @@ class Ranges:
         )
 
     def next(self) -> tuple[int, int] | None:
-        """Within a turn: the range to read next, as the ids that it begins after and goes through; None at the end."""
+        """Within a turn: the next range, as the id before it and its last id; None at the end."""
         if self._ended:
             return None
         self._begun = time.monotonic()
@@ -265,7 +265,7 @@ class Ranges:
         self._ended = False
 
     def learn(self) -> None:
-        """At the end of a turn: makes the next range longer or shorter."""
+        """At the end of a turn: adapts the length of the next range."""
         lasted = time.monotonic() - self._begun
         if lasted < _RANGE_IS_SHORT:
             self._width = min(self._width * 2, self._widest)
@@ -281,7 +281,7 @@ def ranges_of(
     after: int = LOWEST_ID,
     through: int = HIGHEST_ID,
 ) -> Ranges:
-    # Where every row is listed, a range that is longer than a page is looked for in vain.
+    # If every row is listed, a range longer than a page is of no use.
     widest = _GREATEST_WIDTH if query.conditions or query.groups else ROWS_OF_PAGE
     return Ranges(reader, falling=falling, after=after, through=through, widest=widest)
 
@@ -297,7 +297,7 @@ def pages_by_id(
     """The rows of a query by their ids, a page at a time: each row's id, then its columns."""
     rows = f"SELECT rowid, {joined(query.table.columns)} FROM main.{query.table.name}"
     order = f"{query.where(IN_RANGE)} ORDER BY rowid{' DESC' if falling else ''}"
-    # By an index, as long as one finds a page in time.
+    # By an index, while it finds a page in time.
     while query.conditions:
         found = reader.fetch_in_time(f"{rows}{order} LIMIT {ROWS_OF_PAGE}", (after, through, *query.values))
         if found is None:

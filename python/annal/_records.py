@@ -75,7 +75,7 @@ class NoticeRecord(ctypes.Structure):
 
 
 class Tm(ctypes.Structure):
-    """libc's broken-down time, with the two fields that it has beyond the standard's."""
+    """libc's broken-down time, with its two fields beyond the standard's."""
 
     _fields_ = [
         ("tm_sec", c_int),

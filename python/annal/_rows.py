@@ -1,4 +1,4 @@
-"""Rows and groups as iterators. None of them holds a lock while a row is in the hands of the caller."""
+"""Rows and groups as iterators, which hold no lock while the caller has a row."""
 
 from __future__ import annotations
 
@@ -40,7 +40,7 @@ class Rows(Generic[Item]):
         return next(self._items)
 
     def close(self) -> None:
-        """Closes the connection. Nothing more is delivered; closing twice is no failure."""
+        """Closes the connection and ends the iteration. Closing twice is allowed."""
         self._items.close()
 
     def __enter__(self) -> Rows[Item]:
@@ -54,7 +54,7 @@ class Rows(Generic[Item]):
 
 @dataclasses.dataclass(frozen=True, slots=True)
 class Group(Generic[Row]):
-    """Entries that share the fields by which they were grouped.
+    """Entries that share the fields by which they are grouped.
 
     :ivar count: how many they are
     :ivar newest: the one with the highest id; the shared fields are read from it
@@ -122,7 +122,7 @@ def count_of(table: Table[Row], path: bytes, function: str, query: Query[Row]) -
         counted = reader.fetch_at_once(f"SELECT count(*) FROM main.{table.name}{query.where()}", query.values)
         if counted is not None:
             return int(counted[0][0])
-        # Too much to look through at once: writers would wait.
+        # Too many to count at once: writers would wait.
         statement = f"SELECT count(*) FROM main.{table.name} NOT INDEXED{query.where(IN_RANGE)}"
         total = 0
 
@@ -137,7 +137,7 @@ def count_of(table: Table[Row], path: bytes, function: str, query: Query[Row]) -
 
 
 def _for_each_range(reader: Reader[Row], query: Query[Row], read: Callable[[tuple[int, int]], None]) -> None:
-    """Reads all rows that are there when it begins, a range at a time, each in a turn of its own."""
+    """Reads all rows that exist at the start, a range at a time, each in a turn of its own."""
     with reader.turn():
         through = reader.highest_id()
     ranges = ranges_of(reader, query, through=through)
@@ -167,8 +167,8 @@ def _pages_by_id(reader: Reader[Row], query: Query[Row], part: Window) -> Iterat
             return
 
 
-# Kept in memory up to the size of the cache, and beyond it in a file without a name, which is gone with the process
-# whatever becomes of it. Its content is of no use after a failure, so that it needs no journal.
+# In memory up to the size of the cache, then in a file without a name, which ends with the process. After a failure its
+# content is of no use, so it needs no journal.
 def _prepare_temporary(reader: Reader[Row]) -> None:
     with reader.own_work():
         for setting in ("temp_store = FILE", "temp.cache_size = -4096", "temp.journal_mode = OFF"):
@@ -188,8 +188,7 @@ def _pages_sorted(reader: Reader[Row], query: Query[Row], part: Window) -> Itera
         yield page
         return
 
-    # Only the keys are sorted, in a private temporary database: that takes as long as it takes, and the log is not
-    # locked for it.
+    # Only the keys are sorted, in a private temporary database, without locking the log.
     _prepare_temporary(reader)
     keys = joined([f"{column} AS key{place}" for place, column in enumerate(query.sort)])
     listed = f"SELECT rowid AS annal_id, {keys} FROM main.{name} NOT INDEXED"
@@ -207,7 +206,7 @@ def _pages_sorted(reader: Reader[Row], query: Query[Row], part: Window) -> Itera
         )
         reader.run("DROP TABLE temp.kept")
         last = reader.first("SELECT IFNULL(max(rowid), 0) FROM temp.ranked")
-    # A row that is deleted before its turn is left out.
+    # Leaves out a row that is deleted before its turn.
     statement = (
         f"SELECT ranked.rowid, {columns} FROM temp.ranked CROSS JOIN main.{name} AS t ON t.rowid = ranked.annal_id "
         "WHERE ranked.rowid > ? AND ranked.rowid <= ? ORDER BY ranked.rowid"
@@ -221,13 +220,13 @@ def _pages_sorted(reader: Reader[Row], query: Query[Row], part: Window) -> Itera
 
 
 def _pages_of_groups(reader: Reader[Row], query: Query[Row], part: Window) -> Iterator[list[Values]]:
-    """Of each group its size, then the columns of its newest row."""
+    """For each group its size, then the columns of its newest row."""
     if part.limit == 0:
         return
     name = query.table.name
     columns = query.table.columns
 
-    # The newest row of each group is looked up by its id alone.
+    # Looks up each group's newest row by its id.
     def groups(listed: str, where: str, hint: str = "") -> str:
         return (
             f"SELECT {listed} FROM (SELECT max(rowid) AS annal_id, count(*) AS annal_size "
@@ -244,7 +243,7 @@ def _pages_of_groups(reader: Reader[Row], query: Query[Row], part: Window) -> It
         yield page
         return
 
-    # Groups of each range, put together in the end.
+    # The groups of each range, combined at the end.
     _prepare_temporary(reader)
     keys = tuple(f"key{place}" for place in range(len(query.groups)))
     cells = [f"cell{place}" for place in range(len(columns))]
@@ -259,7 +258,7 @@ def _pages_of_groups(reader: Reader[Row], query: Query[Row], part: Window) -> It
     _for_each_range(reader, query, lambda bounds: reader.run(insert, bounds + query.values))
     by_keys = dataclasses.replace(query, groups=keys)
     with reader.own_work():
-        # SQLite takes the columns beside a single max() from the row that has it.
+        # Beside a single max(), SQLite takes the other columns from the row that has the maximum.
         reader.run(
             f"CREATE TEMP TABLE ranked AS SELECT sum(annal_size) AS annal_size, {joined(cells)}, max(annal_id) "
             f"FROM temp.kept GROUP BY {joined(keys)}{by_keys.order_of_groups('sum(annal_size)')} "

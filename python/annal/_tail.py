@@ -24,7 +24,7 @@ _LONGEST_INTERVAL = 86400.0
 
 @dataclasses.dataclass(frozen=True)
 class Following:
-    """How long to go on after the newest rows, and how often to look."""
+    """Whether to continue after the newest rows, and how often to look."""
 
     follow: bool
     interval: float
@@ -43,7 +43,7 @@ class Following:
         return self.stop is not None and self.stop.is_set()
 
     def wait(self) -> bool:
-        """Sleeps for an interval; False when it is over."""
+        """Sleeps for an interval; False if following has ended."""
         if self.stop is None:
             time.sleep(self.interval)
             return True
@@ -67,7 +67,7 @@ class _Follower(Generic[Row]):
             self._reader = None
 
     def newest(self, lines: int) -> Iterator[list[Values]]:
-        """So many of the rows that are there."""
+        """The newest of the existing rows."""
         reader = self._open()
         with reader.turn():
             through = reader.highest_id()
@@ -83,7 +83,7 @@ class _Follower(Generic[Row]):
         yield from self._rows(reader, after, through)
 
     def news(self) -> Iterator[list[Values]]:
-        """What was stored since. Nothing, when the log cannot be read at this moment."""
+        """The rows stored since. None if the log cannot be read at this moment."""
         try:
             self._forget_another_file()
             reader = self._open()
@@ -106,7 +106,7 @@ class _Follower(Generic[Row]):
         while self._reader is None:
             before = self._file_there()
             reader = Reader(self._query.table, self._path, self._function)
-            # As long as it is open, no other file can have its number.
+            # While it is open, no other file can have its number.
             if before == self._file_there():
                 self._reader = reader
                 self._file = before
@@ -114,7 +114,7 @@ class _Follower(Generic[Row]):
                 reader.close()
         return self._reader
 
-    # Never by opening the file: closing it again would give up the locks of this process.
+    # Never open the file: closing it would drop this process's locks.
     def _file_there(self) -> tuple[int, int] | None:
         try:
             status = os.stat(self._path)
@@ -144,7 +144,7 @@ class _Follower(Generic[Row]):
 
 
 def _passes(error: Exception) -> bool:
-    """Whether it is only a matter of time: the log is being made anew, or is locked."""
+    """Whether the failure is temporary: the log is being recreated, or is locked."""
     cause = error.__cause__
     primary = getattr(cause, "sqlite_errorcode", 0) & 0xFF
     if primary in (sqlite3.SQLITE_BUSY, sqlite3.SQLITE_LOCKED, sqlite3.SQLITE_CANTOPEN):

@@ -69,7 +69,7 @@ class Adding(ApplianceTest):
             ({"action": -1}, ValueError, "action is -1"),
             ({"result": 1}, ValueError, "result is 1: it must be 0 .* or 13"),
             ({"level": 3}, ValueError, "level is 3"),
-            ({"address": "nowhere"}, ValueError, "address is no IPv4 or IPv6 address"),
+            ({"address": "nowhere"}, ValueError, "address is not an IPv4 or IPv6 address"),
             ({"user": None}, TypeError, "user must be str, not NoneType"),
             ({"service": "ssh"}, TypeError, "service must be int, not str"),
         ):

@@ -92,7 +92,7 @@ class Adding(ApplianceTest):
 
     def test_refuses_what_is_no_address(self) -> None:
         for address in ("10.0.0.256", "here", "::1::", "10.0.0.1 "):
-            with self.assertRaisesRegex(ValueError, "address is no IPv4 or IPv6 address"):
+            with self.assertRaisesRegex(ValueError, "address is not an IPv4 or IPv6 address"):
                 add(address=address)
         add(address="::ffff:10.0.0.5")
         self.assertEqual(next(annal.events.list()).address, "10.0.0.5")
@@ -103,7 +103,7 @@ class Adding(ApplianceTest):
             ({"message": b"bytes"}, TypeError, "message must be str, not bytes"),
             ({"message": None}, TypeError, "message must be str, not NoneType"),
             ({"user": "a\0b"}, ValueError, "user holds a zero character"),
-            ({"user": "\ud800"}, ValueError, "user holds a surrogate that stands for no byte"),
+            ({"user": "\ud800"}, ValueError, "user holds a surrogate that encodes no byte"),
             ({"level": 3}, ValueError, "level is 3: it must be from 0 to 2"),
             ({"level": "error"}, TypeError, "level must be int, not str"),
         ):
@@ -318,7 +318,7 @@ class Reading(ApplianceTest):
         annal.events.drop()
         annal.events.create()
         annal.events.add("the only one")
-        with self.assertRaisesRegex(annal.QueryFailedError, "made anew while it was read"):
+        with self.assertRaisesRegex(annal.QueryFailedError, "recreated while it was read"):
             list(rows)
 
     def test_times_follow_the_zone_of_the_process(self) -> None:

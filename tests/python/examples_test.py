@@ -44,7 +44,7 @@ class Examples(ApplianceTest):
         annal.connections.create()
         names = ["admin,10.0.0.5,no", "x'); DROP TABLE ANNAL_CONN; --,10.0.0.6,yes", "x,nowhere,no"]
         printed = run("import_connections.py", text="\n".join(["user,address,failed", *names]))
-        self.assertEqual(printed, "line 4: address is no IPv4 or IPv6 address: 'nowhere'\n2 stored\n")
+        self.assertEqual(printed, "line 4: address is not an IPv4 or IPv6 address: 'nowhere'\n2 stored\n")
         self.assertEqual(
             [(row.user, row.result) for row in annal.connections.list()],
             [("x'); DROP TABLE ANNAL_CONN; --", ActionResult.FAILED), ("admin", ActionResult.SUCCEEDED)],

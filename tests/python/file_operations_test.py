@@ -111,7 +111,7 @@ class FileOperations(ApplianceTest):
         self.assertEqual([row.path for row in self.log.list()], ["/share/9", "/share/7", "/share/5"])
 
     def test_creates_a_log_once_and_leaves_other_files_alone(self) -> None:
-        with self.assertRaisesRegex(annal.TableFailedError, "is there already"):
+        with self.assertRaisesRegex(annal.TableFailedError, "exists already"):
             self.log.create()
         self.log.create(exist_ok=True)
         other = LOGS / "other.db"

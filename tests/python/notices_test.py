@@ -198,9 +198,9 @@ class Command(ApplianceTest):
         with self.assertRaisesRegex(ValueError, "there is room for 10240"):
             annal.catalog["A011"][7].notify("x" * 10240)
         many = annal.Message("A011", annal.CatalogLevel.ERROR, "C001", "7", " ".join(f"{{{i}}}" for i in range(15)))
-        with self.assertRaisesRegex(ValueError, "at most 14 are handed on"):
+        with self.assertRaisesRegex(ValueError, "at most 14 are passed on"):
             many.notify(*range(15))
-        with self.assertRaisesRegex(ValueError, "at most 42 are handed on"):
+        with self.assertRaisesRegex(ValueError, "at most 42 are passed on"):
             annal.notices.send("text", *["x"] * 43, app_id="A", category_id="C", number="1")
         with self.assertRaisesRegex(TypeError, "a value must be str, not int"):
             annal.notices.send("text", cast(Any, 5), app_id="A", category_id="C", number="1")

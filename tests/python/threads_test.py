@@ -161,7 +161,7 @@ class Interpreters(unittest.TestCase):
             # One that brings a copy, and one that hides it.
             for module in (str(copy), "libm.so.6"):
                 with mock.patch("importlib.import_module", return_value=mock.Mock(__file__=module)):
-                    with self.assertRaisesRegex(ImportError, "brings its own copy of SQLite"):
+                    with self.assertRaisesRegex(ImportError, "has its own copy of SQLite"):
                         _library.require_one_sqlite(_library.library)
         _library.require_one_sqlite(_library.library)
 
