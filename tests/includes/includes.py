@@ -18,6 +18,7 @@ ROOMS = [
     ["tools/annalctl/event", "tools/annalctl/conn", "tools/annalctl/fileop", "tools/annalctl/notice"],
     ["tools/annalctl/commands"],
     ["tools/annalctl/catalog"],
+    ["tools/annalctl/proof"],
     ["tools/annalctl/maintenance"],
     ["tools/annalctl/rescue", "tools/annalctl/query", "tools/annalctl/import"],
     ["tools/annalctl/log"],

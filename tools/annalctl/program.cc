@@ -33,6 +33,7 @@
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/device_commands.h"
 #include "tools/annalctl/output/help_format.h"
+#include "tools/annalctl/proof_all.h"
 #include "tools/annalctl/suggestion.h"
 
 namespace annalctl {
@@ -203,6 +204,8 @@ void add_all_commands(CLI::App& app, Session& session) {
   add_check_of_all(app, session);
   add_info_of_all(app, session);
   add_keep_of_all(app, session);
+  add_seal_of_all(app, session);
+  add_verify_of_all(app, session);
   add_facilities(app, session);
   add_catalog_commands(app, session);
   add_notify(app, session);

@@ -7,6 +7,7 @@
 #include "tools/annalctl/maintenance/keep.h"
 #include "tools/annalctl/maintenance/limit.h"
 #include "tools/annalctl/maintenance/maintenance.h"
+#include "tools/annalctl/proof/commands.h"
 #include "tools/annalctl/rescue/check_command.h"
 #include "tools/annalctl/rescue/salvage.h"
 
@@ -48,6 +49,8 @@ void add_commands(CLI::App& group, Session& session, const LogCommands& of) {
   add_compact_command(group, session, of.log);
   add_check_command(group, session, of.log);
   add_salvage_command(group, session, of.log);
+  add_seal_command(group, session, of.log);
+  add_verify_command(group, session, of.log);
 }
 
 }  // namespace

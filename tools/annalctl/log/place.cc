@@ -27,7 +27,8 @@ struct Verb {
 constexpr std::array kVerbs{
     Verb{"list", Intent::kReading},     Verb{"show", Intent::kReading},    Verb{"tail", Intent::kReading},
     Verb{"count", Intent::kReading},    Verb{"group", Intent::kReading},   Verb{"check", Intent::kReading},
-    Verb{"info", Intent::kReading},     Verb{"create", Intent::kChanging}, Verb{"delete", Intent::kChanging},
+    Verb{"info", Intent::kReading},     Verb{"verify", Intent::kReading},  Verb{"seal", Intent::kChanging},
+    Verb{"redact", Intent::kChanging},  Verb{"create", Intent::kChanging}, Verb{"delete", Intent::kChanging},
     Verb{"trim", Intent::kChanging},    Verb{"age", Intent::kChanging},    Verb{"flush", Intent::kChanging},
     Verb{"limit", Intent::kChanging},   Verb{"keep", Intent::kChanging},   Verb{"compact", Intent::kChanging},
     Verb{"salvage", Intent::kChanging},

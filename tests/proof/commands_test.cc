@@ -1,0 +1,128 @@
+// "annalctl seal" and "annalctl verify" as they are run.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/tools/annalctl.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using testing::Test;
+
+class ProofCommands : public AnnalctlTest {
+ protected:
+  void SetUp() override {
+    AnnalctlTest::SetUp();
+    setenv("ANNAL_SEAL_KEY", "/etc/logs/keys/seal.key", 1);
+    ASSERT_EQ(annalctl({"event", "create", "--limit", "1000"}).status, 0);
+    ASSERT_EQ(annalctl({"conn", "create"}).status, 0);
+    for (int i = 0; i < 10; ++i) {
+      ASSERT_EQ(annalctl({"event", "add", "event " + std::to_string(i), "--user", i % 2 == 0 ? "ann" : "bob"}).status,
+                0);
+    }
+  }
+  void TearDown() override {
+    unsetenv("ANNAL_SEAL_KEY");
+    AnnalctlTest::TearDown();
+  }
+  static std::vector<json> objects_in(const std::string& lines) {
+    std::vector<json> objects;
+    for (const std::string& line : lines_of(lines)) {
+      objects.push_back(json::parse(line));
+    }
+    return objects;
+  }
+  static void change(const std::string& statement) { annal::test::sql("/etc/logs/event.log", statement); }
+};
+
+TEST_F(ProofCommands, SealsAndVerifiesAllLogsThatAreThere) {
+  const Finished sealed = annalctl({"seal"});
+  ASSERT_EQ(sealed.status, 0) << sealed.err;
+  EXPECT_EQ(sealed.out, "/etc/logs/event.log: sealed 10 events\n/etc/logs/conn.log: sealed 0 connections\n");
+  EXPECT_NE(sealed.err.find("created the signing key /etc/logs/keys/seal.key"), std::string::npos);
+  EXPECT_EQ(fs::status("/etc/logs/keys/seal.key").permissions(), fs::perms(0600));
+  const Finished verified = annalctl({"verify"});
+  EXPECT_EQ(verified.status, 0) << verified.out << verified.err;
+  EXPECT_EQ(lines_of(verified.out).front(), "/etc/logs/event.log: intact: 10 events are as they were sealed");
+  EXPECT_EQ(annalctl({"seal", "event"}).out, "/etc/logs/event.log: sealed 0 events\n");
+}
+
+TEST_F(ProofCommands, VerifyNamesWhatWasChangedAndFails) {
+  ASSERT_EQ(annalctl({"event", "seal"}).status, 0);
+  change("UPDATE ANNAL_EVENT SET event_desc = 'nothing' WHERE event_id = 4");
+  const Finished told = annalctl({"verify", "event"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_EQ(lines_of(told.out).front(), "/etc/logs/event.log: changed: event 4: it is not what was sealed");
+  const Finished for_programs = annalctl({"event", "verify", "--json"});
+  EXPECT_EQ(for_programs.status, 1);
+  const std::vector<json> objects = objects_in(for_programs.out);
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_EQ(objects[0]["state"], "changed");
+  EXPECT_EQ(objects[0]["finding"], true);
+  EXPECT_EQ(objects[0]["from"], 4);
+  EXPECT_EQ(objects[0]["through"], 4);
+  EXPECT_EQ(objects[1]["state"], "not-intact");
+  EXPECT_EQ(objects[1]["sealed"], 9);
+}
+
+TEST_F(ProofCommands, VerifySaysThatItCannotTellOfALogThatWasNeverSealed) {
+  ASSERT_EQ(annalctl({"seal", "conn"}).status, 0);
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 2);
+  EXPECT_EQ(annalctl({"verify", "conn"}).status, 0);
+  EXPECT_EQ(annalctl({"verify"}).status, 0);
+}
+
+TEST_F(ProofCommands, HeadsKeptElsewhereShowThatLogAndChainWereReplacedTogether) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  fs::create_directory("/etc/logs/old");
+  for (const char* name : {"event.log", "event.log.chain"}) {
+    fs::copy_file(fs::path("/etc/logs") / name, fs::path("/etc/logs/old") / name);
+  }
+  ASSERT_EQ(annalctl({"event", "add", "the last"}).status, 0);
+  const Finished sealed = annalctl({"seal", "event", "--heads", "/etc/logs/heads"});
+  ASSERT_EQ(sealed.status, 0) << sealed.err;
+  EXPECT_EQ(annalctl({"verify", "event", "--anchor", "/etc/logs/heads"}).status, 0);
+  for (const char* name : {"event.log", "event.log.chain"}) {
+    fs::copy_file(fs::path("/etc/logs/old") / name, fs::path("/etc/logs") / name, fs::copy_options::overwrite_existing);
+  }
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 0);
+  const Finished told = annalctl({"verify", "event", "--anchor", "/etc/logs/heads"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_NE(told.out.find("rolled-back"), std::string::npos) << told.out;
+}
+
+TEST_F(ProofCommands, AHeadIsTheSameWhetherItIsPrintedOrKept) {
+  ASSERT_EQ(annalctl({"seal", "event", "--heads", "/etc/logs/heads"}).status, 0);
+  const Finished printed = annalctl({"seal", "event", "--print-head"});
+  std::ifstream kept("/etc/logs/heads");
+  EXPECT_EQ(printed.out, std::string(std::istreambuf_iterator<char>(kept), {}));
+  const Finished as_anchor = annalctl({"verify", "event", "--anchor", "-"}, printed.out);
+  EXPECT_EQ(as_anchor.status, 0) << as_anchor.err;
+}
+
+TEST_F(ProofCommands, ACopyIsVerifiedElsewhereWithThePublicKeyAlone) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  fs::create_directory("/etc/logs/copy");
+  for (const char* name : {"event.log", "event.log.chain", "keys/seal.pub"}) {
+    fs::copy_file(fs::path("/etc/logs") / name, fs::path("/etc/logs/copy") / fs::path(name).filename());
+  }
+  fs::remove_all("/etc/logs/keys");
+  const Finished verified =
+      annalctl({"--dir", "/etc/logs/copy", "event", "verify", "--public-key", "/etc/logs/copy/seal.pub"});
+  EXPECT_EQ(verified.status, 0) << verified.out << verified.err;
+  EXPECT_EQ(annalctl({"--dir", "/etc/logs/copy", "event", "seal"}).status, 2);
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 2);  // no key is known
+}
+
+TEST_F(ProofCommands, ALogOfFileOperationsIsSealedByItsFile) {
+  ASSERT_EQ(annalctl({"fileop", "--db", "/etc/logs/ops.db", "create"}).status, 0);
+  ASSERT_EQ(annalctl({"seal", "--db", "/etc/logs/ops.db"}).out, "/etc/logs/ops.db: sealed 0 file operations\n");
+  EXPECT_EQ(annalctl({"fileop", "--db", "/etc/logs/ops.db", "verify"}).status, 0);
+}
+
+}  // namespace

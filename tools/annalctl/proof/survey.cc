@@ -1,0 +1,78 @@
+#include "tools/annalctl/proof/survey.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "tools/annalctl/maintenance/facts.h"
+
+namespace annalctl::proof {
+
+const SealedEntry* Survey::entry(std::int64_t id) const {
+  const auto found = std::lower_bound(entries.begin(), entries.end(), id,
+                                      [](const SealedEntry& one, std::int64_t sought) { return one.id < sought; });
+  return found == entries.end() || found->id != id ? nullptr : &*found;
+}
+
+Survey survey_of(const ChainFile& chain) {
+  Survey survey;
+  Hash hash = chain.head().base;
+  std::uint64_t end = chain.head().first;
+  for (RecordStream records(chain); records.next(); ++end) {
+    hash = link_of(hash, linked_part(records.bytes()));
+    const std::optional<Record> record = read(records.bytes());
+    if (record && record->kind == Kind::kEntry) {
+      survey.entries.push_back({record->id, records.position(), record->time, is_erased(record->salt)});
+    } else if (record) {
+      survey.notes.add(records.position(), *record);
+    }
+  }
+  if (end != chain.head().records || hash != chain.head().hash) {
+    throw ChainFailure(
+        fmt::format("{} is not what its head says ('annalctl verify' tells more; 'annalctl seal --new-chain' sets it "
+                    "aside and begins another)",
+                    chain.path()));
+  }
+  survey.notes.finish();
+  return survey;
+}
+
+std::vector<GoneRange> ranges_of(std::span<const SealedEntry> entries, std::span<const std::int64_t> gone,
+                                 Reason reason, std::uint32_t declared) {
+  std::vector<GoneRange> ranges;
+  bool in_range = false;
+  auto next = gone.begin();
+  for (const SealedEntry& entry : entries) {
+    while (next != gone.end() && *next < entry.id) {
+      ++next;
+    }
+    const bool is_gone = next != gone.end() && *next == entry.id;
+    if (is_gone && in_range) {
+      ranges.back().through = entry.id;
+    } else if (is_gone) {
+      ranges.push_back({entry.id, entry.id, declared, reason});
+    }
+    in_range = is_gone;
+  }
+  return ranges;
+}
+
+std::optional<FullBetween> full_between(Reader& reader, const Log& log) {
+  const std::optional<RowLimit> limit = row_limit_of(reader, log);
+  if (!limit || limit->limit <= 0) {
+    return {};
+  }
+  return FullBetween{std::max<std::int64_t>(std::int64_t{limit->limit} + 1 - limit->batch, 0), limit->limit};
+}
+
+std::int64_t highest_id_of(Reader& reader, const Log& log) {
+  const Reader::Turn turn(reader);
+  SqliteStatement statement =
+      reader.prepare(fmt::format("SELECT max(coalesce((SELECT seq FROM main.sqlite_sequence WHERE name = '{0}'), 0), "
+                                 "coalesce((SELECT max(rowid) FROM main.{0}), 0))",
+                                 log.table));
+  reader.next(statement);
+  return statement.integer(0);
+}
+
+}  // namespace annalctl::proof
