@@ -133,6 +133,12 @@ sql "SELECT annal.store('{\"appliance\":\"0123456789abcdef0123456789abcdef\",\"l
 expect "what has no column is kept" "$(sql 'SELECT event_type IS NULL, other_fields FROM annal.event WHERE generation = 22')" \
   't|{"later": 5, "event_type": "odd"}'
 
+for record in 'no JSON' '{}' '{"log":"event","appliance":"x"}' \
+  '{"log":"event","appliance":"0123456789abcdef0123456789abcdef","generation":1,"id":1,"date":"2026-02-31","fields":{}}'; do
+  sql "SELECT annal.store('$record')" >/dev/null
+done
+expect "what cannot be stored is set aside" "$(sql 'SELECT count(*), count(reason) FROM annal.refused')" '4|4'
+
 echo "rights"
 as() { PGPASSWORD=$2 psql -X -q -A -t "host=localhost port=$port dbname=annal user=$1 sslmode=require" -c "$3" 2>&1 || true; }
 expect_match "a writer cannot read" "$(as appliances "$(cat "$folder/password")" 'SELECT * FROM annal.entry')" 'permission denied'

@@ -1,6 +1,13 @@
+-- Records that annal.store could not store, as they came.
+CREATE TABLE annal.refused (
+  record text NOT NULL,
+  reason text NOT NULL,
+  received timestamptz NOT NULL DEFAULT now()
+);
+
 -- Storing one record from its JSON, for programs that pass records on without knowing them, such as rsyslog. What it
 -- stores equals what annal-export and annal-collect copy.
-CREATE FUNCTION annal.store(record jsonb) RETURNS void
+CREATE FUNCTION annal.store_json(record jsonb) RETURNS void
 LANGUAGE plpgsql SET search_path = pg_catalog, pg_temp AS $$
 DECLARE
   log text := record->>'log';
@@ -52,5 +59,19 @@ BEGIN
 END
 $$;
 
-REVOKE ALL ON FUNCTION annal.store FROM PUBLIC;
-GRANT EXECUTE ON FUNCTION annal.store TO annal_writer;
+-- The same for programs that take an error for a broken connection, or drop what caused it: what cannot be stored is set
+-- aside. Other errors, such as a full disk, are errors here too.
+CREATE FUNCTION annal.store(record text) RETURNS void
+LANGUAGE plpgsql SET search_path = pg_catalog, pg_temp AS $$
+BEGIN
+  PERFORM annal.store_json(record::jsonb);
+EXCEPTION
+  WHEN data_exception OR integrity_constraint_violation OR program_limit_exceeded OR raise_exception THEN
+    INSERT INTO annal.refused (record, reason) VALUES (record, sqlerrm);
+END
+$$;
+
+REVOKE ALL ON FUNCTION annal.store_json, annal.store FROM PUBLIC;
+GRANT EXECUTE ON FUNCTION annal.store_json, annal.store TO annal_writer;
+GRANT INSERT ON annal.refused TO annal_writer;
+GRANT SELECT ON annal.refused TO annal_reader;
