@@ -13,7 +13,7 @@ import sys
 ROOMS = [
     ["tests", "tests/*", "bench", "examples/*", "tools/demo"],
     ["tools/annalctl", "tools/web", "tools/export/sinks", "tools/export/collect"],
-    ["tools/export/database"],
+    ["tools/export/database", "tools/export/jetstream"],
     ["tools/export"],
     ["tools/annalctl/event", "tools/annalctl/conn", "tools/annalctl/fileop", "tools/annalctl/notice"],
     ["tools/annalctl/commands"],

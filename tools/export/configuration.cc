@@ -41,8 +41,8 @@ class Loading {
   explicit Loading(const std::string& file) { configuration_.file = file; }
 
   Configuration load(const std::string& only) {
-    const std::optional<std::string> content = read();
-    if (content && parse(*content)) {
+    document_ = parse_file(configuration_.file, configuration_.complaints);
+    if (document_) {
       Settings top = settings("", *document_);
       load_top(top);
       load_logs(top);
@@ -54,33 +54,6 @@ class Loading {
 
  private:
   using TablePointer = std::shared_ptr<const Settings::Table>;
-
-  void complain(std::size_t line, const std::string& what) {
-    configuration_.complaints.push_back({configuration_.file, line, "", what});
-  }
-
-  std::optional<std::string> read() {
-    try {
-      std::optional<std::string> content = content_of(configuration_.file);
-      if (!content) {
-        complain(0, "there is no such file");
-      }
-      return content;
-    } catch (const std::system_error& failure) {
-      complain(0, fmt::format("cannot be read: {}", failure.code().message()));
-      return {};
-    }
-  }
-
-  bool parse(const std::string& content) {
-    try {
-      document_ = std::make_shared<const toml::table>(toml::parse(content));
-      return true;
-    } catch (const toml::parse_error& error) {
-      complain(error.source().begin.line, std::string(error.description()));
-      return false;
-    }
-  }
 
   Settings settings(const std::string& name, const toml::table& table) {
     return {std::make_shared<const Settings::Table>(Settings::Table{configuration_.file, document_, &table}), name,

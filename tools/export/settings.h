@@ -33,6 +33,9 @@ class Settings {
 
   [[nodiscard]] bool has(const std::string& key) const;
 
+  // The table of this name, empty if there is none.
+  Settings table(const std::string& key);
+
   // A text that must be there, and is not empty.
   std::string text(const std::string& key);
   std::string text_or(const std::string& key, const std::string& otherwise);
@@ -80,5 +83,8 @@ class Settings {
   std::vector<std::string> known_;
   bool complained_ = false;
 };
+
+// The top of a configuration file; nothing after a complaint.
+[[nodiscard]] std::optional<Settings> load_settings(const std::string& file, std::vector<Complaint>& complaints);
 
 }  // namespace exporter

@@ -176,4 +176,41 @@ void Settings::end() {
   }
 }
 
+Settings Settings::table(const std::string& key) {
+  static const toml::table none;
+  known_.push_back(key);
+  const toml::node* const node = table_->table->get(key);
+  if (node != nullptr && !node->is_table()) {
+    complain(key, fmt::format("must be a table: [{}]", key));
+  }
+  const toml::table* const below = node != nullptr && node->is_table() ? node->as_table() : &none;
+  return {std::make_shared<const Table>(Table{table_->file, table_->document, below}), key, complaints_};
+}
+
+std::shared_ptr<const toml::table> parse_file(const std::string& file, std::vector<Complaint>& complaints) {
+  const auto complain = [&](std::size_t line, const std::string& what) {
+    complaints.push_back({file, line, "", what});
+  };
+  try {
+    if (const std::optional<std::string> content = content_of(file)) {
+      return std::make_shared<const toml::table>(toml::parse(*content));
+    }
+    complain(0, "there is no such file");
+  } catch (const std::system_error& failure) {
+    complain(0, fmt::format("cannot be read: {}", failure.code().message()));
+  } catch (const toml::parse_error& error) {
+    complain(error.source().begin.line, std::string(error.description()));
+  }
+  return nullptr;
+}
+
+std::optional<Settings> load_settings(const std::string& file, std::vector<Complaint>& complaints) {
+  const std::shared_ptr<const toml::table> document = parse_file(file, complaints);
+  if (!document) {
+    return {};
+  }
+  return Settings(std::make_shared<const Settings::Table>(Settings::Table{file, document, document.get()}), "",
+                  complaints);
+}
+
 }  // namespace exporter

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/export/settings.h"
 
@@ -15,5 +16,9 @@ struct Settings::Table {
   std::shared_ptr<const toml::table> document;  // owns the table
   const toml::table* table;
 };
+
+// The content of a file as a table; null after a complaint.
+[[nodiscard]] std::shared_ptr<const toml::table> parse_file(const std::string& file,
+                                                            std::vector<Complaint>& complaints);
 
 }  // namespace exporter

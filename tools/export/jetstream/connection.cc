@@ -1,0 +1,135 @@
+#include "tools/export/jetstream/connection.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+
+namespace exporter::jetstream {
+
+namespace {
+
+using Options = std::unique_ptr<natsOptions, Destroy<natsOptions_Destroy>>;
+
+constexpr std::int64_t kConnectMilliseconds = 2000;
+// A server that stays silent for so long is gone: two unanswered pings.
+constexpr std::int64_t kPingMilliseconds = 10000;
+constexpr int kPings = 2;
+
+void set_identity(natsOptions* options, const Servers& servers) {
+  if (!servers.credentials.empty()) {
+    require(natsOptions_SetUserCredentialsFromFiles(options, servers.credentials.c_str(), nullptr),
+            "use the credentials");
+  }
+  if (servers.token.given()) {
+    const Settings::Secret token = servers.token.read();
+    if (!token) {
+      throw Failure("cannot read the token");
+    }
+    require(natsOptions_SetToken(options, token->c_str()), "use the token");
+  }
+  if (!servers.user.empty()) {
+    const Settings::Secret password = servers.password.read();
+    if (servers.password.given() && !password) {
+      throw Failure("cannot read the password");
+    }
+    require(natsOptions_SetUserInfo(options, servers.user.c_str(), password.value_or("").c_str()), "use the password");
+  }
+}
+
+void set_tls(natsOptions* options, const Servers& servers) {
+  require(natsOptions_SetSecure(options, true), "use TLS");
+  require(natsOptions_LoadCATrustedCertificates(options, servers.files.authorities.c_str()),
+          "read the certificates in " + servers.files.authorities);
+  if (!servers.files.certificate.empty()) {
+    require(natsOptions_LoadCertificatesChain(options, servers.files.certificate.c_str(), servers.files.key.c_str()),
+            "use the certificate " + servers.files.certificate);
+  }
+}
+
+}  // namespace
+
+void require(natsStatus status, const std::string& doing, jsErrCode code) {
+  if (status == NATS_OK) {
+    return;
+  }
+  natsStatus last = NATS_OK;
+  const char* const detail = nats_GetLastError(&last);
+  const bool has_detail = last == status && detail != nullptr && *detail != '\0';
+  throw Failure(
+      fmt::format("cannot {}: {}{}", doing, natsStatus_GetText(status), has_detail ? fmt::format(" ({})", detail) : ""),
+      status, code);
+}
+
+std::string read_name(Settings& settings, const std::string& key, const std::string& otherwise) {
+  const std::string name = settings.text_or(key, otherwise);
+  if (name.empty() || name.find_first_of(" \t\r\n.*>/\\") != std::string::npos) {
+    settings.complain(key, "must be a name without blanks, '.', '*', '>', '/' and '\\'");
+    return otherwise;
+  }
+  return name;
+}
+
+std::optional<Servers> read_servers(Settings& settings) {
+  Servers servers;
+  servers.addresses = settings.texts("servers");
+  servers.tls = settings.flag("tls", true);
+  if (servers.addresses.empty()) {
+    settings.complain("servers", "must be a list such as [\"nats://one:4222\", \"nats://two:4222\"]");
+  }
+  for (const std::string& address : servers.addresses) {
+    if (address.find('@') != std::string::npos) {
+      settings.complain("servers", "must not hold a password: use password_file or password_env");
+    }
+  }
+  servers.files = read_client_files(settings);
+  servers.user = settings.text_or("user", "");
+  servers.password = settings.secret_source("password");
+  servers.token = settings.secret_source("token");
+  servers.credentials = settings.file("credentials_file");
+  return settings.has_complaints() ? std::nullopt : std::optional(servers);
+}
+
+Connection::Connection(const Servers& servers) {
+  natsOptions* made = nullptr;
+  require(natsOptions_Create(&made), "prepare a connection");
+  const Options options(made);
+  std::vector<const char*> addresses;
+  for (const std::string& address : servers.addresses) {
+    addresses.push_back(address.c_str());
+  }
+  require(natsOptions_SetServers(made, addresses.data(), static_cast<int>(addresses.size())),
+          "use the servers' addresses");
+  require(natsOptions_SetName(made, servers.name.c_str()), "name the connection");
+  require(natsOptions_SetTimeout(made, kConnectMilliseconds), "limit the wait");
+  require(natsOptions_SetAllowReconnect(made, false), "set the connection up");
+  require(natsOptions_SetIgnoreDiscoveredServers(made, true), "set the connection up");
+  require(natsOptions_SetPingInterval(made, kPingMilliseconds), "set the connection up");
+  require(natsOptions_SetMaxPingsOut(made, kPings), "set the connection up");
+  if (servers.tls) {
+    set_tls(made, servers);
+  }
+  set_identity(made, servers);
+  natsConnection* connection = nullptr;
+  require(natsConnection_Connect(&connection, made),
+          fmt::format("connect to {}", fmt::join(servers.addresses, " or ")));
+  handle_.reset(connection);
+}
+
+std::string Connection::complaint() const {
+  const char* text = nullptr;
+  const natsStatus status = natsConnection_GetLastError(handle_.get(), &text);
+  if (status == NATS_OK) {
+    return {};
+  }
+  return fmt::format(": {}", text != nullptr && *text != '\0' ? text : natsStatus_GetText(status));
+}
+
+std::string Connection::server() const {
+  std::array<char, 256> address{};
+  return natsConnection_GetConnectedUrl(handle_.get(), address.data(), address.size()) == NATS_OK ? address.data()
+                                                                                                  : "the server";
+}
+
+}  // namespace exporter::jetstream
