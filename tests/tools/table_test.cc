@@ -56,6 +56,11 @@ TEST(Table, KeepsIdDateTimeAndLevelWholeAtAnyWidth) {
   }
 }
 
+TEST(Table, PutsWhatDoesNotFitInTheFirstLineIntoTheSecond) {
+  EXPECT_EQ(lines_at(30, {kLong}).at(2), "123456 2026-11-21 10:00:00");
+  EXPECT_EQ(lines_at(30, {kLong}).at(3).substr(0, 15), "  information  ");
+}
+
 TEST(Table, TakesTwoLinesForAnEntryOnANarrowTerminal) {
   EXPECT_EQ(
       lines_at(40, {kLong, kShort}),

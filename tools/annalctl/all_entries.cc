@@ -20,6 +20,7 @@
 #include "tools/annalctl/fileop/model.h"
 #include "tools/annalctl/files/file_state.h"
 #include "tools/annalctl/files/rights.h"
+#include "tools/annalctl/log/common_columns.h"
 #include "tools/annalctl/log/diagnosis.h"
 #include "tools/annalctl/log/level.h"
 #include "tools/annalctl/log/place.h"
@@ -29,6 +30,7 @@
 #include "tools/annalctl/query/listing.h"
 #include "tools/annalctl/query/merge.h"
 #include "tools/annalctl/query/position.h"
+#include "tools/annalctl/query/view_options.h"
 
 namespace annalctl {
 
@@ -42,6 +44,9 @@ constexpr std::array kColumns{
     Column{"ip", false},   Column{"computer", false}, Column{"message", false},
 };
 
+// Where the level's name is in a row. Date and time are where most logs have them.
+constexpr std::size_t kLevelName = 4;
+
 TableCell named_level_cell(const char* name) {
   const std::string_view level = name;
   const bool bad = level == "error" || level == "critical" || level == "alert" || level == "emergency";
@@ -49,15 +54,15 @@ TableCell named_level_cell(const char* name) {
 }
 
 constexpr std::array kTable{
-    TableColumn{"Log", 0},
-    TableColumn{"ID", 1, true},
-    TableColumn{"Date", 2},
-    TableColumn{"Time", 3},
-    TableColumn{"Level", 4, false, named_level_cell},
+    TableColumn{"Log", 0, false, nullptr, Room::kWhole},
+    TableColumn{"ID", 1, true, nullptr, Room::kWhole},
+    kDateCell,
+    kTimeCell,
+    TableColumn{"Level", kLevelName, false, named_level_cell, Room::kWhole},
     TableColumn{"User", 5},
     TableColumn{"Address", 6},
     TableColumn{"Computer", 7},
-    TableColumn{"Message", 8},
+    TableColumn{"Message", 8, false, nullptr, Room::kRest},
 };
 
 constexpr std::array kEventTexts{TextFilter{"--text", {"event_desc"}, "message"},
@@ -138,8 +143,16 @@ std::string columns_of(const Part& part) {
                      log.name, log.id, level_name(log), part.user, part.address, part.computer, part.message);
 }
 
+std::optional<std::string> level_in_view(Row values) {
+  return kLevelName < values.size() && values[kLevelName] != nullptr ? std::optional<std::string>(values[kLevelName])
+                                                                     : std::nullopt;
+}
+
+// The rows have the names of their logs and levels themselves.
+constexpr EntryView kView{"", moment_of, level_in_view, kDatePlace, kTimePlace};
+
 RowShape shape() {
-  return {{kColumns.begin(), kColumns.end()}, kTable};
+  return {{kColumns.begin(), kColumns.end()}, kTable, &kView, true};
 }
 
 // --- what is asked for ---
@@ -432,6 +445,7 @@ void add_log_of_all(CLI::App& app, Session& session) {
       ->allow_extra_args(false);
   options->filters.add_options(*command, parts().front().filters, "entries");
   add_page_options(*command, options->page);
+  add_view_options(*command, session);
   auto* const oldest = command->add_flag("--oldest", options->oldest, "The oldest first");
   auto* const cursor = command->add_option("--cursor", options->cursor, "Show what is new since this file was written")
                            ->type_name("FILE")

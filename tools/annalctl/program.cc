@@ -19,11 +19,13 @@
 #include "tools/annalctl/all_entries.h"
 #include "tools/annalctl/all_logs.h"
 #include "tools/annalctl/arguments/choice.h"
+#include "tools/annalctl/arguments/names.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/catalog/commands.h"
 #include "tools/annalctl/check_all.h"
 #include "tools/annalctl/commands/log_commands.h"
+#include "tools/annalctl/completion.h"
 #include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/event/commands.h"
 #include "tools/annalctl/fileop/commands.h"
@@ -77,18 +79,20 @@ void add_general_options(CLI::App& app, Session& session) {
                             "Write rows as JSON Lines, one object a row; bytes that are not UTF-8 become U+FFFD");
   auto* const csv =
       app.add_flag_callback("--csv", form(Format::kCsv), "Write rows as CSV with a header line")->excludes(json);
-  app.add_option_function<std::string>(
-         "--output,-o",
-         [&session](const std::string& name) {
-           session.view.format = static_cast<Format>(require_code(kFormats, "--output", name));
-         },
-         fmt::format("How to write rows: {}", names_of(kFormats)))
-      ->type_name("FORM")
-      ->excludes(json)
-      ->excludes(csv);
+  auto* const output = app.add_option_function<std::string>(
+      "--output,-o",
+      [&session](const std::string& name) {
+        session.view.format = static_cast<Format>(require_code(kFormats, "--output", name));
+      },
+      fmt::format("How to write rows: {}", names_of(kFormats)));
+  offer(output->type_name("FORM"), kFormats)->excludes(json)->excludes(csv);
   app.add_flag_callback(
       "--no-pager", [&session] { session.pager = false; },
       "Write to the terminal what is longer than it, and not to $PAGER (less -FRX)");
+  app.add_option_function<std::string>("--names", use_names,
+                                       "Names for the numbers of services, actions and file operations; without it\n"
+                                       "/etc/Corix_annal/names.tsv, if it is there")
+      ->type_name("FILE");
   app.add_option("--dir", session.place.folder,
                  "The logs' folder, when it is another one: they are opened for reading alone, and nothing is created")
       ->type_name("FOLDER");
@@ -209,6 +213,7 @@ void add_all_commands(CLI::App& app, Session& session) {
   add_facilities(app, session);
   add_catalog_commands(app, session);
   add_notify(app, session);
+  add_completion(app, session, add_all_commands);
   app.add_subcommand("help", "Show what a command takes: 'annalctl help event list'")->callback([] {
     throw CLI::CallForHelp();
   });

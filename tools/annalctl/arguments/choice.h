@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace annalctl {
 
@@ -26,6 +27,10 @@ struct Choice {
 
 // The code's name; the code itself when it has none.
 [[nodiscard]] std::string name_of(std::span<const Choice> choices, std::string_view code);
+
+// Has an option say, for a shell's completion and the manual, which values it knows; offered() returns them.
+CLI::Option* offer(CLI::Option* option, std::span<const Choice> choices);
+[[nodiscard]] std::vector<std::string> offered(CLI::Option& option);
 
 // An option for one of the names.
 CLI::Option* add_choice(CLI::App& command, const char* option, std::optional<unsigned>& code,

@@ -5,6 +5,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/arguments/entry_options.h"
+#include "tools/annalctl/arguments/names.h"
 #include "tools/annalctl/conn/batch.h"
 #include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/conn/model.h"
@@ -59,12 +60,15 @@ void add_add(CLI::App& commands, Session& session) {
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
   add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
-  command->add_option("--service", arguments->service, "The service's number, 0 to 12; without it 0")
-      ->type_name("N")
-      ->check(CLI::Range(0, static_cast<int>(kHighestService)));
-  command->add_option("--action", arguments->action, "The action's number, 0 to 36; without it 0")
-      ->type_name("N")
-      ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
+  auto* const service =
+      command->add_option("--service", arguments->service, "The service's number, 0 to 12; without it 0")
+          ->type_name("N")
+          ->check(CLI::Range(0, static_cast<int>(kHighestService)));
+  take_names(service, Named::kService);
+  auto* const action = command->add_option("--action", arguments->action, "The action's number, 0 to 36; without it 0")
+                           ->type_name("N")
+                           ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
+  take_names(action, Named::kAction);
   command->add_flag("--failed", arguments->failed, "The action failed (result 13); without it the result is 0");
   add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {

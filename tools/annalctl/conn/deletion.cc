@@ -24,8 +24,8 @@ constexpr std::array kSelectors{
     DeleteOption{5, "--ip", "address", read_text_without_quote, "TEXT", "conn_ip"},
     DeleteOption{6, "--computer", "computer", read_text_without_quote, "TEXT", "conn_comp"},
     DeleteOption{7, "--resource", "resource", read_text_without_quote, "TEXT", "conn_res"},
-    DeleteOption{8, "--service", "service", read_number, "N", "conn_serv"},
-    DeleteOption{9, "--action", "action", read_number, "N", "conn_action"},
+    DeleteOption{8, "--service", "service", read_number, "N", "conn_serv", nullptr, Named::kService},
+    DeleteOption{9, "--action", "action", read_number, "N", "conn_action", nullptr, Named::kAction},
     DeleteOption{10, "--app", "application", read_text_without_quote, "TEXT", "conn_app"},
     DeleteOption{11, "--result", "action result: 0 or 13, which is failed", read_number, "N", "conn_action_result"},
 };

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/arguments/names.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/log/common_columns.h"
 
@@ -60,9 +61,17 @@ TableCell result_cell(const char* code) {
   return {name == code ? printable(name) : name, name == "failed" ? Style::kWarning : Style::kPlain};
 }
 
+TableCell service_cell(const char* number) {
+  return {printable(name_of_number(Named::kService, number))};
+}
+
+TableCell action_cell(const char* number) {
+  return {printable(name_of_number(Named::kAction, number))};
+}
+
 constexpr TableColumn kComputerCell{"Computer", kComputer};
-constexpr TableColumn kServiceCell{"Service", kService, true};
-constexpr TableColumn kActionCell{"Action", kAction, true};
+constexpr TableColumn kServiceCell{"Service", kService, true, service_cell};
+constexpr TableColumn kActionCell{"Action", kAction, true, action_cell};
 constexpr TableColumn kResultCell{"Result", kResult, false, result_cell};
 constexpr TableColumn kApplicationCell{"Application", kApplication};
 constexpr TableColumn kResourceCell{"Resource", kResource, false, nullptr, Room::kRest};

@@ -30,8 +30,8 @@ std::int64_t read_action(const std::string& text) {
 }
 
 constexpr std::array kNumbers{
-    NumberFilter{"--service", "conn_serv", "Only those of this service, 1 to 12", read_service},
-    NumberFilter{"--action", "conn_action", "Only those of this action, 1 to 36", read_action},
+    NumberFilter{"--service", "conn_serv", "Only those of this service, 1 to 12", read_service, {}, Named::kService},
+    NumberFilter{"--action", "conn_action", "Only those of this action, 1 to 36", read_action, {}, Named::kAction},
     NumberFilter{"--failed", "conn_action_result", "Only those that failed (result 13)", nullptr, kFailed},
 };
 
@@ -44,6 +44,7 @@ const QueryCommands kQueries{
     .table = kListTable,
     .entry = kEntry,
     .filters = {{"--type", "conn_type", kLevels, true}, {"conn_date", "conn_time", nullptr}, kTexts, kNumbers},
+    .repeats = {"conn_type", "conn_app", "conn_action_result", "fold(conn_res, conn_user)"},
     .sorts = kSorts,
     .group_sorts = kSorts.size(),
     .groupings = kGroupings,

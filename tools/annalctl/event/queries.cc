@@ -39,6 +39,7 @@ const QueryCommands kQueries{
     .table = kListTable,
     .entry = kEntry,
     .filters = {{"--type", "event_type", kLevels, true}, {"event_date", "event_time", nullptr}, kTexts, {}},
+    .repeats = {"event_type", "event_app_name", "fold(event_desc, event_user)"},
     .sorts = kSorts,
     .group_sorts = kSortsOfGroups,
     .groupings = kGroupings,

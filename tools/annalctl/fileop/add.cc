@@ -7,6 +7,8 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/arguments/entry_options.h"
+#include "tools/annalctl/arguments/names.h"
+#include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/standard_input.h"
 #include "tools/annalctl/fileop/commands.h"
 #include "tools/annalctl/fileop/model.h"
@@ -72,10 +74,12 @@ void add_add(CLI::App& commands, Session& session) {
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
   command->add_option("path", arguments->path, "The path that was operated on")->type_name("TEXT")->required();
-  command->add_option("--action", arguments->action, "What was done, as the file manager numbers it: 1 to 35")
-      ->type_name("N")
-      ->check(CLI::Range(1, 35))
-      ->required();
+  auto* const action =
+      command->add_option("--action", arguments->action, "What was done, as the file manager numbers it: 1 to 35")
+          ->type_name("N")
+          ->check(CLI::Range(1, 35))
+          ->required();
+  take_names(action, Named::kOperation);
   command->add_option("--old-path", arguments->old_path, "The path before a move or renaming")->type_name("TEXT");
   command->add_option("--folder", arguments->folder, "Folder code, 0 to 2; without it 0")
       ->type_name("N")

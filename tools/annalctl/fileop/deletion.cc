@@ -28,7 +28,7 @@ constexpr std::array kSelectors{
     DeleteOption{4, "--user", "user", read_escaped, "TEXT", "event_user"},
     DeleteOption{5, "--ip", "address", read_escaped, "TEXT", "event_ip"},
     DeleteOption{6, "--folder", "folder code", read_number, "N", "event_isFolder"},
-    DeleteOption{7, "--action", "action", read_number, "N", "event_action"},
+    DeleteOption{7, "--action", "action", read_number, "N", "event_action", nullptr, Named::kOperation},
     DeleteOption{8, "--size", "size", read_number, "N", "event_filesize"},
     DeleteOption{9, "--computer", "computer", read_escaped, "TEXT", "event_comp"},
     DeleteOption{10, "--device", "device", read_escaped, "TEXT", "event_duid"},

@@ -9,8 +9,10 @@
 #include <system_error>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/arguments/names.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/folder.h"
+#include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/log/common_columns.h"
 
 namespace annalctl::fileop {
@@ -47,8 +49,17 @@ enum Place : std::size_t {
   kPath = 7,
   kAction = 9,
   kFileSize = 10,
+  kComputer = 11,
   kDescription = 13,
 };
+
+TableCell action_cell(const char* number) {
+  return {printable(name_of_number(Named::kOperation, number))};
+}
+
+constexpr TableColumn kActionCell{"Action", kAction, true, action_cell};
+constexpr TableColumn kPathCell{"Path", kPath, false, nullptr, Room::kRest};
+constexpr TableColumn kSizeCell = size_cell(kColumns.size());
 
 constexpr std::array kListCells{
     kIdCell,
@@ -57,11 +68,22 @@ constexpr std::array kListCells{
     kLevelCell,
     kUserCell,
     kAddressCell,
-    TableColumn{"Action", kAction, true},
+    kActionCell,
     TableColumn{"Size", kFileSize, true},
-    TableColumn{"Path", kPath, false, nullptr, Room::kRest},
+    kPathCell,
     TableColumn{"Old path", kOldPath},
     TableColumn{"Description", kDescription},
+};
+
+// There is no order by path, so those groups stand by date.
+constexpr std::array kGroupingTable{
+    Grouping{{"type", 0}, 4, {"event_type"}, {kSizeCell, kLevelCell}},
+    Grouping{{"date", 1}, 0, {"event_date"}, {kSizeCell, kDateCell}},
+    Grouping{{"user", 2}, 6, {"event_user"}, {kSizeCell, kUserCell}},
+    Grouping{{"ip", 3}, 8, {"event_ip"}, {kSizeCell, kAddressCell}},
+    Grouping{{"computer", 4}, 10, {"event_comp"}, {kSizeCell, TableColumn{"Computer", kComputer}}},
+    Grouping{{"action", 5}, 16, {"event_action"}, {kSizeCell, kActionCell}},
+    Grouping{{"path", 6}, 0, {"event_filepath"}, {kSizeCell, kPathCell}},
 };
 
 std::string& named_file() {
@@ -115,6 +137,7 @@ Log kLog{
 };
 
 constinit const std::span<const Sort> kSorts = kSortTable;
+constinit const std::span<const Grouping> kGroupings = kGroupingTable;
 constinit const std::span<const TableColumn> kListTable = kListCells;
 constinit const EntryView kEntry{"fileop", moment_of, level_of, kDatePlace, kTimePlace};
 

@@ -17,6 +17,7 @@ extern Log kLog;
 void use_file(const std::string& file);
 
 extern const std::span<const Sort> kSorts;
+extern const std::span<const Grouping> kGroupings;
 
 extern const std::span<const TableColumn> kListTable;
 extern const EntryView kEntry;

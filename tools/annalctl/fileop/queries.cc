@@ -37,7 +37,7 @@ std::int64_t read_size(const std::string& text) {
 
 constexpr std::array kNumbers{
     NumberFilter{"--folder", "event_isFolder", "Only those with this folder code, 1 or 2", read_positive},
-    NumberFilter{"--action", "event_action", "Only those of this action", read_positive},
+    NumberFilter{"--action", "event_action", "Only those of this action", read_positive, {}, Named::kOperation},
     NumberFilter{"--size", "event_filesize", "Only those of this size", read_size},
 };
 
@@ -53,9 +53,10 @@ const QueryCommands kQueries{
                 {"event_date", "event_time", nullptr, "--since,--from", "--until,--to"},
                 kTexts,
                 kNumbers},
+    .repeats = {"event_type", "event_user", "event_action", "fold(event_filepath, NULL)"},
     .sorts = kSorts,
-    .group_sorts = 0,
-    .groupings = {},
+    .group_sorts = kSorts.size(),
+    .groupings = kGroupings,
     .list_examples =
         "  annalctl fileop --db operations.db list --path /share/photos --user ann\n"
         "  annalctl fileop --db operations.db list --since monday --action 4\n"
@@ -64,8 +65,10 @@ const QueryCommands kQueries{
     .count_examples =
         "  annalctl fileop --db operations.db count\n"
         "  annalctl fileop --db operations.db count --path /share/photos",
-    .group_notes = "",
-    .group_examples = "",
+    .group_notes = "Without --sort the groups stand in the order of what they are grouped by.\n",
+    .group_examples =
+        "  annalctl fileop --db operations.db group --by user --by-size --limit 10\n"
+        "  annalctl fileop --db operations.db group --by action --path /share/photos",
 };
 
 }  // namespace annalctl::fileop

@@ -153,6 +153,9 @@ void add_selector(CLI::App& command, const DeleteOption& selector, Chosen& chose
       },
       fmt::format("Entries of this {}", selector.what));
   option->type_name(selector.form);
+  if (selector.names) {
+    take_names(option, *selector.names);
+  }
 }
 
 }  // namespace

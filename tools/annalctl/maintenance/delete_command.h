@@ -25,6 +25,7 @@ struct DeleteOption {
   const char* column;                            // that the value is compared with
   // What it is compared with when that is neither the number nor the text itself.
   Condition::Value (*compared)(const std::string& text) = nullptr;
+  std::optional<Named> names{};  // it takes these names, too
 };
 
 struct DeleteCommand {

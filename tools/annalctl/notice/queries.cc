@@ -43,6 +43,7 @@ const QueryCommands kQueries{
     .table = kListTable,
     .entry = kEntry,
     .filters = {{"--severity,--type", "severity", kSeverities, false}, {nullptr, nullptr, "time"}, kTexts, kNumbers},
+    .repeats = {"severity", "facility", "fold(\"desc\", user)"},
     .sorts = kSorts,
     .group_sorts = kSorts.size(),
     .groupings = kGroupings,

@@ -33,12 +33,19 @@ class FullView : public RowSink {
     }
     if (shape_.entry != nullptr) {
       field(kTimestamp, timestamp_of(*shape_.entry, values, zone_).value_or(""));
-      field(kLevel, printable(shape_.entry->level(values).value_or("")));
-      field(kLog, shape_.entry->log);
+      if (!has_column(kLog)) {  // rows of several logs have both themselves
+        field(kLevel, printable(shape_.entry->level(values).value_or("")));
+        field(kLog, shape_.entry->log);
+      }
     }
   }
 
  private:
+  [[nodiscard]] bool has_column(std::string_view name) const {
+    return std::any_of(shape_.columns.begin(), shape_.columns.end(),
+                       [name](const Column& column) { return column.name == name; });
+  }
+
   void field(const char* name, const std::string& value) {
     const char* const bold = colour_ ? "\033[1m" : "";
     const char* const plain = colour_ ? "\033[0m" : "";

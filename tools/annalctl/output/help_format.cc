@@ -2,8 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <optional>
 #include <sstream>
 #include <string_view>
+#include <vector>
+
+#include "tools/annalctl/arguments/names.h"
 
 namespace annalctl {
 
@@ -122,6 +126,13 @@ std::string HelpFormat::make_option_opts(const CLI::Option* option) const {
   const std::string name = type.substr(0, type.find(':'));
   const bool several = option->get_expected_max() >= CLI::detail::expected_max_vector_size;
   return (name.empty() ? "" : " " + name) + (several ? " ..." : "") + (option->get_required() ? " REQUIRED" : "");
+}
+
+std::string HelpFormat::make_option_desc(const CLI::Option* option) const {
+  const std::optional<Named> kind = names_taken(*option);
+  const std::vector<std::string> names = kind ? numbers_and_names(*kind) : std::vector<std::string>();
+  const std::string description = CLI::Formatter::make_option_desc(option);
+  return names.empty() ? description : fmt::format("{}, or its name: {}", description, fmt::join(names, ", "));
 }
 
 std::string HelpFormat::make_subcommand(const CLI::App* command) const {

@@ -47,8 +47,9 @@ class JsonLines : public RowSink {
     }
     if (entry_ != nullptr) {
       object[kTimestamp] = text_or_null(timestamp_of(*entry_, values, zone_));
-      object[kLevel] = text_or_null(entry_->level(values));
-      object[kLog] = entry_->log;
+      // Rows of several logs have columns of these names.
+      object.emplace(kLevel, text_or_null(entry_->level(values)));
+      object.emplace(kLog, entry_->log);
     }
     // A terminal would act on the control characters beyond ASCII; a program gets its text as it is.
     output_.write(object.dump(-1, ' ', ascii_, Json::error_handler_t::replace) + "\n");

@@ -181,12 +181,15 @@ TextTable::Form TextTable::one_line(Widths widths) const {
   return {widths};
 }
 
-// What is never cut stands in the first line, and of the others as many as there is room for.
+// What is never cut stands in the first line, as far as there is room, and of the others as many as fit beside it.
 TextTable::Form TextTable::two_lines(const Widths& widths) const {
   Form two{Widths(columns_.size(), kNotHere), true};
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (columns_[i].room == Room::kWhole) {
       two.widths[i] = widths[i];
+      if (i > 0 && used(two.widths) > terminal_.width) {
+        two.widths[i] = kNotHere;
+      }
     }
   }
   for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -240,7 +243,7 @@ std::string TextTable::second_line(const Cells& cells, const Form& form, bool ti
     append_cell(line, cells[i], left);
     left -= std::min(left, display_width(cells[i].text));
   };
-  for (const Room room : {Room::kRest, Room::kShared}) {
+  for (const Room room : {Room::kWhole, Room::kRest, Room::kShared}) {
     for (std::size_t i = 0; i < cells.size(); ++i) {
       if (columns_[i].room == room) {
         append(i);

@@ -58,8 +58,8 @@ CLI::Option* add_values(CLI::App& command, const std::string& option, const std:
 
 // One that is left out of the help, which explains all of its kind in one sentence.
 template <typename Take>
-void add_opposite(CLI::App& command, const std::string& option, const std::string& help, Take take) {
-  add_values(command, opposite_of(option), help, take)->group("");
+CLI::Option* add_opposite(CLI::App& command, const std::string& option, const std::string& help, Take take) {
+  return add_values(command, opposite_of(option), help, take)->group("");
 }
 
 std::int64_t seconds_of(const char* option, const std::string& text, std::int64_t now, DayBound end) {
@@ -195,9 +195,10 @@ void FilterOptions::add_level(CLI::App& command, const LevelFilter& filter, cons
       }
     };
   };
-  add_values(command, filter.option, fmt::format("Only {} of this level: {}", entries, names_of(filter.levels)),
-             into(levels_.wanted))
-      ->type_name("NAME");
+  CLI::Option* const wanted =
+      add_values(command, filter.option, fmt::format("Only {} of this level: {}", entries, names_of(filter.levels)),
+                 into(levels_.wanted));
+  offer(wanted->type_name("NAME"), filter.levels);
   add_opposite(command, filter.option, fmt::format("No {} of this level: {}", entries, names_of(filter.levels)),
                into(levels_.unwanted));
   add_choice(command, "--priority,-p", levels_.least, filter.levels, "Only this level and worse ones");
@@ -239,8 +240,13 @@ void FilterOptions::add_number(CLI::App& command, const NumberFilter& filter, Va
       numbers.push_back(text);
     };
   };
-  add_values(command, filter.option, filter.help, into(values.wanted))->type_name("N");
-  add_opposite(command, filter.option, fmt::format("The opposite of {}", filter.option), into(values.unwanted));
+  auto* const wanted = add_values(command, filter.option, filter.help, into(values.wanted))->type_name("N");
+  auto* const unwanted =
+      add_opposite(command, filter.option, fmt::format("The opposite of {}", filter.option), into(values.unwanted));
+  if (filter.names) {
+    take_names(wanted, *filter.names);
+    take_names(unwanted, *filter.names);
+  }
 }
 
 void FilterOptions::add_options(CLI::App& command, const LogFilters& table, const char* entries) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/annalctl/arguments/choice.h"
+#include "tools/annalctl/arguments/names.h"
 #include "tools/annalctl/query/query.h"
 
 namespace annalctl {
@@ -37,6 +38,7 @@ struct NumberFilter {
   // What a text on the command line stands for. Throws Refusal for what stands for none.
   std::int64_t (*read)(const std::string& text);
   std::optional<std::int64_t> flag{};  // the option takes no number, and means this one
+  std::optional<Named> names{};        // it takes these names, too
 };
 
 // Looks for the level of an entry.

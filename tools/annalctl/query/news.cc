@@ -48,7 +48,7 @@ void add_news_options(CLI::App& command, NewsOptions& options) {
       command.add_option("--cursor", options.cursor, "Only those that are new since this file was last named here")
           ->type_name("FILE")
           ->excludes(after);
-  for (const char* other : {"--sort", "--reverse", "--oldest", "--offset"}) {
+  for (const char* other : {"--sort", "--reverse", "--oldest", "--offset", "--fold"}) {
     if (CLI::Option* const option = command.get_option_no_throw(other)) {
       after->excludes(option);
       cursor->excludes(option);

@@ -12,6 +12,7 @@
 #include "tools/annalctl/query/listing.h"
 #include "tools/annalctl/query/news.h"
 #include "tools/annalctl/query/tail.h"
+#include "tools/annalctl/query/view_options.h"
 
 namespace annalctl {
 
@@ -22,6 +23,13 @@ struct Selection {
   OrderOptions order;
   PageOptions page;
   NewsOptions news;
+};
+
+struct ListArguments {
+  Selection selection;
+  bool fold = false;
+  bool by_size = false;
+  bool follow = false;
 };
 
 struct GroupArguments {
@@ -53,37 +61,11 @@ RowShape grouped_shape(const QueryCommands& search, const Grouping& grouping) {
   RowShape shape = listed_shape(search);
   shape.columns.push_back({"count", true});
   const auto& table = grouping.table;
-  const auto end =
+  const auto* const end =
       std::find_if(table.begin(), table.end(), [](const TableColumn& one) { return one.title == nullptr; });
   shape.table = {table.begin(), end};
   shape.leaves_out = false;
   return shape;
-}
-
-// How the rows are to look, for people above all.
-void add_view_options(CLI::App& command, Session& session) {
-  command.add_flag_callback(
-      "--wide", [&session] { session.view.width = TableWidth::kWide; },
-      "Show all of each column, however long the lines");
-  command
-      .add_option(
-          "--columns",
-          [&session](const CLI::results_t& texts) {
-            session.view.columns.clear();
-            for (const std::string& text : texts) {
-              for (const std::string& name : CLI::detail::split(text, ',')) {
-                session.view.columns.push_back(name);
-              }
-            }
-            return true;
-          },
-          "Show these alone, in this order: 'id,time,message'; any column of the log may be named")
-      ->type_name("NAME,NAME")
-      ->take_all()
-      ->allow_extra_args(false);
-  command.add_flag_callback(
-      "--utc", [&session] { session.view.zone = Zone::kUtc; },
-      "Show times in UTC; the columns of --json and --csv stay as they are stored");
 }
 
 Listing listing_of(const QueryCommands& search, const FilterOptions& filters, unsigned sort) {
@@ -99,7 +81,32 @@ Listing listing_of(const QueryCommands& search, const FilterOptions& filters, un
   return listing;
 }
 
-int run_list(const QueryCommands& search, const Selection& selection, Session& session) {
+// The newest of all that repeat each other, and their number.
+int run_folded_list(const QueryCommands& search, const ListArguments& arguments, Session& session) {
+  const Selection& selection = arguments.selection;
+  Listing listing = listing_of(search, selection.filters, selection.order.order(kNewestFirst));
+  std::vector<TableColumn> table{size_cell(search.log.columns.size())};
+  table.insert(table.end(), search.table.begin(), search.table.end());
+  listing.shape.columns.push_back({"count", true});
+  listing.shape.table = table;
+  if (!listing.query.goes_by_id()) {
+    listing.query.sort.emplace_back(search.id);
+  }
+  listing.query.group_by(search.repeats);
+  listing.query.largest_first = arguments.by_size;
+  return show_page(listing, selection.page, session);
+}
+
+int run_list(const QueryCommands& search, const ListArguments& arguments, Session& session) {
+  const Selection& selection = arguments.selection;
+  if (arguments.fold) {
+    return run_folded_list(search, arguments, session);
+  }
+  if (arguments.follow) {
+    TailOptions options;
+    options.lines = selection.page.limit_given ? selection.page.limit : options.lines;
+    return show_tail({listing_of(search, selection.filters, kHighestIdFirst)}, options, session);
+  }
   if (selection.news.given()) {
     return show_news(listing_of(search, selection.filters, kHighestIdFirst), selection.news, selection.page, session);
   }
@@ -134,16 +141,28 @@ int run_group(const QueryCommands& search, const GroupArguments& arguments, Sess
 void add_list_command(CLI::App& commands, Session& session, const QueryCommands& search) {
   CLI::App* const command =
       commands.add_subcommand("list", fmt::format("Show {}, the newest first", search.log.entries));
-  const auto selection = std::make_shared<Selection>();
+  const auto arguments = std::make_shared<ListArguments>();
+  Selection& selection = arguments->selection;
   command->footer(
       footer("Without --sort and --oldest the newest come first. Those that are equal in the\n"
-             "order asked for come in the order of their ids, which is reversed with it.\n",
+             "order asked for come in the order of their ids, which is reversed with it.\n"
+             "\n"
+             "--fold takes entries for repeats that differ in numbers, times, addresses and\n"
+             "their user's name alone. Of these it shows the newest, and how many there are.\n",
              search.list_examples));
-  selection->filters.add_options(*command, search.filters, search.log.entries);
-  add_selection_options(*command, *selection, search.sorts);
+  selection.filters.add_options(*command, search.filters, search.log.entries);
+  add_selection_options(*command, selection, search.sorts);
   add_view_options(*command, session);
-  add_news_options(*command, selection->news);
-  command->callback([selection, &session, &search] { session.status = run_list(search, *selection, session); });
+  auto* const fold = command->add_flag("--fold", arguments->fold, "Show repeats as one entry, with their number");
+  command->add_flag("--by-size", arguments->by_size, "With --fold: those with the most repeats first")->needs(fold);
+  add_news_options(*command, selection.news);
+  auto* const follow = command->add_flag("--follow,-f", arguments->follow,
+                                         "Begin with the newest, and show each new one, as 'tail' does");
+  for (const char* other :
+       {"--fold", "--sort", "--reverse", "--newest", "--oldest", "--offset", "--all", "--after-id", "--cursor"}) {
+    follow->excludes(command->get_option(other));
+  }
+  command->callback([arguments, &session, &search] { session.status = run_list(search, *arguments, session); });
 }
 
 void add_show_command(CLI::App& commands, Session& session, const QueryCommands& search) {
@@ -153,8 +172,9 @@ void add_show_command(CLI::App& commands, Session& session, const QueryCommands&
                               search.log.name, search.log.options));
   command->add_option("ID", *ids, "The entry's id, as 'list' shows it")->type_name("")->required();
   add_view_options(*command, session);
-  command->callback([ids, &session, &search] {
-    if (session.view.format == Format::kTable) {
+  command->callback([command, ids, &session, &search] {
+    const CLI::App& program = *command->get_parent()->get_parent();
+    if (program.get_option("--output")->count() == 0 && session.view.format == Format::kTable) {
       session.view.format = Format::kFull;
     }
     session.status = show_entries(listing_of(search, FilterOptions(), kNewestFirst), *ids, session);

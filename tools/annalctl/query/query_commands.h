@@ -42,6 +42,7 @@ struct QueryCommands {
   std::span<const TableColumn> table;
   EntryView entry;
   LogFilters filters;
+  std::array<const char*, 4> repeats;  // what repeats of an entry share, as SQL: see fold.h
   std::span<const Sort> sorts;
   std::size_t group_sorts;              // so many of them the grouping knows
   std::span<const Grouping> groupings;  // may be none

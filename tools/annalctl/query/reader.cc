@@ -8,6 +8,7 @@
 #include <new>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/query/fold.h"
 #include "tools/annalctl/query/regular_expression.h"
 
 namespace annalctl {
@@ -84,6 +85,7 @@ Reader::Reader(const Log& log) : log_(log), database_(log.path, SQLITE_OPEN_READ
   }
   sqlite3_busy_timeout(database_.handle(), kBusyTimeoutMilliseconds);
   add_regular_expressions(database_);
+  add_folding(database_);
 }
 
 ReadFailure Reader::failure() const {

@@ -1,0 +1,12 @@
+// The options that say how rows are to look, for people above all.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "tools/annalctl/output/session.h"
+
+namespace annalctl {
+
+void add_view_options(CLI::App& command, Session& session);
+
+}  // namespace annalctl
