@@ -1,0 +1,139 @@
+"""Every example of the manual's pages is run, and succeeds."""
+import gzip
+import os
+import pathlib
+import re
+import shutil
+import sqlite3
+import subprocess
+import tempfile
+import unittest
+
+from support import ANNALCTL, PAGES, annalctl, create_logs
+
+LOGS = pathlib.Path("/etc/logs")
+NOTIFY = pathlib.Path("/usr/local/sbin/notify")
+
+# What an example names that is elsewhere here.
+ELSEWHERE = (
+    ("/var/log/", "var-log/"),
+    ("/var/lib/report/", ""),
+    ("/mnt/customer/logs", "customer"),
+    ("/mnt/elsewhere/", ""),
+    ("/usr/local/share/zsh/site-functions/", ""),
+    ("--db FILE", "--db operations.db"),
+)
+# What would go on until it is interrupted.
+FOLLOWS = re.compile(r"\b(?:tail(?!.*--no-follow)|log -f)\b")
+
+AUTH = "Nov 21 10:00:00 host sshd[1]: Failed password for root from 203.0.113.7 port 22 ssh2\n"
+DPKG = "2026-11-20 10:00:00 install foo:amd64 <none> 1.0\n"
+HDFS = "081109 203615 148 INFO dfs.DataNode: PacketResponder 1 for block blk_38 terminating\n"
+JOURNAL = (
+    '{"__REALTIME_TIMESTAMP":"1795255200000000","PRIORITY":"4","SYSLOG_IDENTIFIER":"sshd","_HOSTNAME":"host",'
+    '"MESSAGE":"Failed password for root from 203.0.113.7 port 22 ssh2"}\n'
+)
+
+
+def examples():
+    """Each example with the page it is in."""
+    for page in sorted(pathlib.Path(PAGES).glob("*.[157]")):
+        text = page.read_text(encoding="utf-8")
+        for part in re.findall(r"^\.Sh EXAMPLES\n(.*?)^\.Sh ", text, re.M | re.S):
+            for block in re.findall(r"^\.Bd .*?\n(.*?)^\.Ed", part, re.M | re.S):
+                lines = block.replace("\\e", "\\").replace("\\&", "")
+                lines = re.sub(r"\\\n\s*|(?<=\|)\n\s*", " ", lines)
+                for line in filter(str.strip, lines.split("\n")):
+                    yield page.name, line.strip()
+
+
+class Examples(unittest.TestCase):
+    def setUp(self):
+        # Not below the logs' folder, which is small.
+        self.home = pathlib.Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.home)
+        os.chdir(self.home)
+        os.environ["ANNAL_SEAL_KEY"] = str(self.home / "seal.key")
+        self.make_logs()
+        self.make_files()
+
+    def make_logs(self):
+        create_logs(self.home / "operations.db")
+        for log, table, columns in (
+            (LOGS / "event.log", "ANNAL_EVENT", "event_id, event_type, event_date, event_time"),
+            (LOGS / "conn.log", "ANNAL_CONN", "conn_id, conn_type, conn_date, conn_time"),
+            (LOGS / "notice.log", "ANNAL_NOTICE", "id, severity, time, endtime"),
+            (self.home / "operations.db", "PAVO2LOG_EVENT", "event_id, event_type, event_date, event_time"),
+        ):
+            rows = [(1, 1), (2, 2), (4711, 1), (4712, 0)]
+            when = (1795255200, 1795255200) if table == "ANNAL_NOTICE" else ("2026-11-21", "10:00:00")
+            with sqlite3.connect(log) as database:
+                database.executemany(f"INSERT INTO {table} ({columns}) VALUES (?, ?, ?, ?)", [(*row, *when) for row in rows])
+                if table == "PAVO2LOG_EVENT":
+                    database.execute(f"UPDATE {table} SET event_action = 4, event_filepath = '/share/photos/a.jpg'")
+            database.close()
+        self.seeds = {path: path.read_bytes() for path in (*LOGS.glob("*.log"), self.home / "operations.db")}
+
+    def make_files(self):
+        listed = annalctl("fileop", "--db", "operations.db", "list", "--json")
+        files = {
+            "messages": AUTH,
+            "auth.log": AUTH,
+            "HDFS.log": HDFS,
+            "notices.jsonl": annalctl("notice", "list", "--json"),
+            "var-log/auth.log": AUTH,
+            "var-log/dpkg.log": DPKG,
+        }
+        packed = {"var-log/auth.log.2.gz": AUTH, "var-log/dpkg.log.1.gz": DPKG, "operations.jsonl.gz": listed}
+        commands = {
+            "annalctl": f'exec {ANNALCTL} "$@"',
+            "ssh": 'shift; exec "$@"',
+            "journalctl": f"printf '%s' '{JOURNAL}'",
+        }
+        for folder in ("bin", "customer", "var-log", ".config/fish/completions", ".local/share/bash-completion/completions"):
+            (self.home / folder).mkdir(parents=True)
+        for name, text in files.items():
+            (self.home / name).write_text(text, encoding="utf-8")
+        for name, text in packed.items():
+            (self.home / name).write_bytes(gzip.compress(text.encode()))
+        for name, text in commands.items():
+            (self.home / "bin" / name).write_text(f"#!/bin/sh\n{text}\n", encoding="utf-8")
+            (self.home / "bin" / name).chmod(0o755)
+        # Sealed logs, and their key.
+        annalctl("seal", "--db", "operations.db")
+        annalctl("seal", "event", "--heads", "heads")
+        # The device's notification command.
+        NOTIFY.write_text("#!/bin/sh\n", encoding="utf-8")
+        NOTIFY.chmod(0o755)
+        for path in LOGS.glob("event.log*"):
+            shutil.copy(path, "customer")
+        shutil.copy("operations.db", "old.db")
+        annalctl("fileop", "--db", "new.db", "create")
+
+    def run_example(self, example):
+        for path, content in self.seeds.items():
+            path.write_bytes(content)
+        for there, here in ELSEWHERE:
+            example = example.replace(there, here)
+        if " create" in example:
+            for path in self.seeds:
+                path.unlink()
+        program = example.replace("annalctl", "timeout --preserve-status -s INT 0.3 annalctl") if FOLLOWS.search(example) else example
+        environment = {"PATH": f"{self.home}/bin:{os.environ['PATH']}", "HOME": str(self.home), "TZ": "UTC", "PAGER": "cat",
+                       "ANNAL_SEAL_KEY": os.environ["ANNAL_SEAL_KEY"]}
+        return subprocess.run(
+            ["bash", "-o", "pipefail", "-c", program], capture_output=True, text=True, timeout=60, env=environment,
+            stdin=subprocess.DEVNULL, check=False)
+
+    def test_every_example_succeeds(self):
+        found = list(examples())
+        self.assertGreater(len(found), 120)
+        self.assertGreater(len({page for page, _ in found}), 10)
+        for page, example in found:
+            with self.subTest(page=page, example=example):
+                done = self.run_example(example)
+                self.assertEqual((done.returncode, done.stderr if done.returncode else ""), (0, ""))
+
+
+if __name__ == "__main__":
+    unittest.main()
