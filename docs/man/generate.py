@@ -430,7 +430,8 @@ def command_page(command, general, pages):
         text += ".Sh NOTES\n"
         text += "\n.Pp\n".join(shown_paragraph(list(lines)) for lines in common) + "\n"
     text += ".Pp\nThe options that every command takes are in\n.Xr annalctl 1 .\n"
-    text += ".Sh EXIT STATUS\n0 for success, 1 for a failure, 2 for wrong usage.\n"
+    if "Exit status:" not in command["notes"]:
+        text += ".Sh EXIT STATUS\n0 for success, 1 for a failure, 2 for wrong usage.\n"
     if examples:
         text += ".Sh EXAMPLES\n" + literal(examples) + "\n"
     text += see_also([page for page in pages if page[0] != name])
