@@ -73,6 +73,8 @@ class Bash(unittest.TestCase):
         self.assertEqual(self.complete("-o", ""), ["csv", "full", "json", "table"])
         self.assertEqual(self.complete("event", "list", "-o", "c"), ["csv"])
         self.assertEqual(self.complete("notice", "list", "--severity", "e"), ["emergency", "error"])
+        self.assertEqual(self.complete("notice", "import", "--format", ""), ["auto", "csv", "jsonl"])
+        self.assertIn("syslog5424", self.complete("event", "import", "--format", "sys"))
         self.assertEqual(self.complete("completion", ""), ["bash", "fish", "zsh"])
         self.assertEqual(self.complete("event", "list", "--limit", ""), [])
 

@@ -56,6 +56,7 @@ TEST_F(AnnalctlNames, AreTakenByOptionsAsNumbersAre) {
     EXPECT_EQ(named({"conn", "count", "--not-service", service}).out, "0\n");
   }
   EXPECT_EQ(named({"fileop", "--db", kDatabase, "count", "--action", "upload"}).out, "1\n");
+  EXPECT_EQ(named({"conn", "import", "--dry-run", "--service", "SSH", "--action", "log in", "-"}).status, 0);
   EXPECT_EQ(named({"conn", "count", "--service", "FTP"}).status, 2);
   EXPECT_EQ(annalctl({"conn", "count", "--service", "SSH"}).status, 2);
   EXPECT_EQ(named({"conn", "delete", "--action", "log in"}).status, 0);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/arguments/names.h"
 #include "tools/annalctl/conn/batch.h"
 #include "tools/annalctl/conn/commands.h"
 #include "tools/annalctl/conn/model.h"
@@ -138,12 +139,16 @@ void add_import(CLI::App& commands, Session& session) {
   command->footer(format_notes() + kWhatCounts + "\n" + field_notes() + "\n" + kImportNotes + "\n" + kExamples);
   add_import_options(*command, arguments->request, true, true);
   add_choice(*command, "--type", arguments->level, kLevels, "Level of all entries");
-  command->add_option("--service", arguments->service, "The service of log-ins, 0 to 12; without it 7")
-      ->type_name("N")
-      ->check(CLI::Range(0, static_cast<int>(kHighestService)));
-  command->add_option("--action", arguments->action, "The action of log-ins, 0 to 36; without it 9")
-      ->type_name("N")
-      ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
+  auto* const service =
+      command->add_option("--service", arguments->service, "The service of log-ins, 0 to 12; without it 7")
+          ->type_name("N")
+          ->check(CLI::Range(0, static_cast<int>(kHighestService)));
+  take_names(service, Named::kService);
+  auto* const action =
+      command->add_option("--action", arguments->action, "The action of log-ins, 0 to 36; without it 9")
+          ->type_name("N")
+          ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
+  take_names(action, Named::kAction);
   command->callback([arguments, &session] { session.status = run_import(*arguments, session); });
 }
 

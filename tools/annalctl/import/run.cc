@@ -6,9 +6,13 @@
 
 #include <algorithm>
 #include <ctime>
+#include <iterator>
+#include <set>
 #include <utility>
+#include <vector>
 
 #include "Corix_annal.h"
+#include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/arguments/number_range.h"
 #include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/failure.h"
@@ -336,6 +340,18 @@ class FileImport {
   bool idle_failed_ = false;
 };
 
+CLI::Option* add_format(CLI::App& command, std::string& format, const char* help,
+                        const std::vector<const char*>& names) {
+  const std::set<std::string> known(names.begin(), names.end());
+  auto* const option = command.add_option("--format", format, help)->type_name("NAME");
+  option->check(CLI::IsMember(known).description(""));
+  std::vector<Choice> choices;
+  std::transform(names.begin(), names.end(), std::back_inserter(choices), [](const char* name) {
+    return Choice{name, 0};
+  });
+  return offer(option, choices);
+}
+
 }  // namespace
 
 const char* const kImportNotes =
@@ -382,19 +398,15 @@ void add_import_options(CLI::App& command, ImportRequest& request, bool lines, b
                      "Hand each entry to the log's other consumers;\nwithout it nothing is sent or started");
   }
   if (!lines) {
-    command.add_option("--format", request.lines.format, "Format: auto, jsonl, csv; without it auto")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"auto", "jsonl", "csv"}).description(""));
+    add_format(command, request.lines.format, "Format: auto, jsonl, csv; without it auto", {"auto", "jsonl", "csv"});
     return;
   }
-  std::vector<std::string> names{"auto", "jsonl", "csv", "journal"};
+  std::vector<const char*> names{"auto", "jsonl", "csv", "journal"};
   for (const LineFormat& format : kLineFormats) {
-    names.emplace_back(format.name);
+    names.push_back(format.name);
   }
   auto* const format =
-      command.add_option("--format", request.lines.format, "Format of the lines, as below; without it auto")
-          ->type_name("NAME")
-          ->check(CLI::IsMember(names).description(""));
+      add_format(command, request.lines.format, "Format of the lines, as below; without it auto", names);
   command
       .add_option("--pattern", request.lines.pattern,
                   "A regular expression (RE2) with named groups,\nin place of a format")
