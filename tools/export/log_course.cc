@@ -150,7 +150,7 @@ LogCourse::Result LogCourse::advance(Sink& sink, const Stop& stop, Page& page) {
     drained_ = true;
     return {};
   }
-  const Result result = hand_over(sink, stop, page);
+  Result result = hand_over(sink, stop, page);
   drained_ = drained_ || state_.position >= *goal_;
   return result;
 }

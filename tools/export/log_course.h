@@ -50,7 +50,7 @@ class LogCourse {
  private:
   void begin_generation(const LogFile& file);
   Result hand_over(Sink& sink, const Stop& stop, Page& page);
-  std::int64_t move(std::span<const Record> records, std::size_t refused);
+  std::int64_t move(std::span<const Record> done, std::size_t refused);
   void save_if_owed();
 
   Owner owner_;

@@ -214,7 +214,7 @@ int parse_and_start(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   // Threads that each keep memory of their own for a while take more than this program needs.
-  mallopt(M_ARENA_MAX, 1);
+  mallopt(M_ARENA_MAX, 1);  // NOLINT(concurrency-mt-unsafe): the only one as yet
   try {
     annalctl::open_missing_standard_descriptors();
     return exporter::parse_and_start(argc, argv);

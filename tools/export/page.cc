@@ -95,6 +95,10 @@ std::string_view Page::keep(std::string_view text) {
   return std::string_view(chunk).substr(begin);
 }
 
+std::string_view Page::keep_clean(std::string_view text) {
+  return is_clean(text) ? keep(text) : keep(cleaned(text));
+}
+
 void Page::add_gap(std::int64_t first, std::int64_t count) {
   Record gap{.kind = Kind::kGap, .id = first, .count = count};
   gap.seconds = std::time(nullptr);
@@ -105,34 +109,41 @@ void Page::add_gap(std::int64_t first, std::int64_t count) {
   records_.push_back(gap);
 }
 
+Field Page::field_of(const annalctl::SqliteStatement& row, int column, const LogShape& shape) {
+  const auto place = static_cast<std::size_t>(column);
+  Field field;
+  field.name = place < shape.log.columns.size() ? std::string_view(shape.log.columns[place].name)
+                                                : keep(sqlite3_column_name(row.handle(), column));
+  switch (sqlite3_column_type(row.handle(), column)) {
+    case SQLITE_NULL:
+      break;
+    case SQLITE_INTEGER:
+      field.value = row.integer(column);
+      break;
+    default:
+      field.value = keep_clean(raw_text(row, column));
+  }
+  return field;
+}
+
+std::string_view Page::text_in_last(std::size_t place) const {
+  const Range& range = ranges_.back();
+  const auto* const text =
+      place < range.count ? std::get_if<std::string_view>(&fields_[range.begin + place].value) : nullptr;
+  return text == nullptr ? std::string_view() : *text;
+}
+
 void Page::add_entry(const annalctl::SqliteStatement& row, const LogShape& shape) {
   const int columns = sqlite3_column_count(row.handle());
-  Record entry;
   ranges_.push_back({fields_.size(), static_cast<std::size_t>(columns)});
   std::vector<const char*> values;
   for (int column = 0; column < columns; ++column) {
-    Field field;
-    const auto place = static_cast<std::size_t>(column);
-    field.name = place < shape.log.columns.size() ? std::string_view(shape.log.columns[place].name)
-                                                  : keep(sqlite3_column_name(row.handle(), column));
-    const int type = sqlite3_column_type(row.handle(), column);
-    if (type == SQLITE_INTEGER) {
-      field.value = row.integer(column);
-    }
-    const std::string_view text = raw_text(row, column);
-    values.push_back(type == SQLITE_NULL ? nullptr : text.data());
-    if (type != SQLITE_INTEGER && type != SQLITE_NULL) {
-      field.value = is_clean(text) ? keep(text) : keep(cleaned(text));
-    }
-    fields_.push_back(field);
+    fields_.push_back(field_of(row, column, shape));
+    // A number becomes a text here only after it was taken.
+    values.push_back(raw_text(row, column).data());
   }
-  const auto text_of = [&](std::size_t place) {
-    const auto* const text = place < static_cast<std::size_t>(columns)
-                                 ? std::get_if<std::string_view>(&fields_[ranges_.back().begin + place].value)
-                                 : nullptr;
-    return text == nullptr ? std::string_view() : *text;
-  };
 
+  Record entry;
   entry.id = row.integer(0);
   entry.seconds = shape.entry.moment(values);
   if (shape.log.time == nullptr) {
@@ -140,17 +151,17 @@ void Page::add_entry(const annalctl::SqliteStatement& row, const LogShape& shape
     entry.date = keep(moment.date);
     entry.time = keep(moment.time);
   } else {
-    entry.date = text_of(shape.entry.date);
-    entry.time = text_of(shape.entry.time);
+    entry.date = text_in_last(shape.entry.date);
+    entry.time = text_in_last(shape.entry.time);
   }
   entry.date = is_date(entry.date) ? entry.date : kNoDate;
   entry.time = is_time(entry.time) ? entry.time : kNoTime;
   const Level level = level_of(shape, shape.level < values.size() ? values[shape.level] : nullptr);
   entry.severity = level.severity;
-  entry.level = is_clean(level.name) ? keep(level.name) : keep(cleaned(level.name));
-  entry.message = text_of(shape.message);
+  entry.level = keep_clean(level.name);
+  entry.message = text_in_last(shape.message);
   if (entry.message.empty()) {
-    entry.message = text_of(shape.stead);
+    entry.message = text_in_last(shape.stead);
   }
   records_.push_back(entry);
 }

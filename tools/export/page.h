@@ -39,6 +39,9 @@ class Page {
   };
 
   std::string_view keep(std::string_view text);
+  std::string_view keep_clean(std::string_view text);
+  Field field_of(const annalctl::SqliteStatement& row, int column, const LogShape& shape);
+  [[nodiscard]] std::string_view text_in_last(std::size_t place) const;
 
   std::list<std::string> texts_;  // chunks, which are not moved
   std::size_t bytes_ = 0;

@@ -74,7 +74,11 @@ std::string read_name(Settings& settings, const std::string& key, const std::str
 std::optional<Servers> read_servers(Settings& settings) {
   Servers servers;
   servers.addresses = settings.texts("servers");
-  servers.tls = settings.flag("tls", true);
+  const std::string tls = settings.text_or("tls", "verify");
+  servers.tls = tls != "off";
+  if (servers.tls && tls != "verify") {
+    settings.complain("tls", "must be 'verify' or 'off'");
+  }
   if (servers.addresses.empty()) {
     settings.complain("servers", "must be a list such as [\"nats://one:4222\", \"nats://two:4222\"]");
   }
