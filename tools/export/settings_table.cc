@@ -127,7 +127,7 @@ std::int64_t Settings::number(const std::string& key, std::int64_t otherwise, Ra
 }
 
 std::string Settings::file(const std::string& key) {
-  const std::string name = text_or(key, "");
+  std::string name = text_or(key, "");
   if (!name.empty() && !(name.starts_with('/'))) {
     complain(key, fmt::format("'{}' must be a whole path, with a '/' in front", name));
   } else if (!name.empty() && access(name.c_str(), R_OK) != 0) {
