@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -89,22 +90,26 @@ TEST(OtlpAnswer, GivesTheReasonOfAFailure) {
 // Answers each request with the next of these, and then with success.
 class Receiver {
  public:
-  explicit Receiver(std::vector<std::string> answers)
-      : answers_(std::move(answers)), server_([this](Peer& peer) { serve(peer); }) {}
-
-  // Whether a record with such a text gets a 400 for its whole request.
-  std::string poison{};
+  // A request with a text that is a poison gets a 400.
+  explicit Receiver(std::vector<std::string> answers, std::string poison = {})
+      : answers_(std::move(answers)), poison_(std::move(poison)), server_([this](Peer& peer) { serve(peer); }) {}
 
   [[nodiscard]] int port() const { return server_.port(); }
-  [[nodiscard]] const std::vector<std::string>& requests() const { return requests_; }
+  [[nodiscard]] std::vector<std::string> requests() const {
+    const std::lock_guard lock(mutex_);
+    return requests_;
+  }
 
  private:
   void serve(Peer& peer) {
     for (std::string head = peer.read_until("\r\n\r\n"); !head.empty(); head = peer.read_until("\r\n\r\n")) {
       constexpr std::string_view kLength = "Content-Length: ";
       const std::string body = peer.read(std::stoul(head.substr(head.find(kLength) + kLength.size())));
-      requests_.push_back(head + body);
-      if (!poison.empty() && body.find(poison) != std::string::npos) {
+      {
+        const std::lock_guard lock(mutex_);
+        requests_.push_back(head + body);
+      }
+      if (!poison_.empty() && body.find(poison_) != std::string::npos) {
         peer.write("HTTP/1.1 400 Bad\r\nContent-Length: 22\r\n\r\n{\"message\":\"a poison\"}");
       } else if (next_ < answers_.size()) {
         peer.write("HTTP/1.1 " + answers_[next_++]);
@@ -115,6 +120,8 @@ class Receiver {
   }
 
   std::vector<std::string> answers_;
+  std::string poison_;
+  mutable std::mutex mutex_;
   std::size_t next_ = 0;
   std::vector<std::string> requests_;
   SmallServer server_;  // ends first
@@ -145,7 +152,7 @@ TEST(OtlpSink, PostsToThePathOfTheProtocol) {
   const Stop stop;
   EXPECT_EQ(made.sink->deliver(sample_of(3).batch(), stop).acknowledged, 3U);
   ASSERT_EQ(receiver.requests().size(), 1U);
-  const std::string& request = receiver.requests()[0];
+  const std::string request = receiver.requests()[0];
   EXPECT_TRUE(request.starts_with("POST /v1/logs HTTP/1.1\r\n")) << request;
   EXPECT_NE(request.find("\r\nContent-Type: application/json\r\n"), std::string::npos);
   EXPECT_EQ(request.find("Authorization"), std::string::npos);
@@ -201,8 +208,7 @@ TEST(OtlpSink, KeepsTheRecordsIfTheReceiverIsTheWrongOne) {
 }
 
 TEST(OtlpSink, FindsTheOneRecordThatIsRefused) {
-  Receiver receiver({});
-  receiver.poison = "poison";
+  const Receiver receiver({}, "poison");
   const MadeSink made = sink_to(receiver);
   Sample sample = sample_of(0);
   for (int id = 1; id <= 100; ++id) {
@@ -217,8 +223,7 @@ TEST(OtlpSink, FindsTheOneRecordThatIsRefused) {
 }
 
 TEST(OtlpSink, SuspectsTheReceiverIfItRefusesEverything) {
-  Receiver receiver({});
-  receiver.poison = "resourceLogs";
+  const Receiver receiver({}, "resourceLogs");
   const MadeSink made = sink_to(receiver);
   const Stop stop;
   const Outcome outcome = made.sink->deliver(sample_of(100).batch(), stop);
@@ -265,7 +270,7 @@ TEST(OtlpSink, SendsItsTokenInTheHeaderAlone) {
   const Outcome outcome = made.sink->deliver(sample_of(1).batch(), stop);
   std::remove(file.c_str());
   ASSERT_EQ(receiver.requests().size(), 1U);
-  const std::string& request = receiver.requests()[0];
+  const std::string request = receiver.requests()[0];
   EXPECT_NE(request.find("\r\nAuthorization: Bearer top-secret\r\n"), std::string::npos);
   EXPECT_EQ(request.find("top-secret"), request.rfind("top-secret"));
   EXPECT_EQ(outcome.trouble.value().reason.find("top-secret"), std::string::npos);

@@ -2,6 +2,7 @@
 # What the tests with real servers share: a folder of their own, certificates, and the end of what they have started.
 # Everything listens on loopback only.
 
+PATH=$PATH:/usr/sbin  # where servers are, which not every user has
 : "${ANNAL_BIN:=$PWD/build/release/bin}"
 folder=$(mktemp -d /tmp/annal-fleet.XXXXXX)
 chmod 755 "$folder"
