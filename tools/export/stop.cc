@@ -33,6 +33,7 @@ Stop::~Stop() {
   close(descriptor_);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): who has a constant one is to look only
 void Stop::request() noexcept {
   const int before = errno;
   constexpr std::uint64_t kOnce = 1;
