@@ -63,7 +63,7 @@ void require(natsStatus status, const std::string& doing, jsErrCode code) {
 }
 
 std::string read_name(Settings& settings, const std::string& key, const std::string& otherwise) {
-  const std::string name = settings.text_or(key, otherwise);
+  std::string name = settings.text_or(key, otherwise);
   if (name.empty() || name.find_first_of(" \t\r\n.*>/\\") != std::string::npos) {
     settings.complain(key, "must be a name without blanks, '.', '*', '>', '/' and '\\'");
     return otherwise;
