@@ -10,6 +10,7 @@
 namespace {
 
 using Json = nlohmann::json;
+using annal::test::sql;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -69,4 +70,15 @@ TEST_F(AnnalctlHabits, FileOperationsAreGrouped) {
   EXPECT_EQ(annalctl({"fileop", "--db", file, "group", "--by", "path"}).out, "Count  Path\n    3  /a\n");
   EXPECT_EQ(annalctl({"fileop", "--db", file, "group", "--by", "action", "--user", "bob"}).out,
             "Count  Action\n    1       4\n");
+}
+
+TEST_F(AnnalctlHabits, GroupsInATableOfAnEarlierReleaseHaveTheirSizes) {
+  sql("/etc/logs/conn.log",
+      "CREATE TABLE ANNAL_CONN (conn_id INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE, conn_type INTEGER, conn_date TEXT, "
+      "conn_time TEXT, conn_user TEXT, conn_ip TEXT, conn_comp TEXT, conn_res TEXT, conn_serv INTEGER, conn_action "
+      "INTEGER); INSERT INTO ANNAL_CONN (conn_type, conn_user) VALUES (1, 'ann'), (1, 'ann'), (1, 'bob');");
+  EXPECT_EQ(annalctl({"conn", "group", "--by", "user"}).out, "Count  User\n    2  ann\n    1  bob\n");
+  const Json first = Json::parse(lines_of(annalctl({"conn", "group", "--by", "user", "--json"}).out).at(0));
+  EXPECT_EQ(first["count"], 2);
+  EXPECT_EQ(first["conn_app"], nullptr);
 }

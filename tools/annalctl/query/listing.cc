@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/log/result.h"
@@ -19,13 +20,16 @@ namespace {
 class PageWriter {
  public:
   PageWriter(const Listing& listing, const PageOptions& page, Session& session)
-      : page_(page), sink_(make_sink(session.view, listing.shape, session.terminal, session.output)) {}
+      : columns_(listing.shape.columns.size()),
+        grouped_(!listing.query.groups.empty()),
+        page_(page),
+        sink_(make_sink(session.view, listing.shape, session.terminal, session.output)) {}
 
   void write(const RowBuffer& rows) {
     for (std::size_t row = 0; row < rows.size() && !more_; ++row) {
       more_ = page_.bounded() && written_ == page_.limit;
       if (!more_) {
-        sink_->row(rows.values(row));
+        sink_->row(values_of(rows, row));
         ++written_;
       }
     }
@@ -41,6 +45,17 @@ class PageWriter {
   }
 
  private:
+  // The size of a group stands behind all columns of this release, also where the table has fewer.
+  [[nodiscard]] std::vector<const char*> values_of(const RowBuffer& rows, std::size_t row) const {
+    std::vector<const char*> values = rows.values(row);
+    if (grouped_ && !values.empty() && values.size() < columns_) {
+      values.insert(values.end() - 1, columns_ - values.size(), nullptr);
+    }
+    return values;
+  }
+
+  std::size_t columns_;
+  bool grouped_;
   const PageOptions& page_;
   std::unique_ptr<RowSink> sink_;
   int written_ = 0;
