@@ -30,7 +30,7 @@ start() {
   begin "${server_user[@]}" "$server/postgres" -D "$data" -k "$folder/socket" -p "$port" -c listen_addresses=127.0.0.1 \
     -c ssl=on -c fsync=on -c max_connections=20 >>"$folder/server.log" 2>&1
   postgres=$!
-  wait_for 20 psql -X -h "$folder/socket" -p "$port" -U postgres -c 'SELECT 1' "${2:-postgres}"
+  wait_for 120 psql -X -h "$folder/socket" -p "$port" -U postgres -c 'SELECT 1' "${2:-postgres}"
 }
 stop() {
   kill "-${1:-INT}" "$postgres"
@@ -169,7 +169,7 @@ expect "are dropped when they are old" "$(database drop-before "$(date -u -d '-6
 expect "with their entries" "$(sql 'SELECT count(*) FROM annal.event WHERE generation IN (6, 7)')" 0
 
 echo "a server that is killed and started again while entries come"
-deliver "$pg" --generation 8 --count 60000 --batch 1000 --tries 100 >"$folder/killed" 2>&1 &
+deliver "$pg" --generation 8 --count 60000 --batch 1000 --tries 3000 >"$folder/killed" 2>&1 &
 sender=$!
 started+=("$sender")
 for _ in 1 2 3; do
@@ -185,10 +185,10 @@ expect_match "all are acknowledged" "$(tail -n 1 "$folder/killed")" '^acknowledg
 expect "none is lost, none is doubled" "$(sql 'SELECT count(*), count(DISTINCT id) FROM annal.event WHERE generation = 8')" '60000|60000'
 
 echo "two that deliver the same entries at once"
-deliver "$pg" --generation 9 --count 20000 --batch 500 --tries 20 >"$folder/one" 2>&1 &
+deliver "$pg" --generation 9 --count 20000 --batch 500 --tries 3000 >"$folder/one" 2>&1 &
 sender=$!
 started+=("$sender")
-deliver "$pg" --generation 9 --count 20000 --batch 700 --tries 20 >"$folder/other" 2>&1
+deliver "$pg" --generation 9 --count 20000 --batch 700 --tries 3000 >"$folder/other" 2>&1
 wait "$sender" || true
 expect "each is there once" "$(sql 'SELECT count(*), count(DISTINCT id) FROM annal.event WHERE generation = 9')" '20000|20000'
 

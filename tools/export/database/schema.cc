@@ -12,7 +12,8 @@ namespace {
 // Two that apply the schema at the same time follow each other.
 constexpr const char* kBegin =
     "BEGIN; "
-    "SELECT pg_advisory_xact_lock(hashtext('annal.migration')); "
+    "SET LOCAL client_min_messages = warning; "
+    "DO $$ BEGIN PERFORM pg_advisory_xact_lock(hashtext('annal.migration')); END $$; "
     "CREATE SCHEMA IF NOT EXISTS annal; "
     "CREATE TABLE IF NOT EXISTS annal.migration (number integer PRIMARY KEY, name text NOT NULL, applied "
     "timestamptz NOT NULL DEFAULT now()); "
