@@ -16,7 +16,7 @@ class FakeSink : public exporter::Sink {
     if (meanwhile) {
       meanwhile();
     }
-    const exporter::Outcome outcome = answer ? answer(batch) : exporter::Outcome{.acknowledged = batch.records.size()};
+    exporter::Outcome outcome = answer ? answer(batch) : exporter::Outcome{.acknowledged = batch.records.size()};
     for (const exporter::Record& record : batch.records.first(outcome.acknowledged)) {
       // "event/1/4711", "event/1/gap/4711+20"
       const std::string key = key_of(batch.stream, record);

@@ -174,7 +174,7 @@ class Collector {
         set_aside(text_of(messages[places[refused.index]]), refused.reason);
       }
       const bool all = outcome.acknowledged >= rows.size();
-      reader_->acknowledge(messages, all ? messages.size() : places[outcome.acknowledged]);
+      StreamReader::acknowledge(messages, all ? messages.size() : places[outcome.acknowledged]);
       if (all) {
         works();
         return {};

@@ -37,7 +37,7 @@ class StreamReader {
   [[nodiscard]] std::vector<jetstream::Message> next(std::size_t most, std::chrono::milliseconds time);
 
   // Not delivered again, once the servers have heard of it.
-  void acknowledge(const std::vector<jetstream::Message>& messages, std::size_t count);
+  static void acknowledge(const std::vector<jetstream::Message>& messages, std::size_t count);
 
  private:
   void require_stream(const StreamPlace& place);

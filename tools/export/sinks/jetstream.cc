@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -135,6 +136,12 @@ class Answers {
   std::string error_;  // the first that is not about one record alone
 };
 
+// Called by one thread.
+Answers& lasting_answers() {
+  static std::deque<Answers>& all = *new std::deque<Answers>;
+  return all.emplace_back();
+}
+
 class Jetstream : public Sink {
  public:
   Jetstream(jetstream::Servers servers, std::string prefix, std::chrono::seconds timeout)
@@ -154,7 +161,7 @@ class Jetstream : public Sink {
   jetstream::Servers servers_;
   std::string prefix_;  // of the subjects
   std::chrono::seconds timeout_;
-  Answers& answers_ = *new Answers;  // NOLINT(cppcoreguidelines-owning-memory): see there
+  Answers& answers_ = lasting_answers();
   std::optional<Connection> connection_;
   jetstream::Context context_;
 };
