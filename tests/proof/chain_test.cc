@@ -118,6 +118,9 @@ TEST_F(Chain, DeclaresWhatTheLimitHasDeleted) {
   EXPECT_FALSE(has(report, State::kExpired));
   EXPECT_TRUE(has(report, State::kGone));
   EXPECT_EQ(report.gone, 17U);
+  // Nobody can try what they were.
+  const std::string bytes = read_file(log().chain());
+  EXPECT_EQ(bytes.substr(2 * kHeadSize + kLinkedSize, sizeof(Salt)), std::string(sizeof(Salt), '\0'));
 }
 
 TEST_F(Chain, DoesNotTakeAnyDeletionForThatOfTheLimit) {

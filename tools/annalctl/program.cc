@@ -35,6 +35,7 @@
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/device_commands.h"
 #include "tools/annalctl/output/help_format.h"
+#include "tools/annalctl/proof/declared_deletions.h"
 #include "tools/annalctl/proof_all.h"
 #include "tools/annalctl/suggestion.h"
 
@@ -170,10 +171,19 @@ Words with_help_as_option(const CLI::App& app, Words line) {
   return line;
 }
 
+// "redact event" is "event redact".
+Words with_log_first(const CLI::App& app, Words line) {
+  constexpr char kRedact[] = "redact";
+  if (line.size() > 1 && line[0] == kRedact && is_command(app, line[1])) {
+    std::swap(line[0], line[1]);
+  }
+  return line;
+}
+
 int run_command(CLI::App& app, int argc, char** argv, Session& session) {
   Words line(argv + 1, argv + argc);
   try {
-    line = with_help_as_option(app, std::move(line));
+    line = with_help_as_option(app, with_log_first(app, std::move(line)));
     app.parse(Words(line.rbegin(), line.rend()));
     session.output.finish();
     return session.status;
@@ -210,6 +220,8 @@ void add_all_commands(CLI::App& app, Session& session) {
   add_keep_of_all(app, session);
   add_seal_of_all(app, session);
   add_verify_of_all(app, session);
+  app.add_subcommand("redact", "Take what is personal out of entries: 'annalctl redact event --exact-user ann'")
+      ->callback([] { throw CLI::CallForHelp(); });
   add_facilities(app, session);
   add_catalog_commands(app, session);
   add_notify(app, session);
@@ -228,6 +240,7 @@ int run_program(int argc, char** argv) {
   remember_failures();
   install_log_system();
   forget_places();
+  declare_deletions();
 
   Session session;
   session.terminal = terminal_of(STDOUT_FILENO);

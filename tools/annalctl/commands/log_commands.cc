@@ -8,6 +8,7 @@
 #include "tools/annalctl/maintenance/limit.h"
 #include "tools/annalctl/maintenance/maintenance.h"
 #include "tools/annalctl/proof/commands.h"
+#include "tools/annalctl/proof/redact_command.h"
 #include "tools/annalctl/rescue/check_command.h"
 #include "tools/annalctl/rescue/salvage.h"
 
@@ -51,6 +52,7 @@ void add_commands(CLI::App& group, Session& session, const LogCommands& of) {
   add_salvage_command(group, session, of.log);
   add_seal_command(group, session, of.log);
   add_verify_command(group, session, of.log);
+  add_redact_command(group, session, of.queries, of.personal);
 }
 
 }  // namespace

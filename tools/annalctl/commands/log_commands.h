@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <span>
 
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/maintenance/delete_command.h"
@@ -27,6 +28,8 @@ struct LogCommands {
   AddCommand import;
   AddCommand age;
   AddCommand own_migrate;  // in place of the usual one
+
+  std::span<const char* const> personal;  // the columns about a person, which 'redact' replaces
 };
 
 // The program keeps the reference.

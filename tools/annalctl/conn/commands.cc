@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include <array>
+
 #include "Corix_annal.h"
 #include "tools/annalctl/conn/model.h"
 
@@ -18,6 +20,13 @@ int trim(int keep) noexcept {
 
 }  // namespace
 
+namespace {
+
+constexpr std::array kPersonal{"conn_user",      "conn_ip",         "conn_comp",        "conn_res",
+                               "conn_client_id", "conn_client_app", "conn_client_agent"};
+
+}  // namespace
+
 constinit const LogCommands kCommands{
     .log = kLog,
     .queries = kQueries,
@@ -30,6 +39,7 @@ constinit const LogCommands kCommands{
     .import = add_import,
     .age = nullptr,
     .own_migrate = nullptr,
+    .personal = kPersonal,
 };
 
 }  // namespace annalctl::conn

@@ -1,10 +1,19 @@
 // What the event log's commands call.
 #include "tools/annalctl/event/commands.h"
 
+#include <array>
+
 #include "Corix_annal.h"
 #include "tools/annalctl/event/model.h"
 
 namespace annalctl::event {
+
+namespace {
+
+constexpr std::array kPersonal{"event_user",      "event_ip",         "event_comp",        "event_desc",
+                               "event_client_id", "event_client_app", "event_client_agent"};
+
+}  // namespace
 
 constinit const LogCommands kCommands{
     .log = kLog,
@@ -18,6 +27,7 @@ constinit const LogCommands kCommands{
     .import = add_import,
     .age = nullptr,
     .own_migrate = nullptr,
+    .personal = kPersonal,
 };
 
 }  // namespace annalctl::event

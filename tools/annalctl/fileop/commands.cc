@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+#include <array>
+
 #include "Corix_annal.h"
 #include "tools/annalctl/fileop/model.h"
 
@@ -25,6 +27,13 @@ int flush() noexcept {
 
 }  // namespace
 
+namespace {
+
+constexpr std::array kPersonal{"event_user", "event_ip",   "event_oldfilepath", "event_filepath",
+                               "event_comp", "event_duid", "event_desc",        "sub_user"};
+
+}  // namespace
+
 constinit const LogCommands kCommands{
     .log = kLog,
     .queries = kQueries,
@@ -37,6 +46,7 @@ constinit const LogCommands kCommands{
     .import = add_import,
     .age = nullptr,
     .own_migrate = nullptr,
+    .personal = kPersonal,
 };
 
 }  // namespace annalctl::fileop

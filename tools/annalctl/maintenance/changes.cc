@@ -7,6 +7,7 @@
 
 #include "Corix_annal.h"
 #include "tools/annalctl/log/result.h"
+#include "tools/annalctl/maintenance/noted_deletions.h"
 
 namespace annalctl {
 
@@ -53,13 +54,17 @@ void say_deleted(std::int64_t count, const Log& log, Deed deed, Session& session
   }
 }
 
-int delete_and_say(const Call& call, Session& session, const std::function<int()>& call_library) {
+int delete_and_say(const Call& call, DeletingVerb verb, Session& session, const std::function<int()>& call_library) {
   std::int64_t deleted = 0;
   int code = ANNAL_OK;
   {
+    NotedDeletions noted(call.log, verb.name);
     const CountedChanges changes;
     code = call_library();
     deleted = changes.rows();
+    if (code == ANNAL_OK) {
+      noted.tell(verb.deletes_all ? NotedDeletions::Which::kAll : NotedDeletions::Which::kNoted);
+    }
   }
   if (code != ANNAL_OK) {
     return report(call, code);

@@ -35,7 +35,13 @@ enum class Deed { kDone, kOnlyLooked };
 void say_deleted(std::int64_t count, const Log& log, Deed deed, Session& session);
 
 // Has the library delete, says how many went, and returns the exit status.
-[[nodiscard]] int delete_and_say(const Call& call, Session& session, const std::function<int()>& call_library);
+// verb: the command's name, for whoever keeps account of what is deleted. One that deletes all says so.
+struct DeletingVerb {
+  const char* name;
+  bool deletes_all = false;
+};
+[[nodiscard]] int delete_and_say(const Call& call, DeletingVerb verb, Session& session,
+                                 const std::function<int()>& call_library);
 
 // Adds "--dry-run".
 void add_dry_run(CLI::App& command, bool& dry_run);

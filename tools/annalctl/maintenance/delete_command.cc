@@ -14,6 +14,7 @@
 #include "tools/annalctl/log/level.h"
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/maintenance/changes.h"
+#include "tools/annalctl/maintenance/noted_deletions.h"
 #include "tools/annalctl/maintenance/paced_deletion.h"
 #include "tools/annalctl/query/listing.h"
 
@@ -101,7 +102,7 @@ OneValue one_value_of(const DeleteCommand& deletion, const CLI::App& command) {
 
 int delete_by_library(const DeleteCommand& deletion, const OneValue& one, const Call& call, Session& session) {
   const DeleteValue value = value_from(*one.selector, one.text);
-  return delete_and_say(call, session,
+  return delete_and_say(call, {"delete"}, session,
                         [&deletion, &one, &value] { return deletion.run(one.selector->code, address_of(value)); });
 }
 
@@ -112,6 +113,7 @@ int delete_by_conditions(const Chosen& chosen, const Call& call, Session& sessio
     query.conditions.push_back(condition_of(*selector, text));
   }
   std::int64_t deleted = 0;
+  NotedDeletions noted(call.log, "delete");
   try {
     Reader reader(call.log);
     if (chosen.dry_run) {
@@ -120,12 +122,14 @@ int delete_by_conditions(const Chosen& chosen, const Call& call, Session& sessio
       delete_matching(reader, query, deleted);
     }
   } catch (const ReadFailure& failure) {
+    noted.tell();
     if (deleted > 0) {
       say_deleted(deleted, call.log, Deed::kDone, session);
       session.output.finish();
     }
     return report_failure(call, failure);
   }
+  noted.tell();
   say_deleted(deleted, call.log, chosen.dry_run ? Deed::kOnlyLooked : Deed::kDone, session);
   return kSuccess;
 }

@@ -15,6 +15,7 @@
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/maintenance/changes.h"
 #include "tools/annalctl/maintenance/facts.h"
+#include "tools/annalctl/maintenance/noted_deletions.h"
 #include "tools/annalctl/maintenance/oldest.h"
 #include "tools/annalctl/maintenance/paced_deletion.h"
 #include "tools/annalctl/query/listing.h"
@@ -155,6 +156,7 @@ void add_keep_options(CLI::App& command, KeepOptions& options) {
 int run_keep(const Log& log, const KeepOptions& options, Session& session) {
   const Call call{log, fmt::format("delete the oldest {}", log.entries), Purpose::kWriting};
   std::int64_t deleted = 0;
+  NotedDeletions noted(log, "keep");
   try {
     Keeper keeper(log, options);
     if (options.dry_run) {
@@ -164,12 +166,14 @@ int run_keep(const Log& log, const KeepOptions& options, Session& session) {
       keeper.delete_too_much(deleted);
     }
   } catch (const ReadFailure& failure) {
+    noted.tell();
     if (deleted > 0) {
       say(log, deleted, options, session);
       session.output.finish();
     }
     return report_failure(call, failure);
   }
+  noted.tell();
   say(log, deleted, options, session);
   return kSuccess;
 }

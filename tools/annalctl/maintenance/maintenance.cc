@@ -72,7 +72,7 @@ int run_flush(const Log& log, int (*flush)() noexcept, const FlushOptions& optio
     return kFailure;
   }
   const Call call{log, fmt::format("delete all {}", log.entries), Purpose::kWriting};
-  return delete_and_say(call, session, flush);
+  return delete_and_say(call, {"flush", true}, session, flush);
 }
 
 int run_trim(const Log& log, int (*trim)(int keep) noexcept, const TrimOptions& options, Session& session) {
@@ -83,7 +83,7 @@ int run_trim(const Log& log, int (*trim)(int keep) noexcept, const TrimOptions& 
     return look_only(log, options.keep, session);
   }
   const Call call{log, fmt::format("trim the {} log", log.name), Purpose::kWriting};
-  return delete_and_say(call, session, [trim, &options] { return trim(options.keep); });
+  return delete_and_say(call, {"trim"}, session, [trim, &options] { return trim(options.keep); });
 }
 
 int run_migrate(const Log& log, int (*migrate)() noexcept) {

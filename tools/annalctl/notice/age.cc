@@ -38,7 +38,7 @@ int run_age(const AgeOptions& options, Session& session) {
     return say_how_many_are_older(options.days, session);
   }
   const Call call{kLog, "delete the notices of that age", Purpose::kWriting};
-  return delete_and_say(call, session, [&options] { return AnnalNoticeDellogByClientTime(options.days); });
+  return delete_and_say(call, {"age"}, session, [&options] { return AnnalNoticeDellogByClientTime(options.days); });
 }
 
 }  // namespace

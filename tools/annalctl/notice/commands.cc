@@ -1,10 +1,18 @@
 // What the notice log's commands call.
 #include "tools/annalctl/notice/commands.h"
 
+#include <array>
+
 #include "Corix_annal.h"
 #include "tools/annalctl/notice/model.h"
 
 namespace annalctl::notice {
+
+namespace {
+
+constexpr std::array kPersonal{"user", "ip", "client", "desc", "varContent", "link_id", "link_option", "title"};
+
+}  // namespace
 
 constinit const LogCommands kCommands{
     .log = kLog,
@@ -18,6 +26,7 @@ constinit const LogCommands kCommands{
     .import = add_import,
     .age = add_age,
     .own_migrate = add_migrate,
+    .personal = kPersonal,
 };
 
 }  // namespace annalctl::notice

@@ -17,10 +17,6 @@ constexpr std::size_t kMostTold = 100'000;
 // Of fewer entries each could be changed.
 constexpr std::uint64_t kEnoughForAnother = 3;
 
-std::string ids(std::int64_t from, std::int64_t through) {
-  return from == through ? fmt::format("{}", from) : fmt::format("{} to {}", from, through);
-}
-
 bool fits(const Record& record, std::string_view content) {
   return !is_erased(record.salt) && commitment_of(record.salt, content) == record.commitment;
 }
@@ -212,16 +208,16 @@ void Comparison::report_strays() {
   }
 }
 
-void Comparison::report_run(State state, std::int64_t from, std::int64_t through, std::uint64_t count) {
-  const char* why = "gone, and nothing says why";
+void Comparison::report_run(State state, std::int64_t from, std::int64_t through) {
+  const char* text = "gone, and nothing says why";
   if (state == State::kTruncated) {
-    why = "gone from the end of what was sealed";
+    text = "gone from the end of what was sealed";
   } else if (state == State::kUndecided) {
-    why = "gone, the oldest of all: deleted by a program as the oldest, or by somebody; it cannot be decided";
+    text = "gone, the oldest of all: deleted by a program as the oldest, or by somebody; it cannot be decided";
   } else if (state == State::kExpired) {
-    why = "gone, the oldest of all, as the log's limit wants it; the next sealing declares it";
+    text = "gone, the oldest of all, as the log's limit wants it; the next sealing declares it";
   }
-  say(state, from, through, fmt::format("{} {} {}", ids(from, through), count == 1 ? "is" : "are", why));
+  say(state, from, through, text);
 }
 
 void Comparison::report_missing(std::optional<FullBetween> limit) {
@@ -231,7 +227,6 @@ void Comparison::report_missing(std::optional<FullBetween> limit) {
     State state;
     std::int64_t from;
     std::int64_t through;
-    std::uint64_t count;
   };
   std::vector<Run> runs;
   for (const Missing& one : missing_) {
@@ -246,14 +241,13 @@ void Comparison::report_missing(std::optional<FullBetween> limit) {
       state = State::kTruncated;
     }
     if (runs.empty() || one.begins_run || runs.back().state != state) {
-      runs.push_back({state, one.id, one.id, 1});
+      runs.push_back({state, one.id, one.id});
     } else {
       runs.back().through = one.id;
-      ++runs.back().count;
     }
   }
   for (const Run& run : runs) {
-    report_run(run.state, run.from, run.through, run.count);
+    report_run(run.state, run.from, run.through);
   }
 }
 

@@ -83,7 +83,7 @@ class Comparison {
 
   void report_strays();
   void report_missing(std::optional<FullBetween> limit);
-  void report_run(State state, std::int64_t from, std::int64_t through, std::uint64_t count);
+  void report_run(State state, std::int64_t from, std::int64_t through);
   void say(State state, std::int64_t from, std::int64_t through, std::string text);
 
   const Notes& notes_;

@@ -97,24 +97,24 @@ class Sealer {
     if (chain_.appended() > 0 || before.key != keys_.key.public_key()) {
       chain_.commit(keys_.key, last_id_, seconds_now());
     }
-    erase_left_salts();
+    erase_salts();
     drop_what_is_gone();
     sealed_.head = chain_.head();
     return std::move(sealed_);
   }
 
-  void declare_missing_of(std::span<const std::int64_t> ids, Reason reason) {
+  void declare_gone(std::span<const std::int64_t> ids, Reason reason) {
     std::vector<std::int64_t> gone(ids.begin(), ids.end());
     std::sort(gone.begin(), gone.end());
-    if (gone.empty()) {
-      gone = all_missing();
-    }
-    std::erase_if(gone, [this](std::int64_t id) { return survey_.notes.gone(id) != nullptr; });
+    std::erase_if(
+        gone, [this](std::int64_t id) { return survey_.entry(id) == nullptr || survey_.notes.gone(id) != nullptr; });
     declare(gone, reason);
     if (chain_.appended() > 0) {
       chain_.commit(keys_.key, chain_.head().last_id, seconds_now());
+      chain_.erase_salts(unneeded_salts_);
     }
   }
+  void declare_all_gone(Reason reason) { declare_gone(all_missing(), reason); }
 
  private:
   // Ids that begin again would be taken for those that are sealed.
@@ -203,6 +203,11 @@ class Sealer {
       chain_.append(record_of(range));
       ranges_.push_back(range);
     }
+    for (const std::int64_t id : gone) {
+      if (const SealedEntry* const entry = survey_.entry(id); entry != nullptr && !entry->erased) {
+        unneeded_salts_.push_back(entry->position);
+      }
+    }
     sealed_.declared += gone.size();
   }
 
@@ -231,17 +236,17 @@ class Sealer {
     }
   }
 
-  // Of redactions that were cut off between their last two steps.
-  void erase_left_salts() {
-    std::vector<std::uint64_t> left;
+  // Of entries that are gone, so that nobody can try what they were; and of redactions that were cut off between their
+  // last two steps.
+  void erase_salts() {
     for (const auto& [id, redaction] : survey_.notes.redactions()) {
       const SealedEntry* const entry = survey_.entry(id);
       if (entry != nullptr && !entry->erased && is_as_redacted(id, redaction.record)) {
-        left.push_back(entry->position);
+        unneeded_salts_.push_back(entry->position);
       }
     }
-    if (!left.empty()) {
-      chain_.erase_salts(left);
+    if (!unneeded_salts_.empty()) {
+      chain_.erase_salts(unneeded_salts_);
     }
   }
 
@@ -275,7 +280,8 @@ class Sealer {
   ChainFile chain_;
   Reader reader_;
   Survey survey_;
-  std::vector<GoneRange> ranges_;  // that were declared now
+  std::vector<GoneRange> ranges_;              // that were declared now
+  std::vector<std::uint64_t> unneeded_salts_;  // by their positions
   std::int64_t last_id_ = 0;
   Sealed sealed_;
 };
@@ -308,7 +314,11 @@ Sealed seal(const Log& log, const KeyRing& keys, const SealOptions& options, con
 }
 
 void declare_gone(const Log& log, const KeyRing& keys, std::span<const std::int64_t> ids, Reason reason) {
-  Sealer(log, keys, open_own_chain(log, keys)).declare_missing_of(ids, reason);
+  Sealer(log, keys, open_own_chain(log, keys)).declare_gone(ids, reason);
+}
+
+void declare_all_gone(const Log& log, const KeyRing& keys, Reason reason) {
+  Sealer(log, keys, open_own_chain(log, keys)).declare_all_gone(reason);
 }
 
 }  // namespace annalctl::proof

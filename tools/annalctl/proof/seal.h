@@ -28,8 +28,9 @@ struct Sealed {
 // Reads the log in short turns, and hashes while nothing is locked. Throws ReadFailure and ChainFailure.
 [[nodiscard]] Sealed seal(const Log& log, const KeyRing& keys, const SealOptions& options, const Watch& watch);
 
-// For whoever has deleted entries as he may: declares those of them gone that were sealed. No id: all that are missing.
+// For whoever has deleted entries as he may: declares those of them gone that were sealed, or all that are missing.
 void declare_gone(const Log& log, const KeyRing& keys, std::span<const std::int64_t> ids, Reason reason);
+void declare_all_gone(const Log& log, const KeyRing& keys, Reason reason);
 
 // Opens a log's chain for adding to it. Throws ChainFailure when there is none, or one that is signed by somebody else.
 [[nodiscard]] ChainFile open_own_chain(const Log& log, const KeyRing& keys);

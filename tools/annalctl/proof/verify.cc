@@ -188,7 +188,7 @@ class Verifier {
     for (const GoneRange& range : notes_.ranges()) {
       report_.findings.push_back(
           {State::kGone, range.from, range.through,
-           fmt::format("gone ({}), as was declared on {}", name_of(range.reason), time_text(range.declared))});
+           fmt::format("deleted ({}), as was declared on {}", name_of(range.reason), time_text(range.declared))});
     }
     if (never_sealed_ > 0) {
       report_.findings.push_back(

@@ -1,0 +1,194 @@
+// "annalctl redact": no byte is left, and the log still verifies.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "tests/tools/annalctl.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using annal::test::sql;
+using annal::test::value;
+using nlohmann::json;
+
+constexpr char kLog[] = "/etc/logs/event.log";
+
+class Redact : public AnnalctlTest {
+ protected:
+  void SetUp() override {
+    AnnalctlTest::SetUp();
+    setenv("ANNAL_SEAL_KEY", "/etc/logs/keys/seal.key", 1);
+    ASSERT_EQ(annalctl({"event", "create", "--limit", "5000"}).status, 0);
+    add(1, 300);
+  }
+  void TearDown() override {
+    unsetenv("ANNAL_SEAL_KEY");
+    AnnalctlTest::TearDown();
+  }
+  // Each third is Zebedee's; some texts take several pages.
+  static void add(int first, int last) {
+    sql(kLog,
+        "WITH n(i) AS (SELECT " + std::to_string(first) + " UNION ALL SELECT i + 1 FROM n WHERE i < " +
+            std::to_string(last) +
+            ") INSERT INTO ANNAL_EVENT (event_type, event_date, event_time, event_user, event_ip, event_comp, "
+            "event_desc, event_app_name) SELECT i % 3, '2026-11-22', '10:00:00', CASE i % 3 WHEN 0 THEN 'zebedee' "
+            "ELSE 'ann' END, CASE i % 3 WHEN 0 THEN '198.51.100.77' ELSE '192.0.2.1' END, '---', "
+            "CASE i % 3 WHEN 0 THEN replace(printf('%0*d', 1 + i * 40, i), '0', 'secretword ') ELSE 'plain ' || i END, "
+            "'Storage' FROM n");
+  }
+  static std::string bytes_in(const fs::path& file) {
+    std::ifstream input(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+  }
+  // In whatever is in the logs' folder.
+  static std::vector<std::string> files_with(const std::string& text) {
+    std::vector<std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator("/etc/logs")) {
+      if (entry.is_regular_file() && bytes_in(entry.path()).find(text) != std::string::npos) {
+        files.push_back(entry.path());
+      }
+    }
+    return files;
+  }
+};
+
+TEST_F(Redact, LeavesNoByteAndTheLogVerifies) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  ASSERT_FALSE(files_with("zebedee").empty());
+  const Finished redacted = annalctl({"redact", "event", "--exact-user", "zebedee"});
+  ASSERT_EQ(redacted.status, 0) << redacted.err;
+  EXPECT_EQ(redacted.out, "redacted 100 events\n");
+  EXPECT_EQ(redacted.err, "");
+  for (const char* text : {"zebedee", "198.51.100.77", "secretword"}) {
+    EXPECT_EQ(files_with(text), std::vector<std::string>()) << text;
+  }
+  EXPECT_FALSE(fs::exists("/etc/logs/event.log-journal"));
+  const Finished verified = annalctl({"verify", "event", "--json"});
+  EXPECT_EQ(verified.status, 0) << verified.out;
+  const json last = json::parse(lines_of(verified.out).back());
+  EXPECT_EQ(last["sealed"], 300);
+  EXPECT_EQ(last["redacted"], 100);
+  EXPECT_EQ(value(kLog,
+                  "SELECT event_user || event_ip || event_comp || event_desc || event_app_name FROM ANNAL_EVENT "
+                  "WHERE event_id = 3"),
+            "[redacted][redacted]---[redacted]Storage");
+  EXPECT_EQ(value(kLog, "PRAGMA integrity_check"), "ok");
+  EXPECT_EQ(value(kLog, "PRAGMA journal_mode"), "delete");
+}
+
+TEST_F(Redact, LeavesNothingInPlacesThatWereFreedEarlier) {
+  // By a program whose SQLite does not overwrite what it frees.
+  sql(kLog,
+      "PRAGMA secure_delete = OFF; UPDATE ANNAL_EVENT SET event_desc = 'moved ' || event_desc WHERE event_id > 50");
+  sql(kLog, "PRAGMA secure_delete = OFF; DELETE FROM ANNAL_EVENT WHERE event_id > 150");
+  ASSERT_FALSE(files_with("secretword").empty());
+  ASSERT_EQ(annalctl({"event", "redact", "--user", "zebedee"}).status, 0);
+  EXPECT_EQ(files_with("secretword"), std::vector<std::string>());
+}
+
+TEST_F(Redact, TombstonesAreListedForWhoeverFollowsThem) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  ASSERT_EQ(annalctl({"redact", "event", "--id", "6"}).status, 0);
+  ASSERT_EQ(annalctl({"redact", "event", "--id", "9"}).status, 0);
+  const std::vector<std::string> all = lines_of(annalctl({"event", "redact", "--list", "--json"}).out);
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(json::parse(all[0])["id"], 6);
+  EXPECT_EQ(json::parse(all[0])["position"], 300);
+  EXPECT_EQ(json::parse(all[1])["id"], 9);
+  EXPECT_EQ(lines_of(annalctl({"event", "redact", "--list", "--from-position", "301", "--json"}).out),
+            std::vector<std::string>({all[1]}));
+}
+
+TEST_F(Redact, ATombstoneAllowsNoOtherChange) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  ASSERT_EQ(annalctl({"redact", "event", "--id", "6"}).status, 0);
+  sql(kLog, "UPDATE ANNAL_EVENT SET event_app_name = 'other' WHERE event_id = 6");
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 1);
+}
+
+TEST_F(Redact, WithoutItSuchAChangeIsFound) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  sql(kLog, "UPDATE ANNAL_EVENT SET event_user = '[redacted]' WHERE event_id = 6");
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 1);
+}
+
+TEST_F(Redact, DryRunOnlyCounts) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  const std::string before = bytes_in(kLog);
+  const std::string chain = bytes_in("/etc/logs/event.log.chain");
+  EXPECT_EQ(annalctl({"redact", "event", "--exact-user", "zebedee", "--dry-run"}).out, "would redact 100 events\n");
+  EXPECT_EQ(bytes_in(kLog), before);
+  EXPECT_EQ(bytes_in("/etc/logs/event.log.chain"), chain);
+}
+
+TEST_F(Redact, AsksForConditionsOrAll) {
+  EXPECT_EQ(annalctl({"redact", "event"}).status, 2);
+  EXPECT_EQ(annalctl({"redact", "event", "--all"}).out, "redacted 300 events\n");
+  EXPECT_EQ(annalctl({"redact", "event", "--all"}).out, "redacted 0 events\n");
+}
+
+TEST_F(Redact, NeedsTheKeyOfAChain) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  fs::remove("/etc/logs/keys/seal.key");
+  EXPECT_EQ(annalctl({"redact", "event", "--id", "6"}).status, 1);
+  EXPECT_EQ(value(kLog, "SELECT event_user FROM ANNAL_EVENT WHERE event_id = 6"), "zebedee");
+}
+
+TEST_F(Redact, EachLogHasItsPersonalColumns) {
+  ASSERT_EQ(annalctl({"conn", "create"}).status, 0);
+  ASSERT_EQ(annalctl({"notice", "create"}).status, 0);
+  ASSERT_EQ(annalctl({"fileop", "--db", "/etc/logs/ops.db", "create"}).status, 0);
+  sql("/etc/logs/conn.log",
+      "INSERT INTO ANNAL_CONN (conn_type, conn_date, conn_time, conn_user, conn_ip, conn_comp, conn_res, conn_serv) "
+      "VALUES (0, '2026-11-22', '10:00:00', 'zebedee', '198.51.100.77', 'zebhost', '/zebfile', 3)");
+  sql("/etc/logs/notice.log",
+      "INSERT INTO ANNAL_NOTICE (severity, time, user, ip, client, desc, varContent, title) VALUES (3, 1795341600, "
+      "'zebedee', '198.51.100.77', 'zebclient', 'zebtext', 'zebvar', 'zebtitle')");
+  sql("/etc/logs/ops.db",
+      "INSERT INTO PAVO2LOG_EVENT (event_type, event_date, event_time, event_user, event_ip, event_oldfilepath, "
+      "event_filepath, event_comp, event_desc, sub_user) VALUES (0, '2026-11-22', '10:00:00', 'zebedee', "
+      "'198.51.100.77', '/zebold', '/zebnew', 'zebhost', 'zebdesc', 'zebsub')");
+  ASSERT_EQ(annalctl({"seal"}).status, 0);
+  ASSERT_EQ(annalctl({"seal", "--db", "/etc/logs/ops.db"}).status, 0);
+  ASSERT_EQ(annalctl({"redact", "event", "--all"}).status, 0);
+  EXPECT_EQ(annalctl({"redact", "conn", "--all"}).out, "redacted 1 connection\n");
+  EXPECT_EQ(annalctl({"redact", "notice", "--all"}).out, "redacted 1 notice\n");
+  EXPECT_EQ(annalctl({"redact", "fileop", "--db", "/etc/logs/ops.db", "--all"}).out, "redacted 1 file operation\n");
+  for (const char* text : {"zeb", "198.51.100.77"}) {
+    EXPECT_EQ(files_with(text), std::vector<std::string>()) << text;
+  }
+  EXPECT_EQ(annalctl({"verify", "--db", "/etc/logs/ops.db"}).status, 0);
+  EXPECT_EQ(annalctl({"verify"}).status, 0);
+}
+
+// What annalctl itself deletes is declared.
+TEST_F(Redact, DeletionsByCommandsAreNoFindings) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  ASSERT_EQ(annalctl({"event", "delete", "--id", "42"}).err, "");
+  ASSERT_EQ(annalctl({"event", "delete", "--user", "zebedee", "--type", "information"}).status, 0);
+  ASSERT_EQ(annalctl({"event", "trim", "100"}).status, 0);
+  Finished verified = annalctl({"verify", "event"});
+  EXPECT_EQ(verified.status, 0) << verified.out;
+  EXPECT_NE(verified.out.find("event 42: deleted (delete)"), std::string::npos) << verified.out;
+  EXPECT_NE(verified.out.find("deleted (trim)"), std::string::npos) << verified.out;
+  ASSERT_EQ(annalctl({"event", "flush", "--yes"}).status, 0);
+  verified = annalctl({"verify", "event"});
+  EXPECT_EQ(verified.status, 0) << verified.out;
+  EXPECT_NE(verified.out.find("deleted (flush)"), std::string::npos) << verified.out;
+}
+
+TEST_F(Redact, ADeletionPastTheCommandsStaysAFindingBesideThem) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  sql(kLog, "DELETE FROM ANNAL_EVENT WHERE event_id = 200");
+  ASSERT_EQ(annalctl({"event", "delete", "--id", "42"}).status, 0);
+  const Finished verified = annalctl({"verify", "event"});
+  EXPECT_EQ(verified.status, 1);
+  EXPECT_NE(verified.out.find("deleted: event 200"), std::string::npos) << verified.out;
+}
+
+}  // namespace

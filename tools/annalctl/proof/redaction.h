@@ -1,0 +1,47 @@
+// Redacting: takes what is personal out of entries, so that no byte of it is left, and leaves a tombstone in the chain
+// that the entry is verified by from then on.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/annalctl/base/log.h"
+#include "tools/annalctl/proof/chain_file.h"
+#include "tools/annalctl/proof/key_files.h"
+#include "tools/annalctl/query/query.h"
+
+namespace annalctl::proof {
+
+inline constexpr char kMarker[] = "[redacted]";
+
+struct RedactionOptions {
+  std::span<const char* const> personal;  // the columns
+  bool rewrite = false;                   // the whole file, however large
+};
+
+struct Redacted {
+  std::int64_t entries = 0;
+  std::int64_t tombstones = 0;  // of those that had been sealed
+};
+
+// How many of the entries have something personal.
+[[nodiscard]] std::int64_t count_personal(const Log& log, const Query& query, const RedactionOptions& options);
+
+// In short steps beside those who write. keys: null for a log without a chain. done is kept up to date, for when it
+// throws ReadFailure or ChainFailure.
+void redact(const Log& log, const Query& query, const RedactionOptions& options, const KeyRing* keys, Redacted& done,
+            const std::function<void()>& watch);
+
+// For whoever has handed entries on: those redacted later than a position in the chain, in the order in which they
+// were.
+struct Tombstone {
+  std::uint64_t position;
+  std::int64_t id;
+  std::int64_t time;  // seconds since 1970
+};
+[[nodiscard]] std::vector<Tombstone> tombstones_from(const ChainFile& chain, std::uint64_t position);
+
+}  // namespace annalctl::proof
