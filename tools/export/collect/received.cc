@@ -40,6 +40,11 @@ Value value_of(const Json& json) {
 }  // namespace
 
 struct Received::Content {
+  Content() = default;
+  ~Content() = default;
+  Content(const Content&) = delete;
+  Content& operator=(const Content&) = delete;
+
   Json json;  // has the texts
   Stream stream;
   std::vector<Field> fields;
