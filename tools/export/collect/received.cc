@@ -40,6 +40,7 @@ Value value_of(const Json& json) {
 }  // namespace
 
 struct Received::Content {
+  // NOLINTNEXTLINE(bugprone-exception-escape): it takes the JSON library's own assertions for exceptions
   Content() = default;
   ~Content() = default;
   Content(const Content&) = delete;
