@@ -88,6 +88,21 @@ TEST(WebText, CutsBetweenCharacters) {
   EXPECT_EQ(annal_web::grouped(1234567), "1,234,567");
 }
 
+TEST_F(WebHostile, LeadsToTextsWithCharactersThatNoAddressMayHave) {
+  const std::string user = "a\x1b[2J\r\n%1b " + character(0x202E) + "\xff";
+  add("one", 0, user);
+  add("other", 0, "b");
+  const std::string shown = annal_web::marked(user);
+  const std::string link = link_named(get(), "<bdi dir=\"ltr\">" + shown + "</bdi>");
+  EXPECT_THAT(link, Not(testing::ContainsRegex("%(0|1|7F)")));
+  const Answer answer = get(link);
+  EXPECT_THAT(messages(answer), ElementsAre("one"));
+  // And so does the form, whose field is sent as it is.
+  const std::string sent = between(answer.body, "name=\"user*\" value=\"", "\"").at(0);
+  EXPECT_THAT(messages(get("user*=" + url_encoded(sent))), ElementsAre("one"));
+  EXPECT_EQ(get("user*=%2500").status, 400);
+}
+
 TEST_F(WebHostile, BoundsAPageOfLongTexts) {
   for (int i = 0; i < 50; ++i) {
     add(std::string(100000, '\x02'), 0, std::string(5000, '<'));

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <fstream>
 
 #include "Corix_annal.h"
@@ -101,6 +102,29 @@ TEST_F(WebList, TakesAFilterBackByALinkAndKeepsTheOthers) {
   const Answer answer = get("user=ann&not-user=bob&rows=25");
   EXPECT_EQ(link_named(answer, "×"), "not-user=bob&rows=25");
   EXPECT_THAT(answer.body, HasSubstr("<input type=\"hidden\" name=\"not-user\" value=\"bob\">"));
+}
+
+TEST_F(WebList, ReadsALogInUtf16) {
+  std::remove(kEventLog);
+  sql(kEventLog,
+      "PRAGMA encoding = 'UTF-16'; CREATE TABLE ANNAL_EVENT (event_id INTEGER PRIMARY KEY AUTOINCREMENT, event_type "
+      "INTEGER, event_date TEXT, event_time TEXT, event_user TEXT, event_ip TEXT, event_comp TEXT, event_desc TEXT, "
+      "event_app_name TEXT)");
+  add("één", 0, "ann");
+  const Answer answer = get("log=event&sort=user");
+  EXPECT_THAT(messages(answer), ElementsAre("één"));
+  EXPECT_THAT(answer.body, HasSubstr(">ann</bdi></a><span class=\"number\">1</span>"));
+  EXPECT_THAT(answer.body, HasSubstr("data-counts=\"1 0 0\""));
+}
+
+TEST_F(WebList, CountsEntriesWithoutATimeToo) {
+  add("one", 0, "ann", "yesterday", "noon");
+  add("two", 0, "ann", "2026-02-30", "10:00:00");
+  add("three", 0, "ann", "2026-02-28", "10:00:61");
+  add("four", 0, "ann", "2026-02-28", "1x:00:00");
+  const Answer answer = get();
+  EXPECT_THAT(messages(answer), ElementsAre("four", "three", "two", "one"));
+  EXPECT_THAT(answer.body, Not(HasSubstr("data-counts")));
 }
 
 // --- pages ---

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/output/output.h"
 #include "tools/web/limits.h"
+#include "tools/web/reading_turn.h"
 #include "tools/web/response.h"
 #include "tools/web/wall_clock.h"
 
@@ -133,6 +135,8 @@ class Source {
  private:
   void read_on() {
     next_ = 0;
+    constexpr std::chrono::milliseconds kLongestWait{30000};
+    const ReadingTurn turn(kLongestWait);
     ended_ = !patiently([this] { return stream_->next(page_); });
     log_.reader->require_released();
     if (!ended_) {

@@ -1,6 +1,7 @@
 // The filters: what is set, each with a way to take it back, and fields for more.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -98,7 +99,12 @@ std::string hidden(const Selection& selection) {
   const Link kept(selection);
   for (const Parameter& parameter : kept.parameters()) {
     if (!is_bound(parameter.name) && parameter.name != "rows") {
-      out += fmt::format("<input type=\"hidden\" name=\"{}\" value=\"{}\">", parameter.name, escaped(parameter.value));
+      // Of other characters some would be sent as they are shown.
+      const bool plain =
+          std::all_of(parameter.value.begin(), parameter.value.end(), [](char c) { return c >= ' ' && c <= '~'; });
+      out += fmt::format("<input type=\"hidden\" name=\"{}{}\" value=\"{}\">", parameter.name,
+                         plain ? std::string() : std::string(1, kEncodedTwice),
+                         escaped(plain ? parameter.value : encoded(parameter.value)));
     }
   }
   return out;

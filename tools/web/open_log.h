@@ -18,7 +18,8 @@ struct OpenLog {
   std::vector<annalctl::Condition> conditions;
   std::unique_ptr<annalctl::Reader> reader{};  // null: see obstacle
   std::string obstacle{};
-  bool missing = false;  // it has not been created yet, which is no fault
+  bool was_read = false;  // it has been closed since
+  bool missing = false;   // it has not been created yet, which is no fault
 
   [[nodiscard]] bool readable() const { return reader != nullptr; }
 };

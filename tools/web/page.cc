@@ -160,7 +160,7 @@ std::string list_page(const List& list) {
   const std::string title = selection.alone() ? selection.parts.front()->title : "All logs";
   std::string out = page_head(list.request, title + " – Logs", selection.follow);
   out += page_top(list.request, selection, list.logs);
-  if (selection.alone() && !list.logs.front().readable()) {
+  if (selection.alone() && !list.logs.front().was_read) {
     return out + page_end();
   }
   out += filter_form(selection);

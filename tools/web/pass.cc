@@ -1,6 +1,7 @@
 #include "tools/web/pass.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <limits>
@@ -18,12 +19,6 @@ using annalctl::SqliteStatement;
 
 namespace {
 
-std::string_view text_at(const SqliteStatement& row, int column) {
-  const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(row.handle(), column));
-  return text == nullptr ? std::string_view()
-                         : std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(row.handle(), column)));
-}
-
 enum Column : int {
   kId,
   kLevel,
@@ -32,23 +27,36 @@ enum Column : int {
   kApplication,
   kDate,
   kTime,
+  kComputer,
 };
 
-std::string_view sort_text(const SqliteStatement& row, SortBy sort) {
-  // What an address can hold.
-  constexpr std::size_t kMostBytes = 200;
-  constexpr int kComputerColumn = kTime + 1;
+// Which of them an order goes by.
+Column column_of(SortBy sort) {
   switch (sort) {
     case SortBy::kUser:
-      return text_at(row, kUser).substr(0, kMostBytes);
+      return kUser;
     case SortBy::kAddress:
-      return text_at(row, kAddress).substr(0, kMostBytes);
-    case SortBy::kApplication:
-      return text_at(row, kApplication).substr(0, kMostBytes);
+      return kAddress;
     case SortBy::kComputer:
-      return text_at(row, kComputerColumn).substr(0, kMostBytes);
+      return kComputer;
+    case SortBy::kApplication:
+      return kApplication;
     default:
-      return {};
+      return kId;
+  }
+}
+
+bool is_in_utf8(Reader& reader) {
+  SqliteStatement encoding = reader.prepare("PRAGMA main.encoding");
+  return patiently([&reader, &encoding] { return reader.next(encoding); }) && encoding.text(0) == "UTF-8";
+}
+
+// While there is a journal a program is adding an entry. Meeting no reader at its end it need not sleep.
+void let_writer_pass(const std::string& journal) {
+  constexpr int kMost = 10;
+  constexpr useconds_t kPause = 500;
+  for (int i = 0; i < kMost && access(journal.c_str(), F_OK) == 0; ++i) {
+    usleep(kPause);
   }
 }
 
@@ -101,7 +109,10 @@ class FirstPlaces {
 class Walk {
  public:
   Walk(const Selection& selection, std::size_t wanted, const Budget& budget)
-      : selection_(selection), budget_(budget), first_(selection, wanted) {}
+      : selection_(selection),
+        budget_(budget),
+        first_(selection, wanted),
+        by_text_(selection.sort != SortBy::kTime && selection.sort != SortBy::kLevel) {}
 
   void through(OpenLog& log) {
     const Part& part = *log.part;
@@ -114,11 +125,14 @@ class Walk {
                     part.address, part.application, its.date, its.time == nullptr ? "NULL" : its.time, part.computer,
                     reader.table(), where(query, IdRanges::condition()));
     SqliteStatement rows = patiently([&reader, &text] { return reader.prepare(text); });
+    is_utf8_ = is_in_utf8(reader);
     bind_values(rows, query, 3);
     // What is added from now on belongs to a later page.
     const std::int64_t highest = patiently([&reader] { return reader.highest_id(); });
     IdRanges ranges(reader, IdRanges::Direction::kFalling, {.through = highest});
+    const std::string journal = std::string(its.path) + "-journal";
     while (turn(part, reader, ranges, rows)) {
+      let_writer_pass(journal);
       if (budget_.spent()) {
         pass_.complete = false;
         return;
@@ -127,6 +141,11 @@ class Walk {
   }
 
   [[nodiscard]] Pass result() {
+    for (const auto& [level, count] : levels_) {
+      pass_.summary.levels.add(
+          selection_.alone() ? level_name(*selection_.parts.front(), level) : grade_name(static_cast<Grade>(level)),
+          count);
+    }
     pass_.more = first_.more();
     pass_.places = first_.take();
     if (selection_.before) {
@@ -159,7 +178,7 @@ class Walk {
     const std::int64_t wall = wall_of(part, row);
     Summary& summary = pass_.summary;
     ++summary.entries;
-    summary.levels.add(selection_.alone() ? level_name(part, level) : grade_name(grade));
+    count_level(selection_.alone() ? level : static_cast<std::int64_t>(grade));
     summary.users.add(text_at(row, kUser));
     summary.addresses.add(text_at(row, kAddress));
     summary.applications.add(text_at(row, kApplication));
@@ -171,8 +190,31 @@ class Walk {
     place_.number = selection_.sort == SortBy::kTime    ? wall
                     : selection_.sort == SortBy::kLevel ? badness(part, level)
                                                         : 0;
-    place_.text = sort_text(row, selection_.sort);
+    if (by_text_) {
+      place_.text = text_at(row, column_of(selection_.sort)).substr(0, kLongestInAddress);
+    }
     first_.add(place_);
+  }
+
+  // As bytes, which in UTF-8 are the text and need not be copied to get a terminator.
+  [[nodiscard]] std::string_view text_at(const SqliteStatement& row, int column) const {
+    const void* const text = is_utf8_ ? sqlite3_column_blob(row.handle(), column)
+                                      : static_cast<const void*>(sqlite3_column_text(row.handle(), column));
+    return text == nullptr ? std::string_view()
+                           : std::string_view(static_cast<const char*>(text),
+                                              static_cast<std::size_t>(sqlite3_column_bytes(row.handle(), column)));
+  }
+
+  // There are few, and many entries of each.
+  void count_level(std::int64_t level) {
+    constexpr std::size_t kMostLevels = 1000;
+    const auto known =
+        std::find_if(levels_.begin(), levels_.end(), [level](const auto& one) { return one.first == level; });
+    if (known != levels_.end()) {
+      ++known->second;
+    } else if (levels_.size() < kMostLevels) {
+      levels_.emplace_back(level, 1);
+    }
   }
 
   // Severities count down.
@@ -180,18 +222,32 @@ class Walk {
     return selection_.alone() && !part.alone.level.rising ? -level : static_cast<std::int64_t>(part.grade(level));
   }
 
-  static std::int64_t wall_of(const Part& part, const SqliteStatement& row) {
+  // Neighbours are of the same day.
+  std::int64_t wall_of(const Part& part, const SqliteStatement& row) {
     if (part.log->time == nullptr) {
       return wall_seconds(row.integer(kDate));
     }
-    return wall_seconds(text_at(row, kDate), text_at(row, kTime));
+    const std::string_view date = text_at(row, kDate);
+    if (date != date_) {
+      date_ = date.substr(0, kLongestDate);
+      midnight_ = wall_seconds(date, "00:00:00");
+    }
+    const std::int64_t since_midnight = seconds_of_day(text_at(row, kTime));
+    return midnight_ == kNoTime || since_midnight < 0 ? kNoTime : midnight_ + since_midnight;
   }
+  static constexpr std::size_t kLongestDate = 16;
+  static constexpr std::size_t kLongestInAddress = 200;
 
   const Selection& selection_;
   const Budget& budget_;
   FirstPlaces first_;
+  bool by_text_;
+  bool is_utf8_ = false;
   Pass pass_;
   Place place_;
+  std::vector<std::pair<std::int64_t, std::uint64_t>> levels_;
+  std::string date_;
+  std::int64_t midnight_ = kNoTime;
 };
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include "tools/web/lines.h"
 #include "tools/web/page.h"
 #include "tools/web/pass.h"
+#include "tools/web/reading_turn.h"
 #include "tools/web/request.h"
 #include "tools/web/response.h"
 #include "tools/web/selection.h"
@@ -35,7 +36,8 @@ constexpr int kUnavailable = 503;
 
 // Of a page's limits: what is left of them is for writing it.
 constexpr std::chrono::milliseconds kProcessorForPass{1200};
-constexpr std::chrono::milliseconds kClockForPass{3000};
+constexpr std::chrono::milliseconds kClockForPass{1500};
+constexpr std::chrono::milliseconds kLongestWait{4000};
 
 // So many entries a line of folded repeats are looked at, at most.
 constexpr std::size_t kEntriesToFold = 20;
@@ -51,11 +53,29 @@ std::string state_of_logs(const Selection& selection) {
   return fmt::format("\"{:016x}\"", std::hash<std::string>()(text));
 }
 
-Response answer_list(const Request& request, const Selection& selection, std::vector<OpenLog>& logs) {
+// Nothing is locked while a page is put together and written.
+void close(std::vector<OpenLog>& logs) {
+  for (OpenLog& log : logs) {
+    log.was_read = log.readable();
+    log.reader.reset();
+  }
+}
+
+int status_of(const Selection& selection, const std::vector<OpenLog>& logs) {
+  constexpr int kOk = 200;
+  const OpenLog& first = logs.front();
+  return !selection.alone() || first.obstacle.empty() ? kOk : first.missing ? kNotFound : kUnavailable;
+}
+
+Response answer_list(const Request& request, const Selection& selection) {
   const Budget budget(kProcessorForPass, kClockForPass);
+  ReadingTurn turn(kLongestWait);
+  std::vector<OpenLog> logs = open_logs(selection);
   const Pass pass =
       pass_through(selection, logs, selection.fold ? selection.rows * kEntriesToFold : selection.rows, budget);
   std::vector<Line> lines = read_lines(logs, pass.places);
+  close(logs);
+  turn.end();
   List list{.request = request, .selection = selection, .logs = logs, .pass = pass, .lines = lines};
   list.more = pass.more;
   if (!pass.places.empty()) {
@@ -74,10 +94,12 @@ Response answer_list(const Request& request, const Selection& selection, std::ve
     list.first = !pass.more;
     list.more = true;
   }
-  return {.body = list_page(list)};
+  return {.status = status_of(selection, logs), .body = list_page(list)};
 }
 
-Response answer_entry(const Request& request, const Selection& selection, std::vector<OpenLog>& logs) {
+Response answer_entry(const Request& request, const Selection& selection) {
+  ReadingTurn turn(kLongestWait);
+  std::vector<OpenLog> logs = open_logs(selection);
   const EntryName name = *selection.entry;
   // Its log is one of the selection's, unless somebody has written the address.
   for (OpenLog& log : logs) {
@@ -91,6 +113,8 @@ Response answer_entry(const Request& request, const Selection& selection, std::v
     const std::vector<Place> places = neighbours(log, name.id);
     const std::vector<Place> meeting = selected(log, places);
     const std::vector<Line> lines = read_lines(logs, places);
+    close(logs);
+    turn.end();
     return {.body = entry_page({request, selection, logs, *entry, lines, meeting})};
   }
   for (const OpenLog& log : logs) {
@@ -110,16 +134,10 @@ void answer_page(const Request& request) {
     send({.status = kNotModified, .more_headers = "ETag: " + state + "\r\n"}, request.head);
     return;
   }
-  std::vector<OpenLog> logs = open_logs(selection);
-  Response response = selection.entry ? answer_entry(request, selection, logs) : answer_list(request, selection, logs);
-  if (selection.alone() && response.status == 200 && !logs.front().obstacle.empty()) {
-    response.status = logs.front().missing ? kNotFound : kUnavailable;
-  }
+  Response response = selection.entry ? answer_entry(request, selection) : answer_list(request, selection);
   if (selection.follow) {
     response.more_headers = "ETag: " + state + "\r\n";
   }
-  // Nothing is locked while it is written.
-  logs.clear();
   send(response, request.head);
 }
 

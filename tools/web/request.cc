@@ -54,6 +54,10 @@ std::string decoded(std::string_view text) {
 Parameter parse_one(std::string_view text) {
   const std::size_t equals = std::min(text.find('='), text.size());
   Parameter parameter{decoded(text.substr(0, equals)), decoded(text.substr(std::min(equals + 1, text.size())))};
+  if (parameter.name.ends_with(kEncodedTwice)) {
+    parameter.name.pop_back();
+    parameter.value = decoded(parameter.value);
+  }
   if (parameter.name.empty() || parameter.name.size() > kLongestName) {
     throw Refused(kBadRequest, "The address has a parameter that this page does not know.");
   }

@@ -38,7 +38,11 @@ struct Request {
 // Throws Refused for another method, and for what is longer or more than any page's own link.
 [[nodiscard]] Request read_request();
 
-// "a=1&b=2". Throws Refused.
+// Behind the name of a parameter whose value is encoded twice: servers refuse control characters in an address, though
+// logs hold texts that have some.
+constexpr char kEncodedTwice = '*';
+
+// "a=1&b=2&c*=%2509". Throws Refused.
 [[nodiscard]] Parameters parse_query(std::string_view query);
 
 }  // namespace annal_web

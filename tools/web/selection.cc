@@ -254,6 +254,18 @@ std::string place_text(const Place& place, SortBy sort) {
 
 // --- links ---
 
+namespace {
+
+bool has_control_characters(const std::string& text) {
+  constexpr unsigned char kFirstPrintable = 0x20;
+  constexpr unsigned char kDelete = 0x7F;
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    return static_cast<unsigned char>(c) < kFirstPrintable || static_cast<unsigned char>(c) == kDelete;
+  });
+}
+
+}  // namespace
+
 Link& Link::from_start() {
   std::erase_if(parameters_, [](const Parameter& one) { return known(one.name)->kind == Kind::kPlace; });
   return *this;
@@ -287,7 +299,10 @@ bool Link::has(const std::string& name, const std::string& value) const {
 std::string Link::text() const {
   std::string address;
   for (const Parameter& parameter : parameters_) {
-    address += fmt::format("{}{}={}", address.empty() ? "?" : "&amp;", parameter.name, encoded(parameter.value));
+    const bool twice = has_control_characters(parameter.value);
+    address += fmt::format("{}{}{}={}", address.empty() ? "?" : "&amp;", parameter.name,
+                           twice ? std::string(1, kEncodedTwice) : "",
+                           encoded(twice ? encoded(parameter.value) : parameter.value));
   }
   // An empty one would be the page's own.
   return address.empty() ? "?" : address;

@@ -22,14 +22,14 @@ std::int64_t divided_down(std::int64_t number, std::int64_t by) {
 
 }  // namespace
 
-void Facet::add(std::string_view value) {
+void Facet::add(std::string_view value, std::uint64_t count) {
   value = value.substr(0, kLongestValue);
   if (const auto known = counts_.find(value); known != counts_.end()) {
-    ++known->second;
+    known->second += count;
   } else if (counts_.size() < kMostValues) {
-    counts_.emplace(value, 1);
+    counts_.emplace(value, count);
   } else {
-    ++left_out_;
+    left_out_ += count;
   }
 }
 

@@ -21,7 +21,7 @@ class Facet {
     std::uint64_t count;
   };
 
-  void add(std::string_view value);
+  void add(std::string_view value, std::uint64_t count = 1);
   // The most frequent ones, those of equal number by their texts.
   [[nodiscard]] std::vector<Value> largest(std::size_t most) const;
   [[nodiscard]] std::size_t different() const { return counts_.size(); }

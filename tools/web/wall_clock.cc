@@ -5,7 +5,7 @@
 #include <chrono>
 #include <ctime>
 
-#include "tools/annalctl/base/whole_number.h"
+#include "tools/annalctl/base/printable.h"
 
 namespace annal_web {
 
@@ -15,10 +15,14 @@ constexpr std::int64_t kMinute = 60;
 constexpr std::int64_t kHour = 60 * kMinute;
 constexpr std::int64_t kDay = 24 * kHour;
 
-// Two or four digits.
+constexpr int kNoNumber = 1000000;
+
 int number_at(std::string_view text, std::size_t place, std::size_t digits) {
-  return annalctl::whole_number<std::uint16_t>(text.substr(place, digits))
-      .value_or(std::numeric_limits<std::uint16_t>::max());
+  int number = 0;
+  for (const char c : text.substr(place, digits)) {
+    number = annalctl::is_digit(c) ? number * 10 + (c - '0') : kNoNumber;
+  }
+  return number;
 }
 
 std::int64_t day_of(std::string_view date) {
@@ -26,19 +30,25 @@ std::int64_t day_of(std::string_view date) {
   if (date.size() != kForm.size() || date[4] != '-' || date[7] != '-') {
     return kNoTime;
   }
-  const std::chrono::year_month_day day(std::chrono::year(number_at(date, 0, 4)),
-                                        std::chrono::month(static_cast<unsigned>(number_at(date, 5, 2))),
-                                        std::chrono::day(static_cast<unsigned>(number_at(date, 8, 2))));
+  const int year = number_at(date, 0, 4);
+  const int month = number_at(date, 5, 2);
+  const int number = number_at(date, 8, 2);
+  constexpr int kMostMonths = 12;
+  constexpr int kMostDays = 31;
+  if (year >= kNoNumber || month > kMostMonths || number > kMostDays) {
+    return kNoTime;
+  }
+  const std::chrono::year_month_day day(std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                                        std::chrono::day(static_cast<unsigned>(number)));
   return day.ok() ? std::chrono::sys_days(day).time_since_epoch().count() : kNoTime;
 }
 
 }  // namespace
 
-std::int64_t wall_seconds(std::string_view date, std::string_view time) {
+std::int64_t seconds_of_day(std::string_view time) {
   constexpr std::string_view kForm = "10:00:00";
-  const std::int64_t day = day_of(date);
-  if (day == kNoTime || time.size() != kForm.size() || time[2] != ':' || time[5] != ':') {
-    return kNoTime;
+  if (time.size() != kForm.size() || time[2] != ':' || time[5] != ':') {
+    return -1;
   }
   const int hour = number_at(time, 0, 2);
   const int minute = number_at(time, 3, 2);
@@ -47,7 +57,13 @@ std::int64_t wall_seconds(std::string_view date, std::string_view time) {
   constexpr int kMostMinutes = 59;
   constexpr int kMostSeconds = 60;  // a leap second
   const bool known = hour <= kMostHours && minute <= kMostMinutes && second <= kMostSeconds;
-  return known ? day * kDay + hour * kHour + minute * kMinute + second : kNoTime;
+  return known ? hour * kHour + minute * kMinute + second : -1;
+}
+
+std::int64_t wall_seconds(std::string_view date, std::string_view time) {
+  const std::int64_t day = day_of(date);
+  const std::int64_t seconds = seconds_of_day(time);
+  return day == kNoTime || seconds < 0 ? kNoTime : day * kDay + seconds;
 }
 
 std::int64_t wall_seconds(std::int64_t moment) {

@@ -15,6 +15,8 @@ constexpr std::int64_t kNoTime = std::numeric_limits<std::int64_t>::min();
 
 // "2026-11-21" and "10:00:00"
 [[nodiscard]] std::int64_t wall_seconds(std::string_view date, std::string_view time);
+// Of "10:00:00"; negative for what is no time of day.
+[[nodiscard]] std::int64_t seconds_of_day(std::string_view time);
 // Seconds since 1970 in the appliance's zone.
 [[nodiscard]] std::int64_t wall_seconds(std::int64_t moment);
 

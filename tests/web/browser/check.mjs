@@ -1,4 +1,4 @@
-// check.mjs PORT BUILD [PICTURES]: looks at annal-web with a browser, on a private appliance that serve.sh has prepared. With
+// check.mjs PORT [PICTURES]: looks at annal-web with a browser, on a private appliance that serve.sh has prepared. With
 // a folder for pictures it takes them, too.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
@@ -7,7 +7,7 @@ import { AxeBuilder } from "@axe-core/playwright";
 import { chromium } from "playwright-core";
 import { HOSTILE, STEERING } from "./hostile.mjs";
 
-const [port, , pictures] = process.argv.slice(2);
+const [port, pictures] = process.argv.slice(2);
 const root = `https://127.0.0.1:${port}/annal/`;
 const WIDE = { width: 1600, height: 1000 };
 const PHONE = { width: 390, height: 844 };
@@ -47,8 +47,13 @@ async function reader(options = {}) {
   return { page, faults, close: () => context.close() };
 }
 
+// As the page's own links are: servers refuse control characters, so what has some is encoded twice.
 const address = (parameters = {}) => {
-  const query = new URLSearchParams(parameters).toString();
+  const query = new URLSearchParams(
+    Object.entries(parameters).map(([name, value]) =>
+      /[\0-\x1f\x7f]/.test(value) ? [`${name}*`, encodeURIComponent(value)] : [name, value],
+    ),
+  ).toString();
   return query ? `${root}?${query}` : root;
 };
 

@@ -1,0 +1,134 @@
+#!/usr/bin/env python3
+"""load.py PORT: measures annal-web at 100,000 events, on a private appliance that serve.sh has prepared.
+
+How long pages take; and while fifty readers ask for pages at once, how long each of eight writers waits and whether
+every entry is stored. Fails beyond 0.2 s for a page, and beyond 0.1 s more for a writer than without readers.
+"""
+import base64
+import http.client
+import multiprocessing
+import re
+import sqlite3
+import ssl
+import statistics
+import sys
+import threading
+import time
+
+import annal
+
+PORT = int(sys.argv[1])
+PAGE_AT_MOST = 0.2
+MORE_AT_MOST = 0.1
+WRITERS, READERS, ENTRIES = 8, 50, 100
+# Together the writers add more than a hundred entries a second, as a busy appliance does.
+PAUSE = 0.05
+HEADERS = {"Authorization": "Basic " + base64.b64encode(b"admin:admin").decode()}
+
+
+def connect():
+    context = ssl.create_default_context()
+    context.check_hostname = False
+    context.verify_mode = ssl.CERT_NONE
+    return http.client.HTTPSConnection("127.0.0.1", PORT, context=context, timeout=60)
+
+
+def get(connection, path):
+    connection.request("GET", path, headers=HEADERS)
+    answer = connection.getresponse()
+    return answer.status, answer.read().decode("utf-8", "replace")
+
+
+def next_page(page):
+    return "/annal/" + re.search('href="([^"]*)" rel="next"', page)[1].replace("&amp;", "&")
+
+
+def measure_pages():
+    connection = connect()
+    slow = 0
+    for name, path in [("all logs", "/annal/"), ("events", "/annal/?log=event"), ("folded", "/annal/?log=event&fold=1"),
+                       ("by user", "/annal/?log=event&sort=user"), ("a filter", "/annal/?log=event&text=disk&not-user=ann")]:
+        for number in range(1, 5):
+            took = []
+            for _ in range(5):
+                begun = time.perf_counter()
+                status, page = get(connection, path)
+                took.append(time.perf_counter() - begun)
+                assert status == 200, (path, status)
+            slow += min(took) > PAGE_AT_MOST
+            print(f"  {name}, page {number}: best {min(took) * 1000:.0f} ms, middle {statistics.median(took) * 1000:.0f} ms")
+            path = next_page(page)
+    return slow == 0
+
+
+def write(waits):
+    for number in range(ENTRIES):
+        begun = time.perf_counter()
+        annal.events.add(f"entry {number}")
+        waits.put(time.perf_counter() - begun)
+        time.sleep(PAUSE)
+
+
+def run_writers():
+    waits = multiprocessing.SimpleQueue()
+    writers = [multiprocessing.Process(target=write, args=(waits,)) for _ in range(WRITERS)]
+    found = []
+    for writer in writers:
+        writer.start()
+    for _ in range(WRITERS * ENTRIES):
+        found.append(waits.get())
+    for writer in writers:
+        writer.join()
+    found.sort()
+    return found
+
+
+def told(waits):
+    return f"middle {statistics.median(waits) * 1000:.1f} ms, 99 of 100 within {waits[int(len(waits) * 0.99)] * 1000:.0f} ms, longest {waits[-1] * 1000:.0f} ms"
+
+
+def count():
+    return sqlite3.connect("file:/etc/logs/event.log?mode=ro", uri=True).execute("SELECT count(*) FROM ANNAL_EVENT").fetchone()[0]
+
+
+def measure_writers():
+    before = count()
+    alone = run_writers()
+    print(f"  writers alone: {told(alone)}")
+    stop = threading.Event()
+    answers = []
+
+    def read():
+        connection = connect()
+        while not stop.is_set():
+            begun = time.perf_counter()
+            status, page = get(connection, "/annal/?log=event")
+            answers.append((status, time.perf_counter() - begun, "among those that were added last" in page))
+
+    readers = [threading.Thread(target=read) for _ in range(READERS)]
+    for reader in readers:
+        reader.start()
+    time.sleep(1)
+    crowded = run_writers()
+    stop.set()
+    for reader in readers:
+        reader.join()
+    print(f"  writers among {READERS} readers: {told(crowded)}")
+    took = sorted(time for _, time, _ in answers)
+    failed = sum(status != 200 for status, _, _ in answers)
+    partial = sum(part for _, _, part in answers)
+    print(f"  the readers: {len(took)} pages, middle {statistics.median(took):.2f} s, longest {took[-1]:.2f} s, "
+          f"{failed} given up, {partial} counted in part")
+    stored = count() - before
+    print(f"  stored: {stored} of {2 * WRITERS * ENTRIES}")
+    return stored == 2 * WRITERS * ENTRIES and crowded[-1] <= alone[-1] + MORE_AT_MOST
+
+
+def main():
+    pages = measure_pages()
+    writers = measure_writers()
+    sys.exit(0 if pages and writers else 1)
+
+
+if __name__ == "__main__":
+    main()
