@@ -115,7 +115,7 @@ TEST_F(WebRequest, SaysWhenTheServerAsksForNoPassword) {
 
 TEST_F(WebRequest, HandsOutThePagesOwnFiles) {
   EXPECT_EQ(get_path("/static/annal.css").headers.at("Content-Type"), "text/css; charset=utf-8");
-  EXPECT_EQ(get_path("/static/uPlot.iife.min.js").headers.at("Content-Type"), "text/javascript; charset=utf-8");
+  EXPECT_EQ(get_path("/static/uPlot.iife.js").headers.at("Content-Type"), "text/javascript; charset=utf-8");
   EXPECT_EQ(get_path("/static/uPlot-LICENSE").status, 404);
 }
 

@@ -135,7 +135,7 @@ std::string page_head(const Request& request, const std::string& title, bool rel
       "<meta name=\"color-scheme\" content=\"light dark\">{2}"
       "<link rel=\"icon\" href=\"{1}annal.svg\" type=\"image/svg+xml\">"
       "<link rel=\"stylesheet\" href=\"{1}uPlot.min.css\"><link rel=\"stylesheet\" href=\"{1}annal.css\">"
-      "<script src=\"{1}annal.js\"></script><script src=\"{1}uPlot.iife.min.js\" defer></script></head>\n",
+      "<script src=\"{1}annal.js\"></script><script src=\"{1}uPlot.iife.js\" defer></script></head>\n",
       escaped(title), files, reload ? "<noscript><meta http-equiv=\"refresh\" content=\"5\"></noscript>" : "");
 }
 

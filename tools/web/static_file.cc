@@ -21,7 +21,7 @@ constexpr std::array kFiles{
     File{"annal.css", "text/css; charset=utf-8"},
     File{"annal.js", "text/javascript; charset=utf-8"},
     File{"annal.svg", "image/svg+xml"},
-    File{"uPlot.iife.min.js", "text/javascript; charset=utf-8"},
+    File{"uPlot.iife.js", "text/javascript; charset=utf-8"},
     File{"uPlot.min.css", "text/css; charset=utf-8"},
 };
 
