@@ -7,9 +7,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
+#include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "tests/support/appliance.h"
 
 namespace damage {
 
@@ -43,10 +48,10 @@ inline void cut_off_a_change(const char* path, const char* change) {
   put(journal, undoing);
 }
 
-// The names in the log folder, each followed by a blank.
-inline std::string names_in_folder() {
+// The names in a folder, each followed by a blank.
+inline std::string names_in(const char* folder) {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator("/etc/logs")) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());
@@ -55,6 +60,32 @@ inline std::string names_in_folder() {
     all += name + " ";
   }
   return all;
+}
+
+inline std::string names_in_folder() {
+  return names_in("/etc/logs");
+}
+
+// The log folder with these files and nothing else.
+inline void restore(std::initializer_list<std::pair<const char*, std::string>> files) {
+  std::filesystem::remove_all("/etc/logs");
+  std::filesystem::create_directory("/etc/logs");
+  for (const auto& [path, contents] : files) {
+    put(path, contents);
+  }
+}
+
+// The ids of events that only one of two logs has, or that differ.
+inline std::set<std::string> differing_events(const char* log, const std::string& other) {
+  std::set<std::string> ids;
+  for (const auto& row : annal::test::sql(
+           log, "ATTACH '" + other +
+                    "' AS other; SELECT event_id FROM (SELECT * FROM other.ANNAL_EVENT EXCEPT SELECT * FROM "
+                    "main.ANNAL_EVENT) UNION SELECT event_id FROM (SELECT * FROM main.ANNAL_EVENT EXCEPT SELECT * FROM "
+                    "other.ANNAL_EVENT);")) {
+    ids.insert(row.at(0));
+  }
+  return ids;
 }
 
 }  // namespace damage

@@ -1,4 +1,4 @@
-// The parts of salvage that a damaged log alone does not show.
+// Parts of salvage that need more than a damaged log: owners, folders and older releases.
 #include <linux/capability.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
@@ -18,8 +20,11 @@
 namespace {
 
 namespace fs = std::filesystem;
+using annal::test::exists;
 using annal::test::sql;
 using annal::test::value;
+using damage::contents_of;
+using damage::names_in;
 using damage::names_in_folder;
 using damage::put;
 
@@ -48,8 +53,10 @@ TEST_F(SalvagePartsTest, RefusedOwnerLeavesNoFile) {
     syscall(SYS_capget, &header, data);
     data[0].effective &= ~(1U << CAP_CHOWN);
     bool refused = syscall(SYS_capset, &header, data) == 0;
-    for (const auto& attempt : {+[] { annalctl::copy_file(kLog, "/etc/logs/copy"); },
-                                +[] { static_cast<void>(annalctl::create_like(kLog, "/etc/logs/like")); }}) {
+    const annalctl::LogFolder folder("/etc/logs");
+    for (const auto& attempt :
+         {std::function([&folder] { folder.copy("event.log", "copy"); }),
+          std::function([&folder] { static_cast<void>(folder.create_like("event.log", "like")); })}) {
       try {
         attempt();
         refused = false;
@@ -64,15 +71,48 @@ TEST_F(SalvagePartsTest, RefusedOwnerLeavesNoFile) {
   EXPECT_EQ(names_in_folder(), names);
 }
 
-TEST_F(SalvagePartsTest, CopyOfAJournalThatFailsTakesThatOfTheLogWithIt) {
+TEST_F(SalvagePartsTest, FailedCopyOfAJournalDeletesTheCopyOfTheLog) {
   fs::create_directory("/etc/logs/event.log-journal");  // which cannot be copied
   const std::string names = names_in_folder();
-  EXPECT_THROW(annalctl::copy_files(kLog, "/etc/logs/copy", {"", "-journal"}), annalctl::FileFailure);
+  EXPECT_THROW(annalctl::LogFolder("/etc/logs").copy("event.log", "copy", {"", "-journal"}), annalctl::FileFailure);
   EXPECT_EQ(names_in_folder(), names);
 }
 
+// An enemy who may write in a folder above the log's can put another folder in its place at any moment.
+TEST_F(SalvagePartsTest, WorksInTheOpenFolderWhereverItsNameLeads) {
+  fs::create_directory("/etc/logs/open");
+  put("/etc/logs/open/event.log", "some rows");
+  put("/etc/logs/open/event.log.salvage-1", "some rows, rescued");
+  const annalctl::LogFolder folder("/etc/logs/open");
+  const annalctl::FileId old_file = folder.id_of("event.log");
+  const annalctl::FileId new_file = folder.id_of("event.log.salvage-1");
+  fs::rename("/etc/logs/open", "/etc/logs/moved");
+  fs::create_directory("/etc/logs/open");
+  for (const char* name : {"event.log", "event.log.salvage-1", "copy"}) {
+    put(std::string("/etc/logs/open/") + name, "an enemy's");
+  }
+
+  folder.copy("event.log", "copy");
+  EXPECT_EQ(contents_of("/etc/logs/moved/copy"), "some rows");
+  close(folder.create_like("event.log", "empty"));
+  EXPECT_EQ(contents_of("/etc/logs/moved/empty"), "");
+  folder.remove("copy");
+  EXPECT_FALSE(exists("/etc/logs/moved/copy"));
+  EXPECT_EQ(folder.leftovers_of("event.log", "salvage"), std::vector<std::string>{"event.log.salvage-1"});
+  { EXPECT_TRUE(annalctl::LogLock(folder, "event.log", old_file).held()); }
+  const std::string aside = folder.replace("event.log", old_file, "event.log.salvage-1", new_file);
+  EXPECT_EQ(contents_of("/etc/logs/moved/event.log"), "some rows, rescued");
+  EXPECT_EQ(contents_of("/etc/logs/moved/" + aside), "some rows");
+  EXPECT_TRUE(folder.leftovers_of("event.log", "salvage").empty());
+
+  EXPECT_EQ(names_in("/etc/logs/open"), "copy event.log event.log.salvage-1 ");
+  for (const char* name : {"event.log", "event.log.salvage-1", "copy"}) {
+    EXPECT_EQ(contents_of(std::string("/etc/logs/open/") + name), "an enemy's") << name;
+  }
+}
+
 // The defaults of the library's migration, word for word.
-TEST_F(SalvagePartsTest, RowsThatAreOlderThanAColumnHaveWhatAMigrationGivesThem) {
+TEST_F(SalvagePartsTest, RowsOlderThanAColumnGetTheMigrationsDefault) {
   const struct {
     const annalctl::Log& log;
     int (*migrate)();

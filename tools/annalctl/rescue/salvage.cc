@@ -39,20 +39,25 @@ struct SalvageOptions {
 constexpr char kBegun[] = "salvage";
 constexpr char kUnfinished[] = "unfinished";
 
-// The new file until it is in place. A run that fails takes it away again; one that is killed leaves it behind.
+// The new file until it is in place. A run that fails deletes it; one that is killed leaves it.
 class NewFile {
  public:
-  explicit NewFile(const std::string& log)
-      : path_(free_name(log, kBegun)), file_(create_like(log, path_)), pinned_(path_, file_) {}
+  NewFile(const LogFolder& folder, const std::string& log)
+      : folder_(folder),
+        name_(folder.free_name(log, kBegun)),
+        path_(folder.path_of(name_)),
+        file_(folder.create_like(log, name_)),
+        pinned_(path_, file_) {}
   ~NewFile() {
     close(file_);
     if (!in_place_) {
-      unlink(path_.c_str());
+      folder_.remove(name_);
     }
   }
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
+  [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] const std::string& path() const { return path_; }
   [[nodiscard]] FileId id() const {
     struct stat status {};
@@ -66,6 +71,8 @@ class NewFile {
   void is_in_place() { in_place_ = true; }
 
  private:
+  const LogFolder& folder_;
+  std::string name_;
   std::string path_;
   int file_;
   PinnedFile pinned_;
@@ -90,7 +97,7 @@ class Salvage {
   }
 
  private:
-  // What was found out about a file says nothing about another one that has got its name since.
+  // Findings about a file say nothing about another one that has its name since.
   int attempts() {
     constexpr int kMost = 3;
     for (int attempts = 1;; ++attempts) {
@@ -112,23 +119,24 @@ class Salvage {
     if (!unfinished && !is_wanted(inspection)) {
       return inspection.sound() ? kSuccess : kFailure;
     }
-    if (!options_.yes && !confirmed(printable(fmt::format("Make {} anew from what can be read of it?", log_.path)))) {
+    if (!options_.yes && !confirmed(printable(fmt::format("Recreate {} from what can be read of it?", log_.path)))) {
       complain("nothing was changed");
       return kFailure;
     }
     path_ = real_path();
-    const SalvageLock alone(path_);
+    name_ = std::filesystem::path(path_).filename().string();
+    const LogFolder folder(folder_of(path_));
     if (unfinished) {
-      finish_change();
+      finish_change(folder);
       inspection = inspect(log_);
       if (!is_wanted(inspection)) {
         return inspection.sound() ? kSuccess : kFailure;
       }
     }
-    return make_anew();
+    return recreate(folder);
   }
 
-  // Whether to go on; says why not.
+  // Whether to continue; says why not.
   [[nodiscard]] bool is_wanted(const Inspection& inspection) const {
     if (inspection.has(State::kDamaged)) {
       return true;
@@ -146,7 +154,7 @@ class Salvage {
       return true;
     }
     if (!is_file()) {
-      return false;  // and what was found says all
+      return false;  // the findings say everything
     }
     complain(
         fmt::format("{} is {}: nothing {}was changed", log_.path,
@@ -160,37 +168,40 @@ class Salvage {
     return stat(log_.path, &status) == 0 && S_ISREG(status.st_mode);
   }
 
-  // Without links: the files beside it stand where it does.
+  // Without links: the files beside it are in its own folder.
   [[nodiscard]] std::string real_path() const { return std::filesystem::canonical(log_.path).string(); }
 
-  // Beside the log is what undoes, or completes, its last change. SQLite does that, in the file itself and safe from
-  // crashes, when it opens it: before, both are copied as they are. A new file must not get in the place of the old one
-  // while that is there, because it would be applied to it.
-  void finish_change() {
-    const std::string copy = free_name(path_, kUnfinished);
+  // The files beside the log roll back or complete its last change. SQLite does that on opening, in the file itself and
+  // safe from crashes; before, both are copied as they are. A new file must not take the log's name while they exist,
+  // because SQLite would apply them to it.
+  void finish_change(const LogFolder& folder) {
+    const std::string copy = folder.free_name(name_, kUnfinished);
     {
-      const LogLock lock(path_, looked_at_);
+      const LogLock lock(folder, name_, looked_at_);
       if (!change_is_pending(path_)) {
-        return;  // It was only being made.
+        return;  // A writer was active.
       }
-      require_room(folder(), space_of(path_) + space_of(path_ + "-journal") + space_of(path_ + "-wal"));
-      copy_files(path_, copy, {"", "-journal", "-wal"});
-      sync_folder_of(path_);
+      require_room(folder_of(path_), space_of(path_) + space_of(path_ + "-journal") + space_of(path_ + "-wal"));
+      folder.copy(name_, copy, {"", "-journal", "-wal"});
+      folder.sync();
     }
-    complain(fmt::format("its last change was not finished: as it was, it stands in {}", copy));
+    complain(fmt::format("its last change was interrupted: it is kept as it was in {}", folder.path_of(copy)));
     const SqliteDatabase database(path_, SQLITE_OPEN_READWRITE);
     sqlite3_busy_timeout(database.handle(), kLockWaitMilliseconds);
     static_cast<void>(database.run("PRAGMA journal_mode = DELETE; SELECT COUNT(*) FROM sqlite_master"));
     finished_ = true;
   }
 
-  int make_anew() {
-    const Done done = make_anew_locked();
-    // Only now: a terminal that is paused must not keep the lock.
+  int recreate(const LogFolder& folder) {
+    const Done done = recreate_locked(folder);
+    // Only now: a paused terminal must not prolong the lock.
     if (!done.locked) {
-      complain("its file system knows no locks: no program may have written to the log meanwhile");
+      complain("its file system has no locks: other programs must not have written to the log meanwhile");
     }
-    tell(done.rescued, done.aside);
+    tell(done.rescued, folder.path_of(done.aside));
+    for (const std::string& leftover : folder.leftovers_of(name_, kBegun)) {
+      complain(fmt::format("{} was left by an interrupted run, and may be deleted", folder.path_of(leftover)));
+    }
     return kSuccess;
   }
 
@@ -200,35 +211,33 @@ class Salvage {
     bool locked;
   };
 
-  Done make_anew_locked() {
-    const LogLock lock(path_, looked_at_);
+  Done recreate_locked(const LogFolder& folder) {
+    const LogLock lock(folder, name_, looked_at_);
     if (change_is_pending(path_)) {
       throw FileFailure(
-          fmt::format("what undoes or completes its last change cannot be applied: it stands beside {}", path_));
+          fmt::format("what undoes or completes its last change cannot be applied: it is still beside {}", path_));
     }
     if (!options_.force) {
-      require_room(folder(), space_of(path_));
+      require_room(folder_of(path_), space_of(path_));
     }
-    NewFile anew(path_);
-    Rescued rescued = rescue_and_show(anew.path());
+    NewFile file(folder, name_);
+    Rescued rescued = rescue_and_show(file.path());
     if (rescued.rows == 0 && !rescued.whole && !options_.force) {
-      throw RescueFailure("nothing in it looks like one of its rows (with --force it is set aside for an empty one)");
+      throw RescueFailure("nothing in it looks like one of its rows (use --force to replace it by an empty one)");
     }
     if (!rescued.tables_left.empty() && !options_.force) {
       throw RescueFailure(
           fmt::format("it has other tables too, which would only be in the file that is set aside: {} "
-                      "(with --force it goes ahead)",
+                      "(use --force to proceed)",
                       fmt::join(rescued.tables_left, ", ")));
     }
-    anew.sync();
-    std::string aside = replace_file(path_, looked_at_, anew.path(), anew.id());
-    anew.is_in_place();
+    file.sync();
+    std::string aside = folder.replace(name_, looked_at_, file.name(), file.id());
+    file.is_in_place();
     return {std::move(rescued), std::move(aside), lock.held()};
   }
 
-  [[nodiscard]] std::string folder() const { return folder_of(path_); }
-
-  [[nodiscard]] Rescued rescue_and_show(const std::string& anew) const {
+  [[nodiscard]] Rescued rescue_and_show(const std::string& new_file) const {
     const auto advance = std::make_shared<Advance>();
     const Terminal terminal = terminal_of(STDERR_FILENO);
     std::optional<Ticker> ticker;
@@ -237,12 +246,12 @@ class Salvage {
         return progress_text(name, advance->percent, static_cast<std::uint64_t>(advance->rows), entries, width);
       });
     }
-    return rescue(log_, path_, anew, *advance);
+    return rescue(log_, path_, new_file, *advance);
   }
 
   static std::string told_lost(const std::optional<std::int64_t>& lost) {
     if (!lost) {
-      return "whether more are lost cannot be told";
+      return "whether more are lost is unknown";
     }
     return *lost == 0 ? "none is known to be lost" : fmt::format("known to be lost: {}", *lost);
   }
@@ -253,7 +262,7 @@ class Salvage {
                : fmt::format(", of which {} could not be compared with an index", rescued.uncompared);
   }
 
-  // "3, 7-9, 12". For people, with no more than so many parts.
+  // "3, 7-9, 12". For people, with a limited number of parts.
   static std::string told_ids(const Ids& ids, int most_parts = 10) {
     std::string text;
     int parts = 0;
@@ -315,11 +324,8 @@ class Salvage {
       complain(fmt::format("its row limit could not be read: it is {} now, {} at once", limit, batch));
     }
     if (!rescued.columns_left.empty()) {
-      complain(fmt::format("columns that this release does not know are only in the file that was set aside: {}",
+      complain(fmt::format("columns that this release does not know are only in the file set aside: {}",
                            fmt::join(rescued.columns_left, ", ")));
-    }
-    for (const std::string& leftover : leftovers_of(path_, kBegun)) {
-      complain(fmt::format("{} was left by a run that was cut off, and may be deleted", leftover));
     }
   }
 
@@ -353,26 +359,25 @@ class Salvage {
   Session& session_;
   bool finished_ = false;
   std::string path_;
+  std::string name_;  // in its folder
   FileId looked_at_;
 };
 
 }  // namespace
 
 void add_salvage_command(CLI::App& commands, Session& session, const Log& log) {
-  CLI::App* const command = commands.add_subcommand("salvage", "Make a damaged log anew from what can be read of it");
+  CLI::App* const command = commands.add_subcommand("salvage", "Recreate a damaged log from what can be read of it");
   const auto options = std::make_shared<SalvageOptions>();
   command->footer(fmt::format(
-      "Stop the programs that write to the log first. It is locked meanwhile, and refused when others have it locked,\n"
-      "but one that waits for the lock fails to store what it has.\n"
+      "Stop the programs that write to the log first. The log is locked meanwhile: a program that waits for the lock\n"
+      "fails to store its entry. Does nothing if another program has it locked.\n"
       "\n"
       "Copies every row that can be read into a new file, with its id, sets the old file aside as "
       "FILE.aside-DATE-TIME\n"
-      "and puts the new one in its place. Nothing is deleted, at no moment: a run that was cut off is simply "
-      "repeated.\n"
-      "The new file has this release's columns and indexes, and the row limit of the old one if that can be read.\n"
-      "The folder needs room for a second log. Asks first when standard input is a terminal, and goes ahead when it "
-      "is\n"
-      "none. A sound log is left alone.\n"
+      "and puts the new one in its place. Never deletes anything: if a run was interrupted, simply repeat it.\n"
+      "The new file has this release's columns and indexes, and the old one's row limit if it can be read.\n"
+      "The folder needs room for a second log. Asks first if standard input is a terminal, and proceeds if it is not.\n"
+      "Leaves a sound log alone.\n"
       "\n"
       "Examples:\n"
       "  annalctl {0}{1} check\n"
@@ -380,7 +385,7 @@ void add_salvage_command(CLI::App& commands, Session& session, const Log& log) {
       "  annalctl {0}{1} salvage --yes --json",
       log.name, log.options));
   command->add_flag("--yes,-y", options->yes, "Do not ask");
-  command->add_flag("--force", options->force, "Make it anew even if it is sound, or nothing of it can be read");
+  command->add_flag("--force", options->force, "Recreate it even if it is sound, or nothing can be read");
   command->callback([options, &session, &log] { session.status = Salvage(log, *options, session).run(); });
 }
 

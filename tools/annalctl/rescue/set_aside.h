@@ -1,4 +1,4 @@
-// The files of a log that is replaced: nothing that was in one may be gone at any moment, whatever happens.
+// Replaces a log's file: whatever happens, nothing of the old files is ever lost.
 #pragma once
 
 #include <sys/types.h>
@@ -14,49 +14,85 @@ class FileFailure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Which file a name leads to.
+// The file to which a name leads.
 struct FileId {
   dev_t device = 0;
-  ino_t inode = 0;  // 0: to none
+  ino_t inode = 0;  // 0: none
 
   bool operator==(const FileId&) const = default;
 };
 
 [[nodiscard]] FileId id_of(const std::string& path);
 
-// Another program has put another file in the place of a log since it was looked at: to be done again from the
-// beginning.
+// Another program has replaced the log's file since it was inspected: the work has to start
+// again.
 class LogReplaced : public FileFailure {
  public:
   explicit LogReplaced(const std::string& path);
 };
 
-// Lets one salvage at a time work in a folder: of two of the same log, the second would set aside what the first had
-// made, with all that was stored in it since.
-class SalvageLock {
+// The folder of a log, open and locked. Its own name may lead elsewhere at any moment, so the names of files are looked
+// up below the open folder. The lock lets one salvage at a time work there: of two for the same log, the second would
+// set aside the first one's result, with everything stored in it since.
+class LogFolder {
  public:
-  // Throws FileFailure when another one is at work. Where folders cannot be locked, nothing is.
-  explicit SalvageLock(const std::string& log);
-  ~SalvageLock();
-  SalvageLock(const SalvageLock&) = delete;
-  SalvageLock& operator=(const SalvageLock&) = delete;
+  // Throws FileFailure if another salvage is active or the folder cannot be opened. Does not lock where folders cannot
+  // be locked.
+  explicit LogFolder(std::string path);
+  ~LogFolder();
+  LogFolder(const LogFolder&) = delete;
+  LogFolder& operator=(const LogFolder&) = delete;
+
+  [[nodiscard]] std::string path_of(const std::string& name) const;
+  [[nodiscard]] FileId id_of(const std::string& name) const;
+
+  // All of these throw FileFailure. Names are those of files in the folder.
+
+  // Follows no link, and waits for nothing. The caller closes the descriptor.
+  [[nodiscard]] int open(const std::string& name, int flags, mode_t mode = 0) const;
+
+  // NAME.KIND-20261121-160155, followed by a number if that name is taken.
+  [[nodiscard]] std::string free_name(const std::string& name, const char* kind) const;
+
+  // Creates an empty file, or a copy, only if the name is free, with the owner, mode, access control list and
+  // attributes of its model, taken from the open file. Copies only regular files. The caller closes the empty file.
+  [[nodiscard]] int create_like(const std::string& model, const std::string& name) const;
+  void copy(const std::string& from, const std::string& to) const;
+
+  // The same for a file and those beside it with these endings, as far as they exist: all of them or none.
+  void copy(const std::string& from, const std::string& to, const std::vector<const char*>& endings) const;
+
+  void remove(const std::string& name) const noexcept;
+  void sync() const;
+
+  // Gives the old file a second name, then its own name to the new one: at each moment the log's name leads to a whole
+  // file, and the old one has at least one name. Returns the second name, which may stem from an interrupted run.
+  // Throws LogReplaced if the old name leads to another file than the expected one, FileFailure if the new name does.
+  [[nodiscard]] std::string replace(const std::string& name, const FileId& expected, const std::string& new_name,
+                                    const FileId& expected_new) const;
+
+  // Files that interrupted runs have left.
+  [[nodiscard]] std::vector<std::string> leftovers_of(const std::string& name, const char* kind) const;
 
  private:
-  int folder_;
+  [[nodiscard]] bool has(const std::string& name) const;
+
+  std::string path_;
+  int number_;
 };
 
-// Keeps every other program out of a log, as long as it asks SQLite for the lock. Unlike SQLite's own lock it is not
-// given up when this process closes another descriptor of the file.
+// Locks every other program out of a log, if it uses SQLite's locks. Unlike SQLite's own lock, it survives closing
+// another descriptor of the file in this process.
 class LogLock {
  public:
-  // Waits for those that have it. Throws FileFailure when they keep it, or the file cannot be opened for writing, and
-  // LogReplaced when the name leads to another file than the expected one by then.
-  LogLock(const std::string& path, const FileId& expected);
+  // Waits for the lock. Throws FileFailure if another program keeps it, or the file cannot be opened for writing, and
+  // LogReplaced if the name leads to another file than the expected one by then.
+  LogLock(const LogFolder& folder, const std::string& name, const FileId& expected);
   ~LogLock();
   LogLock(const LogLock&) = delete;
   LogLock& operator=(const LogLock&) = delete;
 
-  // False where the file system knows no locks.
+  // False if the file system has no locks.
   [[nodiscard]] bool held() const { return held_; }
 
  private:
@@ -64,33 +100,8 @@ class LogLock {
   bool held_ = false;
 };
 
-// Whether something stands beside the log that SQLite applies to the file of that name before it reads it: what undoes
-// a change that was cut off, or changes that were written ahead. While a change is being made it looks the same.
+// Whether SQLite would apply a file beside the log before reading it: a journal that rolls back an interrupted change,
+// or a write-ahead log. A change in progress looks the same.
 [[nodiscard]] bool change_is_pending(const std::string& path);
-
-// All of these throw FileFailure.
-
-// PATH.KIND-20261121-160155, with a number behind it if anything of that name is there.
-[[nodiscard]] std::string free_name(const std::string& path, const char* kind);
-
-// An empty file, or a copy: only where none is, and with the owner, mode, access control list and attributes of the one
-// that it stands for, taken from the file that was opened. A link is not followed, and only a file is copied.
-// The new file stays open, and is the caller's to close.
-[[nodiscard]] int create_like(const std::string& like, const std::string& path);
-void copy_file(const std::string& from, const std::string& to);
-
-// The same for those of a file and its companions, by the endings of their names, that are there: all of them or none.
-void copy_files(const std::string& from, const std::string& to, const std::vector<const char*>& endings);
-
-void sync_folder_of(const std::string& path);
-
-// Gives the old file a second name, then its own name to the new one: at each moment a whole file has the name of the
-// log, and the old one has at least one name. Returns the second name, which may be that of a run that was cut off.
-// Throws LogReplaced when the old name leads to another file than the expected one, FileFailure when the new one does.
-std::string replace_file(const std::string& path, const FileId& expected, const std::string& anew,
-                         const FileId& expected_anew);
-
-// What runs that were cut off have left in the folder.
-[[nodiscard]] std::vector<std::string> leftovers_of(const std::string& path, const char* kind);
 
 }  // namespace annalctl
