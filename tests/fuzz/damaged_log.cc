@@ -1,3 +1,4 @@
+// Builds sound logs, and damages them as the input says.
 #include "tests/fuzz/damaged_log.h"
 
 #include <sqlite3.h>

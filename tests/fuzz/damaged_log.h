@@ -1,4 +1,4 @@
-// Logs of each kind, sound ones and what damage makes of them.
+// Logs of each kind, sound and damaged.
 #pragma once
 
 #include <cstddef>

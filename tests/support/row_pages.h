@@ -1,4 +1,4 @@
-// Which pages of a database hold a row of a table: what damage to all others cannot have touched.
+// Which pages of a database hold a row: damage to all other pages cannot have touched it.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +17,8 @@ inline std::string row_pages_query(const std::string& table) {
          "' AND pagetype <> 'internal' ORDER BY path;";
 }
 
-// By the rows' ids, pages by their numbers, the first being 1. The rows are on the leaves, in order; one goes on on
-// pages that have the leaf's path and the row's number on it.
+// The pages of each row, by the row's id; the first page is number 1. Leaves have the rows in order. A long row continues
+// on pages whose path is the leaf's path and the row's number on that leaf.
 inline std::map<std::int64_t, std::set<std::size_t>> row_pages(const std::vector<std::vector<std::string>>& pages,
                                                                const std::set<std::int64_t>& ids) {
   std::map<std::int64_t, std::set<std::size_t>> of_rows;

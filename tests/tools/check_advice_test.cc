@@ -115,11 +115,7 @@ class AnnalctlCheckAdvice : public AnnalctlEventTest {
     good_ = contents_of(kLog);
   }
 
-  void start_anew() const {
-    fs::remove_all("/etc/logs");
-    fs::create_directory("/etc/logs");
-    damage::put(kLog, good_);
-  }
+  void restore_log() const { damage::restore({{kLog, good_}}); }
 
   std::string good_;
 };
@@ -129,7 +125,7 @@ class AnnalctlCheckAdvice : public AnnalctlEventTest {
 TEST_F(AnnalctlCheckAdvice, LeadsToASoundLogWithAllEntriesInAFewSteps) {
   for (const auto& [name, spoil, told] : kCases) {
     SCOPED_TRACE(name);
-    start_anew();
+    restore_log();
     spoil();
     Finished checked = annalctl({"event", "check"});
     EXPECT_EQ(checked.status, 1) << checked.out;
@@ -161,7 +157,7 @@ TEST_F(AnnalctlCheckAdvice, LeadsToASoundLogWithAllEntriesInAFewSteps) {
   }
 }
 
-TEST_F(AnnalctlCheckAdvice, IsNoCommandWhereNoneHelps) {
+TEST_F(AnnalctlCheckAdvice, NamesNoCommandWhereNoneHelps) {
   const Case hopeless[] = {
       {"highest id", [] { run("INSERT INTO ANNAL_EVENT (event_id) VALUES (9223372036854775807);"); }, "no id is left"},
       {"a view",
@@ -176,7 +172,7 @@ TEST_F(AnnalctlCheckAdvice, IsNoCommandWhereNoneHelps) {
   };
   for (const auto& [name, spoil, told] : hopeless) {
     SCOPED_TRACE(name);
-    start_anew();
+    restore_log();
     spoil();
     const std::string before = contents_of(kLog);
     const Finished checked = annalctl({"event", "check"});
@@ -187,7 +183,7 @@ TEST_F(AnnalctlCheckAdvice, IsNoCommandWhereNoneHelps) {
   }
 }
 
-TEST_F(AnnalctlCheckAdvice, LogsOfOtherLayoutsThatTheLibraryMakesAreSound) {
+TEST_F(AnnalctlCheckAdvice, CallsTheLibrarysOtherLayoutsSound) {
   const Case layouts[] = {
       {"capitals", [] { run("ALTER TABLE ANNAL_EVENT RENAME COLUMN event_date TO Event_DATE;"); }, ""},
       {"other limits",
@@ -220,7 +216,7 @@ TEST_F(AnnalctlCheckAdvice, LogsOfOtherLayoutsThatTheLibraryMakesAreSound) {
   };
   for (const auto& [name, make, told] : layouts) {
     SCOPED_TRACE(name);
-    start_anew();
+    restore_log();
     make();
     const Finished checked = annalctl({"event", "check"});
     EXPECT_EQ(checked.status, 0) << checked.out;
@@ -242,7 +238,7 @@ TEST_F(AnnalctlCheckAdvice, NeverDeletesNotices) {
 
 // --- it creates nothing, and ends ---
 
-TEST_F(AnnalctlCheckAdvice, WhatStandsInAWriteAheadLogIsCountedAndNothingCreated) {
+TEST_F(AnnalctlCheckAdvice, CountsWhatIsInAWriteAheadLogAndCreatesNothing) {
   sqlite3* writer = nullptr;
   ASSERT_EQ(sqlite3_open(kLog, &writer), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(writer, "PRAGMA journal_mode = WAL; DELETE FROM ANNAL_EVENT WHERE event_id > 50;", nullptr,
@@ -264,7 +260,7 @@ TEST_F(AnnalctlCheckAdvice, WhatStandsInAWriteAheadLogIsCountedAndNothingCreated
   EXPECT_EQ(contents_of(std::string(kLog) + "-shm"), "");
 }
 
-TEST_F(AnnalctlCheckAdvice, WhatCannotBeOpenedIsNotWaitedFor) {
+TEST_F(AnnalctlCheckAdvice, DoesNotWaitForWhatCannotBeOpened) {
   fs::remove(kLog);
   ASSERT_EQ(mkfifo(kLog, 0600), 0);
   const Finished checked = annalctl({"event", "check"});
@@ -274,7 +270,7 @@ TEST_F(AnnalctlCheckAdvice, WhatCannotBeOpenedIsNotWaitedFor) {
   EXPECT_EQ(salvaged.err.find("not damaged"), std::string::npos) << salvaged.err;
 }
 
-TEST_F(AnnalctlCheckAdvice, HostileSchemasAndHolesEndInTime) {
+TEST_F(AnnalctlCheckAdvice, EndsInTimeOnHostileSchemasAndHoles) {
   const Case hostile[] = {
       {"expression of 2 GB",
        [] {
@@ -306,7 +302,7 @@ TEST_F(AnnalctlCheckAdvice, HostileSchemasAndHolesEndInTime) {
   };
   for (const auto& [name, spoil, told] : hostile) {
     SCOPED_TRACE(name);
-    start_anew();
+    restore_log();
     spoil();
     const auto begun = std::chrono::steady_clock::now();
     const Finished checked = annalctl({"event", "check"});

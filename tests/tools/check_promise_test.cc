@@ -1,7 +1,5 @@
-// What check calls sound, the library stores and reads in, whatever has been done to the file.
+// The library can store and read in every file that check calls sound, whatever happened to the file.
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <random>
@@ -12,6 +10,7 @@
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
 #include "tests/tools/damage.h"
+#include "tests/tools/whole_size.h"
 #include "tools/annalctl/conn/model.h"
 #include "tools/annalctl/event/model.h"
 #include "tools/annalctl/fileop/model.h"
@@ -75,11 +74,6 @@ const std::vector<Kind>& kinds() {
        [](int* rows) { return pavo2log_event_query(annalctl::fileop::kLog.path, count_row, 0, 0, 1000, 0, rows); }},
   };
   return all;
-}
-
-bool whole() {
-  const char* walk = std::getenv("ANNAL_TRUST");
-  return walk != nullptr && std::strcmp(walk, "whole") == 0;
 }
 
 class AnnalctlCheckPromise : public annal::test::ApplianceTest, public testing::WithParamInterface<std::size_t> {
@@ -148,14 +142,14 @@ class AnnalctlCheckPromise : public annal::test::ApplianceTest, public testing::
 
 TEST_P(AnnalctlCheckPromise, HoldsForFlippedBitsOfTheHeader) {
   constexpr std::size_t kHeader = 100;
-  for (std::size_t bit = 0; bit < (whole() ? kPage : kHeader) * 8; bit += 1) {
+  for (std::size_t bit = 0; bit < (at_whole_size() ? kPage : kHeader) * 8; bit += 1) {
     flip(bit);
   }
   report();
 }
 
 TEST_P(AnnalctlCheckPromise, HoldsForFlippedBitsAnywhere) {
-  for (int i = 0; i < (whole() ? 1000 : 150); ++i) {
+  for (int i = 0; i < (at_whole_size() ? 1000 : 150); ++i) {
     flip(random(good_.size() * 8));
   }
   report();
@@ -173,7 +167,7 @@ TEST_P(AnnalctlCheckPromise, HoldsForChangedLettersOfTheSchema) {
     }
   }
   ASSERT_GT(places.size(), 1000U);
-  for (int i = 0; i < (whole() ? 2000 : 150); ++i) {
+  for (int i = 0; i < (at_whole_size() ? 2000 : 150); ++i) {
     const std::size_t place = places[random(places.size())];
     std::string content = good_;
     content[place] = kLetters[random(kLetters.size())];
@@ -185,7 +179,7 @@ TEST_P(AnnalctlCheckPromise, HoldsForChangedLettersOfTheSchema) {
 
 TEST_P(AnnalctlCheckPromise, HoldsForPagesInDisorder) {
   const std::size_t pages = good_.size() / kPage;
-  for (int i = 0; i < (whole() ? 500 : 100); ++i) {
+  for (int i = 0; i < (at_whole_size() ? 500 : 100); ++i) {
     std::string content = good_;
     const std::size_t one = random(pages) * kPage;
     const std::size_t other = random(pages) * kPage;

@@ -1,3 +1,4 @@
+// What annalctl check reports of sound, damaged, unusual and hostile files.
 #include <sqlite3.h>
 
 #include <filesystem>

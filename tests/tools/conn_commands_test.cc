@@ -397,7 +397,7 @@ TEST_F(AnnalctlConn, EachBadLineHasItsOwnReasonAndTheOthersAreKept) {
   const std::vector<Bad> bads{
       {"nonsense\n", "no line of a syslog"},
       {line("Failed password for bob"), "from where"},
-      {line("Failed password for root from UNKNOWN port 65535 ssh2"), "'UNKNOWN' is no IPv4"},
+      {line("Failed password for root from UNKNOWN port 65535 ssh2"), "'UNKNOWN' is not an IPv4"},
       {line("Failed password of root from 10.0.0.1 port 1 ssh2"), "who wanted"},
       {line("Failed publickey for x from 10.0.0.1 port 1 ssh2: RSA ID y from 10.6.6.6 port 1 ssh2 (serial 0)"),
        "more than one"},
@@ -408,7 +408,7 @@ TEST_F(AnnalctlConn, EachBadLineHasItsOwnReasonAndTheOthersAreKept) {
       {"{\"conn_action\":-1}\n", "conn_action is '-1'"},
       {"{\"conn_action_result\":1}\n", "neither 0 nor 13"},
       {"{\"conn_type\":3}\n", "conn_type is '3'"},
-      {"{\"conn_ip\":\"here\"}\n", "'here' is no IPv4"},
+      {"{\"conn_ip\":\"here\"}\n", "'here' is not an IPv4"},
   };
   for (const Bad& bad : bads) {
     const Finished finished = conn({"import", "-"}, bad.line + line("Accepted none for ok from 10.0.0.1 port 1 ssh2"));

@@ -1,4 +1,4 @@
-// A log whose last change was cut off, as its readers find it: what undoes it has to be done first.
+// Reading a log whose last change was interrupted, which must be rolled back first.
 #include <sys/stat.h>
 
 #include <sstream>
@@ -77,11 +77,10 @@ TEST_F(AnnalctlCutOffChange, IsToldToWhoMayNotUndoIt) {
       }
       const Finished refused = annalctl(arguments);
       EXPECT_EQ(refused.status, 1);
-      EXPECT_NE(
-          refused.err.find("a change of it was cut off, and what undoes it stands in /etc/logs/event.log-journal: "
-                           "to read the log, that has to be done first, by who may write the log and its folder "
-                           "(run 'annalctl event count' as such a user, root for example)"),
-          std::string::npos)
+      EXPECT_NE(refused.err.find("a change of it was cut off, and what undoes it is in /etc/logs/event.log-journal: "
+                                 "to read the log, that has to be done first, by who may write the log and its folder "
+                                 "(run 'annalctl event count' as such a user, root for example)"),
+                std::string::npos)
           << refused.err;
     }
   });

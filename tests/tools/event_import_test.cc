@@ -69,13 +69,13 @@ TEST_F(AnnalctlImport, EachBadLineHasItsOwnReason) {
     const char* reason;
   };
   const std::vector<Bad> bads{
-      {R"({"event_desc":"x","color":"red"})", "'color' is no column"},
+      {R"({"event_desc":"x","color":"red"})", "'color' is not a column"},
       {R"({"event_desc":["x"]})", "neither a text nor a number"},
       {R"({"event_desc":)", "not JSON"},
       {R"({"event_type":7})", "event_type is '7'"},
       {R"({"event_timet":"soon"})", "event_timet is 'soon'"},
       {R"({"event_timet":9999999999})", "cannot be stored"},
-      {R"({"event_ip":"here"})", "'here' is no IPv4"},
+      {R"({"event_ip":"here"})", "'here' is not an IPv4"},
       {R"({"event_desc":"a\u0000b"})", "NUL"},
       {R"({"event_desc":")" + std::string(2049, 'x') + "\"}", "the message is 2049 bytes long"},
       {"2024-01-01 10:00:00 hello world", "no action of dpkg's log"},

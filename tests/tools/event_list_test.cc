@@ -166,7 +166,7 @@ TEST_F(AnnalctlSearch, PeriodMayBeOpenAtEitherEnd) {
   EXPECT_EQ(annalctl({"event", "list", "--since", "2026-02-02", "--until", "2026-02-01"}).status, 2);
   const Finished refused = annalctl({"event", "count", "--since", "soon"});
   EXPECT_EQ(refused.status, 2);
-  EXPECT_NE(refused.err.find("--since: 'soon' is no time"), std::string::npos) << refused.err;
+  EXPECT_NE(refused.err.find("--since: 'soon' is not a time"), std::string::npos) << refused.err;
 }
 
 // Whole days are searched by date alone, which has an index. Only an entry without a time shows the difference.

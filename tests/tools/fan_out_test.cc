@@ -1,5 +1,5 @@
-// Trees whose pages lead to the same next page hundreds of times each: 70 KB, and more ways through them than anybody
-// can go.
+// Trees whose pages each lead to the same next page hundreds of times: 70 KB with more paths than can ever be
+// followed.
 #include <sys/resource.h>
 
 #include <algorithm>

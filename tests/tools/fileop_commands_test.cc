@@ -144,7 +144,7 @@ TEST_F(AnnalctlFileOpTest, PipeInPlaceOfTheJournalIsNotWaitedFor) {
     for (const char* verb : {"list", "count"}) {
       const Finished refused = fileop({verb});
       EXPECT_EQ(refused.status, 1);
-      EXPECT_THAT(refused.err, testing::HasSubstr(pipe + " stands where SQLite puts a file of its own"));
+      EXPECT_THAT(refused.err, testing::HasSubstr(pipe + " is in the way of a file of SQLite's own"));
     }
     ASSERT_EQ(unlink(pipe.c_str()), 0);
   }

@@ -1,4 +1,4 @@
-// The same filters find the same things in all four logs, and the newest comes first whatever they find.
+// The same filters find the same entries in all four logs, the newest first.
 #include <cstdlib>
 #include <ctime>
 #include <nlohmann/json.hpp>

@@ -248,7 +248,7 @@ TEST_F(AnnalctlImports, LikeRefusalsAreSummedUpAndTooManyStop) {
   EXPECT_NE(all.err.find("-: 2 more like line 1\n"), std::string::npos) << all.err;
   const Finished stopped = of(event(), {"import", "--max-refused", "2", "-"}, events(0, 1) + bad + events(0, 1));
   EXPECT_EQ(stopped.status, 1);
-  EXPECT_NE(stopped.err.find("stopped after 2 refused lines at line 4 of -: go on with --from-line 4"),
+  EXPECT_NE(stopped.err.find("stopped after 2 refused lines at line 4 of -: continue with --from-line 4"),
             std::string::npos)
       << stopped.err;
   EXPECT_EQ(stopped.out, "imported 1 event from -, 2 lines refused\n");
@@ -269,9 +269,9 @@ TEST_F(AnnalctlImports, SignalStoresWhatWasReadAndSaysHowToGoOn) {
     const Finished finished = import.finish(signal);
     EXPECT_EQ(finished.status, 1);
     const std::string name = signal == SIGINT ? "SIGINT" : "SIGTERM";
-    EXPECT_NE(
-        finished.err.find("stopped by " + name + " at line 4 of " + std::string(kFile) + ": go on with --from-line 4"),
-        std::string::npos)
+    EXPECT_NE(finished.err.find("stopped by " + name + " at line 4 of " + std::string(kFile) +
+                                ": continue with --from-line 4"),
+              std::string::npos)
         << finished.err;
     EXPECT_EQ(finished.out, "imported 3 events from " + std::string(kFile) + ", 0 lines refused\n");
   }
@@ -328,7 +328,7 @@ TEST_F(AnnalctlImports, CsvOfAnotherProgramAndTheJournalAreRead) {
   EXPECT_EQ(annal::test::value(kEventLog, "SELECT hex(event_desc) FROM ANNAL_EVENT WHERE event_id = 2"), "686920FF");
   const Finished wrong = of(event(), {"import", "--format", "csv", "-"}, "time,colour\n1,red\n");
   EXPECT_EQ(wrong.status, 1);
-  EXPECT_NE(wrong.err.find("'colour', which is no column"), std::string::npos) << wrong.err;
+  EXPECT_NE(wrong.err.find("'colour', which is not a column"), std::string::npos) << wrong.err;
   EXPECT_EQ(of(event(), {"import", "-"}, "time,message\n1795255200\n").status, 1);
   EXPECT_NE(of(event(), {"import", "-"}, "time,message\n1,\"open\n").err.find("does not end"), std::string::npos);
 }

@@ -1,4 +1,4 @@
-// What a log holds, and how long: looking, limiting, keeping, giving room back.
+// annalctl info, limit, keep and compact.
 #include <sqlite3.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What is new: for scripts that come back, and in one view of all logs.
+// New entries only: for scripts that run repeatedly, and in one view of all logs.
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -112,7 +112,7 @@ TEST_F(AnnalctlEventTest, ACursorBeginsAgainInALogThatWasMadeAnew) {
   ASSERT_EQ(annal_event_create_tbl(0, 0), ANNAL_OK);
   add_event("2026-11-02", "new");
   EXPECT_EQ(listed({"--cursor", kCursor}), Texts{"new"});
-  // Emptied it goes on.
+  // Emptying does not end it.
   ASSERT_EQ(annal_event_flush_tbl(), ANNAL_OK);
   add_event("2026-11-02", "newer");
   EXPECT_EQ(listed({"--cursor", kCursor}), Texts{"newer"});

@@ -324,7 +324,7 @@ TEST(Refusals, LikeOnesAreSummedUp) {
   for (std::uint64_t line = 3; line < 2002; ++line) {
     EXPECT_EQ(refusals.add("f", line, "the user is " + std::to_string(line) + " bytes long"), "");
   }
-  EXPECT_EQ(refusals.add("f", 3000, "'x' is no address"), "f:3000: 'x' is no address");
+  EXPECT_EQ(refusals.add("f", 3000, "'x' is not an address"), "f:3000: 'x' is not an address");
   EXPECT_EQ(refusals.rest("f"), "f: 1,999 more like line 2");
   EXPECT_EQ(refusals.count(), 2001U);
 }

@@ -241,7 +241,7 @@ TEST_F(AnnalctlPausedReader, IsToldIfTheLogIsRecreatedMeanwhile) {
   close(ends[0]);
   const Finished finished = listing.finish();
   EXPECT_EQ(finished.status, 1);
-  EXPECT_NE(finished.err.find("made anew while it was read"), std::string::npos) << finished.err;
+  EXPECT_NE(finished.err.find("recreated while it was read"), std::string::npos) << finished.err;
 }
 
 TEST_F(AnnalctlTest, EqualEntriesComeInTheOrderOfTheirIds) {

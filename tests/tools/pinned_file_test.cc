@@ -26,7 +26,7 @@ class PinnedFileTest : public annal::test::ApplianceTest {};
 
 }  // namespace
 
-TEST_F(PinnedFileTest, WhatAnEnemyPutsInThePlaceOfTheNewLogOrBesideItIsNotUsed) {
+TEST_F(PinnedFileTest, DoesNotUseWhatAnEnemyPutsInPlaceOfTheNewLogOrBesideIt) {
   const std::string made = "/etc/logs/event.log.salvage-20261122-060000";
   const int file = open(made.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   ASSERT_GE(file, 0);

@@ -1,4 +1,4 @@
-// Logs elsewhere: a folder or a file that was brought from another appliance is read, and left as it is.
+// Logs elsewhere: reads a folder or a file from another appliance, and leaves it as it is.
 #include <sys/stat.h>
 
 #include <chrono>

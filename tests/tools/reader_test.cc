@@ -1,4 +1,4 @@
-// What reads a log for as long as it takes, without keeping writers out for as long.
+// Reading a log for any length of time without locking writers out.
 #include "tools/annalctl/query/reader.h"
 
 #include <sqlite3.h>
@@ -19,7 +19,7 @@ using annal::test::sql;
 constexpr const char* kPath = "/etc/logs/event.log";
 constexpr int kRows = 4200;
 
-// How many transactions are begun by whoever opens a database.
+// Counts the transactions on every connection.
 int begun = 0;
 
 int count_transactions(unsigned /*what*/, void* /*context*/, void* /*statement*/, void* text) {

@@ -1,3 +1,4 @@
+// Regular expressions: matching, named groups, case and refusals.
 #include "tools/annalctl/base/regex.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +32,7 @@ TEST(Regex, WhatIsNoExpressionIsRefusedWithTheReason) {
     const Regex broken("(a");
     FAIL();
   } catch (const Refusal& refusal) {
-    EXPECT_STREQ(refusal.what(), "'(a' is no regular expression: missing ): (a");
+    EXPECT_STREQ(refusal.what(), "'(a' is not a regular expression: missing ): (a");
   }
 }
 

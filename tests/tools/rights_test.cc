@@ -1,4 +1,4 @@
-// Logs in places where others may write: what they prepare there must not be done with the rights of the caller.
+// Logs where other users may write: nothing that they prepare there happens with the caller's rights.
 #include <pty.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -113,7 +113,7 @@ class AnnalctlRightsTest : public AnnalctlTest {
 
 }  // namespace
 
-TEST_F(AnnalctlRightsTest, NoVerbDeletesAFileThatAJournalOfTheFoldersOwnerNames) {
+TEST_F(AnnalctlRightsTest, NoVerbDeletesTheFileNamedByAForgedJournal) {
   if (!may_be_others()) {
     return;
   }
@@ -146,7 +146,7 @@ TEST_F(AnnalctlRightsTest, NoVerbDeletesAFileThatAJournalOfTheFoldersOwnerNames)
   EXPECT_EQ(fileop({"count"}).out, "1\n");
 }
 
-TEST_F(AnnalctlRightsTest, NoVerbOfTheOtherLogsDoesEither) {
+TEST_F(AnnalctlRightsTest, NoVerbOfTheOtherLogsDeletesItEither) {
   if (!may_be_others()) {
     return;
   }
@@ -172,7 +172,7 @@ TEST_F(AnnalctlRightsTest, NoVerbOfTheOtherLogsDoesEither) {
   }
 }
 
-TEST_F(AnnalctlRightsTest, LogOfAFoldersOwnerIsMadeWithHisRightsAndOneOfRootsWithRoots) {
+TEST_F(AnnalctlRightsTest, CreatesALogWithTheRightsOfTheFoldersOwner) {
   ASSERT_EQ(fileop({"create"}).status, 0);
   struct stat status {};
   ASSERT_EQ(stat(kLog, &status), 0);
@@ -196,7 +196,7 @@ TEST_F(AnnalctlRightsTest, LogOfAFoldersOwnerIsMadeWithHisRightsAndOneOfRootsWit
   EXPECT_EQ(annalctl({"fileop", "--db", kLog, "import", "-"}, contents_of("/etc/logs/secret")).status, 0);
 }
 
-TEST_F(AnnalctlRightsTest, ChecksOfSeveralLogsHaveTheRightsOfEach) {
+TEST_F(AnnalctlRightsTest, ChecksEachOfSeveralLogsWithItsOwnRights) {
   for (const std::string log : {"event", "conn", "notice"}) {
     ASSERT_EQ(annalctl({log, "create"}).status, 0);
   }
@@ -223,7 +223,7 @@ TEST_F(AnnalctlRightsTest, ChecksOfSeveralLogsHaveTheRightsOfEach) {
   }
 }
 
-TEST_F(AnnalctlRightsTest, WhoCanWriteALogDecidesWithWhoseRightsItIsOpened) {
+TEST_F(AnnalctlRightsTest, OpensALogWithTheRightsOfThoseWhoCanWriteIt) {
   if (!may_be_others()) {
     return;
   }
@@ -270,7 +270,7 @@ TEST_F(AnnalctlRightsTest, WhoCanWriteALogDecidesWithWhoseRightsItIsOpened) {
          give("/etc/logs", kOther, 0755);
          give(kFolder, kUser, 0755);
        },
-       "several users may write it or a folder on its way", 0},
+       "several users may write it or a folder above it", 0},
       {"a user, of a link in a sticky folder",
        [] {
          ASSERT_EQ(chmod("/etc/logs", 01777), 0);
@@ -381,7 +381,7 @@ class Users {
 
 }  // namespace
 
-TEST_F(AnnalctlRightsTest, GroupThatIsPrivateToAUserCountsAsThatUser) {
+TEST_F(AnnalctlRightsTest, PrivateGroupCountsAsItsUser) {
   if (!may_be_others()) {
     return;
   }
@@ -457,7 +457,7 @@ bool leaves_its_terminal() {
 }  // namespace
 
 // What it starts runs as that user, who could type into it what root's shell reads next.
-TEST_F(AnnalctlRightsTest, RightsOfAnotherUserAreTakenOnWithoutTheTerminal) {
+TEST_F(AnnalctlRightsTest, LeavesTheTerminalWhenItAssumesRights) {
   ASSERT_EQ(fileop({"create"}).status, 0);
   EXPECT_FALSE(leaves_its_terminal());
   if (!may_be_others()) {

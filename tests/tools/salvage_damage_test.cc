@@ -1,5 +1,5 @@
-// What salvage makes of kinds of damage that show in the pages and not in the header, or the other way round; and that
-// what it says is so.
+// Salvage of single kinds of damage: in the header, in values, in columns, and of its surroundings. What it reports is
+// compared with the log.
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -62,14 +62,9 @@ class SalvageDamageTest : public AnnalctlTest {
     put(kGood, good_);
   }
 
-  void start_anew() const {
-    fs::remove_all("/etc/logs");
-    fs::create_directory("/etc/logs");
-    put(kLog, good_);
-    put(kGood, good_);
-  }
+  void restore_log() const { damage::restore({{kLog, good_}, {kGood, good_}}); }
 
-  // In the record of event 57: behind the types of date and time, which all events have alike.
+  // In the record of event 57: after the types of date and time, which are the same in all events.
   static constexpr std::size_t kTypeOfUser = 2;
   static constexpr std::size_t kTypeOfDescription = 5;
   static constexpr std::size_t kTypeOfTime = 7;
@@ -87,16 +82,7 @@ class SalvageDamageTest : public AnnalctlTest {
     overwrite(kLog, place, std::string(1, static_cast<char>(good_.at(place) - 1)));
   }
 
-  static std::set<std::string> differing() {
-    std::set<std::string> ids;
-    for (const auto& row : sql(kLog, std::string("ATTACH '") + kGood +
-                                         "' AS good; SELECT event_id FROM (SELECT * FROM good.ANNAL_EVENT EXCEPT "
-                                         "SELECT * FROM main.ANNAL_EVENT) UNION SELECT event_id FROM (SELECT * FROM "
-                                         "main.ANNAL_EVENT EXCEPT SELECT * FROM good.ANNAL_EVENT);")) {
-      ids.insert(row.at(0));
-    }
-    return ids;
-  }
+  static std::set<std::string> differing() { return damage::differing_events(kLog, kGood); }
 
   static Json salvage(const std::vector<std::string>& more = {}) {
     std::vector<std::string> arguments{"event", "salvage", "--json"};
@@ -132,7 +118,7 @@ std::string bytes(std::initializer_list<int> values) {
 
 // --- the header ---
 
-TEST_F(SalvageDamageTest, EncodingIsThatOfThePagesAndNotOfTheHeader) {
+TEST_F(SalvageDamageTest, TakesTheEncodingFromThePagesNotTheHeader) {
   const struct {
     const char* made_with;
     int told;
@@ -151,7 +137,7 @@ TEST_F(SalvageDamageTest, EncodingIsThatOfThePagesAndNotOfTheHeader) {
 TEST_F(SalvageDamageTest, WrongReservedBytesHideNoRow) {
   for (const int told : {1, 16, 32, 255}) {
     SCOPED_TRACE(told);
-    start_anew();
+    restore_log();
     overwrite(kLog, 20, bytes({told}));
     const Json told_of_it = salvage({"--force"});
     EXPECT_EQ(told_of_it["saved"], 100);
@@ -163,7 +149,7 @@ TEST_F(SalvageDamageTest, WrongReservedBytesHideNoRow) {
 TEST_F(SalvageDamageTest, WrongPageSizeHidesNoRow) {
   for (const int high : {0x02, 0x04, 0x10, 0x20, 0x80}) {
     SCOPED_TRACE(high);
-    start_anew();
+    restore_log();
     overwrite(kLog, 16, bytes({high, 0}));
     EXPECT_EQ(salvage({"--force"})["saved"], 100);
     EXPECT_TRUE(differing().empty());
@@ -172,7 +158,7 @@ TEST_F(SalvageDamageTest, WrongPageSizeHidesNoRow) {
 
 // --- rows ---
 
-TEST_F(SalvageDamageTest, ZerosInATextAreReplacedByWhatAnIndexHas) {
+TEST_F(SalvageDamageTest, ReplacesZerosInATextByTheIndexsValue) {
   const std::size_t place = good_.find(
       "user57"
       "10.0.0.57");
@@ -185,7 +171,7 @@ TEST_F(SalvageDamageTest, ZerosInATextAreReplacedByWhatAnIndexHas) {
   EXPECT_TRUE(differing().empty());
 }
 
-TEST_F(SalvageDamageTest, RowWithZerosThatNoIndexHasIsNotCalledGood) {
+TEST_F(SalvageDamageTest, ReportsARowWithZerosThatNoIndexHasAsDoubtful) {
   const std::size_t place = good_.find("0000000057");
   ASSERT_NE(place, std::string::npos);
   overwrite(kLog, place, std::string(4, '\0'));
@@ -193,7 +179,7 @@ TEST_F(SalvageDamageTest, RowWithZerosThatNoIndexHasIsNotCalledGood) {
   EXPECT_NE(said_.find("by their ids: 57"), std::string::npos) << said_;
 }
 
-TEST_F(SalvageDamageTest, RowThatAnIndexHasOtherwiseIsNotCalledGood) {
+TEST_F(SalvageDamageTest, ReportsARowThatDiffersFromAnIndexAsDoubtful) {
   overwrite(kLog,
             good_.find("user57"
                        "10.0.0.57"),
@@ -205,7 +191,7 @@ TEST_F(SalvageDamageTest, RowThatAnIndexHasOtherwiseIsNotCalledGood) {
 }
 
 // A bit of a value's type makes a blob of a text, with the same bytes in it.
-TEST_F(SalvageDamageTest, TextThatIsABlobNowIsATextAgainAsAnIndexHasIt) {
+TEST_F(SalvageDamageTest, RestoresATextThatBecameABlobFromTheIndex) {
   make_blob(kTypeOfUser);
   const Json told = salvage({"--force"});
   EXPECT_EQ(told["mended"], 1);
@@ -215,14 +201,14 @@ TEST_F(SalvageDamageTest, TextThatIsABlobNowIsATextAgainAsAnIndexHasIt) {
   EXPECT_TRUE(differing().empty());
 }
 
-TEST_F(SalvageDamageTest, BlobThatNoIndexHasIsNotCalledGood) {
+TEST_F(SalvageDamageTest, ReportsABlobThatNoIndexHasAsDoubtful) {
   make_blob(kTypeOfDescription);
   const Json told = salvage({"--force"});
   EXPECT_EQ(told["mended"], 0);
   EXPECT_EQ(told["doubtful_ids"], "57");
 }
 
-TEST_F(SalvageDamageTest, NumberThatIsATextNowIsANumberAgainAsAnIndexHasIt) {
+TEST_F(SalvageDamageTest, RestoresANumberThatBecameATextFromTheIndex) {
   const std::size_t type = place_of_type(kTypeOfTime);
   overwrite(kLog, type, bytes({13 + 2 * 4}));
   const Json told = salvage({"--force"});
@@ -231,7 +217,7 @@ TEST_F(SalvageDamageTest, NumberThatIsATextNowIsANumberAgainAsAnIndexHasIt) {
   EXPECT_TRUE(differing().empty());
 }
 
-TEST_F(SalvageDamageTest, MarkThatATextInUtf16BeginsWithStays) {
+TEST_F(SalvageDamageTest, KeepsTheMarkAtTheStartOfAUtf16Text) {
   for (const char* const encoding : {"UTF-16le", "UTF-16be"}) {
     for (const bool by_pages : {false, true}) {
       SCOPED_TRACE(std::string(encoding) + (by_pages ? " by pages" : ""));
@@ -246,7 +232,7 @@ TEST_F(SalvageDamageTest, MarkThatATextInUtf16BeginsWithStays) {
   }
 }
 
-TEST_F(SalvageDamageTest, LargestRowsAreFoundOnPages) {
+TEST_F(SalvageDamageTest, FindsTheLargestRowsOnPages) {
   sql(kLog, "INSERT INTO ANNAL_EVENT (event_id, event_desc) VALUES (200, hex(zeroblob(10000000)));");
   put(kGood, contents_of(kLog));
   overwrite(kLog, 100, std::string(8, 'x'));  // neither schema nor tree
@@ -254,7 +240,7 @@ TEST_F(SalvageDamageTest, LargestRowsAreFoundOnPages) {
   EXPECT_TRUE(differing().empty());
 }
 
-TEST_F(SalvageDamageTest, RowsThatGoOnNowhereAreNamed) {
+TEST_F(SalvageDamageTest, NamesRowsWithABrokenChain) {
   const std::string page = value(kLog,
                                  "SELECT pageno FROM dbstat WHERE name = 'ANNAL_EVENT' AND pagetype = 'overflow' "
                                  "ORDER BY path LIMIT 1;");
@@ -266,22 +252,35 @@ TEST_F(SalvageDamageTest, RowsThatGoOnNowhereAreNamed) {
   EXPECT_EQ(differing().size(), 1U);
 }
 
+TEST_F(SalvageDamageTest, NamesARowOfAnUnknownLayoutAsLost) {
+  std::string statements;
+  for (int i = 1; i <= 20; ++i) {
+    statements += "ALTER TABLE ANNAL_EVENT ADD COLUMN later" + std::to_string(i) + ";";
+  }
+  sql(kLog, statements + "INSERT INTO ANNAL_EVENT (event_id, event_desc) VALUES (200, 'of a later release');");
+  overwrite(kLog, 100, std::string(8, 'x'));  // neither schema nor tree
+  const Json told = salvage();
+  EXPECT_EQ(told["saved"], 100);
+  EXPECT_EQ(told["lost"], 1);
+  EXPECT_EQ(told["lost_ids"], "200");
+}
+
 // --- columns ---
 
-TEST_F(SalvageDamageTest, ColumnWhoseNameIsDamagedKeepsItsValues) {
+TEST_F(SalvageDamageTest, KeepsTheValuesOfAColumnWithADamagedName) {
   change_schema("event_date TEXT DEFAULT", "event_dXte TEXT DEFAULT");
   EXPECT_EQ(salvage({"--force"})["saved"], 100);
   EXPECT_TRUE(differing().empty());
   EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM ANNAL_EVENT WHERE event_date = '2026-01-02';"), "100");
 }
 
-TEST_F(SalvageDamageTest, ColumnsThatDamageHasMadeOneKeepTheirOwnValues) {
+TEST_F(SalvageDamageTest, KeepsTheValuesOfColumnsThatDamageJoined) {
   change_schema("event_comp TEXT, event_desc", "event_comp TEXT  event_desc");
   EXPECT_EQ(salvage({"--force"})["saved"], 100);
   EXPECT_TRUE(differing().empty());
 }
 
-TEST_F(SalvageDamageTest, ColumnThatIsNotThereIsSaidToBeLostAndIsNotToday) {
+TEST_F(SalvageDamageTest, ReportsAMissingColumnAsLostAndDoesNotUseToday) {
   fs::remove(kLog);
   sql(kLog,
       "CREATE TABLE ANNAL_EVENT (event_id INTEGER PRIMARY KEY AUTOINCREMENT, event_type INTEGER, event_time TEXT); "
@@ -293,7 +292,7 @@ TEST_F(SalvageDamageTest, ColumnThatIsNotThereIsSaidToBeLostAndIsNotToday) {
 
 // --- files ---
 
-TEST_F(SalvageDamageTest, FullDiskLeavesNoPartOfAFile) {
+TEST_F(SalvageDamageTest, LeavesNoPartialFileOnAFullDisk) {
   for (const bool forced : {false, true}) {
     SCOPED_TRACE(forced ? "noticed while it writes" : "noticed before anything is written");
     ASSERT_EQ(mount("tmpfs", "/etc/logs", "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755,size=128k"), 0);
@@ -314,7 +313,7 @@ TEST_F(SalvageDamageTest, FullDiskLeavesNoPartOfAFile) {
   }
 }
 
-TEST_F(SalvageDamageTest, NameOfAFileDoesNotSteerTheTerminal) {
+TEST_F(SalvageDamageTest, EscapesFileNamesOnTheTerminal) {
   const std::string log = "/etc/logs/a\x1b[2Jb.db";
   ASSERT_EQ(annalctl({"fileop", "--db", log, "create"}).status, 0);
   const Finished salvaged = annalctl({"fileop", "--db", log, "salvage", "--force"});
@@ -323,7 +322,7 @@ TEST_F(SalvageDamageTest, NameOfAFileDoesNotSteerTheTerminal) {
   EXPECT_NE(salvaged.out.find("a\\x1b[2Jb.db"), std::string::npos) << salvaged.out;
 }
 
-TEST_F(SalvageDamageTest, PausedStandardErrorHoldsNoLock) {
+TEST_F(SalvageDamageTest, HoldsNoLockWhileStandardErrorIsPaused) {
   overwrite(kLog, 5 * kPage, std::string(kPage, 'x'));
   put("/etc/logs/event.log.salvage-20260101-000000", "of another run, which is told");
   int full[2];
@@ -331,7 +330,7 @@ TEST_F(SalvageDamageTest, PausedStandardErrorHoldsNoLock) {
   const std::string noise(4096, 'n');
   while (write(full[1], noise.data(), noise.size()) > 0) {
   }
-  ASSERT_EQ(fcntl(full[1], F_SETFL, 0), 0);  // whoever writes now waits
+  ASSERT_EQ(fcntl(full[1], F_SETFL, 0), 0);  // so that writing blocks
   struct stat before {};
   ASSERT_EQ(stat(kLog, &before), 0);
   const pid_t child = fork();

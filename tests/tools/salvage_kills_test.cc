@@ -1,16 +1,16 @@
-// Salvages that are killed at any moment: the log's name has a whole file at each, and nothing is lost.
+// Kills salvages at any moment: the log's name always leads to a whole file, and nothing is lost.
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <random>
 #include <string>
 
 #include "tests/tools/annalctl.h"
 #include "tests/tools/damage.h"
+#include "tests/tools/whole_size.h"
 
 namespace {
 
@@ -29,8 +29,7 @@ constexpr const char* kState =
 constexpr const char* kWhole = "ok 3000 4501500";
 
 int kills() {
-  const char* const walk = std::getenv("ANNAL_TRUST");
-  return walk != nullptr && std::strcmp(walk, "whole") == 0 ? 200 : 15;
+  return at_whole_size() ? 200 : 15;
 }
 
 class SalvageKills : public AnnalctlEventTest {
@@ -44,7 +43,7 @@ class SalvageKills : public AnnalctlEventTest {
     damaged_ = contents_of(kLog);
   }
 
-  void start_anew() const {
+  void restore_log() const {
     for (const auto& entry : fs::directory_iterator("/etc/logs")) {
       fs::remove(entry);
     }
@@ -67,7 +66,7 @@ class SalvageKills : public AnnalctlEventTest {
 
 }  // namespace
 
-TEST_F(SalvageKills, LeaveAWholeLogAtEachMomentAndARunThatIsRepeatedSavesAllRows) {
+TEST_F(SalvageKills, LeaveAWholeLogAtAnyMomentAndRepeatingSavesAllRows) {
   const auto begun = std::chrono::steady_clock::now();
   ASSERT_EQ(annalctl({"event", "salvage", "--yes"}).status, 0);
   const auto usual = duration_cast<microseconds>(std::chrono::steady_clock::now() - begun).count();
@@ -78,7 +77,7 @@ TEST_F(SalvageKills, LeaveAWholeLogAtEachMomentAndARunThatIsRepeatedSavesAllRows
   int cut_off = 0;
   for (int i = 0; i < kills(); ++i) {
     SCOPED_TRACE("kill " + std::to_string(i));
-    start_anew();
+    restore_log();
     RunningAnnalctl salvage({"event", "salvage", "--yes"});
     usleep(static_cast<useconds_t>(random() % static_cast<unsigned long>(usual * 11 / 10)));
     cut_off += salvage.finish(SIGKILL).status == -1 ? 1 : 0;

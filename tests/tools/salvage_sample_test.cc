@@ -1,11 +1,10 @@
-// A sample of damages to each log, by a seed: what salvage saves is what was there, or it says otherwise.
+// A seeded sample of damages to each log: salvage saves rows unchanged, or names them.
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -19,6 +18,7 @@
 #include "tests/tools/annalctl.h"
 #include "tests/tools/damage.h"
 #include "tests/tools/salvaged_ids.h"
+#include "tests/tools/whole_size.h"
 
 namespace {
 
@@ -43,11 +43,6 @@ std::ostream& operator<<(std::ostream& out, const Subject& subject) {
 }
 
 using Rows = std::map<std::int64_t, std::vector<std::string>>;
-
-bool whole() {
-  const char* const walk = std::getenv("ANNAL_TRUST");
-  return walk != nullptr && std::strcmp(walk, "whole") == 0;
-}
 
 class SalvageSampleTest : public AnnalctlTest, public testing::WithParamInterface<Subject> {
  protected:
@@ -156,7 +151,7 @@ class SalvageSampleTest : public AnnalctlTest, public testing::WithParamInterfac
 
   using Damage = std::function<std::string(std::mt19937& random)>;
 
-  // Salvages so many damaged logs, and counts what became of their rows.
+  // Salvages a number of damaged logs, and counts the results for their rows.
   void salvage(const Damage& damage, unsigned long logs) {
     const char* const wanted = std::getenv("ANNAL_TRUST_SEED");
     const unsigned long seed = wanted == nullptr ? 15 : std::stoul(wanted);
@@ -238,11 +233,11 @@ class SalvageSampleTest : public AnnalctlTest, public testing::WithParamInterfac
 }  // namespace
 
 TEST_P(SalvageSampleTest, NoRowThatDamageHasChangedIsCalledGoodAndNoneThatIsLeftIsLost) {
-  salvage([this](std::mt19937& random) { return damaged(random); }, whole() ? 500 : 50);
+  salvage([this](std::mt19937& random) { return damaged(random); }, at_whole_size() ? 500 : 50);
 }
 
 TEST_P(SalvageSampleTest, NoRowThatABitHasChangedIsCalledGood) {
-  salvage([this](std::mt19937& random) { return with_a_flipped_bit(random); }, whole() ? 1000 : 25);
+  salvage([this](std::mt19937& random) { return with_a_flipped_bit(random); }, at_whole_size() ? 1000 : 25);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,3 +1,4 @@
+// What annalctl salvage keeps, refuses, reports and leaves behind.
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,7 +30,7 @@ constexpr const char* kLog = "/etc/logs/event.log";
 constexpr const char* kGood = "/etc/logs/good";
 constexpr std::size_t kPage = 2048;
 
-// What no page of a database is, and what is no text either.
+// Neither a page of a database nor a text.
 std::string garbage(std::size_t size) {
   std::string bytes;
   std::uint32_t state = 1;
@@ -51,7 +52,7 @@ std::string aside() {
   return found;
 }
 
-// With a limit of its own, and rows on several leaf pages: short ones, and some that go on on others.
+// With a limit of its own, and rows on several leaf pages: short ones, and some with overflow pages.
 class AnnalctlSalvageTest : public AnnalctlTest {
  protected:
   void SetUp() override {
@@ -66,28 +67,12 @@ class AnnalctlSalvageTest : public AnnalctlTest {
     good_ = contents_of(kLog);
   }
 
-  // The log as it was, with nothing beside it but a copy to compare with.
-  void start_anew() const {
-    fs::remove_all("/etc/logs");
-    fs::create_directory("/etc/logs");
-    put(kLog, good_);
-    put(kGood, good_);
-  }
+  // The original log, and a copy to compare with.
+  void restore_log() const { damage::restore({{kLog, good_}, {kGood, good_}}); }
 
   static std::string trigger() { return value(kLog, "SELECT sql FROM sqlite_master WHERE type = 'trigger';"); }
 
-  // Rows that only one of both files has.
-  static std::set<std::string> differing() {
-    std::set<std::string> ids;
-    for (const auto& row :
-         sql(kLog, std::string("ATTACH '") + kGood +
-                       "' AS good; SELECT event_id FROM (SELECT * FROM good.ANNAL_EVENT EXCEPT SELECT "
-                       "* FROM main.ANNAL_EVENT) UNION SELECT event_id FROM (SELECT * FROM "
-                       "main.ANNAL_EVENT EXCEPT SELECT * FROM good.ANNAL_EVENT);")) {
-      ids.insert(row.at(0));
-    }
-    return ids;
-  }
+  static std::set<std::string> differing() { return damage::differing_events(kLog, kGood); }
 
   std::string good_;
 };
@@ -99,7 +84,7 @@ std::map<std::size_t, std::set<std::string>> rows_by_page() {
   int next = 1;
   for (const auto& row : sql(kLog,
                              "SELECT pageno, pagetype, path, ncell FROM dbstat WHERE name = 'ANNAL_EVENT' ORDER BY "
-                             "pagetype, path;")) {  // leaves before what goes on elsewhere
+                             "pagetype, path;")) {  // leaves before overflow pages
     const std::string& path = row.at(2);
     std::set<std::string>& ids = rows[std::stoul(row.at(0)) - 1];
     if (row.at(1) == "leaf") {
@@ -120,7 +105,7 @@ std::map<std::size_t, std::set<std::string>> rows_by_page() {
 
 // --- what is saved ---
 
-TEST_F(AnnalctlSalvageTest, OfALogWithAnyPageOverwrittenTheRowsOfAllOthersAreSaved) {
+TEST_F(AnnalctlSalvageTest, SavesTheRowsOfAllPagesButTheOverwrittenOne) {
   const std::map<std::size_t, std::set<std::string>> rows = rows_by_page();
   std::set<std::size_t> leaves;
   for (const auto& [page, ids] : rows) {
@@ -134,7 +119,7 @@ TEST_F(AnnalctlSalvageTest, OfALogWithAnyPageOverwrittenTheRowsOfAllOthersAreSav
   }
   for (std::size_t page = 0; page < good_.size() / kPage; ++page) {
     SCOPED_TRACE(page);
-    start_anew();
+    restore_log();
     overwrite(kLog, page * kPage, garbage(kPage));
     const std::string damaged = contents_of(kLog);
     const Finished salvaged = annalctl({"event", "salvage", "--json"});
@@ -144,7 +129,7 @@ TEST_F(AnnalctlSalvageTest, OfALogWithAnyPageOverwrittenTheRowsOfAllOthersAreSav
       EXPECT_TRUE(allowed.contains(id)) << "row " << id;
     }
     if (salvaged.out.empty()) {
-      // A free page may hold anything, and a text that goes on on a page of garbage is a text like any other: SQLite
+      // A free page may hold anything, and a text that continues on a page of garbage is a text like any other: SQLite
       // calls the file sound.
       EXPECT_LE(allowed.size(), 1U);
       EXPECT_TRUE(contents_of(kLog) == damaged);
@@ -164,13 +149,13 @@ TEST_F(AnnalctlSalvageTest, OfALogWithAnyPageOverwrittenTheRowsOfAllOthersAreSav
   }
 }
 
-TEST_F(AnnalctlSalvageTest, RowsAreFoundWithoutTheHeaderAndInAHalfOfTheFile) {
-  start_anew();
+TEST_F(AnnalctlSalvageTest, FindsRowsWithoutTheHeaderAndInHalfOfTheFile) {
+  restore_log();
   overwrite(kLog, 0, std::string(100, '\0'));
   ASSERT_EQ(annalctl({"event", "salvage"}).status, 0);
   EXPECT_TRUE(differing().empty());
 
-  start_anew();
+  restore_log();
   const std::map<std::size_t, std::set<std::string>> rows = rows_by_page();
   const std::size_t left = good_.size() / kPage * 2 / 3;
   fs::resize_file(kLog, left * kPage + kPage / 2);
@@ -187,10 +172,10 @@ TEST_F(AnnalctlSalvageTest, RowsAreFoundWithoutTheHeaderAndInAHalfOfTheFile) {
   }
 }
 
-TEST_F(AnnalctlSalvageTest, PagesOfEverySizeAreRecognisedWithoutAHeader) {
+TEST_F(AnnalctlSalvageTest, RecognizesPagesOfEverySizeWithoutAHeader) {
   for (const char* size : {"512", "4096", "65536"}) {
     SCOPED_TRACE(size);
-    start_anew();
+    restore_log();
     sql(kLog, std::string("PRAGMA page_size = ") + size + "; VACUUM;");
     overwrite(kLog, 0, garbage(100));
     ASSERT_EQ(annalctl({"event", "salvage"}).status, 0);
@@ -199,7 +184,7 @@ TEST_F(AnnalctlSalvageTest, PagesOfEverySizeAreRecognisedWithoutAHeader) {
   }
 }
 
-TEST_F(AnnalctlSalvageTest, DeletedRowsDoNotComeBackAndTheirIdsAreNotGivenAgain) {
+TEST_F(AnnalctlSalvageTest, LeavesOutDeletedRowsAndNeverReusesTheirIds) {
   sql(kLog, "PRAGMA secure_delete = OFF; DELETE FROM ANNAL_EVENT WHERE event_id BETWEEN 30 AND 60;");
   put(kGood, contents_of(kLog));
   const std::size_t leaf = rows_by_page().begin()->first;
@@ -210,7 +195,7 @@ TEST_F(AnnalctlSalvageTest, DeletedRowsDoNotComeBackAndTheirIdsAreNotGivenAgain)
   EXPECT_EQ(value(kLog, "SELECT MAX(event_id) FROM ANNAL_EVENT;"), "101");
 }
 
-TEST_F(AnnalctlSalvageTest, LogWithMoreRowsThanItsLimitKeepsThemAndTheLimit) {
+TEST_F(AnnalctlSalvageTest, KeepsRowsBeyondTheLimitAndTheLimit) {
   sql(kLog, "DROP TRIGGER annal_event_logfull;");
   const Finished without = annalctl({"event", "salvage", "--force", "--json"});
   EXPECT_EQ(Json::parse(without.out)["limit"], 100000) << without.err;
@@ -250,13 +235,13 @@ TEST_F(AnnalctlSalvageTest, RowsOfAnEarlierReleaseKeepWhatTheirNewerColumnsHave)
       << salvaged.err;
 }
 
-TEST_F(AnnalctlSalvageTest, ValuesOfEveryKindAreReadFromPagesAsFromTheTable) {
+TEST_F(AnnalctlSalvageTest, ReadsEveryKindOfValueFromPagesAsFromTheTable) {
   sql(kLog,
       "INSERT INTO ANNAL_EVENT (event_id, event_type, event_desc) VALUES (1000, 0, ''), (1001, 1, NULL), (1002, -1, "
       "'ä'), (1003, 127, x'00ff'), (1004, -32768, 'x'), (1005, 8388607, 'x'), (1006, -2147483648, 'x'), (1007, "
       "140737488355327, 'x'), (1008, -9223372036854775808, 'x'), (1009, 1.5, 'x'), (1010, 'text', 'x'), "
       "(9223372036854775000, 1, 'x'), (-5, 1, 'x');");
-  // And of the lengths from which on more of a row, or less, stands on other pages.
+  // And rows of the lengths at which more or less of a row moves to other pages.
   for (const char* length : {"1930", "2180", "3960", "4220"}) {
     sql(kLog,
         std::string("WITH n(i) AS (VALUES (") + length + ") UNION ALL SELECT i + 1 FROM n WHERE i < " + length +
@@ -268,7 +253,7 @@ TEST_F(AnnalctlSalvageTest, ValuesOfEveryKindAreReadFromPagesAsFromTheTable) {
   EXPECT_TRUE(differing().empty());
 }
 
-TEST_F(AnnalctlSalvageTest, EveryLogCanBeSalvaged) {
+TEST_F(AnnalctlSalvageTest, SalvagesEveryLog) {
   const struct {
     std::vector<std::string> log;
     const char* path;
@@ -299,8 +284,8 @@ TEST_F(AnnalctlSalvageTest, EveryLogCanBeSalvaged) {
   }
 }
 
-TEST_F(AnnalctlSalvageTest, HostilePagesEndSoon) {
-  // Every cell of every page is the same, and goes on on a page that goes on on itself, for longer than the file is.
+TEST_F(AnnalctlSalvageTest, EndsSoonOnHostilePages) {
+  // Every cell of every page is the same, and continues on a page that continues on itself, for longer than the file.
   std::string page(kPage, '\0');
   page[0] = 0x0D;
   page[3] = 0x03;  // 1000 cells at 1800
@@ -323,7 +308,7 @@ TEST_F(AnnalctlSalvageTest, HostilePagesEndSoon) {
 
 // --- when it is refused ---
 
-TEST_F(AnnalctlSalvageTest, SoundLogIsLeftAloneUnlessForced) {
+TEST_F(AnnalctlSalvageTest, LeavesASoundLogAloneUnlessForced) {
   const Finished refused = annalctl({"event", "salvage"});
   EXPECT_EQ(refused.status, 0);
   EXPECT_NE(refused.err.find("/etc/logs/event.log is sound (95 events): nothing was changed"), std::string::npos)
@@ -338,7 +323,7 @@ TEST_F(AnnalctlSalvageTest, SoundLogIsLeftAloneUnlessForced) {
   EXPECT_TRUE(contents_of(aside()) == good_);
 }
 
-TEST_F(AnnalctlSalvageTest, WhatIsNoDamagedLogIsLeftAlone) {
+TEST_F(AnnalctlSalvageTest, LeavesAnythingButADamagedLogAlone) {
   const struct {
     const char* name;
     std::function<void()> spoil;
@@ -362,7 +347,7 @@ TEST_F(AnnalctlSalvageTest, WhatIsNoDamagedLogIsLeftAlone) {
   };
   for (const auto& [name, spoil, told, can_be_forced] : causes) {
     SCOPED_TRACE(name);
-    start_anew();
+    restore_log();
     spoil();
     const std::string names = names_in_folder();
     const std::string before = contents_of(kLog);
@@ -380,14 +365,14 @@ TEST_F(AnnalctlSalvageTest, WhatIsNoDamagedLogIsLeftAlone) {
   }
 }
 
-TEST_F(AnnalctlSalvageTest, MissingLogIsNotCalledUndamaged) {
+TEST_F(AnnalctlSalvageTest, DoesNotCallAMissingLogUndamaged) {
   fs::remove(kLog);
   const Finished finished = annalctl({"event", "salvage"});
   EXPECT_EQ(finished.status, 1);
   EXPECT_EQ(finished.err, "annalctl: /etc/logs/event.log: there is no log yet: run 'annalctl event create'\n");
 }
 
-TEST_F(AnnalctlSalvageTest, LockedLogIsRefused) {
+TEST_F(AnnalctlSalvageTest, RefusesALockedLog) {
   overwrite(kLog, 5 * kPage, garbage(kPage));
   sqlite3* writer = nullptr;
   ASSERT_EQ(sqlite3_open(kLog, &writer), SQLITE_OK);
@@ -409,7 +394,7 @@ TEST_F(AnnalctlSalvageTest, AsksAtATerminal) {
 
 // --- files ---
 
-TEST_F(AnnalctlSalvageTest, NewLogHasTheOwnerAndTheModeOfTheOldOneAndStandsWhereALinkLeads) {
+TEST_F(AnnalctlSalvageTest, KeepsOwnerAndModeAndFollowsALinkToTheLog) {
   fs::create_directory("/etc/logs/elsewhere");
   const char* const real = "/etc/logs/elsewhere/real.log";
   fs::rename(kLog, real);
@@ -432,11 +417,11 @@ TEST_F(AnnalctlSalvageTest, NewLogHasTheOwnerAndTheModeOfTheOldOneAndStandsWhere
   EXPECT_EQ(names_in_folder(), "elsewhere event.log ");
 }
 
-TEST_F(AnnalctlSalvageTest, ChangeThatWasCutOffIsUndoneAndBothFilesAreKeptAsTheyWere) {
+TEST_F(AnnalctlSalvageTest, RollsBackAnInterruptedChangeAndKeepsBothFiles) {
   const auto index = std::stoul(value(kLog, "SELECT rootpage FROM sqlite_master WHERE name = 'idx_event_ip';")) - 1;
   for (const bool damaged : {false, true}) {
     SCOPED_TRACE(damaged);
-    start_anew();
+    restore_log();
     damage::cut_off_a_change(kLog, "UPDATE ANNAL_EVENT SET event_user = 'y' || event_user, event_desc = event_user;");
     overwrite(kLog, index * kPage, damaged ? garbage(kPage) : good_.substr(index * kPage, kPage));
     const std::string half = contents_of(kLog);
@@ -459,8 +444,8 @@ TEST_F(AnnalctlSalvageTest, ChangeThatWasCutOffIsUndoneAndBothFilesAreKeptAsThey
   }
 }
 
-TEST_F(AnnalctlSalvageTest, JournalBesideAFileThatIsNoDatabaseAnyMoreIsNotAppliedToTheNewOne) {
-  start_anew();
+TEST_F(AnnalctlSalvageTest, DoesNotApplyAJournalToTheNewFile) {
+  restore_log();
   damage::cut_off_a_change(kLog, "DELETE FROM ANNAL_EVENT;");
   overwrite(kLog, 0, garbage(100));
   ASSERT_EQ(annalctl({"event", "salvage"}).status, 0);
@@ -469,8 +454,8 @@ TEST_F(AnnalctlSalvageTest, JournalBesideAFileThatIsNoDatabaseAnyMoreIsNotApplie
   EXPECT_EQ(annalctl({"event", "check"}).status, 0);
 }
 
-TEST_F(AnnalctlSalvageTest, LogInWriteAheadModeIsBroughtBackFirst) {
-  start_anew();
+TEST_F(AnnalctlSalvageTest, LeavesWriteAheadModeFirst) {
+  restore_log();
   sqlite3* writer = nullptr;
   ASSERT_EQ(sqlite3_open(kLog, &writer), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(writer, "PRAGMA journal_mode = WAL; DELETE FROM ANNAL_EVENT WHERE event_id > 50;", nullptr,
@@ -488,8 +473,8 @@ TEST_F(AnnalctlSalvageTest, LogInWriteAheadModeIsBroughtBackFirst) {
   EXPECT_EQ(annalctl({"event", "check"}).out, "/etc/logs/event.log: sound: 50 events\n");
 }
 
-TEST_F(AnnalctlSalvageTest, RunThatWasCutOffIsRepeated) {
-  start_anew();
+TEST_F(AnnalctlSalvageTest, RepeatsAnInterruptedRun) {
+  restore_log();
   overwrite(kLog, 5 * kPage, garbage(kPage));
   // Killed while the new file was written, and another time when the old one had its second name.
   put("/etc/logs/event.log.salvage-20260101-000000", "half of it");

@@ -1,4 +1,4 @@
-// What salvaging does while others are at work in the folder: programs that store, other salvages, and an enemy.
+// Salvage while others work in the folder: programs that store, other salvages, and an enemy.
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/file.h>
@@ -80,7 +80,7 @@ pid_t start_writer(const std::string& name) {
 
 // --- what others do at the same time ---
 
-TEST_F(AnnalctlSetAsideTest, SalvagesAndWritersAtOnceLoseNoRowThatWasCalledStored) {
+TEST_F(AnnalctlSetAsideTest, SalvagesBesideWritersLoseNoStoredRow) {
   constexpr int kRounds = 6;
   const std::vector<pid_t> writers{start_writer("a"), start_writer("b")};
   int done = 0;
@@ -113,7 +113,7 @@ TEST_F(AnnalctlSetAsideTest, SalvagesAndWritersAtOnceLoseNoRowThatWasCalledStore
   EXPECT_EQ(value(kLog, "SELECT COUNT(*) FROM ANNAL_EVENT WHERE event_desc LIKE 'row %';"), "200");
 }
 
-TEST_F(AnnalctlSetAsideTest, SalvageThatWaitedLooksAtTheFileThatHasTheNameByThen) {
+TEST_F(AnnalctlSetAsideTest, SalvageLooksAgainIfTheLogWasReplacedWhileItWaited) {
   const std::string sound = contents_of(kLog);
   damage_index();
   sqlite3* writer = nullptr;
@@ -132,7 +132,7 @@ TEST_F(AnnalctlSetAsideTest, SalvageThatWaitedLooksAtTheFileThatHasTheNameByThen
   EXPECT_EQ(names_in_folder(), "event.log ");
 }
 
-TEST_F(AnnalctlSetAsideTest, SecondSalvageIsToldOfTheFirst) {
+TEST_F(AnnalctlSetAsideTest, RefusesASecondSalvage) {
   damage_index();
   const int folder = open("/etc/logs", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_EQ(flock(folder, LOCK_EX | LOCK_NB), 0);
@@ -146,14 +146,14 @@ TEST_F(AnnalctlSetAsideTest, SecondSalvageIsToldOfTheFirst) {
 
 // --- what an enemy prepares ---
 
-TEST_F(AnnalctlSetAsideTest, JournalThatIsALinkIsNotCopied) {
+TEST_F(AnnalctlSetAsideTest, DoesNotCopyAJournalThatIsALink) {
   damage_index();
   const std::string damaged = contents_of(kLog);
   put(kSecret, "a secret of the caller's");
   fs::create_symlink(kSecret, std::string(kLog) + "-journal");
   const Finished refused = annalctl({"event", "salvage"});
   EXPECT_EQ(refused.status, 1);
-  EXPECT_NE(refused.err.find("event.log-journal stands where SQLite puts a file of its own"), std::string::npos)
+  EXPECT_NE(refused.err.find("event.log-journal is in the way of a file of SQLite's own"), std::string::npos)
       << refused.err;
   for (const auto& entry : fs::directory_iterator("/etc/logs")) {
     if (!entry.is_symlink()) {
@@ -164,7 +164,7 @@ TEST_F(AnnalctlSetAsideTest, JournalThatIsALinkIsNotCopied) {
   EXPECT_EQ(contents_of(kSecret), "a secret of the caller's");
 }
 
-TEST_F(AnnalctlSetAsideTest, NewLogLetsInWhomTheOldOneDid) {
+TEST_F(AnnalctlSetAsideTest, NewLogKeepsTheAccessControlList) {
   struct Entry {
     std::uint16_t tag;
     std::uint16_t permissions;
@@ -185,7 +185,7 @@ TEST_F(AnnalctlSetAsideTest, NewLogLetsInWhomTheOldOneDid) {
   EXPECT_TRUE(attribute(kLog, kAcl) == before);
   EXPECT_EQ(attribute(kLog, "user.note"), notes ? "kept" : "none");
 
-  // And with none of its own it gets none from the folder.
+  // Without a list of its own it gets none from the folder.
   ASSERT_EQ(removexattr(kLog, kAcl), 0);
   ASSERT_EQ(chmod(kLog, 0640), 0);
   ASSERT_EQ(setxattr("/etc/logs", "system.posix_acl_default", acl.data(), acl.size(), 0), 0);

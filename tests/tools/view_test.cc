@@ -1,4 +1,4 @@
-// How annalctl shows entries to people and to programs, and the habits of other tools that it takes up.
+// How annalctl shows entries to people and to programs, and the conventions of other tools that it follows.
 #include <gmock/gmock.h>
 #include <pty.h>
 #include <unistd.h>
@@ -121,7 +121,7 @@ TEST_F(AnnalctlView, ColumnsAreThoseThatAreAskedFor) {
             "{\"event_id\":1,\"event_type\":2}\n");
   const Finished refused = annalctl({"event", "list", "--columns", "colour"});
   EXPECT_EQ(refused.status, 2);
-  EXPECT_THAT(refused.err, HasSubstr("there is no column 'colour': there are id, type, date"));
+  EXPECT_THAT(refused.err, HasSubstr("there is no column 'colour': the columns are id, type, date"));
 }
 
 TEST_F(AnnalctlView, TimesAreShownInUtcWhenAsked) {
