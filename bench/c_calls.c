@@ -1,3 +1,4 @@
+/* The measured calls as a program in C makes them. */
 #include "bench/c_calls.h"
 
 #include <limits.h>

@@ -1,6 +1,6 @@
 /*
- * What the header for C++ does, as a program in C does it with the library alone: the same calls, the same looks at
- * what comes back. Each answers a number that depends on all of it, or a negative one.
+ * What the header for C++ does, in C with the library alone: the same calls, and the same reading of the results. Each
+ * returns a number that depends on all of them, or a negative one.
  */
 #ifndef ANNAL_BENCH_C_CALLS_H
 #define ANNAL_BENCH_C_CALLS_H

@@ -1,3 +1,4 @@
+// Counts the instructions of the library's calls.
 #include "bench/instructions.h"
 
 #include <fmt/format.h>

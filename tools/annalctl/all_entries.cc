@@ -1,3 +1,8 @@
+// Shows the entries of several logs in one view.
+//
+// Each log is read in short transactions of its own, into a private temporary database that puts all entries in the
+// order of their times. So no log is locked while the view is written. A cursor, or following, continues each log after
+// the last id that was shown.
 #include "tools/annalctl/all_entries.h"
 
 #include <fmt/format.h>
@@ -36,7 +41,7 @@ namespace annalctl {
 
 namespace {
 
-// --- what all logs have, in the same places ---
+// --- the columns of the view ---
 
 constexpr std::array kColumns{
     Column{"log", false},  Column{"id", true},        Column{"date", false},
@@ -84,7 +89,7 @@ constexpr std::array kNoticeTexts{TextFilter{"--text", {"\"desc\""}, "descriptio
 // One log in the view.
 struct Part {
   Log* log;
-  // Computer and message, which have other names in each.
+  // Columns that have other names in each log.
   const char* user;
   const char* address;
   const char* computer;
@@ -92,7 +97,7 @@ struct Part {
   LogFilters filters;
 };
 
-// Notices are looked for by the level of the other logs that their severity corresponds to.
+// The level of the other logs that corresponds to a notice's severity.
 constexpr char kNoticeLevel[] = "CASE WHEN severity <= 3 THEN 2 WHEN severity = 4 THEN 1 ELSE 0 END";
 
 const std::array<Part, 4>& parts() {
@@ -155,7 +160,7 @@ RowShape shape() {
   return {{kColumns.begin(), kColumns.end()}, kTable, &kView, true};
 }
 
-// --- what is asked for ---
+// --- options ---
 
 struct Options {
   std::vector<std::string> files;
@@ -176,7 +181,7 @@ struct Source {
   std::string name;  // in a cursor
   Position last;
   std::optional<FileState> asked;
-  std::string told;  // what stands in the way
+  std::string told;  // the last obstacle that was reported
 };
 
 class LogView {
@@ -256,7 +261,7 @@ class LogView {
     return query;
   }
 
-  // A log that is not there has no entries. What else stands in the way is told once.
+  // A missing log has no entries. Any other obstacle is reported once.
   template <typename Work>
   void read(Source& source, Work work) {
     if (!source.file.empty()) {
@@ -316,7 +321,7 @@ class LogView {
     return changed;
   }
 
-  // Their positions are those of the newest entries, whether these are shown or not.
+  // The positions are those of the newest entries, shown or not.
   void begin_with_newest() {
     for (Source& source : sources_) {
       read(source, [&source](Reader& reader) {
@@ -381,7 +386,7 @@ class LogView {
     }
   }
 
-  // Only once all of it was written, so that a run that is cut off shows something twice rather than never.
+  // Only after all output was written: an interrupted run shows entries twice rather than never.
   void keep_positions() const {
     if (options_.cursor.empty()) {
       return;
@@ -425,14 +430,13 @@ int run_log(const Options& options, Session& session) {
 void add_log_of_all(CLI::App& app, Session& session) {
   CLI::App* const command = app.add_subcommand("log", "Show the entries of all logs in one view, by their times");
   const auto options = std::make_shared<Options>();
-  command->footer(std::string("Events, connections and notices, and the file operations of the files that are\n"
-                              "named. The newest come first; with -f and --cursor the oldest. A log that is not\n"
-                              "there has no entries. --type is for notices the level that their severity\n"
-                              "corresponds to.\n"
+  command->footer(std::string("Events, connections and notices, and the file operations of the named files.\n"
+                              "The newest come first; with -f and --cursor the oldest. A missing log counts as\n"
+                              "empty. For notices, --type means the level that corresponds to their severity.\n"
                               "\n"
-                              "--cursor shows what is new since the same file was last named, and all the first\n"
-                              "time. The file is written once all of it is: a run that was cut off is simply\n"
-                              "repeated. A log that was made anew is shown from its first entry on.\n"
+                              "--cursor shows what is new since the last run with the same file, and everything\n"
+                              "the first time. The file is written after the output, so an interrupted run can\n"
+                              "simply be repeated. A recreated log is shown from its first entry.\n"
                               "\n") +
                   kFilterNotes + kWhenForms +
                   "\nExamples:\n"
@@ -451,7 +455,7 @@ void add_log_of_all(CLI::App& app, Session& session) {
                            ->type_name("FILE")
                            ->excludes(oldest);
   auto* const follow = command->add_flag("-f,--follow", options->follow, "Then show each new one")->excludes(oldest);
-  command->add_option("--interval", options->interval, "Look for new ones every so many seconds; without it 1")
+  command->add_option("--interval", options->interval, "Look for new ones every N seconds; default: 1")
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestInterval, kLongestInterval))
       ->needs(follow);

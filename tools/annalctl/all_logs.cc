@@ -1,3 +1,4 @@
+// Runs info and keep for all logs, each with the rights that its file needs, if need be in a child process.
 #include "tools/annalctl/all_logs.h"
 
 #include <fmt/format.h>
@@ -20,12 +21,12 @@ namespace annalctl {
 
 namespace {
 
-// Each log may need other rights than the next. False when it could not get them, which has been told.
+// Each log may need different rights. False, after reporting it, if the rights could not be assumed.
 bool with_rights_where_it_is(const Log& log, const std::function<bool()>& work) {
   return logs_are_read_only() ? work() : with_rights_for(log, work);
 }
 
-// What another process has found out comes back through a file without a name.
+// Another process returns its findings through a file without a name.
 class Hand {
  public:
   Hand() : file_(std::tmpfile()) {}
@@ -55,7 +56,7 @@ LogFacts facts_with_rights(const Log& log) {
   LogFacts facts;
   facts.log = log.name;
   facts.file = log.path;
-  facts.failure = "it could not be looked at";
+  facts.failure = "it could not be inspected";
   try {
     const Hand hand;
     if (with_rights_where_it_is(log, [&log, &hand] { return hand.put(facts_of(log)); })) {
@@ -73,7 +74,7 @@ void info_of_all(const std::vector<std::string>& files, const InfoOptions& optio
   session.status = write_info(all, options, session);
 }
 
-// A log that is not there holds nothing that is too old.
+// A log that does not exist holds nothing that is too old.
 bool is_missing(const Log& log) {
   std::error_code unknown;
   return !std::filesystem::exists(log.path, unknown) && !unknown;
@@ -124,7 +125,7 @@ void for_all_logs(const std::vector<std::string>& files, const Session& session,
 }
 
 void add_info_of_all(CLI::App& app, Session& session) {
-  CLI::App* const command = app.add_subcommand("info", "Tell what each log holds, its size and its limit");
+  CLI::App* const command = app.add_subcommand("info", "Show what each log holds, its size and its limit");
   const auto files = std::make_shared<std::vector<std::string>>();
   const auto options = std::make_shared<InfoOptions>();
   command->footer(std::string(kInfoNotes) +
@@ -136,13 +137,13 @@ void add_info_of_all(CLI::App& app, Session& session) {
 }
 
 void add_keep_of_all(CLI::App& app, Session& session) {
-  CLI::App* const command = app.add_subcommand("keep", "Delete what is older, or more, than is to be kept of each log");
+  CLI::App* const command = app.add_subcommand("keep", "Delete what is too old or too much, in each log");
   const auto files = std::make_shared<std::vector<std::string>>();
   const auto options = std::make_shared<KeepOptions>();
   command->footer(std::string(kKeepNotes) +
                   "\n"
-                  "Does so with the logs of events, connections and notices that are there, and\n"
-                  "with the files of file operations that are named. Fit for a timer: see\n"
+                  "Handles the logs of events, connections and notices that exist, and the named\n"
+                  "files of file operations. Suitable for a timer: see\n"
                   "annalctl-keep.timer.\n"
                   "\n"
                   "Examples:\n"

@@ -24,12 +24,11 @@ void check_all(const std::vector<std::string>& files, Session& session) {
 }  // namespace
 
 void add_check_of_all(CLI::App& app, Session& session) {
-  CLI::App* const command = app.add_subcommand("check", "Tell whether the logs are sound, and if not, why");
+  CLI::App* const command = app.add_subcommand("check", "Tell if the logs are sound and, if not, why");
   const auto files = std::make_shared<std::vector<std::string>>();
-  command->footer(
-      "Checks the logs of events, connections and notices, and the files of file operations that are named.\n" +
-      fmt::format(fmt::runtime(kCheckPromise), "all of them are") +
-      "\nExamples:\n  annalctl check\n  annalctl check --db operations.db --json\n  annalctl event check");
+  command->footer("Checks the logs of events, connections and notices, and the named files of file operations.\n" +
+                  fmt::format(fmt::runtime(kCheckPromise), "all of them are") +
+                  "\nExamples:\n  annalctl check\n  annalctl check --db operations.db --json\n  annalctl event check");
   command->add_option("--db", *files, "A log of file operations too")->type_name("FILE");
   command->fallthrough();
   command->callback([files, &session] { check_all(*files, session); });

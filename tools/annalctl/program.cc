@@ -73,7 +73,7 @@ constexpr std::array kFormats{
 };
 
 void add_general_options(CLI::App& app, Session& session) {
-  app.set_version_flag("--version,-V", std::string("annalctl " ANNALCTL_VERSION), "Show the version and leave");
+  app.set_version_flag("--version,-V", std::string("annalctl " ANNALCTL_VERSION), "Show the version and exit");
   const auto form = [&session](Format format) { return [&session, format] { session.view.format = format; }; };
   auto* const json =
       app.add_flag_callback("--json", form(Format::kJson),
@@ -89,18 +89,18 @@ void add_general_options(CLI::App& app, Session& session) {
   offer(output->type_name("FORM"), kFormats)->excludes(json)->excludes(csv);
   app.add_flag_callback(
       "--no-pager", [&session] { session.pager = false; },
-      "Write to the terminal what is longer than it, and not to $PAGER (less -FRX)");
+      "Write long output to the terminal instead of to $PAGER (less -FRX)");
   app.add_option_function<std::string>("--names", use_names,
-                                       "Names for the numbers of services, actions and file operations; without it\n"
-                                       "/etc/Corix_annal/names.tsv, if it is there")
+                                       "Names for the numbers of services, actions and file operations; default:\n"
+                                       "/etc/Corix_annal/names.tsv, if it exists")
       ->type_name("FILE");
   app.add_option("--dir", session.place.folder,
-                 "The logs' folder, when it is another one: they are opened for reading alone, and nothing is created")
+                 "Another folder of logs: opens them read-only and creates nothing")
       ->type_name("FOLDER");
-  app.add_flag("--write", session.place.write, "Let a log elsewhere (--dir, --db) be changed");
+  app.add_flag("--write", session.place.write, "Allow changes to a log elsewhere (--dir, --db)");
 }
 
-// The innermost command that was named, whose help is the one to read.
+// The innermost command on the command line, whose help is the one to read.
 const CLI::App* named_command(const CLI::App& app) {
   const CLI::App* command = &app;
   while (!command->get_subcommands().empty()) {
@@ -119,7 +119,7 @@ std::string full_name(const CLI::App* command) {
 
 using Words = std::vector<std::string>;
 
-// The parser has them in an order of its own.
+// The parser returns them in an order of its own.
 std::string first_of(const Words& some, const Words& line) {
   const auto found = std::find_first_of(line.begin(), line.end(), some.begin(), some.end());
   return found == line.end() ? some.front() : *found;
@@ -130,7 +130,7 @@ std::string unknown(const CLI::App& command, const std::string& word) {
   return fmt::format("'{}' is not known{}", word, meant ? fmt::format("; did you mean '{}'?", *meant) : "");
 }
 
-// A command that does not exist is told as a missing one, which is true and no help.
+// The parser reports an unknown command as a missing one, which is true but does not help.
 std::string usage_error(const CLI::App& app, const CLI::ParseError& error, const Words& line) {
   const Words extra = app.remaining(true);
   const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
@@ -146,7 +146,7 @@ std::string usage_error(const CLI::App& app, const CLI::ParseError& error, const
 
 int wrong_usage(const CLI::App& app, const std::string& sentence) {
   complain(sentence);
-  complain_bare(fmt::format("Run '{} --help' for what it takes.", full_name(named_command(app))));
+  complain_bare(fmt::format("Run '{} --help' for its options.", full_name(named_command(app))));
   return kUsage;
 }
 
@@ -155,7 +155,7 @@ bool is_command(const CLI::App& app, const std::string& word) {
   return !commands.empty();
 }
 
-// "help event list" and "event help list" are "event list --help". Throws Refusal for what is no command.
+// "help event list" and "event help list" are "event list --help". Throws Refusal for an unknown command.
 Words with_help_as_option(const CLI::App& app, Words line) {
   constexpr char kHelp[] = "help";
   const bool first = !line.empty() && line[0] == kHelp;
@@ -191,7 +191,7 @@ int run_command(CLI::App& app, int argc, char** argv, Session& session) {
     if (error.get_exit_code() != 0) {
       return wrong_usage(app, usage_error(app, error, line));
     }
-    // Help and version arrive here, and their text counts as written only when it is.
+    // Help and version arrive here. They succeed only if their text was written.
     errno = 0;
     app.exit(error);
     std::cout.flush();
@@ -226,15 +226,15 @@ void add_all_commands(CLI::App& app, Session& session) {
   add_catalog_commands(app, session);
   add_notify(app, session);
   add_completion(app, session, add_all_commands);
-  app.add_subcommand("help", "Show what a command takes: 'annalctl help event list'")->callback([] {
+  app.add_subcommand("help", "Show a command's help: 'annalctl help event list'")->callback([] {
     throw CLI::CallForHelp();
   });
-  app.footer(kFooter);  // last: those above would have it, too
+  app.footer(kFooter);  // last: the commands above would inherit it
 }
 
 int run_program(int argc, char** argv) {
   open_missing_standard_descriptors();
-  // A reader that goes away is noticed by the next write, with the log closed properly behind it.
+  // The next write notices a reader that has gone, and the log is closed properly.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 
   remember_failures();

@@ -1,3 +1,4 @@
+// Finds the name that is closest to a mistyped one.
 #include "tools/annalctl/suggestion.h"
 
 #include <algorithm>

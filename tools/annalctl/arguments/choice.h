@@ -1,4 +1,4 @@
-// Options that take one of a few names, each of which stands for a code of the library.
+// Options that take one of a few names, each with a code of the library.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -25,7 +25,7 @@ struct Choice {
 // "date, time, type"
 [[nodiscard]] std::string names_of(std::span<const Choice> choices);
 
-// The code's name; the code itself when it has none.
+// The code's name, or the code itself if it has none.
 [[nodiscard]] std::string name_of(std::span<const Choice> choices, std::string_view code);
 
 // Has an option say, for a shell's completion and the manual, which values it knows; offered() returns them.

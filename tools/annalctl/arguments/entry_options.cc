@@ -18,7 +18,7 @@ void add_text_options(CLI::App& command, std::span<const TextField> fields, std:
 }
 
 void add_time_option(CLI::App& command, std::string& time) {
-  command.add_option("--time", time, "When it happened: local time or @SECONDS since 1970; without it now")
+  command.add_option("--time", time, "When it happened: local time or @SECONDS since 1970; default: now")
       ->type_name("TIME");
 }
 
@@ -28,7 +28,7 @@ std::optional<std::int64_t> seconds_from_option(const std::string& time) {
   }
   const std::optional<std::int64_t> seconds = parse_time(time);
   if (!seconds) {
-    throw Refusal(fmt::format("'{}' is no time: write it as '2026-11-21 10:00:00' or '@1795255200'", time));
+    throw Refusal(fmt::format("'{}' is not a time: write it as '2026-11-21 10:00:00' or '@1795255200'", time));
   }
   return seconds;
 }

@@ -69,7 +69,7 @@ std::string stored_text(const void* record, const TextField& field) {
 void require_address(std::string_view text) {
   std::string copy(text);
   if (annal_checkip(copy.data()) != ANNAL_OK) {
-    throw Refusal(fmt::format("'{}' is no IPv4 or IPv6 address", text));
+    throw Refusal(fmt::format("'{}' is not an IPv4 or IPv6 address", text));
   }
 }
 

@@ -10,13 +10,13 @@ namespace annalctl {
 
 enum class FieldKind {
   kText,
-  kAddress,  // has to be one, unless it is empty or "---", which is what the library stores for none
-  kMessage,  // the library drops control characters: a TAB or a line end, which part words, becomes a blank first
+  kAddress,  // must be one, unless it is empty or "---", which the library stores for none
+  kMessage,  // the library drops control characters: a TAB or a line end, which separates words, becomes a blank first
 };
 
 struct TextField {
   const char* column;  // its name in the table and in JSON Lines
-  const char* option;  // of the command that adds one entry; null when it is no option
+  const char* option;  // of the command that adds one entry; null: no option
   const char* label;   // for people
   std::size_t offset;  // into the record
   std::size_t bound;   // in bytes, without the terminator
@@ -29,14 +29,14 @@ struct TextField {
   return {column, option, label, offset, bound, FieldKind::kText, absent};
 }
 
-// Puts a text into its field. Throws Refusal when it is too long or cannot be stored as what it is to be: nothing is
-// ever cut or replaced.
+// Puts a text into its field. Throws Refusal if it is too long or the library would change it: nothing is ever cut or
+// replaced.
 void set_text(void* record, const TextField& field, std::string_view text);
 
-// Reads the one that a command takes without an option from standard input, when it is "-".
+// Reads the text that a command takes without an option from standard input if it is "-".
 void take_standard_input(std::span<const TextField> fields, std::span<std::string> texts);
 
-// What the library stores of a field that it does not refuse.
+// The text that the library stores of a field that it accepts.
 [[nodiscard]] std::string stored_text(const void* record, const TextField& field);
 
 // Throws Refusal for what the library would replace.

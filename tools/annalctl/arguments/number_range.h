@@ -6,8 +6,8 @@
 
 namespace annalctl {
 
-// The library takes any number of 0 or less for its own default. Where that is no documented choice, nobody who types
-// one means it.
+// The library takes any number of 0 or less as its own default. Where that is not documented, a user who types such a
+// number does not mean it.
 [[nodiscard]] inline CLI::Range at_least(int least) {
   return {least, std::numeric_limits<int>::max()};
 }

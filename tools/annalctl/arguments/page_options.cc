@@ -24,12 +24,10 @@ void add_page_options(CLI::App& command, PageOptions& page) {
                                 page.limit = value;
                                 page.limit_given = true;
                               },
-                              fmt::format("Show at most so many rows; without it {}", PageOptions::kUsualLimit))
+                              fmt::format("Show at most N rows; default: {}", PageOptions::kUsualLimit))
                           ->type_name("N")
                           ->check(at_least(0));
-  command.add_option("--offset", page.offset, "Leave out so many rows at the beginning")
-      ->type_name("N")
-      ->check(at_least(0));
+  command.add_option("--offset", page.offset, "Skip the first N rows")->type_name("N")->check(at_least(0));
   command.add_flag("--all", page.all, "Show all rows")->excludes(limit);
 }
 

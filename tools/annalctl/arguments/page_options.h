@@ -1,4 +1,4 @@
-// Which rows of a listing are wanted.
+// Which rows of a listing to show.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -19,8 +19,8 @@ struct PageOptions {
     std::int64_t offset;
   };
 
-  // One row beyond the page is asked for when the tool set the limit itself: only then is it worth telling that there
-  // are more.
+  // If the limit is the tool's own, asks for one more row than it shows: only then does it tell the user that there are
+  // more.
   [[nodiscard]] Window window() const;
   [[nodiscard]] bool bounded() const { return !all; }
 };

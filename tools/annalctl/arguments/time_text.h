@@ -17,12 +17,12 @@ struct CalendarTime {
   int second;
 };
 
-// Local time to seconds; nothing for a day that does not exist, as 30 February.
+// Local time to seconds; nothing for a day that does not exist, such as 30 February.
 [[nodiscard]] std::optional<std::int64_t> local_seconds(const CalendarTime& time);
 
-// Takes one ISO time off the front of a text: "2026-11-21 10:00:00" or with a T between, then an optional fraction,
-// which is left out, and an optional zone ("Z", "+02:00"); without one it is local time. The text is left alone when
-// it does not begin with a time.
+// Takes an ISO time off the front of a text: "2026-11-21 10:00:00", or with a T between, then an optional fraction,
+// which is ignored, and an optional zone ("Z", "+02:00"); without a zone it is local time. Leaves a text that does not
+// begin with a time alone.
 [[nodiscard]] std::optional<std::int64_t> take_iso_time(std::string_view& text);
 
 // Takes "hh:mm:ss" off the front of a text into a time.
@@ -31,7 +31,7 @@ struct CalendarTime {
 // A whole text: an ISO time or "@" and the seconds.
 [[nodiscard]] std::optional<std::int64_t> parse_time(std::string_view text);
 
-// A time as the logs can hold it. Throws Refusal for one beyond 32 bits, and for 0, which stands for "now".
+// A time that the logs can hold. Throws Refusal for one beyond 32 bits, and for 0, which means "now".
 [[nodiscard]] std::int32_t storable_time(std::int64_t seconds);
 
 }  // namespace annalctl

@@ -29,9 +29,9 @@ constexpr std::array<std::string_view, 7> kWeekdays{"sunday",   "monday", "tuesd
                                                     "thursday", "friday", "saturday"};
 constexpr std::size_t kShortWeekday = 3;
 
-// Hours are as long as each other, days and what is counted in them keep the time of day.
+// Hours have a fixed length; days and longer units keep the time of day.
 struct Unit {
-  std::string_view name;        // also with an "s" behind it
+  std::string_view name;        // also with an "s" at the end
   std::string_view short_name;  // "": none
   int seconds;
   int days;
@@ -44,7 +44,7 @@ constexpr std::array kUnits{
     Unit{"week", "w", 0, 7, 0},   Unit{"month", "", 0, 0, 1},    Unit{"year", "", 0, 0, 12},
 };
 
-// More than that of any unit reaches beyond all dates.
+// More than that of any unit is beyond all dates.
 constexpr int kMost = 1'000'000'000;
 
 std::tm local_fields(std::int64_t seconds) {
@@ -106,7 +106,7 @@ std::optional<std::int64_t> day(std::string_view text, std::int64_t now, DayBoun
     const std::int64_t bound = end_of_day(fields, end);
     return blank == text.size() ? bound : at_clock(local_fields(bound), text.substr(blank + 1));
   }
-  // A date alone is the one that makes a whole time with a time of day behind it.
+  // A date is what makes a whole time if a time of day follows it.
   const std::optional<std::int64_t> noon = parse_time(std::string(text) + " 12:00:00");
   return noon ? std::optional(end_of_day(local_fields(*noon), end)) : std::nullopt;
 }
@@ -157,7 +157,7 @@ std::optional<std::int64_t> span(std::string_view text, std::int64_t now) {
   return count && unit != nullptr ? before(now, *count, *unit) : std::nullopt;
 }
 
-// Seconds since 1970 without "@", for as many digits as cannot be meant otherwise.
+// Seconds since 1970 without "@", if so many digits cannot mean anything else.
 std::optional<std::int64_t> bare_seconds(std::string_view text) {
   constexpr std::size_t kFewest = 9;
   return text.size() >= kFewest ? whole_number<std::int64_t>(text) : std::nullopt;
@@ -168,8 +168,8 @@ std::optional<std::int64_t> bare_seconds(std::string_view text) {
 const char* const kWhenForms =
     "A TIME is '2026-11-21', '2026-11-21 10:00', '10:00', 'now', 'today',\n"
     "'yesterday', 'monday', '2 days ago', '1h ago', '-1h' or '@1795255200': local\n"
-    "time unless a zone follows ('2026-11-21 10:00:00Z', '+02:00'). A day alone is\n"
-    "the whole day, a weekday the latest of that name.\n";
+    "time unless a zone follows ('2026-11-21 10:00:00Z', '+02:00'). A date alone\n"
+    "is the whole day, a weekday the latest of that name.\n";
 
 std::optional<std::int64_t> parse_when(std::string_view text, std::int64_t now, DayBound end) {
   if (const auto seconds = parse_time(with_seconds(text))) {

@@ -1,3 +1,4 @@
+// Prints a number of bytes with its unit.
 #include "tools/annalctl/base/byte_text.h"
 
 #include <fmt/format.h>

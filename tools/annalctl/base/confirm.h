@@ -6,10 +6,10 @@
 
 namespace annalctl {
 
-// What a person at the terminal answers; nothing when standard input is no terminal.
+// The answer of a person at the terminal; nothing if standard input is not a terminal.
 [[nodiscard]] std::optional<bool> answer_to(const std::string& question);
 
-// True when a person at the terminal agrees, and also when standard input is no terminal: a script has decided already.
+// True if a person at the terminal agrees, or if standard input is not a terminal: a script has decided already.
 [[nodiscard]] bool confirmed(const std::string& question);
 
 }  // namespace annalctl

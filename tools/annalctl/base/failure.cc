@@ -17,8 +17,8 @@ WriteFailure::WriteFailure(int error)
     : std::runtime_error("cannot write to standard output: " + system_message(error)), reader_gone_(error == EPIPE) {}
 
 void complain_bare(const std::string& sentence) {
-  // One call a line: standard error is unbuffered, and lines of other programs may come between two calls. There is
-  // no better place to report that this one fails.
+  // One call for each line: standard error is unbuffered, and other programs may write between two calls. There is no
+  // better place to report a failure of this one.
   const std::string line = printable(sentence) + "\n";
   static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
 }

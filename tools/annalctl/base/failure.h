@@ -9,10 +9,10 @@ namespace annalctl {
 enum ExitStatus : int {
   kSuccess = 0,
   kFailure = 1,  // the library reported a failure, or some lines of an import were refused
-  kUsage = 2,    // nothing was done, because of what was asked for
+  kUsage = 2,    // the command line was wrong, and nothing was done
 };
 
-// An input that cannot be taken as it is: on the command line it is wrong usage, in an imported file a bad line.
+// An input that is not accepted: wrong usage on the command line, a bad line in an imported file.
 class Refusal : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -22,7 +22,7 @@ class Refusal : public std::runtime_error {
 class WriteFailure : public std::runtime_error {
  public:
   explicit WriteFailure(int error);
-  // The reader has gone away, as in "| head": nobody is left who wants to hear of it.
+  // The reader has gone, as in "| head": there is no one to report it to.
   [[nodiscard]] bool reader_gone() const { return reader_gone_; }
 
  private:
@@ -35,7 +35,7 @@ class WriteFailure : public std::runtime_error {
 // whatever could steer a terminal is escaped.
 void complain(const std::string& sentence);
 
-// The same without the prefix, for what names a file and a line instead.
+// The same without the prefix, for messages that begin with a file and a line.
 void complain_bare(const std::string& sentence);
 
 }  // namespace annalctl

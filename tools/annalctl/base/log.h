@@ -11,7 +11,7 @@ namespace annalctl {
 struct Column {
   const char* name;
   bool integer;
-  // What an entry has that is older than the column, as SQL; a null pointer for columns of the earliest release.
+  // The SQL value of entries that are older than the column; null for columns of the earliest release.
   const char* older = nullptr;
 };
 
@@ -21,7 +21,7 @@ struct Log {
   const char* path;
   const char* table;
   std::span<const Column> columns;  // the current layout, which is also the order of a listing
-  std::size_t earliest_columns;     // so many of them had the earliest release
+  std::size_t earliest_columns;     // how many of them the earliest release had
   const char* id;                   // the columns that every log has under some name
   const char* level;
   const char* date;
@@ -29,13 +29,13 @@ struct Log {
   std::span<const char* const> levels;  // by their numbers
   int usual_limit;                      // of entries: the library's own, for a limit of 0
   int (*count)() noexcept;              // of all entries; a negative number is a result code
-  // Creates the log where blueprint_of has led all databases, whatever is at the log's path.
+  // Creates the log in the database to which blueprint_of redirects every path.
   int (*create_redirected)(int limit, int batch) noexcept;
-  // Calls of the library that add, count and list entries, each with a usual one. Only for statements_of, which has led
-  // all databases elsewhere and lets no entry be stored: a stored one goes on to other programs.
+  // Calls of the library that add, count and list entries. Only for statements_of, which redirects every database and
+  // stores no entry: the library forwards a stored entry to other programs.
   std::span<int (*const)() noexcept> uses;
-  const char* options = "";  // what each of its commands needs, a blank in front, for texts that name one
-  bool migrates = true;      // there is a command for it
+  const char* options = "";  // the options that its commands need, after a blank, for messages
+  bool migrates = true;      // it has the command
 };
 
 enum class Purpose {
@@ -45,7 +45,7 @@ enum class Purpose {
   kMigrating,
 };
 
-// One call of the library, as its failure has to be told.
+// A call of the library, for the message about its failure.
 struct Call {
   const Log& log;
   std::string doing;  // completes "cannot …"

@@ -1,3 +1,4 @@
+// Formats points of time.
 #include "tools/annalctl/base/moment.h"
 
 #include <fmt/format.h>

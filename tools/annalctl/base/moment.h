@@ -12,7 +12,7 @@ enum class Zone {
   kUtc,
 };
 
-// "2026-11-21T10:00:00+01:00", or with "Z" behind it; nothing for a time that has no such text.
+// "2026-11-21T10:00:00+01:00", or with "Z"; nothing for a time that has no such text.
 [[nodiscard]] std::optional<std::string> iso_text(std::int64_t seconds, Zone zone);
 
 // "2026-11-21 10:00:00"

@@ -13,7 +13,7 @@ namespace annalctl {
 
 namespace {
 
-// One character of a text; a byte that starts none stands for itself.
+// One character of a text, or a byte that starts none.
 struct Character {
   std::string_view bytes;
   char32_t code;
@@ -24,7 +24,7 @@ struct SequenceForm {
   unsigned char mask;
   unsigned char lead;
   std::size_t length;
-  char32_t lowest;  // what is shorter in another form is no valid sequence
+  char32_t lowest;  // a longer form than necessary is invalid
 };
 
 constexpr std::array kForms{

@@ -1,4 +1,4 @@
-// Stored text on its way to a person: nothing in it may steer the terminal, and columns must line up.
+// Prepares stored text for the terminal: it must not control the terminal, and columns must line up.
 #pragma once
 
 #include <cstddef>
@@ -18,10 +18,10 @@ namespace annalctl {
 // Terminal columns that a printable text takes.
 [[nodiscard]] std::size_t display_width(std::string_view text);
 
-// A printable text cut to so many columns, "…" in place of what is missing.
+// A printable text cut to a number of columns, with "…" for the rest.
 [[nodiscard]] std::string clipped(std::string_view text, std::size_t width);
 
-// Character classes of ASCII alone: bytes of other characters belong to no class, whatever the locale.
+// Character classes of ASCII only: other bytes belong to no class, whatever the locale.
 [[nodiscard]] constexpr bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -31,7 +31,7 @@ namespace annalctl {
 [[nodiscard]] constexpr bool is_letter(char c) {
   return lower(c) >= 'a' && lower(c) <= 'z';
 }
-// Equal but for the case of ASCII letters.
+// Equal except for the case of ASCII letters.
 [[nodiscard]] bool same_letters(std::string_view left, std::string_view right);
 [[nodiscard]] constexpr bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r';

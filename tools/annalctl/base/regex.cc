@@ -1,3 +1,4 @@
+// Wraps RE2.
 #include "tools/annalctl/base/regex.h"
 
 #include <fmt/format.h>
@@ -16,7 +17,7 @@ Regex::Regex(const std::string& expression, Letters letters, Text text) {
   options.set_encoding(text == Text::kUtf8 ? RE2::Options::EncodingUTF8 : RE2::Options::EncodingLatin1);
   expression_ = std::make_unique<RE2>(expression, options);
   if (!expression_->ok()) {
-    throw Refusal(fmt::format("'{}' is no regular expression: {}", expression, expression_->error()));
+    throw Refusal(fmt::format("'{}' is not a regular expression: {}", expression, expression_->error()));
   }
   for (const auto& [place, name] : expression_->CapturingGroupNames()) {
     places_.push_back(place);

@@ -19,11 +19,11 @@ class Regex {
     kOfEitherCase,
   };
   enum class Text {
-    kUtf8,   // '.' is a character, and what is no UTF-8 matches nothing
+    kUtf8,   // '.' is a character, and invalid UTF-8 matches nothing
     kBytes,  // '.' is a byte
   };
 
-  // Throws Refusal for what is no expression, with the reason.
+  // Throws Refusal, with the reason, for an invalid expression.
   explicit Regex(const std::string& expression, Letters letters = Letters::kAsTheyAre, Text text = Text::kUtf8);
   ~Regex();
   Regex(Regex&& other) noexcept;
@@ -35,7 +35,7 @@ class Regex {
   // The named groups, "(?P<name>…)", in the order in which they begin.
   [[nodiscard]] const std::vector<std::string>& names() const { return names_; }
 
-  // What the named groups match, as parts of the text, in the same order; empty for a group without a part in it.
+  // The parts of the text that the named groups match, in the same order; empty for a group that matches nothing.
   // False when no part of the text matches.
   [[nodiscard]] bool find_groups(std::string_view text, std::vector<std::string_view>& groups) const;
 

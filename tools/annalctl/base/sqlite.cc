@@ -18,7 +18,7 @@ Remembered& remembered() {
   return failure;
 }
 
-// What is no failure of the file, or is told by whoever holds the lock.
+// Codes that do not mean a failure of the file, or that the holder of the lock explains.
 bool is_worth_remembering(int code) {
   constexpr int kPrimary = 0xFF;
   switch (code & kPrimary) {
@@ -56,7 +56,7 @@ SqliteDatabase::SqliteDatabase(const std::string& name, int flags) {
   sqlite3* handle = nullptr;
   static_cast<void>(sqlite3_open_v2(name.c_str(), &handle, flags, nullptr));
   handle_.reset(handle);
-  // The schema of a damaged file, or of one that somebody has prepared, is not to be trusted with functions.
+  // The schema of a damaged or forged file must not be able to call functions.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 }
 

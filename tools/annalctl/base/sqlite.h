@@ -1,4 +1,4 @@
-// SQLite asked directly, where the library has no call: the state of a file, and the rows of a damaged one.
+// Uses SQLite directly where the library has no function: for the state of a file and the rows of a damaged one.
 #pragma once
 
 #include <sqlite3.h>
@@ -13,7 +13,7 @@ namespace annalctl {
 
 class SqliteDatabase {
  public:
-  // flags: SQLite's for opening. A file that cannot be opened has that as the failure of each statement.
+  // flags: SQLite's for opening. If the file cannot be opened, every statement fails with that error.
   SqliteDatabase(const std::string& name, int flags);
 
   [[nodiscard]] sqlite3* handle() const { return handle_.get(); }
@@ -28,13 +28,13 @@ class SqliteDatabase {
   std::unique_ptr<sqlite3, Close> handle_;
 };
 
-// One statement and where it stands. It must not outlive its database.
+// A statement and its current row. It must not outlive its database.
 class SqliteStatement {
  public:
   SqliteStatement(const SqliteDatabase& database, const std::string& text);
 
   [[nodiscard]] bool prepared() const { return handle_ != nullptr; }
-  [[nodiscard]] bool next();  // false at the end, and on a failure
+  [[nodiscard]] bool next();  // false at the end and after a failure
   // Place 1 is the first. Values stay bound when the statement is reset; a text is not copied.
   void bind(int place, std::int64_t value) const { sqlite3_bind_int64(handle_.get(), place, value); }
   void bind(int place, const std::string& text) const;
@@ -52,17 +52,17 @@ class SqliteStatement {
   int code_;
 };
 
-// From now on what SQLite could not do is remembered, for the library as well, whose codes do not tell. To be called
-// before the first database is opened.
+// From now on records SQLite's errors, the library's included, whose codes do not tell them. Call this before the first
+// database is opened.
 void remember_failures();
 
 // The code, in its extended form, of the last failure since then.
 [[nodiscard]] std::optional<int> failure_since(std::chrono::steady_clock::time_point begun);
 
-// A name in the form in which it stands for itself in any statement.
+// A name, quoted for a statement.
 [[nodiscard]] std::string quoted_name(const std::string& name);
 
-// The file as it is: no lock is taken and no journal looked at. Only for one that nobody else changes meanwhile.
+// Opens the file as it is, without a lock and ignoring its journal. Only for files that no other program changes.
 [[nodiscard]] std::string immutable_name(const std::string& path);
 
 }  // namespace annalctl

@@ -1,3 +1,4 @@
+// Reads all of standard input.
 #include "tools/annalctl/base/standard_input.h"
 
 #include <unistd.h>

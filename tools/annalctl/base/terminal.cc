@@ -23,7 +23,7 @@ std::string_view environment(const char* name) {
   return value == nullptr ? std::string_view() : value;
 }
 
-// What the environment says, the terminal says, or is usual.
+// From the environment, the terminal, or the default.
 std::size_t size_of(const char* variable, unsigned short told, std::size_t usual) {
   const std::size_t asked = whole_number<std::size_t>(environment(variable)).value_or(0);
   if (asked > 0) {
@@ -52,7 +52,7 @@ void open_missing_standard_descriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) < 0) {
       input_was_closed = input_was_closed || descriptor == STDIN_FILENO;
-      // The lowest free number is this one. Opened for reading alone, so that output still fails as it should.
+      // This is the lowest free number. Opened read-only, so that output still fails as it should.
       static_cast<void>(open("/dev/null", O_RDONLY));
     }
   }

@@ -1,4 +1,4 @@
-// What is known about the terminal behind standard output or standard error.
+// What is known about the terminal of standard output or standard error.
 #pragma once
 
 #include <cstddef>
@@ -12,10 +12,10 @@ struct Terminal {
   bool colour = false;
 };
 
-// What COLUMNS, LINES and NO_COLOR say holds, whatever the terminal is.
+// COLUMNS, LINES and NO_COLOR override the terminal.
 [[nodiscard]] Terminal terminal_of(int descriptor);
 
-// Makes sure that the three standard descriptors are taken: a log that is opened as number 1 would receive the output.
+// Makes sure that the three standard descriptors are open: a log opened as descriptor 1 would receive the output.
 void open_missing_standard_descriptors();
 
 }  // namespace annalctl

@@ -1,4 +1,4 @@
-// A number that is the whole of a text.
+// Parses a text that is a number and nothing else.
 #pragma once
 
 #include <charconv>
@@ -8,7 +8,7 @@
 
 namespace annalctl {
 
-// Nothing for a text with anything but the number, and for one that the type does not hold.
+// Nothing for any other text, and for a number that the type cannot hold.
 template <typename Number>
 [[nodiscard]] std::optional<Number> whole_number(std::string_view text) {
   Number number = 0;

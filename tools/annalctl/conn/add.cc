@@ -17,11 +17,11 @@ namespace annalctl::conn {
 namespace {
 
 constexpr char kFooter[] =
-    "A resource that begins with '-' stands behind '--'. The log stamps the entry with the current time.\n"
-    "Without --user the user is System, without --ip the address 127.0.0.1, without --computer the computer "
-    "localhost:\n"
-    "the connection counts as one of the appliance itself. A quote (') is stored as it is. A log that is damaged or\n"
-    "lacks columns is left alone, and nothing is stored.\n"
+    "Put a resource that begins with '-' after '--'. The log stamps the entry with the current time.\n"
+    "The default user is System, the address 127.0.0.1 and the computer localhost: the connection counts as one of "
+    "the\n"
+    "appliance itself. A quote (') is stored as it is. Stores nothing in a log that is damaged or lacks columns, and\n"
+    "leaves it alone.\n"
     "\n"
     "Examples:\n"
     "  annalctl conn add /share/Public/plan.odt --user ann --ip 10.0.0.5 --service 1 --action 2\n"
@@ -59,17 +59,17 @@ void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one connection; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
-  add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level; default: information");
   auto* const service =
-      command->add_option("--service", arguments->service, "The service's number, 0 to 12; without it 0")
+      command->add_option("--service", arguments->service, "The service's number, 0 to 12; default: 0")
           ->type_name("N")
           ->check(CLI::Range(0, static_cast<int>(kHighestService)));
   take_names(service, Named::kService);
-  auto* const action = command->add_option("--action", arguments->action, "The action's number, 0 to 36; without it 0")
+  auto* const action = command->add_option("--action", arguments->action, "The action's number, 0 to 36; default: 0")
                            ->type_name("N")
                            ->check(CLI::Range(0, static_cast<int>(kHighestAction)));
   take_names(action, Named::kAction);
-  command->add_flag("--failed", arguments->failed, "The action failed (result 13); without it the result is 0");
+  command->add_flag("--failed", arguments->failed, "The action failed (result 13); otherwise the result is 0");
   add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {
     take_standard_input(kTextFields, arguments->texts);

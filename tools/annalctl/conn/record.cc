@@ -85,7 +85,7 @@ void set_member(ConnRecord& record, const Member& member) {
   } else if (const TextField* field = find_field(kTextFields, member.key)) {
     set_text(&record, *field, member.text);
   } else {
-    throw Refusal(fmt::format("'{}' is no column of the connection log", member.key));
+    throw Refusal(fmt::format("'{}' is not a column of the connection log", member.key));
   }
 }
 

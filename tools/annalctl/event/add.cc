@@ -18,9 +18,9 @@ namespace annalctl::event {
 namespace {
 
 constexpr char kFooter[] =
-    "A message that begins with '-' stands behind '--'; '-' alone is read from\n"
-    "standard input. A TAB or line end in a message becomes a blank.\n"
-    "Without --ip and --client-app the event counts as one of the appliance itself.\n"
+    "Put a message that begins with '-' after '--'; '-' alone reads it from standard\n"
+    "input. A TAB or line end in a message becomes a blank. Without --ip and\n"
+    "--client-app the event counts as one of the appliance itself.\n"
     "\n"
     "Examples:\n"
     "  annalctl event add 'fan 2 stopped' --type error --app hardware --category fan\n"
@@ -60,7 +60,7 @@ void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one event; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
-  add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level; default: information");
   add_time_option(*command, arguments->time);
   add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {

@@ -93,7 +93,7 @@ void set_member(EventRecord& record, TimeParts& time, const Member& member) {
   } else if (const TextField* field = find_field(kTextFields, member.key)) {
     set_text(&record, *field, member.text);
   } else {
-    throw Refusal(fmt::format("'{}' is no column of the event log", member.key));
+    throw Refusal(fmt::format("'{}' is not a column of the event log", member.key));
   }
 }
 

@@ -21,9 +21,9 @@ namespace annalctl::fileop {
 namespace {
 
 constexpr char kFooter[] =
-    "What the codes of actions and folders mean is the file manager's to say.\n"
-    "A single quote takes two bytes of a text, except in the description. A path '-'\n"
-    "is read from standard input.\n"
+    "The file manager defines the codes of actions and folders. A single quote takes\n"
+    "two bytes of a text, except in the description. The path '-' reads it from\n"
+    "standard input.\n"
     "\n"
     "Examples:\n"
     "  annalctl fileop --db operations.db add /share/photos/a.jpg --action 4 --size 52000 --user ann --ip 10.0.0.5\n"
@@ -73,7 +73,7 @@ void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one file operation; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
-  command->add_option("path", arguments->path, "The path that was operated on")->type_name("TEXT")->required();
+  command->add_option("path", arguments->path, "The path of the file or folder")->type_name("TEXT")->required();
   auto* const action =
       command->add_option("--action", arguments->action, "What was done, as the file manager numbers it: 1 to 35")
           ->type_name("N")
@@ -81,12 +81,11 @@ void add_add(CLI::App& commands, Session& session) {
           ->required();
   take_names(action, Named::kOperation);
   command->add_option("--old-path", arguments->old_path, "The path before a move or renaming")->type_name("TEXT");
-  command->add_option("--folder", arguments->folder, "Folder code, 0 to 2; without it 0")
+  command->add_option("--folder", arguments->folder, "Folder code, 0 to 2; default: 0")
       ->type_name("N")
       ->check(CLI::Range(0, 2));
-  command->add_option("--size", arguments->size, "Size in bytes, as far as 32 bits hold it; without it 0")
-      ->type_name("N");
-  add_choice(*command, "--type", arguments->level, kLevels, "Level; without it information");
+  command->add_option("--size", arguments->size, "Size in bytes, at most 2147483647; default: 0")->type_name("N");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level; default: information");
   add_time_option(*command, arguments->time);
   add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {

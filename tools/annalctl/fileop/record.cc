@@ -55,7 +55,7 @@ constexpr std::array kNumbers{
 void require_address(std::string_view text) {
   std::string copy(text);
   if (pavo2log_checkip(copy.data()) != ANNAL_OK) {
-    throw Refusal(fmt::format("'{}' is no IPv4 or IPv6 address", text));
+    throw Refusal(fmt::format("'{}' is not an IPv4 or IPv6 address", text));
   }
 }
 

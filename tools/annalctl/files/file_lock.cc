@@ -17,7 +17,7 @@ namespace {
 struct LockRange {
   off_t begin;
   off_t size;
-  bool stops_readers;  // A reserved lock announces a write and lets readers in until it happens.
+  bool stops_readers;  // A reserved lock announces a write and admits readers until it happens.
 };
 
 constexpr std::array kLockRanges{
@@ -59,7 +59,7 @@ std::optional<std::string> lock_holder(const char* path, bool writing) {
       holder = process_name(lock.l_pid);
     }
   }
-  // Closing drops this process's own locks on the file. It has none: every call of the library has ended.
+  // Closing drops this process's own locks on the file. It has none: every call of the library has returned.
   close(file);
   return holder;
 }

@@ -1,3 +1,8 @@
+// A layer between SQLite and the operating system's files, through which this process opens every database.
+//
+// The library knows its logs by fixed paths and waits for locks by sleeping. This layer leads those paths elsewhere,
+// opens files read-only, and during a long sleep tells at the terminal which process holds the lock. It finds that
+// process in /proc/locks: opening the log to ask would, on closing, drop this process's locks on it.
 #include "tools/annalctl/files/log_system.h"
 
 #include <fcntl.h>
@@ -25,7 +30,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kWorthTelling{1};
-// Between two sleeps of one wait SQLite only tries the lock again.
+// Between two sleeps of one wait SQLite only retries the lock.
 constexpr std::chrono::milliseconds kOneWait{50};
 
 struct Wait {
@@ -48,7 +53,7 @@ System& the_system() {
   return system;
 }
 
-// False when writing could hold this thread up: it may have a lock itself.
+// False if writing could block this thread, which may hold a lock itself.
 bool standard_error_takes_a_line() {
   pollfd descriptor{STDERR_FILENO, POLLOUT, 0};
   return poll(&descriptor, 1, 0) == 1 && (descriptor.revents & POLLOUT) != 0;
@@ -63,7 +68,7 @@ void tell_of(Wait& wait, const std::string& path) {
       fmt::format("waiting for {}, which is locked by {}", path, listed_lock_holder(path).value_or("another process")));
 }
 
-// --- what SQLite calls, and so must not throw ---
+// --- called by SQLite, so these must not throw ---
 
 int sleep_for(sqlite3_vfs* /*system*/, int microseconds) noexcept {
   System& system = the_system();
@@ -75,7 +80,7 @@ int sleep_for(sqlite3_vfs* /*system*/, int microseconds) noexcept {
   system.wait.slept = Clock::now();
   try {
     tell_of(system.wait, system.opened);
-  } catch (...) {  // the wait matters, and not the line
+  } catch (...) {  // the wait matters, not the line
   }
   return slept;
 }
@@ -90,7 +95,7 @@ int full_name(sqlite3_vfs* /*system*/, const char* name, int size, char* to) noe
   }
 }
 
-// Without shared memory, which would be a file beside the log: one in write-ahead mode cannot be opened then.
+// Without shared memory, which would be a file beside the log. So a log in write-ahead mode cannot be opened.
 void take_shared_memory_from(sqlite3_file* file) {
   static sqlite3_io_methods methods;
   if (file->pMethods != nullptr) {
@@ -198,7 +203,7 @@ std::optional<std::string> listed_lock_holder(const std::string& path) {
     const std::optional<ListedLock> lock = listed_lock(line);
     const bool of_sqlite = lock && lock->file == file && lock->begin >= kPendingByte &&
                            lock->begin < kPendingByte + kLockBytes && lock->process != getpid();
-    // One that reads holds up the end of a change only.
+    // A reader only delays the end of a change.
     if (of_sqlite && (lock->writes || !holder)) {
       holder = process_name(lock->process);
     }

@@ -26,7 +26,8 @@ constexpr char kWriteAheadName[] = "/log-wal";
 constexpr std::size_t kMostChanged = std::size_t{64} << 20U;
 constexpr std::chrono::milliseconds kPause{20};
 
-constexpr off_t kWriteAheadLocks = 120;  // in the shared file: that of writing, then that of moving changes to the log
+constexpr off_t kWriteAheadLocks =
+    120;  // in the shared file: the lock for writing, then the lock for moving changes into the log
 constexpr off_t kWriteAheadLocksSize = 2;
 
 struct flock range_of(short type, off_t begin, off_t size) {
@@ -63,8 +64,8 @@ RegularFile::RegularFile(const std::string& path, Links links) {
   struct stat status {};
   const bool follows = links == Links::kFollowed;
   const int found = follows ? stat(path.c_str(), &status) : lstat(path.c_str(), &status);
-  // Opening a device can do something to it, so it is looked at before; another file may be there by then, so after
-  // too.
+  // Opening a device can affect it, so look first. By the time of opening it may be another file, so look again
+  // afterwards.
   if (found == 0 && S_ISREG(status.st_mode)) {
     descriptor_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (follows ? 0 : O_NOFOLLOW));
     error_ = descriptor_ < 0 ? errno : 0;
@@ -112,7 +113,7 @@ Neighbour neighbour_at(const std::string& path) {
   if (!S_ISREG(status.st_mode)) {
     return Neighbour::kOther;
   }
-  // SQLite takes an empty file for none.
+  // SQLite treats an empty file like a missing one.
   return status.st_size > 0 ? Neighbour::kFile : Neighbour::kNone;
 }
 
@@ -120,7 +121,7 @@ Neighbour neighbour_at(const std::string& path) {
 
 ReaderLock::Outcome ReaderLock::take(const RegularFile& log, std::chrono::steady_clock::time_point until) {
   const int file = log.descriptor();
-  // Through the gate that a waiting writer closes: without it readers could keep one waiting for ever.
+  // Through the gate that a waiting writer closes: without it readers could starve a writer.
   Outcome outcome = lock(file, F_RDLCK, kPendingByte, 1, until);
   if (outcome == Outcome::kHeld) {
     outcome = lock(file, F_RDLCK, kSharedFirst, kSharedSize, until);
@@ -141,7 +142,7 @@ ReaderLock::Outcome ReaderLock::take_write_ahead(const RegularFile& shared,
 
 // --- changes in memory ---
 
-// Fills it with zeros behind the end. False when the disk does not give what it should.
+// Fills it with zeros beyond the end. False if the disk fails to deliver.
 bool ShadowFile::load(std::int64_t number, unsigned char* block) const {
   std::memset(block, 0, kBlock);
   const std::int64_t begin = number * kBlock;
@@ -152,7 +153,7 @@ bool ShadowFile::load(std::int64_t number, unsigned char* block) const {
       return false;
     }
     if (got == 0) {
-      break;  // cut meanwhile
+      break;  // truncated meanwhile
     }
     done += std::max<ssize_t>(got, 0);
   }
@@ -216,7 +217,7 @@ struct PrivateView::Handle {
   std::shared_ptr<ShadowFile>* file;
 };
 
-// What SQLite calls, and so must not throw.
+// Called by SQLite, so these must not throw.
 struct PrivateView::Methods {
   static Handle& of(sqlite3_file* file) { return *reinterpret_cast<Handle*>(file); }
 
@@ -264,7 +265,7 @@ struct PrivateView::Methods {
   static PrivateView& view_of(sqlite3_vfs* system) { return *static_cast<PrivateView*>(system->pAppData); }
 
   static int open(sqlite3_vfs* system, const char* name, sqlite3_file* file, int flags, int* flags_out) noexcept {
-    // Version 1: no file is mapped, and no memory shared.
+    // Version 1: no mapped file and no shared memory.
     static constexpr sqlite3_io_methods kMethods{1,
                                                  close,
                                                  read,
@@ -356,7 +357,7 @@ bool PrivateView::full() const {
   return changed > kMostChanged;
 }
 
-// A temporary one has no name, and goes with its handle.
+// A temporary file has no name, and ends with its handle.
 std::shared_ptr<ShadowFile> PrivateView::file_of(const char* name) {
   if (name == nullptr) {
     return std::make_shared<ShadowFile>();

@@ -1,4 +1,4 @@
-// A log's file for SQLite to read, and to write, without a trace: all that it writes stays in memory.
+// Lets SQLite read and write a log's file without leaving a trace: everything it writes stays in memory.
 #pragma once
 
 #include <sqlite3.h>
@@ -14,11 +14,11 @@
 
 namespace annalctl {
 
-// An open file that is no folder, pipe, socket or device. Opening it waits for nobody.
+// An open regular file: not a folder, pipe, socket or device. Opening it never waits.
 class RegularFile {
  public:
   RegularFile() = default;
-  // links: whether a link is followed. It is not for what SQLite puts beside a log.
+  // links: whether to follow a link. Never for the files that SQLite puts beside a log.
   enum class Links { kFollowed, kRefused };
   RegularFile(const std::string& path, Links links);
   ~RegularFile();
@@ -31,32 +31,32 @@ class RegularFile {
   [[nodiscard]] int descriptor() const { return descriptor_; }
   [[nodiscard]] int error() const { return error_; }  // why it is not open
   [[nodiscard]] std::int64_t size() const;
-  [[nodiscard]] std::int64_t occupied() const;  // on the disk: less than its size when it has holes
+  [[nodiscard]] std::int64_t occupied() const;  // on the disk: less than its size if it has holes
 
  private:
   int descriptor_ = -1;
   int error_ = 0;
 };
 
-// What stands at a path, without following a link.
+// What is at a path, without following a link.
 enum class Neighbour { kNone, kFile, kOther };
 [[nodiscard]] Neighbour neighbour_at(const std::string& path);
 
-// The lock of one who reads a log, as SQLite's own readers take it, on the descriptor alone: closing another one of the
-// same file leaves it.
+// A reader's lock as SQLite's own readers take it, but owned by the descriptor: closing another descriptor of the file
+// keeps it.
 class ReaderLock {
  public:
   enum class Outcome { kHeld, kBusy, kImpossible };
   // Waits until then.
   static Outcome take(const RegularFile& log, std::chrono::steady_clock::time_point until);
-  // Whether a writer is at work: what stands in the journal is its own then.
+  // Whether a writer is active: then the journal is its own.
   static bool has_writer(const RegularFile& log);
-  // Keeps a log in write-ahead mode, and what stands in its write-ahead log, as they are, by the file that its users
-  // share. The file is not mapped: whoever cuts it would end this process.
+  // Keeps a log in write-ahead mode and its write-ahead log unchanged, by a lock on the file that its users share. The
+  // file is not mapped: truncating it would kill this process.
   static Outcome take_write_ahead(const RegularFile& shared, std::chrono::steady_clock::time_point until);
 };
 
-// A descriptor's content with changes in memory. Without a descriptor it is all in memory.
+// A descriptor's content, with changes in memory. Without a descriptor, all of it is in memory.
 class ShadowFile {
  public:
   explicit ShadowFile(int descriptor = -1, std::int64_t size = 0)
@@ -76,25 +76,25 @@ class ShadowFile {
 
   int descriptor_;
   std::int64_t size_;
-  std::int64_t readable_;  // so much of the descriptor's content has not been cut off
+  std::int64_t readable_;  // the part of the descriptor's content that is not truncated
   std::map<std::int64_t, Block> blocks_;
 };
 
-// The files of one log for SQLite, under a name of its own while this lives. One at a time.
+// The files of one log, for SQLite, under a name of their own while this exists. One at a time.
 class PrivateView {
  public:
-  // The files must stay open, and locked, while this lives. write_ahead: not open for a log without one.
-  // By the deadline whatever SQLite does with the files comes to an end.
+  // The files must stay open and locked while this exists. write_ahead: not open for a log without one.
+  // The deadline ends whatever SQLite does with the files.
   PrivateView(const RegularFile& log, const RegularFile& write_ahead, const WorkDeadline& deadline);
   ~PrivateView();
   PrivateView(const PrivateView&) = delete;
   PrivateView& operator=(const PrivateView&) = delete;
 
-  // To open it by, with SQLITE_OPEN_URI.
+  // For opening it with SQLITE_OPEN_URI.
   [[nodiscard]] static const char* name();
   [[nodiscard]] bool ready() const { return ready_; }
   [[nodiscard]] bool late() const { return deadline_.passed(); }
-  // Whether more was written than memory may be spent on.
+  // Whether SQLite wrote more than memory may hold.
   [[nodiscard]] bool full() const;
 
  private:

@@ -1,4 +1,4 @@
-// Finds whose rights a log is used with, and takes them on.
+// Decides whose rights a log is used with, and assumes them.
 #include "tools/annalctl/files/rights.h"
 
 #include <fcntl.h>
@@ -36,14 +36,14 @@ bool get_or_set_capabilities(long call, Capabilities& capabilities) {
   return syscall(call, &header, capabilities.data()) == 0;
 }
 
-// Whether the caller has more rights than its user: any capability will do, because most of them lead to the others.
+// Whether the caller has more rights than its user: any capability counts, because most lead to the others.
 bool is_privileged() {
   Capabilities capabilities{};
   return geteuid() == 0 || !get_or_set_capabilities(SYS_capget, capabilities) || capabilities[0].effective != 0 ||
          capabilities[1].effective != 0;
 }
 
-// These are not for several threads, and rights are taken on by the only one.
+// Not thread-safe. The process has one thread when it assumes rights.
 const struct passwd* known_user(uid_t user) {
   return getpwuid(user);  // NOLINT(concurrency-mt-unsafe)
 }
@@ -66,7 +66,7 @@ Rights rights_of(uid_t user, const std::string& path) {
     rights.groups.resize(static_cast<std::size_t>(count));
     return rights;
   }
-  // A user without a name is in no group, and has most likely that of the folder. Root's he does not get.
+  // A user without a name is in no group, and most likely has the folder's. He does not get root's.
   struct stat status {};
   if (stat(folder_of(path).c_str(), &status) == 0 && status.st_uid == user && status.st_gid != 0) {
     rights.group = status.st_gid;
@@ -84,7 +84,7 @@ std::string own_name() {
   return known != nullptr ? known->pw_name : fmt::format("user {}", geteuid());
 }
 
-// How one of the users would run the command himself.
+// The command for one of these users.
 std::string command_as(const Log& log, const std::set<uid_t>& users) {
   std::string switching = "sudo -u USER";
   if (!users.empty()) {
@@ -102,7 +102,7 @@ std::string command_as(const Log& log, const std::set<uid_t>& users) {
 
 [[noreturn]] void cannot_take(const Rights& rights) {
   throw RightsFailure(
-      fmt::format("cannot take on the rights of {}, who may write the log: {}", rights.name, system_message(errno)));
+      fmt::format("cannot assume the rights of {}, who may write the log: {}", rights.name, system_message(errno)));
 }
 
 bool has_only(const Rights& rights) {
@@ -139,8 +139,7 @@ std::optional<Rights> rights_needed_for(const Log& log) {
                             "'mkdir -m 700 FOLDER' makes one)",
                             *writers.everybody, own_name()));
   }
-  // Members of a group that share a log trust each other, and a user without privileges has only his own rights to
-  // lend.
+  // Members of a group that shares a log trust each other, and a user without privileges risks only his own rights.
   if (!is_privileged()) {
     return {};
   }
@@ -148,7 +147,7 @@ std::optional<Rights> rights_needed_for(const Log& log) {
   if (writers.group || several) {
     const std::string who = writers.group ? fmt::format("members of the group {} may write to {}",
                                                         name_of_group(writers.group->id), writers.group->place)
-                                          : "several users may write it or a folder on its way";
+                                          : "several users may write it or a folder above it";
     refuse(log, fmt::format("{}, and could have any file deleted with a journal beside the log (run this as one of "
                             "them: {})",
                             who, command_as(log, writers.users)));
@@ -160,15 +159,15 @@ std::optional<Rights> rights_needed_for(const Log& log) {
 }
 
 void take_on(const Rights& rights) {
-  // In this order, because each takes away the right to do the one before.
+  // In this order: each step gives up the right to do the one before.
   Capabilities none{};
   if (setgroups(rights.groups.size(), rights.groups.data()) != 0 ||
       setresgid(rights.group, rights.group, rights.group) != 0 ||
       setresuid(rights.user, rights.user, rights.user) != 0 || !get_or_set_capabilities(SYS_capset, none)) {
     cannot_take(rights);
   }
-  // A command that this process starts runs as that user: it is not to type into the terminal. A session's leader
-  // cannot leave its terminal without ending what runs there.
+  // A command that this process starts runs as that user, and must not type into the terminal. A session leader cannot
+  // leave its terminal without ending everything that runs there.
   if (getsid(0) != getpid()) {
     const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (terminal >= 0) {
@@ -176,7 +175,7 @@ void take_on(const Rights& rights) {
       close(terminal);
     }
   }
-  // What this process has open is not that user's to reach into.
+  // That user must not reach into what this process has open.
   if (prctl(PR_SET_DUMPABLE, 0) != 0) {
     cannot_take(rights);
   }
@@ -219,7 +218,7 @@ bool with_rights_for(const Log& log, const std::function<bool()>& work) {
     ended = child < 0 ? -1 : waitpid(child, &status, 0);
   } while (ended < 0 && child > 0 && errno == EINTR);
   if (ended < 0) {
-    throw RightsFailure(fmt::format("cannot take on the rights of {}: {}", rights->name, system_message(errno)));
+    throw RightsFailure(fmt::format("cannot assume the rights of {}: {}", rights->name, system_message(errno)));
   }
   return WIFEXITED(status) && WEXITSTATUS(status) == kSuccess;
 }

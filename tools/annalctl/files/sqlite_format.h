@@ -1,4 +1,4 @@
-// What SQLite's file format fixes for every database file.
+// Constants of SQLite's file format.
 #pragma once
 
 #include <sys/types.h>
@@ -7,10 +7,10 @@
 
 namespace annalctl {
 
-// The first bytes of a database, its terminator among them.
+// The first bytes of a database, including the terminator.
 constexpr std::string_view kFileMagic("SQLite format 3\0", 16);
 
-// The bytes that are set aside for locks.
+// The bytes that are reserved for locks.
 constexpr off_t kPendingByte = 0x40000000;
 constexpr off_t kReservedByte = kPendingByte + 1;
 constexpr off_t kSharedFirst = kPendingByte + 2;

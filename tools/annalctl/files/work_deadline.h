@@ -1,11 +1,11 @@
-// When work on a file must end that whoever made the file can make arbitrarily long.
+// Limits work on a file whose author could make it arbitrarily long.
 #pragma once
 
 #include <chrono>
 
 namespace annalctl {
 
-// Counts processor time, so that a busy machine does not shorten the work. Waiting, as for a slow disk, counts a tenth.
+// Counts processor time, so a busy machine does not shorten the work. Waiting, for a slow disk say, counts a tenth.
 class WorkDeadline {
  public:
   explicit WorkDeadline(std::chrono::seconds work);

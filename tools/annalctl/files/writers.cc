@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the kernel shows in place of users and groups that have no number in a user namespace.
+// Shown by the kernel for users and groups without a number in a user namespace.
 constexpr std::uint32_t kNobody = 65534;
 
 bool has_a_number_for_nobody(const char* map) {
@@ -36,10 +36,10 @@ bool has_a_number_for_nobody(const char* map) {
       return true;
     }
   }
-  return !any;  // Without a map to read, nobody is a user like any other.
+  return !any;  // Without a readable map, the user "nobody" is a user like any other.
 }
 
-// A POSIX access control list, as its extended attribute has it.
+// A POSIX access control list in the form of its extended attribute.
 struct AclEntry {
   std::uint16_t tag;
   std::uint16_t permissions;
@@ -70,10 +70,10 @@ std::vector<AclEntry> acl_of(const std::string& path) {
   return entries;
 }
 
-// The user to whom a group belongs alone: it has the user's name, is the user's first group, and no other's. Where a
-// directory of users cannot be listed, the name is what tells such a group from one that others are in unseen.
+// The one user of a private group: it has the user's name, is that user's primary group, and no other user's. If a
+// directory cannot list its users, only the name tells such a group from one with unseen members.
 std::optional<uid_t> only_member_of(gid_t group) {
-  // NOLINTBEGIN(concurrency-mt-unsafe): this program asks before it has threads
+  // NOLINTBEGIN(concurrency-mt-unsafe): the program has no threads yet
   const struct group* const known = getgrgid(group);
   if (known == nullptr) {
     return {};
@@ -153,8 +153,8 @@ class Walk {
     }
   }
 
-  // In a sticky folder only the owners, of the folder and of what stands there, can replace it. But everybody can make
-  // what is missing, and beside a log a journal.
+  // In a sticky folder only the owners of the folder and of the entry can replace it. But every user can create what is
+  // missing, such as a journal beside a log.
   void leave_folder_for(const struct stat* next) {
     if (!sticky_) {
       return;
@@ -167,8 +167,8 @@ class Walk {
     }
   }
 
-  // A journal that root begins gets the owner and the mode of the log: who may write the log can make of an undone
-  // change what he likes, also in a folder of root's.
+  // A journal that root creates gets the log's owner and mode: a user who may write the log can forge what a rollback
+  // does, even in root's folder.
   void look_at_log(const fs::path& path) {
     for (const char* beside : {"", "-journal", "-wal", "-shm"}) {
       const std::string file = path.string() + beside;

@@ -10,9 +10,9 @@
 namespace annalctl {
 
 struct Writers {
-  // The owner of a folder counts in any mode, because he can change it. Left out are root and the caller, who decide
-  // for themselves, and users and groups from outside of the caller's user namespace, who cannot be told apart and
-  // against whom its rights are of no use. A group that is private to one user counts as that user.
+  // A folder's owner counts in any mode, because he can change it. Root and the caller do not count, nor do users and
+  // groups from outside the caller's user namespace: they cannot be told apart, and the caller's rights are of no use
+  // against them. A group that is private to one user counts as that user.
   std::set<uid_t> users;
 
   struct Group {
@@ -23,8 +23,8 @@ struct Writers {
   std::optional<std::string> everybody;  // what every user can write
 };
 
-// Looks at the file, at what SQLite keeps beside it, and at each folder and link on the way there. Where something is
-// missing the way ends.
+// Looks at the file, at SQLite's files beside it, and at each folder and link of the path, up to the first that is
+// missing.
 [[nodiscard]] Writers writers_of(const std::string& path);
 
 }  // namespace annalctl

@@ -1,3 +1,4 @@
+// Finds an entry's values by column.
 #include "tools/annalctl/import/cell.h"
 
 #include <algorithm>

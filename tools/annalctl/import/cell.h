@@ -13,17 +13,17 @@
 
 namespace annalctl {
 
-// monostate: what the log gives an entry itself, such as the date of its time stamp.
+// monostate: left to the log, such as the date of a time stamp.
 using Cell = std::variant<std::monostate, std::int64_t, std::string>;
 
 // In the order of the log's columns, without the id.
 using Cells = std::vector<Cell>;
 
-// The value of a column; a null pointer for the id and for what is no column.
+// The value of a column; null for the id and for an unknown column.
 [[nodiscard]] Cell* cell_of(Cells& cells, std::span<const Column> columns, std::string_view name);
 
-// An empty text, or a "---", that an object names is stored as that, where a record's would become what the library
-// stores for none: what was listed comes back as it was.
+// Stores an empty text or "---" that an object names unchanged, where the library would replace a record's by its
+// default: so listed entries are imported as they were.
 void keep_texts_for_none(Cells& cells, std::span<const Column> columns, const Members& members);
 
 }  // namespace annalctl

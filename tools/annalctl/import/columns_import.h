@@ -1,4 +1,4 @@
-// "import" for a log that takes objects with its own columns only, and of whose entries no other program is told.
+// "import" for a log that takes only objects with its own columns, and forwards no entry to other programs.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -16,7 +16,7 @@ struct ColumnsImport {
   StoreTarget store;
   std::span<const TableColumn> table;  // of the log's listing, with the id first
   const char* description;
-  const char* forms;  // what the help says of the objects
+  const char* forms;  // the help's description of the objects
   const char* examples;
   // What the log stores of an object. Throws Refusal for what it cannot store.
   Cells (*cells_of)(const Members& members);

@@ -1,3 +1,4 @@
+// Splits CSV into rows, which may span lines.
 #include "tools/annalctl/import/csv_rows.h"
 
 #include <cstddef>
@@ -53,7 +54,7 @@ std::optional<std::vector<CsvCell>> CsvRows::add(std::string_view line) {
     csv_fini(&parser_, nullptr, nullptr, nullptr);
     cells_.clear();
     complete_ = open_ = false;
-    throw Refusal("it is no row of CSV: a quote stands where none may");
+    throw Refusal("it is not a row of CSV: it has a quote where none may be");
   }
   open_ = !complete_;
   if (!complete_) {

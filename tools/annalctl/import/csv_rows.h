@@ -1,4 +1,4 @@
-// CSV, as RFC 4180 has it: a header, quoted cells that may hold line ends.
+// CSV as in RFC 4180: a header, and quoted cells that may contain line ends.
 #pragma once
 
 #include <csv.h>
@@ -23,11 +23,11 @@ class CsvRows {
   CsvRows(const CsvRows&) = delete;
   CsvRows& operator=(const CsvRows&) = delete;
 
-  // The row that ends with this line, which still has its carriage return; nothing while a quoted cell goes on in the
-  // next. Throws Refusal for what is no CSV, and begins again with the next line.
+  // The row that ends with this line, which still has its carriage return; nothing while a quoted cell continues in the
+  // next. Throws Refusal for invalid CSV, and starts again with the next line.
   [[nodiscard]] std::optional<std::vector<CsvCell>> add(std::string_view line);
 
-  // Whether a row has begun and not ended.
+  // Whether a row has started and not ended.
   [[nodiscard]] bool open() const { return open_; }
 
  private:

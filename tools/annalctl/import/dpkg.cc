@@ -17,7 +17,7 @@ struct Action {
   Severity severity;
 };
 
-// Other programs begin their lines with the same form of time; what follows it tells them apart.
+// Other programs' lines begin with the same form of time; the next word tells them apart.
 constexpr std::array kActions{
     Action{"startup", Severity::kInformation},  Action{"status", Severity::kInformation},
     Action{"conffile", Severity::kInformation}, Action{"install", Severity::kInformation},
@@ -39,7 +39,7 @@ LogLine parse_dpkg(std::string_view line) {
   const auto* const known =
       std::find_if(kActions.begin(), kActions.end(), [action](const Action& one) { return one.name == action; });
   if (known == kActions.end() || action.size() == line.size()) {
-    throw Refusal(fmt::format("'{}' is no action of dpkg's log", line));
+    throw Refusal(fmt::format("'{}' is not an action of dpkg's log", line));
   }
   parsed.time = *time;
   parsed.severity = known->severity;

@@ -1,3 +1,4 @@
+// The known log formats as data: how a line of each begins, and the expression or function that parses it.
 #include "tools/annalctl/import/formats.h"
 
 #include <fmt/format.h>
@@ -115,7 +116,7 @@ LogLine parse_line(const LineFormat& format, std::string_view line, std::int64_t
   const Regex& expression = expression_of(format);
   std::vector<std::string_view> groups;
   if (!expression.find_groups(line, groups)) {
-    throw Refusal(fmt::format("it is no line of the format '{}'", format.name));
+    throw Refusal(fmt::format("it is not a line of the format '{}'", format.name));
   }
   static const std::string known_times;
   LineFields fields(now, known_times);

@@ -29,7 +29,7 @@ Json parse(std::string_view line) {
     throw Refusal("it holds a number that is too large");
   }
   if (!object.is_object()) {
-    throw Refusal("it is no JSON object");
+    throw Refusal("it is not a JSON object");
   }
   return object;
 }
@@ -38,7 +38,7 @@ Members members_of(const Json& object) {
   Members members;
   for (const auto& [key, value] : object.items()) {
     if (key == kTimestamp || key == kLevel || key == kLog) {
-      continue;  // what 'list' says beside the columns, which have it too
+      continue;  // what 'list' adds to the columns
     }
     if (value.is_string()) {
       members.push_back({key, value.get<std::string>()});
@@ -58,7 +58,7 @@ struct JournalField {
   const char* field;
 };
 
-// In this order: what the program said of itself wins over what the system knows.
+// Later ones win: what the program says about itself over what the system knows.
 constexpr std::array kJournalFields{
     JournalField{kJournalTime, "time"},
     JournalField{"_SOURCE_REALTIME_TIMESTAMP", "time"},

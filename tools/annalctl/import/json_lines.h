@@ -20,7 +20,7 @@ struct Member {
 
 using Members = std::vector<Member>;
 
-// Throws Refusal for what is no object, and for a value that is neither text, number nor null.
+// Throws Refusal for a line that is not an object, and for a value that is not a text, a number or null.
 [[nodiscard]] Members parse_json_line(std::string_view line);
 
 // The same, and what "journalctl -o json" writes, which its time stamp tells.

@@ -1,3 +1,4 @@
+// Fills a line from named parts, and looks in its text for an address and a user.
 #include "tools/annalctl/import/line_fields.h"
 
 #include <fmt/format.h>
@@ -18,14 +19,14 @@ namespace annalctl {
 struct FieldSetters {
   struct Field {
     std::string_view name;
-    std::string LogLine::*text;  // null where more than a text is meant
+    std::string LogLine::*text;  // null: not just a text
     void (*set)(LineFields& fields, std::string_view text);
   };
 
   static void set_time(LineFields& fields, std::string_view text) {
     const std::optional<std::int64_t> seconds = line_time(text, fields.now_, fields.time_format_);
     if (!seconds) {
-      throw Refusal(fmt::format("'{}' is no time that exists", text));
+      throw Refusal(fmt::format("'{}' is not a time that exists", text));
     }
     fields.line_.time = *seconds;
     fields.timed_ = true;
@@ -33,7 +34,7 @@ struct FieldSetters {
 
   static void set_address(LineFields& fields, std::string_view text) {
     std::string copy(text);
-    // A client may be named: the text is kept whole where it stands, and the field takes addresses only.
+    // A client may have a name, which stays in the message: the field takes addresses only.
     if (annal_checkip(copy.data()) == ANNAL_OK) {
       fields.line_.address = text;
     }
@@ -77,7 +78,7 @@ struct FieldSetters {
 
 namespace {
 
-// The word behind the first mark that stands at the beginning of a word, in any case of the letters.
+// The word after the first mark at the start of a word, ignoring case.
 std::string_view word_behind(std::string_view text, std::string_view mark) {
   const auto same = [](char left, char right) { return lower(left) == right; };
   for (const auto* from = text.begin();;) {
@@ -125,7 +126,7 @@ bool LineFields::knows(std::string_view name) {
 void LineFields::set(std::string_view name, std::string_view text) {
   const FieldSetters::Field* const field = FieldSetters::find(name);
   if (field == nullptr) {
-    throw Refusal(fmt::format("'{}' is no part of a line: {}", name, names_of_line_fields()));
+    throw Refusal(fmt::format("'{}' is not a part of a line: {}", name, names_of_line_fields()));
   }
   if (text.empty() || (text == "-" && name != "message")) {
     return;

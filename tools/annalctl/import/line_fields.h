@@ -1,5 +1,5 @@
-// The names under which a line's parts are known: the groups of --pattern and of the formats that are expressions, and
-// the header of a CSV file.
+// The names of a line's parts: the groups of --pattern and of the formats that are expressions, and the header of a CSV
+// file.
 #pragma once
 
 #include <cstdint>
@@ -18,11 +18,11 @@ class LineFields {
 
   [[nodiscard]] static bool knows(std::string_view name);
 
-  // A part that is empty or "-", which stands for none in several formats, is left out. Throws Refusal for what the
-  // name does not allow.
+  // Ignores a part that is empty or "-", which means none in several formats. Throws Refusal for a text that the name
+  // does not allow.
   void set(std::string_view name, std::string_view text);
 
-  // What the parts do not tell, user, address and level, is looked for in the text. Without a time it is now.
+  // Looks in the text for a user, an address and a level that the parts do not give. Without a time it is now.
   [[nodiscard]] LogLine finish();
 
  private:
@@ -38,7 +38,7 @@ class LineFields {
 // "time, host, …"
 [[nodiscard]] std::string names_of_line_fields();
 
-// The address and the user that a text speaks of.
+// The address and the user that a text mentions.
 [[nodiscard]] std::string_view address_in(std::string_view text);
 [[nodiscard]] std::string_view user_in(std::string_view text);
 

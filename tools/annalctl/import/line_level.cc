@@ -1,3 +1,4 @@
+// Derives a line's level from its priority, level, status or words.
 #include "tools/annalctl/import/line_level.h"
 
 #include <fmt/format.h>
@@ -115,7 +116,7 @@ void set_level_by_priority(LogLine& line, std::string_view priority) {
   constexpr unsigned kSeverities = 8;
   const std::optional<unsigned> number = whole_number<unsigned>(priority);
   if (!number || *number > kHighest) {
-    throw Refusal(fmt::format("'{}' is no priority of a syslog: 0 to {}", priority, kHighest));
+    throw Refusal(fmt::format("'{}' is not a syslog priority: 0 to {}", priority, kHighest));
   }
   line.severity = severity_of_number(*number % kSeverities);
   line.level_from = fmt::format("the priority {}", *number);

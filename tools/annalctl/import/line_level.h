@@ -1,4 +1,4 @@
-// How bad a line of another program's log is, and what tells.
+// The level of a line of another program's log, and what decided it.
 #pragma once
 
 #include <string_view>
@@ -7,13 +7,13 @@
 
 namespace annalctl {
 
-// By the worst word in the text, for lines that say nothing else.
+// By the worst word in the text, for lines without a level.
 void set_level_by_words(LogLine& line, std::string_view text);
 
-// By a word or number in the line that names a level: "error", "warn", "3". False when it names none.
+// By a word or number in the line that names a level: "error", "warn", "3". False if it names none.
 [[nodiscard]] bool set_level_by_name(LogLine& line, std::string_view name);
 
-// By a syslog priority, of which the facility is no matter. Throws Refusal for what is none.
+// By a syslog priority, ignoring the facility. Throws Refusal for anything else.
 void set_level_by_priority(LogLine& line, std::string_view priority);
 
 // By the status of an HTTP answer.

@@ -1,3 +1,4 @@
+// Parses each line in the format that it has, or that the user named.
 #include "tools/annalctl/import/line_parser.h"
 
 #include <fmt/format.h>
@@ -76,8 +77,8 @@ void LineParser::set_header(std::vector<CsvCell> cells) {
   std::vector<std::string> names;
   for (CsvCell& cell : cells) {
     if (!own_columns_ && !(lines_ && LineFields::knows(cell.text))) {
-      throw Refusal(fmt::format("its header names '{}', which is no column of the log{}", cell.text,
-                                lines_ ? fmt::format(", nor one of {}", names_of_line_fields()) : ""));
+      throw Refusal(fmt::format("its header names '{}', which is not a column of the log{}", cell.text,
+                                lines_ ? fmt::format(", or one of {}", names_of_line_fields()) : ""));
     }
     names.push_back(std::move(cell.text));
   }
@@ -142,8 +143,8 @@ std::optional<ParsedLine> LineParser::parse(std::string_view line) {
   if (format != nullptr) {
     return parse_line(*format, line, now_);
   }
-  throw Refusal(lines_ ? "it is no line of a syslog, nor of another format that is known (--pattern takes any)"
-                       : "it is no line of JSON Lines, nor of a CSV file with a header");
+  throw Refusal(lines_ ? "it is not a line of a syslog or of another known format (--pattern takes any)"
+                       : "it is neither a line of JSON Lines nor of a CSV file with a header");
 }
 
 }  // namespace annalctl

@@ -1,4 +1,4 @@
-// From lines of a file, of whichever format, to entries.
+// Turns lines of a file, in any of the formats, into entries.
 #pragma once
 
 #include <cstdint>
@@ -23,24 +23,24 @@ using ParsedLine = std::variant<LogLine, Members>;
 
 struct LineOptions {
   std::string format = "auto";
-  std::string pattern;      // when not empty, it is the format
+  std::string pattern;      // if not empty, this is the format
   std::string time_format;  // of its times
 };
 
 class LineParser {
  public:
-  // columns: of the log that the entries go to. lines: whether it takes other programs' lines, and not its own columns
-  // only. Throws Refusal for a pattern that is none, or has a group that no line has.
+  // columns: of the log that the entries go to. lines: whether it takes other programs' lines besides its own columns.
+  // Throws Refusal for an invalid pattern, or one with an unknown group.
   LineParser(const LineOptions& options, std::span<const Column> columns, bool lines, std::int64_t now);
 
   // Before the first line of each file.
   void begin_file();
 
-  // The line may still have a carriage return at its end. Nothing for a line that is no entry by itself: a CSV file's
-  // header, or a part of a longer row. Throws Refusal.
+  // The line may still end with a carriage return. Nothing for a line that is not an entry by itself: a CSV file's
+  // header, or part of a longer row. Throws Refusal.
   [[nodiscard]] std::optional<ParsedLine> parse(std::string_view line);
 
-  // Whether the line goes on in the next.
+  // Whether the row continues in the next line.
   [[nodiscard]] bool unfinished() const { return csv_ && csv_->open(); }
 
  private:

@@ -37,7 +37,7 @@ int open_input(const std::string& name) {
   return file;
 }
 
-// Those that need no program of their own.
+// The formats that need no other program.
 bool read_compressed(archive* reader) {
   for (const auto support :
        {archive_read_support_filter_gzip, archive_read_support_filter_bzip2, archive_read_support_filter_xz,

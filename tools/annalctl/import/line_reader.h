@@ -1,4 +1,4 @@
-// Reads a file, or standard input, line by line; also one that gzip, bzip2, xz, lzma or zstd has compressed.
+// Reads a file or standard input line by line, also if compressed with gzip, bzip2, xz, lzma or zstd.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class ReadFailure : public std::runtime_error {
 
 class LineReader {
  public:
-  // "-" is standard input. idle: called when a pipe has had nothing to read for a moment, before waiting on. Throws
+  // "-" is standard input. idle: called if a pipe has had nothing to read for a moment, before waiting more. Throws
   // ReadFailure.
   explicit LineReader(const std::string& name, std::function<void()> idle = {});
   ~LineReader();
@@ -30,7 +30,7 @@ class LineReader {
   enum class Got {
     kLine,
     kTooLong,  // longer than kLongest: skipped
-    kEnd,      // also when a signal says to stop
+    kEnd,      // also after a signal to stop
   };
   static constexpr std::size_t kLongest = std::size_t{1} << 20U;
 
@@ -39,7 +39,7 @@ class LineReader {
 
   [[nodiscard]] std::uint64_t number() const { return number_; }
 
-  // How much of the file has been read, in percent; nothing when its size is not known.
+  // How much of the file has been read, in percent; nothing if its size is unknown.
   [[nodiscard]] std::optional<int> percent() const;
 
  private:
@@ -52,7 +52,7 @@ class LineReader {
   std::int64_t size_ = 0;
   std::int64_t read_ = 0;
   std::vector<char> raw_;
-  // What has been read and not been handed out.
+  // What was read and not yet returned.
   const char* begin_ = nullptr;
   const char* end_ = nullptr;
   bool at_end_ = false;

@@ -1,3 +1,4 @@
+// Parses the many forms of time in logs.
 #include "tools/annalctl/import/line_times.h"
 
 #include <algorithm>
@@ -18,7 +19,7 @@ namespace {
 constexpr std::array<std::string_view, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                    "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-// 29 February comes back after eight years at the latest, across a century that skips it.
+// 29 February recurs after at most eight years, across a century that skips it.
 constexpr int kYearsBack = 8;
 
 std::optional<int> month_of(std::string_view text) {
@@ -71,7 +72,7 @@ std::optional<std::int64_t> latest_not_after(std::int64_t now, CalendarTime time
   return {};
 }
 
-// Forms that name their fields in an order of their own.
+// Forms with their fields in another order.
 const std::vector<Regex>& orders() {
   static const std::vector<Regex> forms = [] {
     std::vector<Regex> all;
@@ -88,7 +89,7 @@ const std::vector<Regex>& orders() {
   return forms;
 }
 
-// Puts what a form has found into the order of an ISO time.
+// Puts the fields into the order of an ISO time.
 std::optional<std::int64_t> in_iso_order(const Regex& form, const std::vector<std::string_view>& groups) {
   std::string year;
   std::string month;
@@ -117,7 +118,7 @@ std::optional<std::int64_t> in_iso_order(const Regex& form, const std::vector<st
   return rest.empty() ? seconds : std::nullopt;
 }
 
-// The more digits, the smaller the unit: all of them begin with this century's seconds.
+// The more digits, the smaller the unit: all begin with this century's seconds.
 std::optional<std::int64_t> since_1970(std::string_view text) {
   const std::size_t dot = text.find('.');
   const std::string_view fraction = dot == std::string_view::npos ? std::string_view() : text.substr(dot + 1);

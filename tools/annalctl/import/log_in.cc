@@ -1,3 +1,7 @@
+// Recognizes log-ins in the lines of OpenSSH's server, PAM, su and sudo.
+//
+// Names come from whoever tries to log in, so a name may itself look like part of such a line. The address is taken
+// from the text that the server writes after the name, and a line that can be read in two ways is refused.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -13,7 +17,7 @@ namespace annalctl {
 
 namespace {
 
-// Later releases do the work in processes of another name.
+// Later releases work in processes with other names.
 constexpr std::array<std::string_view, 3> kPrograms{"sshd", "sshd-session", "sshd-auth"};
 
 struct Outcome {
@@ -52,8 +56,8 @@ bool is_origin(std::string_view text) {
   return !digits.empty() && std::all_of(digits.begin(), digits.end(), is_digit);
 }
 
-// Where the server says from where. The name in front of it is whatever somebody typed, "x from 10.0.0.1 port 1 ssh2"
-// too, and a key's description behind it may be of the same kind: with both there is no telling.
+// Where the server states the address. The name before it is whatever a client sent, perhaps "x from 10.0.0.1 port 1
+// ssh2", and a key's description after it may look the same: with both, the line is ambiguous.
 std::size_t find_origin(std::string_view text) {
   const std::size_t last = text.rfind(kFrom);
   if (last == std::string_view::npos) {
@@ -99,7 +103,7 @@ std::optional<LogIn> log_in_by_ssh(const LogLine& line) {
   return {};
 }
 
-// What the others write: a text, and which program has it; null for any that asks PAM.
+// The texts of the others, and their program; null: any that uses PAM.
 struct Form {
   const char* program;
   bool accepted;
@@ -145,7 +149,7 @@ std::optional<LogIn> log_in_by_form(const LogLine& line) {
     for (std::size_t group = 0; group < groups.size(); ++group) {
       (expression_of(i).names()[group] == "user" ? log_in.user : log_in.address) = groups[group];
     }
-    // The log has a place for addresses, and the name of a host is none.
+    // The log takes addresses, not host names.
     return log_in.address.empty() || is_address(log_in.address) ? std::optional(log_in) : std::nullopt;
   }
   return {};
@@ -154,8 +158,8 @@ std::optional<LogIn> log_in_by_form(const LogLine& line) {
 }  // namespace
 
 std::optional<LogIn> log_in_of(const LogLine& line) {
-  // Where PAM's module is in the text and not in the tag, the server's own line about the same attempt is in this log
-  // too. Older systems keep that one in another.
+  // If PAM's module is in the text and not in the tag, the server's own line about the same attempt is in this log,
+  // too. Older systems keep that line in another log.
   return is_sshd(line) && line.category.empty() ? log_in_by_ssh(line) : log_in_by_form(line);
 }
 

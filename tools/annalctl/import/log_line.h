@@ -12,7 +12,7 @@ enum class Severity {
   kError = 2,
 };
 
-// What the line does not tell is empty.
+// Empty: the line does not tell.
 struct LogLine {
   std::int64_t time = 0;
   Severity severity = Severity::kInformation;

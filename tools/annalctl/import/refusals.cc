@@ -1,3 +1,4 @@
+// Groups refused lines by reason, so that each reason is printed once.
 #include "tools/annalctl/import/refusals.h"
 
 #include <fmt/format.h>
@@ -11,7 +12,7 @@ namespace annalctl {
 
 namespace {
 
-// A kind that says what the reason quotes would be one for each line.
+// With the quoted text in it, each line would be a kind of its own.
 std::string kind_of(const std::string& reason) {
   std::string kind;
   bool quoted = false;

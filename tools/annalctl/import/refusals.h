@@ -1,4 +1,4 @@
-// The lines of a file that cannot be taken, as a person can read of thousands of them.
+// Reports the refused lines of a file, so that thousands of them stay readable.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@ namespace annalctl {
 
 class Refusals {
  public:
-  // What to print of a refused line: its reason, the first time that there is one of its kind, and else nothing.
+  // What to print for a refused line: its reason if it is the first of its kind, otherwise nothing.
   [[nodiscard]] std::string add(const std::string& file, std::uint64_t line, const std::string& reason);
 
-  // "FILE: 1,999 more like line 2", a line a kind.
+  // "FILE: 1,999 more like line 2", one line for each kind.
   [[nodiscard]] std::string rest(const std::string& file) const;
 
   [[nodiscard]] std::uint64_t count() const { return count_; }
@@ -22,7 +22,7 @@ class Refusals {
     std::uint64_t first;
     std::uint64_t more;
   };
-  // Reasons of one kind differ in what they quote and in numbers only.
+  // Reasons of one kind differ only in quoted texts and numbers.
   std::map<std::string, Kind> kinds_;
   std::uint64_t count_ = 0;
 };

@@ -1,3 +1,7 @@
+// Stores rows in batches, a transaction each.
+//
+// The log's trigger counts the whole table for every entry. Here the trigger is switched off within the transaction,
+// which counts once, keeps the count itself, and runs the trigger's own statement when the trigger would.
 #include "tools/annalctl/import/row_store.h"
 
 #include <fmt/format.h>
@@ -29,10 +33,10 @@ int wait_for_lock(void* /*context*/, int steps) {
   return 1;
 }
 
-// What the trigger of a full log does.
+// What a full log's trigger does.
 struct Limit {
   std::int64_t most = 0;
-  std::string drop;  // the statement that it runs when there are more
+  std::string drop;  // the statement that it runs if there are more
 };
 
 constexpr char kLimitTrigger[] =
@@ -147,7 +151,7 @@ void RowStore::open() {
   }
   database_ = std::make_unique<SqliteDatabase>(target_.log.path, SQLITE_OPEN_READWRITE);
   sqlite3_busy_handler(database_->handle(), wait_for_lock, nullptr);
-  // A transaction dirties a page of each index for nearly every row. Those that do not fit are written early.
+  // Nearly every row dirties a page of each index. Pages that do not fit into the cache would be written early.
   constexpr char kRoom[] = "PRAGMA cache_size = -32768";
   static_cast<void>(database_->run(kRoom));
 }
@@ -158,9 +162,9 @@ std::int64_t RowStore::count() const {
 }
 
 bool RowStore::insert(std::span<const Cells> rows, Outcome& outcome) {
-  // Nobody else writes in this transaction, so the entries are counted once, where the trigger counts them again for
-  // each row. What is dropped, and when, is the same.
-  // Its message is gone once another statement ends, so each failure is noted where it is met.
+  // No other program writes during this transaction, so one count is enough, where the trigger counts again for each
+  // row. What is dropped, and when, is the same.
+  // A failure's message is gone once another statement ends, so it is kept at once.
   const std::optional<Limit> limit = limit_of(*database_, target_.log);
   sqlite3_db_config(database_->handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, limit ? 0 : 1, nullptr);
   if (!insert_) {
@@ -222,7 +226,7 @@ RowStore::Outcome RowStore::store(std::span<const Cells> rows) {
     insert_.reset();
     static_cast<void>(database_->run("ROLLBACK"));
   }
-  // The cause is looked for with other connections, which this one must not be in the way of.
+  // Other connections look for the cause, so this one has to let go first.
   insert_.reset();
   known_.reset();
   database_.reset();

@@ -1,4 +1,4 @@
-// Stores many entries in one transaction, each as the library would store it, and hands none on to the log's other
+// Stores many entries in one transaction, each as the library would store it, and forwards none to the log's other
 // consumers.
 #pragma once
 
@@ -16,17 +16,17 @@
 
 namespace annalctl {
 
-// What SQLite is to put where an entry has no value: the expressions are those of the library's own statements.
+// The values of columns that an entry leaves out: expressions of the library's own statements.
 struct GivenByLog {
   const char* column;
-  const char* expression;  // may name the other values by their numbers, "?9"
+  const char* expression;  // may refer to other values by number, "?9"
 };
 
-// A log as entries are stored in it.
+// The log that entries go to.
 struct StoreTarget {
   const Log& log;
   std::span<const GivenByLog> given;
-  const char* moment;  // the column by whose index an entry that is there already is found
+  const char* moment;  // the column whose index finds known entries
 };
 
 class RowStore {
@@ -35,16 +35,16 @@ class RowStore {
 
   struct Outcome {
     bool stored = false;
-    std::string reason;         // why not, in SQLite's words
-    std::uint64_t dropped = 0;  // entries of the log, these among them, that its limit has dropped
+    std::string reason;         // why not, as SQLite says it
+    std::uint64_t dropped = 0;  // entries, these included, that the log's limit has dropped
   };
 
   // All of them or none. Waits up to 20 s for a lock, unless a signal says to stop.
   [[nodiscard]] Outcome store(std::span<const Cells> rows);
 
-  // Whether the log had an equal entry before the first row was stored, as often as there are equal ones: of three
-  // equal rows two are known to a log that has two of them. False also where the log cannot be read, which storing will
-  // tell.
+  // Whether the log had an equal entry before the first row was stored. Each entry of the log counts once: of three
+  // equal rows, two are known to a log that has two of them. False also if the log cannot be read, which storing then
+  // reports.
   [[nodiscard]] bool knows(const Cells& row);
 
  private:
@@ -57,7 +57,7 @@ class RowStore {
   std::unique_ptr<SqliteStatement> insert_;
   std::unique_ptr<SqliteStatement> known_;
   std::int64_t highest_id_ = 0;
-  std::map<std::string, std::int64_t> unmatched_;  // equal entries of the log that no row has been taken for yet
+  std::map<std::string, std::int64_t> unmatched_;  // equal entries of the log that no row has matched yet
 };
 
 }  // namespace annalctl

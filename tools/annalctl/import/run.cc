@@ -43,7 +43,7 @@ std::string counted(std::uint64_t count, std::string_view plural) {
   return fmt::format("{} {}", count, plural.substr(0, plural.size() - (count == 1 ? 1 : 0)));
 }
 
-// The rows that would be stored, as 'list' would show them, with their lines in place of ids.
+// Shows the rows that would be stored as 'list' would, with line numbers in place of ids.
 class DryRows {
  public:
   DryRows(const ImportTarget& target, Session& session) : log_(target.store.log) {
@@ -89,7 +89,7 @@ class DryRows {
 // The import of one file.
 class FileImport {
  public:
-  // store and dry: null when the other is there, and both with --notify.
+  // store and dry: one of them is null, and both are with --notify.
   FileImport(std::string name, const ImportRequest& request, const ImportTarget& target, LineParser& parser,
              RowStore& store, DryRows* dry, std::uint64_t refused_before)
       : name_(std::move(name)),
@@ -107,7 +107,7 @@ class FileImport {
     kComplete,
     kRefusedLines,
     kUnreadable,
-    kStopped,  // the next file is not begun
+    kStopped,  // the next file is not started
   };
 
   End run(std::uint64_t from_line) {
@@ -176,7 +176,7 @@ class FileImport {
         }
         return End::kComplete;
       }
-      // A header is needed whichever line comes first.
+      // The header is needed, whichever line is the first.
       if (reader.number() < from_line && reader.number() > 1) {
         continue;
       }
@@ -202,12 +202,12 @@ class FileImport {
 
   void tell_why_stopped() const {
     if (stopped_before_ > 0) {
-      complain(fmt::format("stopped {0} at line {1} of {2}: go on with --from-line {1}", stopped_why_,
+      complain(fmt::format("stopped {0} at line {1} of {2}: continue with --from-line {1}", stopped_why_,
                            parser_.unfinished() ? first_of_row_ : stopped_before_, name_));
     }
   }
 
-  // False when the import cannot go on.
+  // False if the import cannot continue.
   bool take(std::string_view line, std::uint64_t from_line) {
     if (number_ == 1 && line.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
       line.remove_prefix(kByteOrderMark.size());
@@ -261,7 +261,7 @@ class FileImport {
     return pending_.size() < batch_ || store_pending();
   }
 
-  // False when the import cannot go on.
+  // False if the import cannot continue.
   bool store_pending() {
     if (pending_.empty()) {
       return true;
@@ -282,7 +282,7 @@ class FileImport {
     failed_ = true;
     progress_.clear();
     if (stop_signal() != nullptr) {
-      complain(fmt::format("stopped by {0} at line {1} of {2}: go on with --from-line {1}", stop_signal(),
+      complain(fmt::format("stopped by {0} at line {1} of {2}: continue with --from-line {1}", stop_signal(),
                            first_pending_, name_));
       return false;
     }
@@ -356,12 +356,12 @@ CLI::Option* add_format(CLI::App& command, std::string& format, const char* help
 
 const char* const kImportNotes =
     "Entries are stored 1,000 at a time, or when a pipe has nothing more to read. A\n"
-    "power cut loses at most the last 1,000 lines, and none that the last line of the\n"
-    "output counts. Ctrl-C and SIGTERM store what has been read and say how to go on.\n"
+    "power cut loses at most the last 1,000 lines, and none that the last line of\n"
+    "output counts. Ctrl-C and SIGTERM store what was read and say how to continue.\n"
     "\n"
-    "A line that cannot be stored as it is - unknown, or with a text that is too\n"
+    "A line that cannot be stored unchanged - unknown, or with a text that is too\n"
     "long - is reported with its number and left out; the others are stored, and the\n"
-    "exit status is 1. Nothing is ever cut. Blank lines do not count. A TAB or line\n"
+    "exit status is 1. Texts are never cut. Blank lines do not count. A TAB or line\n"
     "end in a text becomes a blank where the log drops control characters.\n";
 
 std::string format_notes() {
@@ -374,10 +374,10 @@ std::string format_notes() {
 }
 
 std::string field_notes() {
-  return "Names for the groups of --pattern, and for a CSV file from elsewhere:\n"
+  return "Names for the groups of --pattern and the columns of a foreign CSV file:\n"
          "  time, host, program, pid, category, user, ip, level, priority (a syslog's),\n"
          "  status (of an HTTP answer), agent, message\n"
-         "Without a time an entry gets that of the import.\n";
+         "An entry without a time gets the time of the import.\n";
 }
 
 void add_import_options(CLI::App& command, ImportRequest& request, bool lines, bool consumers) {
@@ -385,20 +385,20 @@ void add_import_options(CLI::App& command, ImportRequest& request, bool lines, b
       .add_option("FILE", request.files,
                   "Files to read, '-' for standard input; also\ncompressed ones (gzip, bzip2, xz, zstd)")
       ->required();
-  command.add_option("--from-line", request.from_line, "Leave out the lines before this one in the\nfirst file")
+  command.add_option("--from-line", request.from_line, "Skip the lines before this one in the\nfirst file")
       ->type_name("N")
       ->check(at_least(1));
-  command.add_option("--max-refused", request.max_refused, "Stop when so many lines have been refused")
+  command.add_option("--max-refused", request.max_refused, "Stop after N refused lines")
       ->type_name("N")
       ->check(at_least(1));
-  command.add_flag("--skip-known", request.skip_known, "Leave out entries that the log has already");
+  command.add_flag("--skip-known", request.skip_known, "Skip entries that the log already has");
   command.add_flag("--dry-run", request.dry_run, "Only show what would be stored");
   if (consumers) {
     command.add_flag("--notify", request.notify,
                      "Hand each entry to the log's other consumers;\nwithout it nothing is sent or started");
   }
   if (!lines) {
-    add_format(command, request.lines.format, "Format: auto, jsonl, csv; without it auto", {"auto", "jsonl", "csv"});
+    add_format(command, request.lines.format, "Format: auto, jsonl, csv; default: auto", {"auto", "jsonl", "csv"});
     return;
   }
   std::vector<const char*> names{"auto", "jsonl", "csv", "journal"};
@@ -406,7 +406,7 @@ void add_import_options(CLI::App& command, ImportRequest& request, bool lines, b
     names.push_back(format.name);
   }
   auto* const format =
-      add_format(command, request.lines.format, "Format of the lines, as below; without it auto", names);
+      add_format(command, request.lines.format, "Format of the lines, as below; default: auto", names);
   command
       .add_option("--pattern", request.lines.pattern,
                   "A regular expression (RE2) with named groups,\nin place of a format")
@@ -440,7 +440,7 @@ int import_files(const ImportRequest& request, const ImportTarget& target, Sessi
     }
     if (dry && session.format() != Format::kTable) {
       session.output.finish();
-      complain_bare(import.summary());  // Rows alone are to be on standard output.
+      complain_bare(import.summary());  // Standard output is for rows only.
     } else {
       session.output.write(import.summary() + "\n");
       session.output.finish();
@@ -449,7 +449,7 @@ int import_files(const ImportRequest& request, const ImportTarget& target, Sessi
       status = kFailure;
     }
     if (end == FileImport::End::kStopped) {
-      break;  // The next file would meet the same failure.
+      break;  // The next file would fail the same way.
     }
     from_line = 1;
     refused += import.refused();

@@ -1,4 +1,4 @@
-// Imports files line by line, whichever log their lines go to.
+// Imports files line by line into any log.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -30,38 +30,38 @@ struct ImportRequest {
 
 struct Stored {
   int code;            // the library's
-  std::size_t count;   // of entries that are stored, also when others are not
-  std::string seen{};  // the cause, if the one who stored has seen it and the library has not
+  std::size_t count;   // of stored entries, even if others failed
+  std::string seen{};  // the cause, if storing has found one
 };
 
-// An entry that a line has become.
+// An entry made of a line.
 struct Entry {
   Cells cells;
-  std::string level_from;  // why it has its level, for people; empty where the line says so itself
+  std::string level_from;  // why it has its level, for people; empty if the line says so
 };
 
-// What the logs differ in.
+// Where the logs differ.
 struct ImportTarget {
   StoreTarget store;
   std::span<const TableColumn> table;  // of its listing, with the id first
-  bool lines;                          // takes other programs' lines, and not its own columns only
-  // Makes an entry of a line, or leaves the line out. Throws Refusal for a bad line.
+  bool lines;                          // whether it takes other programs' lines besides its own columns
+  // Makes an entry of a line, or nothing to leave the line out. Throws Refusal for a bad line.
   std::function<std::optional<Entry>(const ParsedLine& line)> entry_of;
-  // Hands what entry_of has returned since it was last called, and was not passed over, to the library, which tells the
-  // other consumers. Null for a log without any.
+  // Passes what entry_of has returned since the last call, and pass_over has not taken back, to the library, which
+  // tells the other consumers. Null for a log without any.
   std::function<Stored()> notify;
-  // Takes back the last entry, which is known to the log.
+  // Takes back the last entry, which the log has already.
   std::function<void()> pass_over;
-  std::size_t notify_batch;  // so many entries go to the library at once
+  std::size_t notify_batch;  // how many entries go to the library at once
 };
 
 void add_import_options(CLI::App& command, ImportRequest& request, bool lines, bool consumers);
 
-// What every import's help says of safety and speed.
+// On safety and speed, for every import's help.
 extern const char* const kImportNotes;
-// Of the formats, for a help text of 80 columns.
+// The formats, for a help text of 80 columns.
 [[nodiscard]] std::string format_notes();
-// Of the names in --pattern and in the header of a foreign CSV file.
+// The names in --pattern and in the header of a foreign CSV file.
 [[nodiscard]] std::string field_notes();
 
 // Returns the exit status.

@@ -1,3 +1,4 @@
+// Notes SIGINT and SIGTERM for work that ends in order.
 #include "tools/annalctl/import/stop.h"
 
 #include <csignal>

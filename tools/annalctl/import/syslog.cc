@@ -31,7 +31,7 @@ std::int64_t take_time(std::string_view& line, std::int64_t now) {
   return *seconds;
 }
 
-// "<34>", as a line has it on its way to a syslog daemon, and in files that keep it.
+// "<34>", as lines have it on the way to a syslog daemon, and in files that keep it.
 std::string_view take_priority(std::string_view& line) {
   const std::size_t end = line.find('>');
   if (line.substr(0, 1) != "<" || end == std::string_view::npos) {
@@ -53,7 +53,7 @@ std::string_view take_bracketed(std::string_view& tag, char open, char close) {
   return inside;
 }
 
-// A line without a tag in front is all text.
+// A line without a tag is all text.
 void take_tag(std::string_view& line, LogLine& parsed) {
   std::string_view rest = line;
   std::string_view tag = take_word(rest);

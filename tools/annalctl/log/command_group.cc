@@ -12,29 +12,29 @@ namespace annalctl {
 
 namespace {
 
-// Lets the general options stand behind the command too.
+// Lets the general options follow the command, too.
 void take_general_options(CLI::App& command) {
   command.fallthrough();
-  // The parser asks a command's option groups first. One that falls through inherits this from its command, and would
-  // ask the command in return, without end: for commands that are there when it begins, the parser sees to that itself.
+  // The parser asks a command's option groups first. A group inherits falling through from its command, and would ask
+  // the command in return, without end: the parser prevents that only for commands that exist when it starts.
   for (CLI::App* options : command.get_subcommands([](const CLI::App* part) { return part->get_name().empty(); })) {
     options->fallthrough(false);
   }
 }
 
-// No command of a log is carried out with more rights than the log has.
+// No command of a log runs with more rights than the log has.
 class LogGroup : public CLI::App {
  public:
   LogGroup(CLI::App& app, Log& log, Session& session)
       : CLI::App(description_of(log), log.name, &app), log_(log), session_(session) {
     const bool has_a_place = *log.path != '\0';
-    add_option("--db", file_, has_a_place ? "The log's file, when it is elsewhere: see --dir" : "The log's file")
+    add_option("--db", file_, has_a_place ? "The log's file, if it is elsewhere: see --dir" : "The log's file")
         ->type_name("FILE")
         ->check(not_empty())
         ->required(!has_a_place);
   }
 
-  // The whole command line has been understood by now, and no command has begun.
+  // By now the whole command line is parsed, and no command has run.
   void pre_callback() override {
     const CLI::App& command = *get_subcommands().front();
     const CLI::Option* const dry_run = command.get_option_no_throw("--dry-run");
@@ -61,13 +61,13 @@ class LogGroup : public CLI::App {
 
 CLI::App* fill(CLI::App* group, MakeCommands make) {
   group->footer(
-      fmt::format("Run 'annalctl {} COMMAND --help' for what a command takes, with examples.", group->get_name()));
+      fmt::format("Run 'annalctl {} COMMAND --help' for a command's options and examples.", group->get_name()));
   group->fallthrough();
   group->require_subcommand(1);
-  // Setting up the commands of every group takes longer than most commands run.
+  // Creating the commands of all groups takes longer than most commands run.
   group->preparse_callback([group, make = std::move(make)](std::size_t /*arguments*/) {
     const std::string footer = group->get_footer();
-    group->footer("");  // each would have it, too
+    group->footer("");  // each command would inherit it
     make(*group);
     group->footer(footer);
     for (CLI::App* command : group->get_subcommands({})) {

@@ -1,4 +1,4 @@
-// Commands that belong together: "annalctl LOG …".
+// Groups of commands: "annalctl LOG …".
 #pragma once
 
 #include <CLI/CLI.hpp>

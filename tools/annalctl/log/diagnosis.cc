@@ -1,4 +1,4 @@
-// Looks for the reason why a call of the library failed.
+// Looks for the reason of a failed call: the file, its folder, its lock, its table, the disk.
 #include "tools/annalctl/log/diagnosis.h"
 
 #include <fcntl.h>
@@ -30,7 +30,7 @@ using Finding = std::optional<std::string>;
 
 constexpr std::chrono::seconds kLibraryWait{20};
 
-// With less, a write can fail for want of room: it needs that of the journal as well.
+// With less, a write can fail for lack of room: the journal needs some, too.
 constexpr unsigned kTightKibibytes = 1024;
 
 bool permitted(const std::string& path, int mode) {
@@ -41,8 +41,8 @@ std::string refused(int error) {
   if (error == EACCES) {
     if (const Finding user = rights_taken_from()) {
       return fmt::format(
-          "permission denied to {}, who may write the log or a folder on its way and whose rights were "
-          "taken on for that",
+          "permission denied to {}, who may write the log or a folder above it, and whose rights were "
+          "assumed for that",
           *user);
     }
     return "permission denied (run this as root)";
@@ -61,7 +61,7 @@ Finding folder_obstacle(const std::string& folder, Purpose purpose) {
   if (!S_ISDIR(status.st_mode)) {
     return fmt::format("{} is not a folder", folder);
   }
-  // A write needs the folder as well: the journal is made in it.
+  // A write needs the folder, too, for the journal.
   const int mode = purpose == Purpose::kReading ? X_OK : W_OK | X_OK;
   if (!permitted(folder, mode)) {
     return fmt::format("folder {}: {}", folder, refused(errno));
@@ -91,7 +91,7 @@ Finding lock_obstacle(const Call& call) {
   return {};
 }
 
-// SQLite undoes it before it reads anything.
+// SQLite rolls it back before it reads anything.
 Finding journal_obstacle(const Call& call) {
   std::error_code missing;
   const std::filesystem::path path = std::filesystem::canonical(call.log.path, missing);
@@ -105,8 +105,8 @@ Finding journal_obstacle(const Call& call) {
   }
   const std::string who = rights_taken_from() ? ", which " + *rights_taken_from() + " must not" : "";
   return fmt::format(
-      "a change of it was cut off, and what undoes it stands in {}: to read the log, that has to be done first, by who "
-      "may write the log and its folder{} (run 'annalctl {}{} count' as such a user, root for example)",
+      "a change of it was cut off, and what undoes it is in {}: reading the log needs that done first, by a user "
+      "who may write the log and its folder{} (run 'annalctl {}{} count' as such a user, root for example)",
       journal, who, call.log.name, call.log.options);
 }
 
@@ -123,7 +123,7 @@ Finding space_obstacle(const Call& call) {
   return {};
 }
 
-// Asks for the layout without a statement to change it: a table that matches an empty list does not exist.
+// Has the library compare the columns, without statements to change them. An empty list matches only a missing table.
 bool layout_is(const Log& log, std::span<const Column> expected) {
   std::vector<AnnalColumn> list;
   for (const Column& column : expected) {
@@ -132,7 +132,7 @@ bool layout_is(const Log& log, std::span<const Column> expected) {
   return annal_common_migrate_db(log.path, log.table, list.data(), list.size()) == ANNAL_OK;
 }
 
-// A migration adds columns behind those that are there.
+// A migration adds columns after the existing ones.
 bool layout_is_of_an_earlier_release(const Log& log) {
   for (std::size_t kept = 1; kept < log.columns.size(); ++kept) {
     if (layout_is(log, log.columns.first(kept))) {
@@ -182,14 +182,13 @@ struct Reason {
 constexpr std::array kReasons{
     Reason{
         SQLITE_READONLY_ROLLBACK,
-        "a change of {0} was cut off, and what undoes it stands in {0}-journal: that needs to write (say --write, or "
+        "a change of {0} was cut off, and what undoes it is in {0}-journal: that needs write access (use --write, or "
         "look at a copy of both files)"},
     Reason{SQLITE_CORRUPT, "{0} is damaged (run '{1} check', which says what helps)"},
     Reason{SQLITE_NOTADB, "{0} is damaged (run '{1} check', which says what helps)"},
     Reason{SQLITE_FULL, "the disk is full (make room on the file system of {0})"},
-    Reason{SQLITE_IOERR,
-           "the disk could not be read or written (look into the kernel's messages, and run '{1} check')"},
-    Reason{SQLITE_READONLY, "{0} or its file system can only be read (run '{1} check', which says what helps)"},
+    Reason{SQLITE_IOERR, "the disk could not be read or written (see the kernel's messages, and run '{1} check')"},
+    Reason{SQLITE_READONLY, "{0} or its file system is read-only (run '{1} check', which says what helps)"},
     Reason{SQLITE_CONSTRAINT,
            "a trigger, an index or a column of {0} refuses it (run '{1} check', which says what helps)"},
 };
@@ -200,12 +199,12 @@ std::optional<std::string> reason_of(const Log& log, int sqlite_code) {
   constexpr int kPrimary = 0xFF;
   if ((sqlite_code & kPrimary) == SQLITE_CANTOPEN && logs_are_read_only()) {
     return fmt::format(
-        "{} is in write-ahead mode, and cannot be read without a file beside it (say --write, or look at "
+        "{} is in write-ahead mode, and cannot be read without a file beside it (use --write, or look at "
         "a copy)",
         log.path);
   }
   if (sqlite_code == SQLITE_READONLY_ROLLBACK && !logs_are_read_only()) {
-    return {};  // Whoever may undo it is told otherwise.
+    return {};  // A user who may roll it back gets another message.
   }
   for (const Reason& reason : kReasons) {
     if (reason.code == sqlite_code || reason.code == (sqlite_code & kPrimary)) {
@@ -245,22 +244,22 @@ std::optional<std::string> file_obstacle(const Log& log, Purpose purpose) {
   if (!permitted(log.path, purpose == Purpose::kReading ? R_OK : R_OK | W_OK)) {
     return refused(errno);
   }
-  // SQLite would wait for somebody to write into a pipe.
+  // SQLite would wait for a writer of the pipe.
   for (const char* suffix : {"-journal", "-wal", "-shm"}) {
     const std::string beside = std::string(log.path) + suffix;
     if (lstat(beside.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-      return fmt::format("{} stands where SQLite puts a file of its own, and is none (move it away)", beside);
+      return fmt::format("{} is in the way of a file of SQLite's own (move it away)", beside);
     }
   }
   return header_obstacle(log);
 }
 
 std::optional<std::string> statement_obstacle(const Call& call, int code) {
-  // What these say is about the values of the call, so the log has no part in it.
+  // These codes are about the call's values, not about the log.
   if (code == ANNAL_TOO_LONG || code == ANNAL_BAD_ARGUMENT || code == ANNAL_NO_MEMORY) {
     return {};
   }
-  // The lock comes first: with the file locked, looking at its table would wait as long as the call has.
+  // The lock comes first: looking at the table of a locked file would wait as long as the call did.
   if (Finding lock = lock_obstacle(call)) {
     return lock;
   }

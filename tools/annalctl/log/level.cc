@@ -1,4 +1,4 @@
-// The names and colours of levels.
+// The levels' names and colours.
 #include "tools/annalctl/log/level.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// Leads logs to other files, and decides whether they may be changed there.
 #include "tools/annalctl/log/place.h"
 
 #include <fmt/format.h>
@@ -34,7 +35,7 @@ constexpr std::array kVerbs{
     Verb{"salvage", Intent::kChanging},
 };
 
-// What a log keeps pointers to.
+// Texts to which a log keeps pointers.
 const char* kept(const std::string& text) {
   static std::deque<std::string> texts;
   return texts.emplace_back(text).c_str();
@@ -44,7 +45,7 @@ bool has_a_place(const Log& log) {
   return *log.path != '\0';
 }
 
-// Where logs were before they were put elsewhere, and what their commands need there.
+// The logs' own places, and their commands' options there.
 struct OwnPlace {
   const char* path;
   const char* options;
@@ -84,11 +85,11 @@ void settle(Log& log, const std::string& file, const Place& place, Intent intent
     return;
   }
   if (own_place && intent == Intent::kAdding) {
-    throw Refusal(fmt::format("{} is elsewhere, and the library does this at the log's own place alone", log.path));
+    throw Refusal(fmt::format("{} is elsewhere, and the library does this only at the log's own place", log.path));
   }
   if (!place.write) {
     if (intent != Intent::kReading) {
-      throw Refusal(fmt::format("{} is elsewhere, and so for reading alone: say --write to change it", log.path));
+      throw Refusal(fmt::format("{} is elsewhere, and so opened read-only: use --write to change it", log.path));
     }
     read_logs_only();
   }
@@ -103,7 +104,7 @@ void forget_places() {
 }
 
 void take_rights_where_it_is(const Log& log) {
-  // A file that is only read lends nobody any rights: no journal is undone.
+  // A file opened read-only is safe with any rights: no journal is rolled back.
   if (!logs_are_read_only()) {
     take_rights_for(log);
   }

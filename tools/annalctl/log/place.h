@@ -1,5 +1,5 @@
-// Where a log is: at its place on the appliance, or in a folder or a file that was named, as a copy from another one
-// is.
+// Where a log is: at its place on the appliance, or in another folder or file, such as a copy from another
+// appliance.
 #pragma once
 
 #include <string>
@@ -12,19 +12,19 @@ namespace annalctl {
 enum class Intent {
   kReading,
   kChanging,
-  kAdding,  // which the library does at the log's own place alone, and tells this appliance's programs
+  kAdding,  // the library does it only at the log's own place, and tells this appliance's programs
 };
 
 [[nodiscard]] Intent intent_of(const std::string& verb);
 
-// Puts the log where it was asked for; file: empty for none. Elsewhere it is for reading alone, unless the session says
-// otherwise. Throws Refusal for what cannot be done there.
+// Leads the log to its file; file: empty for none. Elsewhere it is read-only, unless the session says otherwise. Throws
+// Refusal for what cannot be done there.
 void settle(Log& log, const std::string& file, const Place& place, Intent intent);
 
-// Puts all logs back to their own places.
+// Leads all logs to their own places again.
 void forget_places();
 
-// Before a command that uses this log and no other: the rights to open it with.
+// Assumes the rights for opening the log, before a command that uses no other.
 void take_rights_where_it_is(const Log& log);
 
 }  // namespace annalctl

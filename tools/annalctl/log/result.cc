@@ -55,12 +55,12 @@ bool check_log_exists(const Log& log) {
 }
 
 std::string failure_text(const Call& call, int code, const std::string& seen) {
-  // Before the look at the log, which may fail itself.
+  // Before looking at the log, which may fail itself.
   const std::optional<int> sqlite_code = failure_since(call.begun);
   if (const std::optional<std::string> obstacle = file_obstacle(call.log, call.purpose)) {
     return fmt::format("cannot open {}: {}", call.log.path, *obstacle);
   }
-  // What a command has seen itself says more than SQLite's code, unless the log as a whole explains it.
+  // What a command has seen says more than SQLite's code, unless the state of the log explains it.
   const std::optional<std::string> reason =
       sqlite_code && seen.empty() ? reason_of(call.log, *sqlite_code) : std::nullopt;
   if (reason) {

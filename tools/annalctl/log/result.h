@@ -1,4 +1,4 @@
-// From result codes to sentences that say what to do.
+// Turns result codes into sentences that say what to do.
 #pragma once
 
 #include <string>
@@ -10,14 +10,14 @@ namespace annalctl {
 // What a code says by itself, without a look at the log.
 [[nodiscard]] std::string code_text(int code);
 
-// Opening a log that is not there would leave an empty file behind, so everything but its creation looks first. Prints
-// the reason when the answer is false.
+// Opening a missing log would leave an empty file, so every command but its creation checks first. Prints the reason if
+// the result is false.
 [[nodiscard]] bool check_log_exists(const Log& log);
 
-// Why a call failed, and what to do. seen: what its caller knows of the cause, for when none is found here.
+// Why a call failed, and what to do. seen: the cause that the caller knows, used if none is found here.
 [[nodiscard]] std::string failure_text(const Call& call, int code, const std::string& seen = {});
 
-// Prints what became of a call, unless it is a success, and returns the exit status.
+// Prints why a call failed, unless it succeeded, and returns the exit status.
 [[nodiscard]] int report(const Call& call, int code, const std::string& seen = {});
 
 }  // namespace annalctl

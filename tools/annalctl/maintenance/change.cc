@@ -1,3 +1,4 @@
+// A transaction that is rolled back unless it was committed.
 #include "tools/annalctl/maintenance/change.h"
 
 namespace annalctl {
@@ -10,7 +11,7 @@ Change::~Change() {
   if (!finished_) {
     try {
       reader_.run("ROLLBACK");
-    } catch (...) {  // SQLite has undone it already.
+    } catch (...) {  // SQLite has rolled it back already.
     }
   }
 }

@@ -1,4 +1,4 @@
-// One change of a log, which is undone unless it was finished.
+// A change of a log, which is rolled back unless it was finished.
 #pragma once
 
 #include "tools/annalctl/query/reader.h"
@@ -7,7 +7,7 @@ namespace annalctl {
 
 class Change {
  public:
-  // Waits for the log to be free, and locks it for others that write.
+  // Waits for the log to be free, and locks out other writers.
   explicit Change(Reader& reader);
   ~Change();
   Change(const Change&) = delete;

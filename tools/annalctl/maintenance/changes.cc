@@ -1,3 +1,4 @@
+// Counts deleted rows through SQLite's hooks, and reports them.
 #include "tools/annalctl/maintenance/changes.h"
 
 #include <fmt/format.h>
@@ -11,7 +12,7 @@
 
 namespace annalctl {
 
-// What SQLite calls for each connection: when it is opened, and when it is closed.
+// Called by SQLite for each connection, on opening and on closing.
 struct CountedChanges::Hooks {
   static int opened(sqlite3* connection, char** /*message*/, const sqlite3_api_routines* /*api*/) {
     return sqlite3_trace_v2(connection, SQLITE_TRACE_CLOSE, closed, current);
@@ -22,7 +23,7 @@ struct CountedChanges::Hooks {
     return 0;
   }
 
-  // What SQLite calls has this form, and is handed over in another.
+  // SQLite calls a function of this type, but takes it as another.
   static inline void (*const kEntry)() = reinterpret_cast<void (*)()>(opened);
   static inline CountedChanges* current = nullptr;
 };

@@ -1,4 +1,4 @@
-// How many entries a call of the library has deleted, which it does not say itself.
+// Counts the entries that a call of the library deletes, which the library does not tell.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,7 +11,7 @@
 
 namespace annalctl {
 
-// Counts the rows that are changed on every connection that is opened and closed while it lives. One at a time.
+// Counts the rows changed on every connection that is opened and closed while it exists. One at a time.
 class CountedChanges {
  public:
   CountedChanges();
@@ -30,7 +30,7 @@ class CountedChanges {
 // "1 event", "2 events"
 [[nodiscard]] std::string number_of(std::int64_t count, const Log& log);
 
-// Says how many entries a command has deleted or, without doing it, would delete.
+// Says how many entries a command has deleted or would delete.
 enum class Deed { kDone, kOnlyLooked };
 void say_deleted(std::int64_t count, const Log& log, Deed deed, Session& session);
 

@@ -1,3 +1,4 @@
+// Compacts a log's file within a bounded time.
 #include "tools/annalctl/maintenance/compact.h"
 
 #include <fmt/format.h>
@@ -21,9 +22,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// SQLite can only write the whole file again, with the log locked from beginning to end: another file in its place
-// would miss what others store in the one that they have open. So it has to be short, and is given up when it is not:
-// until the copy is complete, the log is as it was.
+// SQLite can only rewrite the whole file, with the log locked from start to end: a new file in its place would miss
+// what other programs store in the one that they have open. So it has to be short, and gives up if it is not: until the
+// copy is complete, the log is as it was.
 constexpr double kUsualLongest = 2;
 constexpr double kLongestAllowed = 15;  // The library's calls wait for 20 seconds.
 
@@ -91,7 +92,7 @@ std::int64_t size_of(const Log& log) {
 void require_short_and_roomy(const Sizes& sizes, const Arguments& arguments) {
   if (expected_seconds(sizes) > arguments.longest) {
     refuse(
-        fmt::format("{} are in use, and it could be locked for {:.1f} s while they are written again (delete some, "
+        fmt::format("{} are in use, and rewriting them could lock the log for {:.1f} s (delete some, "
                     "or allow more with --longest, up to {} s)",
                     bytes_text(sizes.in_use), expected_seconds(sizes), kLongestAllowed));
   }
@@ -106,7 +107,7 @@ Seconds write_again(const Log& log, double longest) {
   Reader reader(log);
   const SqliteStatement any = reader.prepare("PRAGMA main.page_size");
   const auto begun = Clock::now();
-  // The second half is for what cannot be interrupted: the way back into the file.
+  // The second half is for copying back into the file, which cannot be interrupted.
   Deadline deadline(sqlite3_db_handle(any.handle()), Seconds(longest / 2));
   try {
     reader.run("VACUUM");
@@ -165,21 +166,21 @@ void add_compact_command(CLI::App& commands, Session& session, const Log& log) {
   CLI::App* const command = commands.add_subcommand("compact", "Give the room of deleted entries back to the disk");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(
-      fmt::format("The file is written again, and for that time the log is locked: whoever writes or\n"
-                  "reads waits, and deletions by other programs, which do not wait, fail. So it is\n"
-                  "only done when the size shows that it is short, and is given up when it takes\n"
-                  "longer: until it is complete the log is as it was, after a power cut too. It\n"
-                  "takes the size in use twice meanwhile, in the log's folder and in that for\n"
-                  "temporary files. Seldom needed: a log uses the room again by itself.\n"
+      fmt::format("Rewrites the file, and locks the log meanwhile: programs that write or read\n"
+                  "wait, and deletions by other programs, which do not wait, fail. So it only\n"
+                  "starts if the size promises a short time, and gives up if it takes longer: the\n"
+                  "log is then as it was, as after a power cut. It needs room for the size in use\n"
+                  "twice, in the log's folder and in the folder for temporary files. Seldom\n"
+                  "needed: a log reuses the room by itself.\n"
                   "\n"
                   "Examples:\n"
                   "  annalctl {0}{1} compact --dry-run\n"
                   "  annalctl {0}{1} compact --longest 10",
                   log.name, log.options));
-  command->add_option("--longest", arguments->longest, "For so many seconds at most; without it 2")
+  command->add_option("--longest", arguments->longest, "Lock the log for at most N seconds; default: 2")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.1, kLongestAllowed));
-  command->add_flag("--dry-run", arguments->dry_run, "Only say how much it would give back");
+  command->add_flag("--dry-run", arguments->dry_run, "Only show how much it would give back");
   command->callback([arguments, &session, &log] { session.status = run_compact(log, *arguments, session); });
 }
 

@@ -1,4 +1,4 @@
-// Gives the room of deleted entries back to the file system: "annalctl LOG compact".
+// Returns the room of deleted entries to the file system: "annalctl LOG compact".
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -23,12 +23,12 @@ namespace annalctl {
 namespace {
 
 constexpr char kNotes[] =
-    "Entries go that meet all conditions: those of 'list', and those of the values\n"
-    "below, which an entry's column has to equal to the letter, --user and the like\n"
-    "too. None that does is no failure. One value alone is deleted by in one step,\n"
-    "and a log that is locked is then not waited for. Everything else goes in short\n"
-    "steps, so that whoever writes to the log does not wait for long; a run that was\n"
-    "cut off has deleted what it got to.\n"
+    "Deletes the entries that meet all conditions: those of 'list', and the values\n"
+    "below, which a column has to equal exactly; here that includes --user and the\n"
+    "like. Finding no entry is not a failure. A single value is deleted by in one\n"
+    "step, which does not wait for a locked log. Everything else goes in short\n"
+    "steps, so that writers do not wait for long; an interrupted run has deleted\n"
+    "what it got to.\n"
     "\n";
 
 constexpr char kDryRun[] = "--dry-run";
@@ -36,7 +36,7 @@ constexpr char kDryRun[] = "--dry-run";
 struct Chosen {
   FilterOptions filters;
   LogFilters table{};             // the list's
-  std::vector<TextFilter> texts;  // with those that are compared to the letter
+  std::vector<TextFilter> texts;  // including those compared exactly
   std::map<const DeleteOption*, std::string> values;
   bool dry_run = false;
 };
@@ -78,7 +78,7 @@ Condition condition_of(const DeleteOption& selector, const std::string& text) {
   return equals(selector.column, text);
 }
 
-// What is asked for, when it is one value that the library can delete by.
+// The request, if it is one value that the library can delete by.
 struct OneValue {
   const DeleteOption* selector = nullptr;
   std::string text;
@@ -94,7 +94,7 @@ OneValue one_value_of(const DeleteCommand& deletion, const CLI::App& command) {
     }
   }
   if (given == 0) {
-    throw Refusal("it says nothing about which are to be deleted ('flush' deletes all)");
+    throw Refusal("it does not say what to delete ('flush' deletes all)");
   }
   const bool of_library = one.selector != nullptr && one.selector->what != nullptr;
   return given == 1 && of_library ? one : OneValue();
@@ -138,7 +138,7 @@ int run_delete(const DeleteCommand& deletion, const CLI::App& command, const Cho
   const Log& log = deletion.queries.log;
   const OneValue one = one_value_of(deletion, command);
   if (one.selector != nullptr) {
-    static_cast<void>(value_from(*one.selector, one.text));  // what cannot be looked for is told first
+    static_cast<void>(value_from(*one.selector, one.text));  // refuses a value that cannot be looked for
   }
   if (!check_log_exists(log)) {
     return kFailure;
@@ -166,7 +166,7 @@ void add_selector(CLI::App& command, const DeleteOption& selector, Chosen& chose
 
 void add_delete_command(CLI::App& commands, Session& session, const DeleteCommand& deletion) {
   const Log& log = deletion.queries.log;
-  CLI::App* const command = commands.add_subcommand("delete", fmt::format("Delete the {} that are named", log.entries));
+  CLI::App* const command = commands.add_subcommand("delete", fmt::format("Delete {}", log.entries));
   const auto chosen = std::make_shared<Chosen>();
   command->footer(fmt::format("{}{}{}\nExamples:\n{}", kNotes, kFilterNotes, kWhenForms, deletion.examples));
   for (TextFilter filter : deletion.queries.filters.texts) {
@@ -192,7 +192,7 @@ void add_delete_command(CLI::App& commands, Session& session, const DeleteComman
 DeleteValue read_number(const std::string& text) {
   const auto number = whole_number<int>(text);
   if (!number) {
-    throw Refusal(fmt::format("'{}' is no whole number of 32 bits", text));
+    throw Refusal(fmt::format("'{}' is not a whole number of 32 bits", text));
   }
   return *number;
 }

@@ -1,4 +1,4 @@
-// Deleting entries: those whose column equals a value, by the library, and those that any of a list's conditions find.
+// Deleting entries: by the library if a column equals a value, and otherwise those that a list's conditions find.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -13,7 +13,7 @@
 
 namespace annalctl {
 
-// As the library takes it: by the address of an int, or as a text.
+// In the library's form: the address of an int, or a text.
 using DeleteValue = std::variant<int, std::string>;
 
 struct DeleteOption {
@@ -23,7 +23,7 @@ struct DeleteOption {
   DeleteValue (*read)(const std::string& text);  // throws Refusal
   const char* form;                              // of the value, for the help
   const char* column;                            // that the value is compared with
-  // What it is compared with when that is neither the number nor the text itself.
+  // The compared value, if that is neither the number nor the text itself.
   Condition::Value (*compared)(const std::string& text) = nullptr;
   std::optional<Named> names{};  // it takes these names, too
 };
@@ -42,7 +42,7 @@ void add_delete_command(CLI::App& commands, Session& session, const DeleteComman
 [[nodiscard]] DeleteValue read_text(const std::string& text);
 [[nodiscard]] DeleteValue read_level(const std::string& name);
 
-// For a text that becomes part of a statement as it is, where a quote would end it and the rest would be executed.
+// For a text that the library puts unescaped into a statement: SQLite would run what follows a quote.
 [[nodiscard]] DeleteValue read_text_without_quote(const std::string& text);
 
 }  // namespace annalctl

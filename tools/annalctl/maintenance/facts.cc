@@ -1,3 +1,4 @@
+// Collects facts about a log in one short transaction.
 #include "tools/annalctl/maintenance/facts.h"
 
 #include <fmt/format.h>
@@ -84,7 +85,7 @@ void read_levels(Reader& reader, const Log& log, LogFacts& facts) {
   }
 }
 
-// The first two numbers are the limit and the batch, whatever else is in its text.
+// The first two numbers of its text are the limit and the batch.
 RowLimit numbers_in(const std::string& trigger) {
   RowLimit found;
   std::array<int*, 2> places{&found.limit, &found.batch};
@@ -97,7 +98,7 @@ RowLimit numbers_in(const std::string& trigger) {
   return found;
 }
 
-// What looks wrong from outside.
+// What looks wrong without a check.
 std::string suspicion_of(Reader& reader, const LogFacts& facts) {
   const std::int64_t pages = number_of(reader, "PRAGMA main.page_count");
   const std::int64_t page_size = number_of(reader, "PRAGMA main.page_size");
@@ -105,7 +106,7 @@ std::string suspicion_of(Reader& reader, const LogFacts& facts) {
     return fmt::format("the file has {} bytes, and should have {}", facts.size, pages * page_size);
   }
   if (!facts.limit) {
-    return "it has no row limit of the library's";
+    return "it lacks the library's row limit";
   }
   if (facts.entries > facts.limit->limit) {
     return "it holds more than its limit";

@@ -1,4 +1,4 @@
-// What there is to know about a log without reading all of it.
+// Facts about a log that do not require reading all of it.
 #pragma once
 
 #include <cstdint>
@@ -13,22 +13,22 @@
 
 namespace annalctl {
 
-// The row limit as the trigger of the log's table has it.
+// The row limit in the trigger of the log's table.
 struct RowLimit {
   int limit = 0;
   int batch = 0;
 };
 
-// Nothing when there is no trigger of the library's kind.
+// Nothing if there is no trigger like the library's.
 [[nodiscard]] std::optional<RowLimit> row_limit_of(Reader& reader, const Log& log);
 
-// How much of the file holds something, in bytes. Within a turn or a change.
+// How many bytes of the file are in use. Within a turn or a change.
 [[nodiscard]] std::int64_t bytes_in_use(Reader& reader);
 
 struct LogFacts {
   std::string log;
   std::string file;
-  std::string failure;  // why nothing of what follows is known; empty otherwise
+  std::string failure;  // why the facts below are not known; otherwise empty
 
   std::int64_t entries = 0;
   std::vector<std::pair<std::string, std::int64_t>> levels;  // by name, in the order of their numbers
@@ -38,13 +38,13 @@ struct LogFacts {
   std::int64_t in_use = 0;
   std::int64_t disk_free = 0;
   std::optional<RowLimit> limit;
-  std::string suspicion;  // what should be looked into; empty when nothing was seen
+  std::string suspicion;  // what needs attention; empty if nothing was seen
 };
 
 // Locks the log for a few milliseconds.
 [[nodiscard]] LogFacts facts_of(const Log& log);
 
-// For a process that tells another one. Each text is valid UTF-8.
+// For passing facts to another process. Each text is valid UTF-8.
 [[nodiscard]] nlohmann::ordered_json json_of(const LogFacts& facts);
 [[nodiscard]] LogFacts facts_from(const nlohmann::ordered_json& json);
 

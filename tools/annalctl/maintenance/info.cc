@@ -1,3 +1,4 @@
+// Prints facts about logs as a page, JSON, CSV or metrics.
 #include "tools/annalctl/maintenance/info.h"
 
 #include <fmt/format.h>
@@ -79,12 +80,12 @@ void write_csv(const std::vector<LogFacts>& all, Session& session) {
 }  // namespace
 
 const char* const kInfoNotes =
-    "The size in use is what a compact file would take; the rest of it is used\n"
-    "again. A log is looked at in a few milliseconds, and nothing is changed.\n"
+    "The size in use is what a compact file would take; the log reuses the rest of\n"
+    "it. Takes a few milliseconds for each log, and changes nothing.\n"
     "\n"
     "--prometheus is for the textfile folder of a node exporter:\n"
     "  annalctl info --prometheus > logs.prom.new && mv logs.prom.new logs.prom\n"
-    "It succeeds for logs that cannot be read, too, which annal_log_up tells.\n";
+    "It succeeds even if a log cannot be read; annal_log_up shows that.\n";
 
 void add_info_options(CLI::App& command, InfoOptions& options) {
   command.add_flag("--prometheus", options.prometheus, "Write it in Prometheus' text format");
@@ -121,7 +122,7 @@ int write_info(const std::vector<LogFacts>& all, const InfoOptions& options, Ses
 }
 
 void add_info_command(CLI::App& commands, Session& session, const Log& log) {
-  CLI::App* const command = commands.add_subcommand("info", "Tell what the log holds, its size and its limit");
+  CLI::App* const command = commands.add_subcommand("info", "Show what the log holds, its size and its limit");
   const auto options = std::make_shared<InfoOptions>();
   command->footer(kInfoNotes + fmt::format("\nExamples:\n  annalctl {0}{1} info\n  annalctl {0}{1} info --json",
                                            log.name, log.options));

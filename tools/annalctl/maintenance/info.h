@@ -1,4 +1,4 @@
-// What a log holds, how large it is and how long its entries stay: "annalctl LOG info" and "annalctl info".
+// What a log holds, its size and its limit: "annalctl LOG info" and "annalctl info".
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -17,7 +17,7 @@ struct InfoOptions {
 void add_info_options(CLI::App& command, InfoOptions& options);
 extern const char* const kInfoNotes;
 
-// Writes it in the form that was asked for, and returns the exit status.
+// Writes the facts in the chosen format, and returns the exit status.
 [[nodiscard]] int write_info(const std::vector<LogFacts>& all, const InfoOptions& options, Session& session);
 
 }  // namespace annalctl

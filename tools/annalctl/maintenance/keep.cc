@@ -1,3 +1,4 @@
+// Deletes the oldest entries by age and by size.
 #include "tools/annalctl/maintenance/keep.h"
 
 #include <fmt/format.h>
@@ -24,7 +25,7 @@ namespace annalctl {
 
 namespace {
 
-// The first day that is kept, as the log's column of the date has it.
+// The first day to keep, as in the log's date column.
 Condition::Value first_day_kept(const Log& log, int days) {
   const std::time_t now = std::time(nullptr);
   std::tm day{};
@@ -43,7 +44,7 @@ class Keeper {
  public:
   Keeper(const Log& log, const KeepOptions& options) : log_(log), options_(options), reader_(log) {}
 
-  // Both count how many went, also when they throw ReadFailure.
+  // Both count the deleted entries, even if they throw ReadFailure.
   void delete_too_old(std::int64_t& deleted) {
     if (options_.days > 0) {
       Query old;
@@ -61,7 +62,7 @@ class Keeper {
     }
   }
 
-  // How many of both would go. Of the size it can only be told how much each of its entries takes on average.
+  // How many entries both would delete. For the size this assumes entries of average size.
   [[nodiscard]] std::int64_t count() {
     const std::int64_t all = reader_.count({});
     std::int64_t gone = 0;
@@ -83,13 +84,13 @@ class Keeper {
     return {fmt::format("{} < ?", log_.date), {first_day_kept(log_, options_.days)}};
   }
 
-  // About how many have to go, when each takes so much: at least one while it is too much.
+  // About how many to delete if each takes its average: at least one while the log is too large.
   [[nodiscard]] std::size_t entries_too_many(double each) {
     const double excess = static_cast<double>(bytes_in_use(reader_)) - static_cast<double>(options_.size);
     return excess > 0 ? static_cast<std::size_t>(excess / std::max(each, 1.0)) + 1 : 0;
   }
 
-  // most: says again and again how many may still go.
+  // most: called repeatedly, returns how many may still go.
   template <typename Most>
   void delete_in_order(const Query& query, Most most, std::int64_t& deleted) {
     const std::int64_t before = deleted;
@@ -132,20 +133,20 @@ void say(const Log& log, std::int64_t deleted, const KeepOptions& options, Sessi
 }  // namespace
 
 const char* const kKeepNotes =
-    "--days keeps today and so many days before it. --size is of what the entries\n"
-    "take: the file itself does not get smaller, and uses the room again ('compact'\n"
-    "gives it back). K, M and G mean 1024, its square and its cube.\n"
+    "--days N keeps today and the N days before. --size counts what the entries\n"
+    "take: the file itself does not shrink, and reuses the room ('compact' gives it\n"
+    "back). K, M and G mean 1024, its square and its cube.\n"
     "\n"
-    "The oldest go first, in short steps: whoever writes to the log waits for some\n"
-    "hundredths of a second at most, as long as the disk keeps up. A run that was\n"
-    "cut off has deleted what it got to.\n";
+    "Deletes the oldest first, in short steps: writers wait for some hundredths of a\n"
+    "second at most, as long as the disk keeps up. An interrupted run has deleted\n"
+    "what it got to.\n";
 
 void add_keep_options(CLI::App& command, KeepOptions& options) {
   auto* const which = command.add_option_group("What is kept");
-  which->add_option("--days", options.days, "Delete entries that are older than so many days")
+  which->add_option("--days", options.days, "Delete entries that are older than N days")
       ->type_name("D")
       ->check(CLI::Range(1, 365000));
-  which->add_option("--size", options.size, "Delete the oldest until the rest takes no more, as 200M")
+  which->add_option("--size", options.size, "Delete the oldest until the rest fits, as in 200M")
       ->type_name("SIZE")
       ->transform(CLI::AsSizeValue(false))
       ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()));
@@ -179,7 +180,7 @@ int run_keep(const Log& log, const KeepOptions& options, Session& session) {
 }
 
 void add_keep_command(CLI::App& commands, Session& session, const Log& log) {
-  CLI::App* const command = commands.add_subcommand("keep", "Delete what is older, or more, than is to be kept");
+  CLI::App* const command = commands.add_subcommand("keep", "Delete what is too old or too much");
   const auto options = std::make_shared<KeepOptions>();
   command->footer(kKeepNotes + fmt::format("\nExamples:\n"
                                            "  annalctl {0}{1} keep --days 90\n"

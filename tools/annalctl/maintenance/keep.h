@@ -1,4 +1,4 @@
-// Deletes what is too old or too much, the oldest first, beside those that write: "annalctl LOG keep", "annalctl keep".
+// Deletes what is too old or too much, the oldest first, without delaying writers: "annalctl [LOG] keep".
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// Replaces the trigger that limits a log.
 #include "tools/annalctl/maintenance/limit.h"
 
 #include <fmt/format.h>
@@ -26,7 +27,7 @@ struct Arguments {
   bool dry_run = false;
 };
 
-// The trigger as the library makes it, word for word: other programs read it from the file.
+// The library's trigger, word for word: other programs read it from the file.
 std::string trigger_text(const Log& log, const RowLimit& limit) {
   const std::optional<Blueprint> blueprint = blueprint_of(log, limit.limit, limit.batch);
   if (blueprint) {
@@ -36,7 +37,7 @@ std::string trigger_text(const Log& log, const RowLimit& limit) {
       }
     }
   }
-  throw ReadFailure(ANNAL_TRIGGER_FAILED, ReadFailure::Clock::now(), "the library's trigger could not be made");
+  throw ReadFailure(ANNAL_TRIGGER_FAILED, ReadFailure::Clock::now(), "the library's trigger could not be created");
 }
 
 void replace(Reader& reader, const Log& log, const RowLimit& limit) {
@@ -75,7 +76,7 @@ int run_limit(const Log& log, const Arguments& arguments, Session& session) {
   const Call call{log, fmt::format("set the limit of the {} log", log.name), Purpose::kWriting};
   try {
     Reader reader(log);
-    // A log without its table is a failure before anything is changed.
+    // Fails for a log without its table, before anything is changed.
     static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {}", reader.table())));
     const std::optional<RowLimit> before = row_limit_of(reader, log);
     if (!arguments.dry_run) {
@@ -94,23 +95,22 @@ void add_limit_command(CLI::App& commands, Session& session, const Log& log) {
   CLI::App* const command = commands.add_subcommand("limit", "Change how many entries the log keeps");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(
-      fmt::format("The limit is applied when the next of the {1} are stored: each time the batch goes,\n"
-                  "the oldest first, until no more than the limit are left. 'keep' and 'delete'\n"
-                  "delete at once.\n"
+      fmt::format("The limit takes effect when new {1} are stored: each one deletes a batch of the\n"
+                  "oldest until the log is within its limit. 'keep' and 'delete' delete at once.\n"
                   "\n"
                   "Examples:\n"
                   "  annalctl {0}{2} limit 50000\n"
                   "  annalctl {0}{2} limit 50000 --batch 500",
                   log.name, log.entries, log.options));
-  command->add_option("N", arguments->limit, fmt::format("Keep at most so many {}", log.entries))
+  command->add_option("N", arguments->limit, fmt::format("Keep at most N {}", log.entries))
       ->required()
       ->check(at_least(1));
   command
       ->add_option("--batch", arguments->batch,
-                   "So many of the oldest go at once when the log is full; without it 1 % of the limit")
+                   "Delete the oldest N at once when the log is full; default: 1 % of the limit")
       ->type_name("N")
       ->check(at_least(1));
-  command->add_flag("--dry-run", arguments->dry_run, "Only say what the limit is and would be");
+  command->add_flag("--dry-run", arguments->dry_run, "Only show the old and the new limit");
   command->callback([arguments, &session, &log] { session.status = run_limit(log, *arguments, session); });
 }
 

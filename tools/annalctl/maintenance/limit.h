@@ -1,4 +1,4 @@
-// Changes the row limit of a log that is there already: "annalctl LOG limit".
+// Changes the row limit of an existing log: "annalctl LOG limit".
 #pragma once
 
 #include <CLI/CLI.hpp>

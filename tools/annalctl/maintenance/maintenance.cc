@@ -30,7 +30,7 @@ int run_create(const Log& log, int (*create)(int limit, int batch) noexcept, con
   return report(call, create(limit, batch));
 }
 
-// The number of all entries, or a negative one when that was told as a failure.
+// The number of all entries, or a negative number after a reported failure.
 std::int64_t all_entries(const Log& log) {
   const Call call{log, fmt::format("count the {}", log.entries), Purpose::kReading};
   try {
@@ -104,12 +104,12 @@ void add_create_command(CLI::App& commands, Session& session, const Log& log,
                               log.name, log.options));
   command
       ->add_option("--limit", limits->limit,
-                   fmt::format("Keep at most so many {}; 0, as without it, means {}", log.entries, log.usual_limit))
+                   fmt::format("Keep at most N {}; 0, the default, means {}", log.entries, log.usual_limit))
       ->type_name("N")
       ->check(at_least(0));
   command
       ->add_option("--batch", limits->batch,
-                   "So many of the oldest go at once when the log is full; 0, as without it, means 1 % of the limit")
+                   "Delete the oldest N at once when the log is full; 0, the default, means 1 % of the limit")
       ->type_name("N")
       ->check(at_least(0));
   command->callback([limits, &session, &log, create] { session.status = run_create(log, create, *limits); });
@@ -120,7 +120,7 @@ void add_flush_command(CLI::App& commands, Session& session, const Log& log, int
       commands.add_subcommand("flush", fmt::format("Delete all {} and keep the log", log.entries));
   const auto options = std::make_shared<FlushOptions>();
   command->footer(
-      fmt::format("Asks first when standard input is a terminal, and goes ahead when it is none.\n"
+      fmt::format("Asks first if standard input is a terminal, and proceeds if it is not.\n"
                   "\n"
                   "Examples:\n"
                   "  annalctl {0}{1} flush\n"
@@ -133,7 +133,7 @@ void add_flush_command(CLI::App& commands, Session& session, const Log& log, int
 
 void add_trim_command(CLI::App& commands, Session& session, const Log& log, int (*trim)(int keep) noexcept) {
   CLI::App* const command =
-      commands.add_subcommand("trim", fmt::format("Delete the oldest {} until so many are left", log.entries));
+      commands.add_subcommand("trim", fmt::format("Delete the oldest {} and keep the newest", log.entries));
   const auto options = std::make_shared<TrimOptions>();
   command->footer(fmt::format("Example:\n  annalctl {} trim 1000", log.name));
   command->add_option("KEEP", options->keep, "How many to keep, 1 or more ('flush' deletes all)")
@@ -145,7 +145,7 @@ void add_trim_command(CLI::App& commands, Session& session, const Log& log, int 
 
 void add_migrate_command(CLI::App& commands, Session& session, const Log& log, int (*migrate)() noexcept) {
   CLI::App* const command =
-      commands.add_subcommand("migrate", "Add the columns that the log of an earlier release lacks");
+      commands.add_subcommand("migrate", "Add the columns that a log from an earlier release lacks");
   command->footer("Changes nothing in a log that has them all.");
   command->callback([&session, &log, migrate] { session.status = run_migrate(log, migrate); });
 }

@@ -1,4 +1,4 @@
-// Creating, emptying, trimming and migrating a log, which only differ by the calls of the library.
+// Creating, emptying, trimming and migrating a log: the logs differ only in the library's functions.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -13,10 +13,10 @@ void add_create_command(CLI::App& commands, Session& session, const Log& log,
 
 void add_flush_command(CLI::App& commands, Session& session, const Log& log, int (*flush)() noexcept);
 
-// Deletes the oldest entries until so many are left.
+// Deletes the oldest entries and keeps the newest.
 void add_trim_command(CLI::App& commands, Session& session, const Log& log, int (*trim)(int keep) noexcept);
 
-// Adds the columns that the log of an earlier release lacks.
+// Adds the columns that a log from an earlier release lacks.
 void add_migrate_command(CLI::App& commands, Session& session, const Log& log, int (*migrate)() noexcept);
 
 }  // namespace annalctl

@@ -1,3 +1,5 @@
+// Finds the oldest entries in small portions. The date has an index, the time of day has none, so the entries of one
+// day are sorted in a temporary database.
 #include "tools/annalctl/maintenance/oldest.h"
 
 #include <fmt/format.h>
@@ -24,7 +26,7 @@ OldestFirst::OldestFirst(Reader& reader, const Log& log, const Query& query)
 
 bool OldestFirst::next(std::vector<std::int64_t>& ids) {
   ids.clear();
-  // A time in seconds has an index that is in this order, and a date has one that is not.
+  // A time in seconds has an index in this order; the index of a date is not.
   if (log_.time == nullptr) {
     return next_by_index(ids);
   }
@@ -73,7 +75,7 @@ bool OldestFirst::sort_next_day() {
   reader_.run(
       "CREATE TABLE IF NOT EXISTS temp.annal_day (time, id INTEGER, PRIMARY KEY (time, id)) WITHOUT ROWID; "
       "DELETE FROM temp.annal_day");
-  // By the index of the date, whose entries of one day are in the order of their ids.
+  // By the index of the date, which has one day's entries in the order of their ids.
   SqliteStatement rows =
       reader_.prepare(fmt::format("SELECT rowid, {} FROM {} WHERE {} = ?1 AND rowid > ?2 ORDER BY "
                                   "rowid LIMIT {}",

@@ -1,4 +1,4 @@
-// The ids of a log's entries, the oldest first, whatever the order in which they were stored.
+// The ids of a log's entries, the oldest first, in whatever order they were stored.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,11 @@ namespace annalctl {
 
 class OldestFirst {
  public:
-  // The query's conditions say which. Entries that are handed out have to be gone when the next are asked for.
+  // The query's conditions say which. Delete the entries of one call before the next.
   OldestFirst(Reader& reader, const Log& log, const Query& query);
 
-  // Some of them; false when there is none left. Every lock is short: a day's entries are sorted in a private temporary
-  // database, and not in the log.
+  // Some of them; false if there are none left. Every lock is short: a day's entries are sorted in a private temporary
+  // database, not in the log.
   [[nodiscard]] bool next(std::vector<std::int64_t>& ids);
 
  private:

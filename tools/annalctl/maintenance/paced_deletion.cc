@@ -1,3 +1,4 @@
+// Deletes rows in steps that adapt to the speed of the disk.
 #include "tools/annalctl/maintenance/paced_deletion.h"
 
 #include <fmt/format.h>
@@ -18,7 +19,7 @@ using std::chrono::milliseconds;
 constexpr std::size_t kFirst = 16;
 constexpr std::size_t kMost = 1024;
 constexpr milliseconds kShort{15};
-constexpr milliseconds kLong{30};  // A disk that is busy with others may take three times that.
+constexpr milliseconds kLong{30};  // A busy disk may take three times that.
 constexpr milliseconds kLeastPause{5};
 
 }  // namespace
@@ -50,7 +51,7 @@ std::size_t PacedDeletion::delete_first(std::span<const std::int64_t> ids) {
   }
   deleted_ += deleted;
   learn_from(held);
-  // Those that wait for the log look again only now and then.
+  // Waiting programs retry the lock only now and then.
   std::this_thread::sleep_for(std::max<Clock::duration>(held, kLeastPause));
   return done;
 }

@@ -1,4 +1,4 @@
-// Deletes many entries in steps, each of which locks the log for a moment only: those that write come in between.
+// Deletes many entries in steps that lock the log only for a moment, so that writers get in between.
 #pragma once
 
 #include <chrono>
@@ -15,11 +15,11 @@ class PacedDeletion {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // guard: what a row has to meet still when its turn has come. Its id alone may be another row's by then.
+  // guard: conditions that a row must still meet at its turn, when its id may belong to another row.
   PacedDeletion(Reader& reader, Query guard);
 
-  // Deletes some of the rows, the first ones first, in one step, and then leaves the log alone for a while. Returns how
-  // many of the ids it is through with: at least one.
+  // Deletes the first of the rows in one step, then leaves the log alone for a while. Returns how many ids it has
+  // handled: at least one.
   [[nodiscard]] std::size_t delete_first(std::span<const std::int64_t> ids);
 
   [[nodiscard]] std::int64_t deleted() const { return deleted_; }
@@ -34,8 +34,8 @@ class PacedDeletion {
   std::int64_t deleted_ = 0;
 };
 
-// Deletes the rows that satisfy the conditions of a query, in the order of their ids, of those that are there now.
-// deleted: how many are gone, also when it throws ReadFailure.
+// Deletes the rows that meet a query's conditions and exist now, in the order of their ids. deleted: how many are gone,
+// even if it throws ReadFailure.
 void delete_matching(Reader& reader, const Query& query, std::int64_t& deleted);
 
 }  // namespace annalctl

@@ -1,3 +1,4 @@
+// The metrics as data, and their text format.
 #include "tools/annalctl/maintenance/prometheus.h"
 
 #include <fmt/format.h>
@@ -16,7 +17,7 @@ using Value = std::optional<std::int64_t>;
 struct Metric {
   const char* name;
   const char* help;
-  Value (*of)(const LogFacts& facts);  // nothing: the log has none
+  Value (*of)(const LogFacts& facts);  // nothing: the log has no such value
 };
 
 Value seconds_of(const std::string& time) {

@@ -1,4 +1,4 @@
-// The facts about logs in Prometheus' text format.
+// Facts about logs in Prometheus' text format.
 #pragma once
 
 #include <string>

@@ -20,9 +20,9 @@ namespace annalctl::notice {
 namespace {
 
 constexpr char kFooter[] =
-    "A text that begins with '-' stands behind '--'; '-' alone is read from standard\n"
-    "input. A TAB or line end in it becomes a blank. The notice is stored with the\n"
-    "time of the call.\n"
+    "Put a text that begins with '-' after '--'; '-' alone reads it from standard\n"
+    "input. A TAB or line end in it becomes a blank. The library stamps the notice\n"
+    "with the current time.\n"
     "\n"
     "Examples:\n"
     "  annalctl notice add 'fan 2 stopped' --severity error --facility SMART\n"
@@ -39,8 +39,8 @@ constexpr std::array kNumbers{
     Number{"--action", "action", &NoticeRecord::action},
     Number{"--varnum", "number of variables", &NoticeRecord::varNum},
     Number{"--status", "status", &NoticeRecord::status},
-    Number{"--uid", "user number; without it none", &NoticeRecord::uid},
-    Number{"--gid", "group number; without it none", &NoticeRecord::gid},
+    Number{"--uid", "user number; default: none", &NoticeRecord::uid},
+    Number{"--gid", "group number; default: none", &NoticeRecord::gid},
 };
 
 constexpr unsigned kInformation = 6;
@@ -77,7 +77,7 @@ void add_add(CLI::App& commands, Session& session) {
   arguments->record.uid = -1;
   arguments->record.gid = -1;
   command->footer(kFooter);
-  add_choice(*command, "--severity", arguments->severity, kSeverities, "Severity; without it information");
+  add_choice(*command, "--severity", arguments->severity, kSeverities, "Severity; default: information");
   command->add_option("--facility", arguments->facility, "The facility, by number or name")->type_name("N|NAME");
   add_text_options(*command, kTextFields, arguments->texts);
   for (const auto& [option, label, field] : kNumbers) {

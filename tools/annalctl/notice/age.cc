@@ -44,10 +44,10 @@ int run_age(const AgeOptions& options, Session& session) {
 }  // namespace
 
 void add_age(CLI::App& commands, Session& session) {
-  CLI::App* const command = commands.add_subcommand("age", "Delete the notices that are older than so many days");
+  CLI::App* const command = commands.add_subcommand("age", "Delete the notices that are older than DAYS days");
   const auto options = std::make_shared<AgeOptions>();
   command->footer(
-      "A day has 24 hours, counted back from now. A log that is locked is not waited for.\n"
+      "A day has 24 hours, counted back from now. Does not wait for a locked log.\n"
       "\n"
       "Example:\n"
       "  annalctl notice age 30");

@@ -20,8 +20,8 @@ namespace annalctl::notice {
 namespace {
 
 constexpr char kMigrateFooter[] =
-    "A log that lacks the title alone gets it added. One that lacks any other column is deleted with all its notices\n"
-    "and created anew, for at most 10000: that is asked first, and needs --yes when standard input is no terminal.\n"
+    "Adds the title to a log that lacks only that. A log that lacks another column is deleted with all its notices\n"
+    "and recreated, for at most 10000: this asks first, and needs --yes if standard input is not a terminal.\n"
     "Changes nothing in a log that has all columns.\n"
     "\n"
     "Examples:\n"
@@ -32,9 +32,9 @@ constexpr const char* kTitle = "title";
 
 constexpr int kWaitMilliseconds = 20000;
 
-// The columns that the table lacks, whose names are the same to SQLite in any case; nothing when it could not be read
-// to its end. The library is not asked: it takes a column that it cannot read, for want of memory or on a damaged page,
-// for one that is missing, and its migration then deletes the log.
+// The columns that the table lacks, compared as SQLite does, whatever their case; nothing if they could not all be
+// read. The library is not asked: it takes a column that it cannot read, for lack of memory or on a damaged page, as
+// missing, and its migration then deletes the log.
 std::optional<std::vector<std::string>> missing_columns() {
   const SqliteDatabase database(kLog.path, SQLITE_OPEN_READWRITE);
   sqlite3_busy_timeout(database.handle(), kWaitMilliseconds);
@@ -60,12 +60,12 @@ std::optional<std::vector<std::string>> missing_columns() {
   return missing;
 }
 
-bool may_start_anew(const std::vector<std::string>& missing, int notices) {
+bool may_recreate(const std::vector<std::string>& missing, int notices) {
   complain(
-      fmt::format("the notice log lacks {}, and can only be deleted and created anew, for at most {} notices: what it "
+      fmt::format("the notice log lacks {}, and can only be deleted and recreated, for at most {} notices: what it "
                   "holds now would be lost (notices: {})",
                   fmt::join(missing, ", "), kLog.usual_limit, notices));
-  const std::optional<bool> answer = answer_to(fmt::format("Delete {} and create it anew?", kLog.path));
+  const std::optional<bool> answer = answer_to(fmt::format("Delete {} and recreate it?", kLog.path));
   if (!answer) {
     complain("nothing was changed: run this at a terminal, or with --yes if the notices may go");
   } else if (!*answer) {
@@ -74,8 +74,8 @@ bool may_start_anew(const std::vector<std::string>& missing, int notices) {
   return answer.value_or(false);
 }
 
-// The code says nothing here: it is that of a failure whenever the new table has its title from the beginning.
-int start_anew(const Call& call) {
+// The library's code says nothing here: it reports a failure if the new table has its title from the start.
+int recreate(const Call& call) {
   const int code = AnnalNoticeModifyTbl();
   const std::optional<std::vector<std::string>> missing = missing_columns();
   return missing && missing->empty() ? kSuccess : report(call, code);
@@ -99,17 +99,17 @@ int run_migrate(bool yes) {
     return kSuccess;
   }
   if (*missing == std::vector<std::string>{kTitle}) {
-    // Not left to the library's own migration, which deletes the file when it is empty, or locked in that moment.
+    // The library's own migration would delete the file if it is empty, or locked at that moment.
     constexpr int kText = 0;
     return report(call, annal_notice_table_add_column(kTitle, kText, ""));
   }
-  return yes || may_start_anew(*missing, notices) ? start_anew(call) : static_cast<int>(kFailure);
+  return yes || may_recreate(*missing, notices) ? recreate(call) : static_cast<int>(kFailure);
 }
 
 }  // namespace
 
 void add_migrate(CLI::App& commands, Session& session) {
-  CLI::App* const command = commands.add_subcommand("migrate", "Bring the log of an earlier release up to date");
+  CLI::App* const command = commands.add_subcommand("migrate", "Bring a log from an earlier release up to date");
   const auto yes = std::make_shared<bool>(false);
   command->footer(kMigrateFooter);
   command->add_flag("--yes,-y", *yes, "Do not ask");

@@ -214,7 +214,7 @@ std::vector<Facility> facilities() {
 int facility_of(const std::string& text) {
   if (const std::optional<std::int64_t> number = whole_number<std::int64_t>(text)) {
     if (*number < std::numeric_limits<int>::min() || *number > std::numeric_limits<int>::max()) {
-      throw Refusal(fmt::format("'{}' is no whole number of 32 bits", text));
+      throw Refusal(fmt::format("'{}' is not a whole number of 32 bits", text));
     }
     return static_cast<int>(*number);
   }
@@ -224,7 +224,7 @@ int facility_of(const std::string& text) {
     return !text.empty() && same_letters(facility.name, text);
   });
   if (found == all.end()) {
-    throw Refusal(fmt::format("'{}' is no facility: 'annalctl facilities' lists them", text));
+    throw Refusal(fmt::format("'{}' is not a facility: 'annalctl facilities' lists them", text));
   }
   return found->number;
 }
@@ -235,7 +235,7 @@ std::int64_t seconds_of(const std::string& text) {
     seconds = parse_time(text);
   }
   if (!seconds) {
-    throw Refusal(fmt::format("'{}' is no time: write it as '2026-11-21 10:00:00' or '1795255200'", text));
+    throw Refusal(fmt::format("'{}' is not a time: write it as '2026-11-21 10:00:00' or '1795255200'", text));
   }
   return *seconds;
 }

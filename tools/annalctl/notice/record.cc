@@ -86,7 +86,7 @@ Cells cells_of(const Members& members) {
     } else if (Cell* const cell = cell_of(cells, kLog.columns, member.key)) {
       *cell = value_from(member);
     } else {
-      throw Refusal(fmt::format("'{}' is no column of the notice log", member.key));
+      throw Refusal(fmt::format("'{}' is not a column of the notice log", member.key));
     }
   }
   for (const TextField& field : kTexts) {

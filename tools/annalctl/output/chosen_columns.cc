@@ -1,3 +1,4 @@
+// Finds columns by their titles or names.
 #include "tools/annalctl/output/chosen_columns.h"
 
 #include <fmt/format.h>
@@ -61,7 +62,7 @@ std::vector<TableColumn> chosen_columns(const RowShape& shape, std::span<const s
   for (const std::string& name : names) {
     const std::optional<TableColumn> column = find(shape, name);
     if (!column) {
-      throw Refusal(fmt::format("--columns: there is no column '{}': there are {}", name, known_names(shape)));
+      throw Refusal(fmt::format("--columns: there is no column '{}': the columns are {}", name, known_names(shape)));
     }
     columns.push_back(*column);
   }

@@ -1,4 +1,4 @@
-// The columns that somebody asks for by their names.
+// The columns that the user names.
 #pragma once
 
 #include <span>
@@ -9,8 +9,8 @@
 
 namespace annalctl {
 
-// The columns of these names, in their order: those of the table by their titles, and any by its name in the file, with
-// or without what all of the log's begin with. Throws Refusal for one that there is not.
+// The columns with these names, in this order: those of the table by their titles, and any by its name in the file,
+// with or without the prefix that the log's columns share. Throws Refusal for an unknown name.
 [[nodiscard]] std::vector<TableColumn> chosen_columns(const RowShape& shape, std::span<const std::string> names);
 
 }  // namespace annalctl

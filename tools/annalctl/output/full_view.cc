@@ -1,3 +1,4 @@
+// Prints one field a line.
 #include "tools/annalctl/output/full_view.h"
 
 #include <fmt/format.h>

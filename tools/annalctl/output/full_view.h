@@ -1,4 +1,4 @@
-// Entries with every field, a line each.
+// Entries with every field on a line of its own.
 #pragma once
 
 #include <memory>

@@ -1,3 +1,4 @@
+// Wraps help texts.
 #include "tools/annalctl/output/help_format.h"
 
 #include <fmt/format.h>
@@ -16,7 +17,7 @@ namespace {
 constexpr std::size_t kWidth = 80;
 constexpr std::size_t kNameColumns = 28;
 
-// Puts words behind what a line has already, and goes on below it, indented.
+// Appends words to a line, and continues on indented lines below it.
 std::string filled(const std::string& words, std::size_t used, std::size_t indent) {
   std::istringstream stream(words);
   std::string text;
@@ -36,7 +37,7 @@ std::string filled(const std::string& words, std::size_t used, std::size_t inden
   return text;
 }
 
-// A name, and beside it or below it what it is for.
+// A name, and its description beside or below it.
 std::string entry(const std::string& name, const std::string& description) {
   std::string line = "  " + name;
   if (description.empty()) {
@@ -50,7 +51,7 @@ std::string entry(const std::string& name, const std::string& description) {
   return line + filled(description, kNameColumns, kNameColumns) + "\n";
 }
 
-// Where a line may be broken so that what is before it fits: at a blank that is not quoted; 0 when there is none.
+// Where to break a line so that the first part fits: at a blank outside quotes; 0 if there is none.
 std::size_t place_to_break(std::string_view line, std::size_t room) {
   std::size_t place = 0;
   char quote = 0;
@@ -67,7 +68,7 @@ std::size_t place_to_break(std::string_view line, std::size_t room) {
   return place;
 }
 
-// An indented line, broken so that an example of a command stays one.
+// Breaks an indented line so that an example stays a valid command.
 std::string broken(std::string line) {
   const std::string indent(line.find_first_not_of(' ') + 4, ' ');
   const std::string_view end = line.starts_with("  annalctl ") ? " \\" : "";
@@ -117,7 +118,7 @@ std::string HelpFormat::make_option(const CLI::Option* option, bool is_positiona
   return entry(make_option_name(option, is_positional) + make_option_opts(option), make_option_desc(option));
 }
 
-// What a value is called, without the bounds that its description tells, and without what excludes what.
+// The name of an option's value, without its bounds, which the description tells, and without what it excludes.
 std::string HelpFormat::make_option_opts(const CLI::Option* option) const {
   if (option->get_items_expected_max() == 0) {
     return {};

@@ -1,4 +1,4 @@
-// Help texts as wide as the narrowest usual terminal.
+// Help texts for a terminal of 80 columns.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -17,7 +17,7 @@ class HelpFormat : public CLI::Formatter {
   std::string make_footer(const CLI::App* app) const override;
 };
 
-// Paragraphs of words, each filled up to the width again. Lines that begin with a blank stay as they are.
+// Refills each paragraph to the width. Lines that begin with a blank stay as they are.
 [[nodiscard]] std::string wrapped(const std::string& text);
 
 }  // namespace annalctl

@@ -1,4 +1,4 @@
-// A row that outlives the page that it was read in.
+// A row that outlives the page from which it was read.
 #pragma once
 
 #include <optional>
@@ -13,10 +13,10 @@ class KeptRow {
  public:
   explicit KeptRow(Row values);
 
-  // The pointers are the row's own.
+  // The pointers belong to this row.
   [[nodiscard]] std::vector<const char*> values() const;
 
-  // Whether both are the same as far as both go: a migration adds columns behind those that are there.
+  // Whether they are equal in the columns that both have: a migration adds columns after the existing ones.
   [[nodiscard]] bool agrees_with(const KeptRow& other) const;
 
  private:

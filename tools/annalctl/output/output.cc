@@ -23,7 +23,7 @@ Json json_value(const char* value, const Column& column) {
   if (value == nullptr) {
     return nullptr;
   }
-  // SQLite keeps a text in an INTEGER column when it is no number.
+  // SQLite keeps a text that is not a number even in an INTEGER column.
   if (const auto number = whole_number<std::int64_t>(value); column.integer && number) {
     return *number;
   }
@@ -36,7 +36,7 @@ Json text_or_null(const std::optional<std::string>& text) {
 
 class JsonLines : public RowSink {
  public:
-  // entry: null when the rows are not to say more than their columns.
+  // entry: null for rows that show only their columns.
   JsonLines(std::vector<Column> columns, const EntryView* entry, Zone zone, const Terminal& terminal, Output& output)
       : columns_(std::move(columns)), entry_(entry), zone_(zone), ascii_(terminal.present), output_(output) {}
 
@@ -51,7 +51,7 @@ class JsonLines : public RowSink {
       object.emplace(kLevel, text_or_null(entry_->level(values)));
       object.emplace(kLog, entry_->log);
     }
-    // A terminal would act on the control characters beyond ASCII; a program gets its text as it is.
+    // A terminal would act on control characters beyond ASCII; a program gets the text unchanged.
     output_.write(object.dump(-1, ' ', ascii_, Json::error_handler_t::replace) + "\n");
   }
 
@@ -113,7 +113,7 @@ class TableSink : public RowSink {
 
   void row(Row values) override {
     table_.add(values);
-    // All of a log's rows need not fit into memory.
+    // A log's rows need not fit into memory.
     constexpr std::size_t kMostRows = 1000;
     constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
     ++rows_;
@@ -138,7 +138,7 @@ class TableSink : public RowSink {
   Output& output_;
 };
 
-// Hands rows on with their times in UTC.
+// Passes rows on with their times in UTC.
 class InUtc : public RowSink {
  public:
   InUtc(const EntryView& entry, std::unique_ptr<RowSink> sink) : entry_(entry), sink_(std::move(sink)) {}
@@ -166,7 +166,7 @@ class InUtc : public RowSink {
   std::unique_ptr<RowSink> sink_;
 };
 
-// Hands rows on with these columns alone.
+// Passes rows on with these columns only.
 class Chosen : public RowSink {
  public:
   Chosen(std::vector<TableColumn> columns, std::unique_ptr<RowSink> sink)
@@ -199,7 +199,7 @@ std::unique_ptr<RowSink> make_table(const View& view, const RowShape& shape, con
   return table;
 }
 
-// Every column of the file, and what the entries say beside them; or the columns that are asked for alone.
+// Every column of the file and what the entries add to them; or only the columns that the user named.
 std::unique_ptr<RowSink> make_for_programs(const View& view, const RowShape& shape, const Terminal& terminal,
                                            Output& output) {
   std::vector<TableColumn> chosen = chosen_columns(shape, view.columns);

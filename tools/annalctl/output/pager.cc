@@ -1,3 +1,4 @@
+// Starts the pager once the output is longer than the screen.
 #include "tools/annalctl/output/pager.h"
 
 #include <fcntl.h>
@@ -16,7 +17,7 @@ namespace annalctl {
 
 namespace {
 
-// A table has letters of all kinds, whatever the locale.
+// A table may contain any letters, whatever the locale.
 std::string command_line() {
   const char* const named = secure_getenv("PAGER");
   const std::string pager = named == nullptr || *named == '\0'
@@ -49,7 +50,7 @@ void Pager::write(std::string_view text) {
       column_ = c == '\n' ? 0 : 1;
     }
   }
-  // The last line is the prompt's.
+  // The last line is for the prompt.
   if (lines_ + 1 > screen_.height) {
     start();
     hand_over(std::exchange(kept_, {}));
@@ -75,7 +76,7 @@ void Pager::start() {
   if (process_ < 0) {
     throw WriteFailure(errno);
   }
-  // ^C is the pager's: it ends a search in there, and not what it shows.
+  // ^C is for the pager: it ends a search there, not the output.
   static_cast<void>(std::signal(SIGINT, SIG_IGN));
 }
 

@@ -1,4 +1,4 @@
-// A pager for what is longer than the screen.
+// A pager for output that is longer than the screen.
 #pragma once
 
 #include <sys/types.h>
@@ -14,8 +14,8 @@ struct Screen {
   std::size_t height;
 };
 
-// Keeps what is written until it is known whether it fits on the screen. What does goes straight to standard output,
-// and more to $PAGER, or "less -FRX".
+// Buffers the output until it is clear whether it fits on the screen. If it does, it goes to standard output, otherwise
+// to $PAGER, or "less -FRX".
 class Pager {
  public:
   explicit Pager(Screen screen) : screen_(screen) {}
@@ -23,13 +23,13 @@ class Pager {
   Pager(const Pager&) = delete;
   Pager& operator=(const Pager&) = delete;
 
-  // Throws WriteFailure when the pager was left before it had read everything.
+  // Throws WriteFailure if the user has left the pager before it read everything.
   void write(std::string_view text);
 
-  // What was kept, when it fits on the screen; then nothing more is kept.
+  // The buffered output, if it fits on the screen; then nothing more is buffered.
   [[nodiscard]] std::string take_kept();
 
-  // Waits until the pager is left.
+  // Waits until the user leaves the pager.
   void end();
 
   [[nodiscard]] bool was_left() const { return left_; }
@@ -40,7 +40,7 @@ class Pager {
 
   Screen screen_;
   std::string kept_;
-  std::size_t column_ = 0;  // where the next character comes on the screen
+  std::size_t column_ = 0;  // of the next character on the screen
   std::size_t lines_ = 0;
   pid_t process_ = -1;
   int pipe_ = -1;

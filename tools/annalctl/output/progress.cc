@@ -36,7 +36,7 @@ void Progress::show(const std::string& name, std::optional<int> percent, std::ui
   if (!terminal_.present || (drawn_ && now - last_ < kInterval)) {
     return;
   }
-  // The cursor goes back at once: whatever is written next, also by a shell after an interrupt, starts the line.
+  // The cursor goes back at once, so that the next output, even a shell's after an interrupt, starts the line.
   put(progress_text(name, percent, count, entries, terminal_.width) + "\033[K\r");
   drawn_ = true;
   last_ = now;

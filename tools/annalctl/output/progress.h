@@ -1,4 +1,4 @@
-// A line on the terminal that tells how far an import has come.
+// A line on the terminal that shows how far an import has come.
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,7 @@
 
 namespace annalctl {
 
-// The text of the line, no wider than the terminal.
+// The text of the line, cut to the terminal's width.
 [[nodiscard]] std::string progress_text(const std::string& name, std::optional<int> percent, std::uint64_t count,
                                         const char* entries, std::size_t width);
 

@@ -1,3 +1,4 @@
+// Writes to standard output, and reports failures as exceptions.
 #include "tools/annalctl/output/rows.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// Standard output, and rows as they are on their way to it.
+// Standard output, and the rows that go to it.
 #pragma once
 
 #include <cstdint>
@@ -18,18 +18,18 @@
 
 namespace annalctl {
 
-// A stream whose failures cannot go unnoticed: each throws WriteFailure.
+// A stream that throws WriteFailure for every failure.
 class Output {
  public:
   explicit Output(std::FILE* stream) : stream_(stream) {}
   void write(std::string_view text);
   void finish();  // hands over what is buffered
 
-  // What is written from here on goes to a pager when it does not fit on the screen.
+  // From here on, output that does not fit on the screen goes to a pager.
   void page(Screen screen) { pager_ = std::make_unique<Pager>(screen); }
-  // Waits until the pager is left, if there is one.
+  // Waits until the user leaves the pager, if there is one.
   void end_page();
-  // Whoever leaves a pager has seen enough.
+  // A user who leaves the pager has seen enough.
   [[nodiscard]] bool pager_was_left() const { return pager_ && pager_->was_left(); }
 
  private:
@@ -44,12 +44,12 @@ enum class Format {
   kFull,  // every field of an entry on a line of its own
 };
 
-// How rows are to be written.
+// How to write rows.
 struct View {
   Format format = Format::kTable;
   TableWidth width = TableWidth::kScreen;
   Zone zone = Zone::kLocal;
-  std::vector<std::string> columns{};  // the names of those that are asked for, or none
+  std::vector<std::string> columns{};  // the names that the user gave, or none
 };
 
 // The values of one row; a null pointer for NULL.
@@ -63,21 +63,21 @@ class RowSink {
   RowSink& operator=(const RowSink&) = delete;
 
   virtual void row(Row values) = 0;
-  // Writes what was held back until more rows are known. Rows may follow nevertheless.
+  // Writes rows that were held back to see more of them. Further rows may follow.
   virtual void finish() {}
 };
 
-// What the entries of a log say beside their columns.
+// What the entries of a log show besides their columns.
 struct EntryView {
   const char* log;
-  std::optional<std::int64_t> (*moment)(Row values);  // when it was made
+  std::optional<std::int64_t> (*moment)(Row values);  // when it happened
   std::optional<std::string> (*level)(Row values);    // the name of its level
-  // The columns of the date and the time, which are one where the log has seconds since 1970.
+  // The columns of date and time, which are the same one in a log with seconds since 1970.
   std::size_t date;
   std::size_t time;
 };
 
-// The names of these in JSON and in the view of every field.
+// Their names in JSON and in the view of every field.
 inline constexpr char kTimestamp[] = "timestamp";
 inline constexpr char kLevel[] = "level";
 inline constexpr char kLog[] = "log";
@@ -85,12 +85,12 @@ inline constexpr char kLog[] = "log";
 // "2026-11-21T10:00:00+01:00"
 [[nodiscard]] std::optional<std::string> timestamp_of(const EntryView& entry, Row values, Zone zone);
 
-// How rows are told from one another: all columns for programs, a choice of them for people.
+// What rows consist of: all columns for programs, some of them for people.
 struct RowShape {
   std::vector<Column> columns;
   std::span<const TableColumn> table;
-  const EntryView* entry = nullptr;  // when the rows are entries of a log
-  bool leaves_out = false;           // the table has no column that says nothing of any row
+  const EntryView* entry = nullptr;  // if the rows are entries of a log
+  bool leaves_out = false;           // the table omits columns that are empty in every row
 };
 
 }  // namespace annalctl

@@ -9,7 +9,7 @@
 
 namespace annalctl {
 
-// Where logs are that are not this appliance's own.
+// Where the logs are, if they are not this appliance's own.
 struct Place {
   std::string folder;  // empty: at their own places
   bool write = false;  // whether they may be changed
@@ -25,7 +25,7 @@ struct Session {
 
   [[nodiscard]] Format format() const { return view.format; }
 
-  // What is written for a person from here on goes to a pager when it does not fit on the screen.
+  // From here on, output for a person that does not fit on the screen goes to a pager.
   void page() {
     const bool for_person = view.format == Format::kTable || view.format == Format::kFull;
     if (pager && terminal.present && for_person) {

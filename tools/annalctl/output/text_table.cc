@@ -13,15 +13,15 @@ constexpr std::string_view kGap = "  ";
 constexpr std::string_view kNarrowGap = " ";
 constexpr std::string_view kIndent = "  ";
 
-// Narrower terminals get two lines for an entry that does not fit into one.
+// On narrower terminals, an entry that does not fit gets two lines.
 constexpr std::size_t kFewestForOneLine = 70;
-// What is left of a column that is cut, at least, before an entry takes two lines.
+// The least width to which a column is cut before an entry takes two lines.
 constexpr std::size_t kLeastShared = 8;
 constexpr std::size_t kLeastRest = 20;
-// Where there is no second line either.
+// Without a second line.
 constexpr std::size_t kNarrowest = 4;
 
-constexpr std::size_t kNotHere = 0;  // as a width: the column is not in this line
+constexpr std::size_t kNotHere = 0;  // a width: the column is not in this line
 
 std::string_view colour_of(Style style) {
   switch (style) {
@@ -37,7 +37,7 @@ std::string_view colour_of(Style style) {
   return {};
 }
 
-// What the library stores for a text that is not given.
+// What the library stores for a missing text.
 bool says_something(const TableCell& cell) {
   return !cell.text.empty() && cell.text != "---";
 }
@@ -151,8 +151,8 @@ TextTable::Form TextTable::form() const {
   return two_lines(widths_);
 }
 
-// Takes from the widest column first, so that short ones stay readable for as long as there is something to take from
-// a long one; from the last one only what it has beyond its least.
+// Narrows the widest column first, so that short ones stay readable while a long one can give; the last one keeps at
+// least its minimum.
 TextTable::Form TextTable::one_line(Widths widths) const {
   std::size_t total = used(widths);
   for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -181,7 +181,7 @@ TextTable::Form TextTable::one_line(Widths widths) const {
   return {widths};
 }
 
-// What is never cut stands in the first line, as far as there is room, and of the others as many as fit beside it.
+// The first line has the columns that are never cut, as far as there is room, and as many others as fit.
 TextTable::Form TextTable::two_lines(const Widths& widths) const {
   Form two{Widths(columns_.size(), kNotHere), true};
   for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -210,7 +210,7 @@ void TextTable::append_cell(std::string& line, const TableCell& cell, std::size_
 
 std::string TextTable::first_line(const Cells& cells, const Form& form) const {
   std::string line;
-  std::size_t owed = 0;  // blanks are written when something follows them, so that no line ends with any
+  std::size_t owed = 0;  // blanks are written only if something follows, so that no line ends with any
   for (std::size_t i = 0; i < cells.size(); ++i) {
     if (form.widths[i] == kNotHere) {
       continue;
@@ -228,7 +228,7 @@ std::string TextTable::first_line(const Cells& cells, const Form& form) const {
   return line;
 }
 
-// The message, and behind it what the first line has no room for.
+// The message, then what the first line has no room for.
 std::string TextTable::second_line(const Cells& cells, const Form& form, bool titles) const {
   std::string line(kIndent);
   std::size_t left = terminal_.width - std::min(terminal_.width, kIndent.size());

@@ -24,7 +24,7 @@ struct TableCell {
   Style style = Style::kPlain;
 };
 
-// What becomes of a column where a line has no room for all of them.
+// What happens to a column if a line has no room for all.
 enum class Room {
   kShared,  // is cut
   kWhole,   // is never cut
@@ -34,34 +34,34 @@ enum class Room {
 struct TableColumn {
   const char* title;
   std::size_t source;                        // index into the row's values
-  bool right = false;                        // numbers stand at the right edge
+  bool right = false;                        // aligned to the right, for numbers
   TableCell (*show)(const char*) = nullptr;  // for codes that have names
   Room room = Room::kShared;
 };
 
 // Which columns are shown, and how much of them.
 enum class TableWidth {
-  kScreen,      // as much as fits, without columns that say nothing of any entry
+  kScreen,      // as much as fits, without columns that are empty in every entry
   kAllColumns,  // as much as fits of each
-  kWide,        // all of it, however long the lines
+  kWide,        // everything, even if lines get long
 };
 
-// Keeps its rows until it is written, because the widths depend on all of them. Rows that come later are lined up with
-// those before as far as they fit.
+// Keeps its rows until it is written, because the widths depend on all of them. Later rows are lined up with the
+// earlier ones as far as they fit.
 class TextTable {
  public:
   TextTable(std::span<const TableColumn> columns, const Terminal& terminal, TableWidth width);
 
   void add(std::span<const char* const> values);
-  // Writes the rows that were added since it did so last, below titles the first time and when there are more columns.
+  // Writes the rows added since the last call, below titles the first time and whenever there are more columns.
   void write(const std::function<void(const std::string&)>& line);
 
  private:
   using Cells = std::vector<TableCell>;
   using Widths = std::vector<std::size_t>;
 
-  // How an entry stands on its lines: in the first, the columns with a width; in the second, when there is one, the
-  // others.
+  // The lines of an entry: the first has the columns with a width; the second, if there is one,
+  // the others.
   struct Form {
     Widths widths;
     bool second_line = false;

@@ -1,4 +1,4 @@
-// Shows progress from a process of its own, so that a stopped terminal does not stop the work.
+// Writes progress in a thread of its own, so that a paused terminal does not pause the work.
 #include "tools/annalctl/output/ticker.h"
 
 #include <unistd.h>
@@ -14,7 +14,7 @@ namespace annalctl {
 
 namespace {
 
-constexpr std::chrono::milliseconds kFirst{500};  // what is done by then needs no line
+constexpr std::chrono::milliseconds kFirst{500};  // work that ends before needs no line
 constexpr std::chrono::milliseconds kInterval{100};
 constexpr std::chrono::milliseconds kPatience{200};
 
@@ -35,7 +35,7 @@ Ticker::Ticker(int descriptor, std::function<std::string()> line) : state_(std::
   try {
     std::thread(run, state_).detach();
   } catch (const std::system_error&) {
-    state_->ended = true;  // The work matters, and not the line.
+    state_->ended = true;  // The work matters, not the line.
   }
 }
 
@@ -54,7 +54,7 @@ void Ticker::run(const std::shared_ptr<State>& state) {
   bool drawn = false;
   while (!state->changed.wait_for(lock, drawn ? kInterval : kFirst, [&state] { return state->ends; })) {
     lock.unlock();
-    // The cursor goes back at once: whatever is written next starts the line.
+    // The cursor goes back at once, so that the next output starts the line.
     put(state->line() + "\033[K\r");
     drawn = true;
     lock.lock();

@@ -1,4 +1,4 @@
-// A line on the terminal about work that holds a lock: a terminal that is paused must not hold it longer.
+// Shows progress of work that holds a lock: a paused terminal must not prolong the lock.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,11 @@
 
 namespace annalctl {
 
-// Writes the line that a function returns to a descriptor, now and then, from a thread of its own. A thread that is
-// stuck in writing is left behind, until the process ends.
+// Writes the line that a function returns to a descriptor, now and then, in a thread of its own. A thread that is stuck
+// in writing is abandoned until the process ends.
 class Ticker {
  public:
-  // line: called by the thread, also after the ticker is gone, for which it has to own what it uses.
+  // line: called by the thread, perhaps after the ticker is gone, so it must own what it uses.
   Ticker(int descriptor, std::function<std::string()> line);
   ~Ticker();
   Ticker(const Ticker&) = delete;

@@ -56,7 +56,7 @@ CLI::Option* add_values(CLI::App& command, const std::string& option, const std:
       ->allow_extra_args(false);
 }
 
-// One that is left out of the help, which explains all of its kind in one sentence.
+// Not in the list of options: the help explains all opposites in one sentence.
 template <typename Take>
 CLI::Option* add_opposite(CLI::App& command, const std::string& option, const std::string& help, Take take) {
   return add_values(command, opposite_of(option), help, take)->group("");
@@ -65,7 +65,7 @@ CLI::Option* add_opposite(CLI::App& command, const std::string& option, const st
 std::int64_t seconds_of(const char* option, const std::string& text, std::int64_t now, DayBound end) {
   const std::optional<std::int64_t> seconds = parse_when(text, now, end);
   if (!seconds) {
-    throw Refusal(fmt::format("{}: '{}' is no time: write it as '2026-11-21 10:00:00', 'yesterday' or '2 days ago'",
+    throw Refusal(fmt::format("{}: '{}' is not a time: write it as '2026-11-21 10:00:00', 'yesterday' or '2 days ago'",
                               option, text));
   }
   return *seconds;
@@ -77,7 +77,7 @@ std::int64_t before(std::int64_t time, std::int64_t seconds) {
   return time < kEarliest + seconds ? kEarliest : time - seconds;
 }
 
-// Stands between others' conditions, and leaves each statement whole.
+// Checks that a condition cannot change the rest of its statement.
 void require_expression(const std::string& text) {
   int open = 0;
   for (const char c : text) {
@@ -90,8 +90,8 @@ void require_expression(const std::string& text) {
                      text.find("--") == std::string::npos && text.find("/*") == std::string::npos;
   if (!whole) {
     throw Refusal(
-        fmt::format("'{}' cannot be asked for: a condition has neither quotes, comments, '?' nor ';', and as "
-                    "many ')' as '('",
+        fmt::format("'{}' is not allowed: a condition has no quotes, comments, '?' or ';', and as many "
+                    "')' as '('",
                     text));
   }
 }
@@ -135,7 +135,7 @@ struct MomentTexts {
 };
 
 Condition period_of_texts(const TimeColumns& columns, const MomentTexts& from, const MomentTexts& to, bool whole_days) {
-  // Whole days are asked for by their dates alone: these have an index.
+  // Whole days are compared by date alone, which has an index.
   if (whole_days) {
     return {fmt::format("{0} >= ? AND {0} <= ?", columns.date), {from.date, to.date}};
   }
@@ -168,16 +168,16 @@ Condition period_between(const TimeColumns& columns, std::optional<std::int64_t>
 }  // namespace
 
 const char* const kFilterNotes =
-    "Entries have to meet all filters. One that is given several times is met by\n"
-    "any of its values, and each has an opposite: --not-user, --not-type and so on.\n"
-    "A TEXT is found anywhere in its column, in either case of a to z; with --like\n"
-    "'%' in it stands for any text and '_' for any character. An EXPRESSION is a\n"
-    "regular one (RE2's), in either case when it has no capital letter.\n";
+    "Entries have to meet all filters. A filter with several values takes entries\n"
+    "with any of them, and has an opposite: --not-user, --not-type and so on.\n"
+    "A TEXT is found anywhere in its column and ignores the case of a to z; with\n"
+    "--like, '%' in it matches any text and '_' any character. An EXPRESSION is a\n"
+    "regular one (RE2's), and ignores case if it has no capital letter.\n";
 
 std::int64_t read_number_within(const std::string& text, std::int64_t least, std::int64_t most) {
   const std::optional<std::int64_t> number = whole_number<std::int64_t>(text);
   if (!number || *number < least || *number > most) {
-    throw Refusal(fmt::format("'{}' is no whole number from {} to {}", text, least, most));
+    throw Refusal(fmt::format("'{}' is not a whole number from {} to {}", text, least, most));
   }
   return *number;
 }
@@ -201,7 +201,7 @@ void FilterOptions::add_level(CLI::App& command, const LevelFilter& filter, cons
   offer(wanted->type_name("NAME"), filter.levels);
   add_opposite(command, filter.option, fmt::format("No {} of this level: {}", entries, names_of(filter.levels)),
                into(levels_.unwanted));
-  add_choice(command, "--priority,-p", levels_.least, filter.levels, "Only this level and worse ones");
+  add_choice(command, "--priority,-p", levels_.least, filter.levels, "Only this level and worse");
 }
 
 void FilterOptions::add_text(CLI::App& command, const TextFilter& filter, Values& values) {
@@ -255,13 +255,13 @@ void FilterOptions::add_options(CLI::App& command, const LogFilters& table, cons
   add_level(command, table.level, entries);
   command.add_option(table.time.since, since_, fmt::format("Only {} from this time on", entries))->type_name("TIME");
   command.add_option(table.time.until, until_, fmt::format("Only {} up to this time", entries))->type_name("TIME");
-  command.add_option("--days", days_, "Only those of N days of 24 hours before --until, or now")
+  command.add_option("--days", days_, "Only those of the N days (of 24 hours) before --until, or now")
       ->type_name("N")
       ->check(at_least(0));
   for (std::size_t i = 0; i < table.texts.size(); ++i) {
     add_text(command, table.texts[i], texts_[i]);
   }
-  command.add_flag("--like", like_, "In a TEXT '%' stands for any text, '_' for any character");
+  command.add_flag("--like", like_, "In a TEXT, '%' matches any text, '_' any character");
   for (std::size_t i = 0; i < table.numbers.size(); ++i) {
     add_number(command, table.numbers[i], numbers_[i]);
   }

@@ -1,4 +1,4 @@
-// The conditions that listed, counted and grouped entries have to meet.
+// The conditions of listing, counting and grouping entries.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -15,14 +15,14 @@
 
 namespace annalctl {
 
-// How the text that is looked for and that of an entry have to agree.
+// How a text filter compares.
 enum class Match {
-  kContains,    // in either case
-  kEquals,      // to the letter
+  kContains,    // ignoring case
+  kEquals,      // exactly
   kExpression,  // a regular expression
 };
 
-// Looks for entries that have a text in one of some columns.
+// Finds entries with a text in any of some columns.
 struct TextFilter {
   const char* option;
   std::array<const char*, 3> columns;
@@ -30,35 +30,35 @@ struct TextFilter {
   Match match = Match::kContains;
 };
 
-// Looks for entries that have a number in a column.
+// Finds entries with a number in a column.
 struct NumberFilter {
   const char* option;
   const char* column;
   const char* help;
-  // What a text on the command line stands for. Throws Refusal for what stands for none.
+  // The number that a text on the command line means. Throws Refusal for any other text.
   std::int64_t (*read)(const std::string& text);
-  std::optional<std::int64_t> flag{};  // the option takes no number, and means this one
+  std::optional<std::int64_t> flag{};  // the option takes no number and means this one
   std::optional<Named> names{};        // it takes these names, too
 };
 
-// Looks for the level of an entry.
+// Finds entries by level.
 struct LevelFilter {
   const char* option;
   const char* column;
   std::span<const Choice> levels;  // as they are stored
-  bool rising;                     // the higher the number the worse
+  bool rising;                     // the higher the number, the worse
 };
 
-// When an entry was made: as local date and time, or in seconds since 1970.
+// When an entry happened: local date and time, or seconds since 1970.
 struct TimeColumns {
   const char* date;
   const char* time;
-  const char* seconds;  // null: the other two
+  const char* seconds;  // null: the log has the other two
   const char* since = "--since";
   const char* until = "--until";
 };
 
-// What a log's queries can look for.
+// The filters of a log's queries.
 struct LogFilters {
   LevelFilter level;
   TimeColumns time;
@@ -69,17 +69,17 @@ struct LogFilters {
 // A number within bounds, for NumberFilter::read. Throws Refusal.
 [[nodiscard]] std::int64_t read_number_within(const std::string& text, std::int64_t least, std::int64_t most);
 
-// The values that are asked for. Each filter may be given several times, and then takes entries that meet it with any
-// of the values; its opposite, "--not-…", takes those that meet it with none.
+// The filters' values. A filter that is given several times takes entries with any of the values; its opposite,
+// "--not-…", takes entries with none of them.
 class FilterOptions {
  public:
-  // The object is filled when the command line is read, and has to be there until then.
+  // Parsing the command line fills the object, which must exist until then.
   void add_options(CLI::App& command, const LogFilters& table, const char* entries);
 
-  // Whether anything is asked for.
+  // Whether there is any filter.
   [[nodiscard]] bool any() const;
 
-  // Throws Refusal for times that are none and a period that ends before it begins. Once the command line was read.
+  // After the command line was parsed. Throws Refusal for invalid times and a period that ends before it begins.
   [[nodiscard]] std::vector<Condition> conditions(const LogFilters& table) const;
 
  private:
@@ -116,7 +116,7 @@ class FilterOptions {
   std::string where_;
 };
 
-// What a help text has to say about them.
+// The help's notes on filters.
 extern const char* const kFilterNotes;
 
 }  // namespace annalctl

@@ -1,3 +1,4 @@
+// Ends a command on SIGINT or SIGTERM between two batches.
 #include "tools/annalctl/query/interruption.h"
 
 #include <poll.h>
@@ -16,8 +17,8 @@ volatile std::sig_atomic_t g_writing = 0;
 volatile std::sig_atomic_t g_ending = 0;
 
 extern "C" void end_on_signal(int /*signal*/) {
-  // Between two batches nothing is left to write, and a read of the log can be given up anywhere. That may be a wait of
-  // 20 seconds for a lock, which nobody who has pressed ^C wants to see to its end.
+  // Between two batches there is nothing left to write, and reading the log can stop anywhere. It may be waiting 20 s
+  // for a lock, and a user who has pressed ^C should not wait that long.
   if (g_writing == 0) {
     _exit(kSuccess);
   }
@@ -30,7 +31,7 @@ void end_on(int signal) {
     return;  // as under nohup
   }
   struct sigaction action {};
-  action.sa_handler = end_on_signal;  // without SA_RESTART: a write to a reader that does not read is given up as well
+  action.sa_handler = end_on_signal;  // without SA_RESTART: also ends a write to a reader that does not read
   sigemptyset(&action.sa_mask);
   static_cast<void>(sigaction(signal, &action, nullptr));
 }

@@ -1,4 +1,4 @@
-// How a command ends that shows what is new until it is interrupted: ^C and SIGTERM are a success, and cut no line.
+// How a command that follows a log ends: ^C and SIGTERM mean success, and never cut a line.
 #pragma once
 
 namespace annalctl {
@@ -8,7 +8,7 @@ constexpr double kLongestInterval = 86400;
 
 void end_when_interrupted();
 
-// While it lives an interruption waits for the end of the batch.
+// While it exists, an interruption waits for the end of the batch.
 class Writing {
  public:
   Writing();
@@ -17,7 +17,7 @@ class Writing {
   Writing& operator=(const Writing&) = delete;
 };
 
-// Waits, and notices meanwhile that the reader has gone away: the next write may be hours ahead. Throws WriteFailure.
+// Waits, and notices if the reader goes away meanwhile: the next write may be hours ahead. Throws WriteFailure.
 void wait_for_interval(double seconds);
 
 }  // namespace annalctl

@@ -16,7 +16,7 @@ namespace annalctl {
 
 namespace {
 
-// Writes pages of rows, and says when the tool's own limit has left some out.
+// Writes pages of rows, and says if the tool's own limit has left some out.
 class PageWriter {
  public:
   PageWriter(const Listing& listing, const PageOptions& page, Session& session)
@@ -62,7 +62,7 @@ class PageWriter {
   bool more_ = false;
 };
 
-// By the ids themselves there is nothing to sort.
+// The order of ids needs no sorting.
 void read_by_id(Reader& reader, const Query& query, PageOptions::Window window, const TakePage& take) {
   using Direction = IdRanges::Direction;
   RowStream stream(reader, query, query.descending ? Direction::kFalling : Direction::kRising,
@@ -116,7 +116,7 @@ int show_page(const Listing& listing, const PageOptions& page, Session& session)
   std::optional<PageWriter> writer;
   try {
     Reader reader(listing.call.log);
-    // A table that is not there is a failure also when nothing is wanted of it, and then has no titles either.
+    // A missing table is a failure even if no row is wanted, and prints no titles.
     static_cast<void>(reader.prepare(fmt::format("SELECT 1 FROM {} AS t{}", reader.table(), where(listing.query))));
     session.page();
     writer.emplace(listing, page, session);

@@ -19,12 +19,12 @@ struct Listing {
   Query query;
 };
 
-// Hands over the rows of a window, a page at a time and with nothing locked.
+// Passes on the rows of a window, a page at a time, with nothing locked.
 void read_rows(Reader& reader, const Query& query, PageOptions::Window window, const TakePage& take);
 
-// These return the exit status, and have reported a failure.
+// These return the exit status, and report failures.
 [[nodiscard]] int show_page(const Listing& listing, const PageOptions& page, Session& session);
-// The entries of these ids, as they are named; a failure when there is one that is not there.
+// The entries with these ids, in this order; a failure if one does not exist.
 [[nodiscard]] int show_entries(const Listing& listing, std::span<const std::int64_t> ids, Session& session);
 [[nodiscard]] int show_count(const Listing& listing, Session& session);
 

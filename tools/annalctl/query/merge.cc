@@ -1,3 +1,4 @@
+// Merges rows by time in a temporary database.
 #include "tools/annalctl/query/merge.h"
 
 #include <fmt/format.h>
@@ -15,7 +16,7 @@ namespace {
 constexpr int kId = 2;
 
 SqliteDatabase temporary(int columns) {
-  // Without a name it is a temporary file, once it no longer fits into a small cache.
+  // Without a name, a temporary file once it outgrows a small cache.
   SqliteDatabase database("", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   std::string list;
   for (int i = 0; i < columns; ++i) {

@@ -1,5 +1,5 @@
-// Rows of several logs, brought into the order of their times in a private temporary database: memory stays bounded,
-// and no log is locked while they are written out.
+// Rows of several logs, sorted by time in a private temporary database: memory stays bounded, and no log is locked
+// while they are written out.
 #pragma once
 
 #include <cstdint>
@@ -12,16 +12,16 @@ namespace annalctl {
 
 class Merge {
  public:
-  // columns: of each row. The first is its time, the next two are its log and its id, which decide between equal times.
+  // columns: of each row. The first is its time; the next two, its log and its id, decide between equal times.
   explicit Merge(int columns);
 
   void add(const RowBuffer& page);
 
   enum class Order { kOldestFirst, kNewestFirst };
-  // Hands the rows over without their time, a page at a time.
+  // Passes on the rows without their time, a page at a time.
   void read(Order order, std::int64_t limit, std::int64_t offset, const std::function<void(const RowBuffer&)>& take);
 
-  // Drops all but so many of the newest.
+  // Drops all but the newest rows.
   void keep_newest(std::int64_t rows);
   void clear();
 

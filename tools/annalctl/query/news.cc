@@ -1,3 +1,4 @@
+// Lists the rows after an id or a saved position.
 #include "tools/annalctl/query/news.h"
 
 #include <fmt/format.h>
@@ -13,7 +14,7 @@ namespace annalctl {
 
 namespace {
 
-// Writes the rows behind an id, at most so many, and returns the id of the last one; 0 when there is none.
+// Writes at most some of the rows after an id, and returns the id of the last one; 0 if there is none.
 std::int64_t write_rows(Reader& reader, const Listing& listing, std::int64_t after, std::int64_t limit,
                         Session& session) {
   const std::unique_ptr<RowSink> sink = make_sink(session.view, listing.shape, session.terminal, session.output);
@@ -36,16 +37,16 @@ std::int64_t write_rows(Reader& reader, const Listing& listing, std::int64_t aft
 }  // namespace
 
 const char* const kNewsNotes =
-    "--after-id and --cursor show the oldest first, all of them unless --limit is\n"
-    "given. The file of --cursor is written once they are, so that a run that was cut\n"
-    "off is simply repeated. A log that was made anew is shown from its first entry.\n";
+    "--after-id and --cursor show the oldest first, all of them without --limit. The\n"
+    "file of --cursor is written after the output, so an interrupted run can simply\n"
+    "be repeated. A recreated log is shown from its first entry.\n";
 
 void add_news_options(CLI::App& command, NewsOptions& options) {
   auto* const after =
-      command.add_option("--after-id", options.after_id, "Only those that were stored after the one of this id")
+      command.add_option("--after-id", options.after_id, "Only those stored after the one with this id")
           ->type_name("ID");
   auto* const cursor =
-      command.add_option("--cursor", options.cursor, "Only those that are new since this file was last named here")
+      command.add_option("--cursor", options.cursor, "Only those that are new since the last run with this file")
           ->type_name("FILE")
           ->excludes(after);
   for (const char* other : {"--sort", "--reverse", "--oldest", "--offset", "--fold"}) {

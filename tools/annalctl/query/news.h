@@ -1,5 +1,5 @@
-// Lists what is new in a log, for a script that comes back: after an id, or since a file was written that says how far
-// it got.
+// Lists what is new in a log, for a script that runs repeatedly: after an id, or after the position that a file keeps
+// between two runs.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-// The options that give a listing its order.
+// The options for a listing's order.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,7 +11,7 @@
 
 namespace annalctl {
 
-// The orders that all logs have; one more is the other direction.
+// The orders that all logs have; the code plus one is the reverse.
 enum SortCode : unsigned {
   kOldestFirst = 0,
   kNewestFirst = 1,
@@ -20,11 +20,11 @@ enum SortCode : unsigned {
 
 class OrderOptions {
  public:
-  // The object is filled when the command line is read, and has to be there until then.
+  // Parsing the command line fills the object, which must exist until then.
   void add_options(CLI::App& command, std::span<const Sort> sorts);
 
   [[nodiscard]] bool given() const { return sort_.has_value() || reverse_; }
-  // The order asked for, or the usual one.
+  // The order that the user chose, or the usual one.
   [[nodiscard]] unsigned order(unsigned usual) const { return sort_.value_or(usual) ^ (reverse_ ? 1U : 0U); }
 
  private:

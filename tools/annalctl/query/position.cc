@@ -1,3 +1,5 @@
+// Keeps the position in a log between two runs: the id and the time of the last entry, because an id alone could belong
+// to another entry of a recreated log.
 #include "tools/annalctl/query/position.h"
 
 #include <fcntl.h>
@@ -25,14 +27,14 @@ std::string time_expression(const Log& log) {
                              : fmt::format("{} || ' ' || {}", log.date, log.time);
 }
 
-// An id that was given once is not given again.
+// An id is never given twice.
 std::int64_t highest_id_ever(Reader& reader, const Log& log) {
   SqliteStatement statement =
       reader.prepare(fmt::format("SELECT seq FROM main.sqlite_sequence WHERE name = '{}' COLLATE NOCASE", log.table));
   return reader.next(statement) ? statement.integer(0) : 0;
 }
 
-// A file that is written beside another one, and takes its place when it is on the disk.
+// A file that is written beside another one, and replaces it once it is on the disk.
 class Successor {
  public:
   explicit Successor(const std::string& file) : file_(file), name_(file + ".XXXXXX") {
@@ -69,7 +71,7 @@ class Successor {
     }
     close(descriptor_);
     descriptor_ = -1;
-    // The name has to reach the disk, too. Where a folder cannot be opened the file system has no such thing.
+    // The name must reach the disk, too. A file system whose folders cannot be opened does not need this.
     const std::string folder = folder_of(whole_path(file_));
     const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (opened >= 0) {
@@ -80,7 +82,7 @@ class Successor {
 
  private:
   [[noreturn]] void fail() const {
-    throw CursorFailure(fmt::format("cannot write the cursor {}: {} (what was shown will be shown again)", file_,
+    throw CursorFailure(fmt::format("cannot write the cursor {}: {} (the next run will show the same again)", file_,
                                     system_message(errno)));
   }
 
@@ -130,7 +132,7 @@ Positions read_cursor(const std::string& file) {
     }
     return positions;
   } catch (const Json::exception&) {
-    throw Refusal(fmt::format("{} is no cursor of annalctl's (name another file, or delete it to begin again)", file));
+    throw Refusal(fmt::format("{} is not a cursor of annalctl (name another file, or delete it to begin again)", file));
   }
 }
 

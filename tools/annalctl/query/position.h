@@ -1,4 +1,4 @@
-// How far a log has been read, for whoever comes back for what is new.
+// How far a log has been read, for continuing later.
 #pragma once
 
 #include <cstdint>
@@ -11,25 +11,25 @@
 
 namespace annalctl {
 
-// The last entry that was read. Its id alone would say nothing in a log that was made anew.
+// The last entry that was read. Its id alone would mean nothing in a recreated log.
 struct Position {
   std::int64_t id = 0;
-  std::string time;  // as the log has it, whatever its form
+  std::string time;  // as the log stores it, in any form
 };
 
-// The id after which there is something new: 0 when the log is another one than that of the position.
+// The id after which entries are new: 0 if the log is not the position's.
 [[nodiscard]] std::int64_t last_id_read(Reader& reader, const Log& log, const Position& position);
 
-// The position of an entry; of none when it has gone meanwhile.
+// The position of an entry, or none if it is gone.
 [[nodiscard]] Position position_of(Reader& reader, const Log& log, std::int64_t id);
 
-// The positions of several logs, by their names, in a file between two runs.
+// A file that keeps the positions of several logs, by name, between two runs.
 using Positions = std::map<std::string, Position>;
 
-// Nothing for a file that is not there. Throws Refusal for one that is something else.
+// Nothing for a missing file. Throws Refusal for any other file.
 [[nodiscard]] Positions read_cursor(const std::string& file);
 
-// Replaces the file as a whole: whatever happens, it has the old positions or the new ones. Throws CursorFailure.
+// Replaces the whole file: whatever happens, it has the old positions or the new ones. Throws CursorFailure.
 void write_cursor(const std::string& file, const Positions& positions);
 
 class CursorFailure : public std::runtime_error {

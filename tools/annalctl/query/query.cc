@@ -1,4 +1,4 @@
-// Puts statements together from conditions, orders and groups.
+// Builds statements from conditions, orders and groups.
 #include "tools/annalctl/query/query.h"
 
 #include <fmt/format.h>
@@ -103,7 +103,7 @@ std::string where(const Query& query, const std::string& first, Indexes indexes)
   std::string clause = first.empty() ? "" : " WHERE " + first;
   for (const Condition& condition : query.conditions) {
     const bool hidden = indexes == Indexes::kForOrder && !condition.expression.starts_with(query.sort.front() + " ");
-    // An expression behind a "+" has no index.
+    // SQLite uses no index for an expression after a "+".
     clause += fmt::format("{}{}({})", clause.empty() ? " WHERE " : " AND ", hidden ? "+" : "", condition.expression);
   }
   return clause;

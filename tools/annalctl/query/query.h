@@ -1,4 +1,4 @@
-// What is asked of a log: conditions, an order and groups, as data from which statements are put together.
+// A query as data: conditions, an order and groups, from which statements are built.
 #pragma once
 
 #include <array>
@@ -22,16 +22,16 @@ struct Condition {
 };
 
 [[nodiscard]] Condition equals(const std::string& column, Condition::Value value);
-// Both throw Refusal for a text that is too long to look for. In the second "%" stands for any text and "_" for any
+// Both throw Refusal for a text that is too long to look for. In the second, "%" matches any text and "_" any
 // character.
 [[nodiscard]] Condition contains(const std::string& column, const std::string& text);
 [[nodiscard]] Condition resembles(const std::string& column, const std::string& text);
 [[nodiscard]] Condition matches(const std::string& column, const std::string& expression);
-// Both take rows of which the expression says nothing, as of a NULL, for ones that do not meet it.
+// For both, a row whose expression is NULL does not meet it.
 [[nodiscard]] Condition any_of(std::vector<Condition> alternatives);
 [[nodiscard]] Condition negated(Condition condition);
 
-// One order that can be asked for: its name, and the columns that it goes by.
+// An order: its name, and the columns to sort by.
 struct Sort {
   Choice choice;
   std::array<const char*, 2> columns{};
@@ -40,23 +40,23 @@ struct Sort {
 [[nodiscard]] std::vector<Choice> choices_of(std::span<const Sort> sorts);
 
 struct Query {
-  const char* columns = "t.*";  // what is listed of the table, which is called t
-  const char* id = "";          // the column that has the rows' ids
+  const char* columns = "t.*";  // the columns listed; the table is called t
+  const char* id = "";          // the column of the rows' ids
   std::vector<Condition> conditions;
 
-  // Rows that are equal in these columns come in the order of their ids. Groups that are come in the order of what they
-  // are grouped by.
+  // Rows with equal values in these columns come in the order of their ids, groups in the order of the columns that
+  // they share.
   std::vector<std::string> sort;
   bool descending = false;
 
-  // Of a group its newest row is listed, and its size as a last column.
+  // A group shows its newest row, and its size as the last column.
   std::vector<std::string> groups;
   bool largest_first = false;
 
-  // Whether the ids alone give the order.
+  // Whether the order is that of the ids.
   [[nodiscard]] bool goes_by_id() const { return groups.empty() && (sort.empty() || sort.front() == id); }
 
-  // Sorts as a code says: a choice's is its ascending order, one more is descending.
+  // Sorts by a code: a choice's own means ascending, one more descending.
   void order_by(std::span<const Sort> sorts, unsigned code);
   void group_by(std::span<const char* const> shared);
 };
@@ -64,12 +64,12 @@ struct Query {
 // What SQLite may use an index for.
 enum class Indexes {
   kForAll,
-  kForOrder,  // for conditions only where they are on the column that the order begins with
+  kForOrder,  // for conditions only on the first column of the order
 };
 
 // "WHERE first AND …"; first may be empty.
 [[nodiscard]] std::string where(const Query& query, const std::string& first = {}, Indexes indexes = Indexes::kForAll);
-// Binds the conditions' values from a place on, and returns the place behind them.
+// Binds the conditions' values from a place on, and returns the place after them.
 int bind_values(const SqliteStatement& statement, const Query& query, int place);
 
 // "ORDER BY …" for rows whose id has this name.
@@ -77,7 +77,7 @@ int bind_values(const SqliteStatement& statement, const Query& query, int place)
 // The same for groups whose size has this name.
 [[nodiscard]] std::string order_of_groups(const Query& query, const std::string& size);
 
-// "one, two": with nothing in front of the first.
+// "one, two"
 [[nodiscard]] std::string listed(std::span<const std::string> columns);
 
 }  // namespace annalctl

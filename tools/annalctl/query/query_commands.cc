@@ -144,11 +144,11 @@ void add_list_command(CLI::App& commands, Session& session, const QueryCommands&
   const auto arguments = std::make_shared<ListArguments>();
   Selection& selection = arguments->selection;
   command->footer(
-      footer("Without --sort and --oldest the newest come first. Those that are equal in the\n"
-             "order asked for come in the order of their ids, which is reversed with it.\n"
+      footer("Without --sort and --oldest the newest come first. Entries with equal values\n"
+             "come in the order of their ids, which --reverse reverses, too.\n"
              "\n"
-             "--fold takes entries for repeats that differ in numbers, times, addresses and\n"
-             "their user's name alone. Of these it shows the newest, and how many there are.\n",
+             "--fold treats entries as repeats if they differ only in numbers, times, addresses\n"
+             "and the user's name. It shows the newest of them, and how many there are.\n",
              search.list_examples));
   selection.filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, selection, search.sorts);
@@ -157,7 +157,7 @@ void add_list_command(CLI::App& commands, Session& session, const QueryCommands&
   command->add_flag("--by-size", arguments->by_size, "With --fold: those with the most repeats first")->needs(fold);
   add_news_options(*command, selection.news);
   auto* const follow = command->add_flag("--follow,-f", arguments->follow,
-                                         "Begin with the newest, and show each new one, as 'tail' does");
+                                         "Start with the newest and show each new one, like 'tail'");
   for (const char* other :
        {"--fold", "--sort", "--reverse", "--newest", "--oldest", "--offset", "--all", "--after-id", "--cursor"}) {
     follow->excludes(command->get_option(other));
@@ -182,8 +182,8 @@ void add_show_command(CLI::App& commands, Session& session, const QueryCommands&
 }
 
 void add_tail_command(CLI::App& commands, Session& session, const QueryCommands& search) {
-  CLI::App* const command = commands.add_subcommand(
-      "tail", fmt::format("Show the newest {}, and each new one when it is there", search.log.entries));
+  CLI::App* const command =
+      commands.add_subcommand("tail", fmt::format("Show the newest {}, then each new one", search.log.entries));
   const auto arguments = std::make_shared<TailArguments>();
   command->footer(fmt::format("{}{}\n{}", kFilterNotes, kWhenForms, tail_footer(search.log)));
   add_tail_options(*command, arguments->options);
@@ -207,7 +207,7 @@ void add_group_command(CLI::App& commands, Session& session, const QueryCommands
   std::transform(search.groupings.begin(), search.groupings.end(), std::back_inserter(arguments->choices),
                  [](const Grouping& grouping) { return grouping.choice; });
   command->footer(footer(search.group_notes, search.group_examples));
-  add_choice(*command, "--by", arguments->by, arguments->choices, "What those of a group share")->required();
+  add_choice(*command, "--by", arguments->by, arguments->choices, "What the entries of a group share")->required();
   arguments->selection.filters.add_options(*command, search.filters, search.log.entries);
   add_selection_options(*command, arguments->selection, search.sorts.first(search.group_sorts));
   add_view_options(*command, session);

@@ -1,4 +1,4 @@
-// Listing, following, counting and grouping entries, which differ between the logs by what can be looked for in them.
+// Listing, following, counting and grouping entries: the logs differ in their filters, orders and groupings.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -21,8 +21,8 @@ namespace annalctl {
 // Groups in the order of what they are grouped by.
 constexpr unsigned kByGroups = 1000;
 
-// One way to group: its code, the order that shows its groups best, the columns whose values a group shares, and those
-// to be shown, which say something about a group as a whole.
+// A way to group: its code, its usual order, the columns whose values a group shares, and the columns to show, which
+// say something about a whole group.
 struct Grouping {
   Choice choice;
   unsigned sort;
@@ -30,7 +30,7 @@ struct Grouping {
   std::array<TableColumn, 7> table;
 };
 
-// Of a group's size, which is listed behind the columns of the log.
+// The column of a group's size, which is listed after the log's columns.
 constexpr TableColumn size_cell(std::size_t columns) {
   return {"Count", columns, true, nullptr, Room::kWhole};
 }
@@ -44,7 +44,7 @@ struct QueryCommands {
   LogFilters filters;
   std::array<const char*, 4> repeats;  // what repeats of an entry share, as SQL: see fold.h
   std::span<const Sort> sorts;
-  std::size_t group_sorts;              // so many of them the grouping knows
+  std::size_t group_sorts;              // how many of them grouping takes
   std::span<const Grouping> groupings;  // may be none
   const char* list_examples;
   const char* count_examples;

@@ -1,4 +1,9 @@
 // Reads a log in short transactions, by ranges of ids.
+//
+// SQLite's rollback journal lets no writer commit while a reader has a row in its hands. So each transaction reads one
+// range into memory and ends before anything is written out. A range grows or shrinks until it takes a few
+// milliseconds. Between two transactions entries may come and go; ids only rise, so continuing after the last id skips
+// and repeats none that stays.
 #include "tools/annalctl/query/reader.h"
 
 #include <fmt/format.h>
@@ -30,11 +35,11 @@ constexpr std::chrono::milliseconds kRangeIsLong{8};
 constexpr std::int64_t kFirstWidth = 128;
 constexpr std::int64_t kGreatestWidth = 4096;
 
-// Nothing is written but temporary files.
+// Writes only temporary files.
 constexpr std::array kTemporaryFailures{SQLITE_FULL, SQLITE_IOERR_GETTEMPPATH, SQLITE_IOERR_WRITE,
                                         SQLITE_IOERR_TRUNCATE};
 
-// Interrupts a connection's statement when it has run for too long. Waiting for a lock is no running.
+// Interrupts a connection's statement that runs for too long. Waiting for a lock does not count.
 class Deadline {
  public:
   explicit Deadline(const SqliteDatabase& database) : database_(database) {
@@ -59,7 +64,7 @@ class Deadline {
   std::optional<Clock::time_point> end_;
 };
 
-// Of groups: id and size of the newest row of each, with the rest of that row looked up by its id alone.
+// Groups: finds the id of each group's newest row and its size, then looks up that row by id.
 std::string all_groups(const Query& query, const std::string& table) {
   return fmt::format(
       "SELECT g.annal_id, {0}, g.annal_size FROM (SELECT max(rowid) AS annal_id, count(*) AS annal_size FROM {1}{2} "
@@ -157,8 +162,8 @@ std::optional<std::int64_t> Reader::highest_id_ever() {
   return statement.next() ? std::optional(statement.integer(0)) : std::nullopt;
 }
 
-// Another trigger, a new index or a compaction changes the schema too. A table made anew is told by its ids, which
-// begin again: what has been listed by them would not be what is listed next.
+// The schema also changes with a trigger, an index or a compaction. A recreated table shows in its ids, which start
+// again: a listing could not continue in it.
 void Reader::require_same_log() {
   if (!schema_statement_) {
     schema_statement_.emplace(prepare("PRAGMA main.schema_version"));
@@ -172,7 +177,7 @@ void Reader::require_same_log() {
   const std::optional<std::int64_t> highest_id = highest_id_ever();
   if (schema_ && highest_id_ && highest_id.value_or(0) < *highest_id_) {
     throw ReadFailure(ANNAL_QUERY_FAILED, begun_,
-                      fmt::format("{} was made anew while it was read (run this again)", log_.path));
+                      fmt::format("{} was recreated while it was read (run this again)", log_.path));
   }
   schema_ = schema;
   highest_id_ = highest_id;
@@ -262,7 +267,7 @@ std::int64_t Reader::count(const Query& query) {
       throw failure();
     }
   }
-  // Too much to look through at once: writers would wait.
+  // Too many to count at once: writers would wait.
   IdRanges ranges(*this, IdRanges::Direction::kRising, {.through = highest_id()});
   SqliteStatement statement =
       prepare(fmt::format("SELECT count(*) FROM {} AS t NOT INDEXED{}", table(), where(query, IdRanges::condition())));

@@ -1,5 +1,5 @@
-// Reads a log without getting in the way of those that write to it: every read transaction is short, and none is open
-// while rows are written out, however long that takes.
+// Reads a log without delaying writers: every read transaction is short, and none is open while rows are written out,
+// however long that takes.
 #pragma once
 
 #include <chrono>
@@ -17,14 +17,14 @@
 
 namespace annalctl {
 
-// The log could not be read on.
+// Reading the log failed.
 class ReadFailure : public std::runtime_error {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // code: the library's for such a failure. begun: when the transaction that failed began.
+  // code: the library's for such a failure. begun: the start of the transaction that failed.
   ReadFailure(int code, Clock::time_point begun) : ReadFailure(code, begun, {}) {}
-  // With a cause that is known already.
+  // With a known cause.
   ReadFailure(int code, Clock::time_point begun, const std::string& cause)
       : std::runtime_error(cause), code_(code), begun_(begun) {}
 
@@ -38,10 +38,10 @@ class ReadFailure : public std::runtime_error {
 
 class Reader {
  public:
-  // Opens the log as the library does, so that a change that was cut off is undone first.
+  // Opens the log as the library does, so SQLite rolls back an interrupted change first.
   explicit Reader(const Log& log);
 
-  // While it lives the log is locked for reading: there is nothing in its scope that may wait for anybody.
+  // While it exists, the log is locked for reading: nothing in its scope may wait.
   class Turn {
    public:
     explicit Turn(Reader& reader);
@@ -58,18 +58,18 @@ class Reader {
 
   [[nodiscard]] SqliteStatement prepare(const std::string& text);
   void run(const std::string& text);
-  // Locks the log for a change, until it is committed or rolled back.
+  // Locks the log for a change, until commit or rollback.
   void begin_change();
   // The next row; false at the end.
   bool next(SqliteStatement& statement);
 
-  // Fills a page by one statement that may use any index. False, with the page empty, when the rows are more than a
-  // page or the statement takes longer than writers are to wait.
+  // Fills a page by one statement that may use any index. False, with an empty page, if there are more rows than a page
+  // or the statement takes longer than writers should wait.
   [[nodiscard]] bool read_at_once(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page);
-  // The same for a query without groups, through the rows in their order: quick where many meet its conditions.
+  // The same for a query without groups, going through the rows in order: fast if many meet the conditions.
   [[nodiscard]] bool read_in_order(const Query& query, std::int64_t limit, std::int64_t offset, RowBuffer& page);
 
-  // Of the rows that are there; below all ids when there is none.
+  // Of the existing rows; below all ids if there is none.
   [[nodiscard]] std::int64_t highest_id();
 
   // The number of rows that satisfy the conditions.
@@ -78,10 +78,10 @@ class Reader {
   // The table, as "main.NAME".
   [[nodiscard]] std::string table() const { return std::string("main.") + log_.table; }
 
-  // To be called before rows are written out: a lock that were held then would last as long as the reader likes.
+  // Call this before writing rows out: a lock held then would last as long as the reader of the output takes.
   void require_released() const;
 
-  // Whether the log is the one of this state, which was taken after opening and before reading.
+  // Whether the log is still the one of this state, which was taken after opening and before reading.
   [[nodiscard]] bool is_of(const FileState& state);
 
  private:
@@ -99,7 +99,7 @@ class Reader {
   std::optional<std::int64_t> highest_id_;
 };
 
-// Goes through the ids of a table in ranges, each of which is read in a few milliseconds.
+// Goes through a table's ids in ranges that take a few milliseconds each.
 class IdRanges {
  public:
   enum class Direction { kRising, kFalling };
@@ -114,7 +114,7 @@ class IdRanges {
   // "rowid > ?1 AND rowid <= ?2"
   [[nodiscard]] static const char* condition();
 
-  // Within a turn: the range to read next; nothing when there is none.
+  // Within a turn: the next range; nothing at the end.
   [[nodiscard]] std::optional<Bounds> next();
   // Reading stopped at a row in the range.
   void stopped_at(std::int64_t id);
@@ -130,7 +130,7 @@ class IdRanges {
   std::int64_t width_;
 };
 
-// The rows of a query by their ids, a page at a time. The query has to live as long.
+// The rows of a query by id, a page at a time. The query must outlive this.
 class RowStream {
  public:
   RowStream(Reader& reader, const Query& query, IdRanges::Direction direction, IdRanges::Bounds bounds = {});

@@ -1,3 +1,4 @@
+// Gives SQLite the operator REGEXP.
 #include "tools/annalctl/query/regular_expression.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace annalctl {
 
 namespace {
 
-// Who writes no capital letter does not care for them.
+// An expression without capital letters ignores case.
 Regex compiled(const std::string& pattern) {
   const bool capital = std::any_of(pattern.begin(), pattern.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
   return Regex(pattern, capital ? Regex::Letters::kAsTheyAre : Regex::Letters::kOfEitherCase);

@@ -1,5 +1,5 @@
-// Regular expressions in conditions, as SQLite's operator REGEXP. They take time in proportion to the text, whatever is
-// in it: texts of logs are not to be trusted.
+// Regular expressions in conditions, as SQLite's operator REGEXP. Their time is proportional to the text, whatever it
+// contains: the texts of logs are not trusted.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace annalctl {
 
-// Throws Refusal for what is no expression, and for one that takes too much memory.
+// Throws Refusal for an invalid expression, and for one that needs too much memory.
 void require_regular_expression(const std::string& pattern);
 
-// To be called before a statement with such a condition is prepared.
+// Call this before preparing a statement with such a condition.
 void add_regular_expressions(const SqliteDatabase& database);
 
 }  // namespace annalctl

@@ -1,4 +1,4 @@
-// Rows that were read and not yet written: so many that memory stays bounded.
+// A bounded number of rows that were read and not yet written.
 #pragma once
 
 #include <cstddef>
@@ -16,10 +16,10 @@ class RowBuffer {
   static constexpr std::size_t kMostRows = 1000;
   static constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
 
-  // The row where a statement stands: its first column is the row's id, and from another one on it is listed.
+  // A statement's current row: its first column is the row's id; the listed columns start later.
   void add(const SqliteStatement& statement, int first);
   void clear();
-  // Drops all rows but so many from the first one on.
+  // Keeps only the first rows.
   void keep_only(std::size_t first, std::size_t rows);
 
   [[nodiscard]] std::size_t size() const { return ids_.size(); }
@@ -27,7 +27,7 @@ class RowBuffer {
   [[nodiscard]] bool full() const { return size() >= kMostRows || bytes_.size() >= kMostBytes; }
 
   [[nodiscard]] std::int64_t id(std::size_t row) const { return ids_[row]; }
-  // The pointers are the page's own, until it changes.
+  // The pointers belong to the page, until it changes.
   [[nodiscard]] std::vector<const char*> values(std::size_t row) const;
 
  private:

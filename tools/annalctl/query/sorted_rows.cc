@@ -13,8 +13,8 @@ namespace {
 // Beyond it, keeping only the best rows of each range saves nothing.
 constexpr std::int64_t kFewRows = 1000;
 
-// Kept in memory up to the size of the cache, and beyond it in a file without a name, which is gone with the process
-// whatever becomes of it. Its content is of no use after a failure, so that it needs no journal.
+// In memory up to the size of the cache, then in a file without a name, which ends with the process. Its content is of
+// no use after a failure, so it needs no journal.
 void prepare_temporary(Reader& reader) {
   reader.run("PRAGMA temp_store = FILE; PRAGMA temp.cache_size = -4096; PRAGMA temp.journal_mode = OFF;");
 }
@@ -42,7 +42,7 @@ void collect(Reader& reader, const Query& query, const std::string& text, std::o
   }
 }
 
-// The next ids in their order, behind a place in it.
+// The next ids in order, after a place in it.
 std::vector<std::int64_t> ids_behind(Reader& reader, SqliteStatement& statement, std::int64_t place) {
   std::vector<std::int64_t> ids;
   statement.bind(1, place);
@@ -102,7 +102,7 @@ void read_sorted(Reader& reader, const Query& query, std::int64_t limit, std::in
 void read_groups(Reader& reader, const Query& query, std::int64_t limit, std::int64_t offset, const TakePage& take) {
   prepare_temporary(reader);
   const std::string groups = listed(query.groups);
-  // The groups of a range, each with its newest row; those of several ranges are put together in the end.
+  // The groups of a range, each with its newest row. The groups of all ranges are combined at the end.
   const auto parts = [&](const std::string& condition) {
     return fmt::format(
         "SELECT g.annal_id AS annal_id, g.annal_size AS annal_size, {0} FROM (SELECT max(rowid) AS annal_id, count(*) "
@@ -112,7 +112,7 @@ void read_groups(Reader& reader, const Query& query, std::int64_t limit, std::in
   reader.run("CREATE TEMP TABLE kept AS " + parts(" WHERE 0"));
   collect(reader, query, "INSERT INTO temp.kept " + parts(where(query, IdRanges::condition())), {});
 
-  // SQLite takes the columns beside a single max() from the row that has it.
+  // Beside a single max(), SQLite takes the other columns from the row that has the maximum.
   SqliteStatement all = reader.prepare(
       fmt::format("SELECT max(annal_id), kept.*, sum(annal_size) AS annal_total FROM temp.kept AS kept GROUP BY {}{} "
                   "LIMIT ? OFFSET ?",

@@ -1,5 +1,5 @@
-// The rows of a query in an order that ids do not give, or its groups, from a private temporary database: sorting takes
-// as long as it takes, and the log is not locked for it.
+// The rows of a query in another order than that of ids, or its groups, from a private temporary database: the log is
+// not locked while they are sorted.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ namespace annalctl {
 
 using TakePage = std::function<void(const RowBuffer& page)>;
 
-// Both hand over rows from offset on, at most limit of them, a page at a time and with nothing locked. A row that is
-// deleted before its turn is left out.
+// Both pass on rows from offset on, at most limit of them, a page at a time, with nothing locked. They leave out a row
+// that is deleted before its turn.
 void read_sorted(Reader& reader, const Query& query, std::int64_t limit, std::int64_t offset, const TakePage& take);
 void read_groups(Reader& reader, const Query& query, std::int64_t limit, std::int64_t offset, const TakePage& take);
 

@@ -72,7 +72,7 @@ class Follower {
 
   [[nodiscard]] const Log& log() const { return tail_.listing.call.log; }
 
-  // Once, until something else stands in the way.
+  // Once, until the obstacle is another one.
   void tell(const std::string& obstacle) {
     if (obstacle != told_) {
       complain(obstacle + " - waiting");
@@ -80,8 +80,8 @@ class Follower {
     }
   }
 
-  // The ids that the newest entries have, so many as there are lines to show. With none to show, the newest is still
-  // needed to know what comes after it.
+  // The ids of the newest entries, one for each line to show. Even if there are no lines, the newest id is needed to
+  // know what comes after it.
   [[nodiscard]] IdRanges::Bounds newest(Reader& reader) const {
     Query ids = tail_.listing.query;
     ids.columns = "NULL";
@@ -116,7 +116,7 @@ class Follower {
     }
   }
 
-  // In what may be another log the id alone says nothing.
+  // The log may be another one, in which the id alone says nothing.
   [[nodiscard]] bool still_has_last(Reader& reader) const {
     RowStream stream(reader, tail_.listing.query, Direction::kRising, {last_->id - 1, last_->id});
     RowBuffer page;
@@ -125,7 +125,7 @@ class Follower {
 
   void show_news() {
     Reader reader(log());
-    // It is open and not yet locked, so that it can be told which file it is: what else is found there is read next.
+    // The log is open and not yet locked, so the file can be identified: what is found later is read next.
     const FileState now = state_of(log().path);
     if (!reader.is_of(now)) {
       return;
@@ -165,13 +165,12 @@ class Follower {
 
 void add_tail_options(CLI::App& command, TailOptions& options) {
   auto* const follow = command.add_flag_callback(
-      "--follow,-f", [] {}, "Show each new one, too, which is usual");
-  command.add_option("--lines,-n", options.lines, "Begin with so many of the newest; without it 10")
+      "--follow,-f", [] {}, "Show new ones, too; the default");
+  command.add_option("--lines,-n", options.lines, "Start with the newest N; default: 10")
       ->type_name("N")
       ->check(at_least(0));
-  auto* const no_follow =
-      command.add_flag("--no-follow", options.no_follow, "Leave when those are shown")->excludes(follow);
-  command.add_option("--interval", options.interval, "Look for new ones every so many seconds; without it 1")
+  auto* const no_follow = command.add_flag("--no-follow", options.no_follow, "Exit after those")->excludes(follow);
+  command.add_option("--interval", options.interval, "Look for new ones every N seconds; default: 1")
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestInterval, kLongestInterval))
       ->excludes(no_follow);
@@ -180,10 +179,10 @@ void add_tail_options(CLI::App& command, TailOptions& options) {
 std::string tail_footer(const Log& log) {
   return fmt::format(
       "Shows the newest {1} in the order in which they were stored, then each\n"
-      "new one, until it is interrupted (^C or SIGTERM), which is a success. A log that\n"
-      "is not there yet, is locked or otherwise cannot be read is waited for: what\n"
-      "stands in the way is told once. A log that was made anew is shown from its first\n"
-      "entry on. What was stored and deleted again between two looks is not seen.\n"
+      "new one until it is interrupted (^C or SIGTERM), and then exits with success.\n"
+      "Waits for a log that does not exist yet, is locked or otherwise unreadable, and\n"
+      "reports the obstacle once. Shows a recreated log from its first entry. Misses\n"
+      "what was stored and deleted again between two looks.\n"
       "\n"
       "Examples:\n"
       "  annalctl {0}{2} tail\n"

@@ -1,4 +1,4 @@
-// Shows the newest entries of a log, and each new one when it is there: "annalctl LOG tail".
+// Shows the newest entries of a log, then each new one: "annalctl LOG tail".
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,8 +8,8 @@
 
 namespace annalctl {
 
-// Entries are told apart by their ids, which only rise for as long as the table lives, as SQLite's AUTOINCREMENT has
-// it.
+// Entries are told apart by their ids, which only rise while the table exists, as SQLite's AUTOINCREMENT guarantees
+// for it.
 struct Tail {
   Listing listing;
 };
@@ -20,12 +20,12 @@ struct TailOptions {
   double interval = 1;  // in seconds
 };
 
-// Both stand in the help of every log's command.
+// For the help of every log's command.
 void add_tail_options(CLI::App& command, TailOptions& options);
 [[nodiscard]] std::string tail_footer(const Log& log);
 
-// Returns the exit status, unless SIGINT or SIGTERM ends the program, with success. While it follows, a log that cannot
-// be read is waited for.
+// Returns the exit status, unless SIGINT or SIGTERM ends the program, with success. While following it waits for a log
+// that cannot be read.
 [[nodiscard]] int show_tail(const Tail& tail, const TailOptions& options, Session& session);
 
 }  // namespace annalctl

@@ -46,7 +46,7 @@ ConnectionBounds::ConnectionBounds(sqlite3* connection, const WorkDeadline& dead
   for (const auto& [which, on] : kSettings) {
     sqlite3_db_config(connection, which, on, nullptr);
   }
-  // A statement that begins after the deadline is not interrupted, but asked about here.
+  // A statement that starts after the deadline is not interrupted: this refuses it.
   constexpr int kInstructions = 1000;
   sqlite3_progress_handler(
       connection, kInstructions,

@@ -1,4 +1,4 @@
-// What looking into a file may cost at most, whoever has made the file.
+// Limits the cost of inspecting a file, whoever has made it.
 #pragma once
 
 #include <sqlite3.h>
@@ -13,13 +13,13 @@
 
 namespace annalctl {
 
-// Of all that SQLite holds. A sound log of any size takes a small part of it.
+// Of all SQLite's memory. A sound log of any size takes a small part of it.
 constexpr std::int64_t kMostMemory = std::int64_t{192} << 20U;
 
-// Long enough for a log of that size on a slow disk.
+// Enough for a log of that size on a slow disk.
 [[nodiscard]] std::chrono::seconds time_for(std::int64_t size);
 
-// The memory that SQLite may take in this process while this lives.
+// Limits SQLite's memory in this process while it exists.
 class MemoryBound {
  public:
   MemoryBound() : before_(sqlite3_hard_heap_limit64(kMostMemory)) {}
@@ -31,8 +31,8 @@ class MemoryBound {
   std::int64_t before_;
 };
 
-// Ends what a connection does at a deadline, also where SQLite asks nobody whether to go on. Trusts nothing that the
-// file's schema says. It must not outlive the connection.
+// Ends a connection's work at a deadline, even where SQLite calls no progress handler. Does not trust the file's
+// schema. It must not outlive the connection.
 class ConnectionBounds {
  public:
   ConnectionBounds(sqlite3* connection, const WorkDeadline& deadline);

@@ -19,7 +19,7 @@ constexpr std::uint64_t kZero = 8;
 constexpr std::uint64_t kOne = 9;
 constexpr std::uint64_t kFirstBlob = 12;
 
-// Reads numbers of one to nine bytes one after the other; a failure stays.
+// Reads consecutive numbers of one to nine bytes; a failure is permanent.
 class Varints {
  public:
   explicit Varints(Bytes bytes) : bytes_(bytes) {}
@@ -116,7 +116,7 @@ std::size_t local_size(std::uint64_t payload, std::size_t usable) {
   if (payload <= most) {
     return payload;
   }
-  // As much as leaves the last of the other pages full, if there is room for that.
+  // SQLite keeps as much here as fills the last overflow page, if that fits.
   const std::size_t least = (usable - 12) * 32 / 255 - 23;
   const std::size_t full = least + (payload - least) % (usable - kLink);
   return full <= most ? full : least;

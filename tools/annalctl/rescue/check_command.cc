@@ -45,8 +45,8 @@ bool check(const Log& log, Session& session) {
 }  // namespace
 
 const char* const kCheckPromise =
-    "Looks and changes nothing: the log is opened for reading alone, and no file is created. A log that is locked is\n"
-    "waited for, for five seconds. Writers wait while it is read, which takes a few seconds for a large log.\n"
+    "Changes nothing: opens the log read-only and creates no file. Waits up to five seconds for a locked log.\n"
+    "Writers wait during the check, which takes a few seconds for a large log.\n"
     "\n"
     "Exit status: 0 only when {} sound. Remarks do not count.\n";
 
@@ -67,7 +67,7 @@ bool check_with_its_rights(const Log& log, Session& session) {
 }
 
 void add_check_command(CLI::App& commands, Session& session, const Log& log) {
-  CLI::App* const command = commands.add_subcommand("check", "Tell whether the log is sound, and if not, why");
+  CLI::App* const command = commands.add_subcommand("check", "Tell if the log is sound and, if not, why");
   command->footer(fmt::format(fmt::runtime(kCheckPromise), "the log is") +
                   fmt::format("\nExample:\n  annalctl {}{} check", log.name, log.options));
   command->callback([&session, &log] { session.status = check(log, session) ? kSuccess : kFailure; });

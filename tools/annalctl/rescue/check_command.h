@@ -10,10 +10,10 @@ namespace annalctl {
 
 void add_check_command(CLI::App& commands, Session& session, const Log& log);
 
-// Writes what there is to tell of a log, and returns whether it is sound. Each log may need other rights than the next.
+// Reports on a log, and returns whether it is sound. Each log may need different rights.
 [[nodiscard]] bool check_with_its_rights(const Log& log, Session& session);
 
-// What the help says of a check; it is a format, for "the log is".
+// The help's promise; a format, for "the log is".
 extern const char* const kCheckPromise;
 
 }  // namespace annalctl

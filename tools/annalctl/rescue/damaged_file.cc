@@ -98,7 +98,7 @@ bool DamagedFile::read(std::uint64_t place, std::span<unsigned char> bytes) {
   return got == bytes.size();
 }
 
-// As SQLite knows an open file: it sees the beginning alone.
+// SQLite's view of an open file: it knows only the first member.
 struct CorrectedView::OpenFile {
   sqlite3_file base;
   CorrectedView* view;
@@ -162,7 +162,7 @@ int CorrectedView::read(sqlite3_file* opened, void* buffer, int amount, sqlite3_
   const CorrectedView& view = *reinterpret_cast<OpenFile*>(opened)->view;
   const std::span bytes(static_cast<unsigned char*>(buffer), static_cast<std::size_t>(amount));
   const auto begin = static_cast<std::uint64_t>(place);
-  // A page that the disk refuses is one of zeros: the others can still be read.
+  // A page that the disk refuses reads as zeros, so that the others can still be read.
   static_cast<void>(view.file_.read(begin, bytes));
   for (std::size_t i = 0; i < bytes.size() && begin + i < kHeaderSize; ++i) {
     bytes[i] = view.header_.at(begin + i);

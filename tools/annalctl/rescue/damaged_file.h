@@ -1,4 +1,4 @@
-// A damaged database as bytes: what Pages reads, and what SQLite reads with a header that it can work with.
+// A damaged database as bytes, for Pages, and with a corrected header, for SQLite.
 #pragma once
 
 #include <sqlite3.h>
@@ -11,7 +11,7 @@
 
 namespace annalctl {
 
-constexpr std::size_t kHeaderSize = 100;  // of the file, at its beginning
+constexpr std::size_t kHeaderSize = 100;  // at the start of the file
 using Header = std::array<unsigned char, kHeaderSize>;
 
 class DamagedFile {
@@ -23,15 +23,15 @@ class DamagedFile {
 
   [[nodiscard]] std::uint64_t size() const { return size_; }
   [[nodiscard]] const Header& header() const { return header_; }
-  // Whether the file says that it is a database.
+  // Whether the file claims to be a database.
   [[nodiscard]] bool has_header() const { return has_header_; }
 
-  // Fills what cannot be read with zeros. False when any of it cannot, or is behind the end.
+  // Fills what cannot be read with zeros. False if any of it cannot be read, or is beyond the end.
   bool read(std::uint64_t place, std::span<unsigned char> bytes);
 
   // How many reads the disk has refused.
   [[nodiscard]] std::uint64_t refused() const { return refused_; }
-  // How many bytes have been read since then.
+  // How many bytes have been read since.
   [[nodiscard]] std::uint64_t bytes_read() const { return bytes_read_; }
   void count_from_here() { bytes_read_ = 0; }
 
@@ -44,7 +44,7 @@ class DamagedFile {
   std::uint64_t bytes_read_ = 0;
 };
 
-// While it lives, SQLite opens the file, with another header, under name(). It neither locks nor writes.
+// While it exists, SQLite can open the file, with another header, as name(). It neither locks nor writes.
 class CorrectedView {
  public:
   CorrectedView(DamagedFile& file, const Header& header);

@@ -9,11 +9,11 @@ namespace annalctl {
 
 enum class State {
   kSound,
-  kRemark,      // nothing that has to be done
-  kFault,       // not sound, and no damage: the sentence says what helps
-  kUnfinished,  // a change has to be finished or undone first, which changes the file
-  kUnknown,     // could not be looked at
-  kDamaged,     // what salvaging is for
+  kRemark,      // nothing needs to be done
+  kFault,       // not sound, but not damaged: the sentence says what helps
+  kUnfinished,  // a change must be completed or rolled back first, which changes the file
+  kUnknown,     // could not be inspected
+  kDamaged,     // for salvage
 };
 
 [[nodiscard]] const char* name_of(State state);

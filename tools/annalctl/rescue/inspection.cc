@@ -1,4 +1,8 @@
 // Inspects a log from outside: locks, journals, modes and rights.
+//
+// The files are opened once, as regular files only, and locked as SQLite's readers lock them; everything else works on
+// those descriptors. SQLite sees the log through a private view that keeps its writes in memory, so a check changes
+// nothing, even where SQLite would roll back a journal. A log that changed meanwhile is not judged.
 #include "tools/annalctl/rescue/inspection.h"
 
 #include <fmt/format.h>
@@ -26,7 +30,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// The file itself, if there is one: what belongs to it stands beside it, and not beside a link to it.
+// The file itself, if it exists: its journal is beside it, not beside a link to it.
 std::string real_name(const char* path) {
   const std::unique_ptr<char, decltype(&std::free)> real(realpath(path, nullptr), std::free);
   return real != nullptr ? real.get() : path;
@@ -50,7 +54,7 @@ bool is_at(const RegularFile& file, const std::string& path) {
          open_one.st_ino == named.st_ino && open_one.st_dev == named.st_dev;
 }
 
-// When and how large: it has changed since if these have.
+// Time and size: if these differ, it has changed.
 struct Moment {
   explicit Moment(const RegularFile& file) : size(file.size()) {
     struct stat status {};
@@ -66,7 +70,7 @@ struct Moment {
   std::int64_t nanoseconds = 0;
 };
 
-// One look at one file.
+// One inspection of one file.
 class Inspector {
  public:
   explicit Inspector(const Log& log) : log_(log), path_(real_name(log.path)) {}
@@ -74,7 +78,7 @@ class Inspector {
   Inspection run() {
     if (look_from_outside() && look_at_neighbours()) {
       if (!look_at_file()) {
-        // With the file closed, lest this process be the one that is found.
+        // With the file closed, so that this process is not the one found.
         report(State::kUnknown,
                fmt::format("it is locked by {}, still after {} s (try again later)",
                            lock_holder(log_.path, false).value_or("another process"), kLockWaitMilliseconds / 1000));
@@ -89,7 +93,7 @@ class Inspector {
  private:
   void report(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
 
-  // Whether there is something to look into.
+  // Whether there is something to inspect.
   bool look_from_outside() {
     struct stat status {};
     const bool there = stat(log_.path, &status) == 0;
@@ -118,16 +122,15 @@ class Inspector {
   bool look_at_neighbours() {
     for (const char* beside : {"-journal", "-wal", "-shm"}) {
       if (neighbour_at(path_ + beside) == Neighbour::kOther) {
-        report(
-            State::kUnknown,
-            fmt::format("{}{} stands where SQLite puts a file of its own, and is none (move it away)", path_, beside));
+        report(State::kUnknown,
+               fmt::format("{}{} is in the way of a file of SQLite's own (move it away)", path_, beside));
         return false;
       }
     }
     return true;
   }
 
-  // False when somebody keeps it locked.
+  // False if another program keeps it locked.
   bool look_at_file() {
     const auto until = steady_clock::now() + std::chrono::milliseconds(kLockWaitMilliseconds);
     RegularFile file(path_, RegularFile::Links::kRefused);
@@ -142,7 +145,7 @@ class Inspector {
           return false;
         case ReaderLock::Outcome::kImpossible:
           report(State::kUnknown,
-                 "its file system knows no locks, which the library needs (move the log to another one)");
+                 "its file system has no locks, which the library needs (move the log to another one)");
           return true;
         case ReaderLock::Outcome::kHeld:
           break;
@@ -150,11 +153,11 @@ class Inspector {
       if (is_at(file, path_)) {
         break;
       }
-      file = RegularFile(path_, RegularFile::Links::kRefused);  // It was replaced in the meantime.
+      file = RegularFile(path_, RegularFile::Links::kRefused);  // It was replaced meanwhile.
     }
     if (has_unfinished_change(file)) {
       report(State::kUnfinished,
-             fmt::format("a change of it was cut off, and what undoes it stands in {}-journal: that needs write access "
+             fmt::format("a change of it was cut off, and what undoes it is in {}-journal: that needs write access "
                          "(run '{}', which undoes it, then check again)",
                          log_.path, command_for(log_, "count")));
       return true;
@@ -162,7 +165,7 @@ class Inspector {
     return look_at_locked(file, until);
   }
 
-  // A writer that is still there empties its journal itself. One without a beginning has been emptied.
+  // A writer that still runs empties its journal itself. A journal with a blank header has been emptied.
   [[nodiscard]] bool has_unfinished_change(const RegularFile& file) const {
     const std::string name = path_ + "-journal";
     if (neighbour_at(name) == Neighbour::kNone || ReaderLock::has_writer(file)) {
@@ -195,7 +198,7 @@ class Inspector {
     }
     const RegularFile changes = has_changes ? RegularFile(name, RegularFile::Links::kRefused) : RegularFile();
     if (has_changes && !changes.is_open()) {
-      report(State::kUnknown, fmt::format("its newest changes stand in {}, which cannot be opened: {}", name,
+      report(State::kUnknown, fmt::format("its newest changes are in {}, which cannot be opened: {}", name,
                                           std::generic_category().message(changes.error())));
       return true;
     }
@@ -207,11 +210,11 @@ class Inspector {
     const std::string name = path_ + "-wal";
     const Moment before(file);
     inspection_ = look_inside(log_, file, changes);
-    // Without a file of its users there was none to lock: who came since may have changed it.
+    // Without a shared file there was nothing to lock: a program that came since may have changed the log.
     if (!inspection_.sound() &&
         (Moment(file) != before || (!changes.is_open() && neighbour_at(name) != Neighbour::kNone))) {
       inspection_ = {};
-      return report(State::kUnknown, "it was changed while it was looked at (check again)");
+      return report(State::kUnknown, "it changed during the check (check again)");
     }
     if (inspection_.has(State::kDamaged) && changes.is_open() && !look_inside(log_, file, {}).has(State::kDamaged)) {
       inspection_ = {};
@@ -227,21 +230,21 @@ class Inspector {
         {State::kRemark,
          changes.is_open()
              ? fmt::format("it is in write-ahead mode, which the library does not set and works with, and its "
-                           "newest changes stand in {}",
+                           "newest changes are in {}",
                            name)
              : "it is in write-ahead mode, which the library does not set and works with"});
   }
 
-  // What keeps even a sound log from taking entries.
+  // What prevents even a sound log from taking entries.
   void look_at_ground() {
     if (access(log_.path, W_OK) == 0) {
       return;
     }
     switch (errno) {
       case EROFS:
-        return report(State::kFault, "its file system can only be read (mount it for writing)");
+        return report(State::kFault, "its file system is read-only (mount it for writing)");
       case EPERM:
-        return report(State::kFault, fmt::format("it is marked as not to be changed (run 'chattr -i {}')", log_.path));
+        return report(State::kFault, fmt::format("it is marked immutable (run 'chattr -i {}')", log_.path));
       default:
         return report(State::kRemark, "this user may read it only");
     }

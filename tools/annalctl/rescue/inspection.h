@@ -1,4 +1,4 @@
-// Whether a log is sound, found out by looking alone.
+// Whether a log is sound, found out without changing anything.
 #pragma once
 
 #include "tools/annalctl/base/log.h"
@@ -6,7 +6,7 @@
 
 namespace annalctl {
 
-// Opens the file for reading alone and creates nothing. Waits a few seconds for a lock; writers wait until it is done.
+// Opens the file read-only and creates nothing. Waits a few seconds for a lock; writers wait until it is done.
 [[nodiscard]] Inspection inspect(const Log& log);
 
 // How long inspecting and salvaging wait for a lock.

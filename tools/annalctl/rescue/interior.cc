@@ -1,4 +1,8 @@
 // Inspects a log from inside: its schema, its rows, and whether the library's statements work on it.
+//
+// "Sound" means that this library can store and read here. So the schema is compared with the one that the library
+// creates, by meaning and not by text; SQLite checks the pages; and then the library's own statements run on a private
+// view of the file that is discarded. The advice after each finding must help, and never delete rows.
 #include "tools/annalctl/rescue/interior.h"
 
 #include <fmt/format.h>
@@ -72,21 +76,21 @@ class Interior {
 
   void report(State state, std::string text) { inspection_.findings.push_back({state, std::move(text)}); }
 
-  // Of what makes the log unusable and is gone once salvaging has made it anew.
+  // Faults that make the log unusable, and that salvage removes by recreating it.
   void report_to_remake(const std::string& text) {
-    report(State::kFault, fmt::format("{} (run '{}', which makes it anew and keeps its {})", text,
+    report(State::kFault, fmt::format("{} (run '{}', which recreates it and keeps its {})", text,
                                       command_for(log_, "salvage --force"), log_.entries));
   }
 
   void look() {
-    // Without the shared memory of a write-ahead log, and with no other user of the view.
+    // The view has no other user, and no shared memory for a write-ahead log.
     if (!database_.run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA cell_size_check = ON; PRAGMA mmap_size = 0") ||
         !read_schema()) {
       return explain();
     }
     const bool has_table = look_at_schema();
     if (!look_at_pages()) {
-      // With damage, what its schema lacks is no news: both are mended at once.
+      // In a damaged log, faults of the schema are not reported: salvage mends both.
       std::erase_if(inspection_.findings, [](const Finding& finding) { return finding.state == State::kFault; });
       return;
     }
@@ -133,11 +137,11 @@ class Interior {
     const SchemaObject* const model = made("table", log_.table);
     const std::optional<TableText> made_text = model != nullptr ? table_text(model->text) : std::nullopt;
     if (!text || !made_text || text->demand == "without") {
-      report(
-          State::kFault,
-          fmt::format("its table {} is of a kind that no entries can be stored in, and no command mends that (move the "
-                      "file away, then run '{}')",
-                      log_.table, command_for(log_, "create")));
+      report(State::kFault,
+             fmt::format(
+                 "its table {} is of a kind that no entries can be stored in, and no command can repair that (move the "
+                 "file away, then run '{}')",
+                 log_.table, command_for(log_, "create")));
       return false;
     }
     look_at_columns(*text, *made_text);
@@ -152,11 +156,11 @@ class Interior {
     if (!others) {
       report(State::kFault, fmt::format("the log has no table yet (run '{}')", command_for(log_, "create")));
     } else if (object("view", log_.table) != nullptr) {
-      report(
-          State::kFault,
-          fmt::format("{} in it is a view of other tables, which stores nothing, and no command mends that (move the "
-                      "file away, then run '{}')",
-                      log_.table, command_for(log_, "create")));
+      report(State::kFault,
+             fmt::format(
+                 "{} in it is a view of other tables, which stores nothing, and no command can repair that (move the "
+                 "file away, then run '{}')",
+                 log_.table, command_for(log_, "create")));
     } else {
       report(State::kFault,
              fmt::format("it has no table {}, only others: it is some other database, or a log whose table "
@@ -210,8 +214,8 @@ class Interior {
     }
   }
 
-  // The library's migration knows only tables that have its own first columns, letter for letter and no others. That of
-  // notices deletes them all when more is missing than the last column.
+  // The library's migration accepts only tables that begin with exactly its own columns. That of notices deletes all
+  // entries if more than the last column is missing.
   void report_missing_columns(const std::vector<std::string>& missing, const std::vector<ActualColumn>& there) {
     bool older = log_.migrates && there.size() >= log_.earliest_columns && there.size() < log_.columns.size();
     for (std::size_t i = 0; older && i < there.size(); ++i) {
@@ -232,7 +236,7 @@ class Interior {
     look_at_triggers();
   }
 
-  // An older table gets its new columns without their indexes, which is as it should be.
+  // An older table gets its new columns without indexes. That is correct.
   [[nodiscard]] bool is_of_later_column(const SchemaObject& index) const {
     const Tokens tokens = tokens_of(index.text);
     const auto later = log_.columns.subspan(std::min(log_.earliest_columns, log_.columns.size()));
@@ -317,7 +321,7 @@ class Interior {
 
   // --- pages ---
 
-  // Whether they are sound.
+  // Whether the pages are sound.
   bool look_at_pages() {
     SqliteStatement check(database_, fmt::format("PRAGMA integrity_check({})", kMostCounted));
     std::vector<std::string> lines;
@@ -337,7 +341,7 @@ class Interior {
       return false;
     }
     if (!check.ended()) {
-      lines.push_back(database_.message());  // The check itself has stumbled.
+      lines.push_back(database_.message());  // The check itself failed.
     }
     if (lines == std::vector<std::string>{"ok"}) {
       return true;
@@ -372,7 +376,7 @@ class Interior {
         return explain_use("cannot be read");
       }
     }
-    // The trigger has been prepared with them. What it does to a full log takes long and says nothing new.
+    // Preparing them has checked the trigger. Running it on a full log takes long and tells nothing new.
     if (!database_.run(fmt::format("DROP TRIGGER {}; BEGIN", quoted_name(trigger_of(log_))))) {
       return explain_use("takes no change");
     }
@@ -418,7 +422,7 @@ class Interior {
                       "that (move the file away, then run '{}')",
                       command_for(log_, "create")));
     }
-    report_to_remake("it takes no entry: its counter of ids stands at the end, though no entry has the last one");
+    report_to_remake("it takes no entry: its counter of ids is at its end, though no entry has the last id");
   }
 
   // --- failures ---

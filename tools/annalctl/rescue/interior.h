@@ -1,4 +1,4 @@
-// What a log's file says when it is opened: whether this library can store and read in it.
+// Inspects an open log: whether this library can store and read in it.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace annalctl {
 
-// The files must be locked, and stay so. write_ahead: not open for a log without one. Changes nothing: what the library
-// would do is tried on a view of them that is thrown away.
+// The files must be and stay locked. write_ahead: not open for a log without one. Changes nothing: tries the library's
+// statements on a view of the files that it discards.
 [[nodiscard]] Inspection look_inside(const Log& log, const RegularFile& file, const RegularFile& write_ahead);
 
 // "annalctl fileop --db FILE salvage"

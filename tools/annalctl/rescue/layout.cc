@@ -1,4 +1,5 @@
-// Compares schemas by meaning.
+// Compares schemas by meaning: two texts that differ only in case, quotes, blanks or comments are the same, and
+// SQLite's rules decide which declared types are.
 #include "tools/annalctl/rescue/layout.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ using Range = std::span<const Token>;
 
 constexpr std::array<std::string_view, 5> kTableConstraints{"constraint", "primary", "unique", "check", "foreign"};
 
-// Each of them either refuses rows or changes what is stored and how it compares.
+// Each of them refuses rows, or changes what is stored or how it compares.
 constexpr std::array<std::string_view, 9> kDemands{"constraint", "primary",    "not", "unique",   "check",
                                                    "collate",    "references", "as",  "generated"};
 
@@ -34,7 +35,7 @@ bool same(Range some, Range others) {
 
 // --- tables ---
 
-// Up to the comma, or the bracket, that ends an item of a list. Its own brackets are passed over.
+// Up to the comma or bracket that ends an item of a list, skipping nested brackets.
 std::size_t end_of_item(const Tokens& tokens, std::size_t begin) {
   std::size_t depth = 0;
   for (std::size_t i = begin; i < tokens.size(); ++i) {
@@ -51,7 +52,7 @@ std::size_t end_of_item(const Tokens& tokens, std::size_t begin) {
 
 enum class Affinity { kInteger, kText, kOther };
 
-// SQLite's own rules for what a declared type does to values, as far as the logs' types go.
+// SQLite's rules for a declared type's effect on values, as far as the logs' types need them.
 Affinity affinity_of(Range type) {
   std::string name;
   for (const Token& token : type) {
@@ -66,7 +67,7 @@ Affinity affinity_of(Range type) {
 
 struct Declaration {
   Range type;
-  Range fallback;  // behind DEFAULT; empty without it
+  Range fallback;  // after DEFAULT; empty without it
   bool demands = false;
 };
 
@@ -78,7 +79,7 @@ Declaration declaration_of(const ColumnText& column) {
   if (place < rest.size()) {
     declaration.fallback = rest.subspan(place + 1);
   }
-  // An expression between brackets has words of its own.
+  // An expression in brackets has words of its own.
   const auto demands = [](Range part) {
     return std::any_of(part.begin(), part.end(), [](const Token& token) { return is_one_of(token, kDemands); });
   };
@@ -98,7 +99,7 @@ bool is_moment(Range fallback) {
   return fallback.size() == 1 && is_one_of(fallback[0], kMoments);
 }
 
-// The date and the time of some entries are their columns' defaults; every other column is always given a value.
+// Some entries get their date and time from the columns' defaults; the library gives every other column a value.
 bool falls_back_alike(Range fallback, Range made) {
   if (!made.empty() && (made.front().is("(") || is_moment(made))) {
     return same(fallback, made) || is_moment(fallback);
@@ -106,7 +107,7 @@ bool falls_back_alike(Range fallback, Range made) {
   return fallback.empty() || is_literal(fallback);
 }
 
-// An id that is no other name of SQLite's own row number would stay empty.
+// The id must be an alias of SQLite's row number, or it would stay empty.
 bool is_id(const ColumnText& column) {
   constexpr std::array<std::string_view, 3> kBeginning{"integer", "primary", "key"};
   if (column.rest.size() < kBeginning.size()) {

@@ -1,4 +1,4 @@
-// Builds the log that salvaged rows go to.
+// Builds the new log for salvaged rows.
 #include "tools/annalctl/rescue/new_log.h"
 
 #include <fmt/format.h>
@@ -10,7 +10,7 @@ namespace annalctl {
 
 namespace {
 
-// Until it has its name nobody needs the file but this process, and a journal would be one more to leave behind.
+// Until the file has its name only this process needs it, and a journal would be one more file to leave behind.
 constexpr char kSettings[] = "PRAGMA page_size = {}; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; BEGIN";
 
 bool is_literal(std::string_view text) {
@@ -103,7 +103,7 @@ void NewLog::fail() const {
 Blueprint NewLog::make_blueprint(int limit, int batch) const {
   std::optional<Blueprint> blueprint = blueprint_of(log_, limit, batch);
   if (!blueprint) {
-    throw RescueFailure("what the library makes of a new log cannot be had: this SQLite keeps no database in memory");
+    throw RescueFailure("the library's schema is not available: this SQLite keeps no database in memory");
   }
   return std::move(*blueprint);
 }

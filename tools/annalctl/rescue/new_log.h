@@ -1,4 +1,4 @@
-// The file that takes the rows of a damaged log, with this release's schema.
+// The new file for a damaged log's rows, with this release's schema.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class RescueFailure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Everything throws RescueFailure.
+// Every function throws RescueFailure.
 class NewLog {
  public:
   NewLog(const Log& log, const std::string& path);
@@ -31,18 +31,18 @@ class NewLog {
 
   void run(const std::string& statements) const;
 
-  // Stores the row that a statement has been given, unless there is one of its id already: false.
+  // Stores the row that is bound to a statement; false if there is one with its id already.
   bool store(SqliteStatement& insert);
 
   [[nodiscard]] bool has(std::int64_t id);
 
-  // What rows have of which a column is lost: the column's default, and an empty text for one that is today's date.
+  // The value of a lost column: the column's default, or an empty text if the default is today's date.
   [[nodiscard]] std::string default_of(std::string_view column) const;
 
-  // An id that was given once is not given again.
+  // So that the log never gives an id twice.
   void raise_last_id(std::int64_t id) const;
 
-  // The trigger comes last: while the rows are copied none of them may go. Tells the percentage that is done.
+  // The trigger comes last, so that it deletes none of the copied rows. Reports the percentage that is done.
   void finish(int limit, int batch, const std::function<void(int)>& tell);
 
   [[noreturn]] void fail() const;

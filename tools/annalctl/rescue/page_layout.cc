@@ -1,4 +1,7 @@
 // Infers page size, reserved bytes, text encoding and row shape from the pages themselves.
+//
+// Each possible layout is tried on a sample of the file, and the one under which most records are in order wins: with a
+// wrong page size, pointers and rows leave their pages. The encoding is the one in which the texts are mostly ASCII.
 #include "tools/annalctl/rescue/page_layout.h"
 
 #include <algorithm>
@@ -15,7 +18,7 @@ namespace annalctl {
 
 namespace {
 
-// SQLite's file format: where the header has what.
+// SQLite's file format: offsets in the header.
 constexpr std::size_t kPageSizeAt = 16;
 constexpr std::size_t kVersionsAt = 18;
 constexpr std::size_t kReservedAt = 20;
@@ -32,7 +35,7 @@ constexpr std::uint32_t kLargestPage = 65536;
 constexpr std::uint32_t kMostReserved = 255;
 constexpr std::uint32_t kLeastUsable = 480;
 
-// Parts of the file, each of which begins where a page of any size does.
+// Parts of the file that start on a page boundary of any page size.
 constexpr std::size_t kPart = kLargestPage;
 constexpr std::uint64_t kMostParts = 256;
 
@@ -53,7 +56,7 @@ std::vector<Part> sample(DamagedFile& file) {
   return taken;
 }
 
-// Hands out each cell whose record is in order, page by page.
+// Visits each cell whose record is in order, page by page.
 template <typename Take>
 void each_cell(const std::vector<Part>& parts, std::uint32_t page_size, const Take& take) {
   RecordHead head;
@@ -78,14 +81,14 @@ std::optional<std::uint32_t> told_page_size(const DamagedFile& file) {
   return possible ? std::optional(size) : std::nullopt;
 }
 
-// The right size is the one with which most records make sense: with a smaller one the pointers lead out of the page,
-// with a larger one its rows end in the middle.
+// The right size is the one with which most records are in order: with a smaller one, pointers lead out of the page;
+// with a larger one, rows end in the middle.
 std::uint32_t page_size_of(const DamagedFile& file, const std::vector<Part>& parts) {
   constexpr std::uint32_t kUsual = 2048;
   const std::uint32_t told = told_page_size(file).value_or(0);
   std::map<std::uint32_t, std::size_t> found;
   for (std::uint32_t size = kSmallestPage; size <= kLargestPage; size *= 2) {
-    // Pages of which the last part is used: of a page that is read as a larger one the first half is.
+    // Pages with their last part in use: of a page that is read as a larger one, only the first half is.
     std::map<std::uint64_t, std::pair<std::size_t, bool>> pages;
     each_cell(parts, size, [&](std::uint64_t page, const StoredCell& cell, const RecordHead& /*head*/) {
       auto& [cells, reaches_end] = pages[page];
@@ -104,12 +107,12 @@ std::uint32_t page_size_of(const DamagedFile& file, const std::vector<Part>& par
   return found.contains(told) && found[told] == best->second ? told : best->first;
 }
 
-// Rows fill a page from its end on, and what is reserved is behind them.
+// Rows fill a page from its end, with the reserved bytes after them.
 std::uint32_t reserved_of(const DamagedFile& file, const std::vector<Part>& parts, std::uint32_t page_size) {
   constexpr std::size_t kEnough = 3;
   const std::uint32_t most = std::min(kMostReserved, page_size - kLeastUsable);
   const std::uint32_t told = file.has_header() ? file.header().at(kReservedAt) : 0;
-  // Where the last row of a page ends: that is known for one that is all on its page, and else if what is reserved is.
+  // Where the last row of a page ends. Known for a row that is all on its page; otherwise only with the reserved bytes.
   const auto end_of = [page_size](const StoredCell& cell, std::uint32_t reserved) {
     const std::size_t local = local_size(cell.payload, page_size - reserved);
     return page_size - cell.rest.size() + local + (local < cell.payload ? kLink : 0);
@@ -120,7 +123,7 @@ std::uint32_t reserved_of(const DamagedFile& file, const std::vector<Part>& part
     known = known.place < cell.place ? cell : known;
   });
   std::vector<std::size_t> fitting(most + 1);
-  std::size_t beyond = 0;  // pages whose rows reach into what is told to be reserved
+  std::size_t beyond = 0;  // pages whose rows reach into bytes that the header calls reserved
   for (const auto& [page, cell] : last) {
     for (std::uint32_t reserved = 0; reserved <= most; ++reserved) {
       fitting[reserved] += end_of(cell, reserved) == page_size - reserved ? 1 : 0;
@@ -134,8 +137,8 @@ std::uint32_t reserved_of(const DamagedFile& file, const std::vector<Part>& part
   return fitting[best] >= kEnough && fitting[best] > 2 * fitting[told] ? best : told;
 }
 
-// How many of a text's characters are ASCII, which dates, names and the schema are made of. In another encoding than
-// the text's own they are none.
+// How many of a text's characters are ASCII, as in dates, names and the schema. Read in another encoding, a text has
+// hardly any.
 std::size_t ascii_characters(std::string_view text, Encoding encoding) {
   if (encoding == Encoding::kUtf8) {
     const bool possible = text.find('\0') == std::string_view::npos && characters_of(text);
@@ -178,7 +181,7 @@ Layout layout_of(DamagedFile& file) {
       }
       place += size;
     }
-    // Only the id, which is not in the record, is NULL first.
+    // The first value is NULL: the id, which is not in the record.
     rows[head.types.size()] += !head.types.empty() && head.types.front() == 0 ? 1 : 0;
   });
   const std::uint32_t code = file.has_header() ? four_bytes(file.header(), kEncodingAt) : 0;
@@ -208,10 +211,10 @@ Header corrected_header(const DamagedFile& file, const Layout& layout) {
   const std::uint32_t format = four_bytes(header, kFormatAt);
   put(kFormatAt, 4, format >= 1 && format <= kNewestFormat ? format : kNewestFormat);
   put(kEncodingAt, 4, static_cast<std::uint32_t>(layout.encoding));
-  // Whether pages have moved does not matter to a reader, and tells SQLite to look at maps that may not be there.
+  // Moving pages (auto-vacuum) does not matter to a reader, and would make SQLite look for maps that may not exist.
   put(kLargestRootAt, 4, 0);
   put(kIncrementalAt, 4, 0);
-  // Unless counted with the last change, the pages are as many as the file has.
+  // Without a valid count, SQLite takes the number of pages from the file's size.
   put(kCountedWithAt, 4, ~four_bytes(header, kChangesAt));
   return header;
 }

@@ -1,5 +1,8 @@
-// Reads records from the pages of a damaged file, leaf by leaf. It follows no interior page: those may be the damaged
-// ones.
+// Reads records from the pages of a damaged file, leaf by leaf.
+//
+// It follows no interior page, because those may be the damaged ones: it looks at every page, and takes it as a leaf if
+// its header says so. A record counts only if all its lengths add up. A long record continues on a chain of overflow
+// pages; a damaged chain may be circular or shared, so the number of pages read for chains is limited.
 #include "tools/annalctl/rescue/page_reader.h"
 
 #include <algorithm>
@@ -11,12 +14,12 @@ namespace {
 
 constexpr std::size_t kFreeListAt = 32;
 constexpr std::size_t kFreeCountAt = 36;
-constexpr std::uint64_t kLargestPayload = 1'000'000'000;  // SQLite stores no longer row
+constexpr std::uint64_t kLargestPayload = 1'000'000'000;  // SQLite stores no larger row
 constexpr std::uint64_t kReadsPerPage = 16;
 
 }  // namespace
 
-// A part of a page at the end is left out.
+// Ignores a partial page at the end.
 PageReader::PageReader(DamagedFile& file, const Layout& layout)
     : file_(file),
       layout_(layout),
@@ -40,7 +43,7 @@ bool PageReader::load(std::uint32_t number, std::vector<unsigned char>& page) {
   return file_.read(std::uint64_t{number - 1} * layout_.page_size, page);
 }
 
-// A list with any fault might name pages that are in use: then no page counts as free.
+// A list with any fault might name pages in use: then no page counts as free.
 std::vector<bool> PageReader::free_pages() {
   std::vector<bool> none(std::size_t{count_} + 1);
   std::vector<bool> free = none;
@@ -75,7 +78,7 @@ void PageReader::read_leaf(Bytes page, std::size_t start, const Take& take, cons
   LeafCells cells(page, start);
   StoredRecord record;
   StoredCell cell;
-  std::size_t taken = 0;  // more than the page has is only there when cells overlap
+  std::size_t taken = 0;  // exceeds the page only if cells overlap
   while (taken <= page.size() && cells.next(cell)) {
     const Reading reading = read_record(cell, record);
     if (reading == Reading::kWhole) {
@@ -94,7 +97,7 @@ PageReader::Reading PageReader::read_record(const StoredCell& cell, StoredRecord
       !read_head(cell.rest.first(local), cell.payload, head_)) {
     return Reading::kNoRecord;
   }
-  // Only a record that is in order so far is worth the reading of further pages.
+  // Reads further pages only for a record that is in order so far.
   payload_.assign(cell.rest.begin(), cell.rest.begin() + static_cast<std::ptrdiff_t>(local));
   if (spills && (cell.payload > file_.size() || !follow(four_bytes(cell.rest, local), cell.payload))) {
     return Reading::kBroken;

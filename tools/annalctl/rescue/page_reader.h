@@ -1,4 +1,4 @@
-// The last resort: the rows of a damaged database, read from its pages, whatever has become of the tree they stood in.
+// The last resort: reads the rows of a damaged database from its pages, ignoring the tree that should lead to them.
 #pragma once
 
 #include <cstddef>
@@ -13,18 +13,18 @@ namespace annalctl {
 
 struct StoredRecord {
   std::int64_t id = 0;
-  std::vector<StoredValue> values;  // their bytes: until the next record is read
+  std::vector<StoredValue> values;  // their bytes are valid until the next record is read
 };
 
-// Every byte of the file may be wrong: each is checked before it is used, and the work is bounded by the file's size.
+// Any byte of the file may be wrong: each is checked before use, and the work is bounded by the file's size.
 class PageReader {
  public:
   PageReader(DamagedFile& file, const Layout& layout);
 
-  // Takes each record that is whole, in the order of the pages. Pages that the file's own list names as free, with rows
-  // that were deleted, are left out if that list is without fault.
+  // Visits each whole record, in the order of the pages. Leaves out the free pages, with their deleted rows, if the
+  // file's list of them is without fault.
   using Take = std::function<void(const StoredRecord& record)>;
-  // Takes the id of what begins like a record of so many values, and goes on where it cannot be read.
+  // Visits the id of what begins like a record with this number of values, but continues where it cannot be read.
   using TakeBroken = std::function<void(std::int64_t id, std::size_t values)>;
   void read(const Take& take, const TakeBroken& take_broken);
 
@@ -41,7 +41,7 @@ class PageReader {
   const Layout& layout_;
   std::size_t usable_;  // of a page
   std::uint32_t count_;
-  std::uint64_t budget_ = 0;  // of overflow pages to read: many cells may claim the same chain
+  std::uint64_t budget_ = 0;  // overflow pages left to read: many cells may claim the same chain
   std::vector<unsigned char> overflow_page_;
   std::vector<unsigned char> payload_;
   RecordHead head_;

@@ -1,4 +1,4 @@
-// Lets SQLite open a file that this process holds open, whatever its name leads to by now.
+// Lets SQLite open a file that this process holds open, wherever its name leads by now.
 #include "tools/annalctl/rescue/pinned_file.h"
 
 #include <fcntl.h>
@@ -57,7 +57,7 @@ int unlink_pinned(const char* path) {
   return unlink(path);
 }
 
-// Every system call by which SQLite makes something of a name. Null puts its own back.
+// Every system call by which SQLite uses a name. Null restores SQLite's own.
 void set_calls(bool pinned) {
   sqlite3_vfs* const files = sqlite3_vfs_find("unix");
   const struct {

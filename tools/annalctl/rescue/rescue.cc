@@ -1,5 +1,8 @@
-// Rescues rows in passes, from what SQLite can still read down to single pages; each pass adds what those before it
-// missed.
+// Rescues rows in passes, each of which adds what the ones before it missed:
+// - SQLite reads the table through its tree, from both ends, up to the damage;
+// - the page reader takes every record of the right shape from the pages, whatever the tree says;
+// - the indexes, which list every row a second time, confirm rows, replace damaged values and name lost rows.
+// A row that only the pages have was deleted, and is not saved, if most of the intact indexes lack it.
 #include "tools/annalctl/rescue/rescue.h"
 
 #include <fmt/format.h>
@@ -22,11 +25,11 @@ namespace annalctl {
 
 namespace {
 
-// Of the whole, so many percent are done once the table and its indexes are read, and once all pages are.
+// The percentage that is done after reading the table and its indexes, and after reading all pages.
 constexpr int kRead = 50;
 constexpr int kSearched = 60;
 
-// The number behind a word of the trigger's text; 0 when there is none that can be one.
+// The number after a word of the trigger's text; 0 if there is none.
 int number_behind(std::string_view text, std::string_view word) {
   const std::size_t place = text.find(word);
   int number = 0;
@@ -40,23 +43,23 @@ int number_behind(std::string_view text, std::string_view word) {
 // A column of the damaged table.
 struct OldColumn {
   std::string name;
-  std::string fallback;           // SQL: what a row has that is older than the column
-  const Column* known = nullptr;  // to this release
-  bool same_kind = true;          // it is declared for numbers, or for texts, as the known one is
+  std::string fallback;           // SQL: the value of rows that are older than the column
+  const Column* known = nullptr;  // in this release; null: unknown
+  bool same_kind = true;          // it is declared for numbers or texts like the known one
 };
 
 using Columns = std::vector<const Column*>;
 
 class Rescue {
  public:
-  Rescue(const Log& log, const std::string& damaged, const std::string& anew, Advance& advance)
+  Rescue(const Log& log, const std::string& damaged, const std::string& new_log, Advance& advance)
       : log_(log),
         file_(damaged),
         layout_(layout_of(file_)),
         view_(file_, corrected_header(file_, layout_)),
         old_(CorrectedView::name(), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI),
         pages_(file_, layout_),
-        new_(log, anew),
+        new_(log, new_log),
         advance_(advance) {
     file_.count_from_here();
   }
@@ -103,8 +106,8 @@ class Rescue {
     if (objects.ended() && table) {
       look_at_columns();
     }
-    // Rows of more values than the table has columns are rows of a table whose text is damaged: two columns may have
-    // become one in it, and all behind them have another's name.
+    // Rows with more values than the table has columns mean that the table's text is damaged: two columns may have
+    // become one in it, and all later columns have the wrong name.
     schema_read_ = !columns_.empty() && layout_.usual_values <= columns_.size();
     if (!schema_read_) {
       columns_.clear();
@@ -132,7 +135,7 @@ class Rescue {
       columns_.push_back({name, columns.text(4), known == log_.columns.end() ? nullptr : &*known});
       declared.push_back(columns.text(2));
     }
-    // A column of an unknown name in the place of one that is missing is that one, with its name damaged.
+    // A column with an unknown name in the place of a missing one is that one, with a damaged name.
     for (std::size_t i = 0; i < std::min(columns_.size(), log_.columns.size()); ++i) {
       const Column& expected = log_.columns[i];
       if (columns_[i].known == nullptr && !is_there(expected)) {
@@ -165,7 +168,7 @@ class Rescue {
 
   // --- the statements that store a row ---
 
-  // A column that the row does not have has what rows have that are older than it, and never what is right today.
+  // A column that the row lacks gets the value of rows older than the column, never the current default.
   std::string insert_of(const std::function<std::string(std::size_t)>& value_of_column) {
     std::string names = "rowid";
     std::string places = "?";
@@ -183,7 +186,7 @@ class Rescue {
     return fmt::format("INSERT OR IGNORE INTO {} ({}) VALUES ({})", log_.table, names, places);
   }
 
-  // The parameter of a column of the old table, whose places are the values of a row; the id has the first.
+  // The parameter for a column of the old table. The first is the id, then the values in the order of the row.
   static std::string parameter(std::size_t place) { return fmt::format("?{}", place + 2); }
 
   // --- by the table's tree ---
@@ -215,7 +218,7 @@ class Rescue {
     }
   }
 
-  // in_order: false ends it. Whether it came to the end.
+  // in_order: false ends the walk. Returns whether it reached the end.
   bool walk(const std::string& select, SqliteStatement& insert, const std::function<bool(std::int64_t)>& in_order) {
     SqliteStatement rows(old_, select);
     while (rows.next()) {
@@ -230,7 +233,7 @@ class Rescue {
           hidden.push_back(columns_[static_cast<std::size_t>(i) - 1].known);
         }
         if (type == SQLITE_TEXT) {
-          // As UTF-8: of a text in UTF-16 SQLite takes the mark at its beginning for the order of the bytes, and away.
+          // As UTF-8: SQLite would take a mark at the start of a UTF-16 text as its byte order, and drop it.
           const char* const text = reinterpret_cast<const char*>(sqlite3_column_text(rows.handle(), i));
           sqlite3_bind_text(insert.handle(), i + 1, text, sqlite3_column_bytes(rows.handle(), i), SQLITE_STATIC);
         } else {
@@ -242,7 +245,7 @@ class Rescue {
     return rows.ended();
   }
 
-  // hidden: columns whose values are made another kind of.
+  // hidden: columns whose values change their kind.
   void store(SqliteStatement& insert, std::int64_t id, const Columns& hidden) {
     if (new_.store(insert)) {
       for (const Column* const column : hidden) {
@@ -253,8 +256,8 @@ class Rescue {
     tell_read();
   }
 
-  // Whether storing a value of this kind may hide that the library cannot have stored it: the column makes a number of
-  // it, or a text.
+  // Whether storing a value of this kind may hide that the library cannot have stored it, because the column turns it
+  // into a number or a text.
   static bool hides_kind(const OldColumn& column, int type) {
     if (column.known == nullptr || !column.same_kind) {
       return false;
@@ -297,7 +300,7 @@ class Rescue {
           } else if (is_trigger(record)) {
             take_trigger(std::string(record.values[1].bytes), record.values[4].bytes);
           } else if (record.values[0].kind == StoredValue::Kind::kNull && rescued_.tables_left.empty()) {
-            broken_.insert(record.id);  // of a layout that nothing is known of any more
+            broken_.insert(record.id);  // its layout is unknown
           }
         },
         [this](std::int64_t id, std::size_t values) {
@@ -319,7 +322,7 @@ class Rescue {
   }
 
   void store(const StoredRecord& record) {
-    // Indexes that are intact list all rows: another one was deleted.
+    // Intact indexes list all rows: a row that they lack was deleted.
     if (testimony_.intact > 0 && !testimony_.missing.contains(record.id)) {
       return;
     }
@@ -352,7 +355,7 @@ class Rescue {
     return SQLITE_NULL;
   }
 
-  // With a mark of its own SQLite leaves the one that the text may begin with.
+  // SQLite drops the first mark, so one is added, and a mark of the text itself is kept.
   [[nodiscard]] std::string marked(std::string_view text) const {
     return (layout_.encoding == Encoding::kUtf16Little ? "\xFF\xFE" : "\xFE\xFF") + std::string(text);
   }
@@ -398,7 +401,7 @@ class Rescue {
     return inserts_.emplace(values, std::move(insert)).first->second;
   }
 
-  // --- what is told of it ---
+  // --- the report ---
 
   void tell_columns_lost() {
     for (const Column& column : log_.columns) {
@@ -442,13 +445,13 @@ class Rescue {
 
   void keep_last_id() {
     SqliteStatement last(old_, fmt::format("SELECT seq FROM sqlite_sequence WHERE name = '{}'", log_.table));
-    // At its end the counter would let no entry in.
+    // At its end the counter would refuse every entry.
     if (last.next() && last.integer(0) > 0 && last.integer(0) < std::numeric_limits<std::int64_t>::max()) {
       new_.raise_last_id(last.integer(0));
     }
   }
 
-  // Without the old limit no row that was saved may go because of the new one.
+  // If the old limit is unknown, the new one must not delete saved rows.
   void set_limit() {
     if (!rescued_.limit_kept) {
       const auto rows = std::min<std::int64_t>(new_.rows(), std::numeric_limits<int>::max());
@@ -471,16 +474,16 @@ class Rescue {
   std::vector<std::string> indexes_;
   std::map<std::size_t, SqliteStatement> inserts_;
   Testimony testimony_;
-  Ids broken_;                // begin like rows, and go on where they cannot be read
-  std::set<ValueId> hiding_;  // of another kind than the library stores, which may not show in the new log
+  Ids broken_;                // rows that begin well, but continue where they cannot be read
+  std::set<ValueId> hiding_;  // of a kind that the library does not store, which the new log may hide
   bool schema_read_ = false;
   Rescued rescued_;
 };
 
 }  // namespace
 
-Rescued rescue(const Log& log, const std::string& damaged, const std::string& anew, Advance& advance) {
-  return Rescue(log, damaged, anew, advance).run();
+Rescued rescue(const Log& log, const std::string& damaged, const std::string& new_log, Advance& advance) {
+  return Rescue(log, damaged, new_log, advance).run();
 }
 
 }  // namespace annalctl

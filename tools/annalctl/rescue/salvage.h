@@ -1,4 +1,4 @@
-// "annalctl … salvage": makes a damaged log anew from what can be read of it.
+// "annalctl … salvage": recreates a damaged log from what can be read of it.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-// Splits SQL into tokens.
+// Splits SQL into tokens by SQLite's rules.
 #include "tools/annalctl/rescue/sql_tokens.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ bool is_space(char c) {
   return std::string_view(" \t\n\r\f").find(c) != std::string_view::npos;
 }
 
-// SQLite takes every byte above ASCII for a letter.
+// To SQLite every byte above ASCII is a letter.
 bool in_word(char c) {
   const auto byte = static_cast<unsigned char>(c);
   return is_letter(c) || is_digit(c) || c == '_' || c == '$' || byte >= 0x80U;
@@ -45,7 +45,7 @@ class Lexer {
     place_ = found == std::string_view::npos ? text_.size() : found + end.size();
   }
 
-  // Whether something is left.
+  // Whether there is more text.
   bool skip_blanks() {
     while (place_ < text_.size()) {
       if (is_space(text_[place_])) {
@@ -61,7 +61,7 @@ class Lexer {
     return false;
   }
 
-  // What stands between two quotes, which are doubled in it.
+  // The text between two quotes, which are doubled in it.
   std::string quoted(char end) {
     std::string inside;
     for (++place_; place_ < text_.size(); ++place_) {

@@ -1,4 +1,4 @@
-// The words of a statement, for comparing texts that mean the same and are written differently.
+// The words of a statement, for comparing texts that differ only in how they are written.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace annalctl {
 struct Token {
   enum class Kind {
     kWord,    // a keyword or a name, in lower case
-    kQuoted,  // a name between quotes, without them and in lower case
+    kQuoted,  // a quoted name, in lower case and without its quotes
     kNumber,
     kString,  // with its quotes
     kSign,    // one character

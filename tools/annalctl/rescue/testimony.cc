@@ -1,4 +1,8 @@
 // Compares salvaged rows with the indexes, which list every row a second time.
+//
+// An index is believed only if SQLite can read it to its end and its entries are in order: then it is intact, and what
+// it says of a row counts as much as the table. A value that the library cannot have stored is replaced by the index's;
+// of two possible values neither is preferred, and the row is reported as doubtful.
 #include "tools/annalctl/rescue/testimony.h"
 
 #include <fmt/format.h>
@@ -15,7 +19,7 @@ namespace {
 
 constexpr std::int64_t kBetweenTells = 1024;
 
-// A value as SQLite orders it: by its kind, then by its number or its bytes as they are in the file.
+// A value in SQLite's order: by kind, then by number or by the bytes in the file.
 struct Key {
   int kind = 0;
   double number = 0;
@@ -60,7 +64,7 @@ Key key_of(sqlite3_stmt* row, int place, Encoding encoding) {
   }
 }
 
-// A value as text; nothing for NULL. Columns make texts of numbers and numbers of texts, so only this can be compared.
+// A value as text; nothing for NULL. Columns convert between texts and numbers, so only texts can be compared.
 std::optional<std::string_view> text_of(sqlite3_stmt* row, int place) {
   if (sqlite3_column_type(row, place) == SQLITE_NULL) {
     return {};
@@ -74,8 +78,8 @@ bool is_broken(std::optional<std::string_view> text) {
   return text && text->find('\0') != std::string_view::npos;
 }
 
-// Whether the library can have stored a value of this kind in the column. To be asked before text_of, which may make
-// another kind of it.
+// Whether the library can have stored a value of this kind in the column. Call it before text_of, which may convert the
+// value.
 bool is_possible(const Column& column, sqlite3_stmt* row, int place) {
   switch (sqlite3_column_type(row, place)) {
     case SQLITE_NULL:
@@ -93,7 +97,7 @@ struct FreeValue {
   void operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
 };
 
-// Both are in order.
+// Both are sorted.
 std::vector<std::int64_t> only_in(const std::vector<std::int64_t>& those, const std::vector<std::int64_t>& others) {
   std::vector<std::int64_t> only;
   std::set_difference(those.begin(), those.end(), others.begin(), others.end(), std::back_inserter(only));
@@ -119,25 +123,25 @@ std::set<std::int64_t> most(const std::map<std::int64_t, int>& votes, int voters
 
 }  // namespace
 
-// What one index says, to be believed once it has been read to its end.
+// What one index says. Believed only once the index was read to its end.
 struct Witnesses::Entries {
   std::vector<std::int64_t> ids;
   std::vector<std::int64_t> different;
   std::vector<std::pair<std::int64_t, std::unique_ptr<sqlite3_value, FreeValue>>> right;
 };
 
-Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const {
+Testimony Witnesses::hear(NewLog& new_log, const std::function<void()>& tell) const {
   Testimony testimony;
   std::map<std::int64_t, int> missing;
   std::map<std::int64_t, int> unknown;
-  const std::vector<std::int64_t> there = anew.ids();
+  const std::vector<std::int64_t> there = new_log.ids();
   std::vector<std::int64_t> uncompared = there;
   for (const std::string& index : indexes_) {
     const auto column = columns_.find(column_of(index));
     const std::string name = column == columns_.end() ? std::string() : quoted_name(column->second->name);
     std::optional<SqliteStatement> values;
     if (!name.empty()) {
-      values.emplace(anew.database(), fmt::format("SELECT {} FROM {} WHERE rowid = ?", name, log_.table));
+      values.emplace(new_log.database(), fmt::format("SELECT {} FROM {} WHERE rowid = ?", name, log_.table));
     }
     Entries entries;
     if (!read(index, values ? column->second : nullptr, values ? &*values : nullptr, entries, tell)) {
@@ -152,11 +156,11 @@ Testimony Witnesses::hear(NewLog& anew, const std::function<void()>& tell) const
     vote(entries.ids, there, missing);
     vote(there, entries.ids, unknown);
     for (const auto& [id, value] : entries.right) {
-      SqliteStatement update(anew.database(), fmt::format("UPDATE {} SET {} = ? WHERE rowid = ?", log_.table, name));
+      SqliteStatement update(new_log.database(), fmt::format("UPDATE {} SET {} = ? WHERE rowid = ?", log_.table, name));
       sqlite3_bind_value(update.handle(), 1, value.get());
       sqlite3_bind_int64(update.handle(), 2, id);
       if (update.next() || !update.ended()) {
-        anew.fail();
+        new_log.fail();
       }
       testimony.mended.emplace(id, column->second);
     }
@@ -172,7 +176,7 @@ bool Witnesses::read(const std::string& index, const Column* column, SqliteState
                      const std::function<void()>& tell) const {
   const std::string name = column_of(index);
   if (name.empty()) {
-    return false;  // In an unknown order its pages could lead back to themselves for ever.
+    return false;  // Without a known order, circular pages would go unnoticed.
   }
   SqliteStatement rows(
       old_, fmt::format("SELECT rowid, {} FROM {} INDEXED BY {}", quoted_name(name), log_.table, quoted_name(index)));
@@ -194,7 +198,7 @@ bool Witnesses::read(const std::string& index, const Column* column, SqliteState
     }
     sqlite3_bind_int64(values->handle(), 1, id);
     if (values->next()) {
-      // Of a text that damage has made a blob, or another kind of, the bytes alone show nothing.
+      // If damage has changed a value's kind, its bytes alone show nothing.
       if (!is_possible(*column, values->handle(), 0) && is_possible(*column, rows.handle(), 1)) {
         entries.right.emplace_back(id, sqlite3_value_dup(sqlite3_column_value(rows.handle(), 1)));
       } else if (const auto listed = text_of(rows.handle(), 1);
@@ -208,7 +212,7 @@ bool Witnesses::read(const std::string& index, const Column* column, SqliteState
   return rows.ended();
 }
 
-// The one column that an index is of, if it is in the order that key_of gives.
+// The one column of an index, if its order is that of key_of.
 std::string Witnesses::column_of(const std::string& index) const {
   SqliteStatement parts(old_, fmt::format("PRAGMA index_xinfo({})", quoted_name(index)));
   std::string column;
@@ -224,7 +228,7 @@ std::string Witnesses::column_of(const std::string& index) const {
   return column;
 }
 
-std::set<std::int64_t> rows_with_impossible_values(const Log& log, const NewLog& anew) {
+std::set<std::int64_t> rows_with_impossible_values(const Log& log, const NewLog& new_log) {
   std::string condition;
   for (const Column& column : log.columns) {
     const std::string name = quoted_name(column.name);
@@ -236,12 +240,12 @@ std::set<std::int64_t> rows_with_impossible_values(const Log& log, const NewLog&
                                       name);
   }
   std::set<std::int64_t> ids;
-  SqliteStatement rows(anew.database(), fmt::format("SELECT rowid FROM {} WHERE {}", log.table, condition));
+  SqliteStatement rows(new_log.database(), fmt::format("SELECT rowid FROM {} WHERE {}", log.table, condition));
   while (rows.next()) {
     ids.insert(rows.integer(0));
   }
   if (!rows.ended()) {
-    anew.fail();
+    new_log.fail();
   }
   return ids;
 }
