@@ -120,7 +120,7 @@ void check(const Texts& line) {
   require(answer.status == annalctl::kSuccess || followed || checked || !answer.errors.empty(),
           "a failure without a word: " + text);
   if (answer.status == annalctl::kUsage) {
-    require(answer.errors.find(" --help' for what it takes.") != std::string::npos, "no hint: " + text);
+    require(answer.errors.find(" --help' for its options.") != std::string::npos, "no hint: " + text);
     require(annal::fuzz::files() == before, "a change by wrong usage: " + text);
   }
 }

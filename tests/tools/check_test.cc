@@ -72,7 +72,7 @@ TEST_F(AnnalctlCheckTest, NamesEachCauseAndChangesNothing) {
       {"a write-ahead log that is none of its own", [] { damage::put("/etc/logs/event.log-wal", "x"); }, 1,
        "unknown: /etc/logs/event.log-wal is not its own", "move it away"},
       {"hot journal", [] { damage::cut_off_a_change(kLog, "UPDATE ANNAL_EVENT SET event_desc = 'y' || event_desc;"); },
-       1, "unfinished: a change of it was cut off", "annalctl event count"},
+       1, "unfinished: its last change was interrupted", "annalctl event count"},
       {"a page", [] { damage::overwrite(kLog, fs::file_size(kLog) - 2048, std::string(2048, '\x5a')); }, 1,
        "damaged: it is damaged in ", "annalctl event salvage"},
       {"schema", [] { damage::overwrite(kLog, 100, std::string(1948, '\x5a')); }, 1, "damaged: it is damaged so that",

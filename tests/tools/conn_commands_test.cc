@@ -395,7 +395,7 @@ TEST_F(AnnalctlConn, EachBadLineHasItsOwnReasonAndTheOthersAreKept) {
     const char* reason;
   };
   const std::vector<Bad> bads{
-      {"nonsense\n", "no line of a syslog"},
+      {"nonsense\n", "it is not a line of a syslog"},
       {line("Failed password for bob"), "from where"},
       {line("Failed password for root from UNKNOWN port 65535 ssh2"), "'UNKNOWN' is not an IPv4"},
       {line("Failed password of root from 10.0.0.1 port 1 ssh2"), "who wanted"},

@@ -77,10 +77,11 @@ TEST_F(AnnalctlCutOffChange, IsToldToWhoMayNotUndoIt) {
       }
       const Finished refused = annalctl(arguments);
       EXPECT_EQ(refused.status, 1);
-      EXPECT_NE(refused.err.find("a change of it was cut off, and what undoes it is in /etc/logs/event.log-journal: "
-                                 "to read the log, that has to be done first, by who may write the log and its folder "
-                                 "(run 'annalctl event count' as such a user, root for example)"),
-                std::string::npos)
+      EXPECT_NE(
+          refused.err.find("its last change was interrupted, and what undoes it is in /etc/logs/event.log-journal: "
+                           "reading the log needs that done first, by a user who may write the log and its folder "
+                           "(run 'annalctl event count' as such a user, root for example)"),
+          std::string::npos)
           << refused.err;
     }
   });

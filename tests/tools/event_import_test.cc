@@ -78,7 +78,7 @@ TEST_F(AnnalctlImport, EachBadLineHasItsOwnReason) {
       {R"({"event_ip":"here"})", "'here' is not an IPv4"},
       {R"({"event_desc":"a\u0000b"})", "NUL"},
       {R"({"event_desc":")" + std::string(2049, 'x') + "\"}", "the message is 2049 bytes long"},
-      {"2024-01-01 10:00:00 hello world", "no action of dpkg's log"},
+      {"2024-01-01 10:00:00 hello world", "is not an action of dpkg's log"},
       {"2024-02-30 10:00:00 install x", "date and a time"},
       {"Feb 30 10:00:00 host p: x", "time that exists"},
       {std::string("Jun 14 10:00:00 h p: a\0b", 24), "NUL"},

@@ -484,8 +484,7 @@ TEST_F(AnnalctlSalvageTest, RepeatsAnInterruptedRun) {
   const Finished salvaged = annalctl({"event", "salvage", "--json"});
   EXPECT_EQ(salvaged.status, 0) << salvaged.err;
   EXPECT_EQ(Json::parse(salvaged.out)["aside"], "/etc/logs/event.log.aside-20260101-000001");
-  EXPECT_NE(salvaged.err.find("event.log.salvage-20260101-000000 was left by a run that was cut off"),
-            std::string::npos)
+  EXPECT_NE(salvaged.err.find("event.log.salvage-20260101-000000 was left by an interrupted run"), std::string::npos)
       << salvaged.err;
   EXPECT_TRUE(contents_of("/etc/logs/event.log.aside-20260101-000001") == damaged);
   EXPECT_EQ(contents_of("/etc/logs/event.log.aside-20250101-000000"), "of another time");

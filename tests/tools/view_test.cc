@@ -189,7 +189,7 @@ TEST_F(AnnalctlView, MistypedNamesAreAnsweredWithWhatMayBeMeant) {
     const Finished refused = annalctl(line);
     EXPECT_EQ(refused.status, 2);
     EXPECT_THAT(refused.err, HasSubstr(answer));
-    EXPECT_THAT(refused.err, HasSubstr(" --help' for what it takes."));
+    EXPECT_THAT(refused.err, HasSubstr(" --help' for its options."));
   }
 }
 

@@ -57,7 +57,7 @@ void add_options(const CLI::App& app, std::vector<std::string>& names) {
 }  // namespace
 
 std::optional<std::string> most_like(std::string_view word, const std::vector<std::string>& names) {
-  constexpr std::size_t kLongest = 40;  // of what anybody may have mistyped
+  constexpr std::size_t kLongest = 40;  // of a mistyped word
   if (word.size() > kLongest) {
     return {};
   }

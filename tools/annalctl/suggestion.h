@@ -1,4 +1,4 @@
-// What somebody may have meant who typed a name that there is not.
+// The likely intention of a user who typed an unknown name.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -9,10 +9,10 @@
 
 namespace annalctl {
 
-// The name that is most like the word, if any is like it.
+// The name that is most similar to the word, if any is similar.
 [[nodiscard]] std::optional<std::string> most_like(std::string_view word, const std::vector<std::string>& names);
 
-// Of the commands or options that may stand where the word stood, after this command.
+// Among the commands or options that may follow this command.
 [[nodiscard]] std::optional<std::string> suggestion(const CLI::App& command, const std::string& word);
 
 }  // namespace annalctl

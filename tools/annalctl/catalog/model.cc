@@ -43,7 +43,7 @@ constexpr Choice kLevelNames[] = {{"error", 1}, {"warning", 2}, {"information", 
 
 constexpr std::size_t kTokenLength = std::string_view("%V001%").size();
 
-// The number of a placeholder that a text begins with, and how many characters it takes.
+// The number of the placeholder at the start of a text, and its length.
 struct Placeholder {
   std::size_t number;
   std::size_t length;
@@ -145,7 +145,7 @@ std::string filled(const Application& application, const CatalogEntry& entry, st
     throw Refusal(fmt::format("message {} of {} takes {} value{}, not {}: {}", entry.msg_no, application.id, needed,
                               needed == 1 ? "" : "s", values.size(), entry.msg_template));
   }
-  // Values go in as they are: what looks like a placeholder in one of them is none.
+  // Values go in as they are: placeholders in them are not filled.
   std::string text;
   while (!rest.empty()) {
     if (const auto placeholder = placeholder_at(rest)) {

@@ -30,7 +30,7 @@ extern const std::span<const Choice> kLevels;
 
 [[nodiscard]] bool is_phrase(const CatalogEntry& entry);
 
-// The application or row that was asked for; Refusal when there is none.
+// The application or row with this name; Refusal if there is none.
 [[nodiscard]] const Application& require_application(const std::string& id);
 [[nodiscard]] const CatalogEntry& require_entry(const Application& application, const std::string& number);
 

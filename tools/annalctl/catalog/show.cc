@@ -17,7 +17,7 @@ struct ShowArguments {
   std::string number;
 };
 
-// A template is read as a whole: a table at a terminal would cut it.
+// Not as a table, which would cut the template at a terminal.
 void show_to_person(const Application& application, const CatalogEntry& entry, Session& session) {
   session.output.write(fmt::format("Application  {} {}\n", application.id, printable(name_of(application))));
   session.output.write(fmt::format("Number       {}\n", entry.msg_no));

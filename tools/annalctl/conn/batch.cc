@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kWaitMilliseconds = 20000;
 
-// What a batch does, and undone: the library's header shows it to every caller of a batch, and says why each part.
+// Does what a batch does and rolls it back. The library's header shows this to every caller, and explains it.
 constexpr char kTrial[] =
     "BEGIN IMMEDIATE; "
     "INSERT INTO ANNAL_CONN (conn_type, conn_date, conn_time, conn_user, conn_ip, conn_comp, conn_res, conn_serv, "

@@ -1,5 +1,5 @@
-// Storing connections: always as a batch, also one alone. It binds its values, so that a quote in a name that came from
-// the network is a character like any other, where the form for single entries would make SQL of it.
+// Stores connections, always as a batch, even a single one. A batch binds its values, so a quote in a name from the network
+// is just a character, where the function for single entries would run it as SQL.
 #pragma once
 
 #include <vector>
@@ -9,9 +9,9 @@
 
 namespace annalctl::conn {
 
-// Stores the records, all of which are within the library's bounds. A batch throws away a log that it cannot prepare
-// its work for, and waits for a lock for each record by itself; so this first tries whether the log takes entries,
-// waits for a lock once, and leaves a log alone that takes none.
+// Stores the records, all of which are within the library's bounds. A batch deletes a log in which it cannot prepare its
+// statements, and waits for a lock again for each record. So this first checks that the log takes entries, waits for a
+// lock once, and leaves a log that takes none alone.
 [[nodiscard]] Stored store(std::vector<ConnRecord>& records);
 
 }  // namespace annalctl::conn

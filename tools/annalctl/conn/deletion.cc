@@ -1,4 +1,4 @@
-// What a connection is deleted by.
+// The columns to delete connections by.
 #include <array>
 
 #include "Corix_annal.h"

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kNotifyBatch = 500;
 
-// Numbers that this log has no names for, agreed on here.
+// The numbers of log-ins, which have no names in this log.
 constexpr int kLogInService = 7;
 constexpr int kLogInAction = 9;
 
@@ -61,7 +61,7 @@ struct Arguments {
   int action = kLogInAction;
 };
 
-// Whoever brings a pattern along says with it that its lines are log-ins.
+// A user who gives a pattern declares its lines to be log-ins.
 std::optional<LogIn> log_in_from(const LogLine& line, const LineOptions& options) {
   if (options.pattern.empty() && options.format != "csv") {
     return log_in_of(line);

@@ -30,7 +30,7 @@ constexpr std::array kColumns{
     Column{"conn_client_agent", false, "'---'"},
 };
 
-// Where the others are in a row.
+// The places of the other columns in a row.
 enum Place : std::size_t {
   kComputer = 6,
   kResource = 7,
@@ -80,7 +80,7 @@ constexpr TableColumn kSizeCell = size_cell(kColumns.size());
 constexpr std::array kListCells{kIdCell,      kDateCell,   kTimeCell,   kLevelCell,       kUserCell,    kAddressCell,
                                 kServiceCell, kActionCell, kResultCell, kApplicationCell, kResourceCell};
 
-// There is no order by resource, so those groups stand by date.
+// There is no order by resource, so those groups come by date.
 constexpr std::array kGroupingTable{
     Grouping{
         {"id", 0}, 12, {"conn_id"}, {kSizeCell, kIdCell, kDateCell, kTimeCell, kUserCell, kAddressCell, kResourceCell}},
@@ -107,7 +107,7 @@ int add_one() noexcept {
   return annal_conn_add2(&record);
 }
 
-// Of a batch's records even one that is not stored goes on to other programs.
+// A batch forwards even records that it does not store, so this one is empty.
 int add_none_at_once() noexcept {
   int inserted = 0;
   return annal_conn_add_entries2(nullptr, 0, &inserted);

@@ -1,4 +1,4 @@
-// The connection log as data: its file, columns, codes and what people see of it.
+// The connection log as data: its file, columns, codes and tables.
 #pragma once
 
 #include <span>
@@ -14,7 +14,7 @@ namespace annalctl::conn {
 
 extern Log kLog;
 
-// Services and actions are numbers that each program has agreed on with the readers of its entries.
+// Services and actions are numbers with a meaning that programs and readers agree on.
 enum Highest : int {
   kHighestService = 12,
   kHighestAction = 36,
@@ -31,7 +31,7 @@ extern const std::span<const Grouping> kGroupings;
 extern const std::span<const TableColumn> kListTable;
 extern const EntryView kEntry;
 
-// What can be asked of the log.
+// The log's queries.
 extern const QueryCommands kQueries;
 
 }  // namespace annalctl::conn

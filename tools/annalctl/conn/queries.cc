@@ -55,7 +55,7 @@ const QueryCommands kQueries{
     .count_examples =
         "  annalctl conn count --failed --since today\n"
         "  annalctl conn count --app sshd --user root",
-    .group_notes = "Without --sort the groups stand in the order of what they are grouped by.\n",
+    .group_notes = "Without --sort the groups come in the order of the column that they share.\n",
     .group_examples =
         "  annalctl conn group --by ip --failed --by-size --limit 10\n"
         "  annalctl conn group --by user --since -7d",

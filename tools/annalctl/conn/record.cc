@@ -17,9 +17,9 @@ namespace annalctl::conn {
 
 namespace {
 
-constexpr char kUnknown[] = "---";  // for a name: an empty one would become the appliance's own
+constexpr char kUnknown[] = "---";  // for a name: the library replaces an empty one by its own
 
-// What the library stores for none of them in a batch, which is how all connections are stored here.
+// With the values that a batch stores for missing texts. All connections are stored in batches here.
 constexpr TextField kUser = text_field("conn_user", "--user", "user", offsetof(ConnRecord, conn_user), 64, "System");
 constexpr TextField kAddress{"conn_ip",           "--ip",     "address", offsetof(ConnRecord, conn_ip), 64,
                              FieldKind::kAddress, "127.0.0.1"};
@@ -32,7 +32,7 @@ constexpr TextField kApp =
 constexpr TextField kClientApp = text_field("conn_client_app", "--client-app", "client application",
                                             offsetof(ConnRecord, conn_client_app), 128, kUnknown);
 
-// The library does not look at the client fields, and reads a longer one on into the next.
+// The library does not check the client fields, and reads on into the next one if one is too long.
 constexpr std::array kFields{
     kUser,
     kAddress,
@@ -56,7 +56,7 @@ constexpr std::array kNumbers{
     NumberField{"conn_action", &ConnRecord::conn_action, kHighestAction},
 };
 
-// What the log gives an entry itself.
+// Set by the log itself.
 constexpr std::array<std::string_view, 3> kGiven{"conn_id", "conn_date", "conn_time"};
 
 std::int32_t result_from(const Member& member) {
@@ -130,14 +130,14 @@ Cells cells_of(const ConnRecord& record) {
       cells.emplace_back(std::int64_t{record.conn_serv});
       cells.emplace_back(std::int64_t{record.conn_action});
     }
-    // An empty resource becomes one before control characters are dropped.
+    // The library replaces an empty resource before it drops control characters.
     const bool none = field.offset == kResource.offset && record.conn_res[0] == '\0';
     cells.emplace_back(none ? std::string(kUnknown) : stored_text(&record, field));
     if (field.offset == kApp.offset) {
       cells.emplace_back(std::int64_t{record.conn_action_result});
     }
   }
-  // An entry from the appliance's own address, by no client, is its own.
+  // An entry from the appliance's own address, without a client, is the appliance's own.
   Cell& client = *cell_of(cells, kLog.columns, kClientApp.column);
   if (std::get<std::string>(*cell_of(cells, kLog.columns, kAddress.column)).starts_with(kAddress.absent) &&
       std::get<std::string>(client).starts_with(kUnknown)) {

@@ -1,4 +1,4 @@
-// Filling a connection's record from texts, with every bound of the library checked first.
+// Fills a connection's record from texts, after checking every bound of the library.
 #pragma once
 
 #include <cstdint>
@@ -14,21 +14,21 @@ namespace annalctl::conn {
 
 extern const std::span<const TextField> kTextFields;
 
-// The record of somebody's wish to log in.
+// The record of a log-in, successful or not.
 [[nodiscard]] ConnRecord record_of(const LogLine& line, const LogIn& log_in);
 
-// For the library, which stamps entries with the time at which they are stored: when it was goes before the resource.
+// For the library, which stamps entries with the current time: puts the time of the log-in before the resource.
 void put_time_into_resource(ConnRecord& record, std::int64_t time);
 
-// The record of an object whose keys are the columns of the table. Throws Refusal for what is no column or does not
-// fit.
+// The record of an object whose keys are the columns of the table. Throws Refusal for an unknown column and a value
+// that does not fit.
 [[nodiscard]] ConnRecord record_of(const Members& members);
 
-// What the library stores of a record in a batch. Date and time are left to the log, until they are set.
+// What a batch stores of a record. Until set_time is called, date and time are left to the log.
 [[nodiscard]] Cells cells_of(const ConnRecord& record);
 void set_time(Cells& cells, std::int64_t time);
 
-// The same for a record that has become of an object, with its date and time.
+// The same for a record from an object, with the object's date and time.
 [[nodiscard]] Cells cells_of(const ConnRecord& record, const Members& members);
 
 }  // namespace annalctl::conn

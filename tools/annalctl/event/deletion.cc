@@ -1,4 +1,4 @@
-// What an event is deleted by.
+// The columns to delete events by.
 #include <array>
 
 #include "Corix_annal.h"

@@ -30,7 +30,7 @@ constexpr std::array kColumns{
     Column{"event_client_agent", false, "'---'"},
 };
 
-// Where the others are in a row.
+// The places of the other columns in a row.
 enum Place : std::size_t {
   kComputer = 6,
   kMessage = 7,
@@ -62,7 +62,7 @@ constexpr TableColumn kSizeCell = size_cell(kColumns.size());
 constexpr std::array kListCells{kIdCell,      kDateCell,     kTimeCell,        kLevelCell,  kUserCell,
                                 kAddressCell, kComputerCell, kApplicationCell, kMessageCell};
 
-// There is no order by message, so those groups stand by level.
+// There is no order by message, so those groups come by level.
 constexpr std::array kGroupingTable{
     Grouping{{"id", 0}, 12, {"event_id"}, {kSizeCell, kIdCell, kLevelCell, kDateCell, kTimeCell, kMessageCell}},
     Grouping{{"type", 1}, 4, {"event_type"}, {kSizeCell, kLevelCell}},
@@ -89,7 +89,7 @@ int list_some() noexcept {
 }
 
 std::optional<std::int64_t> moment_of_event(Row values) {
-  // The text is the local time of wherever it was stored.
+  // The text is the local time where the event was stored.
   if (const auto stamp = number_in(values, kTimestampPlace); stamp.value_or(0) != 0) {
     return stamp;
   }

@@ -1,4 +1,4 @@
-// The event log as data: its file, columns, codes and what people see of it.
+// The event log as data: its file, columns, codes and tables.
 #pragma once
 
 #include <span>
@@ -20,7 +20,7 @@ extern const std::span<const Grouping> kGroupings;
 extern const std::span<const TableColumn> kListTable;
 extern const EntryView kEntry;
 
-// What can be asked of the log.
+// The log's queries.
 extern const QueryCommands kQueries;
 
 }  // namespace annalctl::event

@@ -22,7 +22,7 @@ constexpr std::array kTexts{
     TextFilter{"--client-app", {"event_client_app"}, "client application"},
     TextFilter{"--client-agent", {"event_client_agent"}, "client agent"},
 };
-// By name, so that a migrated table with its columns in another place lists the same.
+// By name, so that a migrated table, with its columns in another order, lists the same.
 constexpr char kListedColumns[] =
     "event_id, event_type, event_date, event_time, event_user, event_ip, event_comp, event_desc, event_msgid, "
     "event_timet, event_app_id, event_app_name, event_category_id, event_category, event_client_id, "
@@ -53,8 +53,8 @@ const QueryCommands kQueries{
         "  annalctl event count --type error\n"
         "  annalctl event count --since today --exact-user admin",
     .group_notes =
-        "Each group is counted within its level. Without --sort the groups stand in the\n"
-        "order of what they are grouped by, by message in the order of their level.\n",
+        "Each group is counted within its level. Without --sort the groups come in the\n"
+        "order of the column that they share; by message, in the order of their level.\n",
     .group_examples =
         "  annalctl event group --by user\n"
         "  annalctl event group --by ip --type warning --since -7d --by-size --limit 10",

@@ -41,8 +41,8 @@ constexpr TextField kClientApp = text_field("event_client_app", "--client-app", 
 constexpr TextField kAgent = text_field("event_client_agent", "--client-agent", "client agent",
                                         offsetof(EventRecord, event_client_agent), 255, kAbsent);
 
-// The library replaces an identifier that is too long and does not look at the client fields; neither would be what
-// was asked for.
+// The library would replace an identifier that is too long, and does not check the client fields. So both are checked
+// here.
 constexpr std::array kFields{
     kUser,
     kAddress,
@@ -59,13 +59,13 @@ constexpr std::array kFields{
     kAgent,
 };
 
-// What an object says about the time, until all of it is known.
+// The parts of an object's time, collected member by member.
 struct TimeParts {
   std::optional<std::int64_t> stamp;
   DateAndClock local{kLog};
 };
 
-// False for what is no part of the time.
+// False for a member that is not part of the time.
 bool set_time(TimeParts& time, const Member& member) {
   if (member.key != "event_timet") {
     return time.local.take(member);
@@ -111,7 +111,7 @@ EventRecord record_of(const LogLine& line) {
   set_text(&record, kCategory, line.category);
   set_text(&record, kMessage, line.text);
   set_text(&record, kAddress, line.address);
-  // These were picked out of the text, where they stay: one that does not fit costs nothing.
+  // These were found in the text and also stay there, so one that does not fit is simply left out.
   if (line.user.size() <= kUser.bound) {
     set_text(&record, kUser, line.user);
   }
@@ -136,7 +136,7 @@ EventRecord record_of(const Members& members) {
 Cells cells_of(const EventRecord& record) {
   const std::int64_t seconds = record.event_timet != 0 ? record.event_timet : std::time(nullptr);
   Cells cells{std::int64_t{record.event_type}, Cell(), Cell()};
-  // Of other years SQLite has a local time of its own.
+  // For other years SQLite computes another local time.
   constexpr std::int64_t kBegin2038 = 2145916800;
   constexpr std::int64_t kDay = 86400;
   if (seconds > kDay && seconds < kBegin2038 - kDay) {

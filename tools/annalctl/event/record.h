@@ -1,4 +1,4 @@
-// Filling an event's record from texts, with every bound of the library checked first.
+// Fills an event's record from texts, after checking every bound of the library.
 #pragma once
 
 #include <optional>
@@ -17,18 +17,18 @@ namespace annalctl::event {
 
 extern const std::span<const TextField> kTextFields;
 
-// The record of a line of some program's log, which knows fewer fields than ours.
+// The record of a line of another program's log, which has fewer fields.
 [[nodiscard]] EventRecord record_of(const LogLine& line);
 
-// The record of an object whose keys are the columns of the table. Throws Refusal for what is no column or does not
-// fit.
+// The record of an object whose keys are the columns of the table. Throws Refusal for an unknown column and a value
+// that does not fit.
 [[nodiscard]] EventRecord record_of(const Members& members);
 
 // What the library stores of a record.
 [[nodiscard]] Cells cells_of(const EventRecord& record);
 
-// The same for one that has become of an object: date, time and time stamp are those of the object, when it has all of
-// them, even if they do not agree.
+// The same for a record from an object: with the object's date, time and time stamp if it has all three, even if they
+// differ.
 [[nodiscard]] Cells cells_of(const EventRecord& record, const Members& members);
 
 }  // namespace annalctl::event

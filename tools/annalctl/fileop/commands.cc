@@ -12,8 +12,8 @@ namespace annalctl::fileop {
 
 namespace {
 
-// The library leaves a file that holds something alone and reports success. Whoever asks for a log with a limit has to
-// hear that the limit was not set.
+// The library leaves a file that holds something alone and reports success. A user who asks for a log with a limit must
+// learn that the limit was not set.
 int create(int limit, int batch) noexcept {
   struct stat status {};
   const bool exists = stat(kLog.path, &status) == 0 && status.st_size != 0;

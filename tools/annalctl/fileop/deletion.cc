@@ -1,4 +1,4 @@
-// What a file operation is deleted by.
+// The columns to delete file operations by.
 #include <array>
 #include <string>
 

@@ -43,7 +43,7 @@ constexpr std::array kSortTable{
     Sort{{"size", 18}, {"event_filesize"}},
 };
 
-// Where the others are in a row.
+// The places of the other columns in a row.
 enum Place : std::size_t {
   kOldPath = 6,
   kPath = 7,
@@ -96,7 +96,7 @@ int count_all() noexcept {
   return pavo2log_event_query_count(kLog.path, kAllLevels, nullptr, nullptr, nullptr, nullptr);
 }
 
-// The library creates nothing at a path where it finds something: below this one there can be no file.
+// The library creates nothing at a path that exists, and below this one there can be no file.
 int create_redirected(int limit, int batch) noexcept {
   return pavo2log_event_create_tbl("/dev/null/fileop", limit, batch);
 }
@@ -145,7 +145,7 @@ void use_file(const std::string& file) {
   if (file.empty()) {
     throw Refusal("--db needs the name of a file");
   }
-  // Diagnoses look at the folder too, which a name alone does not show.
+  // Diagnoses also look at the folder, which a bare name does not show.
   named_file() = whole_path(file);
   kLog.path = named_file().c_str();
 }

@@ -1,4 +1,4 @@
-// A file-operation log as data: its columns, codes and what people see of it. Its file is named on the command line.
+// A file-operation log as data: its columns, codes and tables. Its file is named on the command line.
 #pragma once
 
 #include <span>
@@ -11,7 +11,7 @@
 
 namespace annalctl::fileop {
 
-// Has its path once use_file has been called, which is before any command runs.
+// Has no path until use_file is called, before any command runs.
 extern Log kLog;
 
 void use_file(const std::string& file);
@@ -22,10 +22,10 @@ extern const std::span<const Grouping> kGroupings;
 extern const std::span<const TableColumn> kListTable;
 extern const EntryView kEntry;
 
-// What can be asked of the log.
+// The log's queries.
 extern const QueryCommands kQueries;
 
-// Where a text goes unescaped between quotes into a statement: with its own quotes doubled it stands there for itself.
+// Doubles the quotes of a text that the library puts unescaped between quotes.
 [[nodiscard]] std::string escaped(const std::string& text);
 
 }  // namespace annalctl::fileop

@@ -30,7 +30,7 @@ constexpr std::array kFields{
     kDescription,
 };
 
-// The columns of whole numbers, and what the library takes for them.
+// The columns of whole numbers, and the values that the library takes.
 struct NumberField {
   const char* column;
   std::int64_t lowest;
@@ -48,7 +48,7 @@ constexpr std::array kNumbers{
     NumberField{
         "event_filesize", std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max(),
         [](FileOpRecord& record, std::int64_t number) { record.event_filesize = static_cast<std::int32_t>(number); }},
-    // The library has its own value for this one: another could not be stored as it is.
+    // The library stores its own value in this one, so no other can be stored.
     NumberField{"pid", 0, 0, [](FileOpRecord& /*record*/, std::int64_t /*number*/) {}},
 };
 

@@ -79,7 +79,7 @@ struct FieldSetters {
 namespace {
 
 // The word after the first mark at the start of a word, ignoring case.
-std::string_view word_behind(std::string_view text, std::string_view mark) {
+std::string_view word_after(std::string_view text, std::string_view mark) {
   const auto same = [](char left, char right) { return lower(left) == right; };
   for (const auto* from = text.begin();;) {
     const auto* const found = std::search(from, text.end(), mark.begin(), mark.end(), same);
@@ -99,7 +99,7 @@ std::string_view word_behind(std::string_view text, std::string_view mark) {
 
 std::string_view address_in(std::string_view text) {
   for (const std::string_view mark : {"rhost=", "from ", "addr=", "client: "}) {
-    const std::string_view word = word_behind(text, mark);
+    const std::string_view word = word_after(text, mark);
     std::string copy(word);
     if (!word.empty() && annal_checkip(copy.data()) == ANNAL_OK) {
       return word;
@@ -111,7 +111,7 @@ std::string_view address_in(std::string_view text) {
 std::string_view user_in(std::string_view text) {
   for (const std::string_view mark :
        {"user=", "invalid user ", "password for ", "publickey for ", "for user ", "acct=\""}) {
-    const std::string_view word = word_behind(text, mark);
+    const std::string_view word = word_after(text, mark);
     if (!word.empty()) {
       return word;
     }

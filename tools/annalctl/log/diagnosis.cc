@@ -105,7 +105,7 @@ Finding journal_obstacle(const Call& call) {
   }
   const std::string who = rights_taken_from() ? ", which " + *rights_taken_from() + " must not" : "";
   return fmt::format(
-      "a change of it was cut off, and what undoes it is in {}: reading the log needs that done first, by a user "
+      "its last change was interrupted, and what undoes it is in {}: reading the log needs that done first, by a user "
       "who may write the log and its folder{} (run 'annalctl {}{} count' as such a user, root for example)",
       journal, who, call.log.name, call.log.options);
 }
@@ -182,7 +182,7 @@ struct Reason {
 constexpr std::array kReasons{
     Reason{
         SQLITE_READONLY_ROLLBACK,
-        "a change of {0} was cut off, and what undoes it is in {0}-journal: that needs write access (use --write, or "
+        "the last change of {0} was interrupted, and what undoes it is in {0}-journal: that needs write access (use --write, or "
         "look at a copy of both files)"},
     Reason{SQLITE_CORRUPT, "{0} is damaged (run '{1} check', which says what helps)"},
     Reason{SQLITE_NOTADB, "{0} is damaged (run '{1} check', which says what helps)"},

@@ -1,4 +1,4 @@
-// What a notice is deleted by.
+// The columns to delete notices by.
 #include <fmt/format.h>
 
 #include <array>
@@ -23,7 +23,7 @@ constexpr char kExamples[] =
     "  annalctl notice delete --facility 'USB Drive'\n"
     "  annalctl notice delete --severity debug --until -30d --dry-run";
 
-// The library takes the time as a text, which SQLite makes a number again before it compares.
+// The library takes the time as a text, which SQLite converts to a number for comparing.
 DeleteValue read_time(const std::string& text) {
   return fmt::to_string(seconds_of(text));
 }
@@ -41,7 +41,7 @@ Condition::Value compared_time(const std::string& text) {
   return seconds_of(text);
 }
 
-// By its name or its number, which may be one without a name.
+// By its name or its number, which need not have a name.
 DeleteValue read_severity(const std::string& text) {
   const std::optional<unsigned> code = code_of(kSeverities, text);
   return code ? DeleteValue(static_cast<int>(*code)) : read_number(text);
@@ -51,14 +51,14 @@ DeleteValue read_facility(const std::string& text) {
   return facility_of(text);
 }
 
-// For the columns whose value the library puts into its statement as an expression, its quotes doubled, so that no
-// literal survives. This one has no quotes, whatever the text: its characters by number.
+// For the columns whose value the library puts into its statement as an expression with doubled quotes, which breaks every
+// literal. This expression has no quotes, whatever the text: it lists the characters by number.
 DeleteValue read_text_as_expression(const std::string& text) {
   const std::optional<std::u32string> characters = characters_of(text);
   if (!characters) {
     throw Refusal("the text is not valid UTF-8, and cannot be looked for");
   }
-  constexpr std::size_t kMostArguments = 100;  // what every build of SQLite allows a function
+  constexpr std::size_t kMostArguments = 100;  // the limit of every build of SQLite
   std::string expression = "char(";
   for (std::size_t i = 0; i < characters->size(); ++i) {
     if (i > 0) {

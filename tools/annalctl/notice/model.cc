@@ -31,7 +31,7 @@ constexpr std::array kColumns{
     Column{"link_option", false}, Column{"title", false, "''"},
 };
 
-// Where those columns are in a row.
+// The places of the columns in a row.
 enum Place : std::size_t {
   kId = 0,
   kSeverity = 1,
@@ -51,7 +51,7 @@ enum Place : std::size_t {
   kName = 15,
 };
 
-// As syslog numbers and names them.
+// With syslog's numbers and names.
 constexpr std::array kSeverityChoices{
     Choice{"emergency", 0},   Choice{"alert", 1},       Choice{"critical", 2},    Choice{"error", 3},
     Choice{"warning", 4},     Choice{"notice", 5},      Choice{"information", 6}, Choice{"debug", 7},
@@ -78,7 +78,7 @@ int count_all() noexcept {
   return annal_notice_query_count(0, nullptr, nullptr, nullptr, nullptr, nullptr);
 }
 
-// In no list that the library hands out, though notices have it.
+// Used by notices, but in none of the library's lists.
 constexpr int kBackgroundTask = 99;
 
 std::string display_name(int facility) {
@@ -218,7 +218,7 @@ int facility_of(const std::string& text) {
     }
     return static_cast<int>(*number);
   }
-  // Facility 0 has no name, which is not to say that an empty text means it.
+  // Facility 0 has no name, but an empty text does not mean facility 0.
   const std::vector<Facility> all = facilities();
   const auto found = std::find_if(all.begin(), all.end(), [&text](const Facility& facility) {
     return !text.empty() && same_letters(facility.name, text);

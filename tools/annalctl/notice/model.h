@@ -23,10 +23,10 @@ struct Facility {
 
 [[nodiscard]] std::vector<Facility> facilities();
 
-// What a person writes for a facility: its number, or its name in any case. Throws Refusal for what is neither.
+// From a facility's number, or its name in any case. Throws Refusal for anything else.
 [[nodiscard]] int facility_of(const std::string& text);
 
-// Seconds since 1970, from a number, with or without "@" in front, or a local time. Throws Refusal for what is neither.
+// Seconds since 1970, from a number, with or without "@" in front, or a local time. Throws Refusal for anything else.
 [[nodiscard]] std::int64_t seconds_of(const std::string& text);
 
 extern const std::span<const Choice> kSeverities;
@@ -38,7 +38,7 @@ extern const std::span<const Grouping> kGroupings;
 extern const std::span<const TableColumn> kListTable;
 extern const EntryView kEntry;
 
-// What can be asked of the log.
+// The log's queries.
 extern const QueryCommands kQueries;
 
 }  // namespace annalctl::notice

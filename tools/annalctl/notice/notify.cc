@@ -22,9 +22,8 @@ namespace annalctl {
 namespace {
 
 constexpr char kFooter[] =
-    "The command, /usr/local/sbin/notify, is started and not waited for. What is not said of the client comes from "
-    "the\n"
-    "variables HTTP_CLIENT_ID, HTTP_CLIENT_APP and HTTP_CLIENT_AGENT. A value that begins with '-' stands behind "
+    "Starts the command, /usr/local/sbin/notify, and does not wait for it. Missing details of the client come from\n"
+    "the variables HTTP_CLIENT_ID, HTTP_CLIENT_APP and HTTP_CLIENT_AGENT. Put values that begin with '-' after\n"
     "'--'.\n"
     "\n"
     "Examples:\n"
@@ -40,8 +39,8 @@ constexpr std::array kLevels{
 };
 constexpr int kInformation = 4;
 
-// What the library drops silently is refused here: the command's vector has 22 arguments at most, of which 8 are always
-// there, and there is room for so many bytes of them.
+// Limits beyond which the library silently drops texts: the command takes at most 22 arguments, 8 of which are always
+// there, and a limited number of bytes.
 constexpr std::size_t kMostArguments = 22;
 constexpr std::size_t kAlwaysThere = 8;
 constexpr std::size_t kMostValues = kMostArguments - kAlwaysThere;
@@ -50,7 +49,7 @@ constexpr std::size_t kTextRoom = 10240;
 struct ClientOption {
   const char* option;
   const char* label;
-  const char* variable;  // that the library asks instead; null for none
+  const char* variable;  // that the library reads instead; null: none
 };
 
 // In the library's order.
@@ -74,7 +73,7 @@ struct Arguments {
   std::array<std::optional<std::string>, kClientOptions.size()> client;
 };
 
-// The catalog's message, which takes as many values as it has places for, unless the command line has one of its own.
+// The catalog's message, which takes a value for each placeholder, unless the command line has a message of its own.
 CatalogEntry message_of(const Arguments& arguments) {
   if (!arguments.text.empty()) {
     return {arguments.application.c_str(), 0, arguments.category.c_str(), arguments.number.c_str(),
@@ -86,7 +85,7 @@ CatalogEntry message_of(const Arguments& arguments) {
   return entry;
 }
 
-// What the library will say of the client: a text of the command line's own, or what the web server knows.
+// A detail of the client as the library will send it: from the command line, or from the web server's variable.
 std::optional<std::string> said_of_client(const Arguments& arguments, std::size_t place) {
   const char* const variable = kClientOptions[place].variable;
   if (arguments.client[place] || variable == nullptr) {
@@ -130,7 +129,7 @@ int send(const Arguments& arguments, const CatalogEntry& message) {
   const bool usable = message.level == 1 || message.level == 2;
   const int level =
       static_cast<int>(arguments.level.value_or(usable ? static_cast<unsigned>(message.level) : kInformation));
-  // Behind the last value stands a null pointer, which ends them for the library.
+  // The library takes a null pointer after the last value as the end.
   return notify_send(client[0], client[1], client[2], client[3], client[4], client[5], &message, arguments.type, level,
                      values[0], values[1], values[2], values[3], values[4], values[5], values[6], values[7], values[8],
                      values[9], values[10], values[11], values[12], values[13], static_cast<const char*>(nullptr));
@@ -162,7 +161,7 @@ void add_notify(CLI::App& app, Session& session) {
   command->fallthrough();
   command->add_option("APPLICATION", arguments->application, "The application's identifier, as A011")->required();
   command->add_option("NUMBER", arguments->number, "The message's number within the application")->required();
-  command->add_option("VALUES", arguments->values, "What stands for {0}, {1} and so on in the message");
+  command->add_option("VALUES", arguments->values, "Values for {0}, {1} and so on in the message");
   auto* const category =
       command->add_option("--category", arguments->category, "The category of a message that is not in the catalog")
           ->type_name("TEXT");

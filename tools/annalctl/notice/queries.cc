@@ -57,7 +57,7 @@ const QueryCommands kQueries{
         "  annalctl notice count --severity error --days 1",
     .group_notes =
         "Those of one likeness share facility, name and description. Without --sort the\n"
-        "groups stand in the order of what they are grouped by.\n",
+        "groups come in the order of the columns that they share.\n",
     .group_examples =
         "  annalctl notice group --by facility\n"
         "  annalctl notice group --by likeness --by-size --limit 10",

@@ -24,7 +24,7 @@ namespace {
 
 constexpr char kAppliance[] = "System";
 
-// The library does not look at the length of most of them, and reads on where one is not terminated.
+// The library does not check the length of most of them, and reads on if one has no terminator.
 constexpr std::array kTexts{
     TextField{"desc", "description", "text", offsetof(NoticeRecord, desc), 2048, FieldKind::kMessage},
     text_field("serviceName", "--service", "service name", offsetof(NoticeRecord, serviceName), 1024, kAppliance),
@@ -39,7 +39,7 @@ constexpr std::array kTexts{
     text_field("title", "--title", "title", offsetof(NoticeRecord, title), 256),
 };
 
-// What the library takes for a column of whole numbers.
+// The values that the library takes for a column of whole numbers.
 struct NumberColumn {
   std::string_view name;
   std::int64_t lowest = std::numeric_limits<std::int32_t>::min();

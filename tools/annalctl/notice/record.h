@@ -1,4 +1,4 @@
-// Filling a notice's record from texts, with every bound of the library checked first.
+// Fills a notice's record from texts, after checking every bound of the library.
 #pragma once
 
 #include <span>
@@ -9,11 +9,11 @@
 
 namespace annalctl::notice {
 
-// Of NoticeRecord; the first is the text that 'add' takes without an option.
+// The fields of NoticeRecord; the first is the text that 'add' takes without an option.
 extern const std::span<const TextField> kTextFields;
 
 // What the library stores of an object whose keys are the columns of the table; time and end are the object's. Throws
-// Refusal for what is no column or does not fit.
+// Refusal for an unknown column and a value that does not fit.
 [[nodiscard]] Cells cells_of(const Members& members);
 
 }  // namespace annalctl::notice

@@ -43,7 +43,7 @@ void collect(Reader& reader, const Query& query, const std::string& text, std::o
 }
 
 // The next ids in order, after a place in it.
-std::vector<std::int64_t> ids_behind(Reader& reader, SqliteStatement& statement, std::int64_t place) {
+std::vector<std::int64_t> ids_after(Reader& reader, SqliteStatement& statement, std::int64_t place) {
   std::vector<std::int64_t> ids;
   statement.bind(1, place);
   while (reader.next(statement)) {
@@ -82,7 +82,7 @@ void read_sorted(Reader& reader, const Query& query, std::int64_t limit, std::in
   RowBuffer page;
   std::int64_t place = 0;
   for (bool more = true; more;) {
-    const std::vector<std::int64_t> ids = ids_behind(reader, ranked, place);
+    const std::vector<std::int64_t> ids = ids_after(reader, ranked, place);
     page.clear();
     {
       const Reader::Turn turn(reader);

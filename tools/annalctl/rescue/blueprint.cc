@@ -21,7 +21,7 @@ int same_name(sqlite3_vfs* /*system*/, const char* /*name*/, int size, char* ful
   return SQLITE_OK;
 }
 
-// While it lives, whoever opens a database in this process, by whatever name, opens one and the same in memory.
+// While it exists, opening any database in this process opens the same one in memory.
 class EverythingInMemory {
  public:
   EverythingInMemory() : before_(sqlite3_vfs_find(nullptr)) {
@@ -51,8 +51,8 @@ class EverythingInMemory {
   bool ready_ = false;
 };
 
-// Listens to what is run on every connection that is opened meanwhile, and refuses all but the first of a call: a batch
-// of connections that cannot begin deletes the log's file and tries again.
+// Records the statements of every connection that is opened meanwhile, and refuses all connections of a call but the
+// first: a batch of connections that cannot begin deletes the log's file and tries again.
 class Listener {
  public:
   Listener() {
@@ -77,7 +77,7 @@ class Listener {
     return sqlite3_trace_v2(connection, SQLITE_TRACE_STMT, hear, current_);
   }
 
-  // Those that have been prepared and do not run yet are of interest, too.
+  // Statements that are prepared but not yet run count, too.
   static int hear(unsigned /*event*/, void* listener, void* running, void* /*text*/) {
     sqlite3* const connection = sqlite3_db_handle(static_cast<sqlite3_stmt*>(running));
     for (sqlite3_stmt* one = sqlite3_next_stmt(connection, nullptr); one != nullptr;
@@ -93,7 +93,7 @@ class Listener {
     }
   }
 
-  // What SQLite calls has this form, and is handed over in another.
+  // SQLite calls a function of this type, but takes it as another.
   static inline void (*const kEntry)() = reinterpret_cast<void (*)()>(begin);
   static inline Listener* current_ = nullptr;
 
@@ -108,7 +108,7 @@ std::optional<Blueprint> blueprint_of(const Log& log, int limit, int batch) {
   if (!memory.ready()) {
     return {};
   }
-  // Open before and after: without a connection the database is gone.
+  // Opened before and closed after: without a connection the database is gone.
   const SqliteDatabase database(kEveryName, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   if (log.create_redirected(limit, batch) != ANNAL_OK) {
     return {};
@@ -118,7 +118,7 @@ std::optional<Blueprint> blueprint_of(const Log& log, int limit, int batch) {
   while (objects.next()) {
     blueprint.objects.push_back({objects.text(0), objects.text(1), objects.text(2)});
   }
-  // Known once the database has been read.
+  // Known only after reading the database.
   SqliteStatement size(database, "PRAGMA page_size");
   if (size.next()) {
     blueprint.page_size = size.integer(0);

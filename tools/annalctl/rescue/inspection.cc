@@ -157,7 +157,7 @@ class Inspector {
     }
     if (has_unfinished_change(file)) {
       report(State::kUnfinished,
-             fmt::format("a change of it was cut off, and what undoes it is in {}-journal: that needs write access "
+             fmt::format("its last change was interrupted, and what undoes it is in {}-journal: that needs write access "
                          "(run '{}', which undoes it, then check again)",
                          log_.path, command_for(log_, "count")));
       return true;

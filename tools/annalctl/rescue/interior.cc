@@ -54,7 +54,7 @@ class Interior {
   Inspection run() {
     if (!blueprint_ || !statements_ || !view_.ready()) {
       report(State::kUnknown,
-             "it was not looked at: this SQLite keeps no database in memory, or there is none left (try again)");
+             "it could not be inspected: this SQLite has no databases in memory, or memory is short (try again)");
     } else {
       look();
     }

@@ -30,7 +30,7 @@ constexpr int kRead = 50;
 constexpr int kSearched = 60;
 
 // The number after a word of the trigger's text; 0 if there is none.
-int number_behind(std::string_view text, std::string_view word) {
+int number_after(std::string_view text, std::string_view word) {
   const std::size_t place = text.find(word);
   int number = 0;
   if (place != std::string_view::npos) {
@@ -157,8 +157,8 @@ class Rescue {
   }
 
   void take_trigger(const std::string& name, std::string_view text) {
-    const int limit = number_behind(text, "WHEN ");
-    const int batch = number_behind(text, "LIMIT ");
+    const int limit = number_after(text, "WHEN ");
+    const int batch = number_after(text, "LIMIT ");
     if (name == trigger_of(log_) && limit > 0 && batch > 0) {
       rescued_.limit = limit;
       rescued_.batch = batch;

@@ -40,7 +40,7 @@ class Lexer {
  private:
   [[nodiscard]] bool begins(std::string_view beginning) const { return text_.substr(place_).starts_with(beginning); }
 
-  void skip_to_behind(std::string_view end) {
+  void skip_past(std::string_view end) {
     const std::size_t found = text_.find(end, place_);
     place_ = found == std::string_view::npos ? text_.size() : found + end.size();
   }
@@ -51,9 +51,9 @@ class Lexer {
       if (is_space(text_[place_])) {
         ++place_;
       } else if (begins("--")) {
-        skip_to_behind("\n");
+        skip_past("\n");
       } else if (begins("/*")) {
-        skip_to_behind("*/");
+        skip_past("*/");
       } else {
         return true;
       }
