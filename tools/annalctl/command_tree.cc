@@ -1,3 +1,4 @@
+// Walks the parser's commands and options, and describes them as data.
 #include "tools/annalctl/command_tree.h"
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// Prints the completion script of a shell, or the description from which others can make one.
 #include "tools/annalctl/completion.h"
 
 #include <array>

@@ -94,8 +94,7 @@ void add_general_options(CLI::App& app, Session& session) {
                                        "Names for the numbers of services, actions and file operations; default:\n"
                                        "/etc/Corix_annal/names.tsv, if it exists")
       ->type_name("FILE");
-  app.add_option("--dir", session.place.folder,
-                 "Another folder of logs: opens them read-only and creates nothing")
+  app.add_option("--dir", session.place.folder, "Another folder of logs: opens them read-only and creates nothing")
       ->type_name("FOLDER");
   app.add_flag("--write", session.place.write, "Allow changes to a log elsewhere (--dir, --db)");
 }

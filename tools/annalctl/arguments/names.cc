@@ -1,3 +1,4 @@
+// Reads the file of names, and finds names and numbers in it.
 #include "tools/annalctl/arguments/names.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Reads and writes a chain's file, so that a power cut at any moment leaves a whole head.
 #include "tools/annalctl/proof/chain_file.h"
 
 #include <fcntl.h>

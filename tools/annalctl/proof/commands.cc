@@ -1,3 +1,4 @@
+// The commands seal and verify: options, messages and exit status.
 #include "tools/annalctl/proof/commands.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Compares a log's entries with the commitments of its chain, entry by entry.
 #include "tools/annalctl/proof/comparison.h"
 
 #include <fmt/format.h>

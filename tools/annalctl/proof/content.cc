@@ -1,3 +1,4 @@
+// Hashes an entry's columns so that a migration, or a later release, does not change the result.
 #include "tools/annalctl/proof/content.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Reads a log's entries by their ids, a page at a time, unlocked between pages.
 #include "tools/annalctl/proof/entry_pages.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Collects what a comparison finds.
 #include "tools/annalctl/proof/findings.h"
 
 #include <algorithm>

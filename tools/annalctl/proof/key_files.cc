@@ -1,3 +1,4 @@
+// Creates, reads and checks the files of keys.
 #include "tools/annalctl/proof/key_files.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Extends a chain by the entries that its log has gained, and signs its head.
 #include "tools/annalctl/proof/seal.h"
 
 #include <fmt/format.h>

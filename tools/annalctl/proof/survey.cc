@@ -1,3 +1,4 @@
+// Summarizes a chain without its commitments.
 #include "tools/annalctl/proof/survey.h"
 
 #include <fmt/format.h>

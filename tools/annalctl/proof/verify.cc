@@ -1,3 +1,4 @@
+// Checks a log against its chain, the chain against its head, and the head against copies kept elsewhere.
 #include "tools/annalctl/proof/verify.h"
 
 #include <fmt/format.h>

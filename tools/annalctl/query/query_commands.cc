@@ -156,8 +156,8 @@ void add_list_command(CLI::App& commands, Session& session, const QueryCommands&
   auto* const fold = command->add_flag("--fold", arguments->fold, "Show repeats as one entry, with their number");
   command->add_flag("--by-size", arguments->by_size, "With --fold: those with the most repeats first")->needs(fold);
   add_news_options(*command, selection.news);
-  auto* const follow = command->add_flag("--follow,-f", arguments->follow,
-                                         "Start with the newest and show each new one, like 'tail'");
+  auto* const follow =
+      command->add_flag("--follow,-f", arguments->follow, "Start with the newest and show each new one, like 'tail'");
   for (const char* other :
        {"--fold", "--sort", "--reverse", "--newest", "--oldest", "--offset", "--all", "--after-id", "--cursor"}) {
     follow->excludes(command->get_option(other));

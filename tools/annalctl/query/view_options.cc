@@ -1,3 +1,4 @@
+// The options for how rows look, which listings share.
 #include "tools/annalctl/query/view_options.h"
 
 namespace annalctl {
@@ -5,7 +6,7 @@ namespace annalctl {
 void add_view_options(CLI::App& command, Session& session) {
   command.add_flag_callback(
       "--wide", [&session] { session.view.width = TableWidth::kWide; },
-      "Show all of each column, however long the lines");
+      "Show all of each column, even if lines get long");
   command
       .add_option(
           "--columns",
@@ -18,7 +19,7 @@ void add_view_options(CLI::App& command, Session& session) {
             }
             return true;
           },
-          "Show these alone, in this order: 'id,time,message'; any column of the log may be named")
+          "Show only these, in this order: 'id,time,message'; takes any column of the log")
       ->type_name("NAME,NAME")
       ->take_all()
       ->allow_extra_args(false);
