@@ -17,8 +17,8 @@ inline std::string row_pages_query(const std::string& table) {
          "' AND pagetype <> 'internal' ORDER BY path;";
 }
 
-// The pages of each row, by the row's id; the first page is number 1. Leaves have the rows in order. A long row continues
-// on pages whose path is the leaf's path and the row's number on that leaf.
+// The pages of each row, by the row's id; the first page is number 1. Leaves have the rows in order. A long row
+// continues on pages whose path is the leaf's path and the row's number on that leaf.
 inline std::map<std::int64_t, std::set<std::size_t>> row_pages(const std::vector<std::vector<std::string>>& pages,
                                                                const std::set<std::int64_t>& ids) {
   std::map<std::int64_t, std::set<std::size_t>> of_rows;

@@ -51,7 +51,7 @@ TEST_F(AnnalctlReasons, AHeaderThatForbidsWriting) {
   std::fstream(kLog, std::ios::in | std::ios::out | std::ios::binary).seekp(kWriteVersion).put('\x03');
   const Finished refused = add();
   EXPECT_EQ(refused.status, 1);
-  EXPECT_THAT(refused.err, HasSubstr("/etc/logs/event.log or its file system can only be read"));
+  EXPECT_THAT(refused.err, HasSubstr("/etc/logs/event.log or its file system is read-only"));
 }
 
 TEST_F(AnnalctlReasons, ADamagedPage) {

@@ -405,8 +405,7 @@ void add_import_options(CLI::App& command, ImportRequest& request, bool lines, b
   for (const LineFormat& format : kLineFormats) {
     names.push_back(format.name);
   }
-  auto* const format =
-      add_format(command, request.lines.format, "Format of the lines, as below; default: auto", names);
+  auto* const format = add_format(command, request.lines.format, "Format of the lines, as below; default: auto", names);
   command
       .add_option("--pattern", request.lines.pattern,
                   "A regular expression (RE2) with named groups,\nin place of a format")

@@ -180,10 +180,10 @@ struct Reason {
 };
 
 constexpr std::array kReasons{
-    Reason{
-        SQLITE_READONLY_ROLLBACK,
-        "the last change of {0} was interrupted, and what undoes it is in {0}-journal: that needs write access (use --write, or "
-        "look at a copy of both files)"},
+    Reason{SQLITE_READONLY_ROLLBACK,
+           "the last change of {0} was interrupted, and what undoes it is in {0}-journal: that needs write access (use "
+           "--write, or "
+           "look at a copy of both files)"},
     Reason{SQLITE_CORRUPT, "{0} is damaged (run '{1} check', which says what helps)"},
     Reason{SQLITE_NOTADB, "{0} is damaged (run '{1} check', which says what helps)"},
     Reason{SQLITE_FULL, "the disk is full (make room on the file system of {0})"},

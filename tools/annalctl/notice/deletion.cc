@@ -51,8 +51,8 @@ DeleteValue read_facility(const std::string& text) {
   return facility_of(text);
 }
 
-// For the columns whose value the library puts into its statement as an expression with doubled quotes, which breaks every
-// literal. This expression has no quotes, whatever the text: it lists the characters by number.
+// For the columns whose value the library puts into its statement as an expression with doubled quotes, which breaks
+// every literal. This expression has no quotes, whatever the text: it lists the characters by number.
 DeleteValue read_text_as_expression(const std::string& text) {
   const std::optional<std::u32string> characters = characters_of(text);
   if (!characters) {

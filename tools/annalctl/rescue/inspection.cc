@@ -156,10 +156,11 @@ class Inspector {
       file = RegularFile(path_, RegularFile::Links::kRefused);  // It was replaced meanwhile.
     }
     if (has_unfinished_change(file)) {
-      report(State::kUnfinished,
-             fmt::format("its last change was interrupted, and what undoes it is in {}-journal: that needs write access "
-                         "(run '{}', which undoes it, then check again)",
-                         log_.path, command_for(log_, "count")));
+      report(
+          State::kUnfinished,
+          fmt::format("its last change was interrupted, and what undoes it is in {}-journal: that needs write access "
+                      "(run '{}', which undoes it, then check again)",
+                      log_.path, command_for(log_, "count")));
       return true;
     }
     return look_at_locked(file, until);
