@@ -403,7 +403,7 @@ TEST_F(AnnalctlConn, EachBadLineHasItsOwnReasonAndTheOthersAreKept) {
        "more than one"},
       {line("Failed password for " + std::string(65, 'u') + " from 10.0.0.1 port 1 ssh2"), "the user is 65 bytes"},
       {line("Accepted password for root from 10.0.0.1 port 1 ssh2: " + std::string(1024, 'k')), "the resource is"},
-      {"{\"conn_color\":1}\n", "no column"},
+      {"{\"conn_color\":1}\n", "is not a column"},
       {"{\"conn_serv\":13}\n", "conn_serv is '13'"},
       {"{\"conn_action\":-1}\n", "conn_action is '-1'"},
       {"{\"conn_action_result\":1}\n", "neither 0 nor 13"},

@@ -207,7 +207,7 @@ TEST_F(AnnalctlLogMaintenance, InfoTellsWhatItCannotReadAndWhatLooksWrong) {
   sql(kEvents, "DROP TRIGGER annal_event_logfull;");
   const Finished without = annalctl({"event", "info"});
   EXPECT_EQ(without.status, 0);
-  EXPECT_NE(without.out.find("no row limit"), std::string::npos) << without.out;
+  EXPECT_NE(without.out.find("lacks the library's row limit"), std::string::npos) << without.out;
 }
 
 // Each line of the text format: a comment of one of two kinds, or a sample with labels and a number.

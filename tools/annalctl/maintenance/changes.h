@@ -34,12 +34,13 @@ class CountedChanges {
 enum class Deed { kDone, kOnlyLooked };
 void say_deleted(std::int64_t count, const Log& log, Deed deed, Session& session);
 
-// Has the library delete, says how many went, and returns the exit status.
-// verb: the command's name, for whoever keeps account of what is deleted. One that deletes all says so.
+// The command that deletes, for programs that record deletions.
 struct DeletingVerb {
   const char* name;
   bool deletes_all = false;
 };
+
+// Has the library delete, says how many it deleted, and returns the exit status.
 [[nodiscard]] int delete_and_say(const Call& call, DeletingVerb verb, Session& session,
                                  const std::function<int()>& call_library);
 
