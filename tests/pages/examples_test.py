@@ -72,7 +72,10 @@ class Examples(unittest.TestCase):
                 if table == "PAVO2LOG_EVENT":
                     database.execute(f"UPDATE {table} SET event_action = 4, event_filepath = '/share/photos/a.jpg'")
             database.close()
-        self.seeds = {path: path.read_bytes() for path in (*LOGS.glob("*.log"), self.home / "operations.db")}
+
+    def logs(self):
+        """With the chains beside them."""
+        return (*LOGS.iterdir(), *self.home.glob("operations.db*"))
 
     def make_files(self):
         listed = annalctl("fileop", "--db", "operations.db", "list", "--json")
@@ -100,8 +103,10 @@ class Examples(unittest.TestCase):
             (self.home / "bin" / name).write_text(f"#!/bin/sh\n{text}\n", encoding="utf-8")
             (self.home / "bin" / name).chmod(0o755)
         # Sealed logs, and their key.
+        annalctl("seal")
         annalctl("seal", "--db", "operations.db")
         annalctl("seal", "event", "--heads", "heads")
+        self.seeds = {path: path.read_bytes() for path in self.logs() if path.is_file()}
         # The device's notification command.
         NOTIFY.write_text("#!/bin/sh\n", encoding="utf-8")
         NOTIFY.chmod(0o755)
@@ -111,13 +116,13 @@ class Examples(unittest.TestCase):
         annalctl("fileop", "--db", "new.db", "create")
 
     def run_example(self, example):
-        for path, content in self.seeds.items():
+        for path in self.logs():
+            if path.is_file():
+                path.unlink()
+        for path, content in self.seeds.items() if " create" not in example else ():
             path.write_bytes(content)
         for there, here in ELSEWHERE:
             example = example.replace(there, here)
-        if " create" in example:
-            for path in self.seeds:
-                path.unlink()
         program = example.replace("annalctl", "timeout --preserve-status -s INT 0.3 annalctl") if FOLLOWS.search(example) else example
         environment = {"PATH": f"{self.home}/bin:{os.environ['PATH']}", "HOME": str(self.home), "TZ": "UTC", "PAGER": "cat",
                        "ANNAL_SEAL_KEY": os.environ["ANNAL_SEAL_KEY"]}
