@@ -63,7 +63,8 @@ constexpr char kFooter[] =
     "  annalctl facilities --json\n"
     "  annalctl catalog search fan failed\n"
     "\n"
-    "Exit status: 0 success, 1 a failure or refused lines of an import, 2 wrong usage.";
+    "Exit status: 0 success, 1 a failure or refused lines of an import, 2 wrong usage,\n"
+    "or 'verify' cannot tell.";
 
 constexpr std::array kFormats{
     Choice{"table", static_cast<unsigned>(Format::kTable)},

@@ -133,6 +133,7 @@ KeyRing create_keys(const std::string& key_file) {
 
 }  // namespace
 
+// NOLINTBEGIN(concurrency-mt-unsafe): this program asks before it has threads
 std::string usual_key_file() {
   if (const char* const named = std::getenv("ANNAL_SEAL_KEY"); named != nullptr && *named != '\0') {
     return whole_path(named);
@@ -146,6 +147,7 @@ std::string usual_key_file() {
       settings != nullptr && *settings != '\0' ? settings : std::string(home == nullptr ? "" : home) + "/.config";
   return folder + "/annal/seal.key";
 }
+// NOLINTEND(concurrency-mt-unsafe)
 
 std::string public_file_of(const std::string& key_file) {
   const bool usual = key_file.ends_with(kKeyEnds);

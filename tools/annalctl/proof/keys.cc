@@ -95,6 +95,7 @@ std::vector<PublicKeyLine> public_keys_in(const std::string& text) {
 std::vector<PublicKey> trusted_keys(const std::vector<PublicKeyLine>& trusted,
                                     const std::vector<PublicKeyLine>& others) {
   std::vector<PublicKey> keys;
+  keys.reserve(trusted.size() + others.size());
   for (const PublicKeyLine& line : trusted) {
     keys.push_back(line.key);
   }
