@@ -156,6 +156,15 @@ TEST_F(ExportCourse, KeepsTheGenerationOfALogWhoseFileWasCopiedOrCompacted) {
   EXPECT_EQ(sent_now(), Keys{"event/1/2"});
 }
 
+TEST_F(ExportCourse, KeepsTheGenerationOfALogWhoseNewestEntriesWereRedacted) {
+  add_events(10);
+  EXPECT_EQ(sent_now().size(), 10);
+  sql(kEventLog, "UPDATE ANNAL_EVENT SET event_desc = '[redacted]', event_user = '[redacted]'");
+  EXPECT_EQ(sent_now(), Keys());
+  add_event("later");
+  EXPECT_EQ(sent_now(), Keys{"event/1/11"});
+}
+
 TEST_F(ExportCourse, SaysWhatALogStillHadThatWasCreatedAgain) {
   add_events(5);
   FakeSink sink;
