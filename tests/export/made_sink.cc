@@ -1,3 +1,4 @@
+// Parses a configuration's text as TOML and makes the kind of sink that it names.
 #include "tests/export/made_sink.h"
 
 #include <toml++/toml.h>

@@ -1,3 +1,4 @@
+// Builds entries of each of the four logs, column by column, and gaps; owns the texts that they refer to.
 #include "tests/export/sample_records.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Accepts connections in a thread of its own, and shuts down the current one when it is destroyed.
 #include "tests/export/small_server.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// Fills a log in three parts, seals and copies it after each, and changes the log and the bytes of its chain.
 #include "tests/proof/sealed_log.h"
 
 #include <fcntl.h>

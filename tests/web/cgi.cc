@@ -1,3 +1,4 @@
+// Runs annal-web in a child process with a request's environment, and finds messages and links in its pages.
 #include "tests/web/cgi.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Stores a sink's activity as JSON. A failed write is ignored, and an unreadable file counts as none.
 #include "tools/export/activity.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// Checks UTF-8 character by character against a table of valid first and second bytes.
 #include "tools/export/clean_text.h"
 
 #include <algorithm>

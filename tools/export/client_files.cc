@@ -1,3 +1,4 @@
+// Reads the TLS settings, and checks that each file holds PEM of its kind and that the key is not open to everyone.
 #include "tools/export/client_files.h"
 
 #include <fmt/format.h>

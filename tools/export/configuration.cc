@@ -1,3 +1,4 @@
+// Loads the file's top level, logs and sinks, and collects all complaints instead of stopping at the first.
 #include "tools/export/configuration.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Hashes with the 128-bit variant of XXH3.
 #include "tools/export/digest.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Delivers a log page by page and saves the position; starts a new generation when the log was created again.
 #include "tools/export/log_course.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Watches and opens the log's file, fills pages with entries and gaps, and tells a recreated log by ids and digests.
 #include "tools/export/log_reader.h"
 
 #include <fcntl.h>

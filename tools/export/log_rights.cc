@@ -1,3 +1,4 @@
+// Takes on the rights that all configured logs need, and refuses logs that need different ones.
 #include "tools/export/log_rights.h"
 
 #include <fmt/format.h>

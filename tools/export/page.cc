@@ -1,3 +1,4 @@
+// Turns rows into records with clean texts and valid dates, and computes an entry's digest.
 #include "tools/export/page.h"
 
 #include <fmt/chrono.h>

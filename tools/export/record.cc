@@ -1,3 +1,4 @@
+// Formats a record's key and its JSON.
 #include "tools/export/record.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Writes a line with the program's name in front, escaped as annalctl escapes its own messages.
 #include "tools/export/report.h"
 
 #include "tools/annalctl/base/failure.h"

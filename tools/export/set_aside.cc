@@ -1,3 +1,4 @@
+// Appends each refused record, with the reason and the time, to SINK.LOG.refused.jsonl.
 #include "tools/export/set_aside.h"
 
 #include <fmt/format.h>

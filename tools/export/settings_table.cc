@@ -1,3 +1,4 @@
+// Reads typed values and secrets from a table, and reports wrong or unknown ones with file, line and key.
 #include "tools/export/settings_table.h"
 
 #include <fmt/format.h>

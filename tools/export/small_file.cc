@@ -1,3 +1,4 @@
+// Writes a file under another name, syncs it and renames it into place; also appends lines and reads whole files.
 #include "tools/export/small_file.h"
 
 #include <fcntl.h>

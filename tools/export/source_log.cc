@@ -1,3 +1,4 @@
+// Locates each log's level and message columns, and maps stored levels to syslog severities.
 #include "tools/export/source_log.h"
 
 #include <array>

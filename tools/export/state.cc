@@ -1,3 +1,4 @@
+// Stores a state as a line of JSON and its digest, and refuses one that is damaged or belongs elsewhere.
 #include "tools/export/state.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Gathers each sink's state, lag and last error, and prints them as a table, JSON Lines or metrics.
 #include "tools/export/status.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// An eventfd that is written and never read, so that every poll on it wakes from then on.
 #include "tools/export/stop.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// Runs a sink's loop: takes turns, backs off with jitter while the receiver fails, and saves its activity.
 #include "tools/export/worker.h"
 
 #include <fmt/format.h>

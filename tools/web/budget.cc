@@ -1,3 +1,4 @@
+// Compares the process's processor time and the steady clock with their limits.
 #include "tools/web/budget.h"
 
 #include <ctime>

@@ -1,3 +1,4 @@
+// Merges the logs by time, newest first, into CSV or JSON Lines, and notes at the end what could not be read.
 #include "tools/web/download.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Sets resource limits and the alarm, and answers 503 from the signal handler if nothing has been sent yet.
 #include "tools/web/limits.h"
 
 #include <sqlite3.h>

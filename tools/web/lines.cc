@@ -1,3 +1,4 @@
+// Reads a page's entries by their ids, folds repeats, and finds an entry's fields and neighbours.
 #include "tools/web/lines.h"
 
 #include <fmt/format.h>

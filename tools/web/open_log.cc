@@ -1,3 +1,4 @@
+// Opens each log of a selection with the rights that it needs, and keeps the reason when one cannot be read.
 #include "tools/web/open_log.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Assembles the list, entry and refusal pages from navigation, notes, links and the sections' markup.
 #include "tools/web/page.h"
 
 #include <fmt/format.h>

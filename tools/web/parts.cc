@@ -1,3 +1,4 @@
+// Maps each log's columns, filters and levels to those that all logs share on the page.
 #include "tools/web/parts.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Walks each log from its highest id down, fills the summary and keeps the page's places in a heap.
 #include "tools/web/pass.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Sets the limits, routes the request to a page, file or download, and turns failures into answers.
 #include "tools/web/program.h"
 
 #include <fmt/format.h>

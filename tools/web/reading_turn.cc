@@ -1,3 +1,4 @@
+// Takes an exclusive flock on the program's own file, retrying until the time is up.
 #include "tools/web/reading_turn.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Reads the request's variables, decodes its parameters, and refuses what is malformed or too long.
 #include "tools/web/request.h"
 
 #include <fmt/format.h>

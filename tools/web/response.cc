@@ -1,3 +1,4 @@
+// Writes the status, the security headers and the body to standard output.
 #include "tools/web/response.h"
 
 #include <fmt/format.h>

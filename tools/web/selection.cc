@@ -1,3 +1,4 @@
+// Checks an address's parameters, turns them into a selection and conditions, and writes links to other selections.
 #include "tools/web/selection.h"
 
 #include <fmt/format.h>

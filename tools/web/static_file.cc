@@ -1,3 +1,4 @@
+// Serves a fixed list of files from the folder they are installed in, or from ANNAL_WEB_FILES.
 #include "tools/web/static_file.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Counts a bounded number of values, and merges the histogram's bars into wider ones as its range grows.
 #include "tools/web/summary.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Escapes text for HTML and for addresses, shortens it by characters, and groups a number's digits.
 #include "tools/web/text.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Converts dates, times of day and moments to wall-clock seconds, and those to text; rejects dates that do not exist.
 #include "tools/web/wall_clock.h"
 
 #include <fmt/format.h>

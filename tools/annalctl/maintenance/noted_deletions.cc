@@ -1,3 +1,4 @@
+// Notes deleted ids through SQLite's update hook, which an automatic extension sets on every new connection.
 #include "tools/annalctl/maintenance/noted_deletions.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// Signs deletions into the chain once they are done; a failure only warns, because the entries are gone by then.
 #include "tools/annalctl/proof/declared_deletions.h"
 
 #include <fmt/format.h>

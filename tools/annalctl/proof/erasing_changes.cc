@@ -1,3 +1,4 @@
+// Turns on secure_delete, and overwrites the rollback journal while it is locked, or truncates the write-ahead log.
 #include "tools/annalctl/proof/erasing_changes.h"
 
 #include <fcntl.h>

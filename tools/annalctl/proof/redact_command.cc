@@ -1,3 +1,4 @@
+// The redact command: options, key, dry run, messages and the list of tombstones.
 #include "tools/annalctl/proof/redact_command.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Redacts in steps of adaptive size: signs the tombstones, replaces the texts, then erases the old salts.
 #include "tools/annalctl/proof/redaction.h"
 
 #include <fmt/format.h>

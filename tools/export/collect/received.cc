@@ -1,3 +1,4 @@
+// Parses the exporter's JSON into a record, and owns the texts that the record refers to.
 #include "tools/export/collect/received.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// Creates a missing stream, fetches messages through a pull subscription and acknowledges them one by one.
 #include "tools/export/collect/stream_reader.h"
 
 #include <fmt/format.h>

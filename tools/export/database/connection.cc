@@ -1,3 +1,4 @@
+// Drives libpq without blocking: connects, runs statements, copies rows and classifies errors by SQLSTATE.
 #include "tools/export/database/connection.h"
 
 #include <fmt/format.h>

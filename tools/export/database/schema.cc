@@ -1,3 +1,4 @@
+// Applies missing migrations in one transaction, writes them as a psql script and checks a database's version.
 #include "tools/export/database/schema.h"
 
 #include <fmt/format.h>

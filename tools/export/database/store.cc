@@ -1,3 +1,4 @@
+// Copies rows in one transaction, and halves a batch that the server refuses until the bad row is alone.
 #include "tools/export/database/store.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Lists each log's columns, builds the COPY and INSERT statements from them and formats records as COPY's lines.
 #include "tools/export/database/tables.h"
 
 #include <fmt/format.h>

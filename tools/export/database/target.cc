@@ -1,3 +1,4 @@
+// Reads the database's address, user, password and TLS files from the settings.
 #include "tools/export/database/target.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Reads the servers' settings, and connects with TLS and credentials but without the library's reconnection.
 #include "tools/export/jetstream/connection.h"
 
 #include <fmt/format.h>

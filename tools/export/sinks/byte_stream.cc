@@ -1,3 +1,4 @@
+// Has libcurl connect, then sends and receives without blocking and polls for the socket or the request to end.
 #include "tools/export/sinks/byte_stream.h"
 
 #include <fmt/format.h>

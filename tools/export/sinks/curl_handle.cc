@@ -1,3 +1,4 @@
+// Sets libcurl's options, and aborts a transfer from its progress callback.
 #include "tools/export/sinks/curl_handle.h"
 
 #include <mutex>

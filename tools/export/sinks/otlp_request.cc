@@ -1,3 +1,4 @@
+// Builds the JSON of a request, and reads the rejected count and the error message from an answer.
 #include "tools/export/sinks/otlp_request.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Formats frames, and takes complete ones off the received bytes, with limits on what a server may send.
 #include "tools/export/sinks/relp_frame.h"
 
 #include <fmt/format.h>

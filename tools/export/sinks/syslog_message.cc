@@ -1,3 +1,4 @@
+// Formats the header, the structured data with the record's JSON, and the text, each with its own escapes.
 #include "tools/export/sinks/syslog_message.h"
 
 #include <fmt/format.h>
