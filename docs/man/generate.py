@@ -370,7 +370,7 @@ def synopsis(path, command):
 def note_paragraphs(notes):
     """The paragraphs of a help text, without its examples; and these, as they are."""
     paragraphs, examples = [], []
-    for part in re.split(r"\n\s*\n", notes.strip("\n")):
+    for part in filter(str.strip, re.split(r"\n\s*\n", notes.strip("\n"))):
         lines = part.split("\n")
         if lines[0].strip() == "Examples:":
             examples += lines[1:]
