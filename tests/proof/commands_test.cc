@@ -52,6 +52,14 @@ TEST_F(ProofCommands, SealsAndVerifiesAllLogsThatAreThere) {
   EXPECT_EQ(annalctl({"seal", "event"}).out, "/etc/logs/event.log: sealed 0 events\n");
 }
 
+TEST_F(ProofCommands, ANewKeyNeedsNoOlderOne) {
+  const Finished sealed = annalctl({"seal", "event", "--new-key"});
+  EXPECT_EQ(sealed.status, 0) << sealed.err;
+  EXPECT_NE(sealed.err.find("created the signing key"), std::string::npos);
+  change("DELETE FROM ANNAL_EVENT WHERE event_id > 1");
+  EXPECT_NE(annalctl({"verify", "event"}).out.find("NOT INTACT: 1 event is as it was sealed"), std::string::npos);
+}
+
 TEST_F(ProofCommands, VerifyNamesWhatWasChangedAndFails) {
   ASSERT_EQ(annalctl({"event", "seal"}).status, 0);
   change("UPDATE ANNAL_EVENT SET event_desc = 'nothing' WHERE event_id = 4");

@@ -71,11 +71,12 @@ void load_keys(SealArguments& arguments, IfNone if_none) {
   }
   const std::string file =
       arguments.key_file.empty() ? proof::usual_key_file() : std::filesystem::absolute(arguments.key_file).string();
-  if (if_none == IfNone::kWait && access(file.c_str(), F_OK) != 0) {
+  const bool there = access(file.c_str(), F_OK) == 0;
+  if (if_none == IfNone::kWait && !there) {
     return;
   }
   try {
-    arguments.keys.emplace(arguments.new_key ? proof::replace_key(file) : proof::load_or_create_keys(file));
+    arguments.keys.emplace(arguments.new_key && there ? proof::replace_key(file) : proof::load_or_create_keys(file));
   } catch (const proof::KeyFailure& failure) {
     throw Refusal(failure.what());
   }
@@ -218,9 +219,9 @@ void write_for_person(const Log& log, const Report& report, Session& session) {
                fmt::format("{}: {}: {}{}", log.path, proof::name_of(finding.state),
                            finding.from > 0 || finding.through > 0 ? entry_text(log, finding) : "", finding.text));
   }
-  write_line(session,
-             fmt::format("{}: {}: {} are as they were sealed", log.path, report.clean() ? "intact" : "NOT INTACT",
-                         number_of(static_cast<std::int64_t>(report.sealed), log)));
+  write_line(session, fmt::format("{}: {}: {} {} sealed", log.path, report.clean() ? "intact" : "NOT INTACT",
+                                  number_of(static_cast<std::int64_t>(report.sealed), log),
+                                  report.sealed == 1 ? "is as it was" : "are as they were"));
 }
 
 void write_for_program(const Log& log, const proof::Verified& verified, Session& session) {
