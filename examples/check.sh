@@ -16,6 +16,11 @@ build_c() {
 build_cpp() {
   g++ -std=c++17 -Wall -Wextra -pedantic -Werror -I "$include" "$here/cpp/add_and_list.cc" -o "$work/cpp" "${link[@]}"
 }
+build_python() {
+  printf '#!/bin/sh\nANNAL_LIBRARY=%q PYTHONPATH=%q exec /usr/bin/python3 -B %q\n' "$build/libCorix_annal.so.2" \
+    "$here/../python" "$here/python/add_and_list.py" >"$work/python"
+  chmod +x "$work/python"
+}
 # What bindgen makes comes with tests of every record's layout, which are run too.
 build_rust() {
   local rustc=(/usr/bin/rustc --edition 2021 -L "$build" -l Corix_annal -C "link-arg=-Wl,-rpath,$build"
@@ -41,7 +46,7 @@ build_node() {
 
 mkdir -p "$work"
 failures=0
-for language in c cpp rust go node; do
+for language in c cpp python rust go node; do
   # A shell of its own, so that a command that fails ends it.
   (set -e; "build_$language")
   # shellcheck disable=SC2016 # expanded by the inner shell, on the appliance

@@ -13,7 +13,7 @@
  * Conventions, which hold for every function unless its own text says otherwise:
  *
  *  - Results. A function returns a Result: a value, or the Code of a failure. Test it with "if (result)", and ask it
- * for code(), text() and *result. Who prefers exceptions calls value(), which throws Error for a failure; without
+ *    for code(), text() and *result. Who prefers exceptions calls value(), which throws Error for a failure; without
  *    exceptions there is no value(). The compiler warns about an unused Result.
  *
  *  - Texts are std::string_views, which are read during the call only. A text that is left out is not there: no
@@ -22,8 +22,7 @@
  *    that is none, and a number out of its range.
  *
  *  - Quotes. No text of an entry, a filter or a deletion has a meaning to SQL: what the library puts into a statement
- *    as it is has its single quotes doubled here. (Doubled ones count for the length of a field. In the texts of a
- * filter
+ *    as it is has its single quotes doubled here. (Doubled ones count for the length of a field. In a filter's texts,
  *    "%" and "_" keep LIKE's meaning.)
  *
  *  - Rows. list() calls a function for each row while the log is locked for writers, as Corix_annal.h says under "Slow
@@ -32,8 +31,8 @@
  *    long as the row: in a function during its call, in a range until the iterator is moved on, in a page as long as
  *    the page.
  *
- *  - What is not here (the polling clients' questions, connections in another file, the notification commands, the
- *    catalog, tables' columns) is called as in C.
+ *  - What is not here is called as in C: the polling clients' queries, the notification commands, the catalog, single
+ *    columns. docs/languages.md lists every such function, with the reason.
  *
  *  - Memory that cannot be had is Code::no_memory. The range and the pages allocate with malloc.
  *
@@ -209,6 +208,11 @@ enum class Outcome : int { succeeded = ANNAL_ACTION_SUCCEEDED, failed = ANNAL_AC
 }
 [[nodiscard]] inline const char* name(Outcome outcome) noexcept {
   return annal_action_result_name(static_cast<int>(outcome));
+}
+
+// The severity of a notice about an event of this level, as a filter of notices wants it.
+[[nodiscard]] inline Severity severity_of(Level level) noexcept {
+  return static_cast<Severity>(ChangeLogTypeToNoticeSeverity(static_cast<int>(level)));
 }
 
 // How many entries a log keeps, and how many of the oldest go at once when there are more. 0 is the log's own default.

@@ -117,6 +117,12 @@ TEST_F(CppEntry, StoresEveryFieldOfANotice) {
                    "8", "2", "9", "10", "l11", "o12"}}));
 }
 
+TEST_F(CppEntry, OfANoticeTakesItsSeverityFromAnEventsLevel) {
+  EXPECT_EQ(severity_of(Level::information), Severity::informational);
+  EXPECT_EQ(severity_of(Level::warning), Severity::warning);
+  EXPECT_EQ(severity_of(Level::error), Severity::error);
+}
+
 TEST_F(CppEntry, OfANoticeThatIsLeftOutIsNobodysAndNoAlarm) {
   ASSERT_TRUE(notice::add({}));
   EXPECT_EQ(sql(kNoticeLog, "SELECT severity, uid, gid FROM ANNAL_NOTICE;"), (Rows{{"6", "-1", "-1"}}));
