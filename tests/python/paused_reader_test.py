@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import concurrent.futures
 import itertools
 import os
 import unittest
@@ -76,6 +77,27 @@ class PausedReader(ApplianceTest):
         with self.assertRaises(annal.QueryFailedError):
             next(annal.events.list())
         self.assertTrue(can_be_written(EVENTS))
+
+    def test_waits_for_seconds_while_another_program_writes_at_once(self) -> None:
+        rows = annal.events.list()
+        next(rows)
+        writer = """
+            import time, annal
+            begun, most, number = time.monotonic(), 0.0, 0
+            while time.monotonic() - begun < 2:
+                before = time.monotonic()
+                annal.events.add(f"while the reader sleeps {number}")
+                most = max(most, time.monotonic() - before)
+                number += 1
+            print(most, number)
+            """
+        with concurrent.futures.ThreadPoolExecutor(1) as pool:
+            written = pool.submit(elsewhere, writer)
+            longest, number = written.result().split()
+        self.assertGreater(int(number), 10)
+        # Behind a lock it would be twenty seconds, and nothing stored.
+        self.assertLess(float(longest), 10)
+        self.assertEqual(len(list(rows)), ROWS - 1)
 
     def test_writers_of_the_same_program_get_through_between_two_rows(self) -> None:
         for event in itertools.islice(annal.events.list(order="message"), 20):

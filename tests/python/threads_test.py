@@ -133,6 +133,30 @@ class Threads(ApplianceTest):
         connection.close()
 
 
+class WithoutTheGlobalLock(ApplianceTest):
+    """As far as an interpreter that has it can show: the package takes the other way, and threads find the same."""
+
+    def test_builds_the_same_rows_by_their_own_constructors(self) -> None:
+        annal.events.create()
+        numbered_events(1500)
+        printed = elsewhere(
+            """
+            import concurrent.futures, sys
+            sys._is_gil_enabled = lambda: False
+            sys.setswitchinterval(1e-6)
+            import annal
+            from annal import _drafts
+            for row in (annal.Event, annal.Connection, annal.Notice, annal.FileOperation):
+                assert _drafts.maker(row) is row
+            with concurrent.futures.ThreadPoolExecutor(8) as pool:
+                found = list(pool.map(lambda _: list(annal.events.list(order="user")), range(8)))
+            assert all(rows == found[0] for rows in found)
+            print(*found[0], sep="\\n")
+            """
+        )
+        self.assertEqual(printed.splitlines(), [repr(event) for event in annal.events.list(order="user")])
+
+
 class Forks(ApplianceTest):
     def test_a_child_cannot_read_on_and_does_not_disturb_its_parent(self) -> None:
         annal.events.create()
