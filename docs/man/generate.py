@@ -38,7 +38,9 @@ def filled(text):
     lines = []
     for sentence in sentences:
         lines += textwrap.wrap(sentence, WIDTH - 8, break_long_words=False, break_on_hyphens=False)
-    return re.sub(r"(?<![\w\\%])(?=\w*_\w)", r"\\%", escaped("\n".join(lines)))
+    text = re.sub(r"(?<![\w\\%])(?=\w*_\w)", r"\\%", escaped("\n".join(lines)))
+    # A function on a line of its own, as one.
+    return re.sub(r"\s*(?<!\S)((?:\\%)?\w+)\(\)([.,:;]?)(?:\s+|$)", r"\n.Fn \1 \2\n", text).replace(" \n", "\n").strip("\n")
 
 
 def literal(lines):

@@ -1,4 +1,4 @@
-"""Every example of the manual's pages is run, and succeeds."""
+"""Every example of the manual's pages is run, and succeeds. Those in C are the header's, which other tests run."""
 import gzip
 import os
 import pathlib
@@ -11,6 +11,7 @@ import unittest
 
 from support import ANNALCTL, PAGES, annalctl, create_logs
 
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 LOGS = pathlib.Path("/etc/logs")
 NOTIFY = pathlib.Path("/usr/local/sbin/notify")
 
@@ -35,13 +36,17 @@ JOURNAL = (
 )
 
 
+def literal_blocks(text):
+    for block in re.findall(r"^\.Bd .*?\n(.*?)^\.Ed", text, re.M | re.S):
+        yield block.replace("\\e", "\\").replace("\\&", "")
+
+
 def examples():
     """Each example with the page it is in."""
     for page in sorted(pathlib.Path(PAGES).glob("*.[157]")):
         text = page.read_text(encoding="utf-8")
         for part in re.findall(r"^\.Sh EXAMPLES\n(.*?)^\.Sh ", text, re.M | re.S):
-            for block in re.findall(r"^\.Bd .*?\n(.*?)^\.Ed", part, re.M | re.S):
-                lines = block.replace("\\e", "\\").replace("\\&", "")
+            for lines in literal_blocks(part):
                 lines = re.sub(r"\\\n\s*|(?<=\|)\n\s*", " ", lines)
                 for line in filter(str.strip, lines.split("\n")):
                     yield page.name, line.strip()
@@ -138,6 +143,27 @@ class Examples(unittest.TestCase):
             with self.subTest(page=page, example=example):
                 done = self.run_example(example)
                 self.assertEqual((done.returncode, done.stderr if done.returncode else ""), (0, ""))
+
+
+class Programs(unittest.TestCase):
+    """What is shown in C is a declaration of the header, or one of its two examples."""
+
+    # Header.ExampleListsEachEntryOnceByPagesWhileTheLogChanges and Trust.BatchCheck compile and run them.
+    RUN = {"Corix_annal.3": "1", "Corix_annal_conn.3": "2"}
+
+    def test_every_program_is_one_that_a_test_runs(self):
+        interface = ROOT / "tests/interface"
+        header = ROOT / "include/Corix_annal.h"
+        declared = " ".join(re.sub(r"/\*.*?\*/", "", header.read_text(encoding="utf-8"), flags=re.S).split())
+        found = {}
+        for page in sorted(pathlib.Path(PAGES).glob("*.3")):
+            for block in literal_blocks(page.read_text(encoding="utf-8")):
+                if "{" in block and " ".join(block.split()) not in declared:
+                    found[page.name] = block
+        self.assertEqual(set(found), set(self.RUN))
+        for page, number in self.RUN.items():
+            example = subprocess.run([interface / "example_of.sh", header, number], capture_output=True, text=True, check=True)
+            self.assertEqual(found[page].strip(), example.stdout.strip(), page)
 
 
 if __name__ == "__main__":
