@@ -40,7 +40,7 @@ build_in() {
 # The packages that ./dev installs to build are those that Debian's builders need, except for the tests' own and those
 # that every builder has.
 for package in $(sed -n '/^readonly BUILD_PACKAGES=(/,/)/p' "$source/dev" | tr -d '()' | sed 's/.*=//'); do
-  grep -qE "^ $package( |:|,)|^(g\+\+|libgtest-dev|libgmock-dev)\$" "$source/debian/control" - <<<"$package" || {
+  grep -qE "^ $package( |:|,)|^(g\+\+|libgtest-dev|libgmock-dev|openssl|sqlite3)\$" "$source/debian/control" - <<<"$package" || {
     printf 'packages: debian/control does not ask for %s\n' "$package" >&2
     exit 1
   }

@@ -44,7 +44,7 @@ PROGRAMS = re.compile(r"(annalctl|annal-export|sqlite3|mkdir|cat) ")
 PLACES = (
     ("./dev appliance ", "rm -f /etc/logs/*.log; "),  # it would be an empty one
     ("/mnt/elsewhere/", "/etc/logs/"),
-    ("/var/backups/", "/etc/logs/backups/"),
+    ("/var/backups", "/etc/logs/backups"),
     ("/var/log/auth.log", "/etc/logs/auth.log"),
     ("/tmp/try", "/etc/logs/try"),
     ("/etc/annal-export/", "/etc/logs/"),
