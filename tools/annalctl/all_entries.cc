@@ -6,6 +6,7 @@
 #include "tools/annalctl/all_entries.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>

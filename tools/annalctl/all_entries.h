@@ -1,8 +1,7 @@
 // The entries of all logs in one view, by time: "annalctl log".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 
 namespace annalctl {

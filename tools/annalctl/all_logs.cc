@@ -2,6 +2,7 @@
 #include "tools/annalctl/all_logs.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <filesystem>

@@ -1,11 +1,11 @@
 // The commands that look after all logs at once: "annalctl info" and "annalctl keep".
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/log/place.h"
 #include "tools/annalctl/output/session.h"
 

@@ -1,8 +1,7 @@
 // The check of all logs at once, "annalctl check".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 
 namespace annalctl {

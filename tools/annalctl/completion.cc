@@ -1,6 +1,7 @@
 // Prints the completion script of a shell, or the description from which others can make one.
 #include "tools/annalctl/completion.h"
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
 #include <nlohmann/json.hpp>

@@ -1,9 +1,9 @@
 // "annalctl completion": what a shell needs to complete command lines, from the commands themselves.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/command_tree.h"
 #include "tools/annalctl/output/session.h"
 

@@ -1,8 +1,7 @@
 // What runs at the top: the whole command line, and the whole run.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 
 namespace annalctl {

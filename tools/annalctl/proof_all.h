@@ -1,8 +1,7 @@
 // "annalctl seal" and "annalctl verify": of all logs at once, or of those that are named.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 
 namespace annalctl {

@@ -1,6 +1,7 @@
 // Finds the name that is closest to a mistyped one.
 #include "tools/annalctl/suggestion.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <numeric>

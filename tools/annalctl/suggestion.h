@@ -1,11 +1,12 @@
 // The likely intention of a user who typed an unknown name.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/annalctl/base/cli_types.h"
 
 namespace annalctl {
 

@@ -1,12 +1,13 @@
 // Options that take one of a few names, each with a code of the library.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/annalctl/base/cli_types.h"
 
 namespace annalctl {
 

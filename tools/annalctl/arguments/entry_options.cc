@@ -2,6 +2,7 @@
 #include "tools/annalctl/arguments/entry_options.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include "tools/annalctl/arguments/time_text.h"
 #include "tools/annalctl/base/failure.h"

@@ -1,13 +1,13 @@
 // The options that give a new entry its texts and its time.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "tools/annalctl/arguments/fields.h"
+#include "tools/annalctl/base/cli_types.h"
 
 namespace annalctl {
 

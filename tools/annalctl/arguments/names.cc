@@ -2,6 +2,7 @@
 #include "tools/annalctl/arguments/names.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>

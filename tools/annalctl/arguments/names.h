@@ -2,12 +2,13 @@
 // done to files. They are in a file that the appliance's maker or owner writes; numbers work with and without it.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/annalctl/base/cli_types.h"
 
 namespace annalctl {
 

@@ -2,6 +2,7 @@
 #include "tools/annalctl/arguments/page_options.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <limits>
 

@@ -1,8 +1,9 @@
 // Which rows of a listing to show.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
+
+#include "tools/annalctl/base/cli_types.h"
 
 namespace annalctl {
 

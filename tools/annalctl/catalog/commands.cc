@@ -1,6 +1,8 @@
 // The catalog's commands, in the order of the help.
 #include "tools/annalctl/catalog/commands.h"
 
+#include <CLI/CLI.hpp>
+
 #include "tools/annalctl/log/command_group.h"
 
 namespace annalctl {

@@ -1,8 +1,7 @@
 // The commands of the message catalog, "annalctl catalog …".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 
 namespace annalctl {

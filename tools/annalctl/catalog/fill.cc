@@ -1,5 +1,6 @@
 // "annalctl catalog fill": puts values into a message.
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <array>
 #include <memory>

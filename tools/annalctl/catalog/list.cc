@@ -1,5 +1,6 @@
 // "annalctl catalog list": the applications, or the messages of one.
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>

@@ -1,4 +1,5 @@
 // "annalctl catalog search": finds messages by their words.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <optional>

@@ -1,5 +1,6 @@
 // "annalctl catalog show": everything about one message.
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <memory>
 

@@ -1,6 +1,8 @@
 // Makes the group of a log's commands from the log's row of data.
 #include "tools/annalctl/commands/log_commands.h"
 
+#include <CLI/CLI.hpp>
+
 #include "tools/annalctl/log/command_group.h"
 #include "tools/annalctl/maintenance/compact.h"
 #include "tools/annalctl/maintenance/info.h"

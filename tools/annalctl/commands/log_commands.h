@@ -1,9 +1,9 @@
 // A log's commands, "annalctl LOG …", as a row of data: which it has, and what each calls.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <span>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/maintenance/delete_command.h"
 #include "tools/annalctl/output/session.h"

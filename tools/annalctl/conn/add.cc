@@ -1,4 +1,5 @@
 // "annalctl conn add": stores one connection.
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <vector>

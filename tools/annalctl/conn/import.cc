@@ -1,4 +1,5 @@
 // "annalctl conn import": connections from other programs' logs.
+#include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
 #include <vector>

@@ -1,4 +1,5 @@
 // "annalctl event add": stores one event.
+#include <CLI/CLI.hpp>
 #include <cstring>
 #include <memory>
 #include <string>

@@ -1,4 +1,5 @@
 // "annalctl event import": events from other programs' logs.
+#include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
 

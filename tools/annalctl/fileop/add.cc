@@ -1,5 +1,6 @@
 // "annalctl fileop add": stores one file operation.
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <string>

@@ -1,4 +1,5 @@
 // "annalctl fileop import": file operations from JSON Lines and CSV files.
+#include <CLI/CLI.hpp>
 #include <array>
 
 #include "tools/annalctl/fileop/commands.h"

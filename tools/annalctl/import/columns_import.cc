@@ -2,6 +2,7 @@
 #include "tools/annalctl/import/columns_import.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <optional>

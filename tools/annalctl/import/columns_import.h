@@ -1,9 +1,9 @@
 // "import" for a log that takes only objects with its own columns, and forwards no entry to other programs.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <span>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/import/cell.h"
 #include "tools/annalctl/import/json_lines.h"
 #include "tools/annalctl/import/row_store.h"

@@ -1,7 +1,6 @@
 // Imports files line by line into any log.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/import/cell.h"
 #include "tools/annalctl/import/line_parser.h"
 #include "tools/annalctl/import/row_store.h"

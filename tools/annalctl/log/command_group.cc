@@ -2,6 +2,7 @@
 #include "tools/annalctl/log/command_group.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <utility>

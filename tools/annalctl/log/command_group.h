@@ -1,10 +1,10 @@
 // Groups of commands: "annalctl LOG …".
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 #include <sqlite3.h>
+#include <CLI/CLI.hpp>
 
 #include <string_view>
 

@@ -1,11 +1,11 @@
 // Counts the entries that a call of the library deletes, which the library does not tell.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
 #include <string>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 

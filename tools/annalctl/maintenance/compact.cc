@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <CLI/CLI.hpp>
 
 #include <array>
 #include <chrono>

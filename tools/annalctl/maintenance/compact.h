@@ -1,8 +1,7 @@
 // Returns the room of deleted entries to the file system: "annalctl LOG compact".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 

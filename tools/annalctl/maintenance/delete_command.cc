@@ -2,6 +2,7 @@
 #include "tools/annalctl/maintenance/delete_command.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <map>

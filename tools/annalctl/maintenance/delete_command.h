@@ -1,11 +1,11 @@
 // Deleting entries: by the library if a column equals a value, and otherwise those that a list's conditions find.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <span>
 #include <string>
 #include <variant>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 #include "tools/annalctl/query/query.h"

@@ -2,6 +2,7 @@
 #include "tools/annalctl/maintenance/info.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <string>

@@ -1,9 +1,9 @@
 // What a log holds, its size and its limit: "annalctl LOG info" and "annalctl info".
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <vector>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/maintenance/facts.h"
 #include "tools/annalctl/output/session.h"
 

@@ -1,10 +1,10 @@
 // Deletes what is too old or too much, the oldest first, without delaying writers: "annalctl [LOG] keep".
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 

@@ -2,6 +2,7 @@
 #include "tools/annalctl/maintenance/limit.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <array>
 #include <memory>

@@ -1,8 +1,7 @@
 // Changes the row limit of an existing log: "annalctl LOG limit".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 

@@ -1,8 +1,7 @@
 // Creating, emptying, trimming and migrating a log: the logs differ only in the library's functions.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 

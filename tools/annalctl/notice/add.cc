@@ -1,5 +1,6 @@
 // "annalctl notice add": stores one notice.
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <array>
 #include <cstddef>

@@ -1,4 +1,5 @@
 // "annalctl notice age": deletes the notices that are older than some days.
+#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "Corix_annal.h"

@@ -1,8 +1,7 @@
 // The commands of the notice log: "annalctl notice …".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/commands/log_commands.h"
 #include "tools/annalctl/maintenance/delete_command.h"
 #include "tools/annalctl/output/session.h"

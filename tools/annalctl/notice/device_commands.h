@@ -1,8 +1,7 @@
 // The facilities that notices come from, and the device's notification command: "annalctl facilities" and "notify".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 
 namespace annalctl {

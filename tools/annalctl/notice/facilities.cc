@@ -1,5 +1,6 @@
 // "annalctl facilities": the sources that notices can name.
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <array>
 

@@ -1,4 +1,6 @@
 // "annalctl notice import": notices from JSON Lines and CSV files.
+#include <CLI/CLI.hpp>
+
 #include "tools/annalctl/import/columns_import.h"
 #include "tools/annalctl/notice/commands.h"
 #include "tools/annalctl/notice/model.h"

@@ -1,6 +1,7 @@
 // "annalctl notice migrate": adds the column that a log lacks, or recreates a log that lacks others, if the user
 // agrees.
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>

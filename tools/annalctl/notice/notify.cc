@@ -1,6 +1,7 @@
 // "annalctl notify": runs the device's notification command.
 #include <fmt/format.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <array>
 #include <cerrno>

@@ -2,6 +2,7 @@
 #include "tools/annalctl/output/help_format.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <optional>
 #include <sstream>

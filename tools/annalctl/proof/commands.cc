@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <filesystem>

@@ -1,9 +1,9 @@
 // "annalctl LOG redact".
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <span>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 #include "tools/annalctl/query/query_commands.h"
 

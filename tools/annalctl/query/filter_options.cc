@@ -2,6 +2,7 @@
 #include "tools/annalctl/query/filter_options.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <ctime>

@@ -1,7 +1,6 @@
 // The conditions of listing, counting and grouping entries.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -11,6 +10,7 @@
 
 #include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/arguments/names.h"
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/query/query.h"
 
 namespace annalctl {

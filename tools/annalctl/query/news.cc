@@ -2,6 +2,7 @@
 #include "tools/annalctl/query/news.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <limits>
 #include <memory>

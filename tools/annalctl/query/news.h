@@ -2,11 +2,11 @@
 // between two runs.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/query/listing.h"
 
 namespace annalctl {

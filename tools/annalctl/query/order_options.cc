@@ -1,6 +1,8 @@
 // The options for a listing's order, the same for all logs.
 #include "tools/annalctl/query/order_options.h"
 
+#include <CLI/CLI.hpp>
+
 namespace annalctl {
 
 void OrderOptions::add_options(CLI::App& command, std::span<const Sort> sorts) {

@@ -1,12 +1,12 @@
 // The options for a listing's order.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "tools/annalctl/arguments/choice.h"
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/query/query.h"
 
 namespace annalctl {

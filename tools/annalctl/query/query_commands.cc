@@ -2,6 +2,7 @@
 #include "tools/annalctl/query/query_commands.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>

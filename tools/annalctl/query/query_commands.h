@@ -1,13 +1,13 @@
 // Listing, following, counting and grouping entries: the logs differ in their filters, orders and groupings.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cstddef>
 #include <span>
 
 #include "tools/annalctl/arguments/choice.h"
 #include "tools/annalctl/arguments/page_options.h"
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/output.h"
 #include "tools/annalctl/output/session.h"

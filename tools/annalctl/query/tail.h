@@ -1,8 +1,7 @@
 // Shows the newest entries of a log, then each new one: "annalctl LOG tail".
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/output/session.h"
 #include "tools/annalctl/query/listing.h"
 

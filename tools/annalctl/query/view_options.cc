@@ -1,6 +1,8 @@
 // The options for how rows look, which listings share.
 #include "tools/annalctl/query/view_options.h"
 
+#include <CLI/CLI.hpp>
+
 namespace annalctl {
 
 void add_view_options(CLI::App& command, Session& session) {

@@ -2,6 +2,7 @@
 #include "tools/annalctl/rescue/check_command.h"
 
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <array>
 #include <memory>

@@ -1,8 +1,7 @@
 // "annalctl … salvage": recreates a damaged log from what can be read of it.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
+#include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
 #include "tools/annalctl/output/session.h"
 
