@@ -1,123 +1,65 @@
 #!/usr/bin/env bash
-# check.sh PACKAGES: installs the packages of a folder on bare Debian systems, uses them there from C, C++ and CMake and
-# by hand, upgrades them with logs in place, gives them an appliance's own platform libraries, and removes them. Needs
-# root. Does not change the machine: the systems are folders, each deleted after its test.
-# shellcheck disable=SC2016 # for dpkg and for inner shells
+# check.sh [--quick] PACKAGES: installs the packages of a folder on bare Debian systems, uses each of them there, by hand
+# and from C, C++, CMake and Python, upgrades them with logs in place, starts their units, gives them an appliance's own
+# platform libraries, and removes them. --quick leaves out the platform libraries and what needs a compiler. Needs root.
+# Does not change the machine: the systems are folders, and their throw-away copies are deleted after each test.
 set -euo pipefail
 here=$(dirname "$(realpath "$0")")
-packages=$(realpath "$1")
-readonly ROOTS=$here/../build/roots
-readonly MIRROR='deb http://deb.debian.org/debian bookworm main'
-readonly LOGS='event conn notice'
-
-say() { printf '\n\033[1m%s\033[0m\n' "$*" >&2; }
-fail() {
-  printf 'packages-check: %s\n' "$*" >&2
-  exit 1
-}
 
 # The parts below run in a mount namespace of their own.
 if [[ ${ANNAL_CHECK_NAMESPACE:-} != yes ]]; then
   ANNAL_CHECK_NAMESPACE=yes exec unshare --mount --propagation private bash "$0" "$@"
 fi
 
-# bare_system NAME [PACKAGE...]: creates a Debian system with only these packages, unless there is a fresh one.
-bare_system() {
-  local system=$ROOTS/$1
-  if [[ -z $(find "$system/complete" -mtime -7 2>/dev/null) ]]; then
-    say "Making a system: $1"
-    rm -rf "$system"
-    mkdir -p "$system"
-    mmdebstrap --quiet --variant=minbase ${2:+--include="$(IFS=, && echo "${*:2}")"} \
-      --customize-hook='printf "#!/bin/sh\nexit 101\n" >"$1/usr/sbin/policy-rc.d" && chmod 755 "$1/usr/sbin/policy-rc.d"' \
-      --skip=cleanup/apt bookworm "$system" "$MIRROR"
-    rm -rf "$system"/var/cache/apt/archives/*.deb
-    touch "$system/complete"
-  fi
+quick=
+if [[ $1 == --quick ]]; then
+  quick=yes
+  shift
+fi
+packages=$(realpath "$1")
+# shellcheck source=packaging/check/systems.sh
+. "$here/check/systems.sh"
+readonly LOGS='event conn notice'
+# Of debian/tests, those that need no compiler.
+readonly BY_HAND=(by-hand by-export by-collect by-web from-python)
+readonly LIBRARY=(annalctl libcorix-annal2 libcorix-annal-common libcorix-platform-stand-ins)
+readonly OURS=("${LIBRARY[@]}" annal-export annal-collect annal-web python3-annal)
+# install_ours FOLDER NAME...: our packages with these names, from a folder inside.
+install_ours() {
+  local files
+  mapfile -t files < <(files_of "$@")
+  install --allow-downgrades "${files[@]}"
 }
-
-# system_from NAME: a throw-away system over that one, at $root, with the packages in /packages.
-root=
-scratch=$(mktemp -d)
-leave() {
-  if [[ -n $root ]]; then
-    umount --recursive "$scratch/top"
-  fi
-  root=
-}
-trap 'leave; rm -rf "$scratch"' EXIT
-system_from() {
-  leave
-  mkdir -p "$scratch/top"
-  mount -t tmpfs none "$scratch/top"
-  mkdir "$scratch/top/"{upper,work,root}
-  mount -t overlay none -o "lowerdir=$ROOTS/$1,upperdir=$scratch/top/upper,workdir=$scratch/top/work" "$scratch/top/root"
-  root=$scratch/top/root
-  mount -t proc none "$root/proc"
-  mount --rbind /dev "$root/dev"
-  cp /etc/resolv.conf "$root/etc/resolv.conf"
-  mkdir -p "$root/packages" "$root/tests"
-  mount --bind "$packages" "$root/packages"
-  mount --bind "$here/../debian/tests" "$root/tests"
-}
-inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
-install() { inside apt-get install -q -y --no-install-recommends "$@" >"$scratch/apt.log" 2>&1 || {
-  cat "$scratch/apt.log" >&2
-  fail "cannot install $*"
-}; }
-# Our packages with these names, from a folder inside.
-files_of() {
-  local folder=$1 name
-  for name in "${@:2}"; do
-    find "$root$folder" -maxdepth 1 -name "${name}_*.deb" -printf "$folder/%f\n"
-  done
-}
-# The files of the system, except those that every installation writes.
-listed() {
-  (cd "$root" && find . -xdev \( -path ./proc -o -path ./dev -o -path ./packages -o -path ./tests -o -path ./tmp -o -path ./previous \
-    -o -path ./var/cache -o -path ./var/log -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./run \
-    -o -path ./etc/ld.so.cache -o -path ./etc/resolv.conf \) -prune -o ! -type d -printf '%P %M %u %g %s %l\n' -o \
-    -printf '%P %M %u %g\n' | sort)
-}
-same() { # WHAT EXPECTED FOUND
-  [[ $2 == "$3" ]] || {
-    diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || true
-    fail "$1"
-  }
-}
-installed_of() { inside dpkg-query -W -f '${Package} ${db:Status-Status}\n' '*corix*' '*annal*' 2>/dev/null | sed -n 's/ installed$//p' | sort; }
 listing() {
   local log
   for log in $LOGS; do
     inside annalctl "$log" list --all --json
   done
 }
+sums() { (cd "$root/etc/logs" && sha256sum -- *); }
+# shellcheck disable=SC2016 # dpkg's
+version() { inside dpkg-query -W -f '${Version}' libcorix-annal2; }
+# What a script gets that the exporter has not sent it before. The positions are the service's.
+newly_sent() { inside annal-export --once | sed -n 's/.*"message":"\([^"]*\)".*/\1/p'; }
 
-# The same packages as an older release: there was none before 2.0.0.
-make_previous() {
-  local package
-  mkdir -p "$root/previous"
-  for package in "$packages"/*.deb; do
-    [[ $package != *-dbgsym_* ]] || continue
-    rm -rf "$scratch/package"
-    dpkg-deb -R "$package" "$scratch/package"
-    sed -i -E 's/^(Version: .*)/\1~previous/; /^Depends:/s/(libcorix-annal2|libcorix-annal-common) \((>?=) ([^)]*)\)/\1 (\2 \3~previous)/g' \
-      "$scratch/package/DEBIAN/control"
-    dpkg-deb --root-owner-group -Zgzip -z1 -b "$scratch/package" "$root/previous/$(basename "$package")" >/dev/null
-  done
-}
+say "Components of cmake --install"
+"$here/check/components.sh" "$packages/first/corix-annal/build/debian" "$packages" "$here/../README.md"
 
-readonly OURS='annalctl libcorix-annal2 libcorix-annal-common libcorix-platform-stand-ins'
-bare_system bare
+# The quick check has only one system, with a boot.
+first=bare booted=(systemd systemd-sysv dbus)
+if [[ -n $quick ]]; then
+  first=booted
+  bare_system booted "${booted[@]}"
+else
+  bare_system bare
+fi
 
 say "Installing, using by hand, upgrading and removing"
-system_from bare
+system_from "$first"
 make_previous
 before=$(listed)
-# shellcheck disable=SC2086,SC2046 # names
-install $(files_of /previous $OURS python3-annal)
-version=$(inside dpkg-query -W -f '${Version}' libcorix-annal2)
-[[ $version == *~previous ]] || fail "the version before is $version"
+install_ours /previous "${OURS[@]}"
+[[ $(version) == *~previous ]] || fail "the version before is $(version)"
 
 same "the folder of the logs is for root and one group" "2750 root:adm" "$(stat -c '%a %U:%G' "$root/etc/logs")"
 for log in $LOGS; do
@@ -126,8 +68,13 @@ done
 inside annalctl event add 'From before.' --type warning --user admin --ip 10.0.0.5
 inside annalctl conn add /share --user admin --ip 10.0.0.5
 inside annalctl notice add 'From before, too.'
+inside mkdir -p /var/lib/annal-export
+# A system that has never been booted has no identity.
+echo 0123456789abcdef0123456789abcdef >"$root/tmp/identity"
+printf 'machine_id = "/tmp/identity"\n[sink.out]\ntype = "stdout"\n' >"$root/etc/annal-export.toml"
+same "each entry is sent" "$(printf '%s\n' 'From before, too.' 'From before.')" "$(newly_sent | grep From | sort)"
 logs=$(listing)
-files=$(cd "$root/etc/logs" && sha256sum -- *)
+stored=$(sums)
 grep -q 'From before.' <<<"$logs" || fail "nothing is in the logs"
 same "a log belongs to the group of its folder" "root:adm" "$(stat -c %U:%G "$root/etc/logs/event.log")"
 inside setpriv --reuid=nobody --regid=nogroup --clear-groups cat /etc/logs/event.log >/dev/null 2>&1 &&
@@ -137,38 +84,53 @@ inside setpriv --reuid=nobody --regid=nogroup --groups=adm annalctl event list -
 inside setpriv --reuid=nobody --regid=nogroup --groups=adm annalctl event add 'By a reader.' >/dev/null 2>&1 &&
   fail "a member of the group may write the logs"
 
-# shellcheck disable=SC2086,SC2046 # names
-install $(files_of /packages $OURS python3-annal)
-version=$(inside dpkg-query -W -f '${Version}' libcorix-annal2)
-[[ $version != *~previous ]] || fail "the upgrade has changed nothing"
-same "the upgrade leaves the logs' files as they are" "$files" "$(cd "$root/etc/logs" && sha256sum -- *)"
+install_ours /packages "${OURS[@]}"
+[[ $(version) != *~previous ]] || fail "the upgrade has changed nothing"
+same "the upgrade leaves the logs' files as they are" "$stored" "$(sums)"
 same "the logs are readable after the upgrade" "$logs" "$(listing)"
 inside annalctl check >/dev/null || fail "the logs are not sound after the upgrade"
 inside annalctl event add 'After the upgrade.'
+same "the upgraded exporter continues where it was" 'After the upgrade.' "$(newly_sent)"
+run_tests "${BY_HAND[@]}"
 chmod g-rx "$root/etc/logs"
-# shellcheck disable=SC2086,SC2046 # names
-install --allow-downgrades $(files_of /previous $OURS python3-annal)
-inside annalctl event list --json | grep -q 'After the upgrade.' || fail "the version before cannot read the log"
+install_ours /previous "${OURS[@]}"
+inside annalctl event list --all --json | grep -q 'After the upgrade.' || fail "the version before cannot read the log"
+same "the exporter of the version before knows its positions" '' "$(newly_sent | grep upgrade)"
 same "who has set the folder's rights keeps them" "2700" "$(stat -c %a "$root/etc/logs")"
 
-files=$(cd "$root/etc/logs" && sha256sum -- *)
-# shellcheck disable=SC2046 # names
-inside apt-get purge -q -y --auto-remove $(installed_of) >/dev/null 2>&1
-same "packages are left" "" "$(installed_of)"
-same "the logs are left" "$files" "$(cd "$root/etc/logs" && sha256sum -- *)"
-rm -r "$root/etc/logs"
+stored=$(sums)
+purge_ours
+same "the logs are left" "$stored" "$(sums)"
+rm -r "$root/etc/logs" "$root/etc/annal-export.toml"
 same "nothing but the logs is left" "$before" "$(listed)"
 
 say "Removing without a log"
-# shellcheck disable=SC2086,SC2046 # names
-install $(files_of /packages $OURS python3-annal)
-# shellcheck disable=SC2046 # names
-inside apt-get purge -q -y --auto-remove $(installed_of) >/dev/null 2>&1
+install_ours /packages "${OURS[@]}"
+purge_ours
 same "nothing is left, the empty folder neither" "$before" "$(listed)"
 
+say "Starting the units"
+bare_system booted "${booted[@]}"
+system_from booted
+install_ours /packages "${OURS[@]}"
+cp "$here/check/units.sh" "$root/check.sh"
+printf '[Service]\nType=oneshot\nExecStart=/check.sh\nStandardOutput=file:/check.log\nStandardError=file:/check.log\n' \
+  >"$root/etc/systemd/system/check.service"
+umount --recursive "$root/dev" "$root/proc"
+status=0
+systemd-nspawn --quiet --directory "$root" --boot --register=no --keep-unit --private-network --console=pipe -- \
+  systemd.unit=check.service systemd.show_status=no </dev/null >/dev/null 2>"$scratch/boot.log" || status=$?
+cat "$root/check.log" || cat "$scratch/boot.log"
+((status == 0)) || fail "the units, in a booted system: status $status"
+
+[[ -z $quick ]] || {
+  say "The packages do what they are for (without a compiler and a device's libraries: ./dev packages-check)"
+  exit 0
+}
+
 say "With an appliance's own platform libraries"
-# shellcheck disable=SC2086,SC2046 # names
-install $(files_of /packages $OURS)
+system_from bare
+install_ours /packages "${LIBRARY[@]}"
 device=$scratch/device
 mkdir -p "$device/DEBIAN" "$device/usr/lib/corix"
 cat >"$device/DEBIAN/control" <<'END'
@@ -186,20 +148,16 @@ install /device-platform.deb
 same "they take the place of the stand-ins, and nothing else" "$(printf '%s\n' annalctl libcorix-annal-common libcorix-annal2)" \
   "$(installed_of)"
 
-say "Used from C, C++ and CMake"
+say "Used from C, C++, CMake and Python"
 bare_system tools gcc g++ cmake make pkgconf
 system_from tools
-# shellcheck disable=SC2086,SC2046 # names
-install $(files_of /packages $OURS libcorix-annal-dev python3-annal)
-tests=$(sed -n 's/^Tests: //p' "$here/../debian/tests/control")
-for test in $tests; do
-  say "$test"
-  inside "/tests/$test"
-done
+install_ours /packages "${OURS[@]}" libcorix-annal-dev
+mapfile -t tests < <(sed -n 's/^Tests: //p' "$here/../debian/tests/control" | tr ' ' '\n')
+run_tests "${tests[@]}"
 
 say "Used from CMake, from another folder"
 # The build of the packages, installed as another packager would.
-cmake --install "$packages/first/corix-annal/build/debian" --prefix "$root/opt/annal" >/dev/null
-cmake --install "$packages/first/corix-annal/build/debian" --prefix "$root/opt/annal" --component stand-ins >/dev/null
+DESTDIR=$root cmake --install "$packages/first/corix-annal/build/debian" --prefix /opt/annal >/dev/null
+DESTDIR=$root cmake --install "$packages/first/corix-annal/build/debian" --prefix /opt/annal --component stand-ins >/dev/null
 inside /tests/from-cmake /opt/annal
 say "The packages do what they are for"

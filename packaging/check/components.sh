@@ -37,7 +37,7 @@ for deb in "$packages"/*.deb; do
   printf '%s: %s files\n' "$package" "$(wc -l <"$folder/installed")"
   [[ $name == stand-ins || $name == python ]] || cat "$folder/installed" >>"$folder/every"
 done
-((${#component[@]} == $(find "$packages" -name '*.deb' ! -name '*-dbgsym_*' | wc -l))) || fail "the README names other packages"
+((${#component[@]} == $(find "$packages" -maxdepth 1 -name '*.deb' ! -name '*-dbgsym_*' | wc -l))) || fail "the README names other packages"
 while IFS= read -r name; do
   [[ " ${component[*]} " == *" $name "* ]] || fail "no package has the component $name"
 done < <(grep -rhoE --include=cmake_install.cmake 'CMAKE_INSTALL_COMPONENT STREQUAL "[^"]+"' "$build" | cut -d'"' -f2 | sort -u)

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # For check.sh: Debian systems in folders, and throw-away copies of them. Wants $packages, the folder of our packages, and
 # $here, that of the scripts.
-# shellcheck disable=SC2016 # for the inner shell
+# shellcheck disable=SC2016,SC2154 # for the inner shell; and what the caller sets
 readonly ROOTS=$here/../build/roots
 readonly MIRROR='deb http://deb.debian.org/debian bookworm main'
 

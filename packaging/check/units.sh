@@ -59,10 +59,11 @@ annalctl event list --all | grep -q foo:amd64 && fail "annalctl-keep.service has
 annalctl event list --all | grep -q 'Of today' || fail "annalctl-keep.service has deleted a new entry"
 echo 'annalctl-keep.service: has deleted the old entry'
 
-echo 'ANNAL_SEAL=--db /srv/share/operations.db' >/etc/default/annalctl-seal
+echo 'ANNAL_SEAL=event conn notice --db /srv/share/operations.db --heads /srv/share/heads' >/etc/default/annalctl-seal
 systemctl start annalctl-seal.service || fail "annalctl-seal.service fails"
 succeeded annalctl-seal.service
 annalctl verify event conn notice --db /srv/share/operations.db || fail "annalctl-seal.service has sealed nothing"
+[[ $(wc -l </srv/share/heads) == 4 ]] || fail "annalctl-seal.service has not written four heads"
 [[ $(stat -c '%a %U' /etc/annal/seal.key) == '600 root' ]] || fail "others may read the key"
 echo 'annalctl-seal.service: has sealed the logs'
 

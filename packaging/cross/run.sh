@@ -64,7 +64,7 @@ printf '%s logs are equal, with %s rows\n' "$(find "$logs/here" -name '*.log' | 
 
 ((${#programs[@]})) || exit 0
 unfit=$(sed -n 's/^\([^# ][^ ]*\).*/\1/p' packaging/cross/unfit.txt | paste -sd: -)
-emulated "$build/bin/c_caller"
+emulated env ANNAL_EMULATED=yes "$build/bin/c_caller"
 for program in "${programs[@]}"; do
   say "Testing (${program}_tests, $processor)"
   emulated "$build/bin/${program}_tests" --gtest_brief=1 --gtest_filter="-$unfit"
