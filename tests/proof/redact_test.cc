@@ -104,6 +104,16 @@ TEST_F(Redact, TombstonesAreListedForWhoeverFollowsThem) {
             std::vector<std::string>({all[1]}));
 }
 
+TEST_F(Redact, EntriesThatWereNotSealedYetGetATombstoneToo) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  add(301, 303);
+  const Finished redacted = annalctl({"redact", "event", "--id", "303"});
+  EXPECT_EQ(redacted.status, 0);
+  EXPECT_EQ(redacted.err, "");
+  EXPECT_EQ(json::parse(annalctl({"event", "redact", "--list", "--json"}).out)["id"], 303);
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 0);
+}
+
 TEST_F(Redact, ATombstoneAllowsNoOtherChange) {
   ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
   ASSERT_EQ(annalctl({"redact", "event", "--id", "6"}).status, 0);

@@ -24,7 +24,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLongestWait{20};
 constexpr milliseconds kLookAgain{20};
 constexpr std::size_t kPlaces = 2;
 constexpr off_t kRecordsAt = kPlaces * kHeadSize;
@@ -43,8 +42,8 @@ bool is_still_at(const std::string& path, int descriptor) {
          opened.st_dev == named.st_dev;
 }
 
-bool lock(int descriptor, Access access) {
-  const auto end = steady_clock::now() + kLongestWait;
+bool lock(int descriptor, Access access, milliseconds wait = ChainFile::kUsualWait) {
+  const auto end = steady_clock::now() + wait;
   while (flock(descriptor, (access == Access::kWrite ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK || steady_clock::now() > end) {
       return false;
@@ -87,7 +86,7 @@ ChainFailure ChainFile::failure(const char* doing) const {
 
 // --- opening ---
 
-std::optional<ChainFile> ChainFile::open(const std::string& path, Access access) {
+std::optional<ChainFile> ChainFile::open(const std::string& path, Access access, milliseconds wait) {
   for (;;) {
     const int descriptor =
         ::open(path.c_str(), (access == Access::kWrite ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
@@ -98,8 +97,8 @@ std::optional<ChainFile> ChainFile::open(const std::string& path, Access access)
       }
       throw chain.failure("open");
     }
-    if (!lock(descriptor, access)) {
-      throw ChainFailure(fmt::format("{} is in use by another program (try again later)", path));
+    if (!lock(descriptor, access, wait)) {
+      throw ChainInUse(fmt::format("{} is in use by another program (try again later)", path));
     }
     if (is_still_at(path, descriptor)) {
       chain.read_heads();

@@ -4,6 +4,8 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -28,6 +30,12 @@ class ChainDamage : public ChainFailure {
   using ChainFailure::ChainFailure;
 };
 
+// Somebody else has it locked.
+class ChainInUse : public ChainFailure {
+ public:
+  using ChainFailure::ChainFailure;
+};
+
 [[nodiscard]] std::string chain_path(const std::string& log_path);
 
 enum class Access {
@@ -37,8 +45,10 @@ enum class Access {
 
 class ChainFile {
  public:
-  // Nothing when there is none. Waits for others, for twenty seconds.
-  [[nodiscard]] static std::optional<ChainFile> open(const std::string& path, Access access);
+  static constexpr std::chrono::milliseconds kUsualWait{20'000};
+  // Nothing when there is none. Throws ChainInUse if others have it for longer than that.
+  [[nodiscard]] static std::optional<ChainFile> open(const std::string& path, Access access,
+                                                     std::chrono::milliseconds wait = kUsualWait);
   // Readable for whoever may read the log. Throws when there is one.
   [[nodiscard]] static ChainFile create(const std::string& path, const std::string& log_path, Head head,
                                         const SigningKey& key);
@@ -90,10 +100,11 @@ class ChainFile {
   std::vector<Byte> buffer_;
 };
 
-// The records of a chain as far as they are there, one after another.
+// The records of a chain as far as they are there, one after another, from a position on.
 class RecordStream {
  public:
-  explicit RecordStream(const ChainFile& chain) : chain_(chain), next_(chain.head().first) {}
+  explicit RecordStream(const ChainFile& chain, std::uint64_t from = 0)
+      : chain_(chain), next_(std::max(from, chain.head().first)) {}
 
   // False at the end.
   [[nodiscard]] bool next();

@@ -19,6 +19,7 @@
 #include "tools/annalctl/output/progress.h"
 #include "tools/annalctl/proof/key_files.h"
 #include "tools/annalctl/proof/redaction.h"
+#include "tools/annalctl/proof/seal.h"
 #include "tools/annalctl/query/filter_options.h"
 #include "tools/annalctl/query/listing.h"
 
@@ -122,6 +123,15 @@ Query query_of(const QueryCommands& queries, const Arguments& arguments) {
   return query;
 }
 
+// Only a sealed entry gets a tombstone, by which whoever has received the entry hears of its redaction.
+void seal_what_is_new(const Log& log, const proof::KeyRing& keys) {
+  try {
+    static_cast<void>(proof::seal(log, keys, {}, [](std::int64_t, std::uint64_t) {}));
+  } catch (const proof::ChainFailure& failure) {
+    complain(failure.what());
+  }
+}
+
 int redact_matching(const QueryCommands& queries, Arguments& arguments, Session& session) {
   const Log& log = queries.log;
   const Query query = query_of(queries, arguments);
@@ -139,6 +149,9 @@ int redact_matching(const QueryCommands& queries, Arguments& arguments, Session&
     if (arguments.dry_run) {
       done.entries = proof::count_personal(log, query, arguments.options);
     } else {
+      if (has_chain(log)) {
+        seal_what_is_new(log, *arguments.keys);
+      }
       proof::redact(log, query, arguments.options, has_chain(log) ? &*arguments.keys : nullptr, done,
                     [&] { progress.show(log.path, {}, static_cast<std::uint64_t>(done.entries), log.entries); });
     }

@@ -273,11 +273,11 @@ void redact(const Log& log, const Query& query, const RedactionOptions& options,
   Run(log, options, keys, done).redact(query, watch);
 }
 
-std::vector<Tombstone> tombstones_from(const ChainFile& chain, std::uint64_t position) {
+std::vector<Tombstone> tombstones_from(const ChainFile& chain, std::uint64_t position, std::size_t most) {
   std::vector<Tombstone> tombstones;
-  for (RecordStream records(chain); records.next();) {
+  for (RecordStream records(chain, position); tombstones.size() < most && records.next();) {
     const std::optional<Record> record = read(records.bytes());
-    if (records.position() >= position && record && record->kind == Kind::kRedaction) {
+    if (record && record->kind == Kind::kRedaction) {
       tombstones.push_back({records.position(), record->id, record->time});
     }
   }

@@ -2,8 +2,10 @@
 // that the entry is verified by from then on.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <span>
 #include <string>
 #include <vector>
@@ -36,12 +38,13 @@ void redact(const Log& log, const Query& query, const RedactionOptions& options,
             const std::function<void()>& watch);
 
 // For whoever has handed entries on: those redacted later than a position in the chain, in the order in which they
-// were.
+// were; at most so many.
 struct Tombstone {
   std::uint64_t position;
   std::int64_t id;
   std::int64_t time;  // seconds since 1970
 };
-[[nodiscard]] std::vector<Tombstone> tombstones_from(const ChainFile& chain, std::uint64_t position);
+[[nodiscard]] std::vector<Tombstone> tombstones_from(const ChainFile& chain, std::uint64_t position,
+                                                     std::size_t most = std::numeric_limits<std::size_t>::max());
 
 }  // namespace annalctl::proof
