@@ -23,7 +23,9 @@ listen: "127.0.0.1:${node_port[$node]}"
 jetstream { store_dir: "$folder/$node", max_file_store: 4GB, max_memory_store: 64MB }
 cluster { name: fleet, listen: "127.0.0.1:${cluster_port[$node]}", routes: [ $routes ] }
 authorization { users: [ { user: appliance, password: "appliance-word",
-    permissions: { publish: ["annal.>", "\$JS.API.INFO"], subscribe: "_INBOX.>" } },
+    permissions: { publish: ["annal.0123456789abcdef0123456789abcdef.>", "\$JS.API.INFO"], subscribe: "_INBOX.>" } },
+  { user: neighbour, password: "neighbour-word",
+    permissions: { publish: ["annal.fedcba9876543210fedcba9876543210.>", "\$JS.API.INFO"], subscribe: "_INBOX.>" } },
   { user: collector, password: "collector-word" } ] }
 NATS
     if [[ ${1:-} == tls ]]; then
@@ -32,6 +34,7 @@ NATS
     fi
   done
   printf 'appliance-word\n' >"$folder/appliance.word"
+  printf 'neighbour-word\n' >"$folder/neighbour.word"
   printf 'collector-word\n' >"$folder/collector.word"
 }
 

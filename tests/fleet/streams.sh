@@ -52,6 +52,27 @@ collector=$!
 taken() { deliver "$folder/sink.toml" --tries 40 2>/dev/null | cut -d ' ' -f 1-4; }
 expect "and entries are stored" "$(taken)" "acknowledged 1 refused 0"
 
+echo "an appliance's neighbour"
+sed "s|appliance|neighbour|" "$folder/sink.toml" >"$folder/neighbour.toml"
+expect_match "cannot publish in its name" "$(deliver "$folder/neighbour.toml" 2>&1)" "trouble: .*[Pp]ermissions"
+# What a program of one's own may do.
+python3 - "${node_port[three]}" "$folder/tls/authority.pem" <<'PUBLISH'
+import json, socket, ssl, sys
+name = "fedcba9876543210fedcba9876543210"
+body = json.dumps({"appliance": "0123456789abcdef0123456789abcdef", "log": "event", "generation": 1, "kind": "gap", "id": 1,
+                   "count": 1, "date": "2026-11-21", "time": "10:00:00", "timestamp": None})
+plain = socket.create_connection(("localhost", int(sys.argv[1])))
+plain.recv(65536)
+with ssl.create_default_context(cafile=sys.argv[2]).wrap_socket(plain, server_hostname="localhost") as server:
+    words = json.dumps({"verbose": False, "tls_required": True, "user": "neighbour", "pass": "neighbour-word"})
+    server.sendall(f"CONNECT {words}\r\nPUB annal.{name}.event {len(body)}\r\n{body}\r\nPING\r\n".encode())
+    while b"PONG" not in server.recv(65536):
+        pass
+PUBLISH
+wait_for 60 grep -q 'came by annal.fedcba9876543210fedcba9876543210.event' "$folder/refused.jsonl"
+expect_match "and what it writes under its own is set aside" "$(cat "$folder/refused.jsonl")" \
+  'it says that it is of 0123456789abcdef0123456789abcdef, and came by'
+
 echo "repeated messages count as success, and are stored once"
 stored() { cat "$folder"/{one,two,three}/jetstream/*/streams/ANNAL/msgs/*.blk 2>/dev/null | grep -ac '"kind":"entry"'; }
 sleep 1

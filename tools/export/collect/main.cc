@@ -10,8 +10,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "tools/annalctl/base/failure.h"
@@ -151,6 +154,13 @@ class Collector {
     report(fmt::format("a message was refused for good: {} (see {})", reason, setup_.set_aside));
   }
 
+  // The servers let an appliance publish where its user may; what it writes into a message is its own affair.
+  void require_own_subject(std::string_view subject, const Stream& stream) const {
+    if (subject != fmt::format("{}.{}.{}", setup_.place.prefix, stream.appliance, stream.log)) {
+      throw std::runtime_error(fmt::format("it says that it is of {}, and came by {}", stream.appliance, subject));
+    }
+  }
+
   // Returns how long to wait, if something was not stored.
   std::optional<std::chrono::milliseconds> store(const Messages& messages) {
     std::vector<Received> received;
@@ -158,7 +168,9 @@ class Collector {
     try {
       for (std::size_t i = 0; i < messages.size(); ++i) {
         try {
-          received.emplace_back(text_of(messages[i]));
+          Received one(text_of(messages[i]));
+          require_own_subject(subject_of(messages[i]), one.stream());
+          received.push_back(std::move(one));
           places.push_back(i);
         } catch (const std::runtime_error& failure) {
           set_aside(text_of(messages[i]), failure.what());

@@ -13,7 +13,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Kind kind_of(const std::string& name) {
-  for (const Kind kind : {Kind::kEntry, Kind::kGap, Kind::kRedaction}) {
+  for (const Kind kind : {Kind::kEntry, Kind::kGap, Kind::kRedaction, Kind::kHead}) {
     if (name == name_of(kind)) {
       return kind;
     }
@@ -50,6 +50,7 @@ struct Received::Content {
   Json json;  // has the texts
   Stream stream;
   std::vector<Field> fields;
+  std::string head;
   Record record;
 };
 
@@ -69,6 +70,11 @@ Received::Received(std::string_view text) : content_(std::make_unique<Content>()
     }
     if (record.kind == Kind::kGap) {
       record.count = json.at("count").get<std::int64_t>();
+      return;
+    }
+    if (record.kind == Kind::kHead) {
+      record.chain = text_in(json.at("head"), "chain");
+      record.head = content_->head = json.at("head").dump();
       return;
     }
     record.level = text_in(json, "level");

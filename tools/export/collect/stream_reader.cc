@@ -113,4 +113,8 @@ std::string_view text_of(const jetstream::Message& message) {
   return {natsMsg_GetData(message.get()), static_cast<std::size_t>(natsMsg_GetDataLength(message.get()))};
 }
 
+std::string_view subject_of(const jetstream::Message& message) {
+  return natsMsg_GetSubject(message.get());
+}
+
 }  // namespace exporter::collect

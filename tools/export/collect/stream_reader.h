@@ -48,5 +48,6 @@ class StreamReader {
 };
 
 [[nodiscard]] std::string_view text_of(const jetstream::Message& message);
+[[nodiscard]] std::string_view subject_of(const jetstream::Message& message);
 
 }  // namespace exporter::collect
