@@ -195,6 +195,11 @@ class Fleet:
         return found
 
 
+def waited_for_processor():
+    """The seconds that this thread could have run and another one did."""
+    return int(pathlib.Path(f"/proc/self/task/{threading.get_native_id()}/schedstat").read_text().split()[1]) / 1e9
+
+
 class Writer(threading.Thread):
     """Adds numbered entries to a log, and keeps a list of those that the library says it stored."""
 
@@ -202,7 +207,7 @@ class Writer(threading.Thread):
         super().__init__(daemon=True)
         self.log, self.pace = log, pace
         self.stored = []
-        self.slowest = 0.0
+        self.slowest = (0.0, 0.0)  # a call, and how much of it was waiting for a processor
         self.running = True
         self.lock = threading.Lock()
         self.number = 0
@@ -220,15 +225,21 @@ class Writer(threading.Thread):
         for _ in range(random.randint(1, 20)):
             self.number += 1
             texts.append(f"/{self.log}/{self.number}")
-        begun = time.monotonic()
         if self.log == "conn":
-            annal.connections.add_many([annal.NewConnection(resource=text) for text in texts])
+            self.measure(annal.connections.add_many, [annal.NewConnection(resource=text) for text in texts])
             self.stored += texts
         else:
             for text in texts:
-                self.target.add(text, action=1) if self.log == "fileop" else self.target.add(text)
+                if self.log == "fileop":
+                    self.measure(self.target.add, text, action=1)
+                else:
+                    self.measure(self.target.add, text)
                 self.stored.append(text)
-        self.slowest = max(self.slowest, (time.monotonic() - begun) / (1 if self.log == "conn" else len(texts)))
+
+    def measure(self, call, *values, **more):
+        begun, waited = time.monotonic(), waited_for_processor()
+        call(*values, **more)
+        self.slowest = max(self.slowest, (time.monotonic() - begun, waited_for_processor() - waited))
 
     def run(self):
         try:
@@ -373,7 +384,9 @@ def main():
         print(f"  {kills}")
         print(f"  {stored} entries stored by writers, {rows} in the database, {missing} deleted before they were sent, "
               f"{sum(generations.values())} generations")
-        print(f"  slowest call of a writer: {max(writer.slowest for writer in writers):.3f} s")
+        for writer in writers:
+            print(f"  slowest call of the writer of {writer.log}: {writer.slowest[0]:.3f} s, of which {writer.slowest[1]:.3f} s "
+                  "waiting for a processor")
         refused = pathlib.Path(folder, "refused.jsonl")
         print(f"{lost} lost, {doubled} doubled")
         done = lost == 0 and doubled == 0 and rows > 0 and not refused.exists()

@@ -22,12 +22,18 @@ from kills import Fleet, LOGS
 def fill(entries):
     annal.events.create(limit=entries * 2, drop_at_once=1000)
     with sqlite3.connect(LOGS["event"]) as log:
+        # The trigger of the limit looks at the log for each entry that is added, which would take an hour here.
+        triggers = log.execute("SELECT name, sql FROM sqlite_master WHERE type = 'trigger'").fetchall()
+        for name, _ in triggers:
+            log.execute(f"DROP TRIGGER {name}")
         log.execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) "
                     "INSERT INTO ANNAL_EVENT (event_type, event_date, event_time, event_user, event_ip, event_comp, event_desc, "
                     "event_msgid, event_timet, event_app_id, event_app_name, event_category_id, event_category, "
                     "event_client_id, event_client_app, event_client_agent) SELECT i % 3, '2026-11-21', '10:00:00', 'admin', "
                     "'192.0.2.17', 'host', 'Volume ' || i || ' is nearly full: 95 % of 12 TB are in use.', '---', 1795255200, "
                     "'A001', 'Storage', 'C001', 'Volumes', '---', '---', '---' FROM n", (entries,))
+        for _, sql in triggers:
+            log.execute(sql)
     log.close()
 
 
@@ -88,8 +94,7 @@ def idle(fleet, config, seconds):
     time.sleep(3)
 
     def used():
-        fields = pathlib.Path(f"/proc/{process.pid}/stat").read_text().rsplit(")", 1)[1].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        return sum(int(task.read_text().split()[0]) for task in pathlib.Path(f"/proc/{process.pid}/task").glob("*/schedstat")) / 1e9
     before = used()
     time.sleep(seconds)
     print(f"  idle: {(used() - before) / seconds * 100:.3f} % of a core, {most_memory(process):.1f} MiB")
@@ -108,11 +113,11 @@ def main():
     (fleet.folder / "machine-id").write_text("0123456789abcdef0123456789abcdef\n")
     try:
         fill(options.entries)
-        print("a writer alone:")
+        print("a writer alone:", flush=True)
         writer = Writer()
         time.sleep(10)
         print("  " + writer.end(), flush=True)
-        print(f"standard output, {options.entries:,} entries:")
+        print(f"standard output, {options.entries:,} entries:", flush=True)
         with open(os.devnull, "wb") as nowhere:
             drain(fleet, 'type = "stdout"\n', options.entries, nowhere)
         fleet.prepare_nodes()
@@ -122,7 +127,7 @@ def main():
         fleet.commands["collector"] = [fleet.bin / "annal-collect", "--config", fleet.folder / "collect.toml"]
         fleet.start("collector")
         time.sleep(8)
-        print(f"three NATS nodes, {options.entries:,} entries:")
+        print(f"three NATS nodes, {options.entries:,} entries:", flush=True)
         config = drain(fleet, f'type = "jetstream"\nservers = [{servers}]\ntls = "off"\n', options.entries, None)
         idle(fleet, config, options.idle)
     finally:
