@@ -41,7 +41,7 @@ TEST(DatabaseLine, HasAsManyValuesAsTheCopyHasColumns) {
     Sample sample(table.log);
     sample.add(7);
     const std::string line = line_of(sample);
-    const std::string copy = Statements(table).copy;
+    const std::string copy = statements_for(table).copy;
     EXPECT_EQ(std::count(line.begin(), line.end(), '\t'), std::count(copy.begin(), copy.end(), ',')) << table.log;
     EXPECT_TRUE(line.ends_with("\t\\N\tf\n")) << line;  // no column is left for the other fields
   }
@@ -71,13 +71,31 @@ TEST(DatabaseLine, HasNoMomentBeyondTheYearsOfFourDigits) {
   EXPECT_NE(line_of(sample).find("\t2026-11-21\t\\N\t4\t"), std::string::npos) << line_of(sample);
 }
 
+std::string side_line_of(const Sample& sample) {
+  std::string line;
+  for (const SideTable& table : side_tables()) {
+    if (table.kind == sample.records.back().kind) {
+      table.append_line(line, sample.stream, sample.records.back());
+    }
+  }
+  return line;
+}
+
+TEST(DatabaseLine, OfAHeadHasItAsItWasSigned) {
+  Sample sample;
+  sample.add_head(17);
+  EXPECT_EQ(
+      side_line_of(sample),
+      "0123456789abcdef0123456789abcdef\tevent\t1\t2026-11-21 10:00:00+00\t"
+      "{\"log\":\"event\",\"chain\":\"00112233445566778899aabbccddeeff\",\"sequence\":17,\"sealed\":1795255200}\n");
+}
+
 TEST(DatabaseLine, MarksARedactionAndCountsAGap) {
   Sample sample;
   sample.add(7).kind = Kind::kRedaction;
   EXPECT_TRUE(line_of(sample).ends_with("\tt\n"));
-  std::string gap;
-  append_gap_line(gap, sample.stream, sample.add_gap(5, 20));
-  EXPECT_EQ(gap, "0123456789abcdef0123456789abcdef\tevent\t1\t5\t20\t2026-11-21 10:00:00+00\n");
+  sample.add_gap(5, 20);
+  EXPECT_EQ(side_line_of(sample), "0123456789abcdef0123456789abcdef\tevent\t1\t5\t20\t2026-11-21 10:00:00+00\n");
 }
 
 TEST(DatabaseTables, KnowAMachineId) {

@@ -31,6 +31,7 @@ struct Wanted {
   std::vector<std::string> messages;  // from a file, one a line, with \n and the like
   std::string messages_file;
   std::int64_t gap = 0;
+  std::int64_t head = 0;
   bool redact = false;
   int tries = 1;
 };
@@ -65,6 +66,9 @@ void fill(Sample& sample, const Wanted& wanted, std::int64_t first, std::int64_t
   }
   if (wanted.gap > 0 && end == wanted.from + wanted.count) {
     sample.add_gap(end, wanted.gap);
+  }
+  if (wanted.head > 0) {
+    sample.add_head(wanted.head);
   }
 }
 
@@ -136,6 +140,7 @@ int main(int argc, char** argv) {
   app.add_option("--date", wanted.date);
   app.add_option("--messages", wanted.messages_file);
   app.add_option("--gap", wanted.gap);
+  app.add_option("--head", wanted.head);
   app.add_flag("--redact", wanted.redact);
   app.add_option("--tries", wanted.tries);
   CLI11_PARSE(app, argc, argv);

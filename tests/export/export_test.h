@@ -11,6 +11,7 @@
 
 #include "Corix_annal.h"
 #include "tests/support/appliance.h"
+#include "tools/annalctl/proof/hashing.h"
 
 namespace annal::test {
 
@@ -48,6 +49,7 @@ class ExportTest : public ApplianceTest {
     std::string name = testing::TempDir() + "export.XXXXXX";
     ASSERT_NE(mkdtemp(name.data()), nullptr);
     folder = name;
+    annalctl::proof::start_hashing();
     ASSERT_EQ(annal_event_create_tbl(0, 0), ANNAL_OK);
   }
   void TearDown() override {

@@ -117,6 +117,18 @@ Record& Sample::add_gap(std::int64_t first, std::int64_t count) {
                                      .fields = {}});
 }
 
+Record& Sample::add_head(std::int64_t number) {
+  fields_.emplace_back();
+  Record& head = records.emplace_back(Record{.kind = Kind::kHead, .id = number});
+  head.date = "2026-11-21";
+  head.time = "10:00:00";
+  head.seconds = kMoment;
+  head.chain = "00112233445566778899aabbccddeeff";
+  head.head = keep(
+      fmt::format(R"({{"log":"{}","chain":"{}","sequence":{},"sealed":{}}})", stream.log, head.chain, number, kMoment));
+  return head;
+}
+
 void Sample::set(std::string_view column, Value value) {
   if (const auto* const text = std::get_if<std::string_view>(&value)) {
     value = keep(std::string(*text));

@@ -21,6 +21,7 @@ class Sample {
   // An ordinary entry; a text replaces its message.
   Record& add(std::int64_t id, std::string_view message = {});
   Record& add_gap(std::int64_t first, std::int64_t count);
+  Record& add_head(std::int64_t number);
   // Gives a column of the newest record another value.
   void set(std::string_view column, Value value);
 

@@ -40,6 +40,7 @@ class ExportState : public ExportTest {
               .highest = 4712,
               .file = {.inode = 18446744073709551615U, .born = 1795255200123456789},
               .anchors = {{.id = 4700, .digest = "one"}, {.id = 4711, .digest = "two"}},
+              .seal = {.chain = "00ff", .position = 12, .head = 3},
               .sent = 1,
               .missing = 2,
               .refused = 3};
@@ -57,6 +58,9 @@ TEST_F(ExportState, IsReadBackAsItWasWritten) {
   EXPECT_EQ(read->anchors[1].id, 4711);
   EXPECT_EQ(read->anchors[1].digest, "two");
   EXPECT_EQ(read->sent + read->missing * 10 + read->refused * 100, 321);
+  EXPECT_EQ(read->seal.chain, "00ff");
+  EXPECT_EQ(read->seal.position, 12);
+  EXPECT_EQ(read->seal.head, 3);
   EXPECT_GT(read->saved, 0);
   EXPECT_FALSE(load_state(folder, kAppliance, "central", "conn"));
 }

@@ -108,14 +108,31 @@ deliver "$pg" --redact --from 7 --messages "$folder/messages" >/dev/null
 deliver "$pg" --from 7 >/dev/null
 expect "replaces the first" "$(sql 'SELECT event_desc FROM annal.event WHERE id = 7 AND generation = 1')" blanked
 expect "and leaves a trace" "$(sql 'SELECT log, id FROM annal.redaction')" 'event|7'
+for _ in again 'and again'; do
+  deliver "$pg" --redact --from 7 --messages "$folder/messages" >/dev/null
+done
+expect "a repeated redaction changes nothing" \
+  "$(sql 'SELECT count(*), min(event_desc) FROM annal.event WHERE id = 7 AND generation = 1' && sql 'SELECT count(*) FROM annal.redaction')" \
+  $'1|blanked\n1'
+deliver "$pg" --generation 12 --redact --from 5 --messages "$folder/messages" >/dev/null
+deliver "$pg" --generation 12 --from 1 --count 9 >/dev/null
+expect "one that comes before its entry keeps that away" \
+  "$(sql "SELECT count(*), count(*) FILTER (WHERE event_desc = 'blanked') FROM annal.event WHERE generation = 12")" '9|1'
+
+echo "heads"
+deliver "$pg" --generation 1 --from 7 --head 17 >/dev/null
+deliver "$pg" --generation 1 --from 7 --head 17 >/dev/null
+deliver "$pg" --generation 1 --from 7 --head 18 >/dev/null
+expect "are kept once each" "$(sql "SELECT log, sealed, head->'sequence' FROM annal.head ORDER BY 3")" \
+  $'event|2026-11-21 10:00:00+00|17\nevent|2026-11-21 10:00:00+00|18'
 
 echo "records as JSON"
 printf '%s\n' 'two\nlines \e[31m' "it's \\\\N" >"$folder/hostile"
 json=$folder/records
 echo 'type = "stdout"' >"$folder/stdout.toml"
 for log in event conn fileop notice; do
-  deliver "$pg" --generation 20 --log "$log" --count 3 --gap 2 --messages "$folder/hostile" >/dev/null
-  deliver "$folder/stdout.toml" --generation 20 --log "$log" --count 3 --gap 2 \
+  deliver "$pg" --generation 20 --log "$log" --count 3 --gap 2 --head 20 --messages "$folder/hostile" >/dev/null
+  deliver "$folder/stdout.toml" --generation 20 --log "$log" --count 3 --gap 2 --head 20 \
     --messages "$folder/hostile" | grep '^{' >>"$json"
 done
 sed "s/'/''/g; s/.*/SELECT annal.store('&');/; s/\"generation\":20/\"generation\":21/" "$json" |
@@ -127,6 +144,8 @@ for log in event conn fileop notice; do
   expect "of which there are" "$(rows 21 | wc -l)" 3
 done
 expect "and the same gaps" "$(sql 'SELECT count(*), count(DISTINCT (log, first_id, entries)) FROM annal.gap WHERE generation IN (20, 21)')" '8|4'
+expect "and the same heads" "$(sql "SELECT log, count(*) FROM annal.head WHERE head->>'sequence' = '20' GROUP BY 1 ORDER BY 1" | tr '\n' ' ')" \
+  'conn|1 event|1 fileop|1 notice|1 '
 sql "SELECT annal.store('{\"appliance\":\"0123456789abcdef0123456789abcdef\",\"log\":\"event\",\"generation\":22,\"kind\":\"entry\",
   \"id\":1,\"date\":\"2026-11-21\",\"time\":\"10:00:00\",\"timestamp\":null,\"level\":\"warning\",\"severity\":4,\"message\":\"m\",
   \"fields\":{\"event_id\":1,\"event_type\":\"odd\",\"later\":5}}')" >/dev/null
@@ -143,6 +162,9 @@ echo "rights"
 as() { PGPASSWORD=$2 psql -X -q -A -t "host=localhost port=$port dbname=annal user=$1 sslmode=require" -c "$3" 2>&1 || true; }
 expect_match "a writer cannot read" "$(as appliances "$(cat "$folder/password")" 'SELECT * FROM annal.entry')" 'permission denied'
 expect_match "nor delete" "$(as appliances "$(cat "$folder/password")" 'DELETE FROM annal.event')" 'permission denied'
+expect_match "nor look at heads" "$(as appliances "$(cat "$folder/password")" 'SELECT * FROM annal.head')" 'permission denied'
+expect_match "nor change one" "$(as appliances "$(cat "$folder/password")" "UPDATE annal.head SET head = '{}'")" 'permission denied'
+expect_match "nor take one away" "$(as appliances "$(cat "$folder/password")" 'DELETE FROM annal.head')" 'permission denied'
 expect_match "nor drop partitions" "$(as appliances "$(cat "$folder/password")" "SELECT annal.drop_before('2030-01-01')")" 'permission denied'
 expect "a reader can read" "$(as auditor auditor 'SELECT count(*) > 0 FROM annal.entry')" t
 expect_match "but not write" "$(as auditor auditor "INSERT INTO annal.gap VALUES ('0123456789abcdef0123456789abcdef', 'event', 1, 1, 1)")" 'permission denied'
@@ -153,6 +175,10 @@ for date in 1970-01-01 2099-01-01; do
   deliver "$pg" --generation 5 --date "$date" >/dev/null
 done
 expect "a wrong clock makes none" "$(sql "SELECT count(*) FROM annal.event_other_dates")" 2
+for date in 2099-01-01 "$(date -u +%F)" 1970-01-01 "$(date -u +%F)" 2099-01-01; do
+  deliver "$pg" --generation 13 --from "${date:2:2}" --date "$date" >/dev/null
+done
+expect "nor does one that jumps double anything" "$(sql "SELECT count(*), count(DISTINCT id) FROM annal.event WHERE generation = 13")" '3|3'
 old=$(date -u -d '-100 days' +%F)
 sql "INSERT INTO annal.event_other_dates (appliance, generation, id, stored_date, severity, level) VALUES
   ('0123456789abcdef0123456789abcdef', 6, 1, '$old', 6, 'information')" >/dev/null
@@ -167,6 +193,32 @@ expect "are made by day if set so" "$(sql "SELECT tableoid::regclass FROM annal.
 sql "UPDATE annal.setting SET partition_width = 'month'" >/dev/null
 expect "are dropped when they are old" "$(database drop-before "$(date -u -d '-60 days' +%F)" | wc -l)" 2
 expect "with their entries" "$(sql 'SELECT count(*) FROM annal.event WHERE generation IN (6, 7)')" 0
+
+echo "an appliance that seals and redacts"
+createdb -h "$folder/socket" -p "$port" -U postgres proof
+printf 'host = "%s"\nport = %s\nuser = "postgres"\ndatabase = "proof"\n' "$folder/socket" "$port" >"$folder/proof-owner.toml"
+"$ANNAL_BIN/annal-database" -c "$folder/proof-owner.toml" apply >/dev/null
+mkdir -p "$folder/proof"
+echo 0123456789abcdef0123456789abcdef >"$folder/machine-id"
+{
+  printf 'state = "%s"\nmachine_id = "%s"\n[logs]\nconn = false\nnotice = false\n[sink.database]\n' \
+    "$folder/proof" "$folder/machine-id"
+  cat "$pg"
+  echo 'database = "proof"'
+} >"$folder/proof.toml"
+"$ANNAL_BIN/private-appliance" "$here/proof.sh" "$ANNAL_BIN" "$folder" "$folder/proof.toml" \
+  psql -X -q -A -t -h "$folder/socket" -p "$port" -U postgres proof -c >"$folder/proof.out" ||
+  cat "$folder/proof.out"
+found() { sed -n "s/^$1: //p" "$folder/proof.out"; }
+expect "its entries arrive" "$(found sent)" '4|1'
+expect "what it redacts is blank here too" "$(found redacted)" \
+  '1=first/ann 2=[redacted]/[redacted] 3=third/ann 4=not yet sealed/ann 5=[redacted]/[redacted]'
+expect "with a trace of each" "$(found traces)" '2 5'
+expect "also if the entry has gone since" "$(found gone)" '1|0'
+expect "its heads arrive" "$(found heads)" 3
+expect "and verify" "$(found verified)" 0
+expect "another log with a chain of its own seems sound" "$(found 'rewritten, without the heads')" 0
+expect "and not beside the heads that were sent" "$(found 'with them')" 3
 
 echo "a server that is killed and started again while entries come"
 deliver "$pg" --generation 8 --count 60000 --batch 1000 --tries 3000 >"$folder/killed" 2>&1 &

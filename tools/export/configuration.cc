@@ -46,6 +46,7 @@ class Loading {
     if (document_) {
       Settings top = settings("", *document_);
       load_top(top);
+      load_proof(top);
       load_logs(top);
       load_sinks(top, only);
       top.end();
@@ -95,6 +96,17 @@ class Loading {
       top.complain("machine_id", fmt::format("{} has no machine-id, which is 32 hexadecimal digits", file));
     }
     configuration_.appliance = id;
+  }
+
+  void load_proof(Settings& top) {
+    Settings proof = top.table("proof");
+    constexpr std::int64_t kDay = 86400;
+    configuration_.seal_every = std::chrono::seconds(proof.number("seal_every", 0, {.least = 0, .most = kDay}));
+    configuration_.seal_key = proof.text_or("key_file", annalctl::proof::usual_key_file());
+    if (!configuration_.seal_key.starts_with('/')) {
+      proof.complain("key_file", "must be a whole path, with a '/' in front");
+    }
+    proof.end();
   }
 
   // A log is at its own place, at another one, or left out: true, "/path", false.

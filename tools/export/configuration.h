@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/export/sealing.h"
 #include "tools/export/settings.h"
 #include "tools/export/sink.h"
 #include "tools/export/source_log.h"
@@ -28,7 +29,10 @@ struct Configuration {
   std::chrono::milliseconds interval{0};
   std::vector<SourceLog> logs;
   std::vector<ConfiguredSink> sinks;
-  std::vector<Complaint> complaints;  // with any, the rest is not to be used
+  std::chrono::seconds seal_every{0};  // 0: another program seals the logs
+  std::string seal_key;                // the file of the key
+  std::unique_ptr<Sealing> sealing;    // made by whoever uses it, before rights are given up
+  std::vector<Complaint> complaints;   // with any, the rest is not to be used
 };
 
 // only: the name of the one sink that is wanted, or empty for all.

@@ -8,10 +8,12 @@
 #include <utility>
 
 #include "tools/export/report.h"
+#include "tools/export/sealing.h"
 
 namespace exporter {
 
-LogCourse::LogCourse(const Owner& owner, const SourceLog& log) : owner_(owner), log_(log), reader_(log) {
+LogCourse::LogCourse(const Owner& owner, const SourceLog& log)
+    : owner_(owner), log_(log), reader_(log), news_(log_, reader_) {
   std::optional<State> state = load_state(owner.folder, owner.appliance, owner.sink, log.name());
   if (state) {
     state_ = std::move(*state);
@@ -34,6 +36,7 @@ void LogCourse::begin_generation(const LogFile& file) {
   if (state_.generation > 0) {
     report(fmt::format("sink {}: {} was created again: its entries are sent from the first one on, as generation {}",
                        owner_.sink, log_.path, generation));
+    state_.seal = news_.mark_behind_all(state_.seal);
   }
   state_.generation = generation;
   state_.position = 0;
@@ -60,23 +63,25 @@ std::int64_t LogCourse::move(std::span<const Record> done, std::size_t refused) 
   for (const Record& record : done) {
     if (record.kind == Kind::kGap) {
       state_.missing += record.count;
-    } else {
+    } else if (record.kind == Kind::kEntry) {
       ++entries;
       last = &record;
+    } else {
+      continue;
     }
-  }
-  if (!done.empty()) {
-    state_.position = last_id(done.back());
+    state_.position = last_id(record);
   }
   if (last != nullptr) {
     state_.add_anchor({last->id, digest_of(*last, *log_.shape)});
   }
   state_.refused += static_cast<std::int64_t>(refused);
+  entries = std::max<std::int64_t>(entries, 0);  // what was refused may have been no entry
   state_.sent += entries;
   return entries;
 }
 
-LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page) {
+// news: where the records come from, if they are not the log's next ones.
+LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page, const ChainNews* news) {
   const Stream stream{.appliance = state_.appliance, .log = state_.log, .generation = state_.generation};
   const std::span<const Record> records = page.records();
   std::size_t moved = 0;
@@ -84,6 +89,9 @@ LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page)
   const auto move_to = [&](std::size_t acknowledged, std::size_t refused) {
     const State before = state_;
     result.sent += move(records.first(std::min(acknowledged, records.size())).subspan(moved), refused);
+    if (news != nullptr) {
+      state_.seal = news->mark_after(acknowledged);
+    }
     try {
       save_if_owed();
     } catch (const StateFailure&) {
@@ -116,7 +124,18 @@ LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page)
 }
 
 LogCourse::Result LogCourse::advance(Sink& sink, const Stop& stop, Page& page) {
-  if (!due_ && !reader_.may_have_changed()) {
+  const bool changed = due_ || reader_.may_have_changed();
+  if (owner_.sealing != nullptr) {
+    owner_.sealing->seal(log_, changed);
+  }
+  if (state_.generation > 0 && news_.may_be_there(state_)) {
+    news_.read(state_, page);
+    if (!page.empty()) {
+      return hand_over(sink, stop, page, &news_);
+    }
+    state_.seal = news_.mark_after(0);
+  }
+  if (!changed) {
     return {};
   }
   due_ = true;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/export/chain_news.h"
 #include "tools/export/log_reader.h"
 #include "tools/export/page.h"
 #include "tools/export/set_aside.h"
@@ -14,6 +15,8 @@
 #include "tools/export/state.h"
 
 namespace exporter {
+
+class Sealing;
 
 class LogCourse {
  public:
@@ -24,9 +27,13 @@ class LogCourse {
     const std::string& sink;
     std::size_t batch;
     bool saves_at_close;
+    Sealing* sealing = nullptr;  // null: another program seals
   };
   // Throws StateFailure.
   LogCourse(const Owner& owner, const SourceLog& log);
+  ~LogCourse() = default;
+  LogCourse(const LogCourse&) = delete;
+  LogCourse& operator=(const LogCourse&) = delete;
 
   enum class Step {
     kNothing,   // there is nothing to do, for now
@@ -38,7 +45,8 @@ class LogCourse {
     std::optional<Trouble> trouble{};
     std::int64_t sent = 0;  // entries that were acknowledged
   };
-  // Sends a page. Throws ReadTrouble if the log cannot be read, and StateFailure if the position cannot be saved.
+  // Sends a page, of entries or of what the chain has. Throws ReadTrouble if the log cannot be read, and StateFailure
+  // if the position cannot be saved.
   Result advance(Sink& sink, const Stop& stop, Page& page);
 
   // Whether everything was sent that was in the log at the first look.
@@ -49,13 +57,14 @@ class LogCourse {
 
  private:
   void begin_generation(const LogFile& file);
-  Result hand_over(Sink& sink, const Stop& stop, Page& page);
+  Result hand_over(Sink& sink, const Stop& stop, Page& page, const ChainNews* news = nullptr);
   std::int64_t move(std::span<const Record> done, std::size_t refused);
   void save_if_owed();
 
   Owner owner_;
   const SourceLog& log_;
   LogReader reader_;
+  ChainNews news_;
   State state_;
   std::int64_t saved_highest_ = 0;
   bool due_ = true;

@@ -230,6 +230,34 @@ void LogReader::fill(const State& state, std::size_t most_records, Reading& read
   }
 }
 
+LogReader::Whose LogReader::look_up(const State& state, std::span<const std::int64_t> ids, const Visitor& visit) {
+  if (!open()) {
+    return Whose::kNobodys;
+  }
+  const Turn turn(*database_);
+  if (!turn.begun()) {
+    fail();
+  }
+  const std::optional<Facts> now = facts();
+  if (!now) {
+    return Whose::kNobodys;
+  }
+  if (!agrees(state, *now)) {
+    return Whose::kAnother;
+  }
+  SqliteStatement row(*database_, fmt::format("SELECT t.* FROM main.{} AS t WHERE rowid = ?", log_.shape->log.table));
+  for (std::size_t place = 0; place < ids.size(); ++place) {
+    row.bind(1, ids[place]);
+    const bool there = row.next();
+    if (!there && !row.ended()) {
+      fail();
+    }
+    visit(place, there ? &row : nullptr);
+    row.reset();
+  }
+  return Whose::kOfTheState;
+}
+
 Reading LogReader::read(const State& state, std::size_t most_records, Page& page) {
   page.clear();
   Reading reading;

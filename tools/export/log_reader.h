@@ -3,9 +3,12 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -36,6 +39,12 @@ class LogReader {
 
   // Fills the page with what follows the state's position. Throws ReadTrouble.
   Reading read(const State& state, std::size_t most_records, Page& page);
+
+  // Shows the entries with these ids in one transaction, with a null pointer for each that is not there. Before that
+  // says whether it is the log of the state; if not, shows none. Throws ReadTrouble.
+  enum class Whose { kNobodys, kOfTheState, kAnother };
+  using Visitor = std::function<void(std::size_t place, const annalctl::SqliteStatement* row)>;
+  Whose look_up(const State& state, std::span<const std::int64_t> ids, const Visitor& visit);
 
   // Whether this state is about the log that is there. Throws ReadTrouble.
   [[nodiscard]] bool is_log_of(const State& state);

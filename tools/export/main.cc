@@ -19,6 +19,7 @@
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/terminal.h"
 #include "tools/annalctl/output/help_format.h"
+#include "tools/annalctl/proof/hashing.h"
 #include "tools/export/configuration.h"
 #include "tools/export/log_rights.h"
 #include "tools/export/registry.h"
@@ -145,7 +146,7 @@ int show_status(const Configuration& configuration, const Options& options) {
 }
 
 int start(const Options& options) {
-  const Configuration configuration = load_configuration(options.configuration, options.sink);
+  Configuration configuration = load_configuration(options.configuration, options.sink);
   if (!configuration.complaints.empty()) {
     for (const Complaint& complaint : configuration.complaints) {
       annalctl::complain_bare(complaint.text());
@@ -154,6 +155,11 @@ int start(const Options& options) {
   }
   if (options.check) {
     return check(configuration);
+  }
+  annalctl::proof::start_hashing();
+  if (!options.status && configuration.seal_every.count() > 0) {
+    configuration.sealing = std::make_unique<Sealing>(configuration.seal_every,
+                                                      annalctl::proof::load_or_create_keys(configuration.seal_key));
   }
   take_rights_for(configuration.logs, configuration.state_folder);
   if (options.status) {

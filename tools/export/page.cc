@@ -100,14 +100,28 @@ std::string_view Page::keep_clean(std::string_view text) {
   return is_clean(text) ? keep(text) : keep(cleaned(text));
 }
 
-void Page::add_gap(std::int64_t first, std::int64_t count) {
-  Record gap{.kind = Kind::kGap, .id = first, .count = count};
-  gap.seconds = std::time(nullptr);
-  const DateAndTime now = in_utc(*gap.seconds);
-  gap.date = keep(now.date);
-  gap.time = keep(now.time);
+Record& Page::add_without_row(Kind kind, std::int64_t id, std::int64_t seconds) {
+  const DateAndTime moment = in_utc(seconds);
   ranges_.push_back({fields_.size(), 0});
-  records_.push_back(gap);
+  Record& record = records_.emplace_back(Record{.kind = kind, .id = id});
+  record.seconds = seconds;
+  record.date = keep(moment.date);
+  record.time = keep(moment.time);
+  return record;
+}
+
+void Page::add_gap(std::int64_t first, std::int64_t count) {
+  add_without_row(Kind::kGap, first, std::time(nullptr)).count = count;
+}
+
+void Page::add_redaction(std::int64_t id, std::int64_t seconds) {
+  add_without_row(Kind::kRedaction, id, seconds).seconds.reset();
+}
+
+void Page::add_head(std::int64_t number, std::int64_t sealed, std::string_view chain, std::string_view json) {
+  Record& head = add_without_row(Kind::kHead, number, sealed);
+  head.chain = keep(chain);
+  head.head = keep(json);
 }
 
 Field Page::field_of(const annalctl::SqliteStatement& row, int column, const LogShape& shape) {
@@ -134,7 +148,7 @@ std::string_view Page::text_in_last(std::size_t place) const {
   return text == nullptr ? std::string_view() : *text;
 }
 
-void Page::add_entry(const annalctl::SqliteStatement& row, const LogShape& shape) {
+void Page::add_entry(const annalctl::SqliteStatement& row, const LogShape& shape, Kind kind) {
   const int columns = sqlite3_column_count(row.handle());
   ranges_.push_back({fields_.size(), static_cast<std::size_t>(columns)});
   std::vector<const char*> values;
@@ -144,7 +158,7 @@ void Page::add_entry(const annalctl::SqliteStatement& row, const LogShape& shape
     values.push_back(raw_text(row, column).data());
   }
 
-  Record entry;
+  Record entry{.kind = kind};
   entry.id = row.integer(0);
   entry.seconds = shape.entry.moment(values);
   if (shape.log.time == nullptr) {

@@ -22,8 +22,11 @@ class Page {
   void clear();
 
   // The row where "SELECT t.*" stands.
-  void add_entry(const annalctl::SqliteStatement& row, const LogShape& shape);
+  void add_entry(const annalctl::SqliteStatement& row, const LogShape& shape, Kind kind = Kind::kEntry);
   void add_gap(std::int64_t first, std::int64_t count);
+  // Of an entry that is there no more. seconds: its date and time, taken for universal time.
+  void add_redaction(std::int64_t id, std::int64_t seconds);
+  void add_head(std::int64_t number, std::int64_t sealed, std::string_view chain, std::string_view json);
 
   [[nodiscard]] bool full(std::size_t most_records) const {
     return records_.size() >= most_records || bytes_ >= kMostBytes;
@@ -33,6 +36,8 @@ class Page {
   [[nodiscard]] std::span<const Record> records();
 
  private:
+  Record& add_without_row(Kind kind, std::int64_t id, std::int64_t seconds);
+
   struct Range {
     std::size_t begin;
     std::size_t count;

@@ -29,6 +29,8 @@ std::string_view name_of(Kind kind) {
       return "gap";
     case Kind::kRedaction:
       return "redaction";
+    case Kind::kHead:
+      return "head";
     default:
       return "entry";
   }
@@ -41,6 +43,8 @@ std::string key_of(const Stream& stream, const Record& record) {
       return fmt::format("{}/gap/{}+{}", from, record.id, record.count);
     case Kind::kRedaction:
       return fmt::format("{}/redaction/{}", from, record.id);
+    case Kind::kHead:
+      return fmt::format("{}/head/{}/{}", from, record.chain, record.id);
     default:
       return fmt::format("{}/{}", from, record.id);
   }
@@ -59,7 +63,10 @@ std::string json_of(const Stream& stream, const Record& record) {
   json["date"] = record.date;
   json["time"] = record.time;
   json["timestamp"] = record.seconds ? Json(*record.seconds) : Json(nullptr);
-  if (record.kind != Kind::kGap) {
+  if (record.kind == Kind::kHead) {
+    json["head"] = Json::parse(record.head);
+  }
+  if (has_row(record.kind)) {
     json["level"] = record.level;
     json["severity"] = record.severity;
     json["message"] = record.message;
@@ -69,6 +76,18 @@ std::string json_of(const Stream& stream, const Record& record) {
     }
   }
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string text_of(const Stream& stream, const Record& record) {
+  switch (record.kind) {
+    case Kind::kGap:
+      return fmt::format("{} entries of the {} log, from {} on, were deleted before they were sent.", record.count,
+                         stream.log, record.id);
+    case Kind::kHead:
+      return fmt::format("The {} log was sealed: head {} of the chain {}.", stream.log, record.id, record.chain);
+    default:
+      return std::string(record.message);
+  }
 }
 
 }  // namespace exporter

@@ -28,19 +28,21 @@ std::string text_of(const State& state) {
   for (const Anchor& anchor : state.anchors) {
     anchors.push_back({{"id", anchor.id}, {"digest", anchor.digest}});
   }
-  const Json json = {{"format", kFormat},
-                     {"appliance", state.appliance},
-                     {"sink", state.sink},
-                     {"log", state.log},
-                     {"generation", state.generation},
-                     {"position", state.position},
-                     {"highest", state.highest},
-                     {"file", {{"inode", state.file.inode}, {"born", state.file.born}}},
-                     {"anchors", std::move(anchors)},
-                     {"sent", state.sent},
-                     {"missing", state.missing},
-                     {"refused", state.refused},
-                     {"saved", state.saved}};
+  const Json json = {
+      {"format", kFormat},
+      {"appliance", state.appliance},
+      {"sink", state.sink},
+      {"log", state.log},
+      {"generation", state.generation},
+      {"position", state.position},
+      {"highest", state.highest},
+      {"file", {{"inode", state.file.inode}, {"born", state.file.born}}},
+      {"anchors", std::move(anchors)},
+      {"seal", {{"chain", state.seal.chain}, {"position", state.seal.position}, {"head", state.seal.head}}},
+      {"sent", state.sent},
+      {"missing", state.missing},
+      {"refused", state.refused},
+      {"saved", state.saved}};
   const std::string line = json.dump();
   return line + "\n" + digest_of(line) + "\n";
 }
@@ -58,6 +60,11 @@ State state_of(std::string_view line) {
   state.file = {.inode = file.at("inode").get<std::uint64_t>(), .born = file.at("born").get<std::int64_t>()};
   for (const Json& anchor : json.at("anchors")) {
     state.anchors.push_back({anchor.at("id").get<std::int64_t>(), anchor.at("digest").get<std::string>()});
+  }
+  if (const auto seal = json.find("seal"); seal != json.end()) {
+    state.seal = {.chain = seal->at("chain").get<std::string>(),
+                  .position = seal->at("position").get<std::uint64_t>(),
+                  .head = seal->at("head").get<std::uint64_t>()};
   }
   state.sent = json.at("sent").get<std::int64_t>();
   state.missing = json.at("missing").get<std::int64_t>();

@@ -23,6 +23,13 @@ struct LogFile {
   [[nodiscard]] bool same_file(const LogFile& other) const { return inode == other.inode && born == other.born; }
 };
 
+// How much of the chain beside a log was passed on.
+struct ChainMark {
+  std::string chain{};         // its id; empty: none was seen
+  std::uint64_t position = 0;  // the first record that was not looked at
+  std::uint64_t head = 0;      // the number of the newest head that was sent
+};
+
 struct State {
   std::string appliance;  // the machine-id
   std::string sink;
@@ -32,6 +39,7 @@ struct State {
   std::int64_t highest = 0;   // the highest id that was ever seen in the log
   LogFile file{};
   std::vector<Anchor> anchors{};  // the oldest first, a few only: the newest may have been deleted from the log
+  ChainMark seal{};
 
   // Since the file was created.
   std::int64_t sent = 0;     // entries that the receiver acknowledged

@@ -41,7 +41,8 @@ Worker::Worker(const Configuration& configuration, const ConfiguredSink& sink, c
                                    .appliance = configuration.appliance,
                                    .sink = sink.name,
                                    .batch = sink.batch,
-                                   .saves_at_close = sink.sink->acknowledges_at_close()};
+                                   .saves_at_close = sink.sink->acknowledges_at_close(),
+                                   .sealing = configuration.sealing.get()};
       courses_.emplace_back(owner, log);
     } catch (const StateFailure& failure) {
       note_log(log.name(), failure.what());

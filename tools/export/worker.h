@@ -3,9 +3,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <list>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "tools/export/activity.h"
 #include "tools/export/configuration.h"
@@ -45,7 +45,7 @@ class Worker {
   const ConfiguredSink& sink_;
   const Stop& stop_;
   WorkMode mode_;
-  std::vector<LogCourse> courses_;
+  std::list<LogCourse> courses_;
   Page page_;
   bool failed_ = false;
   bool ended_ = false;  // for good

@@ -83,8 +83,8 @@ class Store::Session {
   std::optional<Connection> connection_;
   std::vector<Statements> statements_;
 
-  std::vector<LogRows> logs_;  // of the transaction
-  std::string gaps_;
+  std::vector<LogRows> logs_;            // of the transaction
+  std::vector<std::string> side_lines_;  // of each side table
   // Dates whose partitions exist, so that the server need not be asked for each batch.
   std::set<std::pair<std::size_t, std::string>> known_dates_;
 };
@@ -99,21 +99,26 @@ void Store::Session::connect(const Stop& stop) {
       "SET lock_timeout = '30s'; SET statement_timeout = '50s'; ";
   statements_.clear();
   for (const LogTable& table : log_tables()) {
-    statements_.emplace_back(table);
+    statements_.push_back(statements_for(table));
     prepare += statements_.back().create + "; ";
   }
-  connection_->run(prepare + kCreateGaps);
+  for (const SideTable& table : side_tables()) {
+    prepare += table.statements.create + "; ";
+  }
+  connection_->run(prepare);
 }
 
 void Store::Session::fill(std::span<const Row> rows) {
   logs_.assign(log_tables().size(), {});
-  gaps_.clear();
+  side_lines_.assign(side_tables().size(), {});
   for (const Row& row : rows) {
     if (!unfit(row).empty()) {
       continue;
     }
-    if (row.record->kind == Kind::kGap) {
-      append_gap_line(gaps_, *row.stream, *row.record);
+    const auto side = std::find_if(side_tables().begin(), side_tables().end(),
+                                   [&row](const SideTable& one) { return one.kind == row.record->kind; });
+    if (side != side_tables().end()) {
+      side->append_line(side_lines_[static_cast<std::size_t>(side - side_tables().begin())], *row.stream, *row.record);
       continue;
     }
     std::size_t place = 0;
@@ -172,10 +177,13 @@ void Store::Session::attempt(std::span<const Row> rows) {
     }
     after += statements_[place].insert + "; ";
   }
-  if (!gaps_.empty()) {
-    connection_->copy(before + kCopyGaps, gaps_);
-    before.clear();
-    after += std::string(kInsertGaps) + "; ";
+  for (std::size_t place = 0; place < side_lines_.size(); ++place) {
+    if (!side_lines_[place].empty()) {
+      const Statements& statements = side_tables()[place].statements;
+      connection_->copy(before + statements.copy, side_lines_[place]);
+      before.clear();
+      after += statements.insert + "; ";
+    }
   }
   if (before.empty()) {
     connection_->run(after + "COMMIT");

@@ -6,95 +6,83 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace exporter::database {
 
 namespace {
 
-constexpr bool kNumber = true;
-constexpr bool kText = false;
+// Of a column that the table calls as the log does. PostgreSQL's names are in lower case.
+constexpr Column number(std::string_view name) {
+  return {name, name, true};
+}
+constexpr Column text(std::string_view name) {
+  return {name, name, false};
+}
 
 constexpr std::array kEventColumns{
-    Column{"event_type", "event_type", kNumber},
-    Column{"event_date", "event_date", kText},
-    Column{"event_time", "event_time", kText},
-    Column{"event_user", "event_user", kText},
-    Column{"event_ip", "event_ip", kText},
-    Column{"event_comp", "event_comp", kText},
-    Column{"event_desc", "event_desc", kText},
-    Column{"event_msgid", "event_msgid", kText},
-    Column{"event_timet", "event_timet", kNumber},
-    Column{"event_app_id", "event_app_id", kText},
-    Column{"event_app_name", "event_app_name", kText},
-    Column{"event_category_id", "event_category_id", kText},
-    Column{"event_category", "event_category", kText},
-    Column{"event_client_id", "event_client_id", kText},
-    Column{"event_client_app", "event_client_app", kText},
-    Column{"event_client_agent", "event_client_agent", kText},
+    number("event_type"),   text("event_date"),      text("event_time"),       text("event_user"),
+    text("event_ip"),       text("event_comp"),      text("event_desc"),       text("event_msgid"),
+    number("event_timet"),  text("event_app_id"),    text("event_app_name"),   text("event_category_id"),
+    text("event_category"), text("event_client_id"), text("event_client_app"), text("event_client_agent"),
 };
 
 constexpr std::array kConnColumns{
-    Column{"conn_type", "conn_type", kNumber},
-    Column{"conn_date", "conn_date", kText},
-    Column{"conn_time", "conn_time", kText},
-    Column{"conn_user", "conn_user", kText},
-    Column{"conn_ip", "conn_ip", kText},
-    Column{"conn_comp", "conn_comp", kText},
-    Column{"conn_res", "conn_res", kText},
-    Column{"conn_serv", "conn_serv", kNumber},
-    Column{"conn_action", "conn_action", kNumber},
-    Column{"conn_app", "conn_app", kText},
-    Column{"conn_action_result", "conn_action_result", kNumber},
-    Column{"conn_client_id", "conn_client_id", kText},
-    Column{"conn_client_app", "conn_client_app", kText},
-    Column{"conn_client_agent", "conn_client_agent", kText},
+    number("conn_type"),
+    text("conn_date"),
+    text("conn_time"),
+    text("conn_user"),
+    text("conn_ip"),
+    text("conn_comp"),
+    text("conn_res"),
+    number("conn_serv"),
+    number("conn_action"),
+    text("conn_app"),
+    number("conn_action_result"),
+    text("conn_client_id"),
+    text("conn_client_app"),
+    text("conn_client_agent"),
 };
 
 constexpr std::array kFileopColumns{
-    Column{"event_type", "event_type", kNumber},
-    Column{"event_date", "event_date", kText},
-    Column{"event_time", "event_time", kText},
-    Column{"event_user", "event_user", kText},
-    Column{"event_ip", "event_ip", kText},
-    Column{"event_oldfilepath", "event_oldfilepath", kText},
-    Column{"event_filepath", "event_filepath", kText},
-    Column{"event_isFolder", "event_isfolder", kNumber},
-    Column{"event_action", "event_action", kNumber},
-    Column{"event_filesize", "event_filesize", kNumber},
-    Column{"event_comp", "event_comp", kText},
-    Column{"event_duid", "event_duid", kText},
-    Column{"event_desc", "event_desc", kText},
-    Column{"sub_user", "sub_user", kText},
-    Column{"pid", "pid", kNumber},
+    number("event_type"),   text("event_date"),
+    text("event_time"),     text("event_user"),
+    text("event_ip"),       text("event_oldfilepath"),
+    text("event_filepath"), Column{"event_isFolder", "event_isfolder", true},
+    number("event_action"), number("event_filesize"),
+    text("event_comp"),     text("event_duid"),
+    text("event_desc"),     text("sub_user"),
+    number("pid"),
 };
 
 // The table's own column severity is that of syslog for every log.
 constexpr std::array kNoticeColumns{
-    Column{"severity", "notice_severity", kNumber},
-    Column{"server", "server", kNumber},
-    Column{"action", "action", kNumber},
-    Column{"serviceName", "servicename", kText},
-    Column{"facility", "facility", kNumber},
-    Column{"time", "time", kNumber},
-    Column{"endtime", "endtime", kNumber},
-    Column{"user", "user", kText},
-    Column{"ip", "ip", kText},
-    Column{"client", "client", kText},
-    Column{"desc", "desc", kText},
-    Column{"msgCode", "msgcode", kText},
-    Column{"varNum", "varnum", kNumber},
-    Column{"varContent", "varcontent", kText},
-    Column{"name", "name", kText},
-    Column{"status", "status", kNumber},
-    Column{"uid", "uid", kNumber},
-    Column{"gid", "gid", kNumber},
-    Column{"link_id", "link_id", kText},
-    Column{"link_option", "link_option", kText},
-    Column{"title", "title", kText},
+    Column{"severity", "notice_severity", true},
+    number("server"),
+    number("action"),
+    Column{"serviceName", "servicename", false},
+    number("facility"),
+    number("time"),
+    number("endtime"),
+    text("user"),
+    text("ip"),
+    text("client"),
+    text("desc"),
+    Column{"msgCode", "msgcode", false},
+    Column{"varNum", "varnum", true},
+    Column{"varContent", "varcontent", false},
+    text("name"),
+    number("status"),
+    number("uid"),
+    number("gid"),
+    text("link_id"),
+    text("link_option"),
+    text("title"),
 };
 
 constexpr std::array kTables{
@@ -212,13 +200,61 @@ void append_other_fields(std::string& line, const LogTable& table, std::span<con
   }
 }
 
+// A column's name, and its type.
+using SideColumn = std::pair<std::string_view, std::string_view>;
+
+Statements side_statements(std::string_view table, std::initializer_list<SideColumn> columns) {
+  std::string names;
+  std::string types;
+  for (const auto& [name, type] : columns) {
+    const std::string_view comma = names.empty() ? "" : ", ";
+    names += fmt::format("{}{}", comma, name);
+    types += fmt::format("{}{} {}", comma, name, type);
+  }
+  return {.create =
+              fmt::format("CREATE TEMPORARY TABLE IF NOT EXISTS incoming_{} ({}) ON COMMIT DELETE ROWS", table, types),
+          .copy = fmt::format("COPY incoming_{} ({}) FROM STDIN", table, names),
+          // In the order of keys, as for the logs' tables.
+          .insert = fmt::format(
+              "INSERT INTO annal.{0} ({1}) SELECT {1} FROM incoming_{0} ORDER BY {1} ON CONFLICT DO NOTHING", table,
+              names)};
+}
+
+void append_stream(std::string& line, const Stream& stream) {
+  append_text(line, stream.appliance);
+  line += '\t';
+  append_text(line, stream.log);
+  line += '\t';
+  append_number(line, stream.generation);
+  line += '\t';
+}
+
+void append_gap_line(std::string& lines, const Stream& stream, const Record& gap) {
+  append_stream(lines, stream);
+  append_number(lines, gap.id);
+  lines += '\t';
+  append_number(lines, gap.count);
+  lines += '\t';
+  append_moment(lines, gap.seconds);
+  lines += '\n';
+}
+
+void append_head_line(std::string& lines, const Stream& stream, const Record& head) {
+  append_stream(lines, stream);
+  append_moment(lines, head.seconds);
+  lines += '\t';
+  append_text(lines, head.head);
+  lines += '\n';
+}
+
 }  // namespace
 
 std::span<const LogTable> log_tables() {
   return kTables;
 }
 
-Statements::Statements(const LogTable& table) {
+Statements statements_for(const LogTable& table) {
+  Statements statements;
   const std::string list = names(table);
   std::string columns =
       "appliance uuid, generation bigint, id bigint, stored_date date, happened timestamptz, severity smallint, level "
@@ -226,16 +262,17 @@ Statements::Statements(const LogTable& table) {
   for (const Column& column : table.columns) {
     columns += fmt::format(", \"{}\" {}", column.name, column.number ? "bigint" : "text");
   }
-  create = fmt::format(
+  statements.create = fmt::format(
       "CREATE TEMPORARY TABLE IF NOT EXISTS incoming_{} ({}, other_fields jsonb, redacted boolean) ON COMMIT DELETE "
       "ROWS",
       table.log, columns);
-  copy = fmt::format("COPY incoming_{} ({}, redacted) FROM STDIN", table.log, list);
+  statements.copy = fmt::format("COPY incoming_{} ({}, redacted) FROM STDIN", table.log, list);
   // In the order of keys, so that two that deliver the same entries do not wait for each other crosswise.
-  insert = fmt::format(
+  statements.insert = fmt::format(
       "INSERT INTO annal.{0} ({1}) SELECT {1} FROM incoming_{0} ORDER BY redacted DESC, appliance, generation, id ON "
       "CONFLICT DO NOTHING",
       table.log, list);
+  return statements;
 }
 
 void append_entry_line(std::string& lines, const LogTable& table, const Stream& stream, const Record& record) {
@@ -267,19 +304,25 @@ void append_entry_line(std::string& lines, const LogTable& table, const Stream& 
   lines += record.kind == Kind::kRedaction ? "\tt\n" : "\tf\n";
 }
 
-void append_gap_line(std::string& lines, const Stream& stream, const Record& gap) {
-  append_text(lines, stream.appliance);
-  lines += '\t';
-  append_text(lines, stream.log);
-  lines += '\t';
-  append_number(lines, stream.generation);
-  lines += '\t';
-  append_number(lines, gap.id);
-  lines += '\t';
-  append_number(lines, gap.count);
-  lines += '\t';
-  append_moment(lines, gap.seconds);
-  lines += '\n';
+std::span<const SideTable> side_tables() {
+  static const std::array kSideTables{
+      SideTable{Kind::kGap,
+                side_statements("gap", {{"appliance", "uuid"},
+                                        {"log", "text"},
+                                        {"generation", "bigint"},
+                                        {"first_id", "bigint"},
+                                        {"entries", "bigint"},
+                                        {"found", "timestamptz"}}),
+                append_gap_line},
+      SideTable{Kind::kHead,
+                side_statements("head", {{"appliance", "uuid"},
+                                         {"log", "text"},
+                                         {"generation", "bigint"},
+                                         {"sealed", "timestamptz"},
+                                         {"head", "jsonb"}}),
+                append_head_line},
+  };
+  return kSideTables;
 }
 
 bool is_appliance(std::string_view text) {

@@ -25,28 +25,26 @@ struct LogTable {
 // All that there are.
 [[nodiscard]] std::span<const LogTable> log_tables();
 
-// What a session needs to fill a log's table, built once.
+// What a session needs to fill a table.
 struct Statements {
-  explicit Statements(const LogTable& table);
-
   std::string create;  // the temporary table, which each commit empties
   std::string copy;    // into it
   std::string insert;  // from there
 };
+[[nodiscard]] Statements statements_for(const LogTable& table);
 
 // Appends one line for the temporary table.
 void append_entry_line(std::string& lines, const LogTable& table, const Stream& stream, const Record& record);
 
-inline constexpr const char* kCopyGaps =
-    "COPY incoming_gap (appliance, log, generation, first_id, entries, found) FROM STDIN";
-void append_gap_line(std::string& lines, const Stream& stream, const Record& gap);
+// What is not about one row of a log goes to a table that all logs share.
+struct SideTable {
+  Kind kind;
+  Statements statements;
+  void (*append_line)(std::string& lines, const Stream& stream, const Record& record);
+};
 
-inline constexpr const char* kCreateGaps =
-    "CREATE TEMPORARY TABLE IF NOT EXISTS incoming_gap (appliance uuid, log text, generation bigint, first_id bigint, "
-    "entries bigint, found timestamptz) ON COMMIT DELETE ROWS";
-inline constexpr const char* kInsertGaps =
-    "INSERT INTO annal.gap (appliance, log, generation, first_id, entries, found) SELECT appliance, log, generation, "
-    "first_id, entries, found FROM incoming_gap ORDER BY 1, 2, 3, 4, 5 ON CONFLICT DO NOTHING";
+// All that there are.
+[[nodiscard]] std::span<const SideTable> side_tables();
 
 // Whether the text is a machine-id: 32 hexadecimal digits.
 [[nodiscard]] bool is_appliance(std::string_view text);

@@ -44,6 +44,9 @@ Json attributes_of(const Stream& stream, const Record& record) {
   if (record.kind == Kind::kGap) {
     attributes.push_back(attribute("annal.count", number_value(record.count)));
   }
+  if (record.kind == Kind::kHead) {
+    attributes.push_back(attribute("annal.head", text_value(record.head)));
+  }
   for (const Field& field : record.fields) {
     std::string key = fmt::format("annal.{}.{}", stream.log, field.name);
     if (const auto* const number = std::get_if<std::int64_t>(&field.value)) {
@@ -67,11 +70,10 @@ Json log_record(const Stream& stream, const Record& record, std::int64_t observe
   const bool gap = record.kind == Kind::kGap;
   constexpr int kWarning = 4;
   json["severityNumber"] = otlp_severity(gap ? kWarning : record.severity);
-  json["severityText"] = gap ? std::string_view("warning") : record.level;
-  json["body"] =
-      text_value(gap ? fmt::format("{} entries of the {} log, from {} on, were deleted before they were sent.",
-                                   record.count, stream.log, record.id)
-                     : std::string(record.message));
+  json["severityText"] = gap                          ? std::string_view("warning")
+                         : record.kind == Kind::kHead ? std::string_view("information")
+                                                      : record.level;
+  json["body"] = text_value(text_of(stream, record));
   json["attributes"] = attributes_of(stream, record);
   return json;
 }

@@ -59,14 +59,6 @@ std::string parameter_value(std::string_view text) {
   return value;
 }
 
-std::string text_of(const Stream& stream, const Record& record) {
-  if (record.kind == Kind::kGap) {
-    return fmt::format("{} entries of the {} log, from {} on, were deleted before they were sent.", record.count,
-                       stream.log, record.id);
-  }
-  return annalctl::printable(record.message);
-}
-
 }  // namespace
 
 bool is_element_name(const std::string& text) {
@@ -87,7 +79,7 @@ std::string syslog_message(const SyslogOrigin& origin, const Stream& stream, con
       origin.facility * kSeverities + std::clamp(record.severity, 0, kSeverities - 1), timestamp(record.seconds),
       header_field(origin.host, kHostLimit), header_field(message_id, kMessageIdLimit), origin.element,
       parameter_value(stream.appliance), parameter_value(stream.log), stream.generation, kind, record.id,
-      parameter_value(json_of(stream, record)), text_of(stream, record));
+      parameter_value(json_of(stream, record)), annalctl::printable(text_of(stream, record)));
 }
 
 }  // namespace exporter::sinks

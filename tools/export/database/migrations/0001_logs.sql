@@ -177,6 +177,18 @@ CREATE TABLE annal.redaction (
   PRIMARY KEY (appliance, log, generation, id)
 );
 
+-- How far each log was sealed, signed, as "annalctl verify --anchor" takes it. The first that came stays. Whoever sends
+-- one that is signed by somebody else adds a row and replaces none.
+CREATE TABLE annal.head (
+  appliance uuid NOT NULL,
+  log text NOT NULL CHECK (log IN ('event', 'conn', 'fileop', 'notice')),
+  generation bigint NOT NULL,
+  sealed timestamptz,
+  head jsonb NOT NULL,
+  received timestamptz NOT NULL DEFAULT now(),
+  PRIMARY KEY (appliance, log, head)
+);
+
 -- All logs as one.
 CREATE VIEW annal.entry AS
 SELECT appliance, 'event'::text AS log, generation, id, stored_date, happened, severity, level, event_user AS "user",

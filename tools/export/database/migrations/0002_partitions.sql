@@ -49,7 +49,8 @@ END
 $$;
 
 -- Drops what is older than a day: partitions that end before it, and those entries of other dates that arrived before
--- it. Gives up after a few seconds of waiting for readers, so that writers do not queue behind it.
+-- it; and the heads of before it, but for the newest of each chain. Gives up after a few seconds of waiting for readers,
+-- so that writers do not queue behind it.
 CREATE FUNCTION annal.drop_before(day date) RETURNS TABLE (dropped text)
 LANGUAGE plpgsql SET search_path = pg_catalog, pg_temp SET lock_timeout = '5s' AS $$
 DECLARE
@@ -71,6 +72,11 @@ BEGIN
       RETURN NEXT;
     END IF;
   END LOOP;
+  DELETE FROM annal.head AS one
+  WHERE one.received < day AND EXISTS (
+    SELECT FROM annal.head AS later
+    WHERE later.appliance = one.appliance AND later.log = one.log AND later.head->'chain' = one.head->'chain'
+      AND later.received > one.received);
 END
 $$;
 
@@ -96,7 +102,7 @@ REVOKE ALL ON FUNCTION annal.make_partitions, annal.drop_before, annal.redact FR
 
 -- A writer adds, and reads nothing.
 GRANT USAGE ON SCHEMA annal TO annal_writer, annal_reader;
-GRANT INSERT ON annal.event, annal.conn, annal.fileop, annal.notice, annal.gap TO annal_writer;
+GRANT INSERT ON annal.event, annal.conn, annal.fileop, annal.notice, annal.gap, annal.head TO annal_writer;
 GRANT EXECUTE ON FUNCTION annal.make_partitions, annal.redact TO annal_writer;
-GRANT SELECT ON annal.event, annal.conn, annal.fileop, annal.notice, annal.gap, annal.redaction, annal.entry
-  TO annal_reader;
+GRANT SELECT ON annal.event, annal.conn, annal.fileop, annal.notice, annal.gap, annal.redaction, annal.head,
+  annal.entry TO annal_reader;

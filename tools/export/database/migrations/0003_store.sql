@@ -31,6 +31,12 @@ BEGIN
       ON CONFLICT DO NOTHING;
     RETURN;
   END IF;
+  IF record->>'kind' = 'head' THEN
+    INSERT INTO annal.head (appliance, log, generation, sealed, head)
+      VALUES (appliance, log, generation, happened, record->'head')
+      ON CONFLICT DO NOTHING;
+    RETURN;
+  END IF;
   IF record->>'kind' = 'redaction' THEN
     PERFORM annal.redact(log, ARRAY[appliance], ARRAY[generation], ARRAY[id]);
   END IF;
