@@ -17,6 +17,10 @@ fi
 export DEMO_DATA=$source/tools/web/demo_data.py
 
 status=0
+for file in dist/uPlot.iife.js dist/uPlot.min.css LICENSE; do
+  vendored=${file##*/}
+  cmp "$browser/node_modules/uplot/$file" "$source/tools/web/static/${vendored/LICENSE/uPlot-LICENSE}" || status=1
+done
 echo "With a browser:"
 "$source/tools/web/serve.sh" "$build" "$PORT" node "$browser/check.mjs" "$PORT" "$pictures" || status=1
 echo "Under load:"

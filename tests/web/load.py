@@ -2,7 +2,8 @@
 """load.py PORT: measures annal-web at 100,000 events, on a private appliance that serve.sh has prepared.
 
 How long pages take; and while fifty readers ask for pages at once, how long each of eight writers waits and whether
-every entry is stored. Fails beyond 0.2 s for a page, and beyond 0.1 s more for a writer than without readers.
+every entry is stored. Readers cost writers processor time whatever they read, so the measure is how much longer writers
+wait than beside readers of another log. Fails beyond 0.2 s for a page, and beyond 0.1 s for a writer.
 """
 import base64
 import http.client
@@ -20,7 +21,7 @@ import annal
 PORT = int(sys.argv[1])
 PAGE_AT_MOST = 0.2
 MORE_AT_MOST = 0.1
-WRITERS, READERS, ENTRIES = 8, 50, 100
+WRITERS, READERS, ENTRIES, ROUNDS = 8, 50, 100, 2
 # Together the writers add more than a hundred entries a second, as a busy appliance does.
 PAUSE = 0.05
 HEADERS = {"Authorization": "Basic " + base64.b64encode(b"admin:admin").decode()}
@@ -87,14 +88,22 @@ def told(waits):
     return f"middle {statistics.median(waits) * 1000:.1f} ms, 99 of 100 within {waits[int(len(waits) * 0.99)] * 1000:.0f} ms, longest {waits[-1] * 1000:.0f} ms"
 
 
+# As many file operations as there are events.
+def fill_other_log():
+    with sqlite3.connect("/etc/logs/operations.db") as database:
+        database.execute(
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 84000) INSERT INTO "
+            "PAVO2LOG_EVENT (event_type, event_date, event_time, event_user, event_ip, event_comp, event_filepath) SELECT "
+            "i % 3, date('now', -(i / 1000) || ' days'), time(i * 86, 'unixepoch'), 'user ' || i % 7, '192.0.2.' || i % 9, "
+            "'desk', '/share/photos/picture-' || i FROM n")
+    database.close()
+
+
 def count():
     return sqlite3.connect("file:/etc/logs/event.log?mode=ro", uri=True).execute("SELECT count(*) FROM ANNAL_EVENT").fetchone()[0]
 
 
-def measure_writers():
-    before = count()
-    alone = run_writers()
-    print(f"  writers alone: {told(alone)}")
+def run_writers_among_readers(path):
     stop = threading.Event()
     answers = []
 
@@ -102,26 +111,42 @@ def measure_writers():
         connection = connect()
         while not stop.is_set():
             begun = time.perf_counter()
-            status, page = get(connection, "/annal/?log=event")
-            answers.append((status, time.perf_counter() - begun, "among those that were added last" in page))
+            status, page = get(connection, path)
+            answers.append((status, time.perf_counter() - begun, " entries so far: " in page))
 
     readers = [threading.Thread(target=read) for _ in range(READERS)]
     for reader in readers:
         reader.start()
     time.sleep(1)
-    crowded = run_writers()
+    waits = run_writers()
     stop.set()
     for reader in readers:
         reader.join()
-    print(f"  writers among {READERS} readers: {told(crowded)}")
     took = sorted(time for _, time, _ in answers)
     failed = sum(status != 200 for status, _, _ in answers)
     partial = sum(part for _, _, part in answers)
-    print(f"  the readers: {len(took)} pages, middle {statistics.median(took):.2f} s, longest {took[-1]:.2f} s, "
-          f"{failed} given up, {partial} counted in part")
-    stored = count() - before
-    print(f"  stored: {stored} of {2 * WRITERS * ENTRIES}")
-    return stored == 2 * WRITERS * ENTRIES and crowded[-1] <= alone[-1] + MORE_AT_MOST
+    print(f"    {len(took)} pages, middle {statistics.median(took):.2f} s, longest {took[-1]:.2f} s, {failed} refused, "
+          f"{partial} counted in part")
+    return waits, failed
+
+
+def measure_writers():
+    fill_other_log()
+    before = count()
+    print(f"  writers alone: {told(run_writers())}")
+    # In turns, because other work on the machine comes and goes.
+    found = {"another log": [], "the same log": []}
+    refused = 0
+    for _ in range(ROUNDS):
+        for which, path in [("another log", "/annal/?log=fileop"), ("the same log", "/annal/?log=event")]:
+            waits, failed = run_writers_among_readers(path)
+            print(f"  writers among {READERS} readers of {which}: {told(waits)}")
+            found[which] += waits
+            refused += failed
+    stored, expected = count() - before, (1 + 2 * ROUNDS) * WRITERS * ENTRIES
+    more = max(found["the same log"]) - max(found["another log"])
+    print(f"  stored: {stored} of {expected}; the longest wait is {more * 1000:+.0f} ms beside readers of the same log")
+    return stored == expected and more <= MORE_AT_MOST and refused == 0
 
 
 def main():

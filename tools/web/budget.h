@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 
 namespace annal_web {
 
@@ -9,6 +10,11 @@ class Budget {
  public:
   // Counted from the start of the process: the processor's time, and the wall's.
   Budget(std::chrono::milliseconds processor, std::chrono::milliseconds wall);
+
+  // Of the pass through the logs, which leaves enough of a page's limits for writing it. The more requests wait, the
+  // less each looks at, so that the last of them gets its turn in time.
+  [[nodiscard]] static Budget of_pass(std::size_t waiting);
+  [[nodiscard]] static std::chrono::milliseconds time_of_pass(std::size_t waiting);
 
   [[nodiscard]] bool spent() const;
 

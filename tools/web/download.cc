@@ -16,6 +16,7 @@
 #include "tools/web/reading_turn.h"
 #include "tools/web/response.h"
 #include "tools/web/wall_clock.h"
+#include "tools/web/writers_first.h"
 
 namespace annal_web {
 
@@ -110,7 +111,7 @@ constexpr std::size_t kTimeColumns = 2;
 // The entries of one log, one at a time, from the one that was added last on.
 class Source {
  public:
-  Source(OpenLog& log, bool alone) : log_(log), columns_(columns_of(*log.part, alone)) {
+  Source(OpenLog& log, bool alone) : log_(log), pause_(log), columns_(columns_of(*log.part, alone)) {
     query_.columns = columns_.c_str();
     query_.conditions = log.conditions;
     annalctl::Reader& reader = *log.reader;
@@ -136,6 +137,7 @@ class Source {
  private:
   void read_on() {
     next_ = 0;
+    pause_.before_turn();
     constexpr std::chrono::milliseconds kLongestWait{30000};
     const ReadingTurn turn(kLongestWait);
     ended_ = !patiently([this] { return stream_->next(page_); });
@@ -153,6 +155,7 @@ class Source {
   }
 
   OpenLog& log_;
+  WritersFirst pause_;
   std::string columns_;
   annalctl::Query query_;
   std::optional<RowStream> stream_;

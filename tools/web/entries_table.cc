@@ -16,9 +16,10 @@ struct Heading {
   std::optional<SortBy> sort;
 };
 
+constexpr char kLog[] = "Log";
 constexpr std::array kHeadings{
     Heading{"Time", SortBy::kTime},
-    Heading{"Log", {}},
+    Heading{kLog, {}},
     Heading{"Level", SortBy::kLevel},
     Heading{"User", SortBy::kUser},
     Heading{"Address", SortBy::kAddress},
@@ -49,9 +50,9 @@ std::string heading(const Selection& selection, const Heading& one, bool sortabl
 }
 
 // For phones, where a row has no headings above it.
-std::string cell(const char* title, const std::string& value, std::size_t most, const char* kind = "") {
-  return fmt::format("<td data-title=\"{}\"{}><bdi dir=\"ltr\">{}</bdi></td>", title, kind,
-                     marked(shortened(value, most)));
+std::string cell(const char* title, const char* kind, const std::string& value) {
+  return fmt::format("<td data-title=\"{}\" class=\"{}\"><bdi dir=\"ltr\">{}</bdi></td>", title, kind,
+                     marked(shortened(value, kShownOfOthers)));
 }
 
 std::string time_cell(const Selection& selection, const Line& line) {
@@ -59,8 +60,8 @@ std::string time_cell(const Selection& selection, const Line& line) {
   Link link(selection);
   link.set("entry", fmt::format("{}:{}", line.part->log->name, line.place.id));
   const std::string shown = marked(shortened(text, kShownOfOthers));
-  return fmt::format("<td data-title=\"Time\"><a href=\"{}\" aria-label=\"{} {}, {}\">{}</a></td>", link.text(),
-                     line.part->log->name, line.place.id, escaped(shortened(text, kShownOfOthers)),
+  return fmt::format("<td data-title=\"Time\" class=\"time\"><a href=\"{}\" aria-label=\"{} {}, {}\">{}</a></td>",
+                     link.text(), line.part->log->name, line.place.id, escaped(shortened(text, kShownOfOthers)),
                      line.moment.empty() ? shown : fmt::format("<time datetime=\"{}\">{}</time>", line.moment, shown));
 }
 
@@ -82,12 +83,14 @@ std::string row(const Selection& selection, const Line& line, const TableOptions
       fmt::format("<tr class=\"{}{}{}\"{}>", grade_name(line.part->grade(line.level)), is_marked ? " marked" : "",
                   is_selected ? "" : " left-out", is_marked ? " aria-current=\"true\"" : "");
   out += time_cell(selection, line);
-  out += cell("Log", line.part->log->name, kShownOfOthers);
-  out += fmt::format("<td data-title=\"Level\" class=\"level\">{}</td>", escaped(level));
-  out += cell("User", line.user, kShownOfOthers);
-  out += cell("Address", line.address, kShownOfOthers);
-  out += cell("Computer", line.computer, kShownOfOthers);
-  out += cell("Application", line.application, kShownOfOthers);
+  if (!selection.alone()) {
+    out += cell(kLog, "log", line.part->log->name);
+  }
+  out += fmt::format("<td data-title=\"Level\" class=\"level\"><span>{}</span></td>", escaped(level));
+  out += cell("User", "user", line.user);
+  out += cell("Address", "address", line.address);
+  out += cell("Computer", "computer", line.computer);
+  out += cell("Application", "application", line.application);
   out += fmt::format("<td data-title=\"Message\" class=\"message\"><bdi dir=\"ltr\">{}</bdi>{}</td></tr>\n",
                      marked(shortened(line.message, kShownOfMessage)), repeats(line));
   return out;
@@ -100,7 +103,10 @@ std::string entries_table(const Selection& selection, const std::vector<Line>& l
       "<div class=\"scroll\" role=\"region\" aria-label=\"Table of entries\" tabindex=\"0\"><table "
       "class=\"entries\"><thead><tr>";
   for (const Heading& one : kHeadings) {
-    out += heading(selection, one, options.sortable);
+    // It would say the same in each row.
+    if (one.title != kLog || !selection.alone()) {
+      out += heading(selection, one, options.sortable);
+    }
   }
   out += "</tr></thead><tbody>\n";
   for (const Line& line : lines) {

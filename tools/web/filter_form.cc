@@ -20,7 +20,7 @@ struct Input {
 
 constexpr std::array kInputs{
     Input{"text", "Message contains"},
-    Input{"grep", "Message matches (regular expression)"},
+    Input{"grep", "Message matches (RE2)"},
     Input{"user", "User"},
     Input{"ip", "Address"},
     Input{"app", "Application"},
@@ -33,7 +33,7 @@ std::string title_of(std::string_view name) {
       return input.title;
     }
   }
-  return name == "level" ? "Level" : name == "least" ? "At least" : name == "since" ? "From" : "To";
+  return name == "level" ? "Level" : name == "least" ? "Level at least" : name == "since" ? "From" : "To";
 }
 
 bool is_bound(const std::string& name) {
@@ -51,7 +51,7 @@ std::string chips(const Selection& selection) {
     const std::string title = title_of(opposite ? parameter.name.substr(kNot.size()) : parameter.name);
     Link link(selection);
     out += fmt::format(
-        "<li{0}>{1}{2} <strong><bdi dir=\"ltr\">{3}</bdi></strong> <a href=\"{4}\" aria-label=\"Take back the filter "
+        "<li{0}>{1}{2} <strong><bdi dir=\"ltr\">{3}</bdi></strong> <a href=\"{4}\" aria-label=\"Remove the filter "
         "{1}{2} {5}\">"
         "×</a></li>",
         opposite ? " class=\"not\"" : "", title, opposite ? " not" : "", marked(parameter.value),
@@ -70,7 +70,7 @@ std::string field(const std::string& prefix, const Input& input) {
 std::string level_names(const Selection& selection) {
   const auto names = selection.alone() ? selection.parts.front()->log->levels : std::span(annalctl::kLevelNames);
   const std::string least = selection.value("least");
-  std::string out = "<label>At least the level<select name=\"least\"><option value=\"\">any</option>";
+  std::string out = "<label>Level at least<select name=\"least\"><option value=\"\">any</option>";
   for (const char* name : names) {
     out += fmt::format("<option{}>{}</option>", least == name ? " selected" : "", name);
   }
@@ -78,7 +78,7 @@ std::string level_names(const Selection& selection) {
 }
 
 std::string rows(const Selection& selection) {
-  std::string out = "<label>Entries on a page<select name=\"rows\">";
+  std::string out = "<label>Entries per page<select name=\"rows\">";
   for (const std::size_t count : kRowChoices) {
     out += fmt::format("<option value=\"{}\"{}>{}</option>", count, count == selection.rows ? " selected" : "", count);
   }
@@ -88,9 +88,8 @@ std::string rows(const Selection& selection) {
 std::string time_field(const Selection& selection, const char* name, const char* title) {
   return fmt::format(
       "<label>{0}<input type=\"text\" name=\"{1}\" value=\"{2}\" maxlength=\"40\" placeholder=\"{3}\" "
-      "autocomplete=\"off\"></label>",
-      title, name, escaped(selection.value(name)),
-      std::string_view(name) == "since" ? "yesterday, -2h" : "2026-11-21 10:00");
+      "autocomplete=\"off\" list=\"moments\"></label>",
+      title, name, escaped(selection.value(name)), std::string_view(name) == "since" ? "yesterday, -2h" : "now");
 }
 
 // What the form has no field of its own for, or may have several of.
@@ -110,11 +109,24 @@ std::string hidden(const Selection& selection) {
   return out;
 }
 
+// The same log, without a filter.
+std::string cleared(const Selection& selection) {
+  Link link(selection);
+  for (const Parameter& parameter : selection.parameters) {
+    if (is_filter(parameter.name) || is_bound(parameter.name)) {
+      link.drop(parameter.name);
+    }
+  }
+  return link.text();
+}
+
 }  // namespace
 
 std::string filter_form(const Selection& selection) {
   std::string out =
-      chips(selection) + "<form method=\"get\" role=\"search\" aria-label=\"Filters\">" + hidden(selection);
+      "<details class=\"panel filters\" open><summary>Filters</summary><form method=\"get\" role=\"search\" "
+      "aria-label=\"Filters\">" +
+      hidden(selection);
   out += "<div class=\"fields-row\">";
   // What is asked for most often.
   constexpr std::array kFirst{kInputs[0], kInputs[2]};
@@ -122,7 +134,11 @@ std::string filter_form(const Selection& selection) {
     out += field("", input);
   }
   out += level_names(selection) + time_field(selection, "since", "From") + time_field(selection, "until", "To");
-  out += "</div><details><summary>More filters</summary><div class=\"fields-row\">";
+  out += "<p class=\"buttons\"><button type=\"submit\">Apply</button> <a href=\"" + cleared(selection) +
+         "\">Clear all</a></p></div>"
+         "<datalist id=\"moments\"><option value=\"-1h\"></option><option value=\"today\"></option>"
+         "<option value=\"yesterday\"></option><option value=\"-7d\"></option></datalist>";
+  out += "<details><summary>More filters</summary><div class=\"fields-row\">";
   for (const Input& input : kInputs) {
     out += input.name == kFirst[0].name || input.name == kFirst[1].name ? "" : field("", input);
   }
@@ -130,8 +146,7 @@ std::string filter_form(const Selection& selection) {
   for (const Input& input : kInputs) {
     out += field("not-", input);
   }
-  return out +
-         "</div></fieldset></details><p><button type=\"submit\">Show</button> <a href=\"?\">Clear all</a></p></form>";
+  return out + "</div></fieldset></details></form></details>" + chips(selection);
 }
 
 }  // namespace annal_web

@@ -89,12 +89,15 @@ std::string histogram_section(const Selection& selection, const Histogram& histo
   Link brush(selection);
   brush.drop("since").drop("until");
   std::string out = fmt::format(
-      "<section id=\"histogram\" aria-labelledby=\"histogram-title\" data-width=\"{}\" data-brush=\"{}\">"
-      "<h2 id=\"histogram-title\">Over time <span class=\"quiet\">{} a bar</span></h2><div class=\"chart\">",
+      "<section id=\"histogram\" class=\"panel\" aria-labelledby=\"histogram-title\" data-width=\"{}\" "
+      "data-brush=\"{}\">"
+      "<div class=\"heading\"><h2 id=\"histogram-title\">Over time <span class=\"quiet\">{} per bar</span></h2>"
+      "<ul class=\"legend\"><li class=\"information\">information</li><li class=\"warning\">warning</li>"
+      "<li class=\"error\">error</li></ul></div><div class=\"chart\">",
       width, brush.text(), duration(width));
   out += picture(selection, bars, width);
-  out += fmt::format("</div><p class=\"range quiet\"><span>{}</span> <span>{}</span></p>", wall_text(bars.front().from),
-                     wall_text(bars.back().from + width - 1));
+  out += fmt::format("</div><p class=\"range quiet\"><span>{}</span> <span id=\"bar\"></span> <span>{}</span></p>",
+                     wall_text(bars.front().from), wall_text(bars.back().from + width - 1));
   out +=
       "<details><summary>As a table</summary><table><thead><tr><th scope=\"col\">From</th><th "
       "scope=\"col\">Entries</th></tr></thead><tbody>";

@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "tools/annalctl/query/fold.h"
 #include "tools/web/wall_clock.h"
+#include "tools/web/writers_first.h"
 
 namespace annal_web {
 
@@ -36,6 +38,8 @@ std::string statement_of(const Part& part, const Reader& reader) {
                      log.date, log.time == nullptr ? "NULL" : log.time, part.user, part.address, part.computer,
                      part.application, part.message, reader.table());
 }
+
+constexpr std::chrono::milliseconds kLongTurn{1};
 
 // What is shown of it is far less.
 std::string bounded_text(const SqliteStatement& row, int column) {
@@ -75,16 +79,24 @@ Line line_of(const Part& part, const SqliteStatement& row) {
   return line;
 }
 
-// Does something for each of some rows, in one turn.
+// Does something for each of some rows, in short turns.
 template <typename Work>
 void for_rows(OpenLog& log, const std::vector<Place>& places, Work work) {
   Reader& reader = *log.reader;
   const std::string text = statement_of(*log.part, reader);
   SqliteStatement rows = patiently([&reader, &text] { return reader.prepare(text); });
+  WritersFirst pause(log);
   std::optional<Reader::Turn> turn;
-  patiently([&turn, &reader] { turn.emplace(reader); });
   for (const Place& place : places) {
     if (&parts()[place.part] == log.part) {
+      if (turn && turn->lasted() > kLongTurn) {
+        pause.turn_lasted(turn->lasted());
+        turn.reset();
+      }
+      if (!turn) {
+        pause.before_turn();
+        patiently([&turn, &reader] { turn.emplace(reader); });
+      }
       rows.bind(1, place.id);
       if (reader.next(rows)) {
         work(place, rows);
@@ -156,6 +168,17 @@ Folding fold(std::vector<Line> lines, std::size_t most) {
     }
   }
   return folding;
+}
+
+bool keep_last(std::vector<Line>& lines, std::size_t most) {
+  std::set<Likeness> known;
+  const auto last_that_does_not_fit = std::find_if(lines.rbegin(), lines.rend(), [&known, most](const Line& line) {
+    known.insert(likeness_of(line));
+    return known.size() > most;
+  });
+  const bool some = last_that_does_not_fit != lines.rend();
+  lines.erase(lines.begin(), last_that_does_not_fit.base());
+  return some;
 }
 
 std::optional<Entry> read_entry(OpenLog& log, std::int64_t id) {

@@ -40,6 +40,10 @@ struct Folding {
 // Puts entries that say the same into one line, up to so many lines.
 [[nodiscard]] Folding fold(std::vector<Line> lines, std::size_t most);
 
+// Of a page that ends at a place: leaves out the first entries, until the rest fits into so many lines. True if it left
+// any out.
+bool keep_last(std::vector<Line>& lines, std::size_t most);
+
 // Every column of an entry.
 struct Field {
   std::string name;

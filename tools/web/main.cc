@@ -2,9 +2,11 @@
 #include <exception>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/base/program_name.h"
 #include "tools/web/program.h"
 
 int main() {
+  annalctl::name_program("annal-web");
   try {
     return annal_web::answer_request();
   } catch (const std::exception& error) {

@@ -60,8 +60,8 @@ std::string sentence_of(const List& list) {
     return fmt::format("{} {}", grouped(pass.summary.entries), pass.summary.entries == 1 ? "entry" : "entries");
   }
   return fmt::format(
-      "{} entries among those that were added last: there are too many to look at all of them in the time that a page "
-      "may take, so list, counts and chart are of these alone. Ask for a shorter time",
+      "{} entries so far: the time that a page may take was over before the logs were read to their end, so the list, "
+      "the counts and the chart are incomplete. Ask for a shorter time, or try again when fewer others are reading",
       grouped(pass.summary.entries));
 }
 
@@ -77,13 +77,10 @@ std::string page_links(const List& list) {
   };
   std::string out = "<nav class=\"pages\" aria-label=\"Pages\"><ul>";
   out += item(!list.first, Link(selection), "first", "First page");
-  // Which entries repeats of a page belong to depends on where it begins: there is no way back but the browser's.
-  if (!selection.fold) {
-    Link link(selection);
-    out += item(!list.first, link.set("before", place_text(list.begin, selection.sort)), "prev", back);
-  }
-  Link link(selection);
-  out += item(list.more, link.set("after", place_text(list.end, selection.sort)), "next", forward);
+  Link before(selection);
+  out += item(!list.first, before.set("before", place_text(list.begin, selection.sort)), "prev", back);
+  Link after(selection);
+  out += item(list.more, after.set("after", place_text(list.end, selection.sort)), "next", forward);
   return out + "</ul></nav>";
 }
 
@@ -110,14 +107,14 @@ std::string downloads(const List& list) {
   Link link(list.selection);
   link.drop("sort").drop("order").drop("rows").drop("fold");
   const std::string query = link.text();
-  std::string out = "<section class=\"downloads\" aria-labelledby=\"downloads\"><h2 id=\"downloads\">Download</h2><ul>";
+  std::string out = "<nav class=\"downloads\" aria-label=\"Download\"><span>Download</span> <ul>";
   for (const auto& [file, title] : {std::pair("entries.csv", "CSV"),
                                     {"entries.jsonl", "JSON Lines"},
                                     {"entries-for-spreadsheet.csv", "CSV for a spreadsheet"}}) {
     out += fmt::format("<li><a href=\"{}/download/{}{}\" download>{}</a></li>", escaped(list.request.script), file,
                        query == "?" ? "" : query, title);
   }
-  return out + "</ul></section>";
+  return out + "</ul></nav>";
 }
 
 std::string zone_now() {
@@ -151,8 +148,8 @@ std::string page_end() {
   return fmt::format(
       "</main>\n<footer><p>Times are the appliance's, <span id=\"zone\">UTC{}</span>.</p>"
       "<p id=\"keys\" hidden>Keys: <kbd>/</kbd> search, <kbd>j</kbd> <kbd>k</kbd> next and previous entry, "
-      "<kbd>Enter</kbd> open it, <kbd>n</kbd> <kbd>p</kbd> next and previous page, <kbd>f</kbd> follow, "
-      "<kbd>r</kbd> fold repeats.</p></footer></body></html>\n",
+      "<kbd>Enter</kbd> open it, <kbd>u</kbd> back to the list, <kbd>n</kbd> <kbd>p</kbd> next and previous page, "
+      "<kbd>f</kbd> follow, <kbd>r</kbd> fold repeats.</p></footer></body></html>\n",
       zone_now());
 }
 
@@ -166,17 +163,18 @@ std::string list_page(const List& list) {
   }
   out += filter_form(selection);
   out += fmt::format("<div id=\"live\"{}>", selection.follow ? " data-follow" : "");
-  out += fmt::format("<p id=\"count\" role=\"status\">{}.{}</p>", sentence_of(list),
-                     selection.follow ? " Following: new entries appear by themselves." : "");
+  out +=
+      fmt::format("<div class=\"toolbar\"><p id=\"count\" role=\"status\">{}.{}</p>{}{}</div>", sentence_of(list),
+                  selection.follow ? " <span id=\"following\">Following: new entries appear by themselves.</span>" : "",
+                  switches(list), downloads(list));
   out += histogram_section(selection, list.pass.summary.histogram);
   out += "<div class=\"columns\">" + facets_section(selection, list.pass.summary);
   out +=
-      "<section id=\"entries\" aria-labelledby=\"entries-title\" tabindex=\"-1\"><h2 id=\"entries-title\">Entries</h2>";
-  out += switches(list);
-  out += list.lines.empty() ? "<p class=\"none\">No entry meets these filters.</p>"
+      "<section id=\"entries\" class=\"panel\" aria-labelledby=\"entries-title\" tabindex=\"-1\"><h2 "
+      "id=\"entries-title\">Entries</h2>";
+  out += list.lines.empty() ? "<p class=\"none\">No entries match these filters.</p>"
                             : entries_table(selection, list.lines, {.sortable = true});
   out += page_links(list) + "</section></div></div>\n";
-  out += downloads(list);
   return out + page_end();
 }
 
@@ -185,16 +183,20 @@ std::string entry_page(const Around& around) {
   const EntryName name{line.part, line.place.id};
   std::string out = page_head(around.request, fmt::format("{} {} – Logs", line.part->log->name, name.id), false);
   out += page_top(around.request, around.selection, around.logs);
-  out += fmt::format("<p><a href=\"{}\" data-key=\"back\">Back to the list</a></p>", Link(around.selection).text());
-  out += fmt::format("<h2>{} <span class=\"quiet\">{}</span></h2><dl class=\"fields\">", line.part->title, name.id);
+  out += fmt::format("<p class=\"back\"><a href=\"{}\" data-key=\"back\">Back to the list</a></p>",
+                     Link(around.selection).text());
+  out += fmt::format("<section class=\"panel\" aria-labelledby=\"entry\"><h2 id=\"entry\">{}, entry {}</h2>",
+                     line.part->title, name.id);
+  out += fmt::format("<p class=\"whole {}\"><bdi dir=\"ltr\">{}</bdi></p><dl class=\"fields\">",
+                     grade_name(line.part->grade(line.level)), marked(line.message));
   for (const Field& field : around.entry.fields) {
     out += fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", escaped(field.name),
                        field.value ? marked(*field.value) : "<span class=\"quiet\">NULL</span>");
   }
   out +=
-      "</dl><section id=\"entries\" aria-labelledby=\"entries-title\" tabindex=\"-1\"><h2 id=\"entries-title\">Around "
-      "it</h2>";
-  out += "<p>What was added to the same log before and after, whatever the filter is. ";
+      "</dl></section><section id=\"entries\" class=\"panel\" aria-labelledby=\"entries-title\" tabindex=\"-1\"><h2 "
+      "id=\"entries-title\">Around it</h2>";
+  out += "<p class=\"quiet\">What was added to the same log before and after, whatever the filter. ";
   out += around.selection.parameters.size() > 1 ? "Entries that the filter leaves out are pale.</p>" : "</p>";
   out += entries_table(around.selection, around.neighbours, {.marked = &name, .selected = &around.selected});
   return out + "</section>" + page_end();

@@ -1,4 +1,4 @@
-// Walks each log from its highest id down, fills the summary and keeps the page's places in a heap.
+// Walks the logs in turns, from where the page begins on, fills the summary and keeps the page's places in a heap.
 #include "tools/web/pass.h"
 
 #include <fmt/format.h>
@@ -6,9 +6,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <optional>
 
+#include "tools/web/start_id.h"
 #include "tools/web/wall_clock.h"
+#include "tools/web/writers_first.h"
 
 namespace annal_web {
 
@@ -52,14 +55,95 @@ bool is_in_utf8(Reader& reader) {
   return patiently([&reader, &encoding] { return reader.next(encoding); }) && encoding.text(0) == "UTF-8";
 }
 
-// While there is a journal a program is adding an entry. Meeting no reader at its end it need not sleep.
-void let_writer_pass(const std::string& journal) {
-  constexpr int kMost = 10;
-  constexpr useconds_t kPause = 500;
-  for (int i = 0; i < kMost && access(journal.c_str(), F_OK) == 0; ++i) {
-    usleep(kPause);
+// A part of a log, and which end of it comes first.
+struct Leg {
+  IdRanges::Direction direction;
+  IdRanges::Bounds bounds;
+};
+
+// The page's own entries first. All of a log is looked at in any case, unless the time is up before.
+std::vector<Leg> legs_of(const Selection& selection, const OpenLog& log, std::int64_t highest) {
+  using enum IdRanges::Direction;
+  const std::optional<Place>& bound = selection.before ? selection.before : selection.after;
+  const bool to_older = selection.descending != selection.before.has_value();
+  if (selection.sort != SortBy::kTime || (!bound && to_older)) {
+    return {{kFalling, {.through = highest}}};
   }
+  if (!bound) {
+    return {{kRising, {.through = highest}}};
+  }
+  const std::int64_t start = std::min(start_id(log, *bound, highest), highest);
+  const Leg older{kFalling, {.through = start}};
+  const Leg newer_from_start{kRising, {.after = start, .through = highest}};
+  const Leg newer_from_end{kFalling, {.after = start, .through = highest}};
+  return to_older ? std::vector<Leg>{older, newer_from_end} : std::vector<Leg>{newer_from_start, older};
 }
+
+// A log on its way through the pass.
+class Scan {
+ public:
+  Scan(OpenLog& log, const Selection& selection) : log_(log), pause_(log) {
+    const Part& part = *log.part;
+    const annalctl::Log& its = *part.log;
+    query_.conditions = log.conditions;
+    Reader& reader = *log.reader;
+    const std::string text =
+        fmt::format("SELECT t.rowid, {}, {}, {}, {}, {}, {}, {} FROM {} AS t NOT INDEXED{}", its.level, part.user,
+                    part.address, part.application, its.date, its.time == nullptr ? "NULL" : its.time, part.computer,
+                    reader.table(), where(query_, IdRanges::condition()));
+    rows_.emplace(patiently([&reader, &text] { return reader.prepare(text); }));
+    is_utf8_ = is_in_utf8(reader);
+    bind_values(*rows_, query_, 3);
+    // What is added from now on belongs to a later page.
+    const std::int64_t highest = patiently([&reader] { return reader.highest_id(); });
+    legs_ = legs_of(selection, log, highest);
+  }
+  Scan(const Scan&) = delete;
+  Scan& operator=(const Scan&) = delete;
+
+  [[nodiscard]] OpenLog& log() { return log_; }
+  [[nodiscard]] bool is_utf8() const { return is_utf8_; }
+
+  // Gives some more rows to look at, while the log is locked. False when there are none left.
+  template <typename Look>
+  bool turn(Look look) {
+    Reader& reader = *log_.reader;
+    while (leg_ < legs_.size()) {
+      if (!ranges_) {
+        constexpr IdRanges::Pace kPace{std::chrono::microseconds(500), std::chrono::microseconds(1500)};
+        ranges_.emplace(reader, legs_[leg_].direction, legs_[leg_].bounds, kPace);
+      }
+      pause_.before_turn();
+      std::optional<Reader::Turn> turn;
+      patiently([&turn, &reader] { turn.emplace(reader); });
+      const std::optional<IdRanges::Bounds> range = ranges_->next();
+      if (range) {
+        rows_->bind(1, range->after);
+        rows_->bind(2, range->through);
+        while (reader.next(*rows_)) {
+          look(*rows_);
+        }
+        rows_->reset();
+        ranges_->learn_from(*turn);
+        pause_.turn_lasted(turn->lasted());
+        return true;
+      }
+      ranges_.reset();
+      ++leg_;
+    }
+    return false;
+  }
+
+ private:
+  OpenLog& log_;
+  WritersFirst pause_;
+  Query query_;
+  std::optional<SqliteStatement> rows_;
+  std::vector<Leg> legs_;
+  std::size_t leg_ = 0;
+  std::optional<IdRanges> ranges_;
+  bool is_utf8_ = false;
+};
 
 // The first so many places of an order. The last of them is at hand, because most of what comes is behind it.
 class FirstPlaces {
@@ -109,37 +193,19 @@ class FirstPlaces {
 
 class Walk {
  public:
-  Walk(const Selection& selection, std::size_t wanted, const Budget& budget)
+  Walk(const Selection& selection, std::size_t wanted)
       : selection_(selection),
-        budget_(budget),
         first_(selection, wanted),
         by_text_(selection.sort != SortBy::kTime && selection.sort != SortBy::kLevel) {}
 
-  void through(OpenLog& log) {
-    const Part& part = *log.part;
-    const annalctl::Log& its = *part.log;
-    Query query;
-    query.conditions = log.conditions;
-    Reader& reader = *log.reader;
-    const std::string text =
-        fmt::format("SELECT t.rowid, {}, {}, {}, {}, {}, {}, {} FROM {} AS t NOT INDEXED{}", its.level, part.user,
-                    part.address, part.application, its.date, its.time == nullptr ? "NULL" : its.time, part.computer,
-                    reader.table(), where(query, IdRanges::condition()));
-    SqliteStatement rows = patiently([&reader, &text] { return reader.prepare(text); });
-    is_utf8_ = is_in_utf8(reader);
-    bind_values(rows, query, 3);
-    // What is added from now on belongs to a later page.
-    const std::int64_t highest = patiently([&reader] { return reader.highest_id(); });
-    IdRanges ranges(reader, IdRanges::Direction::kFalling, {.through = highest});
-    const std::string journal = std::string(its.path) + "-journal";
-    while (turn(part, reader, ranges, rows)) {
-      let_writer_pass(journal);
-      if (budget_.spent()) {
-        pass_.complete = false;
-        return;
-      }
-    }
+  // False when there are no rows left.
+  bool turn(Scan& scan) {
+    const Part& part = *scan.log().part;
+    is_utf8_ = scan.is_utf8();
+    return scan.turn([this, &part](const SqliteStatement& row) { take(part, row); });
   }
+
+  void stop() { pass_.complete = false; }
 
   [[nodiscard]] Pass result() {
     for (const auto& [level, count] : levels_) {
@@ -156,23 +222,6 @@ class Walk {
   }
 
  private:
-  bool turn(const Part& part, Reader& reader, IdRanges& ranges, SqliteStatement& rows) {
-    std::optional<Reader::Turn> turn;
-    patiently([&turn, &reader] { turn.emplace(reader); });
-    const std::optional<IdRanges::Bounds> range = ranges.next();
-    if (!range) {
-      return false;
-    }
-    rows.bind(1, range->after);
-    rows.bind(2, range->through);
-    while (reader.next(rows)) {
-      take(part, rows);
-    }
-    rows.reset();
-    ranges.learn_from(*turn);
-    return true;
-  }
-
   void take(const Part& part, const SqliteStatement& row) {
     const std::int64_t level = row.integer(kLevel);
     const Grade grade = part.grade(level);
@@ -240,7 +289,6 @@ class Walk {
   static constexpr std::size_t kLongestInAddress = 200;
 
   const Selection& selection_;
-  const Budget& budget_;
   FirstPlaces first_;
   bool by_text_;
   bool is_utf8_ = false;
@@ -254,15 +302,34 @@ class Walk {
 }  // namespace
 
 Pass pass_through(const Selection& selection, std::vector<OpenLog>& logs, std::size_t wanted, const Budget& budget) {
-  Walk walk(selection, wanted, budget);
+  Walk walk(selection, wanted);
+  std::vector<std::unique_ptr<Scan>> scans;
   for (OpenLog& log : logs) {
-    if (!log.readable()) {
-      continue;
+    if (log.readable()) {
+      try {
+        scans.push_back(std::make_unique<Scan>(log, selection));
+      } catch (const ReadFailure& failure) {
+        give_up(log, "list", failure);
+      }
     }
+  }
+  const auto has_ended = [&walk](std::unique_ptr<Scan>& scan) {
+    OpenLog& log = scan->log();
     try {
-      walk.through(log);
+      return !walk.turn(*scan);
     } catch (const ReadFailure& failure) {
+      // Its statements have to be gone before the log is closed.
+      scan.reset();
       give_up(log, "list", failure);
+      return true;
+    }
+  };
+  // In turns, so that a large log does not keep the others off the page.
+  while (!scans.empty()) {
+    std::erase_if(scans, has_ended);
+    if (!scans.empty() && budget.spent()) {
+      walk.stop();
+      break;
     }
   }
   return walk.result();

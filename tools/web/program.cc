@@ -35,10 +35,7 @@ namespace {
 constexpr int kNotFound = 404;
 constexpr int kUnavailable = 503;
 
-// Of a page's limits: what is left of them is for writing it.
-constexpr std::chrono::milliseconds kProcessorForPass{1200};
-constexpr std::chrono::milliseconds kClockForPass{1500};
-constexpr std::chrono::milliseconds kLongestWait{4000};
+constexpr std::chrono::milliseconds kLongestWait{3000};
 
 // So many entries a line of folded repeats are looked at, at most.
 constexpr std::size_t kEntriesToFold = 20;
@@ -69,8 +66,8 @@ int status_of(const Selection& selection, const std::vector<OpenLog>& logs) {
 }
 
 Response answer_list(const Request& request, const Selection& selection) {
-  const Budget budget(kProcessorForPass, kClockForPass);
   ReadingTurn turn(kLongestWait);
+  const Budget budget = Budget::of_pass(turn.waiting());
   std::vector<OpenLog> logs = open_logs(selection);
   const Pass pass =
       pass_through(selection, logs, selection.fold ? selection.rows * kEntriesToFold : selection.rows, budget);
@@ -83,17 +80,21 @@ Response answer_list(const Request& request, const Selection& selection) {
     list.begin = pass.places.front();
     list.end = pass.places.back();
   }
-  if (selection.fold) {
-    Folding folding = fold(std::move(lines), selection.rows);
-    lines = std::move(folding.lines);
-    list.end = folding.whole ? list.end : folding.last;
-    list.more = list.more || !folding.whole;
-  }
   list.first = !selection.after && !selection.before;
   if (selection.before) {
     // The page that was left is behind this one.
     list.first = !pass.more;
     list.more = true;
+  }
+  if (selection.fold && selection.before && keep_last(lines, selection.rows)) {
+    list.begin = lines.front().place;
+    list.first = false;
+  }
+  if (selection.fold) {
+    Folding folding = fold(std::move(lines), selection.rows);
+    lines = std::move(folding.lines);
+    list.end = folding.whole ? list.end : folding.last;
+    list.more = list.more || !folding.whole;
   }
   return {.status = status_of(selection, logs), .body = list_page(list)};
 }

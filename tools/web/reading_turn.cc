@@ -1,9 +1,18 @@
-// Takes an exclusive flock on the program's own file, retrying until the time is up.
+// Holds a System V semaphore, whose waiters the kernel serves in the order in which they came and releases when its
+// holder dies.
 #include "tools/web/reading_turn.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
+#include <fmt/format.h>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <functional>
 
 #include "tools/web/request.h"
 
@@ -11,23 +20,39 @@ namespace annal_web {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+constexpr int kNone = -1;
 
-constexpr useconds_t kPause = 2000;
+// The same for all requests of a server: the program's file and the server's user.
+key_t key_of_server() {
+  struct stat program {};
+  if (stat("/proc/self/exe", &program) != 0) {
+    return IPC_PRIVATE;
+  }
+  const auto hash = std::hash<std::string>()(fmt::format("{}-{}-{}", program.st_dev, program.st_ino, geteuid()));
+  return static_cast<key_t>(hash & 0x7FFFFFFFU) | 1;
+}
+
+// Zero, which a new one is, means that no request reads.
+int open_semaphore() {
+  constexpr int kOwnerOnly = 0600;
+  return semget(key_of_server(), 1, IPC_CREAT | kOwnerOnly);
+}
 
 }  // namespace
 
-// The program's own file is the same for all of them, and needs no place of its own that somebody may write to.
-ReadingTurn::ReadingTurn(std::chrono::milliseconds at_most)
-    : descriptor_(open("/proc/self/exe", O_RDONLY | O_CLOEXEC)) {
-  const auto end = Clock::now() + at_most;
-  while (descriptor_ >= 0 && flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
-    if (Clock::now() >= end) {
-      close(descriptor_);
-      constexpr int kUnavailable = 503;
-      throw Refused(kUnavailable, "Many others are reading the logs just now. Try again in a few seconds.");
-    }
-    usleep(kPause);
+// Where there are no semaphores, requests read at once: the logs are as safe, and writers wait longer.
+ReadingTurn::ReadingTurn(std::chrono::milliseconds at_most) : semaphore_(open_semaphore()) {
+  using std::chrono::duration_cast;
+  using std::chrono::seconds;
+  const timespec limit{duration_cast<seconds>(at_most).count(), std::chrono::nanoseconds(at_most % seconds(1)).count()};
+  std::array<sembuf, 2> take{sembuf{0, 0, 0}, sembuf{0, 1, SEM_UNDO}};
+  if (semaphore_ == kNone || semtimedop(semaphore_, take.data(), take.size(), &limit) == 0) {
+    return;
+  }
+  semaphore_ = kNone;
+  if (errno == EAGAIN) {
+    constexpr int kUnavailable = 503;
+    throw Refused(kUnavailable, "Many others are reading the logs just now. Try again in a few seconds.");
   }
 }
 
@@ -35,10 +60,15 @@ ReadingTurn::~ReadingTurn() {
   end();
 }
 
+std::size_t ReadingTurn::waiting() const {
+  return semaphore_ == kNone ? 0 : static_cast<std::size_t>(std::max(0, semctl(semaphore_, 0, GETZCNT)));
+}
+
 void ReadingTurn::end() {
-  if (descriptor_ >= 0) {
-    close(descriptor_);
-    descriptor_ = -1;
+  if (semaphore_ != kNone) {
+    sembuf give{0, -1, SEM_UNDO};
+    static_cast<void>(semop(semaphore_, &give, 1));
+    semaphore_ = kNone;
   }
 }
 

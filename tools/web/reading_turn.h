@@ -3,22 +3,26 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 
 namespace annal_web {
 
 class ReadingTurn {
  public:
-  // Waits for the others. Throws Refused when that takes longer than this.
+  // Waits for those that asked before. Throws Refused when that takes longer than this.
   explicit ReadingTurn(std::chrono::milliseconds at_most);
   ~ReadingTurn();
   ReadingTurn(const ReadingTurn&) = delete;
   ReadingTurn& operator=(const ReadingTurn&) = delete;
 
+  // Requests that wait for this one.
+  [[nodiscard]] std::size_t waiting() const;
+
   // Lets the next one read.
   void end();
 
  private:
-  int descriptor_;
+  int semaphore_;
 };
 
 }  // namespace annal_web

@@ -189,8 +189,13 @@ async function noFindings() {
         { entry: "event:40", level: "error" },
         { text: "none has this" },
         { color: "red" },
+        { settings: true },
       ]) {
-        await page.goto(address(view));
+        await page.goto(address(view.settings ? {} : view));
+        if (view.settings) {
+          await page.locator("#settings summary").click();
+          await page.locator("details:not([open]) > summary").evaluateAll((all) => all.forEach((one) => one.click()));
+        }
         const { violations } = await new AxeBuilder({ page }).analyze();
         assert.deepEqual(
           violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).slice(0, 3)}`),
@@ -214,7 +219,7 @@ async function worksWithoutScripts() {
   await page.goto(root);
   const whole = await all();
   await page.getByLabel("User", { exact: true }).first().fill("ann");
-  await page.getByRole("button", { name: "Show" }).click();
+  await page.getByRole("button", { name: "Apply" }).click();
   const anns = await all();
   assert.ok(anns > 0 && anns < whole);
   assert.equal(new URL(page.url()).searchParams.get("user"), "ann");
@@ -223,8 +228,8 @@ async function worksWithoutScripts() {
   await page.goBack();
   await page.locator("#facet-level + ul li", { hasText: "error" }).getByRole("link", { name: "Leave out" }).click();
   assert.ok((await all()) < anns);
-  await page.getByLabel(/Take back the filter User/).click();
-  await page.getByLabel(/Take back the filter Level/).click();
+  await page.getByLabel(/Remove the filter User/).click();
+  await page.getByLabel(/Remove the filter Level/).click();
   assert.equal(await all(), whole);
   const first = await page.locator("tbody td a").first().getAttribute("href");
   await page.getByRole("link", { name: "Older" }).first().click();
@@ -269,6 +274,8 @@ async function keyboardIsEnough() {
   await Promise.all([page.waitForURL(/after=/), page.keyboard.press("n")]);
   await Promise.all([page.waitForURL(/before=/), page.keyboard.press("p")]);
   await Promise.all([page.waitForURL(/fold=1/), page.keyboard.press("r")]);
+  await Promise.all([page.waitForURL(/after=/), page.keyboard.press("n")]);
+  await Promise.all([page.waitForURL(/before=/), page.keyboard.press("p")]);
   // Whatever a mouse can press, the Tab key reaches, and shows that it has.
   await page.goto(address({ rows: 25, log: "event" }));
   const reachable = await page.evaluate(
@@ -307,11 +314,35 @@ async function brushes() {
   await close();
 }
 
+async function pressesABar() {
+  for (const viewport of [WIDE, PHONE]) {
+    const { page, faults, close } = await reader({ viewport });
+    await page.goto(address({ log: "event", user: "ann" }));
+    const row = await page.locator("#histogram tr[data-from]").evaluateAll((rows) => {
+      const sum = (one) => one.dataset.counts.split(" ").reduce((all, count) => all + Number(count), 0);
+      const from = rows.map((one) => Number(one.dataset.from));
+      const width = Number(document.getElementById("histogram").dataset.width);
+      const bars = (from[from.length - 1] - from[0]) / width + 1;
+      return rows.map((one, at) => ({ place: ((from[at] - from[0]) / width + 0.5) / bars, sum: sum(one) })).find(({ sum }) => sum > 10);
+    });
+    const box = await page.locator(".u-over").boundingBox();
+    const [x, y] = [box.x + box.width * row.place, box.y + box.height - 5];
+    await page.mouse.move(x, y);
+    assert.match(await page.locator("#bar").textContent(), new RegExp(`: ${row.sum} entries, \\d+ warnings, \\d+ errors`));
+    await Promise.all([page.waitForURL(/since=.*until=/), page.mouse.click(x, y)]);
+    assert.match(await page.locator("#count").textContent(), new RegExp(`^${row.sum} entries`));
+    assert.equal(new URL(page.url()).searchParams.get("user"), "ann");
+    assert.deepEqual(faults, []);
+    await close();
+  }
+}
+
 async function remembers() {
   const { page, faults, close } = await reader();
   await page.goto(address({ log: "event" }));
-  const time = page.locator("tbody time").first();
+  const time = page.locator(".entries tbody time").first();
   const stored = await time.textContent();
+  await page.getByText("Settings").click();
   await page.getByLabel("Colours").selectOption("dark");
   await page.getByLabel("Times").selectOption("browser");
   const moved = await time.textContent();
@@ -333,6 +364,10 @@ async function follows() {
   execFileSync("annalctl", ["event", "add", text]);
   await page.locator("tbody tr.new .message", { hasText: text }).waitFor({ timeout: 10000 });
   assert.deepEqual(faults, []);
+  await page.route("**/*", (route) => route.abort());
+  await page.locator("#following.lost").waitFor({ timeout: 10000 });
+  await page.unroute("**/*");
+  await page.locator("#following:not(.lost)").waitFor({ timeout: 10000 });
   await close();
 }
 
@@ -361,6 +396,7 @@ await check("no accessibility finding", noFindings);
 await check("works without scripts", worksWithoutScripts);
 await check("the keyboard is enough", keyboardIsEnough);
 await check("a part of the histogram can be brushed", brushes);
+await check("a bar can be pressed", pressesABar);
 await check("settings are remembered", remembers);
 await check("follows", follows);
 await fillWithHostileTexts();

@@ -6,8 +6,15 @@
 #include <system_error>
 
 #include "tools/annalctl/base/printable.h"
+#include "tools/annalctl/base/program_name.h"
 
 namespace annalctl {
+
+namespace {
+
+const char* program_name = "annalctl";
+
+}  // namespace
 
 std::string system_message(int error) {
   return std::generic_category().message(error);
@@ -24,7 +31,11 @@ void complain_bare(const std::string& sentence) {
 }
 
 void complain(const std::string& sentence) {
-  complain_bare("annalctl: " + sentence);
+  complain_bare(std::string(program_name) + ": " + sentence);
+}
+
+void name_program(const char* name) {
+  program_name = name;
 }
 
 }  // namespace annalctl

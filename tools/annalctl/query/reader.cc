@@ -27,10 +27,8 @@ constexpr int kPrimary = 0xFF;  // of an extended code
 // As the library waits.
 constexpr int kBusyTimeoutMilliseconds = 20000;
 
-// No writer waits longer than this for one statement over the whole log, nor for one range of it by much.
+// No writer waits longer than this for one statement over the whole log.
 constexpr std::chrono::milliseconds kAtOnceAtMost{25};
-constexpr std::chrono::milliseconds kRangeIsShort{2};
-constexpr std::chrono::milliseconds kRangeIsLong{8};
 
 constexpr std::int64_t kFirstWidth = 128;
 constexpr std::int64_t kGreatestWidth = 4096;
@@ -291,10 +289,11 @@ std::int64_t Reader::count(const Query& query) {
 
 // --- ranges of ids ---
 
-IdRanges::IdRanges(Reader& reader, Direction direction, Bounds bounds)
+IdRanges::IdRanges(Reader& reader, Direction direction, Bounds bounds, Pace pace)
     : reader_(reader),
       direction_(direction),
       left_(bounds),
+      pace_(pace),
       end_(reader.prepare(fmt::format("SELECT rowid FROM {} NOT INDEXED WHERE {} ORDER BY rowid{} LIMIT 1 OFFSET ?3",
                                       reader.table(), condition(), direction == Direction::kRising ? "" : " DESC"))),
       width_(kFirstWidth) {}
@@ -336,9 +335,9 @@ void IdRanges::stopped_at(std::int64_t id) {
 
 void IdRanges::learn_from(const Reader::Turn& turn) {
   const auto lasted = turn.lasted();
-  if (lasted < kRangeIsShort) {
+  if (lasted < pace_.is_short) {
     width_ = std::min(width_ * 2, kGreatestWidth);
-  } else if (lasted > kRangeIsLong) {
+  } else if (lasted > pace_.is_long) {
     width_ = std::max<std::int64_t>(width_ / 2, 1);
   }
 }

@@ -109,7 +109,14 @@ class IdRanges {
     std::int64_t through = std::numeric_limits<std::int64_t>::max();
   };
 
-  IdRanges(Reader& reader, Direction direction, Bounds bounds);
+  // A range grows while a turn is shorter than the first, and shrinks when one is longer than the second.
+  struct Pace {
+    std::chrono::microseconds is_short{2000};
+    std::chrono::microseconds is_long{8000};
+  };
+
+  IdRanges(Reader& reader, Direction direction, Bounds bounds) : IdRanges(reader, direction, bounds, Pace()) {}
+  IdRanges(Reader& reader, Direction direction, Bounds bounds, Pace pace);
 
   // "rowid > ?1 AND rowid <= ?2"
   [[nodiscard]] static const char* condition();
@@ -125,6 +132,7 @@ class IdRanges {
   Reader& reader_;
   Direction direction_;
   Bounds left_;
+  Pace pace_;
   SqliteStatement end_;
   bool ended_ = false;
   std::int64_t width_;

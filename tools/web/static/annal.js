@@ -87,11 +87,33 @@ function makeSettings() {
     applyLook();
     drawHistogram();
   };
-  place.append(
+  const menu = document.createElement("details");
+  menu.className = "settings";
+  const summary = document.createElement("summary");
+  summary.textContent = "Settings";
+  const fields = document.createElement("div");
+  fields.className = "panel";
+  menu.append(summary, fields);
+  place.append(menu);
+  menu.addEventListener("keydown", (event) => {
+    if (event.key === "Escape") {
+      menu.open = false;
+      summary.focus();
+    }
+  });
+  fields.append(
     settingsField("theme", "Colours", [["", "as the system"], ["light", "light"], ["dark", "dark"]], look),
     settingsField("zone", "Times", [["", "the appliance's"], ["browser", "this browser's"]], applyZone),
     settingsField("messages", "Long messages", [["", "whole"], ["cut", "on one line"]], look),
   );
+}
+
+// On a phone the filters would fill the first screen.
+function closeFiltersOnPhone() {
+  const filters = document.querySelector(".filters");
+  if (filters && matchMedia("(max-width: 40rem)").matches) {
+    filters.open = false;
+  }
 }
 
 // How many entries a page has, and whether repeats are folded, is the address's to say; without a word it is as last.
@@ -118,6 +140,7 @@ function rememberAddress() {
 // --- the histogram ---
 
 let plot = null;
+const CHART_HEIGHT = 150;
 
 function wallText(seconds) {
   return new Date(seconds * 1000).toISOString().slice(0, 19).replace("T", " ");
@@ -172,23 +195,45 @@ function drawHistogram() {
   const bars = uPlot.paths.bars({ size: [0.9, 60] });
   const series = (label, name) => ({ label, fill: colour(name), stroke: colour(name), width: 0, paths: bars, points: { show: false } });
   const half = width / 2;
+  const showTime = (from, to) => {
+    const asked = new URLSearchParams(section.dataset.brush);
+    asked.set("since", wallText(from));
+    asked.set("until", wallText(to - 1));
+    location.assign(`?${asked}`);
+  };
+  const barStart = (seconds) => Math.floor(seconds / width) * width;
   const brush = (self) => {
-    if (self.select.width < 2) {
+    const { left, width: wide } = self.select;
+    if (wide >= 2) {
+      showTime(barStart(self.posToVal(left, "x")), barStart(self.posToVal(left + wide, "x") - 1) + width);
+    }
+  };
+  const press = (self) => {
+    const from = barStart(self.posToVal(self.cursor.left, "x"));
+    if (self.select.width < 2 && data[1][(from + half - data[0][0]) / width] > 0) {
+      showTime(from, from + width);
+    }
+  };
+  const said = document.getElementById("bar");
+  const tell = (self) => {
+    const at = self.cursor.idx;
+    if (self.cursor.left < 0 || at === null || at === undefined) {
+      said.textContent = "";
       return;
     }
-    const from = self.posToVal(self.select.left, "x");
-    const to = self.posToVal(self.select.left + self.select.width, "x");
-    const asked = new URLSearchParams(section.dataset.brush);
-    asked.set("since", wallText(Math.floor(from / width) * width));
-    asked.set("until", wallText(Math.ceil(to / width) * width - 1));
-    location.assign(`?${asked}`);
+    const [all, worse, errors] = [data[1][at], data[2][at], data[3][at]];
+    said.textContent =
+      `${wallText(data[0][at] - half)}: ${all.toLocaleString("en")} ${all === 1 ? "entry" : "entries"}` +
+      `, ${(worse - errors).toLocaleString("en")} warnings, ${errors.toLocaleString("en")} errors`;
   };
   chart.querySelector("svg")?.remove();
   chart.classList.add("drawn");
+  const wholeNumbers = [1, 2, 5].flatMap((step) => [...Array(10).keys()].map((power) => step * 10 ** power)).sort((a, b) => a - b);
   plot = new uPlot(
     {
       width: chart.clientWidth,
-      height: 130,
+      height: CHART_HEIGHT,
+      padding: [6, 4, 0, 0],
       legend: { show: false },
       cursor: { y: false, drag: { x: true, y: false, setScale: false } },
       // The logs' times have no zone here: they are drawn as they are written.
@@ -197,9 +242,12 @@ function drawHistogram() {
         x: { range: [data[0][0] - half, data[0][data[0].length - 1] + half] },
         y: { range: (self, low, high) => [0, Math.max(1, high)] },
       },
-      axes: [{ ...axis, space: 90, values: axisTexts }, { ...axis, size: 60 }],
+      axes: [
+        { ...axis, space: 90, size: 32, values: axisTexts },
+        { ...axis, size: 54, space: 28, incrs: wholeNumbers },
+      ],
       series: [{}, series("information", "information"), series("warning", "warning"), series("error", "error")],
-      hooks: { setSelect: [brush] },
+      hooks: { setSelect: [brush], setCursor: [tell], ready: [(self) => self.over.addEventListener("click", () => press(self))] },
     },
     data,
     chart,
@@ -213,6 +261,15 @@ function follow() {
   let state = null;
   const later = () => setTimeout(ask, interval);
   const busy = () => document.hidden || !document.getSelection().isCollapsed;
+  // Or else a page that has stopped would look like one on which nothing is new.
+  function tellIfLost(lost) {
+    const said = document.getElementById("following");
+    if (said && said.classList.contains("lost") !== lost) {
+      said.dataset.usual ??= said.textContent;
+      said.classList.toggle("lost", lost);
+      said.textContent = lost ? "Following is interrupted: the server does not answer. Trying again." : said.dataset.usual;
+    }
+  }
   function show(fetched) {
     const fresh = fetched?.getElementById("live");
     const live = document.getElementById("live");
@@ -249,11 +306,13 @@ function follow() {
       request.setRequestHeader("If-None-Match", state);
     }
     request.addEventListener("load", () => {
+      tellIfLost(request.status !== 200 && request.status !== 304);
       if (request.status === 200) {
         state = request.getResponseHeader("ETag");
         show(request.responseXML);
       }
     });
+    request.addEventListener("error", () => tellIfLost(true));
     request.addEventListener("loadend", later);
     request.send();
   }
@@ -270,7 +329,13 @@ function moveRow(step) {
 }
 
 const keys = {
-  "/": () => document.getElementById("search")?.focus(),
+  "/": () => {
+    const filters = document.querySelector(".filters");
+    if (filters) {
+      filters.open = true;
+    }
+    document.getElementById("search")?.focus();
+  },
   j: () => moveRow(1),
   k: () => moveRow(-1),
   n: () => document.querySelector("[data-key=next]")?.click(),
@@ -298,6 +363,7 @@ function listenToKeys() {
 document.addEventListener("DOMContentLoaded", () => {
   rememberAddress();
   makeSettings();
+  closeFiltersOnPhone();
   applyZone();
   listenToKeys();
   drawHistogram();
@@ -305,5 +371,5 @@ document.addEventListener("DOMContentLoaded", () => {
     follow();
   }
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawHistogram);
-  addEventListener("resize", () => plot?.setSize({ width: document.querySelector(".chart").clientWidth, height: 130 }));
+  addEventListener("resize", () => plot?.setSize({ width: document.querySelector(".chart").clientWidth, height: CHART_HEIGHT }));
 });
