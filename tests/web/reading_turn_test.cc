@@ -49,9 +49,9 @@ TEST(WebReadingTurn, GoesToThoseWhoWaitInTheirOrder) {
     children.at(static_cast<std::size_t>(i)) = in_child([i, &order] {
       const ReadingTurn turn(kLong);
       const char name = static_cast<char>('0' + i);
-      static_cast<void>(!write(order[1], &name, 1));
+      _exit(write(order[1], &name, 1) == 1 ? 0 : 1);
     });
-    wait_until_waiting(*mine, static_cast<std::size_t>(i + 1));
+    wait_until_waiting(*mine, static_cast<std::size_t>(i) + 1);
   }
   mine.reset();
   std::string seen(kReaders, ' ');
@@ -87,8 +87,9 @@ TEST(WebReadingTurn, EndsWithItsProcess) {
   ASSERT_EQ(pipe(ready.data()), 0);
   const pid_t child = in_child([&ready] {
     const ReadingTurn turn(kLong);
-    static_cast<void>(!write(ready[1], "x", 1));
-    pause();
+    if (write(ready[1], "x", 1) == 1) {
+      pause();
+    }
   });
   char mark = 0;
   ASSERT_EQ(read(ready[0], &mark, 1), 1);
