@@ -226,15 +226,26 @@ TEST_F(ExportChain, SendsEachHeadOnceAndItVerifies) {
 }
 
 TEST_F(ExportChain, SealsBeforeItReadsIfItMay) {
-  exporter::Sealing always(kAlways, proof::load_keys(folder + "/seal.key"));
-  sealing = &always;
+  const auto sealed_and_sent_now = [this] {
+    exporter::Sealing at_once(kAlways, proof::load_keys(folder + "/seal.key"));
+    sealing = &at_once;
+    return sent_now();
+  };
   add_events(3);
-  const Keys first = sent_now();
+  const Keys first = sealed_and_sent_now();
   EXPECT_EQ(first.size(), 4) << testing::PrintToString(first);
   add_events(2);
-  EXPECT_EQ(sent_now().size(), 3);
-  EXPECT_EQ(sent_now(), Keys());
+  EXPECT_EQ(sealed_and_sent_now().size(), 3);
+  EXPECT_EQ(sealed_and_sent_now(), Keys());
   EXPECT_EQ(proof::ChainFile::open(kChain, proof::Access::kRead)->head().last_id, 5);
+}
+
+TEST_F(ExportChain, SealsNoLogThatIsNotThere) {
+  exporter::Sealing always(kAlways, proof::load_keys(folder + "/seal.key"));
+  sealing = &always;
+  std::filesystem::remove(kEventLog);
+  EXPECT_EQ(sent_now(), Keys());
+  EXPECT_FALSE(std::filesystem::exists(kChain));
 }
 
 TEST_F(ExportChain, SendsTheEntriesOfALogThatCannotBeSealed) {

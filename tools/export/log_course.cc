@@ -124,9 +124,9 @@ LogCourse::Result LogCourse::hand_over(Sink& sink, const Stop& stop, Page& page,
 }
 
 LogCourse::Result LogCourse::advance(Sink& sink, const Stop& stop, Page& page) {
-  const bool changed = due_ || reader_.may_have_changed();
+  const bool may_have_changed = reader_.may_have_changed();
   if (owner_.sealing != nullptr) {
-    owner_.sealing->seal(log_, changed);
+    owner_.sealing->seal(log_, may_have_changed);
   }
   if (state_.generation > 0 && news_.may_be_there(state_)) {
     news_.read(state_, page);
@@ -135,7 +135,7 @@ LogCourse::Result LogCourse::advance(Sink& sink, const Stop& stop, Page& page) {
     }
     state_.seal = news_.mark_after(0);
   }
-  if (!changed) {
+  if (!due_ && !may_have_changed) {
     return {};
   }
   due_ = true;
