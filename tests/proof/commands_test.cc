@@ -1,5 +1,6 @@
 // "annalctl seal" and "annalctl verify" as they are run.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -7,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/annalctl.h"
+#include "tests/tools/other_users.h"
 
 namespace {
 
@@ -125,6 +127,131 @@ TEST_F(ProofCommands, ACopyIsVerifiedElsewhereWithThePublicKeyAlone) {
   EXPECT_EQ(verified.status, 0) << verified.out << verified.err;
   EXPECT_EQ(annalctl({"--dir", "/etc/logs/copy", "event", "seal"}).status, 2);
   EXPECT_EQ(annalctl({"verify", "event"}).status, 2);  // no key is known
+}
+
+TEST_F(ProofCommands, AnOlderChainAloneIsFoundByAHeadThatWasKept) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  fs::copy_file("/etc/logs/event.log.chain", "/etc/logs/older");
+  ASSERT_EQ(annalctl({"event", "add", "the last"}).status, 0);
+  ASSERT_EQ(annalctl({"seal", "event", "--heads", "/etc/logs/heads"}).status, 0);
+  fs::copy_file("/etc/logs/older", "/etc/logs/event.log.chain", fs::copy_options::overwrite_existing);
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 0);  // the last is not sealed, as far as this chain goes
+  const Finished told = annalctl({"verify", "event", "--anchor", "/etc/logs/heads"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_NE(told.out.find("rolled-back"), std::string::npos) << told.out;
+}
+
+TEST_F(ProofCommands, AChainThatWasCutOffIsAFinding) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  fs::resize_file("/etc/logs/event.log.chain", fs::file_size("/etc/logs/event.log.chain") - 100);
+  Finished told = annalctl({"verify"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_NE(told.out.find("chain-cut"), std::string::npos) << told.out;
+  fs::resize_file("/etc/logs/event.log.chain", 0);
+  told = annalctl({"verify"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_NE(told.out.find("chain-cut"), std::string::npos) << told.out;
+}
+
+TEST_F(ProofCommands, ADeletedChainIsFoundByAHeadThatWasKept) {
+  ASSERT_EQ(annalctl({"seal", "--heads", "/etc/logs/heads"}).status, 0);
+  fs::remove("/etc/logs/event.log.chain");
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"verify"}, {"verify", "event"}, {"event", "verify"}}) {
+    std::vector<std::string> anchored = command;
+    anchored.insert(anchored.end(), {"--anchor", "/etc/logs/heads"});
+    const Finished told = annalctl(anchored);
+    EXPECT_EQ(told.status, 1);
+    EXPECT_NE(told.out.find("/etc/logs/event.log: chain-missing: there is no chain, and a head of one was kept"),
+              std::string::npos)
+        << told.out;
+  }
+  fs::remove("/etc/logs/event.log");
+  EXPECT_EQ(annalctl({"verify", "--anchor", "/etc/logs/heads"}).status, 1);
+  EXPECT_EQ(annalctl({"verify"}).status, 0);  // the other log is all that is left
+}
+
+TEST_F(ProofCommands, AChainThatTookTheDeletedOnesPlaceIsFoundByAHeadThatWasKept) {
+  EXPECT_NE(annalctl({"seal", "event", "--heads", "/etc/logs/heads"}).err.find("began its chain"), std::string::npos);
+  EXPECT_EQ(annalctl({"seal", "event"}).err, "");
+  change("UPDATE ANNAL_EVENT SET event_desc = 'nothing' WHERE event_id = 4");
+  fs::remove("/etc/logs/event.log.chain");
+  const Finished again = annalctl({"seal", "event"});
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.err,
+            "annalctl: /etc/logs/event.log: began its chain: the events that were there are sealed as they are "
+            "now\n");
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 0);
+  const Finished told = annalctl({"verify", "event", "--anchor", "/etc/logs/heads"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_NE(told.out.find("chain-replaced"), std::string::npos) << told.out;
+}
+
+TEST_F(ProofCommands, HeadsOfSeveralFilesOfFileOperationsMayBeInOneFile) {
+  const std::vector<std::string> files{"--db", "/etc/logs/one.db", "--db", "/etc/logs/two.db"};
+  const auto run = [&files](std::vector<std::string> line) {
+    line.insert(line.end(), files.begin(), files.end());
+    return annalctl(line);
+  };
+  for (const char* file : {"/etc/logs/one.db", "/etc/logs/two.db"}) {
+    ASSERT_EQ(annalctl({"fileop", "--db", file, "create"}).status, 0);
+    ASSERT_EQ(annalctl({"fileop", "--db", file, "add", file, "--action", "1"}).status, 0);
+  }
+  ASSERT_EQ(run({"seal", "--heads", "/etc/logs/heads"}).status, 0);
+  EXPECT_EQ(run({"verify", "--anchor", "/etc/logs/heads"}).status, 0);
+  // A copy elsewhere is known by its chain.
+  fs::create_directory("/etc/logs/copy");
+  for (const char* name : {"one.db", "one.db.chain"}) {
+    fs::copy_file(fs::path("/etc/logs") / name, fs::path("/etc/logs/copy") / name);
+  }
+  EXPECT_EQ(annalctl({"fileop", "--db", "/etc/logs/copy/one.db", "verify", "--anchor", "/etc/logs/heads"}).status, 0);
+  // One in the place of the other.
+  for (const char* part : {"", ".chain"}) {
+    fs::copy_file(fs::path("/etc/logs/one.db") += part, fs::path("/etc/logs/two.db") += part,
+                  fs::copy_options::overwrite_existing);
+  }
+  EXPECT_EQ(run({"verify"}).status, 0);
+  const Finished told = run({"verify", "--anchor", "/etc/logs/heads"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_NE(told.out.find("/etc/logs/two.db: chain-replaced"), std::string::npos) << told.out;
+  EXPECT_EQ(told.out.find("/etc/logs/one.db: chain-replaced"), std::string::npos) << told.out;
+}
+
+TEST_F(ProofCommands, FailsForALogThatIsNamedAndMissing) {
+  EXPECT_EQ(annalctl({"seal", "notice"}).status, 1);
+  EXPECT_EQ(annalctl({"seal", "--db", "/etc/logs/ops.db"}).status, 1);
+  EXPECT_EQ(annalctl({"verify", "--db", "/etc/logs/ops.db"}).status, 2);
+  EXPECT_EQ(annalctl({"verify"}).status, 2);
+}
+
+// Root's key is closed to the user whose rights are taken on.
+TEST_F(ProofCommands, RootDeclaresWhatItDeletesFromAnotherUsersLog) {
+  if (!other_users::may_be_others()) {
+    return;
+  }
+  fs::create_directory("/etc/logs/theirs");
+  other_users::give("/etc/logs/theirs", other_users::kUser, 0700);
+  ASSERT_EQ(chmod("/etc/logs", 0755), 0);
+  const std::string file = "/etc/logs/theirs/ops.db";
+  ASSERT_EQ(annalctl({"fileop", "--db", file, "create"}).status, 0);
+  for (int i = 0; i < 9; ++i) {
+    ASSERT_EQ(annalctl({"fileop", "--db", file, "add", "/share/file", "--action", "1"}).status, 0);
+  }
+  ASSERT_EQ(annalctl({"fileop", "--db", file, "seal"}).status, 0);
+  struct stat status {};
+  ASSERT_EQ(stat((file + ".chain").c_str(), &status), 0);
+  ASSERT_EQ(status.st_uid, other_users::kUser);
+  const Finished one = annalctl({"fileop", "--db", file, "delete", "--id", "1"});
+  EXPECT_EQ(one.status, 0);
+  EXPECT_EQ(one.err, "");
+  const Finished some = annalctl({"keep", "--size", "200", "--db", file});
+  EXPECT_EQ(some.status, 0);
+  EXPECT_EQ(some.err, "");
+  const Finished all = annalctl({"fileop", "--db", file, "flush", "--yes"});
+  EXPECT_EQ(all.err, "");
+  const Finished verified = annalctl({"fileop", "--db", file, "verify"});
+  EXPECT_EQ(verified.status, 0) << verified.out << verified.err;
+  EXPECT_NE(verified.out.find("deleted (keep)"), std::string::npos) << verified.out;
 }
 
 TEST_F(ProofCommands, ALogOfFileOperationsIsSealedByItsFile) {

@@ -1,10 +1,15 @@
 // "annalctl redact": no byte is left, and the log still verifies.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/annalctl.h"
@@ -174,6 +179,49 @@ TEST_F(Redact, EachLogHasItsPersonalColumns) {
   }
   EXPECT_EQ(annalctl({"verify", "--db", "/etc/logs/ops.db"}).status, 0);
   EXPECT_EQ(annalctl({"verify"}).status, 0);
+}
+
+// The writer's waits are compared with the whole run, so that a slow machine slows both.
+TEST_F(Redact, LetsAWriterInBetweenItsShortSteps) {
+  using Clock = std::chrono::steady_clock;
+  sql(kLog,
+      "DROP TRIGGER annal_event_logfull; WITH n(i) AS (SELECT 301 UNION ALL SELECT i + 1 FROM n WHERE i < 40000) "
+      "INSERT "
+      "INTO ANNAL_EVENT (event_type, event_date, event_time, event_user, event_desc) SELECT 0, '2026-11-22', "
+      "'10:00:00', "
+      "'zebedee', 'plain ' || i FROM n");
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  std::future<Finished> redaction = std::async(std::launch::async, [] {
+    return annalctl({"redact", "event", "--all"});
+  });
+  const auto begun = Clock::now();
+  auto last = begun;
+  Clock::duration longest{};
+  int written = 0;
+  {
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(kLog, &opened, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> log(opened, sqlite3_close);
+    constexpr char kWrite[] = "UPDATE ANNAL_EVENT SET event_msgid = 'seen' WHERE event_id = 1";
+    while (redaction.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+      if (sqlite3_exec(log.get(), kWrite, nullptr, nullptr, nullptr) == SQLITE_OK) {
+        const auto now = Clock::now();
+        longest = std::max(longest, now - last);
+        last = now;
+        ++written;
+      }
+    }
+  }
+  longest = std::max(longest, Clock::now() - last);
+  const Finished redacted = redaction.get();
+  ASSERT_EQ(redacted.status, 0) << redacted.err;
+  EXPECT_EQ(redacted.out, "redacted 40000 events\n");
+  const auto milliseconds = [](Clock::duration duration) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
+  };
+  EXPECT_GT(written, 20);
+  EXPECT_LT(milliseconds(longest), milliseconds(Clock::now() - begun) / 4);
+  RecordProperty("longest_wait_ms", static_cast<int>(milliseconds(longest)));
 }
 
 // What annalctl itself deletes is declared.

@@ -99,7 +99,7 @@ bool keep_one(const Log& log, const KeepOptions& options, Session& session) {
 }
 
 void keep_of_all(const std::vector<std::string>& files, const KeepOptions& options, Session& session) {
-  const Intent intent = options.dry_run ? Intent::kReading : Intent::kChanging;
+  const Intent intent = options.dry_run ? Intent::kReading : Intent::kDeleting;
   for_all_logs(files, session, intent, [&options, &session](const Log& log) {
     if (!keep_one(log, options, session)) {
       session.status = kFailure;
@@ -121,6 +121,7 @@ void for_all_logs(const std::vector<std::string>& files, const Session& session,
   }
   for (const std::string& file : files) {
     fileop::use_file((std::filesystem::path(session.place.folder) / file).string());
+    prepare_for(fileop::kLog, intent);
     work(fileop::kLog);
   }
 }

@@ -8,6 +8,7 @@
 #include <deque>
 #include <filesystem>
 #include <map>
+#include <utility>
 
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/folder.h"
@@ -29,9 +30,9 @@ constexpr std::array kVerbs{
     Verb{"list", Intent::kReading},     Verb{"show", Intent::kReading},    Verb{"tail", Intent::kReading},
     Verb{"count", Intent::kReading},    Verb{"group", Intent::kReading},   Verb{"check", Intent::kReading},
     Verb{"info", Intent::kReading},     Verb{"verify", Intent::kReading},  Verb{"seal", Intent::kChanging},
-    Verb{"redact", Intent::kChanging},  Verb{"create", Intent::kChanging}, Verb{"delete", Intent::kChanging},
-    Verb{"trim", Intent::kChanging},    Verb{"age", Intent::kChanging},    Verb{"flush", Intent::kChanging},
-    Verb{"limit", Intent::kChanging},   Verb{"keep", Intent::kChanging},   Verb{"compact", Intent::kChanging},
+    Verb{"redact", Intent::kChanging},  Verb{"create", Intent::kChanging}, Verb{"delete", Intent::kDeleting},
+    Verb{"trim", Intent::kDeleting},    Verb{"age", Intent::kDeleting},    Verb{"flush", Intent::kDeleting},
+    Verb{"limit", Intent::kChanging},   Verb{"keep", Intent::kDeleting},   Verb{"compact", Intent::kChanging},
     Verb{"salvage", Intent::kChanging},
 };
 
@@ -43,6 +44,17 @@ const char* kept(const std::string& text) {
 
 bool has_a_place(const Log& log) {
   return *log.path != '\0';
+}
+
+using Prepare = void (*)(const Log& log);
+Prepare& preparation() {
+  static Prepare prepare = nullptr;
+  return prepare;
+}
+
+std::function<void()>& work_when_settled() {
+  static std::function<void()> work;
+  return work;
 }
 
 // The logs' own places, and their commands' options there.
@@ -73,6 +85,23 @@ Intent intent_of(const std::string& verb) {
   return known == kVerbs.end() ? Intent::kAdding : known->intent;
 }
 
+void before_deleting(void (*prepare)(const Log& log)) {
+  preparation() = prepare;
+}
+
+void prepare_for(const Log& log, Intent intent) {
+  if (intent == Intent::kDeleting && preparation() != nullptr) {
+    preparation()(log);
+  }
+  if (const auto work = std::exchange(work_when_settled(), nullptr)) {
+    work();
+  }
+}
+
+void when_settled(std::function<void()> work) {
+  work_when_settled() = std::move(work);
+}
+
 void settle(Log& log, const std::string& file, const Place& place, Intent intent) {
   const bool own_place = has_a_place(log);
   const bool elsewhere = !place.folder.empty() || (own_place && !file.empty());
@@ -82,7 +111,7 @@ void settle(Log& log, const std::string& file, const Place& place, Intent intent
     put(log, fs::path(place.folder) / fs::path(log.path).filename());
   }
   if (!elsewhere) {
-    return;
+    return prepare_for(log, intent);
   }
   if (own_place && intent == Intent::kAdding) {
     throw Refusal(fmt::format("{} is elsewhere, and the library does this only at the log's own place", log.path));
@@ -93,6 +122,7 @@ void settle(Log& log, const std::string& file, const Place& place, Intent intent
     }
     read_logs_only();
   }
+  prepare_for(log, intent);
 }
 
 void forget_places() {

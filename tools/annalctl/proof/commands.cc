@@ -14,12 +14,14 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/base/standard_input.h"
 #include "tools/annalctl/files/log_system.h"
 #include "tools/annalctl/files/rights.h"
+#include "tools/annalctl/log/place.h"
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/maintenance/changes.h"
 #include "tools/annalctl/output/progress.h"
@@ -63,19 +65,13 @@ struct SealArguments {
   std::optional<proof::KeyRing> keys;
 };
 
-// The command line says later whether the log may be changed at all, and no key is created for one that may not.
-enum class IfNone { kCreate, kWait };
-
-void load_keys(SealArguments& arguments, IfNone if_none) {
+void load_keys(SealArguments& arguments) {
   if (arguments.print_head || arguments.keys) {
     return;
   }
   const std::string file =
       arguments.key_file.empty() ? proof::usual_key_file() : std::filesystem::absolute(arguments.key_file).string();
   const bool there = access(file.c_str(), F_OK) == 0;
-  if (if_none == IfNone::kWait && !there) {
-    return;
-  }
   try {
     arguments.keys.emplace(arguments.new_key && there ? proof::replace_key(file) : proof::load_or_create_keys(file));
   } catch (const proof::KeyFailure& failure) {
@@ -84,6 +80,14 @@ void load_keys(SealArguments& arguments, IfNone if_none) {
   if (arguments.keys->created) {
     complain(fmt::format("created the signing key {} (whoever verifies needs {})", file, proof::public_file_of(file)));
   }
+}
+
+// Says of which file the head is where its name alone does not.
+Head with_file(const Log& log, Head head) {
+  if (has_file_of_its_own(log)) {
+    head.file = log.path;
+  }
+  return head;
 }
 
 // A line at a time, so that a file of heads never has half of one.
@@ -109,7 +113,7 @@ int print_head(const Log& log, Session& session) {
     complain(fmt::format("{} was never sealed", log.path));
     return kFailure;
   }
-  session.output.write(proof::json_of(chain->head()) + "\n");
+  session.output.write(proof::json_of(with_file(log, chain->head())) + "\n");
   return kSuccess;
 }
 
@@ -141,11 +145,10 @@ int run_seal(const Log& log, SealArguments& arguments, Session& session) {
     if (!check_log_exists(log)) {
       return kFailure;
     }
-    load_keys(arguments, IfNone::kCreate);
     const proof::Sealed sealed = proof::seal(log, *arguments.keys, arguments.options, watch_of(progress, log));
     progress.clear();
     if (!arguments.heads_file.empty()) {
-      append_head(arguments.heads_file, sealed.head);
+      append_head(arguments.heads_file, with_file(log, sealed.head));
     }
     write_sealed(log, sealed, session);
     return kSuccess;
@@ -310,14 +313,19 @@ class SharedStatus {
 };
 
 void add_to_log(CLI::App* command, const ProofCommand& proof, Session& session, const Log& log) {
-  // Before the log's rights are taken on, which may not be enough for the key.
-  command->parse_complete_callback([prepare = proof.prepare] { prepare(false); });
+  // Before the log's rights are taken on, which may not be enough for the key; and not before it is known that the log
+  // may be changed, because a key is created if there is none.
+  command->parse_complete_callback([prepare = proof.prepare] { when_settled(prepare); });
   command->callback([work = proof.work, &session, &log] { session.status = work(log); });
 }
 
 }  // namespace
 
-const char* const kSealNotes =
+bool has_file_of_its_own(const Log& log) {
+  return std::string_view(log.name) == "fileop";
+}
+
+const char kSealNotes[] =
     "Adds a commitment to each new entry to the chain beside the log (LOG.chain), and\n"
     "signs how far it goes. The log is read in short turns and not changed. Keep the\n"
     "heads elsewhere (--heads, --print-head): who can write the log and use the key\n"
@@ -326,7 +334,7 @@ const char* const kSealNotes =
     "The key is $ANNAL_SEAL_KEY, or /etc/annal/seal.key, and is created when there is\n"
     "none; its public part, for 'verify', is beside it (seal.pub).\n";
 
-const char* const kVerifyNotes =
+const char kVerifyNotes[] =
     "Names each entry that is not as it was sealed: changed, moved, deleted, cut off\n"
     "the end, inserted, or there again. Entries that the log's limit, or a command of\n"
     "annalctl, has deleted are told apart. What came after the last sealing is no\n"
@@ -350,9 +358,9 @@ ProofCommand add_seal_options(CLI::App& command, Session& session) {
       .add_flag("--accept", arguments->options.accept_missing,
                 "Declare that sealed entries which are missing may be gone")
       ->excludes(head);
-  return {[arguments](bool understood) {
+  return {[arguments] {
             proof::start_hashing();
-            load_keys(*arguments, understood ? IfNone::kCreate : IfNone::kWait);
+            load_keys(*arguments);
           },
           [arguments, &session](const Log& log) { return run_seal(log, *arguments, session); }};
 }
@@ -364,8 +372,9 @@ ProofCommand add_verify_options(CLI::App& command, Session& session) {
   command.add_option("--anchor", arguments->anchor_files, "Heads that were kept elsewhere; '-': standard input")
       ->type_name("FILE")
       ->allow_extra_args(false);
-  return {[arguments](bool /*understood*/) { load_trust(*arguments); },
-          [arguments, &session](const Log& log) { return run_verify(log, *arguments, session); }};
+  return {[arguments] { load_trust(*arguments); },
+          [arguments, &session](const Log& log) { return run_verify(log, *arguments, session); },
+          [arguments](const Log& log) { return !proof::anchors_of(log, arguments->options.anchors, nullptr).empty(); }};
 }
 
 void add_seal_command(CLI::App& commands, Session& session, const Log& log) {

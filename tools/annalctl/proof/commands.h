@@ -11,21 +11,26 @@
 
 namespace annalctl {
 
+// Of these logs there may be several.
+[[nodiscard]] bool has_file_of_its_own(const Log& log);
+
 // What is done with one log. Returns its exit status.
 using LogWork = std::function<int(const Log& log)>;
 
 // Added to a command, and then called for each log. Both keep what was asked for.
 struct ProofCommand {
-  // What is read with the caller's own rights, before any log is used. understood: the whole command line was.
-  std::function<void(bool understood)> prepare;
+  // What is read with the caller's own rights, before any log is used.
+  std::function<void()> prepare;
   LogWork work;
+  // Whether something that was kept says that the log was sealed.
+  std::function<bool(const Log& log)> expects = [](const Log& /*log*/) { return false; };
 };
 
 [[nodiscard]] ProofCommand add_seal_options(CLI::App& command, Session& session);
 [[nodiscard]] ProofCommand add_verify_options(CLI::App& command, Session& session);
 
-extern const char* const kSealNotes;
-extern const char* const kVerifyNotes;
+extern const char kSealNotes[];
+extern const char kVerifyNotes[];
 
 void add_seal_command(CLI::App& commands, Session& session, const Log& log);
 void add_verify_command(CLI::App& commands, Session& session, const Log& log);

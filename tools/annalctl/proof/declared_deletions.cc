@@ -4,9 +4,11 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <optional>
 #include <stdexcept>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/log/place.h"
 #include "tools/annalctl/maintenance/noted_deletions.h"
 #include "tools/annalctl/proof/key_files.h"
 #include "tools/annalctl/proof/seal.h"
@@ -19,11 +21,34 @@ bool has_chain(const Log& log) {
   return access(proof::chain_path(log.path).c_str(), F_OK) == 0;
 }
 
+// Root's key, which the rights that a log is used with may not open any more.
+std::optional<proof::KeyRing>& keys_at_hand() {
+  static std::optional<proof::KeyRing> keys;
+  return keys;
+}
+
+void take_keys() {
+  proof::start_hashing();
+  if (!keys_at_hand()) {
+    keys_at_hand().emplace(proof::load_keys(proof::usual_key_file()));
+  }
+}
+
+// A failure is told when something has been deleted.
+void take_keys_early(const Log& log) {
+  if (has_chain(log)) {
+    try {
+      take_keys();
+    } catch (const std::runtime_error&) {
+    }
+  }
+}
+
 template <typename Declare>
 void declare(const Log& log, const Declare& declare_with) {
   try {
-    proof::start_hashing();
-    declare_with(proof::load_keys(proof::usual_key_file()));
+    take_keys();
+    declare_with(*keys_at_hand());
   } catch (const std::runtime_error& failure) {
     complain(fmt::format("what was deleted is not declared in {}, and 'annalctl verify' will miss it: {}",
                          proof::chain_path(log.path), failure.what()));
@@ -45,6 +70,8 @@ void emptied(const Log& log, const char* verb) {
 }  // namespace
 
 void declare_deletions() {
+  keys_at_hand().reset();
+  before_deleting(take_keys_early);
   tell_of_deletions({has_chain, deleted, emptied});
 }
 

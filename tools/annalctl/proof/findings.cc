@@ -28,6 +28,7 @@ constexpr std::array kStates{
     StateName{State::kOfAnother, "chain-of-another-log"},
     StateName{State::kMadeAgain, "log-recreated"},
     StateName{State::kLogGone, "log-missing"},
+    StateName{State::kNoChain, "chain-missing"},
     StateName{State::kExpired, "expired"},
     StateName{State::kGone, "gone"},
     StateName{State::kRedacted, "redacted"},

@@ -25,6 +25,7 @@ enum class State {
   kOfAnother,   // it is the chain of another log
   kMadeAgain,   // the log begins again
   kLogGone,     // there is a chain, and no log
+  kNoChain,     // there is none, and a head of one was kept
   // What one should know.
   kExpired,      // the oldest entries are gone, as the log's limit wants it; no sealing has declared it yet
   kGone,         // entries are gone, as was declared

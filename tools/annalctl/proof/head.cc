@@ -91,6 +91,7 @@ Head head_from(const Json& json) {
   head.time = json.at("sealed").get<std::int64_t>();
   take_hex(json, "key", head.key);
   take_hex(json, "signature", head.signature);
+  head.file = json.value("file", std::string());
   return head;
 }
 
@@ -151,18 +152,21 @@ Commitment commitment_to(const Head& head) {
 }
 
 std::string json_of(const Head& head) {
-  return Json{{"log", head.log},
-              {"chain", hex_of(head.chain)},
-              {"sequence", head.sequence},
-              {"first", head.first},
-              {"base", hex_of(head.base)},
-              {"records", head.records},
-              {"hash", hex_of(head.hash)},
-              {"last_id", head.last_id},
-              {"sealed", head.time},
-              {"key", hex_of(head.key)},
-              {"signature", hex_of(head.signature)}}
-      .dump();
+  Json json{{"log", head.log},
+            {"chain", hex_of(head.chain)},
+            {"sequence", head.sequence},
+            {"first", head.first},
+            {"base", hex_of(head.base)},
+            {"records", head.records},
+            {"hash", hex_of(head.hash)},
+            {"last_id", head.last_id},
+            {"sealed", head.time},
+            {"key", hex_of(head.key)},
+            {"signature", hex_of(head.signature)}};
+  if (!head.file.empty()) {
+    json["file"] = head.file;
+  }
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::vector<Head> heads_in(const std::string& lines) {

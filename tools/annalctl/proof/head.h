@@ -28,6 +28,8 @@ struct Head {
   std::int64_t time = 0;  // seconds since 1970
   PublicKey key{};
   Signature signature{};
+  // Not signed: the log's file, where a line says so, because logs of one kind can be in several.
+  std::string file{};
 
   bool operator==(const Head&) const = default;
 };

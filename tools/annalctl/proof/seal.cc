@@ -307,11 +307,19 @@ Sealed seal(const Log& log, const KeyRing& keys, const SealOptions& options, con
     return Sealer(log, keys, continue_in_new_chain(log, keys)).run(options, watch);
   }
   std::optional<ChainFile> chain = ChainFile::open(chain_path(log.path), Access::kWrite);
-  if (!chain) {
+  const bool first = !chain;
+  if (first) {
     chain = create_chain(log, keys);
   }
   require_own(*chain, log, keys);
-  return Sealer(log, keys, std::move(*chain)).run(options, watch);
+  Sealed sealed = Sealer(log, keys, std::move(*chain)).run(options, watch);
+  if (first) {
+    // Somebody may have deleted an earlier one.
+    sealed.remarks.insert(
+        sealed.remarks.begin(),
+        fmt::format("began its chain: the {} that were there are sealed as they are now", log.entries));
+  }
+  return sealed;
 }
 
 void declare_gone(const Log& log, const KeyRing& keys, std::span<const std::int64_t> ids, Reason reason) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <utility>
 
 #include "tools/annalctl/base/moment.h"
@@ -29,7 +30,7 @@ std::string time_text(std::int64_t seconds) {
 class Verifier {
  public:
   Verifier(const Log& log, const VerifyOptions& options, const ChainFile& chain)
-      : log_(log), options_(options), chain_(chain) {}
+      : log_(log), options_(options), chain_(chain), anchors_(anchors_of(log, options.anchors, &chain.head().chain)) {}
 
   Verified run(const Watch& watch) {
     check_head();
@@ -71,10 +72,7 @@ class Verifier {
   }
 
   void check_anchors() {
-    for (const Head& anchor : options_.anchors) {
-      if (anchor.log != log_.name) {
-        continue;
-      }
+    for (const Head& anchor : anchors_) {
       if (!is_trusted(anchor)) {
         say(State::kUnsigned,
             fmt::format("the head that was kept of {} is not signed by a key that is known", time_text(anchor.time)));
@@ -206,6 +204,7 @@ class Verifier {
   const Log& log_;
   const VerifyOptions& options_;
   const ChainFile& chain_;
+  std::vector<Head> anchors_;
   std::vector<Checkpoint> checkpoints_;
   std::size_t next_checkpoint_ = 0;
   std::uint64_t good_until_ = 0;
@@ -219,11 +218,30 @@ class Verifier {
 
 }  // namespace
 
+std::vector<Head> anchors_of(const Log& log, const std::vector<Head>& anchors, const ChainId* chain) {
+  std::vector<Head> of_kind;
+  std::copy_if(anchors.begin(), anchors.end(), std::back_inserter(of_kind),
+               [&log](const Head& anchor) { return anchor.log == log.name; });
+  std::vector<Head> own;
+  std::copy_if(of_kind.begin(), of_kind.end(), std::back_inserter(own), [&log, chain](const Head& anchor) {
+    return anchor.file.empty() || anchor.file == log.path || (chain != nullptr && anchor.chain == *chain);
+  });
+  return own.empty() && chain != nullptr ? of_kind : own;
+}
+
 std::optional<Verified> verify(const Log& log, const VerifyOptions& options, const Watch& watch) {
   try {
     const std::optional<ChainFile> chain = ChainFile::open(chain_path(log.path), Access::kRead);
     if (!chain) {
-      return {};
+      const std::vector<Head> anchors = anchors_of(log, options.anchors, nullptr);
+      if (anchors.empty()) {
+        return {};
+      }
+      Verified verified;
+      verified.report.findings.push_back(
+          {State::kNoChain, 0, 0,
+           fmt::format("there is no chain, and a head of one was kept of {}", time_text(anchors.back().time))});
+      return verified;
     }
     return Verifier(log, options, *chain).run(watch);
   } catch (const ChainDamage& damage) {
