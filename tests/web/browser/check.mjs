@@ -347,6 +347,7 @@ async function remembers() {
   await page.getByLabel("Times").selectOption("browser");
   const moved = await time.textContent();
   assert.notEqual(moved, stored);
+  assert.match(await page.locator("#histogram-title").textContent(), /in the appliance's time/);
   await page.reload();
   assert.equal(await page.evaluate(() => document.documentElement.dataset.theme), "dark");
   assert.equal(await time.textContent(), moved);

@@ -57,6 +57,11 @@ function applyZone() {
     const name = Intl.DateTimeFormat().resolvedOptions().timeZone;
     zone.textContent = zone.dataset.stored + (browser ? `; those of the entries are this browser's, ${name}` : "");
   }
+  const width = document.querySelector("#histogram-title .quiet");
+  if (width) {
+    width.dataset.stored ??= width.textContent;
+    width.textContent = width.dataset.stored + (browser ? ", in the appliance's time" : "");
+  }
 }
 
 // --- settings ---
