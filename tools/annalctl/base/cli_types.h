@@ -1,4 +1,5 @@
-// Names the command line's types, for headers that only pass them on: the library's own header takes seconds to compile.
+// Names the command line's types, for headers that only pass them on: the library's own header takes seconds to
+// compile.
 #pragma once
 
 namespace CLI {
