@@ -120,8 +120,14 @@ umount --recursive "$root/dev" "$root/proc"
 status=0
 systemd-nspawn --quiet --directory "$root" --boot --register=no --keep-unit --private-network --console=pipe -- \
   systemd.unit=check.service systemd.show_status=no </dev/null >/dev/null 2>"$scratch/boot.log" || status=$?
-cat "$root/check.log" || cat "$scratch/boot.log"
-((status == 0)) || fail "the units, in a booted system: status $status"
+if [[ -n $quick && ! -e $root/check.log ]]; then
+  # Where systemd-nspawn may not run. Without --quick that is a failure.
+  cat "$scratch/boot.log" >&2
+  say "WARNING: no system can be booted here, so the units were not started"
+else
+  cat "$root/check.log" || cat "$scratch/boot.log"
+  ((status == 0)) || fail "the units, in a booted system: status $status"
+fi
 
 [[ -z $quick ]] || {
   say "The packages do what they are for (without a compiler and a device's libraries: ./dev packages-check)"
