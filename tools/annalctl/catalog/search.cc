@@ -14,7 +14,7 @@ namespace annalctl::catalog {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kSearchFooter[] =
     "A row is found when its template has every word somewhere, in small or capital letters.\n"
     "\n"
     "Examples:\n"
@@ -64,7 +64,7 @@ void run_search(const SearchArguments& wanted, Session& session) {
 
 void add_search(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("search", "List the rows that match");
-  command->footer(kFooter);
+  command->footer(kSearchFooter);
   const auto wanted = std::make_shared<SearchArguments>();
   command->add_option("WORDS", wanted->words, "What the template has, every one of them");
   command->add_option("--app", wanted->application, "Only rows of this application")->type_name("ID");

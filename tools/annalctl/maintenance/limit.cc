@@ -22,7 +22,7 @@ namespace annalctl {
 
 namespace {
 
-struct Arguments {
+struct LimitArguments {
   int limit = 0;
   int batch = 0;
   bool dry_run = false;
@@ -69,7 +69,7 @@ void write(const Log& log, const std::optional<RowLimit>& before, const RowLimit
   sink->finish();
 }
 
-int run_limit(const Log& log, const Arguments& arguments, Session& session) {
+int run_limit(const Log& log, const LimitArguments& arguments, Session& session) {
   if (!check_log_exists(log)) {
     return kFailure;
   }
@@ -94,7 +94,7 @@ int run_limit(const Log& log, const Arguments& arguments, Session& session) {
 
 void add_limit_command(CLI::App& commands, Session& session, const Log& log) {
   CLI::App* const command = commands.add_subcommand("limit", "Change how many entries the log keeps");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<LimitArguments>();
   command->footer(
       fmt::format("The limit takes effect when new {1} are stored: each one deletes a batch of the\n"
                   "oldest until the log is within its limit. 'keep' and 'delete' delete at once.\n"
