@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <new>
 #include <thread>
@@ -203,7 +204,7 @@ void ShadowFile::truncate(std::int64_t size) {
     blocks_.erase(blocks_.lower_bound((size + kBlock - 1) / kBlock), blocks_.end());
     const auto last = blocks_.find(size / kBlock);
     if (last != blocks_.end()) {
-      std::fill(last->second.begin() + size % kBlock, last->second.end(), std::uint8_t{0});
+      std::fill(last->second.begin() + static_cast<std::ptrdiff_t>(size % kBlock), last->second.end(), std::uint8_t{0});
     }
   }
   size_ = size;

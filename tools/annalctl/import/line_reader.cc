@@ -94,7 +94,7 @@ LineReader::~LineReader() {
   close(file_);
 }
 
-long LineReader::read_file(archive* reader, void* self, const void** buffer) {
+ssize_t LineReader::read_file(archive* reader, void* self, const void** buffer) {
   LineReader& lines = *static_cast<LineReader*>(self);
   *buffer = lines.raw_.data();
   if (lines.idle_) {

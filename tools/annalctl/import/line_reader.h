@@ -1,6 +1,8 @@
 // Reads a file or standard input line by line, also if compressed with gzip, bzip2, xz, lzma or zstd.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -44,7 +46,7 @@ class LineReader {
 
  private:
   [[nodiscard]] bool refill();
-  static long read_file(archive* reader, void* self, const void** buffer);
+  static ssize_t read_file(archive* reader, void* self, const void** buffer);
 
   int file_ = -1;
   archive* archive_;

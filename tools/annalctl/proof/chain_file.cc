@@ -195,7 +195,8 @@ std::uint64_t ChainFile::end() const {
 }
 
 void ChainFile::read(std::uint64_t position, std::size_t records, std::vector<Byte>& bytes) const {
-  bytes.resize(std::min<std::uint64_t>(records, end() - std::min(end(), position)) * kRecordSize);
+  const std::uint64_t there = end() - std::min(end(), position);
+  bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(records, there)) * kRecordSize);
   std::size_t got = 0;
   while (got < bytes.size()) {
     const ssize_t part =

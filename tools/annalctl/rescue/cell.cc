@@ -60,13 +60,17 @@ std::uint64_t number_at(Bytes bytes, std::size_t place, std::size_t size) {
   return number;
 }
 
+std::uint16_t two_bytes(Bytes bytes, std::size_t place) {
+  return static_cast<std::uint16_t>(number_at(bytes, place, 2));
+}
+
 std::uint32_t four_bytes(Bytes bytes, std::size_t place) {
   return static_cast<std::uint32_t>(number_at(bytes, place, 4));
 }
 
 std::optional<std::uint64_t> size_of_value(std::uint64_t type) {
   if (type < kSizes.size()) {
-    return kSizes.at(type);
+    return kSizes.at(static_cast<std::size_t>(type));
   }
   return type >= kFirstBlob ? std::optional((type - kFirstBlob) / 2) : std::nullopt;
 }
@@ -107,18 +111,18 @@ bool read_head(Bytes local, std::uint64_t payload, RecordHead& head) {
     }
     expected += *taken;
   }
-  head.size = size;
+  head.size = static_cast<std::size_t>(size);
   return !numbers.failed() && numbers.place() == size && expected == payload;
 }
 
 std::size_t local_size(std::uint64_t payload, std::size_t usable) {
   const std::size_t most = usable - 35;
   if (payload <= most) {
-    return payload;
+    return static_cast<std::size_t>(payload);
   }
   // SQLite keeps as much here as fills the last overflow page, if that fits.
   const std::size_t least = (usable - 12) * 32 / 255 - 23;
-  const std::size_t full = least + (payload - least) % (usable - kLink);
+  const std::size_t full = least + static_cast<std::size_t>((payload - least) % (usable - kLink));
   return full <= most ? full : least;
 }
 
@@ -127,7 +131,7 @@ LeafCells::LeafCells(Bytes page, std::size_t start) : page_(page) {
     return;
   }
   pointers_ = start + kLeafHeaderSize;
-  count_ = number_at(page, start + 3, 2);
+  count_ = two_bytes(page, start + 3);
   if (pointers_ + 2 * count_ > page.size()) {
     unreadable_ = 1;
     count_ = 0;
@@ -136,7 +140,7 @@ LeafCells::LeafCells(Bytes page, std::size_t start) : page_(page) {
 
 bool LeafCells::next(StoredCell& cell) {
   while (begun_ < count_) {
-    cell.place = number_at(page_, pointers_ + 2 * begun_++, 2);
+    cell.place = two_bytes(page_, pointers_ + 2 * begun_++);
     if (cell.place >= pointers_ + 2 * count_ && cell.place < page_.size()) {
       Varints head(page_.subspan(cell.place));
       cell.payload = head.next();

@@ -15,6 +15,7 @@ using Bytes = std::span<const unsigned char>;
 
 // A number of several bytes, the most significant first.
 [[nodiscard]] std::uint64_t number_at(Bytes bytes, std::size_t place, std::size_t size);
+[[nodiscard]] std::uint16_t two_bytes(Bytes bytes, std::size_t place);
 [[nodiscard]] std::uint32_t four_bytes(Bytes bytes, std::size_t place);
 
 constexpr std::size_t kLink = 4;  // the number of the next page, at the start of an overflow page

@@ -165,7 +165,7 @@ int CorrectedView::read(sqlite3_file* opened, void* buffer, int amount, sqlite3_
   // A page that the disk refuses reads as zeros, so that the others can still be read.
   static_cast<void>(view.file_.read(begin, bytes));
   for (std::size_t i = 0; i < bytes.size() && begin + i < kHeaderSize; ++i) {
-    bytes[i] = view.header_.at(begin + i);
+    bytes[i] = view.header_.at(static_cast<std::size_t>(begin) + i);
   }
   return begin + bytes.size() <= view.file_.size() ? SQLITE_OK : SQLITE_IOERR_SHORT_READ;
 }

@@ -50,7 +50,8 @@ std::vector<Part> sample(DamagedFile& file) {
   std::vector<Part> taken;
   for (std::uint64_t i = 0; i < parts; ++i) {
     const std::uint64_t place = all * i / parts * kPart;
-    taken.push_back({place, std::vector<unsigned char>(std::min<std::uint64_t>(kPart, file.size() - place))});
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(kPart, file.size() - place));
+    taken.push_back({place, std::vector<unsigned char>(size)});
     static_cast<void>(file.read(place, taken.back().bytes));
   }
   return taken;
@@ -171,10 +172,11 @@ Layout layout_of(DamagedFile& file) {
     const std::size_t local = local_size(cell.payload, layout.page_size - layout.reserved);
     std::size_t place = head.size;
     for (const std::uint64_t type : head.types) {
-      const std::uint64_t size = size_of_value(type).value_or(0);
-      if (place + size > std::min(local, cell.rest.size())) {
+      const std::uint64_t stored = size_of_value(type).value_or(0);
+      if (place + stored > std::min(local, cell.rest.size())) {
         break;
       }
+      const auto size = static_cast<std::size_t>(stored);
       const StoredValue value = value_of(type, cell.rest.subspan(place, size));
       for (const Encoding encoding : kEncodings) {
         ascii[encoding] += value.kind == StoredValue::Kind::kText ? ascii_characters(value.bytes, encoding) : 0;

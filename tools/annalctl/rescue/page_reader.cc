@@ -106,7 +106,7 @@ PageReader::Reading PageReader::read_record(const StoredCell& cell, StoredRecord
   record.values.clear();
   std::size_t place = head_.size;
   for (const std::uint64_t type : head_.types) {
-    const std::size_t size = size_of_value(type).value_or(0);
+    const auto size = static_cast<std::size_t>(size_of_value(type).value_or(0));
     record.values.push_back(value_of(type, Bytes(payload_).subspan(place, size)));
     place += size;
   }
@@ -120,7 +120,8 @@ bool PageReader::follow(std::uint32_t number, std::uint64_t wanted) {
     }
     --budget_;
     const Bytes content = Bytes(overflow_page_).first(usable_).subspan(kLink);
-    const Bytes part = content.first(std::min<std::uint64_t>(content.size(), wanted - payload_.size()));
+    const std::uint64_t missing = wanted - payload_.size();
+    const Bytes part = content.first(static_cast<std::size_t>(std::min<std::uint64_t>(content.size(), missing)));
     payload_.insert(payload_.end(), part.begin(), part.end());
     number = four_bytes(overflow_page_, 0);
   }
