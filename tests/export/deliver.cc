@@ -8,6 +8,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/export/sample_records.h"
@@ -33,7 +34,7 @@ struct Wanted {
   std::int64_t gap = 0;
   std::int64_t head = 0;
   bool redact = false;
-  int tries = 1;
+  std::int64_t seconds = 0;  // to try again for, after a trouble
 };
 
 // Of the escapes that a line needs for hostile texts.
@@ -92,12 +93,16 @@ std::unique_ptr<exporter::Sink> make_sink(const std::string& file) {
   return complaints.empty() ? std::move(sink) : nullptr;
 }
 
+double since(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
 // One line says what became of all.
 int deliver(exporter::Sink& sink, const Wanted& wanted) {
   const exporter::Stop stop;
   std::size_t acknowledged = 0;
   std::size_t refused = 0;
-  int tries = 0;
+  std::string told;
   const auto begin = std::chrono::steady_clock::now();
   std::int64_t next = wanted.from;
   const std::int64_t end = wanted.from + wanted.count;
@@ -113,16 +118,17 @@ int deliver(exporter::Sink& sink, const Wanted& wanted) {
     }
     next += static_cast<std::int64_t>(outcome.acknowledged);
     if (outcome.trouble) {
-      std::cerr << "trouble: " << outcome.trouble->reason << '\n';
-      if (++tries >= wanted.tries || outcome.trouble->final) {
+      if (std::exchange(told, outcome.trouble->reason) != outcome.trouble->reason) {
+        std::cerr << fmt::format("{:.1f} s: trouble: {}\n", since(begin), told);
+      }
+      if (since(begin) >= static_cast<double>(wanted.seconds) || outcome.trouble->final) {
         break;
       }
       constexpr std::chrono::milliseconds kUsualWait{300};
       stop.wait(outcome.trouble->wait.value_or(kUsualWait));
     }
   }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  fmt::print("acknowledged {} refused {} seconds {:.2f}\n", acknowledged, refused, seconds);
+  fmt::print("acknowledged {} refused {} seconds {:.2f}\n", acknowledged, refused, since(begin));
   return next >= end ? 0 : 1;
 }
 
@@ -142,7 +148,7 @@ int main(int argc, char** argv) {
   app.add_option("--gap", wanted.gap);
   app.add_option("--head", wanted.head);
   app.add_flag("--redact", wanted.redact);
-  app.add_option("--tries", wanted.tries);
+  app.add_option("--seconds", wanted.seconds);
   CLI11_PARSE(app, argc, argv);
   try {
     std::ifstream lines(wanted.messages_file);

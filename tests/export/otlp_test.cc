@@ -128,8 +128,8 @@ class Receiver {
 };
 
 MadeSink sink_to(const Receiver& receiver, const std::string& more = "") {
-  MadeSink made = make_sink(
-      fmt::format("type = 'otlp'\nurl = 'http://127.0.0.1:{}'\ntls = 'off'\ntimeout = 1\n{}", receiver.port(), more));
+  MadeSink made =
+      make_sink(fmt::format("type = 'otlp'\nurl = 'http://127.0.0.1:{}'\ntls = 'off'\n{}", receiver.port(), more));
   EXPECT_EQ(made.complaints, "");
   return made;
 }

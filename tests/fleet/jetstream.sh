@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Three NATS servers with JetStream on loopback, for the scripts that source this after support.sh.
-# shellcheck disable=SC2154 # the folder is support.sh's
+# shellcheck disable=SC2154 # the folder and the patience are support.sh's
 
 nodes=(one two three)
 declare -A node_port cluster_port node_process
@@ -42,13 +42,34 @@ NATS
 start_node() {
   begin nats-server -c "$folder/$1.conf" >>"$folder/$1.log" 2>&1
   node_process[$1]=$!
-  wait_for 10 listens "${node_port[$1]}"
+  wait_for listens "${node_port[$1]}"
 }
 
 # kill_node NAME: without a warning.
 kill_node() {
   kill -KILL "${node_process[$1]}"
   wait "${node_process[$1]}" 2>/dev/null || true
+}
+
+# nats_say NODE USER SUBJECT OPTION...: a request, by TLS.
+nats_say() {
+  local node=$1
+  shift
+  python3 "${BASH_SOURCE[0]%/*}/nats_say.py" "${node_port[$node]}" "$folder/tls/authority.pem" "$@"
+}
+
+# stream_leader NODE...: the name of the node that leads the stream, once one of these knows.
+stream_leader() {
+  local node end=$((SECONDS + patience))
+  while ((SECONDS < end)); do
+    for node in "$@"; do
+      # shellcheck disable=SC2016 # a subject
+      nats_say "$node" collector '$JS.API.STREAM.INFO.ANNAL' --field cluster.leader 2>/dev/null && return
+    done
+    sleep 0.2
+  done
+  echo "no node leads the stream" >&2
+  return 1
 }
 
 # The addresses of all nodes, as the configurations have them.

@@ -43,7 +43,11 @@ def listens(port):
         return probe.connect_ex(("127.0.0.1", port)) == 0
 
 
-def wait_for(what, seconds, condition):
+# How long anything may take to come back: it bounds how long a real failure takes, and a slow machine is none.
+PATIENCE = 300
+
+
+def wait_for(what, condition, seconds=PATIENCE):
     end = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > end:
@@ -118,6 +122,12 @@ class Fleet:
         self.processes[name].send_signal(how)
         self.processes[name].wait()
 
+    def say_the_ends(self):
+        """What a failure elsewhere is understood from: the end of each program's output."""
+        for path in sorted(self.folder.glob("*.out")):
+            lines = path.read_text(errors="replace").splitlines()[-40:]
+            print(f"--- the end of {path.name}", *(line[:300] for line in lines), sep="\n", file=sys.stderr)
+
     def end(self):
         for process in self.processes.values():
             if process.poll() is None:
@@ -128,12 +138,14 @@ class Fleet:
         """Waits for a database that was killed and is recovering."""
         command = ["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", self.folder / "socket", "-p",
                    str(self.pg_port), "-U", "postgres", "annal", "-c", statement]
-        for _ in range(120):
+        end = time.monotonic() + PATIENCE
+        while True:
             run = subprocess.run(command, check=False, capture_output=True, text=True)
             if run.returncode == 0:
                 return run.stdout.splitlines()
+            if time.monotonic() > end:
+                raise RuntimeError(run.stderr)
             time.sleep(0.5)
-        raise RuntimeError(run.stderr)
 
     def prepare_database(self):
         data, sockets = self.folder / "data", self.folder / "socket"
@@ -148,7 +160,7 @@ class Fleet:
         self.start("database")
         ready = lambda: subprocess.run(["psql", "-h", sockets, "-p", str(self.pg_port), "-U", "postgres", "-c", "SELECT 1",
                                         "postgres"], capture_output=True).returncode == 0
-        wait_for("the database", 30, ready)
+        wait_for("the database", ready)
         run("createdb", "-h", sockets, "-p", str(self.pg_port), "-U", "postgres", "annal")
         (self.folder / "owner.toml").write_text(f'host = "{sockets}"\nport = {self.pg_port}\nuser = "postgres"\n')
         run(self.bin / "annal-database", "--config", self.folder / "owner.toml", "apply")
@@ -167,7 +179,7 @@ class Fleet:
         self.node_ports = {node: port for node, (port, _) in ports.items()}
         self.node_proxies = {node: Proxy(ports[node][0]) for node in NODES}
         for port, _ in ports.values():
-            wait_for("a node", 20, lambda port=port: listens(port))
+            wait_for("a node", lambda port=port: listens(port))
 
     def prepare_programs(self):
         servers = ", ".join(f'"nats://127.0.0.1:{proxy.port}"' for proxy in self.node_proxies.values())
@@ -257,7 +269,7 @@ def create_again(fleet, writer):
         def caught_up():
             state = fleet.positions()[writer.log]
             return highest(writer.log) == state["position"]
-        wait_for("the exporter to catch up", 120, caught_up)
+        wait_for("the exporter to catch up", caught_up)
         os.remove(LOGS[writer.log])
         writer.create()
 
@@ -355,7 +367,7 @@ def main():
         fleet.prepare_programs()
         generations = {log: 1 for log in LOGS}
         nodes_down, kills = [], {}
-        wait_for("the first entries", 60, lambda: int(fleet.sql("SELECT count(*) FROM annal.event")[0]) > 0)
+        wait_for("the first entries", lambda: int(fleet.sql("SELECT count(*) FROM annal.event")[0]) > 0)
         for number in range(options.kills):
             time.sleep(random.random() * 3)
             kind = misfortune(fleet, writers, generations, nodes_down, kills)
@@ -367,7 +379,7 @@ def main():
             writer.join()
             if writer.failure is not None:
                 raise RuntimeError(f"the writer of {writer.log} has ended") from writer.failure
-        wait_for("the exporter to catch up", 180,
+        wait_for("the exporter to catch up",
                  lambda: all(highest(log) == state["position"] for log, state in fleet.positions().items()))
         counts = []
 
@@ -376,7 +388,7 @@ def main():
             time.sleep(1)
             return len(counts) > 10 and len(set(counts[-8:])) == 1 and verify(fleet, writers, generations)[2] == 0
         try:
-            wait_for("the collector to catch up", 150, settled)
+            wait_for("the collector to catch up", settled)
         except TimeoutError as failure:
             print(failure)
         rows, missing, lost, doubled = verify(fleet, writers, generations)
@@ -395,6 +407,7 @@ def main():
         if done:
             shutil.rmtree(folder)
         else:
+            fleet.say_the_ends()
             print(f"what the servers said is in {folder}", file=sys.stderr)
     return 0 if done else 1
 

@@ -16,7 +16,7 @@ port=$(free_port)
 start_receiver() {
   begin node "$folder/receiver.js" "$port" "$seen" "$@" 2>>"$folder/receiver.log"
   receiver=$!
-  wait_for 120 listens "$port"
+  wait_for listens "$port"
 }
 stop_receiver() {
   kill "$receiver"
@@ -93,7 +93,7 @@ echo "a receiver in trouble"
 for status in 429 502 503 504; do
   forget
   order "{\"status\": $status, \"headers\": {\"Retry-After\": \"1\"}}"
-  deliver "$plain" --count 5 --tries 2 >/dev/null 2>&1
+  deliver "$plain" --count 5 --seconds "$patience" >/dev/null 2>&1
   expect "$status is tried again" "$(count taken)" 5
   expect "after the second that it asks for" \
     "$(python3 -c 'import sys; a, b = (int(l.split()[0]) for l in open(sys.argv[1])); print(b - a >= 900)' "$seen/requests")" True
@@ -101,7 +101,7 @@ done
 forget
 date_header=$(LC_ALL=C date -u -d '+3 seconds' '+%a, %d %b %Y %H:%M:%S GMT')
 order "{\"status\": 503, \"headers\": {\"Retry-After\": \"$date_header\"}}"
-deliver "$plain" --count 5 --tries 2 >/dev/null 2>&1
+deliver "$plain" --count 5 --seconds "$patience" >/dev/null 2>&1
 expect "a date is waited for" \
   "$(python3 -c 'import sys; a, b = (int(l.split()[0]) for l in open(sys.argv[1])); print(b - a >= 1500)' "$seen/requests")" True
 for status in 301 401 403 404 500; do

@@ -30,7 +30,7 @@ start() {
   begin "${server_user[@]}" "$server/postgres" -D "$data" -k "$folder/socket" -p "$port" -c listen_addresses=127.0.0.1 \
     -c ssl=on -c fsync=on -c max_connections=20 >>"$folder/server.log" 2>&1
   postgres=$!
-  wait_for 120 psql -X -h "$folder/socket" -p "$port" -U postgres -c 'SELECT 1' "${2:-postgres}"
+  wait_for psql -X -h "$folder/socket" -p "$port" -U postgres -c 'SELECT 1' "${2:-postgres}"
 }
 stop() {
   kill "-${1:-INT}" "$postgres"
@@ -221,7 +221,7 @@ expect "another log with a chain of its own seems sound" "$(found 'rewritten, wi
 expect "and not beside the heads that were sent" "$(found 'with them')" 3
 
 echo "a server that is killed and started again while entries come"
-deliver "$pg" --generation 8 --count 60000 --batch 1000 --tries 3000 >"$folder/killed" 2>&1 &
+deliver "$pg" --generation 8 --count 60000 --batch 1000 --seconds "$patience" >"$folder/killed.log" 2>&1 &
 sender=$!
 started+=("$sender")
 for _ in 1 2 3; do
@@ -233,21 +233,21 @@ for _ in 1 2 3; do
   start server annal
 done
 wait "$sender" || true
-expect_match "all are acknowledged" "$(tail -n 1 "$folder/killed")" '^acknowledged 60000 refused 0'
+expect_match "all are acknowledged" "$(tail -n 1 "$folder/killed.log")" '^acknowledged 60000 refused 0'
 expect "none is lost, none is doubled" "$(sql 'SELECT count(*), count(DISTINCT id) FROM annal.event WHERE generation = 8')" '60000|60000'
 
 echo "two that deliver the same entries at once"
-deliver "$pg" --generation 9 --count 20000 --batch 500 --tries 3000 >"$folder/one" 2>&1 &
+deliver "$pg" --generation 9 --count 20000 --batch 500 --seconds "$patience" >"$folder/one.log" 2>&1 &
 sender=$!
 started+=("$sender")
-deliver "$pg" --generation 9 --count 20000 --batch 700 --tries 3000 >"$folder/other" 2>&1
+deliver "$pg" --generation 9 --count 20000 --batch 700 --seconds "$patience" >"$folder/other.log" 2>&1
 wait "$sender" || true
 expect "each is there once" "$(sql 'SELECT count(*), count(DISTINCT id) FROM annal.event WHERE generation = 9')" '20000|20000'
 
 deliver "$pg" --generation 10 --count 200000 --batch 5000 | sed 's/^/  with TLS: /'
 
 echo "secrets and TLS"
-expect "no log has the password" "$(grep -c "$(cat "$folder/password")" "$folder/killed" "$folder/one" | grep -vc ':0$' || true)" 0
+expect "no log has the password" "$(grep -c "$(cat "$folder/password")" "$folder/killed.log" "$folder/one.log" | grep -vc ':0$' || true)" 0
 cp "$folder/password" "$folder/right"
 echo wrong >"$folder/password"
 expect_match "a wrong password is told" "$(deliver "$pg" 2>&1)" 'password authentication failed'

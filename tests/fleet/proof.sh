@@ -7,7 +7,7 @@ folder=$2 configuration=$3
 shift 3
 question=("$@")
 ask() { "${question[@]}" "$1"; }
-send() { annal-export --config "$configuration" --once --patience 20; }
+send() { annal-export --config "$configuration" --once --patience 120; }
 export ANNAL_SEAL_KEY=$folder/seal.key
 
 annalctl event create --limit 1000 >/dev/null

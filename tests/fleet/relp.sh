@@ -28,7 +28,7 @@ start_rsyslog() {
   configuration "$1" >"$folder/rsyslog.conf"
   begin rsyslogd -n -f "$folder/rsyslog.conf" -i "$folder/rsyslog.pid" >>"$folder/rsyslog.log" 2>&1
   rsyslog=$!
-  wait_for 120 listens "$port"
+  wait_for listens "$port"
 }
 
 stop_rsyslog() {
@@ -85,7 +85,7 @@ END
 
 echo "rsyslog killed and started again while messages come"
 : >"$folder/received"
-deliver "$folder/relp.toml" --count 60000 --batch 500 --tries 3000 >"$folder/killed" 2>&1 &
+deliver "$folder/relp.toml" --count 60000 --batch 500 --seconds "$patience" >"$folder/killed.log" 2>&1 &
 sender=$!
 started+=("$sender")
 for _ in 1 2 3; do
@@ -95,7 +95,7 @@ for _ in 1 2 3; do
   start_rsyslog server
 done
 wait "$sender" || true
-expect_match "all are acknowledged" "$(tail -n 1 "$folder/killed")" '^acknowledged 60000 refused 0'
+expect_match "all are acknowledged" "$(tail -n 1 "$folder/killed.log")" '^acknowledged 60000 refused 0'
 sleep 1
 expect "none is lost" "$(distinct)" 60000
 echo "  $(($(received) - 60000)) came twice, which their keys tell"

@@ -18,7 +18,7 @@ chmod 777 "$folder/socket"
 "${server_user[@]}" "$server/initdb" -D "$folder/data" -U postgres --auth-local=trust >"$folder/initdb.log"
 begin "${server_user[@]}" "$server/postgres" -D "$folder/data" -k "$folder/socket" -p "$database_port" \
   -c listen_addresses= >"$folder/server.log" 2>&1
-wait_for 120 psql -X -h "$folder/socket" -p "$database_port" -U postgres -c 'SELECT 1'
+wait_for psql -X -h "$folder/socket" -p "$database_port" -U postgres -c 'SELECT 1'
 sql() { psql -X -q -A -t -v ON_ERROR_STOP=1 -h "$folder/socket" -p "$database_port" -U postgres annal -c "$1" 2>&1; }
 createdb -h "$folder/socket" -p "$database_port" -U postgres annal
 "$ANNAL_BIN/annal-database" print | psql -X -q -h "$folder/socket" -p "$database_port" -U postgres annal >/dev/null 2>&1
@@ -37,7 +37,7 @@ start_rsyslog() {
   rm -f "$folder/rsyslog.pid"
   begin rsyslogd -n -f "$folder/rsyslog.conf" -i "$folder/rsyslog.pid" >>"$folder/rsyslog.log" 2>&1
   rsyslog=$!
-  wait_for 120 listens "$relp_port"
+  wait_for listens "$relp_port"
 }
 stop_rsyslog() {
   kill "-$1" "$rsyslog"

@@ -20,7 +20,7 @@ chmod 777 "$folder/socket"
 begin "${server_user[@]}" "$server/postgres" -D "$folder/data" -k "$folder/socket" -p "$database_port" \
   -c listen_addresses= >"$folder/server.log" 2>&1
 sql() { psql -X -q -A -t -h "$folder/socket" -p "$database_port" -U postgres annal -c "$1"; }
-wait_for 120 psql -X -h "$folder/socket" -p "$database_port" -U postgres -c 'SELECT 1'
+wait_for psql -X -h "$folder/socket" -p "$database_port" -U postgres -c 'SELECT 1'
 createdb -h "$folder/socket" -p "$database_port" -U postgres annal
 printf 'host = "%s"\nport = %s\nuser = "postgres"\n' "$folder/socket" "$database_port" >"$folder/owner.toml"
 "$ANNAL_BIN/annal-database" -c "$folder/owner.toml" apply >/dev/null
@@ -44,7 +44,7 @@ END
   begin nats-server -c "$folder/${names[i]}.conf" >"$folder/${names[i]}.log" 2>&1
   processes+=("$!")
 done
-for port in "${ports[@]}"; do wait_for 120 listens "$port"; done
+for port in "${ports[@]}"; do wait_for listens "$port"; done
 printf -v servers '"nats://127.0.0.1:%s", ' "${ports[@]}"
 cat >"$folder/collect.toml" <<END
 refused_file = "$folder/refused.jsonl"
@@ -70,7 +70,7 @@ python3 "$here/simulation.py" "$(join "${ports[@]}")" "$(join "${processes[@]}")
 acknowledged=$(awk '/^acknowledged/ {print $2}' "$folder/out")
 expect "every entry is acknowledged" "$(tail -n 1 "$folder/out")" "acknowledged $acknowledged"
 has_all() { [[ $(sql 'SELECT count(*) FROM annal.event') == "$acknowledged" ]]; }
-wait_for 120 has_all || true
+wait_for has_all || true
 expect "the database has each once" \
   "$(sql 'SELECT count(*), count(DISTINCT (appliance, generation, id)) FROM annal.event')" "$acknowledged|$acknowledged"
 expect "wrong clocks made no partition" \

@@ -8,9 +8,24 @@ folder=$(mktemp -d /tmp/annal-fleet.XXXXXX)
 chmod 755 "$folder"
 started=()
 failures=0
+# How long a server or receiver may take to come back. A slow machine must not fail a test, so this only bounds
+# how long a real failure takes.
+patience=300
+
+# What a failure elsewhere is understood from: the end of each log, which is all that its output leaves.
+say_the_ends() {
+  local file
+  for file in "$folder"/*.log; do
+    [[ -s $file ]] || continue
+    echo "--- the end of ${file##*/}"
+    tail -n 40 "$file" | cut -c 1-300
+  done
+  true
+}
 
 finish() {
   local status=$? process
+  ((status == 0 && failures == 0)) || say_the_ends >&2
   for process in "${started[@]}"; do
     kill "$process" 2>/dev/null || true
   done
@@ -36,12 +51,11 @@ free_port() {
   python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
 }
 
-# wait_for SECONDS COMMAND...: until the command succeeds.
+# wait_for COMMAND...: until the command succeeds.
 wait_for() {
-  local tries=$(($1 * 10))
-  shift
+  local end=$((SECONDS + patience))
   until "$@" >/dev/null 2>&1; do
-    if ((--tries <= 0)); then
+    if ((SECONDS >= end)); then
       echo "gave up waiting for: $*" >&2
       return 1
     fi

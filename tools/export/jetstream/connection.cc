@@ -13,7 +13,8 @@ namespace {
 
 using Options = std::unique_ptr<natsOptions, Destroy<natsOptions_Destroy>>;
 
-constexpr std::int64_t kConnectMilliseconds = 2000;
+// For each server, with TLS, over a line where an answer may take half a second.
+constexpr std::int64_t kConnectMilliseconds = 5000;
 // A server that stays silent for so long is gone: two unanswered pings.
 constexpr std::int64_t kPingMilliseconds = 10000;
 constexpr int kPings = 2;
