@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# run.sh PROCESSOR [PROGRAM...]: builds the library and its tests for another processor (armhf, aarch64, s390x), runs them
-# with an emulator on a private appliance of this machine, and compares the logs that both write, byte for byte. With
-# names, only those test programs; "none" for none.
+# run.sh PROCESSOR [SUITE...]: builds the library and test programs for another processor (armhf, aarch64, s390x), runs them
+# with an emulator on a private appliance of this machine, and compares the files that both write, byte for byte. A SUITE is
+# a test program, or PROGRAM=FILTER for some of its tests, as GoogleTest takes it; "library" or "tools" for all of one;
+# "none" for none. Without one: library.
 # run.sh --triplet PROCESSOR: prints its GNU name.
 set -euo pipefail
 cd "$(dirname "$(realpath "$0")")/../.."
@@ -12,6 +13,8 @@ declare -rA NAMES=(
   [aarch64]='aarch64-linux-gnu arm64 aarch64'
   [s390x]='s390x-linux-gnu s390x s390x'
 )
+readonly LIBRARY=(common catalog fileop notice conn event support)
+readonly TOOLS=(annalctl annalctl_pages proof web export sinks)
 say() { printf '\n\033[1m%s\033[0m\n' "$*" >&2; }
 
 if [[ $1 == --triplet ]]; then
@@ -21,9 +24,20 @@ fi
 processor=$1
 shift
 read -r triplet debian emulator <<<"${NAMES[$processor]}"
-programs=("$@")
-((${#programs[@]})) || programs=(common catalog fileop notice conn event support)
-[[ ${programs[*]} != none ]] || programs=()
+suites=()
+for suite in "${@:-library}"; do
+  case $suite in
+    library) suites+=("${LIBRARY[@]}") ;;
+    tools) suites+=("${TOOLS[@]}") ;;
+    none) ;;
+    *) suites+=("$suite") ;;
+  esac
+done
+programs=("${suites[@]/%=*}")
+compared=(library)
+for tool in "${TOOLS[@]}"; do
+  [[ " ${programs[*]} " != *" $tool "* ]] || compared=(library tools)
+done
 
 sysroot=$PWD/build/sysroots/$debian build=$PWD/build/cross-$processor release=$PWD/build/release
 packaging/cross/sysroot.sh "$debian" "$sysroot"
@@ -32,40 +46,32 @@ say "Building ($processor)"
 cmake -S . -B "$build" -G Ninja --toolchain "$PWD/packaging/cross/toolchain.cmake" -DANNAL_TRIPLET="$triplet" \
   -DCMAKE_SYSROOT="$sysroot" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_COMPILE_WARNING_AS_ERROR=ON \
   -DANNAL_BENCHMARKS=OFF >"$build.log"
-cmake --build "$build" --target Corix_annal written_logs c_caller "${programs[@]/%/_tests}"
+targets=(Corix_annal written_logs c_caller)
+if [[ ${compared[*]} == *tools* ]]; then
+  cmake --build "$release" --target annalctl same_chance
+  targets+=(annalctl same_chance)
+fi
+((${#programs[@]} == 0)) || targets+=("${programs[@]/%/_tests}")
+cmake --build "$build" --target "${targets[@]}"
 
 say "What the library exports ($processor)"
 packaging/abi/check.sh "$debian" "$build/libCorix_annal.so.2"
 
-# emulated COMMAND...: on a private appliance, created by this machine's program: an emulator has few of the system calls
-# for that.
-emulated() { packaging/cross/emulated.sh "$emulator" "$sysroot" "$release/bin/private-appliance" "$@"; }
+# On a private appliance, created by this machine's program: an emulator has few of the system calls for that.
+emulated=(packaging/cross/emulated.sh "$emulator" "$sysroot" "$release/bin/private-appliance")
 
 say "The files of both ($processor)"
-logs=$build/logs
-rm -rf "$logs"
-mkdir -p "$logs/here" "$logs/there"
-# shellcheck disable=SC2016 # the inner shell's
-write='export TZ=UTC; "$0" write /etc/logs/fileop.log && cp /etc/logs/*.log "$1"'
-# shellcheck disable=SC2016 # the inner shell's
-list='export TZ=UTC; cp "$1"/*.log /etc/logs && "$0" list /etc/logs/fileop.log'
-here=$release/bin/written_logs there=$build/bin/written_logs
-"$release/bin/private-appliance" sh -c "$write" "$here" "$logs/here"
-emulated sh -c "$write" "$there" "$logs/there"
-for log in "$logs"/here/*.log; do
-  cmp "$log" "$logs/there/${log##*/}"
+for what in "${compared[@]}"; do
+  packaging/cross/files.sh "$release" "$build" "$what" "${emulated[@]}"
 done
-"$release/bin/private-appliance" sh -c "$list" "$here" "$logs/here" >"$logs/here.txt"
-"$release/bin/private-appliance" sh -c "$list" "$here" "$logs/there" >"$logs/theirs-read-here.txt"
-emulated sh -c "$list" "$there" "$logs/here" >"$logs/ours-read-there.txt"
-cmp "$logs/here.txt" "$logs/theirs-read-here.txt"
-cmp "$logs/here.txt" "$logs/ours-read-there.txt"
-printf '%s logs are equal, with %s rows\n' "$(find "$logs/here" -name '*.log' | wc -l)" "$(wc -l <"$logs/here.txt")"
 
-((${#programs[@]})) || exit 0
+((${#suites[@]})) || exit 0
 unfit=$(sed -n 's/^\([^# ][^ ]*\).*/\1/p' packaging/cross/unfit.txt | paste -sd: -)
-emulated env ANNAL_EMULATED=yes "$build/bin/c_caller"
-for program in "${programs[@]}"; do
+"${emulated[@]}" env ANNAL_EMULATED=yes "$build/bin/c_caller"
+status=0
+for suite in "${suites[@]}"; do
+  program=${suite%%=*}
   say "Testing (${program}_tests, $processor)"
-  emulated "$build/bin/${program}_tests" --gtest_brief=1 --gtest_filter="-$unfit"
+  packaging/cross/suite.sh "$build" "$program" "${suite:${#program}}" "$unfit" "${emulated[@]}" || status=1
 done
+exit "$status"
