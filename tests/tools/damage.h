@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -28,7 +29,7 @@ inline void put(const std::string& path, const std::string& contents) {
   std::ofstream(path, std::ios::binary) << contents;
 }
 
-inline void overwrite(const std::string& path, std::size_t place, const std::string& bytes) {
+inline void overwrite(const std::string& path, std::uintmax_t place, const std::string& bytes) {
   std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
   file.seekp(static_cast<std::streamoff>(place));
   file << bytes;

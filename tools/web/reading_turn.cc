@@ -44,7 +44,10 @@ int open_semaphore() {
 ReadingTurn::ReadingTurn(std::chrono::milliseconds at_most) : semaphore_(open_semaphore()) {
   using std::chrono::duration_cast;
   using std::chrono::seconds;
-  const timespec limit{duration_cast<seconds>(at_most).count(), std::chrono::nanoseconds(at_most % seconds(1)).count()};
+  timespec limit{};
+  limit.tv_sec = duration_cast<seconds>(at_most).count();
+  // Where a long has 32 bits, tv_nsec has them, too.
+  limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(at_most % seconds(1)).count());
   std::array<sembuf, 2> take{sembuf{0, 0, 0}, sembuf{0, 1, SEM_UNDO}};
   if (semaphore_ == kNone || semtimedop(semaphore_, take.data(), take.size(), &limit) == 0) {
     return;

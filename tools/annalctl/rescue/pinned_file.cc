@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -35,19 +34,26 @@ int open_pinned(const char* path, int flags, int mode) {
   return open(path, flags, static_cast<mode_t>(mode));
 }
 
-using StatusOf = int (*)(const char* path, struct stat* status);
+// SQLite's own calls. Where its time_t is shorter than here, so is the status that it has room for: only its calls may
+// fill that.
+using StatusOfFile = int (*)(int file, void* status);
+using StatusOfPath = int (*)(const char* path, void* status);
+StatusOfFile status_of_file = nullptr;
 
-template <StatusOf status_of>
-int status_of_pinned(const char* path, struct stat* status) {
+template <StatusOfPath& status_of_path>
+int status_of_pinned(const char* path, void* status) {
   if (is_pinned(path)) {
-    return fstat(pinned_file, status);
+    return status_of_file(pinned_file, status);
   }
   if (is_beside(path)) {
     errno = ENOENT;
     return -1;
   }
-  return status_of(path, status);
+  return status_of_path(path, status);
 }
+
+StatusOfPath status_through_links = nullptr;
+StatusOfPath status_of_link = nullptr;
 
 int unlink_pinned(const char* path) {
   if (is_pinned(path) || is_beside(path)) {
@@ -57,16 +63,26 @@ int unlink_pinned(const char* path) {
   return unlink(path);
 }
 
+template <class Call>
+void find(sqlite3_vfs* files, const char* name, Call& call) {
+  call = reinterpret_cast<Call>(files->xGetSystemCall(files, name));
+}
+
 // Every system call by which SQLite uses a name. Null restores SQLite's own.
 void set_calls(bool pinned) {
   sqlite3_vfs* const files = sqlite3_vfs_find("unix");
+  if (pinned) {
+    find(files, "fstat", status_of_file);
+    find(files, "stat", status_through_links);
+    find(files, "lstat", status_of_link);
+  }
   const struct {
     const char* name;
     sqlite3_syscall_ptr call;
   } calls[] = {
       {"open", reinterpret_cast<sqlite3_syscall_ptr>(open_pinned)},
-      {"stat", reinterpret_cast<sqlite3_syscall_ptr>(status_of_pinned<stat>)},
-      {"lstat", reinterpret_cast<sqlite3_syscall_ptr>(status_of_pinned<lstat>)},
+      {"stat", reinterpret_cast<sqlite3_syscall_ptr>(status_of_pinned<status_through_links>)},
+      {"lstat", reinterpret_cast<sqlite3_syscall_ptr>(status_of_pinned<status_of_link>)},
       {"unlink", reinterpret_cast<sqlite3_syscall_ptr>(unlink_pinned)},
   };
   for (const auto& [name, call] : calls) {
