@@ -94,6 +94,73 @@ TEST_F(ExportChain, PassesManyRedactionsOn) {
   EXPECT_EQ(redactions_now(), Keys());
 }
 
+// What the process has read from files and the like.
+std::int64_t bytes_read() {
+  const std::string counts = content_of("/proc/self/io");
+  return std::stoll(counts.substr(counts.find("rchar: ") + std::string("rchar: ").size()));
+}
+
+TEST_F(ExportChain, LooksThroughTheChainOnceForManyRedactionsOfEntriesThatAreGone) {
+  constexpr int kEntries = 5000;
+  sql(kEventLog, "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+                     std::to_string(kEntries) +
+                     ") INSERT INTO ANNAL_EVENT (event_type, event_date, event_time, event_user, event_desc) SELECT 1, "
+                     "'2026-11-21', time(i, 'unixepoch'), 'ann', 'was here' FROM n");
+  seal();
+  EXPECT_EQ(redactions_now().size(), kEntries);
+  redact("1");
+  sql(kEventLog, "DELETE FROM ANNAL_EVENT");
+  const auto chain_size = static_cast<std::int64_t>(std::filesystem::file_size(kChain));
+  std::vector<std::string> times;
+  FakeSink sink;
+  sink.answer = [&times](const exporter::Batch& batch) {
+    for (const exporter::Record& record : batch.records) {
+      if (record.kind == exporter::Kind::kRedaction) {
+        times.emplace_back(record.time);
+      }
+    }
+    return Outcome{.acknowledged = batch.records.size()};
+  };
+  const std::int64_t before = bytes_read();
+  run(sink);
+  // A page reads ahead of its tombstones. A look through the chain for each of the 20 pages would be 20 times its size.
+  EXPECT_LT(bytes_read() - before, 10 * chain_size);
+  ASSERT_EQ(times.size(), kEntries);
+  EXPECT_EQ(times.front(), "00:00:01");
+  EXPECT_EQ(times.back(), "01:23:20");
+}
+
+TEST_F(ExportChain, NamesTheFileInTheHeadOfALogOfWhichThereMayBeSeveral) {
+  constexpr char kOperations[] = "/etc/logs/operations.db";
+  ASSERT_EQ(pavo2log_event_create_tbl(kOperations, 0, 0), ANNAL_OK);
+  sql(kOperations,
+      "INSERT INTO PAVO2LOG_EVENT (event_type, event_date, event_time, event_filepath) VALUES (0, "
+      "'2026-11-21', '10:00:00', '/share/file')");
+  exporter::Sealing at_once(kAlways, proof::load_keys(folder + "/seal.key"));
+  const exporter::SourceLog operations{&exporter::log_shapes().back(), kOperations};
+  const std::string name = "central";
+  const LogCourse::Owner owner{.folder = folder,
+                               .appliance = appliance,
+                               .sink = name,
+                               .batch = 1000,
+                               .saves_at_close = false,
+                               .sealing = &at_once};
+  std::vector<std::string> files;
+  FakeSink sink;
+  sink.answer = [&files](const exporter::Batch& batch) {
+    for (const exporter::Record& record : batch.records) {
+      if (record.kind == exporter::Kind::kHead) {
+        files.push_back(proof::heads_in(std::string(record.head) + "\n").front().file);
+      }
+    }
+    return Outcome{.acknowledged = batch.records.size()};
+  };
+  LogCourse course(owner, operations);
+  while (course.advance(sink, stop, page).step == Step::kProgress) {
+  }
+  EXPECT_EQ(files, std::vector<std::string>{kOperations});
+}
+
 // The receiver may have stored the entry, and the connection was cut before it said so.
 TEST_F(ExportChain, SendsARedactionAfterItsEntryEvenIfThatIsBlankByThen) {
   add_events(3);

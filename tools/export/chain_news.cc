@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <map>
 #include <optional>
 #include <string_view>
 
@@ -35,26 +34,6 @@ bool was_redacted(const annalctl::SqliteStatement& row) {
     }
   }
   return false;
-}
-
-// When these entries happened, as the chain knows it; 0 for those whose records were dropped.
-std::map<std::int64_t, std::uint32_t> times_of(const ChainFile& chain, const std::vector<std::int64_t>& ids) {
-  std::map<std::int64_t, std::uint32_t> times;
-  for (const std::int64_t id : ids) {
-    times[id] = 0;
-  }
-  if (times.empty()) {
-    return times;
-  }
-  for (annalctl::proof::RecordStream records(chain); records.next();) {
-    const auto record = annalctl::proof::read(records.bytes());
-    if (record && record->kind == annalctl::proof::Kind::kEntry) {
-      if (const auto found = times.find(record->id); found != times.end()) {
-        found->second = record->time;
-      }
-    }
-  }
-  return times;
 }
 
 std::string id_of(const ChainFile& chain) {
@@ -137,7 +116,10 @@ void ChainNews::read(const ChainFile& chain, const State& state, Page& page) {
     mark_ = state.seal;
     return;
   }
-  const annalctl::proof::Head& head = chain.head();
+  annalctl::proof::Head head = chain.head();
+  if (!log_.shape->has_place()) {
+    head.file = log_.path;
+  }
   if (mark_.head != head.sequence) {
     mark_.head = head.sequence;
     page.add_head(static_cast<std::int64_t>(head.sequence), head.time, id, json_of(head));
@@ -145,6 +127,9 @@ void ChainNews::read(const ChainFile& chain, const State& state, Page& page) {
   }
   if (!marks_.empty()) {
     marks_.back() = mark_;
+  }
+  if (marks_.empty()) {
+    times_.forget();
   }
   owed_ = !page.empty() || (waits_from_ < 0 && mark_.position < chain.head().records);
 }
@@ -165,12 +150,13 @@ bool ChainNews::add_redactions(const ChainFile& chain, const State& state, Page&
   for (const Tombstone& one : tombstones) {
     ids.push_back(one.id);
   }
-  const std::map<std::int64_t, std::uint32_t> times = times_of(chain, ids);
+  // Before the log is looked at: no lock is held meanwhile.
+  times_.prepare_for(tombstones, chain);
   ChainMark mark = mark_;
   const auto add = [&](std::size_t place, const annalctl::SqliteStatement* row) {
     mark.position = tombstones[place].position + 1;
     if (row == nullptr) {
-      page.add_redaction(ids[place], times.at(ids[place]));
+      page.add_redaction(ids[place], times_.of(ids[place]));
     } else if (was_redacted(*row)) {
       page.add_entry(*row, *log_.shape, Kind::kRedaction);
     } else {

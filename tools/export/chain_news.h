@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/export/entry_times.h"
 #include "tools/export/log_reader.h"
 #include "tools/export/page.h"
 #include "tools/export/source_log.h"
@@ -51,6 +52,7 @@ class ChainNews {
   Look seen_{};
   bool owed_ = true;              // there may be more than was looked at
   std::int64_t waits_from_ = -1;  // the position at which a redaction waited for its entry
+  EntryTimes times_;
   ChainMark mark_;
   std::vector<ChainMark> marks_;  // of the page's records
   std::string said_;

@@ -125,7 +125,7 @@ class Loading {
       const toml::node* const choice = table.get(name);
       logs.expect(name);
       // The file operations have no place of their own.
-      const bool has_place = *shape.log.path != '\0';
+      const bool has_place = shape.has_place();
       std::string path = has_place ? shape.log.path : "";
       if (choice != nullptr && choice->is_boolean()) {
         const bool wanted = choice->as_boolean()->get();

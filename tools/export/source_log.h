@@ -19,6 +19,9 @@ struct LogShape {
   std::size_t message;  // the column that says most to people
   std::size_t stead;    // that which is taken when it is empty
   bool own_severities;  // the level is one of syslog's severities already
+
+  // Otherwise there may be several such logs, each at a place of its own.
+  [[nodiscard]] bool has_place() const { return *log.path != '\0'; }
 };
 
 // All four, the file operations last, which have no place of their own.
