@@ -59,6 +59,13 @@ print([one["body"]["stringValue"] for one in request["resourceLogs"][0]["scopeLo
 END
 )" "['ünïcödé 😀 \\\\', 'two\\nlines \"quoted\"\\t\\x1b[31m']"
 
+echo "an appliance that seals and redacts"
+forget
+sealed "$plain" python3 "$here/received.py" otlp "$seen/bodies" heads
+expect "all requests are valid" "$(count complaints)" 0
+expect "what it redacts comes again, blank" "$(python3 "$here/received.py" otlp "$seen/bodies" redactions)" \
+  '0123456789abcdef0123456789abcdef/event/1/redaction/2 [redacted] [redacted]'
+
 echo "what another exporter sends of the same entry"
 forget
 deliver "$plain" --count 1 >/dev/null

@@ -57,7 +57,8 @@ start_rsyslog server
 expect_match "takes 20,000 messages" "$(deliver "$folder/relp.toml" --count 20000 2>&1 | tee "$folder/rate")" \
   '^acknowledged 20000 refused 0'
 sed 's/^/  /' "$folder/rate"
-sleep 0.5
+has() { (($(received) >= $1)); }
+wait_for has 20000
 expect "has each" "$(distinct)" 20000
 expect "has each once" "$(received)" 20000
 
@@ -65,7 +66,7 @@ echo "hostile texts"
 : >"$folder/received"
 printf '%s\n' 'two\nlines' 'a ] and a " and a \\ and \\n' '\e[31mred\r' 'ünïcödé 😀' '<13>1 - - - - - -' >"$folder/hostile"
 deliver "$folder/relp.toml" --count 5 --messages "$folder/hostile" >/dev/null
-sleep 0.5
+wait_for has 5
 expect "each is one line" "$(received)" 5
 expect "the text for people shows control characters" "$(grep -c 'two\\x0alines$' "$folder/received")" 1
 python3 - "$folder/received" <<'END' >"$folder/messages"
@@ -83,6 +84,12 @@ expect "the record has each as it was" "$(sort "$folder/messages")" "$(sort <<'E
 END
 )"
 
+echo "an appliance that seals and redacts"
+: >"$folder/received"
+sealed "$folder/relp.toml" python3 "$here/received.py" relp "$folder/received" heads
+expect "what it redacts comes again, blank" "$(python3 "$here/received.py" relp "$folder/received" redactions)" \
+  '0123456789abcdef0123456789abcdef/event/1/redaction/2 [redacted] [redacted]'
+
 echo "rsyslog killed and started again while messages come"
 : >"$folder/received"
 deliver "$folder/relp.toml" --count 60000 --batch 500 --seconds "$patience" >"$folder/killed.log" 2>&1 &
@@ -96,7 +103,8 @@ for _ in 1 2 3; do
 done
 wait "$sender" || true
 expect_match "all are acknowledged" "$(tail -n 1 "$folder/killed.log")" '^acknowledged 60000 refused 0'
-sleep 1
+has_distinct() { (($(distinct) >= 60000)); }
+wait_for has_distinct || true
 expect "none is lost" "$(distinct)" 60000
 echo "  $(($(received) - 60000)) came twice, which their keys tell"
 stop_rsyslog

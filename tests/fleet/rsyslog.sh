@@ -62,6 +62,15 @@ expect_match "takes entries and a gap" "$(deliver "$folder/relp.toml" --count 3 
 expect "stores them as they are" "$(sql 'SELECT json_agg(event_desc ORDER BY id) FROM annal.event')" \
   '["it'"'"'s ] and \" and \\N \u001b", "ünïcödé 😀", "two\nlines"]'
 expect "and the gap" "$(sql 'SELECT first_id, entries FROM annal.gap')" '4|4'
+
+echo "an appliance that seals and redacts"
+sql 'TRUNCATE annal.event, annal.gap' >/dev/null
+sealed "$folder/relp.toml" psql -X -q -A -t -h "$folder/socket" -p "$database_port" -U postgres annal -c \
+  'SELECT head FROM annal.head ORDER BY sealed'
+expect "what it redacts is blank here too" "$(sql "SELECT id || '=' || event_desc || '/' || event_user FROM annal.event ORDER BY id" | tr '\n' ' ')" \
+  '1=first/ann 2=[redacted]/[redacted] 3=third/ann '
+expect "with a trace" "$(sql 'SELECT log, id FROM annal.redaction')" 'event|2'
+expect "and nothing was set aside" "$(sql 'SELECT count(*) FROM annal.refused')" 0
 stop_rsyslog TERM
 
 # killed NAME QUEUE: kills rsyslog while entries come, and says how many acknowledged ones are not in the database.

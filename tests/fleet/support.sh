@@ -96,6 +96,22 @@ verdict() {
 # deliver CONFIGURATION OPTION...: through the sink, to standard output and error.
 deliver() { "$ANNAL_BIN/deliver" "$@"; }
 
+# sealed CONFIGURATION HEADS...: what sealed.sh prints for a sink's configuration.
+sealed() {
+  local configuration=$1 text
+  shift
+  mkdir -p "$folder/state"
+  echo 0123456789abcdef0123456789abcdef >"$folder/machine-id"
+  {
+    printf 'state = "%s"\nmachine_id = "%s"\n[logs]\nconn = false\nnotice = false\n[sink.it]\n' \
+      "$folder/state" "$folder/machine-id"
+    cat "$configuration"
+  } >"$folder/sealed.toml"
+  text=$("$ANNAL_BIN/private-appliance" "${BASH_SOURCE[0]%/*}/sealed.sh" "$ANNAL_BIN" "$folder" "$folder/sealed.toml" "$@")
+  expect "the heads of a log that is sealed arrive, and verify it" "$text" \
+    $'heads: 2\nverified: 0\nanother chain: 2'
+}
+
 # certificates: in $folder/tls an authority, a server's certificate for localhost, one for another host, one that
 # has expired, a client's, and another authority with a server's certificate of its own.
 certificates() {
@@ -129,5 +145,5 @@ certificates() {
     issue expired authority localhost "$long_past" "$past"
     issue client authority appliance1 "$now" "$future"
     issue forged stranger localhost "$now" "$future"
-  ) >"$folder/certificates.log" 2>&1
+  ) >"$folder/certificates.out" 2>&1
 }

@@ -1,5 +1,6 @@
 // receiver.js PORT FOLDER [CERTIFICATE KEY CLIENTS-AUTHORITY]: a receiver of OTLP over HTTP that checks each request with the published
-// definitions. It writes each request's body to FOLDER/last.json, and the keys of the records it has taken to
+// definitions. It writes each request's body to FOLDER/last.json and
+// FOLDER/bodies, and the keys of the records it has taken to
 // FOLDER/taken. FOLDER/orders may have lines of JSON, each of which an answer uses up:
 //   {"status": 503, "headers": {"Retry-After": "2"}, "body": "…"}
 'use strict';
@@ -62,6 +63,7 @@ function answer(response, status, body, headers = {}) {
 
 function handle(request, response, text) {
   fs.writeFileSync(path.join(folder, 'last.json'), text);
+  fs.appendFileSync(path.join(folder, 'bodies'), text.replaceAll('\n', ' ') + '\n');
   fs.appendFileSync(path.join(folder, 'requests'), `${Date.now()} ${request.headers.authorization || ''}\n`);
   if (request.method !== 'POST' || request.url !== '/v1/logs') {
     return answer(response, 404, {message: 'no such place'});
