@@ -79,6 +79,12 @@ TEST_F(ExportConfiguration, NeedsAStateFolderAndAMachineId) {
   EXPECT_EQ(found[1], ":2: machine_id: /etc/hosts has no machine-id, which is 32 hexadecimal digits");
 }
 
+// A configuration is checked before the service has been started once.
+TEST_F(ExportConfiguration, DoesNotMissTheUsualStateFolderWhichTheServiceCreates) {
+  EXPECT_FALSE(std::filesystem::exists("/var/lib/annal-export"));
+  EXPECT_EQ(complaints("machine_id = \"" + folder + "/machine-id\"\n" + sink), Texts());
+}
+
 TEST_F(ExportConfiguration, ThatIsNotThereIsNamed) {
   const exporter::Configuration configuration = exporter::load_configuration(folder + "/none.toml", "");
   ASSERT_EQ(configuration.complaints.size(), 1);

@@ -9,6 +9,7 @@ target_link_libraries(deliver PRIVATE sample_records annal_export_parts tomlplus
 
 annal_tests(sinks_tests
   database_test.cc
+  jetstream_test.cc
   made_sink.cc
   otlp_test.cc
   relp_test.cc

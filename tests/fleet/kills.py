@@ -191,6 +191,7 @@ class Fleet:
             f'[sink.fleet]\ntype = "jetstream"\nservers = [{servers}]\ntls = "off"\ntimeout = 5\n')
         (self.folder / "collect.toml").write_text(
             f'refused_file = "{self.folder}/refused.jsonl"\n[jetstream]\nservers = [{servers}]\ntls = "off"\n'
+            'duplicate_seconds = 1\n'
             f'[database]\nhost = "127.0.0.1"\nport = {self.pg_proxy.port}\nuser = "postgres"\ntls = "off"\n')
         self.commands["exporter"] = [self.bin / "annal-export", "--config", self.folder / "export.toml"]
         self.commands["collector"] = [self.bin / "annal-collect", "--config", self.folder / "collect.toml"]
@@ -374,12 +375,24 @@ def main():
             print(f"  {number + 1}: {kind}", flush=True)
         for node in nodes_down:
             fleet.start(node)
+        # What follows is sent twice, and the second time when the servers do not know it any more.
+        copies = {path: path.read_bytes() for path in (fleet.folder / "state").glob("*.state")}
+        time.sleep(2)
         for writer in writers:
             writer.running = False
             writer.join()
             if writer.failure is not None:
                 raise RuntimeError(f"the writer of {writer.log} has ended") from writer.failure
         wait_for("the exporter to catch up",
+                 lambda: all(highest(log) == state["position"] for log, state in fleet.positions().items()))
+        sent = sum(state["sent"] for state in fleet.positions().values())
+        fleet.kill("exporter")
+        for path, content in copies.items():
+            path.write_bytes(content)
+        repeated = sent - sum(state["sent"] for state in fleet.positions().values())
+        time.sleep(2)
+        fleet.start("exporter")
+        wait_for("the exporter to catch up again",
                  lambda: all(highest(log) == state["position"] for log, state in fleet.positions().items()))
         counts = []
 
@@ -399,9 +412,10 @@ def main():
         for writer in writers:
             print(f"  slowest call of the writer of {writer.log}: {writer.slowest[0]:.3f} s, of which {writer.slowest[1]:.3f} s "
                   "waiting for a processor")
+        print(f"  {repeated} entries were sent again after the servers' time for telling so")
         refused = pathlib.Path(folder, "refused.jsonl")
         print(f"{lost} lost, {doubled} doubled")
-        done = lost == 0 and doubled == 0 and rows > 0 and not refused.exists()
+        done = lost == 0 and doubled == 0 and rows > 0 and repeated > 0 and not refused.exists()
     finally:
         fleet.end()
         if done:

@@ -192,6 +192,14 @@ expect "are made by day if set so" "$(sql "SELECT tableoid::regclass FROM annal.
   "annal.event_$(date -u -d "$older" +%Y%m%d)"
 sql "UPDATE annal.setting SET partition_width = 'month'" >/dev/null
 expect "are dropped when they are old" "$(database drop-before "$(date -u -d '-60 days' +%F)" | wc -l)" 2
+sql "UPDATE annal.event_other_dates SET received = '2026-01-01' WHERE generation = 5 AND stored_date = '1970-01-01'" >/dev/null
+sql "INSERT INTO annal.head (appliance, log, generation, sealed, head, received) SELECT appliance, log, generation, sealed, head || jsonb_build_object('sequence', n),
+  '2026-01-01'::date + n FROM (SELECT * FROM annal.head WHERE log = 'conn' LIMIT 1) AS one, generate_series(1, 3) AS n" >/dev/null
+before=$(sql "SELECT count(*) FROM annal.head")
+database drop-before "$(date -u -d '-60 days' +%F)" >/dev/null
+expect "so are entries with other dates that had arrived by then" "$(sql 'SELECT stored_date FROM annal.event WHERE generation = 5')" 2099-01-01
+expect "and heads, but for a chain's newest" \
+  "$(sql "SELECT $before - count(*), count(*) FILTER (WHERE log = 'conn') FROM annal.head")" '3|1'
 expect "with their entries" "$(sql 'SELECT count(*) FROM annal.event WHERE generation IN (6, 7)')" 0
 
 echo "an appliance that seals and redacts"

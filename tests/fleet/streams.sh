@@ -41,6 +41,13 @@ printf 'wrong\n' >"$folder/wrong.word"
 sed "s|$folder/appliance.word|$folder/wrong.word|" "$folder/sink.toml" >"$folder/wrong.toml"
 expect_match "a wrong password" "$(deliver "$folder/wrong.toml" 2>&1)" "trouble: cannot connect.*[Aa]uthorization"
 
+expired=$(free_port)
+begin nats-server -a 127.0.0.1 -p "$expired" --tls --tlscert "$folder/tls/expired.pem" --tlskey "$folder/tls/expired.key" \
+  >"$folder/expired.log" 2>&1
+wait_for listens "$expired"
+sink "$trusted" | sed "s|^servers = .*|servers = [\"nats://localhost:$expired\"]|" >"$folder/expired.toml"
+expect_match "a certificate that has expired" "$(deliver "$folder/expired.toml" 2>&1)" "trouble: cannot connect.*(expired|SSL)"
+
 echo "a stream that is missing"
 expect_match "is named" "$(deliver "$folder/sink.toml" 2>&1)" "trouble: .*no stream takes this subject"
 

@@ -63,12 +63,18 @@ class Loading {
   }
 
   void load_top(Settings& top) {
-    configuration_.state_folder = top.text_or("state", "/var/lib/annal-export");
+    // The service's first start creates this one.
+    constexpr char kUsualFolder[] = "/var/lib/annal-export";
+    configuration_.state_folder = top.text_or("state", kUsualFolder);
     struct stat status {};
     if (!configuration_.state_folder.starts_with('/')) {
       top.complain("state", "must be a whole path, with a '/' in front");
     } else if (stat(configuration_.state_folder.c_str(), &status) != 0) {
-      top.complain("state", fmt::format("{}: {}", configuration_.state_folder, std::generic_category().message(errno)));
+      const int error = errno;
+      if (error != ENOENT || configuration_.state_folder != kUsualFolder) {
+        top.complain("state",
+                     fmt::format("{}: {}", configuration_.state_folder, std::generic_category().message(error)));
+      }
     } else if (!S_ISDIR(status.st_mode)) {
       top.complain("state", fmt::format("{} is no folder", configuration_.state_folder));
     }

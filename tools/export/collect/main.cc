@@ -115,7 +115,7 @@ class Collector {
       std::optional<std::chrono::milliseconds> pause;
       try {
         if (!reader_) {
-          reader_.emplace(setup_.servers, setup_.place);
+          reader_.emplace(setup_.servers, setup_.place, stop_);
         }
         const Messages messages = reader_->next(setup_.batch, std::chrono::milliseconds(kWaitMilliseconds));
         if (messages.empty() && once) {

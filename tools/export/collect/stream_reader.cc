@@ -34,7 +34,8 @@ jsStreamConfig configuration_of(const StreamPlace& place, std::array<const char*
 
 }  // namespace
 
-StreamReader::StreamReader(const jetstream::Servers& servers, const StreamPlace& place) : connection_(servers) {
+StreamReader::StreamReader(const jetstream::Servers& servers, const StreamPlace& place, const Stop& stop)
+    : connection_(servers, stop) {
   jsCtx* context = nullptr;
   require(natsConnection_JetStream(&context, connection_.handle(), nullptr), "use JetStream");
   context_.reset(context);

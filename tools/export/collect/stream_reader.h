@@ -28,7 +28,7 @@ struct StreamPlace {
 // All functions throw jetstream::Failure.
 class StreamReader {
  public:
-  StreamReader(const jetstream::Servers& servers, const StreamPlace& place);
+  StreamReader(const jetstream::Servers& servers, const StreamPlace& place, const Stop& stop);
   ~StreamReader();
   StreamReader(const StreamReader&) = delete;
   StreamReader& operator=(const StreamReader&) = delete;

@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <numeric>
+#include <random>
 
 namespace exporter::jetstream {
 
@@ -13,7 +16,7 @@ namespace {
 
 using Options = std::unique_ptr<natsOptions, Destroy<natsOptions_Destroy>>;
 
-// For each server, with TLS, over a line where an answer may take half a second.
+// With TLS, over a line where an answer may take half a second.
 constexpr std::int64_t kConnectMilliseconds = 5000;
 // A server that stays silent for so long is gone: two unanswered pings.
 constexpr std::int64_t kPingMilliseconds = 10000;
@@ -48,6 +51,23 @@ void set_tls(natsOptions* options, const Servers& servers) {
     require(natsOptions_LoadCertificatesChain(options, servers.files.certificate.c_str(), servers.files.key.c_str()),
             "use the certificate " + servers.files.certificate);
   }
+}
+
+Options options_for(const Servers& servers) {
+  natsOptions* made = nullptr;
+  require(natsOptions_Create(&made), "prepare a connection");
+  Options options(made);
+  require(natsOptions_SetName(made, servers.name.c_str()), "name the connection");
+  require(natsOptions_SetTimeout(made, kConnectMilliseconds), "limit the wait");
+  require(natsOptions_SetAllowReconnect(made, false), "set the connection up");
+  require(natsOptions_SetIgnoreDiscoveredServers(made, true), "set the connection up");
+  require(natsOptions_SetPingInterval(made, kPingMilliseconds), "set the connection up");
+  require(natsOptions_SetMaxPingsOut(made, kPings), "set the connection up");
+  if (servers.tls) {
+    set_tls(made, servers);
+  }
+  set_identity(made, servers);
+  return options;
 }
 
 }  // namespace
@@ -97,30 +117,29 @@ std::optional<Servers> read_servers(Settings& settings) {
   return settings.has_complaints() ? std::nullopt : std::optional(servers);
 }
 
-Connection::Connection(const Servers& servers) {
-  natsOptions* made = nullptr;
-  require(natsOptions_Create(&made), "prepare a connection");
-  const Options options(made);
-  std::vector<const char*> addresses;
-  for (const std::string& address : servers.addresses) {
-    addresses.push_back(address.c_str());
+Connection::Connection(const Servers& servers, const Stop& stop) {
+  const Options options = options_for(servers);
+  std::vector<std::size_t> order(servers.addresses.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::shuffle(order.begin(), order.end(), std::minstd_rand(std::random_device{}()));
+  // In the configuration's order, so that the same trouble has the same words each time.
+  std::vector<std::string> reasons(order.size());
+  for (const std::size_t place : order) {
+    if (stop.requested()) {
+      throw Failure("asked to end while connecting");
+    }
+    const std::string& address = servers.addresses[place];
+    try {
+      require(natsOptions_SetURL(options.get(), address.c_str()), "use the address " + address);
+      natsConnection* connection = nullptr;
+      require(natsConnection_Connect(&connection, options.get()), "connect to " + address);
+      handle_.reset(connection);
+      return;
+    } catch (const Failure& failure) {
+      reasons[place] = failure.what();
+    }
   }
-  require(natsOptions_SetServers(made, addresses.data(), static_cast<int>(addresses.size())),
-          "use the servers' addresses");
-  require(natsOptions_SetName(made, servers.name.c_str()), "name the connection");
-  require(natsOptions_SetTimeout(made, kConnectMilliseconds), "limit the wait");
-  require(natsOptions_SetAllowReconnect(made, false), "set the connection up");
-  require(natsOptions_SetIgnoreDiscoveredServers(made, true), "set the connection up");
-  require(natsOptions_SetPingInterval(made, kPingMilliseconds), "set the connection up");
-  require(natsOptions_SetMaxPingsOut(made, kPings), "set the connection up");
-  if (servers.tls) {
-    set_tls(made, servers);
-  }
-  set_identity(made, servers);
-  natsConnection* connection = nullptr;
-  require(natsConnection_Connect(&connection, made),
-          fmt::format("connect to {}", fmt::join(servers.addresses, " or ")));
-  handle_.reset(connection);
+  throw Failure(fmt::format("{}", fmt::join(reasons, "; ")));
 }
 
 std::string Connection::complaint() const {

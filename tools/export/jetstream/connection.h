@@ -11,6 +11,7 @@
 
 #include "tools/export/client_files.h"
 #include "tools/export/settings.h"
+#include "tools/export/stop.h"
 
 namespace exporter::jetstream {
 
@@ -62,8 +63,8 @@ using Message = std::unique_ptr<natsMsg, Destroy<natsMsg_Destroy>>;
 // It does not reconnect by itself: what was under way when it broke is unknown, and is sent again on a new connection.
 class Connection {
  public:
-  // Throws Failure.
-  explicit Connection(const Servers& servers);
+  // Tries the servers in random order, and gives up between two of them if the end is requested. Throws Failure.
+  Connection(const Servers& servers, const Stop& stop);
 
   [[nodiscard]] natsConnection* handle() const { return handle_.get(); }
   [[nodiscard]] bool lost() const { return natsConnection_IsClosed(handle_.get()); }

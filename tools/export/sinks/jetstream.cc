@@ -153,7 +153,7 @@ class Jetstream : public Sink {
   std::optional<Trouble> idle(const Stop& stop) override;
 
  private:
-  void connect();
+  void connect(const Stop& stop);
   void disconnect();
   void publish(const Batch& batch, const std::vector<std::string>& keys);
   void wait(const Stop& stop);
@@ -166,8 +166,8 @@ class Jetstream : public Sink {
   jetstream::Context context_;
 };
 
-void Jetstream::connect() {
-  connection_.emplace(servers_);
+void Jetstream::connect(const Stop& stop) {
+  connection_.emplace(servers_, stop);
   jsOptions options;
   jsOptions_Init(&options);
   options.PublishAsync.AckHandler = &Answers::hear;
@@ -240,7 +240,7 @@ Outcome Jetstream::deliver(const Batch& batch, const Stop& stop) {
   try {
     if (!connection_ || connection_->lost()) {
       disconnect();
-      connect();
+      connect(stop);
     }
     publish(batch, keys);
     wait(stop);
@@ -257,14 +257,14 @@ Outcome Jetstream::deliver(const Batch& batch, const Stop& stop) {
 }
 
 // The library answers pings by itself. A connection that was lost is noticed before there is something to send.
-std::optional<Trouble> Jetstream::idle(const Stop& /*stop*/) {
+std::optional<Trouble> Jetstream::idle(const Stop& stop) {
   if (!connection_ || !connection_->lost()) {
     return {};
   }
   const std::string complaint = connection_->complaint();
   disconnect();
   try {
-    connect();
+    connect(stop);
   } catch (const Failure& failure) {
     disconnect();
     return Trouble{.reason = failure.what()};
