@@ -101,13 +101,17 @@ same "who has set the folder's rights keeps them" "2700" "$(stat -c %a "$root/et
 stored=$(sums)
 purge_ours
 same "the logs are left" "$stored" "$(sums)"
-rm -r "$root/etc/logs" "$root/etc/annal-export.toml"
+[[ -s $root/etc/annal/seal.key && -s $root/etc/annal/seal.pub ]] || fail "the key of logs that are sealed is gone"
+rm -r "$root/etc/logs" "$root/etc/annal" "$root/etc/annal-export.toml"
 same "nothing but the logs is left" "$before" "$(listed)"
 
 say "Removing without a log"
 install_ours /packages "${OURS[@]}"
+inside annalctl event create
+inside annalctl seal event
+rm "$root"/etc/logs/event.log*
 purge_ours
-same "nothing is left, the empty folder neither" "$before" "$(listed)"
+same "nothing is left, neither the empty folder nor the key" "$before" "$(listed)"
 
 say "Starting the units"
 bare_system booted "${booted[@]}"

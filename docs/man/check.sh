@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# check.sh FOLDER [PAGE...]: whether mandoc and man have anything to say about the pages in a folder, and others.
+# check.sh FOLDER [PAGE...]: whether mandoc and man have anything to say about the pages in a folder, and others; and
+# whether the pages that the units refer to are among them.
 set -euo pipefail
+units=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../../packaging")
 others=()
 (($# == 1)) || mapfile -t others < <(realpath "${@:2}")
 cd "$1"
@@ -30,5 +32,8 @@ for alias in *.3; do
   target=$(sed -n 's/^\.so man3\///p' "$alias")
   [[ -z $target || -f $target ]] || { printf '%s leads nowhere\n' "$alias" >&2; status=1; }
 done
+while IFS= read -r page; do
+  [[ " ${pages[*]##*/} " == *" $page "* ]] || { printf 'a unit refers to %s, which is not there\n' "$page" >&2; status=1; }
+done < <(grep -rhoP --include='*.service' --include='*.timer' '(?<=man:)[a-z-]+\([0-9]\)' "$units" | sed 's/(\(.\))/.\1/')
 ((status == 0)) && printf '%s pages, and nothing to say about them\n' "${#pages[@]}"
 exit "$status"

@@ -25,7 +25,8 @@ succeeded() { [[ $(property "$1" Result) == success && $(property "$1" NRestarts
 
 mapfile -t units < <(dpkg -L annalctl annal-export annal-collect | grep -E '^/lib/systemd/system/[^/]+\.(service|timer)$')
 ((${#units[@]} == 6)) || fail "the packages bring other units: ${units[*]}"
-said=$(systemd-analyze verify "${units[@]}" 2>&1) || fail "systemd-analyze verify: $said"
+# A minimal system has no pages, which are looked for on the machine that builds them.
+said=$(systemd-analyze --man=no verify "${units[@]}" 2>&1) || fail "systemd-analyze verify: $said"
 [[ -z $said ]] || fail "systemd-analyze verify: $said"
 for unit in "${units[@]}"; do
   name=${unit##*/}
