@@ -126,6 +126,60 @@ TEST_F(Redact, ATombstoneAllowsNoOtherChange) {
   EXPECT_EQ(annalctl({"verify", "event"}).status, 1);
 }
 
+TEST_F(Redact, DoesNotSealWhatWasChangedBefore) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  sql(kLog, "UPDATE ANNAL_EVENT SET event_app_name = 'other' WHERE event_id = 6");
+  const Finished redacted = annalctl({"redact", "event", "--id", "6"});
+  EXPECT_EQ(redacted.status, 0);
+  EXPECT_NE(redacted.err.find("1 of them had been changed since they were sealed"), std::string::npos) << redacted.err;
+  EXPECT_EQ(value(kLog, "SELECT event_user FROM ANNAL_EVENT WHERE event_id = 6"), "[redacted]");
+  Finished verified = annalctl({"verify", "event"});
+  EXPECT_EQ(verified.status, 1);
+  EXPECT_NE(verified.out.find("changed: event 6: it was not what was sealed when it was redacted"), std::string::npos)
+      << verified.out;
+  // Another redaction does not either.
+  sql(kLog, "UPDATE ANNAL_EVENT SET event_user = 'zebedee' WHERE event_id = 6");
+  ASSERT_EQ(annalctl({"redact", "event", "--id", "6"}).status, 0);
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 1);
+  EXPECT_EQ(json::parse(lines_of(annalctl({"event", "redact", "--list", "--json"}).out).at(1))["id"], 6);
+}
+
+TEST_F(Redact, ErasesTheSaltsInChainsThatWereSetAside) {
+  constexpr std::size_t kHeads = 512;
+  constexpr std::size_t kRecord = 47;
+  constexpr std::size_t kSalt = 12;
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  ASSERT_EQ(annalctl({"seal", "event", "--new-chain"}).status, 0);
+  ASSERT_EQ(annalctl({"redact", "event", "--id", "6"}).status, 0);
+  const std::string aside = bytes_in("/etc/logs/event.log.chain.1");
+  const auto salt_of = [&aside](std::size_t id) { return aside.substr(kHeads + id * kRecord - kSalt, kSalt); };
+  EXPECT_EQ(salt_of(6), std::string(kSalt, '\0'));
+  EXPECT_NE(salt_of(5), std::string(kSalt, '\0'));
+  // What is gone cannot be guessed there either.
+  ASSERT_EQ(annalctl({"event", "delete", "--id", "5"}).err, "");
+  EXPECT_EQ(bytes_in("/etc/logs/event.log.chain.1").substr(kHeads + 5 * kRecord - kSalt, kSalt),
+            std::string(kSalt, '\0'));
+}
+
+TEST_F(Redact, NamesADamagedChainThatWasSetAside) {
+  std::ofstream("/etc/logs/event.log.chain.1") << "damaged";
+  const Finished redacted = annalctl({"redact", "event", "--id", "6"});
+  EXPECT_EQ(redacted.status, 0);
+  EXPECT_NE(redacted.err.find("/etc/logs/event.log.chain.1 is damaged"), std::string::npos) << redacted.err;
+}
+
+// A run that was killed between its change and the end has left these.
+TEST_F(Redact, ClearsWhatAKilledRunHasLeftAlthoughNothingMatches) {
+  ASSERT_EQ(annalctl({"redact", "event", "--exact-user", "zebedee"}).status, 0);
+  sql(kLog,
+      "PRAGMA secure_delete = OFF; INSERT INTO ANNAL_EVENT (event_desc) VALUES ('secretword'); DELETE FROM ANNAL_EVENT "
+      "WHERE event_desc = 'secretword'");
+  std::ofstream("/etc/logs/event.log-journal") << std::string(512, '\0') << "secretword";
+  ASSERT_EQ(files_with("secretword").size(), 2U);
+  EXPECT_EQ(annalctl({"redact", "event", "--exact-user", "zebedee"}).out, "redacted 0 events\n");
+  EXPECT_EQ(files_with("secretword"), std::vector<std::string>());
+}
+
 TEST_F(Redact, WithoutItSuchAChangeIsFound) {
   ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
   sql(kLog, "UPDATE ANNAL_EVENT SET event_user = '[redacted]' WHERE event_id = 6");

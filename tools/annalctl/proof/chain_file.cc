@@ -61,10 +61,17 @@ void sync_folder_of(const std::string& path) {
   }
 }
 
-// A new file beside the one that it is to replace, with the log's access.
+// Where a chain is written again. Only who has the chain locked uses it.
+std::string next_of(const std::string& path) {
+  return path + ".new";
+}
+
+// A new file with the log's access. The name is that of none yet, or a pattern.
 int create_beside(std::string& name, const std::string& log_path) {
-  name += ".XXXXXX";
-  const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+  constexpr mode_t kOwnerOnly = 0600;
+  const int descriptor = name.ends_with("XXXXXX")
+                             ? mkostemp(name.data(), O_CLOEXEC)
+                             : open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
   struct stat log {};
   if (descriptor >= 0 && stat(log_path.c_str(), &log) == 0) {
     // Only root can give a file away; the others' is theirs.
@@ -95,12 +102,19 @@ std::optional<ChainFile> ChainFile::open(const std::string& path, Access access,
       if (errno == ENOENT) {
         return {};
       }
+      if (errno == ELOOP) {
+        throw ChainDamage(fmt::format("{} is a symbolic link, which no chain is", path));
+      }
       throw chain.failure("open");
     }
     if (!lock(descriptor, access, wait)) {
       throw ChainInUse(fmt::format("{} is in use by another program (try again later)", path));
     }
     if (is_still_at(path, descriptor)) {
+      if (access == Access::kWrite) {
+        // By a program that was killed. It has salts that may have been erased since.
+        unlink(next_of(path).c_str());
+      }
       chain.read_heads();
       return chain;
     }
@@ -108,7 +122,7 @@ std::optional<ChainFile> ChainFile::open(const std::string& path, Access access,
 }
 
 ChainFile ChainFile::create(const std::string& path, const std::string& log_path, Head head, const SigningKey& key) {
-  std::string temporary = path;
+  std::string temporary = path + ".XXXXXX";
   ChainFile chain(path, create_beside(temporary, log_path));
   if (chain.descriptor_ < 0) {
     throw chain.failure("create");
@@ -141,6 +155,7 @@ ChainFile::ChainFile(ChainFile&& other) noexcept
       descriptor_(std::exchange(other.descriptor_, -1)),
       head_(std::move(other.head_)),
       earlier_(std::move(other.earlier_)),
+      head_lost_(other.head_lost_),
       hash_(other.hash_),
       appended_(other.appended_),
       written_(other.written_),
@@ -151,6 +166,7 @@ ChainFile& ChainFile::operator=(ChainFile&& other) noexcept {
   std::swap(descriptor_, other.descriptor_);
   std::swap(head_, other.head_);
   std::swap(earlier_, other.earlier_);
+  std::swap(head_lost_, other.head_lost_);
   std::swap(hash_, other.hash_);
   std::swap(appended_, other.appended_);
   std::swap(written_, other.written_);
@@ -165,6 +181,7 @@ void ChainFile::read_heads() {
     const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(place * kHeadSize));
     if (got == static_cast<ssize_t>(bytes.size())) {
       heads.at(place) = head_in(bytes);
+      head_lost_ = head_lost_ || (!heads.at(place) && bytes != HeadBytes{});
     }
   }
   auto& [first, second] = heads;
@@ -172,7 +189,7 @@ void ChainFile::read_heads() {
     std::swap(first, second);
   }
   if (!first) {
-    throw ChainDamage(fmt::format("{} is damaged: it has no head", path_));
+    throw ChainDamage(fmt::format("{} is damaged: neither of its heads can be read", path_));
   }
   head_ = *first;
   earlier_ = second;
@@ -303,7 +320,7 @@ void ChainFile::erase_salts(std::span<const std::uint64_t> positions) const {
 
 void ChainFile::drop_before(std::uint64_t position, const SigningKey& key) {
   Head head = head_;
-  std::string temporary = path_;
+  std::string temporary = next_of(path_);
   ChainFile shorter(path_, create_beside(temporary, path_));
   if (shorter.descriptor_ < 0) {
     throw failure("write again");

@@ -62,6 +62,8 @@ class ChainFile {
   [[nodiscard]] const Head& head() const { return head_; }
   // The one before, where it is still there.
   [[nodiscard]] const std::optional<Head>& earlier_head() const { return earlier_; }
+  // One was cut off while it was written, or somebody has changed it.
+  [[nodiscard]] bool is_head_lost() const { return head_lost_; }
   // Where the records end that are there: before the head's end when the file was cut.
   [[nodiscard]] std::uint64_t end() const;
 
@@ -94,6 +96,7 @@ class ChainFile {
   int descriptor_;
   Head head_;
   std::optional<Head> earlier_;
+  bool head_lost_ = false;
   Hash hash_{};  // with what was appended
   std::uint64_t appended_ = 0;
   std::uint64_t written_ = 0;  // of those

@@ -94,10 +94,13 @@ Head with_file(const Log& log, Head head) {
 void append_head(const std::string& file, const Head& head) {
   const std::string line = proof::json_of(head) + "\n";
   const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  const bool written = descriptor >= 0 &&
-                       write(descriptor, line.data(), line.size()) == static_cast<ssize_t>(line.size()) &&
-                       (fdatasync(descriptor) == 0 || errno == EINVAL);
-  const int error = errno;
+  const auto got = descriptor < 0 ? -1 : write(descriptor, line.data(), line.size());
+  const bool whole = got == static_cast<ssize_t>(line.size());
+  const bool written = whole && (fdatasync(descriptor) == 0 || errno == EINVAL);
+  const int error = got >= 0 && !whole ? ENOSPC : errno;
+  if (got > 0 && !whole) {
+    static_cast<void>(ftruncate(descriptor, lseek(descriptor, 0, SEEK_CUR) - got) == 0);
+  }
   if (descriptor >= 0) {
     close(descriptor);
   }
@@ -221,7 +224,7 @@ void write_for_person(const Log& log, const Report& report, Session& session) {
   for (const Finding& finding : report.findings) {
     write_line(session,
                fmt::format("{}: {}: {}{}", log.path, proof::name_of(finding.state),
-                           finding.from > 0 || finding.through > 0 ? entry_text(log, finding) : "", finding.text));
+                           finding.from != 0 || finding.through != 0 ? entry_text(log, finding) : "", finding.text));
   }
   write_line(session, fmt::format("{}: {}: {} {} sealed", log.path, report.clean() ? "intact" : "NOT INTACT",
                                   number_of(static_cast<std::int64_t>(report.sealed), log),

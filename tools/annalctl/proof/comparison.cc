@@ -18,10 +18,6 @@ constexpr std::size_t kMostTold = 100'000;
 // Of fewer entries each could be changed.
 constexpr std::uint64_t kEnoughForAnother = 3;
 
-bool fits(const Record& record, std::string_view content) {
-  return !is_erased(record.salt) && commitment_of(record.salt, content) == record.commitment;
-}
-
 }  // namespace
 
 // --- notes ---
@@ -87,7 +83,6 @@ void Comparison::pass_over(const Record& entry) {
 }
 
 void Comparison::add(std::int64_t id, std::string_view content) {
-  ++rows_;
   while (entry_ && entry_->id < id) {
     pass_over(*entry_);
     advance();
@@ -122,13 +117,15 @@ void Comparison::compare(const Record& entry, std::string_view content) {
     say(State::kReturned, entry.id, entry.id, "it was declared gone, and is there again");
     return;
   }
-  if (notes_.redaction(entry.id) != nullptr) {
-    if (!is_redacted(entry, content)) {
+  if (const Notes::Redaction* const redaction = notes_.redaction(entry.id)) {
+    if (is_of_changed(redaction->record)) {
+      say(State::kChanged, entry.id, entry.id, "it was not what was sealed when it was redacted");
+    } else if (!is_redacted(entry, content)) {
       add_stray(entry.id, content, true);
     }
     return;
   }
-  if (fits(entry, content)) {
+  if (commits_to(entry, content)) {
     ++matched_;
     return;
   }
@@ -139,7 +136,7 @@ void Comparison::compare(const Record& entry, std::string_view content) {
 }
 
 bool Comparison::is_redacted(const Record& entry, std::string_view content) {
-  if (fits(notes_.redaction(entry.id)->record, content)) {
+  if (commits_to(notes_.redaction(entry.id)->record, content)) {
     ++matched_;
     ++redacted_;
     if (!is_erased(entry.salt)) {
@@ -148,7 +145,7 @@ bool Comparison::is_redacted(const Record& entry, std::string_view content) {
     }
     return true;
   }
-  if (fits(entry, content)) {
+  if (commits_to(entry, content)) {
     ++matched_;
     say(State::kUnfinished, entry.id, entry.id, "its redaction was cut off before it was done (redact it again)");
     return true;
@@ -176,7 +173,7 @@ std::optional<std::int64_t> Comparison::origin_of(const Stray& stray) const {
     return {};
   }
   const auto found = std::find_if(open_.begin(), open_.end(), [&stray](const Record& entry) {
-    return entry.id != stray.id && fits(entry, stray.content);
+    return entry.id != stray.id && commits_to(entry, stray.content);
   });
   return found == open_.end() ? std::nullopt : std::optional(found->id);
 }
@@ -192,8 +189,8 @@ void Comparison::report_strays() {
       say(State::kChanged, stray.id, stray.id, "it is not what was sealed");
     } else {
       say(State::kInserted, stray.id, stray.id,
-          stray.id > kHighestId ? "its id is higher than any that a log gives"
-                                : "it was not there when its neighbours were sealed");
+          stray.id > kHighestId || stray.id <= 0 ? fmt::format("no log gives the id {} by itself", stray.id)
+                                                 : "it was never sealed, although entries with higher ids were");
     }
   }
   if (more_changed_ > 0) {
@@ -221,9 +218,7 @@ void Comparison::report_run(State state, std::int64_t from, std::int64_t through
   say(state, from, through, text);
 }
 
-void Comparison::report_missing(std::optional<FullBetween> limit) {
-  const auto rows = static_cast<std::int64_t>(rows_);
-  const bool full = limit && rows >= limit->least && rows <= limit->most;
+void Comparison::report_missing(bool is_full) {
   struct Run {
     State state;
     std::int64_t from;
@@ -237,7 +232,7 @@ void Comparison::report_missing(std::optional<FullBetween> limit) {
     const bool oldest = !oldest_present_ || std::pair(one.time, one.id) < *oldest_present_;
     State state = State::kDeleted;
     if (oldest) {
-      state = full ? State::kExpired : State::kUndecided;
+      state = is_full ? State::kExpired : State::kUndecided;
     } else if (one.id > last_present_ && unsealed_ == 0) {
       state = State::kTruncated;
     }
@@ -252,13 +247,13 @@ void Comparison::report_missing(std::optional<FullBetween> limit) {
   }
 }
 
-Report Comparison::finish(std::optional<FullBetween> limit) {
+Report Comparison::finish(bool is_full) {
   while (entry_) {
     pass_over(*entry_);
     advance();
   }
   report_strays();
-  report_missing(limit);
+  report_missing(is_full);
   if (redacted_ > 0) {
     say(State::kRedacted, 0, 0, fmt::format("{} without what was personal, as declared", redacted_));
   }

@@ -42,12 +42,6 @@ class Notes {
 // The next sealed entry, in the order of ids; false at the end.
 using NextEntry = std::function<bool(Record&)>;
 
-// How many entries a full log may hold: between these its limit explains that the oldest are gone.
-struct FullBetween {
-  std::int64_t least = 0;
-  std::int64_t most = 0;
-};
-
 class Comparison {
  public:
   Comparison(const Notes& notes, NextEntry next_entry, std::int64_t last_id);
@@ -61,8 +55,8 @@ class Comparison {
     bool begins_run;  // the sealed entry before it is not missing
   };
 
-  // To be called when all are added.
-  [[nodiscard]] Report finish(std::optional<FullBetween> limit);
+  // To be called when all are added. is_full: the log's limit explains that the oldest are gone.
+  [[nodiscard]] Report finish(bool is_full);
   // Those that nothing declares gone, once finished.
   [[nodiscard]] const std::vector<Missing>& missing() const { return missing_; }
 
@@ -82,7 +76,7 @@ class Comparison {
   [[nodiscard]] std::optional<std::int64_t> origin_of(const Stray& stray) const;
 
   void report_strays();
-  void report_missing(std::optional<FullBetween> limit);
+  void report_missing(bool is_full);
   void report_run(State state, std::int64_t from, std::int64_t through);
   void say(State state, std::int64_t from, std::int64_t through, std::string text);
 
@@ -97,7 +91,6 @@ class Comparison {
   std::vector<Record> open_;  // commitments that no content was found for
   std::set<std::int64_t> found_elsewhere_;
   std::uint64_t more_changed_ = 0;
-  std::uint64_t rows_ = 0;
   std::uint64_t matched_ = 0;
   std::uint64_t gone_ = 0;
   std::uint64_t unsealed_ = 0;

@@ -15,6 +15,9 @@ namespace annalctl::proof {
 namespace {
 
 constexpr char kForeign = '\xFF';
+constexpr std::int64_t kMinute = 60;
+constexpr std::int64_t kHour = 60 * kMinute;
+constexpr std::int64_t kDay = 24 * kHour;
 
 std::string_view text_at(sqlite3_stmt* row, int column) {
   const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
@@ -26,6 +29,13 @@ std::string_view blob_at(sqlite3_stmt* row, int column) {
   const auto* const blob = static_cast<const char*>(sqlite3_column_blob(row, column));
   return blob == nullptr ? std::string_view()
                          : std::string_view(blob, static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
+}
+
+// SQLite's own names for the id of a row, of which a column takes the meaning away.
+bool hides_ids(const std::string& name) {
+  constexpr std::array kNames{"rowid", "oid", "_rowid_"};
+  return std::any_of(kNames.begin(), kNames.end(),
+                     [&name](const char* own) { return sqlite3_stricmp(own, name.c_str()) == 0; });
 }
 
 // A default as SQL writes it: 'text' or a number.
@@ -102,41 +112,59 @@ std::uint32_t time_key(std::int64_t seconds) {
   return static_cast<std::uint32_t>(std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<std::uint32_t>::max()));
 }
 
-// What is no date sorts first, as an empty text does.
+// What is not a date is placed by its beginning. A log orders by texts, so "---" is before all dates and "none" behind.
+std::uint32_t time_key_of_no_date(std::string_view text) {
+  constexpr std::string_view kFirst = "1970";
+  constexpr std::string_view kBehind = "2106";
+  if (text >= kBehind) {
+    return std::numeric_limits<std::uint32_t>::max();
+  }
+  unsigned year = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + std::min(text.size(), kFirst.size()), year);
+  const bool is_year = error == std::errc() && end == text.data() + kFirst.size();
+  return text < kFirst || !is_year ? 0 : time_key(days_of(year, 1, 1) * kDay);
+}
+
 std::uint32_t time_key(std::string_view date, std::string_view time) {
   std::array<unsigned, 3> day{};
   std::array<unsigned, 3> clock{};
   constexpr unsigned kLastMonth = 12;
   constexpr unsigned kLastYear = 9999;
   if (!take_numbers(date, day) || day[1] < 1 || day[1] > kLastMonth || day[0] > kLastYear) {
-    return 0;
+    return time_key_of_no_date(date);
   }
   if (!take_numbers(time, clock)) {
     clock = {};
   }
-  constexpr std::int64_t kMinute = 60;
-  constexpr std::int64_t kHour = 60 * kMinute;
-  constexpr std::int64_t kDay = 24 * kHour;
   return time_key(days_of(day[0], day[1], day[2]) * kDay + clock[0] * kHour + clock[1] * kMinute + clock[2]);
 }
 
 ContentReader::ContentReader(Reader& reader, const Log& log) {
-  SqliteStatement info = reader.prepare(fmt::format("PRAGMA main.table_info({})", log.table));
+  // The longer form of table_info, which has computed columns, too.
+  SqliteStatement info = reader.prepare(fmt::format("PRAGMA main.table_xinfo({})", log.table));
   while (reader.next(info)) {
     constexpr int kName = 1;
     constexpr int kDefault = 4;
+    constexpr int kHidden = 6;
     Source source;
     source.name = info.text(kName);
-    if (source.name == log.id) {
-      continue;
+    if (hides_ids(source.name)) {
+      throw AlteredTable(
+          fmt::format("the table {} has a column named {}, which hides the ids of its rows: it was "
+                      "altered",
+                      log.table, source.name));
     }
     const auto known = std::find_if(log.columns.begin(), log.columns.end(),
                                     [&source](const Column& column) { return source.name == column.name; });
-    if (known != log.columns.end()) {
+    if (source.name == log.id) {
+      source.is_id = true;
+    } else if (known != log.columns.end()) {
       source.place = static_cast<std::size_t>(known - log.columns.begin());
       if (known->older != nullptr) {
         take_default(known->older, source);
       }
+    } else if (info.integer(kHidden) != 0) {
+      continue;  // computed from the others
     } else {
       source.null_is_absent = true;
       if (sqlite3_column_type(info.handle(), kDefault) != SQLITE_NULL) {
@@ -177,6 +205,9 @@ void ContentReader::append_column(const Source& source, sqlite3_stmt* row, int c
   const int type = sqlite3_column_type(row, column);
   if (type == SQLITE_TEXT) {
     append_text(source, text_at(row, column), bytes);
+    return;
+  }
+  if (source.is_id && type == SQLITE_INTEGER && sqlite3_column_int64(row, column) == sqlite3_column_int64(row, 0)) {
     return;
   }
   if ((type == SQLITE_INTEGER && source.number == sqlite3_column_int64(row, column)) ||

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/annalctl/base/log.h"
+#include "tools/annalctl/proof/chain_file.h"
 #include "tools/annalctl/query/reader.h"
 
 namespace annalctl::proof {
@@ -41,10 +42,16 @@ class Content {
 [[nodiscard]] std::uint32_t time_key(std::string_view date, std::string_view time);
 [[nodiscard]] std::uint32_t time_key(std::int64_t seconds);
 
+// The table has a column that hides its ids, so that another entry could be shown under an id than the one compared.
+class AlteredTable : public ChainFailure {
+ public:
+  using ChainFailure::ChainFailure;
+};
+
 // Reads entries for their contents: the columns that the table has, a statement's place each.
 class ContentReader {
  public:
-  // Looks at the table's columns, within a turn or a change.
+  // Looks at the table's columns, within a turn or a change. Throws AlteredTable.
   ContentReader(Reader& reader, const Log& log);
 
   // To be selected behind the id: "t.a, t.b".
@@ -62,6 +69,7 @@ class ContentReader {
     std::optional<std::string> text;
     std::optional<std::int64_t> number;
     bool null_is_absent = false;
+    bool is_id = false;  // counts only where it is not the row's own, which it is in a table of the library's
   };
   [[nodiscard]] const std::vector<Source>& sources() const { return sources_; }
   // One column, as append does it for each.

@@ -112,9 +112,20 @@ void ErasingChanges::write_again() {
   release();
 }
 
+bool ErasingChanges::is_journal_left() const {
+  return access(journal_.c_str(), F_OK) == 0;
+}
+
 void ErasingChanges::finish() {
-  if (write_ahead_) {
-    reader_.run("PRAGMA main.wal_checkpoint(TRUNCATE)");
+  if (!write_ahead_) {
+    return;
+  }
+  SqliteStatement checkpoint = reader_.prepare("PRAGMA main.wal_checkpoint(TRUNCATE)");
+  if (!reader_.next(checkpoint) || checkpoint.integer(0) != 0) {
+    throw ReadFailure(
+        ANNAL_CHANGE_FAILED, ReadFailure::Clock::now(),
+        "a program that reads the log keeps what was redacted in its write-ahead log (redact again when it "
+        "is done)");
   }
 }
 

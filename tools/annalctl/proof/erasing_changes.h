@@ -31,7 +31,9 @@ class ErasingChanges {
   [[nodiscard]] bool are_usual() const { return usual_; }
   // Writes the file again, without what was ever freed.
   void write_again();
-  // Empties the log that is written ahead, when there is one.
+  // By a program that was killed. The next change overwrites it.
+  [[nodiscard]] bool is_journal_left() const;
+  // Empties the log that is written ahead, when there is one. Throws ReadFailure while somebody reads it.
   void finish();
 
  private:

@@ -37,6 +37,7 @@ constexpr std::array kStates{
     StateName{State::kNeverSealed, "never-sealed"},
     StateName{State::kContinued, "continued"},
     StateName{State::kTooOld, "anchor-too-old"},
+    StateName{State::kHeadLost, "head-unreadable"},
 };
 
 }  // namespace

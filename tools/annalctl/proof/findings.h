@@ -35,6 +35,7 @@ enum class State {
   kNeverSealed,  // ids were given whose entries were gone before a sealing
   kContinued,    // the chain continues one that was set aside
   kTooOld,       // an anchored head is older than what the chain still has
+  kHeadLost,     // one of the chain's two heads cannot be read: it was not written as a whole, or was changed
 };
 
 [[nodiscard]] std::string_view name_of(State state);

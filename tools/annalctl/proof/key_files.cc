@@ -26,6 +26,8 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kSecretBegins = "annal-seal-secret ";
 constexpr std::string_view kKeyEnds = ".key";
+constexpr char kNewEnds[] = ".new";
+constexpr char kOldEnds[] = ".old";
 constexpr mode_t kOwnerOnly = 0600;
 constexpr mode_t kEverybodyReads = 0644;
 constexpr mode_t kOthers = 0077;
@@ -55,9 +57,16 @@ class Descriptor {
 
 void write_file(const std::string& path, int flags, mode_t mode, std::string_view text) {
   const Descriptor file(path, O_WRONLY | O_CREAT | flags, mode);
-  if (file.number() < 0 || fchmod(file.number(), mode) != 0 ||
-      write(file.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
+  struct stat before {};
+  if (file.number() < 0 || fstat(file.number(), &before) != 0 || fchmod(file.number(), mode) != 0) {
+    fail("write", path);
+  }
+  if (write(file.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
       fsync(file.number()) != 0) {
+    const int error = errno;
+    // Half of a line would make the whole file of public keys unreadable.
+    static_cast<void>(ftruncate(file.number(), before.st_size) == 0);
+    errno = error;
     fail("write", path);
   }
 }
@@ -94,9 +103,9 @@ Seed read_seed(const std::string& path) {
   }
   if ((status.st_mode & kOthers) != 0) {
     throw KeyFailure(
-        fmt::format("{} can be used by others than its owner (chmod 600, or a new key: 'annalctl seal "
-                    "--new-key')",
-                    path));
+        fmt::format("{} can be read or written by others than its owner ('chmod 600 {}'; if somebody may have used it, "
+                    "see KEYS in 'man annalctl-seal')",
+                    path, path));
   }
   std::string text = read_whole(path);
   while (!text.empty() && text.back() == '\n') {
@@ -104,7 +113,8 @@ Seed read_seed(const std::string& path) {
   }
   Seed seed;
   if (!text.starts_with(kSecretBegins) || !bytes_of_hex(std::string_view(text).substr(kSecretBegins.size()), seed)) {
-    throw KeyFailure(fmt::format("{} is no signing key", path));
+    throw KeyFailure(
+        fmt::format("{} is not a signing key (restore it, or delete it and seal again, which creates another)", path));
   }
   return seed;
 }
@@ -113,10 +123,30 @@ std::vector<PublicKey> keys_of(const std::vector<PublicKeyLine>& lines) {
   return trusted_keys(lines, {});
 }
 
+bool is_same_file(const std::string& one, const std::string& other) {
+  std::error_code problem;
+  return fs::equivalent(one, other, problem);
+}
+
 void overwrite_and_remove(const std::string& path) {
   const Seed nothing{};
   write_file(path, 0, kOwnerOnly, text_of_seed(nothing));
   unlink(path.c_str());
+}
+
+// Under its name is a whole key or none. False when there is one already.
+bool create_key_file(const std::string& key_file, const Seed& seed) {
+  const std::string next = key_file + kNewEnds;
+  unlink(next.c_str());
+  write_file(next, O_EXCL, kOwnerOnly, text_of_seed(seed));
+  const bool created = link(next.c_str(), key_file.c_str()) == 0;
+  const int error = errno;
+  unlink(next.c_str());
+  errno = error;
+  if (!created && errno != EEXIST) {
+    fail("create", key_file);
+  }
+  return created;
 }
 
 KeyRing create_keys(const std::string& key_file) {
@@ -126,7 +156,9 @@ KeyRing create_keys(const std::string& key_file) {
   SigningKey key(seed);
   // The public one comes first: a key whose public half is nowhere would be of no use.
   write_file(public_file_of(key_file), O_APPEND, kEverybodyReads, text_of({key.public_key(), {}}));
-  write_file(key_file, O_EXCL, kOwnerOnly, text_of_seed(seed));
+  if (!create_key_file(key_file, seed)) {
+    return load_keys(key_file);  // another program was faster
+  }
   sync_folder_of(key_file);
   return {std::move(key), keys_of(load_public_keys(public_file_of(key_file))), true};
 }
@@ -180,12 +212,18 @@ KeyRing load_or_create_keys(const std::string& key_file) {
 
 KeyRing replace_key(const std::string& key_file) {
   const SigningKey old(read_seed(key_file));
+  const std::string next = key_file + kNewEnds;
+  const std::string former = key_file + kOldEnds;
+  // What a replacement that was cut off has left: another name of the key, or the key before it.
+  if (is_same_file(former, key_file)) {
+    unlink(former.c_str());
+  } else if (access(former.c_str(), F_OK) == 0) {
+    overwrite_and_remove(former);
+  }
   const Seed seed = random_seed();
   SigningKey key(seed);
   write_file(public_file_of(key_file), O_APPEND, kEverybodyReads,
              text_of({key.public_key(), endorse(old, key.public_key())}));
-  const std::string next = key_file + ".new";
-  const std::string former = key_file + ".old";
   unlink(next.c_str());
   write_file(next, O_EXCL, kOwnerOnly, text_of_seed(seed));
   if (link(key_file.c_str(), former.c_str()) != 0 || rename(next.c_str(), key_file.c_str()) != 0) {

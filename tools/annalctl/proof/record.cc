@@ -78,4 +78,16 @@ bool is_erased(const Salt& salt) {
   return std::all_of(salt.begin(), salt.end(), [](Byte byte) { return byte == 0; });
 }
 
+bool commits_to(const Record& record, std::string_view content) {
+  return !is_erased(record.salt) && commitment_of(record.salt, content) == record.commitment;
+}
+
+Record tombstone_of_changed(std::int64_t id, std::uint32_t time) {
+  return {.kind = Kind::kRedaction, .id = id, .time = time, .commitment = {}, .salt = {}};
+}
+
+bool is_of_changed(const Record& tombstone) {
+  return tombstone.commitment == Commitment{};
+}
+
 }  // namespace annalctl::proof

@@ -69,5 +69,11 @@ void write(const Record& record, RecordBytes bytes);
   return bytes.first<kLinkedSize>();
 }
 [[nodiscard]] bool is_erased(const Salt& salt);
+// Whether the record's commitment is to that content. None is once its salt was erased.
+[[nodiscard]] bool commits_to(const Record& record, std::string_view content);
+
+// A tombstone of an entry that had been changed before it was redacted: it commits to nothing.
+[[nodiscard]] Record tombstone_of_changed(std::int64_t id, std::uint32_t time);
+[[nodiscard]] bool is_of_changed(const Record& tombstone);
 
 }  // namespace annalctl::proof

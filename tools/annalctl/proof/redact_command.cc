@@ -79,6 +79,13 @@ void say_redacted(const Log& log, const Arguments& arguments, const proof::Redac
                  ? fmt::format("{} of them had not been sealed, and have no tombstone", done.entries - done.tombstones)
                  : fmt::format("{} was never sealed, and so there are no tombstones", log.path));
   }
+  if (done.changed > 0) {
+    complain(fmt::format("{} of them had been changed since they were sealed, and 'annalctl verify' goes on to say so",
+                         done.changed));
+  }
+  for (const std::string& chain : done.unreadable_chains) {
+    complain(fmt::format("{} is damaged, and may still help to guess what was redacted (delete it)", chain));
+  }
 }
 
 int list_tombstones(const Log& log, const Arguments& arguments, Session& session) {

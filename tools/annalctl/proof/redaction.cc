@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tools/annalctl/maintenance/facts.h"
+#include "tools/annalctl/proof/aside_chains.h"
 #include "tools/annalctl/proof/content.h"
 #include "tools/annalctl/proof/erasing_changes.h"
 #include "tools/annalctl/proof/seal.h"
@@ -132,8 +133,10 @@ class Run {
         reader_(log),
         redactor_(log, options, reader_),
         erasing_(reader_, log),
+        asides_(log),
         select_(redactor_.select()),
         update_(redactor_.update()) {
+    done_.unreadable_chains = asides_.damaged();
     if (keys != nullptr) {
       chain_ = open_own_chain(log, *keys);
       survey_ = survey_of(*chain_);
@@ -173,6 +176,7 @@ class Run {
       chain_->erase_salts(superseded_);
       superseded_.clear();
     }
+    asides_.erase_salts(ids);
     at_once_ = held < kShort  ? std::min(at_once_ * 2, kMost)
                : held > kLong ? std::max<std::size_t>(at_once_ / 2, 1)
                               : at_once_;
@@ -200,9 +204,13 @@ class Run {
       if (sealed == nullptr || survey_->notes.gone(entry.id) != nullptr) {
         continue;
       }
-      Record record{.kind = Kind::kRedaction, .id = entry.id, .time = now, .commitment = {}, .salt = {}};
-      fill_with_random(record.salt);
-      record.commitment = commitment_of(record.salt, entry.after);
+      Record record = tombstone_of_changed(entry.id, now);
+      if (is_as_sealed(*sealed, entry.before)) {
+        fill_with_random(record.salt);
+        record.commitment = commitment_of(record.salt, entry.after);
+      } else {
+        ++done_.changed;
+      }
       superseded_.push_back(sealed->position);
       if (const Notes::Redaction* const earlier = survey_->notes.redaction(entry.id)) {
         superseded_.push_back(earlier->position);
@@ -213,6 +221,19 @@ class Run {
     if (chain_->appended() > 0) {
       chain_->commit(keys_->key, chain_->head().last_id, seconds_now());
     }
+  }
+
+  // A tombstone for what somebody has changed would make it what was sealed.
+  [[nodiscard]] bool is_as_sealed(const SealedEntry& sealed, const std::string& content) const {
+    const Notes::Redaction* const earlier = survey_->notes.redaction(sealed.id);
+    if (earlier != nullptr && (is_of_changed(earlier->record) || commits_to(earlier->record, content))) {
+      return !is_of_changed(earlier->record);
+    }
+    std::vector<Byte> bytes;
+    chain_->read(sealed.position, 1, bytes);
+    const std::optional<Record> record =
+        bytes.size() == kRecordSize ? proof::read(ConstRecordBytes(bytes)) : std::nullopt;
+    return record && commits_to(*record, content);
   }
 
   void change(const Entries& entries) {
@@ -231,18 +252,19 @@ class Run {
     done_.entries += changed;
   }
 
-  // Earlier copies, from before rows were moved or deleted, may be where nothing is now.
+  // Earlier copies, from before rows were moved or deleted, may be where nothing is now; and a run that was killed may
+  // have left copies of what it has redacted. So this does not depend on what there was to redact.
   void clear_file() {
-    if (done_.entries == 0 && !options_.rewrite) {
-      return;
-    }
     std::int64_t in_use = 0;
     {
       const Reader::Turn turn(reader_);
       in_use = bytes_in_use(reader_);
     }
-    if (options_.rewrite || !erasing_.are_usual() || in_use <= kSmallFile) {
+    const bool small = in_use <= kSmallFile;
+    if (options_.rewrite || small || (!erasing_.are_usual() && done_.entries > 0)) {
       erasing_.write_again();
+    } else if (erasing_.is_journal_left()) {
+      ErasingChanges::Change(erasing_).finish();
     }
     erasing_.finish();
   }
@@ -253,6 +275,7 @@ class Run {
   Reader reader_;
   Redactor redactor_;
   ErasingChanges erasing_;
+  AsideChains asides_;
   SqliteStatement select_;
   SqliteStatement update_;
   std::optional<ChainFile> chain_;

@@ -26,7 +26,9 @@ struct RedactionOptions {
 
 struct Redacted {
   std::int64_t entries = 0;
-  std::int64_t tombstones = 0;  // of those that had been sealed
+  std::int64_t tombstones = 0;                 // of those that had been sealed
+  std::int64_t changed = 0;                    // of these, those that were not what had been sealed
+  std::vector<std::string> unreadable_chains;  // that were set aside, and may tell of the entries
 };
 
 // How many of the entries have something personal.

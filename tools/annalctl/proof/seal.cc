@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tools/annalctl/base/failure.h"
+#include "tools/annalctl/proof/aside_chains.h"
 #include "tools/annalctl/proof/entry_pages.h"
 
 namespace annalctl::proof {
@@ -112,7 +113,7 @@ class Sealer {
     declare(gone, reason);
     if (chain_.appended() > 0) {
       chain_.commit(keys_.key, chain_.head().last_id, seconds_now());
-      chain_.erase_salts(unneeded_salts_);
+      erase_salts_of_gone();
     }
   }
   void declare_all_gone(Reason reason) { declare_gone(all_missing(), reason); }
@@ -185,9 +186,7 @@ class Sealer {
     if (missing.empty()) {
       return;
     }
-    const std::optional<FullBetween> limit = full_between(reader_, log_);
-    const std::int64_t rows = reader_.count({});
-    if (!limit || rows < limit->least || rows > limit->most) {
+    if (!is_full(reader_, log_)) {
       sealed_.remarks.push_back(
           fmt::format("the oldest {} sealed {} are gone, and the log is not full: 'annalctl verify' names them, and "
                       "'annalctl seal --accept' declares that they may be",
@@ -209,6 +208,7 @@ class Sealer {
         unneeded_salts_.push_back(entry->position);
       }
     }
+    gone_.insert(gone_.end(), gone.begin(), gone.end());
     sealed_.declared += gone.size();
   }
 
@@ -246,16 +246,22 @@ class Sealer {
         unneeded_salts_.push_back(entry->position);
       }
     }
+    erase_salts_of_gone();
+  }
+
+  void erase_salts_of_gone() {
     if (!unneeded_salts_.empty()) {
       chain_.erase_salts(unneeded_salts_);
+    }
+    if (!gone_.empty()) {
+      AsideChains(log_).erase_salts(gone_);
     }
   }
 
   bool is_as_redacted(std::int64_t id, const Record& redaction) {
     EntryPages pages(reader_, log_, id - 1);
     EntryPage page;
-    return !pages.next(page) || page.id(0) != id ||
-           commitment_of(redaction.salt, page.content(0)) == redaction.commitment;
+    return is_of_changed(redaction) || !pages.next(page) || page.id(0) != id || commits_to(redaction, page.content(0));
   }
 
   void drop_what_is_gone() {
@@ -282,6 +288,7 @@ class Sealer {
   Reader reader_;
   Survey survey_;
   std::vector<GoneRange> ranges_;              // that were declared now
+  std::vector<std::int64_t> gone_;             // those in them
   std::vector<std::uint64_t> unneeded_salts_;  // by their positions
   std::int64_t last_id_ = 0;
   Sealed sealed_;

@@ -58,12 +58,13 @@ std::vector<GoneRange> ranges_of(std::span<const SealedEntry> entries, std::span
   return ranges;
 }
 
-std::optional<FullBetween> full_between(Reader& reader, const Log& log) {
+bool is_full(Reader& reader, const Log& log) {
   const std::optional<RowLimit> limit = row_limit_of(reader, log);
   if (!limit || limit->limit <= 0) {
-    return {};
+    return false;
   }
-  return FullBetween{std::max<std::int64_t>(std::int64_t{limit->limit} + 1 - limit->batch, 0), limit->limit};
+  const std::int64_t rows = reader.count({});
+  return rows > std::int64_t{limit->limit} - limit->batch && rows <= limit->limit;
 }
 
 std::int64_t highest_id_of(Reader& reader, const Log& log) {

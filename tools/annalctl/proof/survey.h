@@ -33,8 +33,8 @@ struct Survey {
 [[nodiscard]] std::vector<GoneRange> ranges_of(std::span<const SealedEntry> entries, std::span<const std::int64_t> gone,
                                                Reason reason, std::uint32_t declared);
 
-// The number of entries that a log has while its limit is at work.
-[[nodiscard]] std::optional<FullBetween> full_between(Reader& reader, const Log& log);
+// Whether the log has as many entries as while its limit is at work.
+[[nodiscard]] bool is_full(Reader& reader, const Log& log);
 // The highest id that the log has ever given.
 [[nodiscard]] std::int64_t highest_id_of(Reader& reader, const Log& log);
 

@@ -37,7 +37,11 @@ class Verifier {
     check_anchors();
     go_through_chain();
     if (is_log_there()) {
-      compare(watch);
+      try {
+        compare(watch);
+      } catch (const AlteredTable& altered) {
+        say(State::kChanged, altered.what());
+      }
     } else {
       say(State::kLogGone, fmt::format("there is no log, and {} has {} records of one", chain_.path(),
                                        chain_.head().records - chain_.head().first));
@@ -50,9 +54,11 @@ class Verifier {
  private:
   void say(State state, std::string text) { findings_.push_back({state, 0, 0, std::move(text)}); }
 
+  [[nodiscard]] std::vector<PublicKey>::const_iterator trusted_key(const Head& head) const {
+    return std::find(options_.trusted.begin(), options_.trusted.end(), head.key);
+  }
   [[nodiscard]] bool is_trusted(const Head& head) const {
-    return is_signed(head) &&
-           std::find(options_.trusted.begin(), options_.trusted.end(), head.key) != options_.trusted.end();
+    return is_signed(head) && trusted_key(head) != options_.trusted.end();
   }
 
   void check_head() {
@@ -69,6 +75,38 @@ class Verifier {
       checkpoints_.push_back({earlier->records, earlier->hash, nullptr});
     }
     checkpoints_.push_back({head.records, head.hash, nullptr});
+    last_id_ = head.last_id;
+    if (chain_.is_head_lost()) {
+      say(State::kHeadLost,
+          "one of the chain's two heads cannot be read: a sealing was cut off, or somebody changed it; "
+          "what only that head covers counts as not sealed");
+    }
+  }
+
+  // An anchor of this chain. Keys are only replaced by later ones, and what a head covers only grows.
+  void check_anchor(const Head& anchor) {
+    const Head& head = chain_.head();
+    if (anchor.records > head.records || anchor.sequence > head.sequence) {
+      say(State::kRolledBack,
+          fmt::format("on {} the chain had {} records in its version {}, and now it has {} in version {}: it is an "
+                      "older one",
+                      time_text(anchor.time), anchor.records, anchor.sequence, head.records, head.sequence));
+      return;
+    }
+    if (trusted_key(head) < trusted_key(anchor)) {
+      say(State::kUnsigned,
+          fmt::format("the chain's head is signed by a key that had been replaced by {}", time_text(anchor.time)));
+    }
+    last_id_ = std::max(last_id_, anchor.last_id);
+    if (anchor.records < head.first) {
+      say(State::kTooOld, fmt::format("what was sealed by {} is gone, and the chain does not have it any more",
+                                      time_text(anchor.time)));
+      if (dropped_ == nullptr || anchor.last_id > dropped_->last_id) {
+        dropped_ = &anchor;
+      }
+    } else {
+      checkpoints_.push_back({anchor.records, anchor.hash, &anchor});
+    }
   }
 
   void check_anchors() {
@@ -81,14 +119,8 @@ class Verifier {
             fmt::format("the head that was kept of {} is of another chain: this one has taken its place, or is of "
                         "another log",
                         time_text(anchor.time)));
-      } else if (anchor.records > chain_.head().records) {
-        say(State::kRolledBack, fmt::format("on {} the chain had {} records, and it has {}: it is an older one",
-                                            time_text(anchor.time), anchor.records, chain_.head().records));
-      } else if (anchor.records < chain_.head().first) {
-        say(State::kTooOld, fmt::format("what was sealed by {} is gone, and the chain does not have it any more",
-                                        time_text(anchor.time)));
       } else {
-        checkpoints_.push_back({anchor.records, anchor.hash, &anchor});
+        check_anchor(anchor);
       }
     }
     std::stable_sort(checkpoints_.begin(), checkpoints_.end(),
@@ -125,6 +157,8 @@ class Verifier {
       const std::optional<Record> record = read(records.bytes());
       if (record && record->kind == Kind::kBegun) {
         begun_ = *record;
+      } else if (record && record->kind == Kind::kEntry) {
+        check_order(*record);
       } else if (record) {
         notes_.add(records.position(), *record);
       }
@@ -133,6 +167,18 @@ class Verifier {
     notes_.finish();
     if (end < head.records) {
       say(State::kCut, fmt::format("the chain ends after {} of {} records", end, head.records));
+    }
+  }
+
+  // A chain drops records from its beginning. So if it does not have the records that an anchored head covers, it has
+  // none of their entries.
+  void check_order(const Record& entry) {
+    last_id_ = std::max(last_id_, entry.id);
+    if (dropped_ != nullptr && entry.id <= dropped_->last_id) {
+      say(State::kRewritten,
+          fmt::format("the chain has another record of {}, which the head that was kept of {} covers", entry.id,
+                      time_text(dropped_->time)));
+      dropped_ = nullptr;
     }
   }
 
@@ -163,7 +209,7 @@ class Verifier {
 
   void compare(const Watch& watch) {
     Reader reader(log_);
-    Comparison comparison(notes_, entries(), chain_.head().last_id);
+    Comparison comparison(notes_, entries(), last_id_);
     EntryPages pages(reader, log_);
     EntryPage page;
     std::uint64_t done = 0;
@@ -174,7 +220,7 @@ class Verifier {
       done += page.size();
       watch(page.id(page.size() - 1), done);
     }
-    report_ = comparison.finish(full_between(reader, log_));
+    report_ = comparison.finish(is_full(reader, log_));
     if (report_.sealed == 0 && highest_id_of(reader, log_) < chain_.head().last_id) {
       report_.findings.clear();
       say(State::kMadeAgain, fmt::format("the log has none of its sealed entries and begins again: {} was sealed last",
@@ -194,10 +240,14 @@ class Verifier {
           {State::kNeverSealed, 0, 0, fmt::format("{} were deleted before they were sealed", never_sealed_)});
     }
     if (begun_) {
-      report_.findings.push_back({State::kContinued, 0, 0,
-                                  fmt::format("the chain was begun on {} in place of one of {} records, which was set "
-                                              "aside",
-                                              time_text(begun_->time), begun_->id)});
+      report_.findings.push_back(
+          {State::kContinued, 0, 0,
+           begun_->commitment == Commitment{}
+               ? fmt::format("the chain was begun on {} in place of one that could not be read, which was "
+                             "set aside",
+                             time_text(begun_->time))
+               : fmt::format("the chain was begun on {} in place of one of {} records, which was set aside",
+                             time_text(begun_->time), begun_->id)});
     }
   }
 
@@ -208,6 +258,8 @@ class Verifier {
   std::vector<Checkpoint> checkpoints_;
   std::size_t next_checkpoint_ = 0;
   std::uint64_t good_until_ = 0;
+  std::int64_t last_id_ = 0;       // that was sealed, by the chain or an anchor
+  const Head* dropped_ = nullptr;  // the last anchor whose records the chain does not have any more
   bool told_rewritten_ = false;
   Notes notes_;
   std::optional<Record> begun_;
