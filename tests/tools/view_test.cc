@@ -132,6 +132,21 @@ TEST_F(AnnalctlView, TimesAreShownInUtcWhenAsked) {
   EXPECT_THAT(annalctl({"notice", "list"}).out, HasSubstr("2026-11-21 10:00:00"));
 }
 
+TEST_F(AnnalctlView, ShowNamesWhatCodesMean) {
+  EXPECT_THAT(annalctl({"event", "show", "1"}).out, HasSubstr("event_type:         2 (error)\n"));
+  ASSERT_EQ(annalctl({"conn", "create"}).status, 0);
+  sql("/etc/logs/conn.log", "INSERT INTO ANNAL_CONN (conn_type, conn_action_result, conn_action) VALUES (1, 13, 99)");
+  const std::string shown = annalctl({"conn", "list", "-o", "full"}).out;
+  EXPECT_THAT(shown, HasSubstr("conn_type:          1 (warning)\n"));
+  EXPECT_THAT(shown, HasSubstr("conn_action:        99\n"));
+  EXPECT_THAT(shown, HasSubstr("conn_action_result: 13 (failed)\n"));
+  ASSERT_EQ(annalctl({"notice", "create"}).status, 0);
+  sql("/etc/logs/notice.log", "INSERT INTO ANNAL_NOTICE (severity, time) VALUES (4, 1795251600)");
+  const std::string notice = annalctl({"notice", "show", "1", "--utc"}).out;
+  EXPECT_THAT(notice, HasSubstr("severity:    4 (warning)\n"));
+  EXPECT_THAT(notice, HasSubstr("time:        1795251600\n"));
+}
+
 TEST_F(AnnalctlView, ShowSaysEverythingOfAnEntry) {
   const Finished shown = annalctl({"event", "show", "1"});
   EXPECT_EQ(shown.status, 0) << shown.err;

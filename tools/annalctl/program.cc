@@ -221,8 +221,16 @@ void add_all_commands(CLI::App& app, Session& session) {
   add_keep_of_all(app, session);
   add_seal_of_all(app, session);
   add_verify_of_all(app, session);
-  app.add_subcommand("redact", "Take what is personal out of entries: 'annalctl redact event --exact-user ann'")
-      ->callback([] { throw CLI::CallForHelp(); });
+  CLI::App* const redact = app.add_subcommand("redact", "Take what is personal out of a log's entries, for good");
+  redact->footer(
+      "'annalctl redact LOG' is 'annalctl LOG redact': see 'annalctl event redact --help'\n"
+      "for its options. LOG is event, conn, notice, or fileop with --db FILE.\n"
+      "\n"
+      "Examples:\n"
+      "  annalctl redact event --exact-user ann --dry-run\n"
+      "  annalctl redact event --exact-user ann\n"
+      "  annalctl redact fileop --db operations.db --id 4711");
+  redact->callback([] { throw CLI::CallForHelp(); });
   add_facilities(app, session);
   add_catalog_commands(app, session);
   add_notify(app, session);

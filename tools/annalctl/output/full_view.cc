@@ -30,7 +30,7 @@ class FullView : public RowSink {
       output_.write("\n");
     }
     for (std::size_t i = 0; i < shape_.columns.size() && i < values.size(); ++i) {
-      field(shape_.columns[i].name, values[i] == nullptr ? "" : printable(values[i]));
+      field(shape_.columns[i].name, values[i] == nullptr ? "" : printable(values[i]) + meaning(i, values[i]));
     }
     if (shape_.entry != nullptr) {
       field(kTimestamp, timestamp_of(*shape_.entry, values, zone_).value_or(""));
@@ -45,6 +45,20 @@ class FullView : public RowSink {
   [[nodiscard]] bool has_column(std::string_view name) const {
     return std::any_of(shape_.columns.begin(), shape_.columns.end(),
                        [name](const Column& column) { return column.name == name; });
+  }
+
+  // What the table shows for a code: " (warning)". The time has a line of its own, in the zone that was asked for.
+  [[nodiscard]] std::string meaning(std::size_t source, const char* value) const {
+    if (shape_.entry != nullptr && (source == shape_.entry->date || source == shape_.entry->time)) {
+      return {};
+    }
+    for (const TableColumn& column : shape_.table) {
+      if (column.source == source && column.show != nullptr) {
+        const std::string shown = column.show(value).text;
+        return shown == value ? std::string() : fmt::format(" ({})", printable(shown));
+      }
+    }
+    return {};
   }
 
   void field(const char* name, const std::string& value) {

@@ -103,7 +103,7 @@ std::optional<ChainFile> ChainFile::open(const std::string& path, Access access,
         return {};
       }
       if (errno == ELOOP) {
-        throw ChainDamage(fmt::format("{} is a symbolic link, which no chain is", path));
+        throw ChainDamage(fmt::format("{} is a symbolic link, and not a chain (remove the link)", path));
       }
       throw chain.failure("open");
     }
@@ -189,7 +189,10 @@ void ChainFile::read_heads() {
     std::swap(first, second);
   }
   if (!first) {
-    throw ChainDamage(fmt::format("{} is damaged: neither of its heads can be read", path_));
+    throw ChainDamage(
+        fmt::format("{} is damaged: neither of its heads can be read ('annalctl seal --new-chain' sets it aside "
+                    "and begins another)",
+                    path_));
   }
   head_ = *first;
   earlier_ = second;

@@ -329,20 +329,34 @@ bool has_file_of_its_own(const Log& log) {
 }
 
 const char kSealNotes[] =
-    "Adds a commitment to each new entry to the chain beside the log (LOG.chain), and\n"
-    "signs how far it goes. The log is read in short turns and not changed. Keep the\n"
-    "heads elsewhere (--heads, --print-head): who can write the log and use the key\n"
-    "can write another chain too, and only a head kept elsewhere shows that.\n"
+    "Adds a commitment to each new entry to the chain beside the log (LOG.chain) and\n"
+    "signs its head. It reads the log in short turns and does not change it. Keep the\n"
+    "heads elsewhere (--heads, --print-head): whoever can write the log and use the\n"
+    "key can also write another chain, and only a head kept elsewhere reveals that.\n"
     "\n"
-    "The key is $ANNAL_SEAL_KEY, or /etc/annal/seal.key, and is created when there is\n"
-    "none; its public part, for 'verify', is beside it (seal.pub).\n";
+    "The key is $ANNAL_SEAL_KEY, or /etc/annal/seal.key, and is created if there is\n"
+    "none. 'verify' needs its public part, which is beside it (seal.pub). If somebody\n"
+    "may have used the key, delete both files, run 'annalctl seal --new-chain', and\n"
+    "distribute seal.pub again: with --new-key the old key would vouch for the new.\n";
 
 const char kVerifyNotes[] =
-    "Names each entry that is not as it was sealed: changed, moved, deleted, cut off\n"
-    "the end, inserted, or there again. Entries that the log's limit, or a command of\n"
-    "annalctl, has deleted are told apart. What came after the last sealing is no\n"
-    "finding. --anchor compares with heads that were kept elsewhere, which shows that\n"
-    "log and chain were replaced together.\n"
+    "Compares each log with its chain, and the chain with heads that were kept\n"
+    "elsewhere (--anchor). Without those, a log and a chain that were replaced\n"
+    "together go unnoticed.\n"
+    "\n"
+    "Findings about entries are: changed, moved (to another id), inserted, deleted,\n"
+    "truncated (deleted from the end), returned (declared deleted, and there again),\n"
+    "and undecided (the oldest are gone although the log is not full). Findings about\n"
+    "log and chain are: log-missing, log-recreated, chain-missing, chain-cut,\n"
+    "chain-rewritten, chain-unsigned, chain-replaced, chain-of-another-log, and\n"
+    "rolled-back. All else is information: not-sealed, never-sealed, expired and gone\n"
+    "(deleted by the log's limit or by annalctl), redacted, unfinished (redact again),\n"
+    "continued, anchor-too-old, head-unreadable.\n"
+    "\n"
+    "After a finding, copy log and chain, and look for the cause. If missing entries\n"
+    "may be gone, 'annalctl seal --accept' declares it; if the log itself was replaced\n"
+    "or restored, 'annalctl seal --new-chain' begins another chain.\n"
+    "/usr/share/doc/annalctl/proof.md.gz says more about each.\n"
     "\n"
     "Exit status: 0 intact, 1 there are findings, 2 it cannot be told.\n";
 

@@ -141,13 +141,13 @@ bool Comparison::is_redacted(const Record& entry, std::string_view content) {
     ++redacted_;
     if (!is_erased(entry.salt)) {
       say(State::kUnfinished, entry.id, entry.id,
-          "it was redacted, and the salt of what it was is still in the chain (seal the log)");
+          "it was redacted, but the chain still has the salt of what it was ('annalctl seal' erases it)");
     }
     return true;
   }
   if (commits_to(entry, content)) {
     ++matched_;
-    say(State::kUnfinished, entry.id, entry.id, "its redaction was cut off before it was done (redact it again)");
+    say(State::kUnfinished, entry.id, entry.id, "its redaction was interrupted (redact it again)");
     return true;
   }
   return false;
@@ -207,13 +207,15 @@ void Comparison::report_strays() {
 }
 
 void Comparison::report_run(State state, std::int64_t from, std::int64_t through) {
-  const char* text = "gone, and nothing says why";
+  const char* text = "gone, and no deletion of that was declared";
   if (state == State::kTruncated) {
     text = "gone from the end of what was sealed";
   } else if (state == State::kUndecided) {
-    text = "gone, the oldest of all: deleted by a program as the oldest, or by somebody; it cannot be decided";
+    text =
+        "gone, the oldest of all, although the log is not full: trimmed by a program, or deleted by somebody "
+        "('annalctl seal --accept' declares that they may be gone)";
   } else if (state == State::kExpired) {
-    text = "gone, the oldest of all, as the log's limit wants it; the next sealing declares it";
+    text = "gone, the oldest of all: the full log has deleted them, and the next sealing declares it";
   }
   say(state, from, through, text);
 }
@@ -255,7 +257,7 @@ Report Comparison::finish(bool is_full) {
   report_strays();
   report_missing(is_full);
   if (redacted_ > 0) {
-    say(State::kRedacted, 0, 0, fmt::format("{} without what was personal, as declared", redacted_));
+    say(State::kRedacted, 0, 0, fmt::format("{} in all, as was declared", redacted_));
   }
   if (unsealed_ > 0) {
     say(State::kNotSealed, first_unsealed_, last_unsealed_, fmt::format("{} not sealed yet", unsealed_));

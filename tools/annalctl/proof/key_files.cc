@@ -104,7 +104,7 @@ Seed read_seed(const std::string& path) {
   if ((status.st_mode & kOthers) != 0) {
     throw KeyFailure(
         fmt::format("{} can be read or written by others than its owner ('chmod 600 {}'; if somebody may have used it, "
-                    "see KEYS in 'man annalctl-seal')",
+                    "see 'annalctl seal --help')",
                     path, path));
   }
   std::string text = read_whole(path);

@@ -30,10 +30,10 @@ namespace {
 constexpr char kNotes[] =
     "Replaces what is about a person in the matching entries by '[redacted]': {0}.\n"
     "No byte of it is left in the log's file, its journal or its chain; copies that\n"
-    "were made elsewhere are another matter. A sealed entry gets a tombstone in the\n"
-    "chain, and 'verify' goes by that from then on. Done in short steps beside those\n"
-    "who write; a log of more than 8 MiB is written again only with --rewrite, or\n"
-    "where programs do not overwrite what they free.\n"
+    "were made elsewhere keep theirs. A sealed entry gets a tombstone in the chain,\n"
+    "which 'verify' compares it with from then on. The log stays in use meanwhile; one\n"
+    "of up to 8 MiB is also written again, which locks it for a moment, and a larger\n"
+    "one with --rewrite, or where programs do not overwrite what they free.\n"
     "\n";
 
 struct Arguments {

@@ -221,8 +221,8 @@ class Sealer {
       fill_with_random({salts.front().data(), salts.size() * sizeof(Salt)});
       for (std::size_t i = 0; i < page.size(); ++i) {
         if (page.id(i) > kHighestId) {
-          sealed_.remarks.push_back(
-              fmt::format("{} has an id that no log gives by itself, and nothing from there on is sealed", page.id(i)));
+          sealed_.remarks.push_back(fmt::format(
+              "no log gives the id {} by itself: neither that entry nor any behind it is sealed", page.id(i)));
           return;
         }
         chain_.append({.kind = Kind::kEntry,
