@@ -1,6 +1,9 @@
 // "annalctl redact": no byte is left, and the log still verifies.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -11,7 +14,9 @@
 #include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <thread>
 
+#include "tests/support/lock_holder.h"
 #include "tests/tools/annalctl.h"
 
 namespace {
@@ -292,6 +297,31 @@ TEST_F(Redact, DeletionsByCommandsAreNoFindings) {
   verified = annalctl({"verify", "event"});
   EXPECT_EQ(verified.status, 0) << verified.out;
   EXPECT_NE(verified.out.find("deleted (flush)"), std::string::npos) << verified.out;
+}
+
+// A verification in between would find what is gone and not declared yet.
+TEST_F(Redact, ADeletionKeepsTheChainLockedUntilItIsDeclared) {
+  ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
+  const int chain = open("/etc/logs/event.log.chain", O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(chain, 0);
+  std::future<Finished> deletion;
+  bool locked = false;
+  {
+    const annal::test::LockHolder writer(kLog);
+    deletion = std::async(std::launch::async, [] { return annalctl({"event", "delete", "--user", "zebedee"}); });
+    for (int tries = 0; tries < 1000 && !locked; ++tries) {
+      locked = flock(chain, LOCK_SH | LOCK_NB) != 0;
+      if (!locked) {
+        flock(chain, LOCK_UN);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+    }
+  }
+  EXPECT_TRUE(locked);
+  EXPECT_EQ(deletion.get().out, "deleted 100 events\n");
+  EXPECT_EQ(flock(chain, LOCK_SH | LOCK_NB), 0);
+  close(chain);
+  EXPECT_EQ(annalctl({"verify", "event"}).status, 0);
 }
 
 TEST_F(Redact, ADeletionPastTheCommandsStaysAFindingBesideThem) {

@@ -43,6 +43,7 @@ void tell_of_deletions(const DeletionListener& listener) {
 NotedDeletions::NotedDeletions(const Log& log, const char* verb)
     : log_(log), verb_(verb), wanted_(told() && told()->wants(log)) {
   if (wanted_) {
+    told()->begun(log);
     Hooks::current = this;
     sqlite3_auto_extension(Hooks::kEntry);
   }
@@ -52,6 +53,7 @@ NotedDeletions::~NotedDeletions() {
   if (wanted_) {
     sqlite3_cancel_auto_extension(Hooks::kEntry);
     Hooks::current = nullptr;
+    told()->ended();
   }
 }
 

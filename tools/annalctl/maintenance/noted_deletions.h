@@ -11,6 +11,9 @@ namespace annalctl {
 
 struct DeletionListener {
   bool (*wants)(const Log& log);
+  // Called before the first and after the last is deleted, whether or not they are told.
+  void (*begun)(const Log& log);
+  void (*ended)();
   // Called when they are gone, and no connection is open. verb: the command's.
   void (*deleted)(const Log& log, const char* verb, std::span<const std::int64_t> ids);
   // All entries were deleted.

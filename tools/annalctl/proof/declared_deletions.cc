@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/log/place.h"
@@ -25,6 +26,23 @@ bool has_chain(const Log& log) {
 std::optional<proof::KeyRing>& keys_at_hand() {
   static std::optional<proof::KeyRing> keys;
   return keys;
+}
+
+// Locked while entries are deleted: a verification would find those that are gone and not declared yet.
+std::optional<proof::ChainFile>& chain_at_hand() {
+  static std::optional<proof::ChainFile> chain;
+  return chain;
+}
+
+void begun(const Log& log) {
+  try {
+    chain_at_hand() = proof::ChainFile::open(proof::chain_path(log.path), proof::Access::kWrite);
+  } catch (const proof::ChainFailure&) {  // This is told when they are declared.
+  }
+}
+
+void ended() {
+  chain_at_hand().reset();
 }
 
 void take_keys() {
@@ -60,11 +78,15 @@ proof::Reason reason_for(const char* verb) {
 }
 
 void deleted(const Log& log, const char* verb, std::span<const std::int64_t> ids) {
-  declare(log, [&](const proof::KeyRing& keys) { proof::declare_gone(log, keys, ids, reason_for(verb)); });
+  declare(log, [&](const proof::KeyRing& keys) {
+    proof::declare_gone(log, keys, std::exchange(chain_at_hand(), {}), ids, reason_for(verb));
+  });
 }
 
 void emptied(const Log& log, const char* verb) {
-  declare(log, [&](const proof::KeyRing& keys) { proof::declare_all_gone(log, keys, reason_for(verb)); });
+  declare(log, [&](const proof::KeyRing& keys) {
+    proof::declare_all_gone(log, keys, std::exchange(chain_at_hand(), {}), reason_for(verb));
+  });
 }
 
 }  // namespace
@@ -72,7 +94,7 @@ void emptied(const Log& log, const char* verb) {
 void declare_deletions() {
   keys_at_hand().reset();
   before_deleting(take_keys_early);
-  tell_of_deletions({has_chain, deleted, emptied});
+  tell_of_deletions({has_chain, begun, ended, deleted, emptied});
 }
 
 }  // namespace annalctl

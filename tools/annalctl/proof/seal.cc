@@ -300,13 +300,23 @@ std::int64_t seconds_now() {
   return static_cast<std::int64_t>(std::time(nullptr));
 }
 
-ChainFile open_own_chain(const Log& log, const KeyRing& keys) {
-  std::optional<ChainFile> chain = ChainFile::open(chain_path(log.path), Access::kWrite);
+namespace {
+
+ChainFile own_chain(const Log& log, const KeyRing& keys, std::optional<ChainFile> chain) {
+  if (!chain) {
+    chain = ChainFile::open(chain_path(log.path), Access::kWrite);
+  }
   if (!chain) {
     throw ChainFailure(fmt::format("{} was never sealed ('annalctl seal')", log.path));
   }
   require_own(*chain, log, keys);
   return std::move(*chain);
+}
+
+}  // namespace
+
+ChainFile open_own_chain(const Log& log, const KeyRing& keys) {
+  return own_chain(log, keys, {});
 }
 
 Sealed seal(const Log& log, const KeyRing& keys, const SealOptions& options, const Watch& watch) {
@@ -329,12 +339,13 @@ Sealed seal(const Log& log, const KeyRing& keys, const SealOptions& options, con
   return sealed;
 }
 
-void declare_gone(const Log& log, const KeyRing& keys, std::span<const std::int64_t> ids, Reason reason) {
-  Sealer(log, keys, open_own_chain(log, keys)).declare_gone(ids, reason);
+void declare_gone(const Log& log, const KeyRing& keys, std::optional<ChainFile> chain,
+                  std::span<const std::int64_t> ids, Reason reason) {
+  Sealer(log, keys, own_chain(log, keys, std::move(chain))).declare_gone(ids, reason);
 }
 
-void declare_all_gone(const Log& log, const KeyRing& keys, Reason reason) {
-  Sealer(log, keys, open_own_chain(log, keys)).declare_all_gone(reason);
+void declare_all_gone(const Log& log, const KeyRing& keys, std::optional<ChainFile> chain, Reason reason) {
+  Sealer(log, keys, own_chain(log, keys, std::move(chain))).declare_all_gone(reason);
 }
 
 }  // namespace annalctl::proof

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -29,8 +30,10 @@ struct Sealed {
 [[nodiscard]] Sealed seal(const Log& log, const KeyRing& keys, const SealOptions& options, const Watch& watch);
 
 // For whoever has deleted entries as he may: declares those of them gone that were sealed, or all that are missing.
-void declare_gone(const Log& log, const KeyRing& keys, std::span<const std::int64_t> ids, Reason reason);
-void declare_all_gone(const Log& log, const KeyRing& keys, Reason reason);
+// chain: the log's, if the caller has it locked already.
+void declare_gone(const Log& log, const KeyRing& keys, std::optional<ChainFile> chain,
+                  std::span<const std::int64_t> ids, Reason reason);
+void declare_all_gone(const Log& log, const KeyRing& keys, std::optional<ChainFile> chain, Reason reason);
 
 // Opens a log's chain for adding to it. Throws ChainFailure when there is none, or one that is signed by somebody else.
 [[nodiscard]] ChainFile open_own_chain(const Log& log, const KeyRing& keys);
