@@ -308,7 +308,9 @@ TEST_F(Redact, ADeletionKeepsTheChainLockedUntilItIsDeclared) {
   bool locked = false;
   {
     const annal::test::LockHolder writer(kLog);
-    deletion = std::async(std::launch::async, [] { return annalctl({"event", "delete", "--user", "zebedee"}); });
+    deletion = std::async(std::launch::async, [] {
+      return annalctl({"event", "delete", "--user", "zebedee", "--type", "information"});
+    });
     for (int tries = 0; tries < 1000 && !locked; ++tries) {
       locked = flock(chain, LOCK_SH | LOCK_NB) != 0;
       if (!locked) {
