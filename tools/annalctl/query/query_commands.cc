@@ -169,8 +169,11 @@ void add_list_command(CLI::App& commands, Session& session, const QueryCommands&
 void add_show_command(CLI::App& commands, Session& session, const QueryCommands& search) {
   CLI::App* const command = commands.add_subcommand("show", "Show every field of entries");
   const auto ids = std::make_shared<std::vector<std::int64_t>>();
-  command->footer(fmt::format("Examples:\n  annalctl {0}{1} show 4711\n  annalctl {0}{1} show 4711 4712 --json",
-                              search.log.name, search.log.options));
+  command->footer(
+      fmt::format("A code is followed by its name in parentheses; --json and --csv have the columns\n"
+                  "as they are stored.\n\n"
+                  "Examples:\n  annalctl {0}{1} show 4711\n  annalctl {0}{1} show 4711 4712 --json",
+                  search.log.name, search.log.options));
   command->add_option("ID", *ids, "The entry's id, as 'list' shows it")->type_name("")->required();
   add_view_options(*command, session);
   command->callback([command, ids, &session, &search] {
