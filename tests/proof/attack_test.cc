@@ -7,6 +7,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <string>
+#include <utility>
 
 #include "tests/proof/sealed_log.h"
 
@@ -114,6 +117,41 @@ TEST_F(Attack, ALinkToAChainIsADamagedOne) {
   fs::create_symlink(log().chain() + ".elsewhere", log().chain());
   EXPECT_TRUE(has(log().verify(), State::kCut));
   EXPECT_THROW(log().seal(), ChainFailure);
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void write_file(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+TEST_F(Attack, EachByteOfTheChainCounts) {
+  SealedLog small(kLogKinds[0], keys(), 4);
+  const std::string whole = read_file(small.chain());
+  ASSERT_TRUE(small.verify().clean());
+  const std::size_t newest = small.anchors.back().sequence % 2;
+  constexpr std::size_t kHeadEnds = 248;  // what is behind has no meaning
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    std::string changed = whole;
+    changed[i] = static_cast<char>(changed[i] ^ 0x10);
+    write_file(small.chain(), changed);
+    const bool is_head = i < 2 * kHeadSize;
+    const Report report = small.verify();
+    if (is_head && i % kHeadSize >= kHeadEnds) {
+      EXPECT_TRUE(report.clean()) << i;
+    } else if (is_head && i / kHeadSize != newest) {
+      EXPECT_TRUE(has(report, State::kHeadLost)) << i;
+    } else {
+      EXPECT_FALSE(report.clean()) << i;
+    }
+  }
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    write_file(small.chain(), whole.substr(0, length));
+    EXPECT_FALSE(small.verify().clean()) << length;
+  }
 }
 
 // --- the key ---

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/annalctl.h"
@@ -104,6 +106,22 @@ TEST_F(ProofCommands, HeadsKeptElsewhereShowThatLogAndChainWereReplacedTogether)
   const Finished told = annalctl({"verify", "event", "--anchor", "/etc/logs/heads"});
   EXPECT_EQ(told.status, 1);
   EXPECT_NE(told.out.find("rolled-back"), std::string::npos) << told.out;
+}
+
+// As on a full disk.
+TEST_F(ProofCommands, AFileOfHeadsNeverKeepsHalfALine) {
+  const std::string before(900, '\n');
+  std::ofstream("/etc/logs/heads") << before;
+  const std::string command = std::string("bash -c \"trap '' XFSZ; ulimit -f 1; exec ") + ANNALCTL +
+                              " seal event --heads /etc/logs/heads\" 2>&1";
+  FILE* const sealed = popen(command.c_str(), "r");
+  ASSERT_NE(sealed, nullptr);
+  std::string said(4096, '\0');
+  said.resize(std::fread(said.data(), 1, said.size(), sealed));
+  EXPECT_NE(pclose(sealed), 0);
+  EXPECT_NE(said.find("cannot write the head to /etc/logs/heads"), std::string::npos) << said;
+  std::ifstream file("/etc/logs/heads");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), before);
 }
 
 TEST_F(ProofCommands, AHeadIsTheSameWhetherItIsPrintedOrKept) {
