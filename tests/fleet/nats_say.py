@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""nats_say.py PORT AUTHORITY USER SUBJECT [BODY] [--field PATH]: a request to a NATS server with TLS on loopback.
+"""nats_say.py PORT AUTHORITY USER SUBJECT [BODY] [--field PATH]: a request to a NATS server on loopback.
 
-Prints the answer, or one field of it such as cluster.leader. The user's password is USER-word.
+Prints the answer, or one field of it such as cluster.leader. AUTHORITY is the certificate that signs the server's, or
+"none" without TLS. The user's password is USER-word.
 """
 import argparse
 import json
@@ -15,8 +16,9 @@ SECONDS = 10
 def ask(port: int, authority: str, user: str, subject: str, body: bytes) -> bytes:
     plain = socket.create_connection(("localhost", port), timeout=SECONDS)
     plain.recv(65536)  # the greeting comes before TLS
-    with ssl.create_default_context(cafile=authority).wrap_socket(plain, server_hostname="localhost") as server:
-        words = json.dumps({"verbose": False, "tls_required": True, "user": user, "pass": f"{user}-word"})
+    tls = authority != "none"
+    with ssl.create_default_context(cafile=authority).wrap_socket(plain, server_hostname="localhost") if tls else plain as server:
+        words = json.dumps({"verbose": False, "tls_required": tls, "user": user, "pass": f"{user}-word"})
         server.sendall(f"CONNECT {words}\r\nSUB _INBOX.say 1\r\nPUB {subject} _INBOX.say {len(body)}\r\n".encode() + body + b"\r\n")
         answers = server.makefile("rb")
         while line := answers.readline():

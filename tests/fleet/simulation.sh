@@ -50,12 +50,14 @@ cat >"$folder/collect.toml" <<END
 refused_file = "$folder/refused.jsonl"
 [jetstream]
 servers = [${servers%, }]
-tls = false
+tls = "off"
 [database]
 $(cat "$folder/owner.toml")
 END
+"$ANNAL_BIN/annal-collect" --config "$folder/collect.toml" --check >/dev/null
 begin "$ANNAL_BIN/annal-collect" --config "$folder/collect.toml" 2>"$folder/collect.log"
-sleep 5  # until the stream has been made, and its leader elected
+# shellcheck disable=SC2016 # a subject
+wait_for "$here/nats_say.py" "${ports[0]}" none nobody '$JS.API.STREAM.INFO.ANNAL' --field cluster.leader
 
 join() {
   local IFS=,
