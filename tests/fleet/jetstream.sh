@@ -23,9 +23,11 @@ listen: "127.0.0.1:${node_port[$node]}"
 jetstream { store_dir: "$folder/$node", max_file_store: 4GB, max_memory_store: 64MB }
 cluster { name: fleet, listen: "127.0.0.1:${cluster_port[$node]}", routes: [ $routes ] }
 authorization { users: [ { user: appliance, password: "appliance-word",
-    permissions: { publish: ["annal.0123456789abcdef0123456789abcdef.>", "\$JS.API.INFO"], subscribe: "_INBOX.>" } },
+    permissions: { publish: ["annal.0123456789abcdef0123456789abcdef.>", "\$JS.API.INFO"],
+      subscribe: "_INBOX.0123456789abcdef0123456789abcdef.>" } },
   { user: neighbour, password: "neighbour-word",
-    permissions: { publish: ["annal.fedcba9876543210fedcba9876543210.>", "\$JS.API.INFO"], subscribe: "_INBOX.>" } },
+    permissions: { publish: ["annal.fedcba9876543210fedcba9876543210.>", "\$JS.API.INFO"],
+      subscribe: "_INBOX.fedcba9876543210fedcba9876543210.>" } },
   { user: collector, password: "collector-word" } ] }
 NATS
     if [[ ${1:-} == tls ]]; then

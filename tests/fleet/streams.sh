@@ -66,10 +66,13 @@ expect_match "cannot publish in its name" "$(deliver "$folder/neighbour.toml" 2>
 name=fedcba9876543210fedcba9876543210
 nats_say three neighbour "annal.$name.event" '{"appliance": "0123456789abcdef0123456789abcdef", "log": "event",
   "generation": 1, "kind": "gap", "id": 1, "count": 1, "date": "2026-11-21", "time": "10:00:00", "timestamp": null}' \
-  >"$folder/neighbour.log"
+  --inbox "_INBOX.$name" >"$folder/neighbour.log"
 wait_for grep -q 'came by annal.fedcba9876543210fedcba9876543210.event' "$folder/refused.jsonl"
 expect_match "and what it writes under its own is set aside" "$(cat "$folder/refused.jsonl")" \
   'it says that it is of 0123456789abcdef0123456789abcdef, and came by'
+
+expect_match "it cannot hear what others are answered" "$(nats_say three neighbour "annal.$name.event" '{}' 2>&1)" \
+  'Permissions Violation for Subscription'
 
 echo "repeated messages count as success, and are stored once"
 stored() { cat "$folder"/{one,two,three}/jetstream/*/streams/ANNAL/msgs/*.blk 2>/dev/null | grep -ao '"kind":"entry"' | wc -l; }

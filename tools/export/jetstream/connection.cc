@@ -63,6 +63,9 @@ Options options_for(const Servers& servers) {
   require(natsOptions_SetIgnoreDiscoveredServers(made, true), "set the connection up");
   require(natsOptions_SetPingInterval(made, kPingMilliseconds), "set the connection up");
   require(natsOptions_SetMaxPingsOut(made, kPings), "set the connection up");
+  if (!servers.inbox.empty()) {
+    require(natsOptions_SetCustomInboxPrefix(made, servers.inbox.c_str()), "set the connection up");
+  }
   if (servers.tls) {
     set_tls(made, servers);
   }

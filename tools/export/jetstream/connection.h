@@ -18,6 +18,7 @@ namespace exporter::jetstream {
 struct Servers {
   std::vector<std::string> addresses;  // any of them will do
   std::string name;                    // what the servers' operator sees
+  std::string inbox{};                 // in front of the subjects of answers; the library's own if empty
   bool tls = true;
   ClientFiles files;
   std::string user;

@@ -281,6 +281,8 @@ std::unique_ptr<Sink> make(Settings& settings, const SinkContext& context) {
   if (!servers || settings.has_complaints()) {
     return nullptr;
   }
+  // The servers can let an appliance hear answers to itself alone: what the collector reads is an answer, too.
+  servers->inbox = "_INBOX." + context.appliance;
   servers->name = fmt::format("annal-export {} on {}", context.version, context.host);
   return std::make_unique<Jetstream>(std::move(*servers), std::move(prefix), timeout);
 }
