@@ -55,7 +55,7 @@ echo "the collector creates it"
 collector >"$folder/collect.toml"
 begin "$ANNAL_BIN/annal-collect" --config "$folder/collect.toml" 2>"$folder/collect.log"
 collector=$!
-# Electing a leader takes 4 to 9 seconds, and as long again each time that no candidate wins: 19 were seen.
+# Electing a leader takes 3 to 8 seconds, and as long again each time that no candidate wins: 19 were seen.
 taken() { deliver "$folder/sink.toml" --seconds "$patience" 2>>"$folder/deliver.log" | cut -d ' ' -f 1-4; }
 expect "and entries are stored" "$(taken)" "acknowledged 1 refused 0"
 
