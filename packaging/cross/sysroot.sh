@@ -5,7 +5,7 @@ set -euo pipefail
 processor=$1 folder=$2
 # The packages that ./dev installs to build, if they are compiled for a processor or read by the compiler.
 libraries=$(sed -n '/^readonly BUILD_PACKAGES=(/,/)/p' "$(dirname "$0")/../../dev" | grep -oE '[a-z0-9+.-]+-dev' | paste -sd, -)
-readonly PACKAGES=libc6-dev,libstdc++-12-dev,$libraries
+readonly PACKAGES=libc6-dev,libc-bin,libstdc++-12-dev,$libraries
 
 [[ $(cat "$folder/complete" 2>/dev/null) != "$PACKAGES" ]] || exit 0
 rm -rf "$folder"
