@@ -176,6 +176,25 @@ TEST_F(ExportCourse, SetsARefusedEntryAsideAndSendsTheOthers) {
   EXPECT_EQ(state->sent, 3);
 }
 
+TEST_F(ExportCourse, DoesNotPassARefusedEntryThatCannotBeSetAside) {
+  add_events(2);
+  FakeSink sink;
+  sink.answer = [](const exporter::Batch& batch) {
+    return Outcome{.acknowledged = batch.records.size(), .refused = {{0, "not that one"}}};
+  };
+  const std::string aside = exporter::set_aside_path(folder, "central", "event");
+  std::filesystem::create_directory(aside);
+  try {
+    run(sink);
+    FAIL() << "it went on";
+  } catch (const exporter::StateFailure& failure) {
+    EXPECT_NE(std::string(failure.what()).find("cannot set refused entries aside in " + aside), std::string::npos)
+        << failure.what();
+  }
+  std::filesystem::remove(aside);
+  EXPECT_EQ(sent_now(), (Keys{"event/1/1", "event/1/2"}));
+}
+
 TEST_F(ExportCourse, HoldsNoLockWhileTheSinkWorks) {
   add_events(3);
   FakeSink sink;
