@@ -1,4 +1,5 @@
 // Logs where other users may write: nothing that they prepare there happens with the caller's rights.
+#include <endian.h>
 #include <pty.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -80,6 +81,9 @@ void let_in(const char* path, std::uint16_t tag, std::uint32_t id, std::uint16_t
   };
   std::vector<Entry> entries{{0x01, 7, ~0U}, {0x04, 5, ~0U}, {0x10, mask, ~0U}, {0x20, 5, ~0U}};
   entries.insert(entries.begin() + (tag == 0x02 ? 1 : 2), {tag, 7, id});
+  for (Entry& entry : entries) {
+    entry = {htole16(entry.tag), htole16(entry.permissions), htole32(entry.id)};
+  }
   std::string bytes(4 + entries.size() * sizeof(Entry), '\2');
   std::memcpy(bytes.data(), "\2\0\0\0", 4);
   std::memcpy(bytes.data() + 4, entries.data(), entries.size() * sizeof(Entry));

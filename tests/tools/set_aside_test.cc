@@ -1,4 +1,5 @@
 // Salvage while others work in the folder: programs that store, other salvages, and an enemy.
+#include <endian.h>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/file.h>
@@ -171,7 +172,10 @@ TEST_F(AnnalctlSetAsideTest, NewLogKeepsTheAccessControlList) {
     std::uint32_t id;
   };
   // The group has nothing, although the mode shows 0660: those bits are the mask.
-  const Entry entries[] = {{0x01, 6, ~0U}, {0x02, 6, geteuid()}, {0x04, 0, ~0U}, {0x10, 6, ~0U}, {0x20, 0, ~0U}};
+  Entry entries[] = {{0x01, 6, ~0U}, {0x02, 6, geteuid()}, {0x04, 0, ~0U}, {0x10, 6, ~0U}, {0x20, 0, ~0U}};
+  for (Entry& entry : entries) {
+    entry = {htole16(entry.tag), htole16(entry.permissions), htole32(entry.id)};
+  }
   std::string acl("\2\0\0\0", 4);
   acl.append(reinterpret_cast<const char*>(entries), sizeof entries);
   ASSERT_EQ(setxattr(kLog, kAcl, acl.data(), acl.size(), 0), 0);

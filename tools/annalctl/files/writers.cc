@@ -1,6 +1,7 @@
 // Walks a path from the root and notes every user who can change what it leads to.
 #include "tools/annalctl/files/writers.h"
 
+#include <endian.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -65,7 +66,8 @@ std::vector<AclEntry> acl_of(const std::string& path) {
        place += sizeof(AclEntry)) {
     AclEntry entry{};
     std::memcpy(&entry, bytes.data() + place, sizeof entry);
-    entries.push_back(entry);
+    // Little-endian on every processor.
+    entries.push_back({le16toh(entry.tag), le16toh(entry.permissions), le32toh(entry.id)});
   }
   return entries;
 }
