@@ -72,6 +72,8 @@ status=0
 for suite in "${suites[@]}"; do
   program=${suite%%=*}
   say "Testing (${program}_tests, $processor)"
-  packaging/cross/suite.sh "$build" "$program" "${suite:${#program}}" "$unfit" "${emulated[@]}" || status=1
+  filter='*'
+  [[ $suite != *=* ]] || filter=${suite#*=}
+  packaging/cross/suite.sh "$build" "$program" "$filter" "$unfit" "${emulated[@]}" || status=1
 done
 exit "$status"
