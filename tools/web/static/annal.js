@@ -238,7 +238,7 @@ function drawHistogram() {
     {
       width: chart.clientWidth,
       height: CHART_HEIGHT,
-      padding: [6, 4, 0, 0],
+      padding: [6, 36, 0, 0], // room for half of the last label
       legend: { show: false },
       cursor: { y: false, drag: { x: true, y: false, setScale: false } },
       // The logs' times have no zone here: they are drawn as they are written.
