@@ -135,6 +135,7 @@ class [[nodiscard]] Result {
   T operator*() && noexcept { return std::move(value_); }  // by value, so that a loop over it keeps it
   const T* operator->() const noexcept { return &value_; }
   T* operator->() noexcept { return &value_; }
+  [[nodiscard]] T value_or(T other) const& noexcept { return ok() ? value_ : std::move(other); }
   [[nodiscard]] T value_or(T other) && noexcept { return ok() ? std::move(value_) : std::move(other); }
 
 #if defined(__cpp_exceptions)
@@ -638,21 +639,39 @@ class Group : public Row {
   [[nodiscard]] std::int64_t count() const noexcept { return this->number(this->columns() - 1); }
 };
 
+namespace detail {
+
+// What an iterator's -> returns, since a row exists only while it is looked at.
+template <typename Row>
+class Arrow {
+ public:
+  explicit Arrow(Row row) noexcept : row_(row) {}
+  const Row* operator->() const noexcept { return &row_; }
+
+ private:
+  Row row_;
+};
+
+}  // namespace detail
+
 // Rows that were copied: a forward range.
 template <typename Row>
 class Page {
  public:
   class iterator {
    public:
-    using iterator_category = std::forward_iterator_tag;
+    // Until C++20 a forward iterator had to return references.
+    using iterator_category = std::input_iterator_tag;
+    using iterator_concept = std::forward_iterator_tag;
     using value_type = Row;
     using difference_type = std::ptrdiff_t;
-    using pointer = const Row*;
+    using pointer = detail::Arrow<Row>;
     using reference = Row;
 
     iterator() noexcept = default;
     explicit iterator(detail::Store::Row* row) noexcept : row_(row) {}
     Row operator*() const noexcept { return Row(row_->values(), row_->columns); }
+    pointer operator->() const noexcept { return pointer(**this); }
     iterator& operator++() noexcept {
       row_ = row_->next;
       return *this;
@@ -812,8 +831,9 @@ Result<void> add_each(const Entries& entries, int* stored, const Add& add) {
  * }
  * ```
  *
- * It is read once: begin() goes on where the last iterator was. A failure ends the range, and status() has its code; a
- * range that has been asked to, throws it as an Error instead.
+ * It is read once: begin() continues where the last iterator was. Moving the range invalidates its iterators, and a row
+ * is valid until its iterator moves on. A failure ends the range, and status() has its code; after or_throw() it is
+ * thrown as an Error instead.
  */
 template <typename Query>
 class Rows {
@@ -829,12 +849,13 @@ class Rows {
     using iterator_category = std::input_iterator_tag;
     using value_type = Row;
     using difference_type = std::ptrdiff_t;
-    using pointer = const Row*;
+    using pointer = detail::Arrow<Row>;
     using reference = Row;
 
     iterator() noexcept = default;
     explicit iterator(Rows* rows) noexcept : rows_(rows) {}
     Row operator*() const noexcept { return Row(rows_->row_->values(), rows_->row_->columns); }
+    pointer operator->() const noexcept { return pointer(**this); }
     iterator& operator++() {
       rows_->advance();
       return *this;
@@ -846,7 +867,7 @@ class Rows {
     friend bool operator!=(sentinel /*end*/, const iterator& right) noexcept { return !right.at_end(); }
 
    private:
-    [[nodiscard]] bool at_end() const noexcept { return rows_->row_ == nullptr; }
+    [[nodiscard]] bool at_end() const noexcept { return rows_ == nullptr || rows_->row_ == nullptr; }
 
     Rows* rows_ = nullptr;
   };

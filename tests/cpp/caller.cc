@@ -2,11 +2,13 @@
 // compiler, without exceptions and RTTI. Everything is called once, with results that a mistake would change.
 #include "Corix_annal.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <type_traits>
 // clang 14 does not read the standard library's views.
 #if __cplusplus >= 202002L && !defined(__clang__)
-#include <algorithm>
 #include <ranges>
 #define STANDARD_RANGES
 #endif
@@ -66,6 +68,31 @@ void use_events() {
   EXPECT(errors_in_log() == -1);
   EXPECT(count().code() == annal::Code::query_failed && count().value_or(-1) == -1);
   match_users_exactly(false);
+}
+
+// As the algorithms from before C++20 do.
+void use_iterators() {
+  namespace event = annal::event;
+  using OfPage = annal::Page<event::Row>::iterator;
+  using OfRows = annal::Rows<event::Search>::iterator;
+  // Forward iterators would have to return references.
+  static_assert(std::is_same_v<std::iterator_traits<OfPage>::iterator_category, std::input_iterator_tag>);
+  static_assert(std::is_same_v<std::iterator_traits<OfRows>::iterator_category, std::input_iterator_tag>);
+  const event::Entry entries[] = {event::Entry{}.with_user("ann"), event::Entry{}.with_user("bob")};
+  EXPECT(event::create() && event::add_all(entries));
+  const auto page = event::page();
+  EXPECT(page->begin()->id() + std::next(page->begin())->id() == 3);
+  EXPECT(std::distance(page->begin(), page->end()) == 2);
+  EXPECT(std::find_if(page->begin(), page->end(), [](const event::Row& row) { return row.id() == 1; })->user() ==
+         "ann");
+  auto rows = event::rows();
+  auto row = rows.begin();
+  EXPECT(row->user() == "bob" && (++row)->user() == "ann" && ++row == rows.end());
+  EXPECT(OfRows() == rows.end() && OfPage() == page->end());
+  const annal::Result<int> seven = 7;
+  const annal::Result<int> none = annal::Code::query_failed;
+  EXPECT(seven.value_or(1) == 7 && none.value_or(1) == 1);
+  EXPECT(event::drop());
 }
 
 #if defined(STANDARD_RANGES)
@@ -144,6 +171,7 @@ void use_file_operations() {
 
 int main() {
   use_events();
+  use_iterators();
 #if defined(STANDARD_RANGES)
   use_standard_ranges();
 #endif
