@@ -6,6 +6,7 @@ every entry is stored. Readers cost writers processor time whatever they read, s
 wait than beside readers of another log. Fails beyond 0.2 s for a page, and beyond 0.1 s for a writer.
 """
 import base64
+import contextlib
 import http.client
 import multiprocessing
 import re
@@ -27,24 +28,26 @@ PAUSE = 0.05
 HEADERS = {"Authorization": "Basic " + base64.b64encode(b"admin:admin").decode()}
 
 
-def connect():
+def connect() -> http.client.HTTPSConnection:
     context = ssl.create_default_context()
     context.check_hostname = False
     context.verify_mode = ssl.CERT_NONE
     return http.client.HTTPSConnection("127.0.0.1", PORT, context=context, timeout=60)
 
 
-def get(connection, path):
+def get(connection: http.client.HTTPSConnection, path: str) -> tuple[int, str]:
     connection.request("GET", path, headers=HEADERS)
     answer = connection.getresponse()
     return answer.status, answer.read().decode("utf-8", "replace")
 
 
-def next_page(page):
-    return "/annal/" + re.search('href="([^"]*)" rel="next"', page)[1].replace("&amp;", "&")
+def next_page(page: str) -> str:
+    link = re.search('href="([^"]*)" rel="next"', page)
+    assert link is not None, page
+    return "/annal/" + link[1].replace("&amp;", "&")
 
 
-def measure_pages():
+def measure_pages() -> bool:
     connection = connect()
     slow = 0
     for name, path in [("all logs", "/annal/"), ("events", "/annal/?log=event"), ("folded", "/annal/?log=event&fold=1"),
@@ -62,7 +65,7 @@ def measure_pages():
     return slow == 0
 
 
-def write(waits):
+def write(waits: "multiprocessing.SimpleQueue[float]") -> None:
     for number in range(ENTRIES):
         begun = time.perf_counter()
         annal.events.add(f"entry {number}")
@@ -70,8 +73,8 @@ def write(waits):
         time.sleep(PAUSE)
 
 
-def run_writers():
-    waits = multiprocessing.SimpleQueue()
+def run_writers() -> list[float]:
+    waits: multiprocessing.SimpleQueue[float] = multiprocessing.SimpleQueue()
     writers = [multiprocessing.Process(target=write, args=(waits,)) for _ in range(WRITERS)]
     found = []
     for writer in writers:
@@ -84,12 +87,12 @@ def run_writers():
     return found
 
 
-def told(waits):
+def told(waits: list[float]) -> str:
     return f"middle {statistics.median(waits) * 1000:.1f} ms, 99 of 100 within {waits[int(len(waits) * 0.99)] * 1000:.0f} ms, longest {waits[-1] * 1000:.0f} ms"
 
 
 # As many file operations as there are events.
-def fill_other_log():
+def fill_other_log() -> None:
     with sqlite3.connect("/etc/logs/operations.db") as database:
         database.execute(
             "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 84000) INSERT INTO "
@@ -99,15 +102,16 @@ def fill_other_log():
     database.close()
 
 
-def count():
-    return sqlite3.connect("file:/etc/logs/event.log?mode=ro", uri=True).execute("SELECT count(*) FROM ANNAL_EVENT").fetchone()[0]
+def count() -> int:
+    with contextlib.closing(sqlite3.connect("file:/etc/logs/event.log?mode=ro", uri=True)) as database:
+        return int(database.execute("SELECT count(*) FROM ANNAL_EVENT").fetchone()[0])
 
 
-def run_writers_among_readers(path):
+def run_writers_among_readers(path: str) -> list[float]:
     stop = threading.Event()
-    answers = []
+    answers: list[tuple[int, float, bool]] = []
 
-    def read():
+    def read() -> None:
         connection = connect()
         while not stop.is_set():
             begun = time.perf_counter()
@@ -130,12 +134,12 @@ def run_writers_among_readers(path):
     return waits
 
 
-def measure_writers():
+def measure_writers() -> bool:
     fill_other_log()
     before = count()
     print(f"  writers alone: {told(run_writers())}")
     # In turns, because other work on the machine comes and goes.
-    found = {"another log": [], "the same log": []}
+    found: dict[str, list[float]] = {"another log": [], "the same log": []}
     for _ in range(ROUNDS):
         for which, path in [("another log", "/annal/?log=fileop"), ("the same log", "/annal/?log=event")]:
             waits = run_writers_among_readers(path)
@@ -147,7 +151,7 @@ def measure_writers():
     return stored == expected and more <= MORE_AT_MOST
 
 
-def main():
+def main() -> None:
     pages = measure_pages()
     writers = measure_writers()
     sys.exit(0 if pages and writers else 1)
