@@ -216,7 +216,7 @@ TEST_F(Attack, AFullLogStaysFullWhileOthersWriteToIt) {
   bool written = false;
   const auto verified = verify(full.log(), {keys().trusted, {}}, [&](std::int64_t, std::uint64_t) {
     if (!std::exchange(written, true)) {
-      add(200);
+      add(2300);
     }
   });
   EXPECT_TRUE(written);

@@ -59,7 +59,18 @@ class ProofParts : public testing::Test {
     for (const Row& row : rows) {
       comparison.add(row.id, row.content);
     }
-    return comparison.finish(is_full);
+    const auto oldest_now = [&records, &rows] {
+      std::optional<Comparison::Age> oldest;
+      for (const Record& record : records) {
+        const Comparison::Age age(record.time, record.id);
+        if (record.kind == Kind::kEntry && (!oldest || age < *oldest) &&
+            std::any_of(rows.begin(), rows.end(), [&record](const Row& row) { return row.id == record.id; })) {
+          oldest = age;
+        }
+      }
+      return oldest;
+    };
+    return comparison.finish(is_full ? oldest_now : Comparison::OldestNow());
   }
 
   static std::string summary(const Report& report) {

@@ -90,8 +90,8 @@ void Comparison::add(std::int64_t id, std::string_view content) {
   if (entry_ && entry_->id == id) {
     after_missing_ = false;
     last_present_ = id;
-    const std::pair place(entry_->time, id);
-    oldest_present_ = oldest_present_ ? std::min(*oldest_present_, place) : place;
+    const Age age(entry_->time, id);
+    oldest_present_ = oldest_present_ ? std::min(*oldest_present_, age) : age;
     compare(*entry_, content);
     advance();
   } else if (id <= last_id_ || id > kHighestId) {
@@ -220,6 +220,18 @@ void Comparison::report_run(State state, std::int64_t from, std::int64_t through
   say(state, from, through, text);
 }
 
+bool Comparison::is_among_oldest(const Missing& one) const {
+  return !oldest_present_ || Age(one.time, one.id) < *oldest_present_;
+}
+
+// While a full log is read others fill it, and it loses entries that were read as well as some that were still to come.
+void Comparison::look_again(const OldestNow& oldest_now) {
+  if (oldest_now &&
+      !std::all_of(missing_.begin(), missing_.end(), [this](const Missing& one) { return is_among_oldest(one); })) {
+    oldest_present_ = oldest_now();
+  }
+}
+
 void Comparison::report_missing(bool is_full) {
   struct Run {
     State state;
@@ -231,9 +243,8 @@ void Comparison::report_missing(bool is_full) {
     if (found_elsewhere_.contains(one.id)) {
       continue;  // it is told where it is now
     }
-    const bool oldest = !oldest_present_ || std::pair(one.time, one.id) < *oldest_present_;
     State state = State::kDeleted;
-    if (oldest) {
+    if (is_among_oldest(one)) {
       state = is_full ? State::kExpired : State::kUndecided;
     } else if (one.id > last_present_ && unsealed_ == 0) {
       state = State::kTruncated;
@@ -249,13 +260,14 @@ void Comparison::report_missing(bool is_full) {
   }
 }
 
-Report Comparison::finish(bool is_full) {
+Report Comparison::finish(const OldestNow& oldest_now) {
   while (entry_) {
     pass_over(*entry_);
     advance();
   }
   report_strays();
-  report_missing(is_full);
+  look_again(oldest_now);
+  report_missing(oldest_now != nullptr);
   if (redacted_ > 0) {
     say(State::kRedacted, 0, 0, fmt::format("{} in all, as was declared", redacted_));
   }

@@ -44,6 +44,11 @@ using NextEntry = std::function<bool(Record&)>;
 
 class Comparison {
  public:
+  // An entry's in the order in which a limit deletes: its time, and its id.
+  using Age = std::pair<std::uint32_t, std::int64_t>;
+  // Finds the oldest sealed entry that is in the log by now; nothing if none is.
+  using OldestNow = std::function<std::optional<Age>()>;
+
   Comparison(const Notes& notes, NextEntry next_entry, std::int64_t last_id);
 
   // The log's entries, in the order of their ids.
@@ -55,8 +60,8 @@ class Comparison {
     bool begins_run;  // the sealed entry before it is not missing
   };
 
-  // To be called when all are added. is_full: the log's limit explains that the oldest are gone.
-  [[nodiscard]] Report finish(bool is_full);
+  // To be called when all are added. oldest_now is given if the log's limit explains that the oldest are gone.
+  [[nodiscard]] Report finish(const OldestNow& oldest_now);
   // Those that nothing declares gone, once finished.
   [[nodiscard]] const std::vector<Missing>& missing() const { return missing_; }
 
@@ -76,6 +81,8 @@ class Comparison {
   [[nodiscard]] std::optional<std::int64_t> origin_of(const Stray& stray) const;
 
   void report_strays();
+  [[nodiscard]] bool is_among_oldest(const Missing& one) const;
+  void look_again(const OldestNow& oldest_now);
   void report_missing(bool is_full);
   void report_run(State state, std::int64_t from, std::int64_t through);
   void say(State state, std::int64_t from, std::int64_t through, std::string text);
@@ -98,7 +105,7 @@ class Comparison {
   std::int64_t last_unsealed_ = 0;
   std::uint64_t redacted_ = 0;
   std::int64_t last_present_ = 0;  // the highest sealed id that is there
-  std::optional<std::pair<std::uint32_t, std::int64_t>> oldest_present_;
+  std::optional<Age> oldest_present_;
   Report report_;
 };
 

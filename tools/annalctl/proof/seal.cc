@@ -18,7 +18,6 @@ namespace annalctl::proof {
 
 namespace {
 
-constexpr std::size_t kLookedUpAtOnce = 256;
 // A chain is written again when it gets this much shorter, and half at least.
 constexpr std::uint64_t kWorthDropping = 4096;
 
@@ -130,31 +129,6 @@ class Sealer {
     }
   }
 
-  [[nodiscard]] bool is_there(SqliteStatement& look_up, std::int64_t id) {
-    look_up.bind(1, id);
-    const bool there = reader_.next(look_up);
-    look_up.reset();
-    return there;
-  }
-
-  // Of these the ones that are not in the log, up to the first that is when told to stop there.
-  enum class Until { kFirstPresent, kEnd };
-  std::vector<std::int64_t> missing_among(const std::vector<std::int64_t>& ids, Until until) {
-    std::vector<std::int64_t> missing;
-    SqliteStatement look_up = reader_.prepare(fmt::format("SELECT 1 FROM {} WHERE rowid = ?1", reader_.table()));
-    for (std::size_t next = 0; next < ids.size();) {
-      const Reader::Turn turn(reader_);
-      for (const std::size_t end = std::min(next + kLookedUpAtOnce, ids.size()); next < end; ++next) {
-        if (!is_there(look_up, ids[next])) {
-          missing.push_back(ids[next]);
-        } else if (until == Until::kFirstPresent) {
-          return missing;
-        }
-      }
-    }
-    return missing;
-  }
-
   [[nodiscard]] std::vector<SealedEntry> not_declared_gone() const {
     std::vector<SealedEntry> entries = survey_.entries;
     std::erase_if(entries, [this](const SealedEntry& entry) { return survey_.notes.gone(entry.id) != nullptr; });
@@ -170,7 +144,7 @@ class Sealer {
     return ids;
   }
 
-  std::vector<std::int64_t> all_missing() { return missing_among(ids_of(not_declared_gone()), Until::kEnd); }
+  std::vector<std::int64_t> all_missing() { return missing_among(reader_, ids_of(not_declared_gone()), Until::kEnd); }
 
   // A full log deletes its oldest entries, by their times. When it is full the oldest may be missing; otherwise it is
   // for somebody to say why they are.
@@ -182,7 +156,7 @@ class Sealer {
     if (!std::is_sorted(oldest_first.begin(), oldest_first.end(), older)) {
       std::sort(oldest_first.begin(), oldest_first.end(), older);
     }
-    std::vector<std::int64_t> missing = missing_among(ids_of(oldest_first), Until::kFirstPresent);
+    std::vector<std::int64_t> missing = missing_among(reader_, ids_of(oldest_first), Until::kFirstPresent);
     if (missing.empty()) {
       return;
     }

@@ -67,6 +67,26 @@ bool is_full(Reader& reader, const Log& log) {
   return rows > std::int64_t{limit->limit} - limit->batch && rows <= limit->limit;
 }
 
+std::vector<std::int64_t> missing_among(Reader& reader, std::span<const std::int64_t> ids, Until until) {
+  constexpr std::size_t kLookedUpAtOnce = 256;
+  std::vector<std::int64_t> missing;
+  SqliteStatement look_up = reader.prepare(fmt::format("SELECT 1 FROM {} WHERE rowid = ?1", reader.table()));
+  for (std::size_t next = 0; next < ids.size();) {
+    const Reader::Turn turn(reader);
+    for (const std::size_t end = std::min(next + kLookedUpAtOnce, ids.size()); next < end; ++next) {
+      look_up.bind(1, ids[next]);
+      const bool there = reader.next(look_up);
+      look_up.reset();
+      if (!there) {
+        missing.push_back(ids[next]);
+      } else if (until == Until::kFirstPresent) {
+        return missing;
+      }
+    }
+  }
+  return missing;
+}
+
 std::int64_t highest_id_of(Reader& reader, const Log& log) {
   const Reader::Turn turn(reader);
   SqliteStatement statement =

@@ -35,6 +35,9 @@ struct Survey {
 
 // Whether the log has as many entries as while its limit is at work.
 [[nodiscard]] bool is_full(Reader& reader, const Log& log);
+// Of these ids the ones that are not in the log, up to the first that is when told to stop there.
+enum class Until : unsigned char { kFirstPresent, kEnd };
+[[nodiscard]] std::vector<std::int64_t> missing_among(Reader& reader, std::span<const std::int64_t> ids, Until until);
 // The highest id that the log has ever given.
 [[nodiscard]] std::int64_t highest_id_of(Reader& reader, const Log& log);
 

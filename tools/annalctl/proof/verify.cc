@@ -220,13 +220,30 @@ class Verifier {
       done += page.size();
       watch(page.id(page.size() - 1), done);
     }
-    report_ = comparison.finish(is_full(reader, log_));
+    report_ = comparison.finish(is_full(reader, log_) ? [this, &reader] { return oldest_now(reader); }
+                                                      : Comparison::OldestNow());
     if (report_.sealed == 0 && highest_id_of(reader, log_) < chain_.head().last_id) {
       report_.findings.clear();
       say(State::kMadeAgain, fmt::format("the log has none of its sealed entries and begins again: {} was sealed last",
                                          chain_.head().last_id));
     }
     add_remarks();
+  }
+
+  std::optional<Comparison::Age> oldest_now(Reader& reader) const {
+    std::vector<Comparison::Age> oldest_first;
+    for (RecordStream records(chain_); records.next();) {
+      const std::optional<Record> record = read(records.bytes());
+      if (record && record->kind == Kind::kEntry && notes_.gone(record->id) == nullptr) {
+        oldest_first.emplace_back(record->time, record->id);
+      }
+    }
+    std::sort(oldest_first.begin(), oldest_first.end());
+    std::vector<std::int64_t> ids(oldest_first.size());
+    std::transform(oldest_first.begin(), oldest_first.end(), ids.begin(),
+                   [](const Comparison::Age& one) { return one.second; });
+    const std::size_t missing = missing_among(reader, ids, Until::kFirstPresent).size();
+    return missing == ids.size() ? std::nullopt : std::optional(oldest_first[missing]);
   }
 
   void add_remarks() {
