@@ -6,6 +6,8 @@ set -euo pipefail
 build=$1 program=$2 filter=$3 unfit=$4
 shift 4
 emulated=("$@") parts=$(nproc) status=0 running=()
+# Requests queue for each program's file, which is the emulator's for both parts.
+[[ $program != web ]] || parts=1
 
 count() { "${emulated[@]}" "$build/bin/${program}_tests" --gtest_list_tests --gtest_filter="$1" | grep -c '^  ' || true; }
 all=$(count "$filter")
