@@ -82,14 +82,6 @@ class Node {
   SmallServer server_;  // ends first
 };
 
-Sample sample_of(std::int64_t count) {
-  Sample sample;
-  for (std::int64_t id = 1; id <= count; ++id) {
-    sample.add(id);
-  }
-  return sample;
-}
-
 TEST(JetstreamSink, NoticesThatAMessageIsNeverAnsweredAndRepeatsIt) {
   const Node node([](std::size_t connection, std::size_t message) -> std::string {
     return connection == 0 && message == 1 ? "" : kStored;

@@ -134,14 +134,6 @@ MadeSink sink_to(const Receiver& receiver, const std::string& more = "") {
   return made;
 }
 
-Sample sample_of(std::int64_t count) {
-  Sample sample;
-  for (std::int64_t id = 1; id <= count; ++id) {
-    sample.add(id);
-  }
-  return sample;
-}
-
 std::string answer(const std::string& status, const std::string& header = "", const std::string& body = "{}") {
   return fmt::format("{}\r\n{}Content-Length: {}\r\n\r\n{}", status, header, body.size(), body);
 }

@@ -99,14 +99,6 @@ MadeSink sink_to(const SmallServer& server, const std::string& more = "") {
   return made;
 }
 
-Sample sample_of(std::int64_t count) {
-  Sample sample;
-  for (std::int64_t id = 1; id <= count; ++id) {
-    sample.add(id);
-  }
-  return sample;
-}
-
 TEST(RelpSink, AcknowledgesWhatTheReceiverHas) {
   SmallServer server([](Peer& peer) {
     open(peer);

@@ -143,4 +143,12 @@ void Sample::set(std::string_view column, Value value) {
   records.back().fields = fields_.back();
 }
 
+Sample sample_of(std::int64_t count) {
+  Sample sample;
+  for (std::int64_t id = 1; id <= count; ++id) {
+    sample.add(id);
+  }
+  return sample;
+}
+
 }  // namespace exporter::testing

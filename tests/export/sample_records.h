@@ -37,4 +37,7 @@ class Sample {
   std::deque<std::vector<Field>> fields_;
 };
 
+// The entries from 1 to the count.
+[[nodiscard]] Sample sample_of(std::int64_t count);
+
 }  // namespace exporter::testing

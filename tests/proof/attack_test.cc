@@ -19,17 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool has(const Report& report, State state) {
-  return std::any_of(report.findings.begin(), report.findings.end(),
-                     [state](const Finding& finding) { return finding.state == state; });
-}
-
-bool has(const Report& report, State state, std::int64_t id) {
-  return std::any_of(report.findings.begin(), report.findings.end(), [state, id](const Finding& finding) {
-    return finding.state == state && finding.from <= id && id <= finding.through;
-  });
-}
-
 const Watch kNoWatch = [](std::int64_t, std::uint64_t) {};
 
 class Attack : public SealedLogTest {
@@ -56,11 +45,11 @@ class Attack : public SealedLogTest {
 
 TEST_F(Attack, AColumnThatHidesTheIdsIsFound) {
   log().run(
-      "ALTER TABLE ANNAL_EVENT ADD COLUMN RowId INT GENERATED ALWAYS AS (CASE event_id WHEN 1 THEN 2 WHEN 2 THEN 1 "
-      "ELSE "
-      "event_id END) VIRTUAL; UPDATE ANNAL_EVENT SET event_id = 100 WHERE event_id = 1; UPDATE ANNAL_EVENT SET "
-      "event_id "
-      "= 1 WHERE event_id = 2; UPDATE ANNAL_EVENT SET event_id = 2 WHERE event_id = 100");
+      "ALTER TABLE ANNAL_EVENT ADD COLUMN RowId INT GENERATED ALWAYS AS "
+      "(CASE event_id WHEN 1 THEN 2 WHEN 2 THEN 1 ELSE event_id END) VIRTUAL; "
+      "UPDATE ANNAL_EVENT SET event_id = 100 WHERE event_id = 1; "
+      "UPDATE ANNAL_EVENT SET event_id = 1 WHERE event_id = 2; "
+      "UPDATE ANNAL_EVENT SET event_id = 2 WHERE event_id = 100");
   EXPECT_TRUE(has(log().verify(), State::kChanged));
   EXPECT_THROW(log().seal(), ChainFailure);
 }
@@ -117,15 +106,6 @@ TEST_F(Attack, ALinkToAChainIsADamagedOne) {
   fs::create_symlink(log().chain() + ".elsewhere", log().chain());
   EXPECT_TRUE(has(log().verify(), State::kCut));
   EXPECT_THROW(log().seal(), ChainFailure);
-}
-
-std::string read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write_file(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 TEST_F(Attack, EachByteOfTheChainCounts) {

@@ -16,20 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write_file(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-bool has(const Report& report, State state) {
-  return std::any_of(report.findings.begin(), report.findings.end(),
-                     [state](const Finding& finding) { return finding.state == state; });
-}
-
 class Chain : public SealedLogTest {
  protected:
   void SetUp() override {

@@ -158,11 +158,6 @@ std::set<std::int64_t> found_ids(const Report& report, State state) {
   return ids;
 }
 
-bool has(const Report& report, State state) {
-  return std::any_of(report.findings.begin(), report.findings.end(),
-                     [state](const Finding& finding) { return finding.state == state; });
-}
-
 std::string text_of(const Report& report) {
   std::string text;
   for (const Finding& finding : report.findings) {

@@ -6,6 +6,10 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
 #include "Corix_annal.h"
 #include "tools/annalctl/base/sqlite.h"
 #include "tools/annalctl/conn/model.h"
@@ -160,6 +164,26 @@ void SealedLogTest::SetUp() {
   ApplianceTest::SetUp();
   start_hashing();
   keys_.emplace(load_or_create_keys("/etc/logs/keys/seal.key"));
+}
+
+bool has(const Report& report, State state) {
+  return std::any_of(report.findings.begin(), report.findings.end(),
+                     [state](const Finding& finding) { return finding.state == state; });
+}
+
+bool has(const Report& report, State state, std::int64_t id) {
+  return std::any_of(report.findings.begin(), report.findings.end(), [state, id](const Finding& finding) {
+    return finding.state == state && finding.from <= id && id <= finding.through;
+  });
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void write_file(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 }  // namespace annalctl::proof

@@ -78,4 +78,10 @@ class SealedLogTest : public annal::test::ApplianceTest {
   std::optional<KeyRing> keys_;
 };
 
+[[nodiscard]] bool has(const Report& report, State state);
+[[nodiscard]] bool has(const Report& report, State state, std::int64_t id);
+
+[[nodiscard]] std::string read_file(const std::string& path);
+void write_file(const std::string& path, const std::string& bytes);
+
 }  // namespace annalctl::proof
