@@ -304,7 +304,8 @@ class EventLog(MigratingLog[Event]):
         :param lines: how many to start with
         :param follow: whether to continue: the iterator then waits for each new event, and ends only with ``stop``
         :param interval: how often to look, in seconds, from 0.01 to 86400
-        :param stop: ends the iterator within an interval once it is set, by another thread or a signal handler
+        :param stop: ends the iterator within an interval once it is set, by another thread or a signal handler; a log that
+            is locked at that moment delays the end by up to 20 s
 
         While following, waits for a log that is locked or being recreated, and shows a recreated log from its first
         event. Misses what was stored and deleted again between two looks.

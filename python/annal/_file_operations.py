@@ -191,8 +191,11 @@ class FileOperationLog(Log[FileOperation]):
     }
 
     def __init__(self, path: str | bytes | os.PathLike[str] | os.PathLike[bytes]) -> None:
+        encoded = _arguments.path("path", path)
+        if not encoded:
+            raise ValueError("path is empty: it must name the log's file")
         # An absolute path always names a file, never a URI or a database in memory.
-        super().__init__(os.path.abspath(_arguments.path("path", path)))
+        super().__init__(os.path.abspath(encoded))
 
     def _call(self, function: str, *arguments: object) -> int:
         return call(function, self._path, *arguments)

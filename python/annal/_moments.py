@@ -12,6 +12,10 @@ _CACHED = 1024
 EPOCH = datetime(1970, 1, 1, tzinfo=timezone.utc)
 """The time of a row whose own time cannot be read."""
 
+# Four digits of the year in every zone.
+_FIRST = datetime(1000, 1, 2, tzinfo=timezone.utc)
+_LAST = datetime(9999, 12, 30, tzinfo=timezone.utc)
+
 
 @functools.lru_cache(maxsize=_CACHED)
 def _zone_of_quarter(quarter: int) -> tzinfo:
@@ -58,7 +62,12 @@ def of_either(stamp: int, text: str | None) -> datetime:
 
 
 def whole_second(moment: datetime) -> datetime:
-    """A time rounded up to a full second. Rows have no fractions."""
+    """A time rounded up to a full second, because rows have no fractions.
+
+    A bound outside the years that rows can have, such as ``datetime.max``, becomes the first or last of them: as a local
+    time it would overflow, or be a text that does not sort.
+    """
+    moment = min(max(moment, _FIRST), _LAST)
     return moment if moment.microsecond == 0 else moment.replace(microsecond=0) + timedelta(seconds=1)
 
 

@@ -7,7 +7,7 @@ from collections.abc import Callable, Generator, Iterator
 from types import TracebackType
 from typing import Generic, TypeVar
 
-from . import _moments
+from . import _arguments, _moments
 from ._query import Query, Table, joined
 from ._reader import HIGHEST_ID, ROWS_OF_PAGE, IN_RANGE, Reader, Values, pages_by_id, ranges_of
 
@@ -73,12 +73,10 @@ class Window:
 
 
 def window(limit: int | None, offset: int) -> Window:
-    for name, value in (("limit", limit), ("offset", offset)):
-        if value is not None and not isinstance(value, int):
-            raise TypeError(f"{name} must be int, not {type(value).__name__}")
-        if value is not None and value < 0:
-            raise ValueError(f"{name} is {value}: it must be 0 or more")
-    return Window(_UNLIMITED if limit is None else limit, offset)
+    return Window(
+        _UNLIMITED if limit is None else _arguments.number("limit", limit, 0, _UNLIMITED),
+        _arguments.number("offset", offset, 0, _UNLIMITED),
+    )
 
 
 def rows_of(table: Table[Row], path: bytes, function: str, query: Query[Row], part: Window) -> Rows[Row]:

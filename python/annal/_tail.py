@@ -163,6 +163,8 @@ def tail_of(query: Query[Row], path: bytes, function: str, lines: int, following
             for page in follower.newest(lines):
                 for values in page:
                     yield make(values)
+                    if following.stopped:
+                        return
             while following.follow and following.wait():
                 for page in follower.news():
                     for values in page:

@@ -162,6 +162,10 @@ class Reading(ApplianceTest):
         self.assertEqual(annal.connections.count(since=begin + timedelta(seconds=25)), 50)
         self.assertEqual(annal.connections.count(until=begin + timedelta(seconds=25)), 50)
         self.assertEqual(annal.connections.count(since=begin, until=begin + timedelta(seconds=1)), 2)
+        # Bounds whose local time overflows, or has a year of less than four digits.
+        for first in (datetime.min, datetime(999, 1, 1)):
+            self.assertEqual(annal.connections.count(since=first.replace(tzinfo=timezone.utc)), 100)
+        self.assertEqual(annal.connections.count(until=datetime.max.replace(tzinfo=timezone.utc)), 100)
 
     def test_sorts_and_groups(self) -> None:
         groups = list(annal.connections.group("address", result=ActionResult.FAILED, largest_first=True, limit=2))

@@ -225,6 +225,11 @@ class Reading(ApplianceTest):
         sizes = [group.count for group in both]
         self.assertEqual((sizes, sum(sizes)), (sorted(sizes, reverse=True), self.ROWS))
 
+    def test_takes_the_first_and_the_last_time_of_all_as_bounds(self) -> None:
+        first, last = datetime.min.replace(tzinfo=timezone.utc), datetime.max.replace(tzinfo=timezone.utc)
+        self.assertEqual(annal.events.count(since=first, until=last), self.ROWS)
+        self.assertEqual((annal.events.count(until=first), annal.events.count(since=last)), (0, 0))
+
     def test_groups_that_are_more_than_a_page(self) -> None:
         groups = list(annal.events.group("message", level=Level.ERROR))
         self.assertEqual(
@@ -246,6 +251,9 @@ class Reading(ApplianceTest):
             (lambda: annal.events.count(**cast(Any, {"limit": 5})), TypeError),
             (lambda: annal.events.list(limit=-1), ValueError),
             (lambda: annal.events.list(offset=-1), ValueError),
+            (lambda: annal.events.list(limit=2**63), ValueError),
+            (lambda: annal.events.list(order="user", offset=2**63), ValueError),
+            (lambda: annal.events.group("user", offset=2**63), ValueError),
             (lambda: annal.events.list(limit=cast(Any, "10")), TypeError),
             (lambda: annal.events.list(since=datetime(2026, 1, 1)), ValueError),
             (lambda: annal.events.list(level=cast(Any, "error")), TypeError),

@@ -131,6 +131,12 @@ class FileOperations(ApplianceTest):
         self.log.drop()
         self.assertFalse(self.log.exists())
 
+    def test_an_empty_path_is_not_the_current_folder(self) -> None:
+        with self.assertRaisesRegex(ValueError, "path is empty"):
+            annal.FileOperationLog("")
+        with self.assertRaisesRegex(ValueError, "path is empty"):
+            annal.FileOperationLog(b"")
+
     def test_a_path_is_a_file_whatever_it_looks_like(self) -> None:
         before = os.getcwd()
         os.chdir(LOGS)

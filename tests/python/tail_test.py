@@ -162,6 +162,15 @@ class Tail(ApplianceTest):
             following.join(SOON)
             self.assertIsInstance(following.failure, annal.QueryFailedError)
 
+    def test_stops_among_the_rows_to_start_with(self) -> None:
+        store("a", "b", "c")
+        stop = threading.Event()
+        seen = []
+        for event in annal.events.tail(follow=True, stop=stop):
+            seen.append(event.message)
+            stop.set()
+        self.assertEqual(seen, ["a"])
+
     def test_says_that_there_is_no_log_to_begin_with(self) -> None:
         EVENTS.unlink()
         with self.assertRaises(annal.OpenFailedError):
