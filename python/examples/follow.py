@@ -7,7 +7,8 @@ import threading
 import annal
 
 stop = threading.Event()
-signal.signal(signal.SIGTERM, lambda *_: stop.set())
+for number in (signal.SIGINT, signal.SIGTERM):
+    signal.signal(number, lambda *_: stop.set())
 with annal.events.tail(follow=True, interval=0.5, stop=stop) as events:
     for event in events:
         print(f"{event.when:%T}  {event.level.name}  {event.message}", flush=True)

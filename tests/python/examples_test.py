@@ -59,15 +59,36 @@ class Examples(ApplianceTest):
 
     def follows(self, name: str) -> None:
         annal.events.create()
-        with subprocess.Popen([sys.executable, str(EXAMPLES / name)], stdout=subprocess.PIPE, text=True) as process:
-            assert process.stdout is not None
-            annal.events.add("Fan 1 failed.")
-            self.assertIn("Fan 1 failed.", process.stdout.readline())
-            annal.events.add("Fan 2 failed.")
-            self.assertIn("Fan 2 failed.", process.stdout.readline())
-            time.sleep(0.1)
-            process.send_signal(signal.SIGTERM)
-            self.assertEqual(process.wait(30), 0)
+        for number in (signal.SIGTERM, signal.SIGINT):
+            annal.events.clear()
+            program = [sys.executable, str(EXAMPLES / name)]
+            with self.subTest(number), subprocess.Popen(program, stdout=subprocess.PIPE, text=True) as process:
+                assert process.stdout is not None
+                annal.events.add("Fan 1 failed.")
+                self.assertIn("Fan 1 failed.", process.stdout.readline())
+                annal.events.add("Fan 2 failed.")
+                self.assertIn("Fan 2 failed.", process.stdout.readline())
+                time.sleep(0.1)
+                process.send_signal(number)
+                try:
+                    self.assertEqual(process.wait(30), 0)
+                finally:
+                    process.kill()
+
+    def test_a_cancelled_task_ends_the_thread_that_follows(self) -> None:
+        annal.events.create()
+        annal.events.add("Fan 1 failed.")
+        example = (EXAMPLES / "follow_with_asyncio.py").read_text().replace("asyncio.run(main())", "")
+        cancels = """
+async def cancelled() -> None:
+    task = asyncio.create_task(main())
+    await asyncio.sleep(0.5)
+    task.cancel()
+
+asyncio.run(cancelled())
+"""
+        done = subprocess.run([sys.executable, "-c", example + cancels], capture_output=True, timeout=30, check=False)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
 
     def test_follow(self) -> None:
         self.follows("follow.py")
