@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """includes.py FOLDER: lists which room of the tree includes which, from the top down.
 
-Fails if an include goes up or sideways, or if files include one another in a circle. A room is a folder; a header and
-the source file of the same name count as one file.
+Fails if an include goes up or sideways, if files include one another in a circle, or if two headers define a type of
+the same name in the same namespace: the linker takes such types for one. A room is a folder; a header and the source
+file of the same name count as one file.
 """
 import graphlib
 import pathlib
@@ -35,6 +36,9 @@ ROOMS = [
 ALLOWED = {("event/forwarding", "notice/severity")}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+
+NAMESPACE = re.compile(r"^namespace ([\w:]+) \{", re.MULTILINE)
+TYPE = re.compile(r"^(?:class|struct|enum|enum class|union) (\w+)(?: final)?(?: :[^;{]*)? ?\{", re.MULTILINE)
 
 
 def level_of(room):
@@ -83,6 +87,24 @@ def complaints(modules):
         yield "a circle: " + " -> ".join(error.args[1])
 
 
+def defined_twice(root):
+    definitions = {}
+    for path in sorted(root.rglob("*.h")):
+        relative = path.relative_to(root)
+        if relative.parts[0] == "build":
+            continue
+        text = path.read_text(encoding="utf-8")
+        spaces = [(space.start(), space[1]) for space in NAMESPACE.finditer(text)]
+        for kind in TYPE.finditer(text):
+            around = [name for start, name in spaces if start < kind.start()]
+            if around:
+                definitions.setdefault(f"{around[-1]}::{kind[1]}", []).append(relative.as_posix())
+    for name, headers in definitions.items():
+        # Tests are programs of their own.
+        if len([header for header in headers if not header.startswith("tests/")]) > 1:
+            yield f"{name} is defined in {' and '.join(headers)}"
+
+
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -93,7 +115,7 @@ def main():
         rooms.setdefault(room, set()).update(pathlib.PurePath(target).parent.as_posix() for target in included)
     for room in sorted(rooms, key=lambda room: (level_of(room) is None, level_of(room), room)):
         print(f"{room:28} {' '.join(sorted(rooms[room] - {room}))}")
-    found = list(complaints(modules))
+    found = [*complaints(modules), *defined_twice(pathlib.Path(sys.argv[1]))]
     for complaint in found:
         print(f"includes.py: {complaint}", file=sys.stderr)
     sys.exit(1 if found else 0)

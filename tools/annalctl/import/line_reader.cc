@@ -26,13 +26,13 @@ constexpr int kMoment = 200;  // milliseconds
 
 int open_input(const std::string& name) {
   if (name == "-" && !has_standard_input()) {
-    throw ReadFailure("there is no standard input to read: pipe or redirect the lines into it");
+    throw LinesFailure("there is no standard input to read: pipe or redirect the lines into it");
   }
   // A copy of standard input, because closing the reader closes its descriptor.
   const int file =
       name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : open(name.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) {
-    throw ReadFailure("cannot open it: " + system_message(errno));
+    throw LinesFailure("cannot open it: " + system_message(errno));
   }
   return file;
 }
@@ -71,16 +71,16 @@ LineReader::LineReader(const std::string& name, std::function<void()> idle)
       size_ = status.st_size;
     }
     if (S_ISDIR(status.st_mode)) {
-      throw ReadFailure("it is a directory");
+      throw LinesFailure("it is a directory");
     }
     archive_entry* entry = nullptr;
     const bool opened = archive_read_open(archive_, this, nullptr, read_file, nullptr) == ARCHIVE_OK;
     const int header = opened ? archive_read_next_header(archive_, &entry) : ARCHIVE_FATAL;
     at_end_ = header == ARCHIVE_EOF;
     if (header < ARCHIVE_WARN && stop_signal() == nullptr) {
-      throw ReadFailure(std::string("cannot read it: ") + reason_of(archive_));
+      throw LinesFailure(std::string("cannot read it: ") + reason_of(archive_));
     }
-  } catch (const ReadFailure&) {
+  } catch (const LinesFailure&) {
     archive_read_free(archive_);
     if (file_ >= 0) {
       close(file_);
@@ -129,7 +129,7 @@ bool LineReader::refill() {
   const int result = archive_read_data_block(archive_, &block, &size, &place);
   at_end_ = result == ARCHIVE_EOF;
   if (result < ARCHIVE_WARN && stop_signal() == nullptr) {
-    throw ReadFailure(std::string("cannot read on: ") + reason_of(archive_));
+    throw LinesFailure(std::string("cannot read on: ") + reason_of(archive_));
   }
   begin_ = static_cast<const char*>(block);
   end_ = begin_ + size;

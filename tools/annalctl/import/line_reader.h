@@ -15,7 +15,8 @@ struct archive;
 
 namespace annalctl {
 
-class ReadFailure : public std::runtime_error {
+// The file that is imported cannot be read.
+class LinesFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -23,7 +24,7 @@ class ReadFailure : public std::runtime_error {
 class LineReader {
  public:
   // "-" is standard input. idle: called if a pipe has had nothing to read for a moment, before waiting more. Throws
-  // ReadFailure.
+  // LinesFailure.
   explicit LineReader(const std::string& name, std::function<void()> idle = {});
   ~LineReader();
   LineReader(const LineReader&) = delete;
@@ -36,7 +37,7 @@ class LineReader {
   };
   static constexpr std::size_t kLongest = std::size_t{1} << 20U;
 
-  // The next line without its "\n". Throws ReadFailure.
+  // The next line without its "\n". Throws LinesFailure.
   [[nodiscard]] Got next(std::string& line);
 
   [[nodiscard]] std::uint64_t number() const { return number_; }

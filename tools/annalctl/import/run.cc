@@ -117,7 +117,7 @@ class FileImport {
     try {
       LineReader reader(name_, [this] { idle_failed_ = !store_pending() || idle_failed_; });
       end = read_lines(reader, from_line);
-    } catch (const ReadFailure& failure) {
+    } catch (const LinesFailure& failure) {
       progress_.clear();
       complain(fmt::format("{}: {}", name_, failure.what()));
     }
