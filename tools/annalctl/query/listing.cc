@@ -100,8 +100,11 @@ void read_rows(Reader& reader, const Query& query, PageOptions::Window window, c
 
 std::string failure_text(const Call& call, const ReadFailure& failure) {
   const std::string cause = failure.what();
-  return cause.empty() ? failure_text(Call{call.log, call.doing, call.purpose, failure.begun()}, failure.code())
-                       : fmt::format("cannot {}: {}", call.doing, cause);
+  const std::string refusal =
+      failure.refusal().empty() ? "" : fmt::format("SQLite refuses the statement: {}", failure.refusal());
+  return cause.empty()
+             ? failure_text(Call{call.log, call.doing, call.purpose, failure.begun()}, failure.code(), refusal)
+             : fmt::format("cannot {}: {}", call.doing, cause);
 }
 
 int report_failure(const Call& call, const ReadFailure& failure) {

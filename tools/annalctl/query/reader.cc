@@ -103,7 +103,12 @@ ReadFailure Reader::failure() const {
                           database_.message())};
     }
   }
-  return {ANNAL_QUERY_FAILED, begun_};
+  ReadFailure failure(ANNAL_QUERY_FAILED, begun_);
+  // With this code there is something wrong with the statement, such as the user's own condition in it.
+  if (database_.code() == SQLITE_ERROR) {
+    failure.set_refusal(database_.message());
+  }
+  return failure;
 }
 
 SqliteStatement Reader::prepare(const std::string& text) {

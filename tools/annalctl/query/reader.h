@@ -31,9 +31,14 @@ class ReadFailure : public std::runtime_error {
   [[nodiscard]] int code() const { return code_; }
   [[nodiscard]] Clock::time_point begun() const { return begun_; }
 
+  // What SQLite said about the statement: the reason, if the state of the log is not one.
+  [[nodiscard]] const std::string& refusal() const { return refusal_; }
+  void set_refusal(const std::string& refusal) { refusal_ = refusal; }
+
  private:
   int code_;
   Clock::time_point begun_;
+  std::string refusal_;
 };
 
 class Reader {
