@@ -154,10 +154,10 @@ void add_keep_of_all(CLI::App& app, Session& session) {
   add_files(*command, *files);
   add_keep_options(*command, *options);
   command->fallthrough();
-  for (CLI::App* part : command->get_subcommands([](const CLI::App* one) { return one->get_name().empty(); })) {
-    part->fallthrough(false);
-  }
-  command->callback([files, options, &session] { keep_of_all(*files, *options, session); });
+  command->callback([files, options, &session] {
+    require_what_to_keep(*options);
+    keep_of_all(*files, *options, session);
+  });
 }
 
 }  // namespace annalctl

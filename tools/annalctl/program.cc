@@ -39,6 +39,7 @@
 #include "tools/annalctl/proof/declared_deletions.h"
 #include "tools/annalctl/proof_all.h"
 #include "tools/annalctl/suggestion.h"
+#include "tools/annalctl/usage_message.h"
 
 namespace annalctl {
 
@@ -133,14 +134,14 @@ std::string unknown(const CLI::App& command, const std::string& word) {
 
 // The parser reports an unknown command as a missing one, which is true but does not help.
 std::string usage_error(const CLI::App& app, const CLI::ParseError& error, const Words& line) {
+  const CLI::App& command = *named_command(app);
   const Words extra = app.remaining(true);
   const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
   const bool unexpected = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
   if (extra.empty() || !(missing || unexpected)) {
-    return error.what();
+    return usage_message(command, error.what());
   }
   const std::string word = first_of(extra, line);
-  const CLI::App& command = *named_command(app);
   const bool group = !command.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); }).empty();
   return group || word.starts_with('-') ? unknown(command, word) : fmt::format("'{}' is not expected here", word);
 }
@@ -254,7 +255,7 @@ int run_program(int argc, char** argv) {
   Session session;
   session.terminal = terminal_of(STDOUT_FILENO);
 
-  CLI::App app("Reads and maintains the logs of the appliance.", "annalctl");
+  CLI::App app("Read and maintain the logs of the appliance", "annalctl");
   add_all_commands(app, session);
 
   try {

@@ -3,12 +3,26 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <numeric>
 
 namespace annalctl {
 
 namespace {
+
+struct Synonym {
+  std::string_view elsewhere;
+  const char* here;
+};
+
+// What other programs, and the titles of the tables, call an option.
+constexpr std::array kUsualElsewhere{
+    Synonym{"--level", "--type"},   Synonym{"--severity", "--type"}, Synonym{"--address", "--ip"},
+    Synonym{"--from", "--since"},   Synonym{"--after", "--since"},   Synonym{"--to", "--until"},
+    Synonym{"--before", "--until"}, Synonym{"--message", "--text"},  Synonym{"--search", "--text"},
+    Synonym{"--lines", "--limit"},  Synonym{"--tail", "--follow"},   Synonym{"--format", "--output"},
+};
 
 // Letters to insert, delete, replace or swap with their neighbours.
 std::size_t distance(std::string_view one, std::string_view other) {
@@ -90,7 +104,13 @@ std::optional<std::string> suggestion(const CLI::App& command, const std::string
   for (const CLI::App* app = &command; app != nullptr; app = app->get_parent()) {
     add_options(*app, names);
   }
-  return most_like(word.substr(0, word.find('=')), names);
+  const std::string option = word.substr(0, word.find('='));
+  const auto* const usual = std::find_if(kUsualElsewhere.begin(), kUsualElsewhere.end(),
+                                         [&option](const Synonym& one) { return option == one.elsewhere; });
+  if (usual != kUsualElsewhere.end() && std::find(names.begin(), names.end(), usual->here) != names.end()) {
+    return usual->here;
+  }
+  return most_like(option, names);
 }
 
 }  // namespace annalctl

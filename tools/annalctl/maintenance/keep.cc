@@ -131,6 +131,19 @@ void say(const Log& log, std::int64_t deleted, const KeepOptions& options, Sessi
   sink->finish();
 }
 
+// In bytes. The parser's own check of sizes, without its list of all units.
+std::string read_size(std::string& text) {
+  const std::string given = text;
+  try {
+    if (CLI::AsSizeValue(false)(text).empty()) {
+      return {};
+    }
+  } catch (const CLI::Error&) {
+    // The sentence below says so.
+  }
+  return fmt::format("'{}' is not a size: write it as 200M", given);
+}
+
 }  // namespace
 
 const char* const kKeepNotes =
@@ -142,16 +155,20 @@ const char* const kKeepNotes =
     "second at most, as long as the disk keeps up. An interrupted run has deleted\n"
     "what it got to.\n";
 
+void require_what_to_keep(const KeepOptions& options) {
+  if (options.days == 0 && options.size == 0) {
+    throw Refusal("it does not say what to keep: give --days, --size or both");
+  }
+}
+
 void add_keep_options(CLI::App& command, KeepOptions& options) {
-  auto* const which = command.add_option_group("What is kept");
-  which->add_option("--days", options.days, "Delete entries that are older than N days")
-      ->type_name("D")
+  command.add_option("--days", options.days, "Delete entries that are older than N days")
+      ->type_name("N")
       ->check(CLI::Range(1, 365000));
-  which->add_option("--size", options.size, "Delete the oldest until the rest fits, as in 200M")
+  command.add_option("--size", options.size, "Delete the oldest until the rest fits, as in 200M")
       ->type_name("SIZE")
-      ->transform(CLI::AsSizeValue(false))
+      ->transform(CLI::Validator(read_size, ""))
       ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()));
-  which->require_option(1, 2);
   add_dry_run(command, options.dry_run);
 }
 
@@ -189,6 +206,7 @@ void add_keep_command(CLI::App& commands, Session& session, const Log& log) {
                                            log.name, log.options));
   add_keep_options(*command, *options);
   command->callback([options, &session, &log] {
+    require_what_to_keep(*options);
     session.status = check_log_exists(log) ? run_keep(log, *options, session) : static_cast<int>(kFailure);
   });
 }

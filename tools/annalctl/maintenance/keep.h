@@ -17,6 +17,8 @@ struct KeepOptions {
 };
 
 void add_keep_options(CLI::App& command, KeepOptions& options);
+// Throws Refusal if neither is given.
+void require_what_to_keep(const KeepOptions& options);
 extern const char* const kKeepNotes;
 
 // Returns the exit status.
