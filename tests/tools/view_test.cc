@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "tests/tools/annalctl.h"
 #include "tests/tools/command_lines.h"
@@ -199,12 +200,70 @@ TEST_F(AnnalctlView, MistypedNamesAreAnsweredWithWhatMayBeMeant) {
       {{"event", "list", "--jsno"}, "'--jsno' is not known; did you mean '--json'?"},
       {{"event", "list", "surplus", "words"}, "'surplus' is not expected here"},
       {{"zzzzzz"}, "'zzzzzz' is not known\n"},
+      // What other programs call it.
+      {{"event", "list", "--level", "error"}, "'--level' is not known; did you mean '--type'?"},
+      {{"conn", "list", "--from=monday"}, "'--from=monday' is not known; did you mean '--since'?"},
+      {{"facilities", "--level"}, "'--level' is not known\n"},
   };
   for (const auto& [line, answer] : cases) {
     const Finished refused = annalctl(line);
     EXPECT_EQ(refused.status, 2);
     EXPECT_THAT(refused.err, HasSubstr(answer));
     EXPECT_THAT(refused.err, HasSubstr(" --help' for its options."));
+  }
+}
+
+TEST_F(AnnalctlView, WrongValuesAreAnsweredWithWhatTheOptionTakes) {
+  const struct {
+    Texts line;
+    const char* answer;
+  } cases[] = {
+      {{}, ": a command is missing\n"},
+      {{"event", "list", "--limit"}, ": --limit needs a value\n"},
+      {{"event", "list", "--sort"}, ": --sort needs a value\n"},
+      {{"event", "list", "--limit="}, ": --limit needs a value\n"},
+      {{"event", "list", "--limit", "abc"}, ": --limit: 'abc' is not a number from 0 to 2147483647\n"},
+      {{"event", "list", "--limit", "-1"}, ": --limit: '-1' is not a number from 0 to 2147483647\n"},
+      {{"event", "tail", "--interval", "0"}, ": --interval: '0' is not a number from 0.01 to 86400\n"},
+      {{"event", "list", "--limit", "1", "--limit", "2"}, ": --limit can be given only once\n"},
+      {{"event", "list", "--limit", "1", "--all"}, ": --limit cannot be combined with --all\n"},
+      {{"event", "list", "--all=maybe"}, ": --all takes no value\n"},
+      {{"event", "show", "abc"}, ": ID: 'abc' is not a number\n"},
+      {{"event", "trim", "\xff\n"}, ": KEEP: '\\xff\\x0a' is not a number from 1 to 2147483647\n"},
+      {{"event", "add"}, ": MESSAGE is required\n"},
+      {{"event", "keep"}, ": it does not say what to keep: give --days, --size or both\n"},
+      {{"keep"}, ": it does not say what to keep: give --days, --size or both\n"},
+      {{"event", "keep", "--size", "5Q"}, ": --size: '5Q' is not a size: write it as 200M\n"},
+  };
+  for (const auto& [line, answer] : cases) {
+    const Finished refused = annalctl(line);
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.err, HasSubstr(answer));
+    EXPECT_THAT(refused.err, HasSubstr(" --help' for its options."));
+  }
+}
+
+TEST_F(AnnalctlView, AWrongConditionIsAnsweredWithWhatIsWrongWithIt) {
+  const std::string unknown = "SQLite refuses the statement: no such column: no_column\n";
+  for (const Texts& line :
+       {Texts{"list"}, Texts{"count"}, Texts{"tail", "--no-follow"}, Texts{"group", "--by", "user"}, Texts{"delete"}}) {
+    Texts words{"event"};
+    words.insert(words.end(), line.begin(), line.end());
+    words.insert(words.end(), {"--where", "no_column > 3"});
+    const Finished refused = annalctl(words);
+    EXPECT_EQ(refused.status, 1) << line[0];
+    EXPECT_THAT(refused.err, HasSubstr(unknown)) << line[0];
+  }
+}
+
+TEST_F(AnnalctlView, HelpHasNoDoubleBlankLinesAndKeepsAnOptionWithItsValue) {
+  for (const Texts& line : {Texts{"event", "list"}, Texts{"keep"}, Texts{"event", "add"}, Texts{"conn", "add"}}) {
+    Texts words = line;
+    words.emplace_back("--help");
+    const std::string help = annalctl(words).out;
+    EXPECT_THAT(help, Not(HasSubstr("\n\n\n")));
+    EXPECT_FALSE(std::regex_search(help, std::regex("--[a-z-]+ \\\\\n"))) << help;
+    EXPECT_THAT(help, Not(HasSubstr("Option Group")));
   }
 }
 

@@ -60,7 +60,7 @@ void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one connection; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
-  add_choice(*command, "--type", arguments->level, kLevels, "Level; default: information");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level (default: information)");
   auto* const service =
       command->add_option("--service", arguments->service, "The service's number, 0 to 12; default: 0")
           ->type_name("N")

@@ -25,7 +25,7 @@ constexpr TextField kAddress{"conn_ip",           "--ip",     "address", offseto
                              FieldKind::kAddress, "127.0.0.1"};
 constexpr TextField kComputer =
     text_field("conn_comp", "--computer", "computer", offsetof(ConnRecord, conn_comp), 64, "localhost");
-constexpr TextField kResource{"conn_res", "resource",         "resource", offsetof(ConnRecord, conn_res),
+constexpr TextField kResource{"conn_res", "RESOURCE",         "resource", offsetof(ConnRecord, conn_res),
                               1024,       FieldKind::kMessage};
 constexpr TextField kApp =
     text_field("conn_app", "--app", "application", offsetof(ConnRecord, conn_app), 256, kUnknown);

@@ -61,7 +61,7 @@ void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one event; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
-  add_choice(*command, "--type", arguments->level, kLevels, "Level; default: information");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level (default: information)");
   add_time_option(*command, arguments->time);
   add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {

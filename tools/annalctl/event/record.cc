@@ -26,7 +26,7 @@ constexpr TextField kAddress{"event_ip",          "--ip", "address", offsetof(Ev
                              FieldKind::kAddress, kAbsent};
 constexpr TextField kComputer{"event_comp", "--computer",     "computer", offsetof(EventRecord, event_comp),
                               64,           FieldKind::kText, kHostName};
-constexpr TextField kMessage{"event_desc", "message",          "message", offsetof(EventRecord, event_desc),
+constexpr TextField kMessage{"event_desc", "MESSAGE",          "message", offsetof(EventRecord, event_desc),
                              2048,         FieldKind::kMessage};
 constexpr TextField kMessageId =
     text_field("event_msgid", "--msgid", "message id", offsetof(EventRecord, event_msgid), 64, kAbsent);

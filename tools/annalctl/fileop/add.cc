@@ -74,7 +74,7 @@ void add_add(CLI::App& commands, Session& session) {
   CLI::App* const command = commands.add_subcommand("add", "Store one file operation; says nothing when it is stored");
   const auto arguments = std::make_shared<Arguments>();
   command->footer(kFooter);
-  command->add_option("path", arguments->path, "The path of the file or folder")->type_name("TEXT")->required();
+  command->add_option("PATH", arguments->path, "The path of the file or folder")->type_name("TEXT")->required();
   auto* const action =
       command->add_option("--action", arguments->action, "What was done, as the file manager numbers it: 1 to 35")
           ->type_name("N")
@@ -86,7 +86,7 @@ void add_add(CLI::App& commands, Session& session) {
       ->type_name("N")
       ->check(CLI::Range(0, 2));
   command->add_option("--size", arguments->size, "Size in bytes, at most 2147483647; default: 0")->type_name("N");
-  add_choice(*command, "--type", arguments->level, kLevels, "Level; default: information");
+  add_choice(*command, "--type", arguments->level, kLevels, "Level (default: information)");
   add_time_option(*command, arguments->time);
   add_text_options(*command, kTextFields, arguments->texts);
   command->callback([arguments, &session] {

@@ -65,7 +65,7 @@ const QueryCommands kQueries{
     .count_examples =
         "  annalctl fileop --db operations.db count\n"
         "  annalctl fileop --db operations.db count --path /share/photos",
-    .group_notes = "Without --sort the groups stand in the order of what they are grouped by.\n",
+    .group_notes = "Without --sort the groups come in the order of the column that they share.\n",
     .group_examples =
         "  annalctl fileop --db operations.db group --by user --by-size --limit 10\n"
         "  annalctl fileop --db operations.db group --by action --path /share/photos",

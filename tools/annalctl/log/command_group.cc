@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "tools/annalctl/log/place.h"
@@ -46,8 +47,11 @@ class LogGroup : public CLI::App {
 
  private:
   static std::string description_of(const Log& log) {
-    return *log.path == '\0' ? fmt::format("A log of {}, in a file of its own", log.entries)
-                             : fmt::format("The {} log, {}", log.name, log.path);
+    if (*log.path == '\0') {
+      return fmt::format("A log of {}, in a file of its own", log.entries);
+    }
+    const std::string_view entries = log.entries;
+    return fmt::format("The {} log, {}", entries.substr(0, entries.size() - 1), log.path);  // without the plural's s
   }
 
   static CLI::Validator not_empty() {

@@ -24,12 +24,11 @@ namespace annalctl {
 namespace {
 
 constexpr char kNotes[] =
-    "Deletes the entries that meet all conditions: those of 'list', and the values\n"
-    "below, which a column has to equal exactly; here that includes --user and the\n"
-    "like. Finding no entry is not a failure. A single value is deleted by in one\n"
-    "step, which does not wait for a locked log. Everything else goes in short\n"
-    "steps, so that writers do not wait for long; an interrupted run has deleted\n"
-    "what it got to.\n"
+    "Deletes the entries that meet all conditions: the filters of 'list', and exact\n"
+    "values of a column, such as --id; --user and the like are exact here, too. It is\n"
+    "not a failure to find no entry. With one exact value and nothing else, deletes in\n"
+    "one step and does not wait for a locked log. Otherwise deletes in short steps, so\n"
+    "that writers do not wait for long; an interrupted run has deleted what it got to.\n"
     "\n";
 
 constexpr char kDryRun[] = "--dry-run";

@@ -78,7 +78,7 @@ void add_add(CLI::App& commands, Session& session) {
   arguments->record.uid = -1;
   arguments->record.gid = -1;
   command->footer(kFooter);
-  add_choice(*command, "--severity", arguments->severity, kSeverities, "Severity; default: information");
+  add_choice(*command, "--severity", arguments->severity, kSeverities, "Severity (default: information)");
   command->add_option("--facility", arguments->facility, "The facility, by number or name")->type_name("N|NAME");
   add_text_options(*command, kTextFields, arguments->texts);
   for (const auto& [option, label, field] : kNumbers) {

@@ -170,7 +170,7 @@ void add_notify(CLI::App& app, Session& session) {
       command->add_option("--template", arguments->text, "The text of such a message")->type_name("TEXT");
   category->needs(text);
   text->needs(category);
-  add_choice(*command, "--level", arguments->level, kLevels, "Level; without it the message's own, or information");
+  add_choice(*command, "--level", arguments->level, kLevels, "Level (default: the message's own, or information)");
   command->add_option("--type", arguments->type, "The number of the notice's type; without it 0")->type_name("N");
   for (std::size_t i = 0; i < kClientOptions.size(); ++i) {
     command

@@ -26,7 +26,7 @@ constexpr char kAppliance[] = "System";
 
 // The library does not check the length of most of them, and reads on if one has no terminator.
 constexpr std::array kTexts{
-    TextField{"desc", "description", "text", offsetof(NoticeRecord, desc), 2048, FieldKind::kMessage},
+    TextField{"desc", "DESCRIPTION", "text", offsetof(NoticeRecord, desc), 2048, FieldKind::kMessage},
     text_field("serviceName", "--service", "service name", offsetof(NoticeRecord, serviceName), 1024, kAppliance),
     text_field("user", "--user", "user", offsetof(NoticeRecord, user), 64, kAppliance),
     TextField{"ip", "--ip", "address of the client", offsetof(NoticeRecord, ip), 64, FieldKind::kAddress, "127.0.0.1"},

@@ -52,6 +52,11 @@ std::string entry(const std::string& name, const std::string& description) {
   return line + filled(description, kNameColumns, kNameColumns) + "\n";
 }
 
+// Whether the word before a blank is an option, whose value should not be on another line.
+bool follows_option(std::string_view line, std::size_t blank) {
+  return line.substr(line.rfind(' ', blank - 1) + 1).starts_with("--");
+}
+
 // Where to break a line so that the first part fits: at a blank outside quotes; 0 if there is none.
 std::size_t place_to_break(std::string_view line, std::size_t room) {
   std::size_t place = 0;
@@ -62,7 +67,7 @@ std::size_t place_to_break(std::string_view line, std::size_t room) {
       quote = line[i] == quote ? '\0' : quote;
     } else if (line[i] == '\'' || line[i] == '"') {
       quote = line[i];
-    } else if (line[i] == ' ') {
+    } else if (line[i] == ' ' && (!follows_option(line, i) || place == 0)) {
       place = i;
     }
   }
@@ -113,6 +118,17 @@ std::string wrapped(const std::string& text) {
   }
   end_paragraph();
   return all;
+}
+
+HelpFormat::HelpFormat() {
+  label("SUBCOMMAND", "COMMAND");
+}
+
+// The parser's own formatter leaves a second blank line where options belong to a group without a name.
+std::string HelpFormat::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const {
+  std::string text = CLI::Formatter::make_help(app, std::move(name), mode);
+  text = CLI::detail::find_and_replace(std::move(text), "\n\n\n", "\n\n");
+  return CLI::detail::find_and_replace(std::move(text), "\nSubcommands:\n", "\nCommands:\n");
 }
 
 std::string HelpFormat::make_option(const CLI::Option* option, bool is_positional) const {

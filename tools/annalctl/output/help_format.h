@@ -8,6 +8,9 @@ namespace annalctl {
 
 class HelpFormat : public CLI::Formatter {
  public:
+  HelpFormat();
+
+  std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override;
   std::string make_option(const CLI::Option* option, bool is_positional) const override;
   std::string make_option_opts(const CLI::Option* option) const override;
   std::string make_option_desc(const CLI::Option* option) const override;
