@@ -6,8 +6,12 @@ here=$(dirname "$(realpath "$0")")
 build=$(realpath "$1")
 include=$(realpath "$here/../include")
 work=$build/examples
+readonly NULL=''
 readonly EXPECTED="1 warning o'neil Volume 1 is nearly full.
-2 warning o'neil Volume 1 is nearly full."
+2 information $NULL $NULL
+3 warning o'neil Volume 1 is nearly full."
+# What another program may have stored.
+readonly WITHOUT_VALUES="INSERT INTO ANNAL_EVENT (event_type, event_user, event_desc) VALUES (NULL, NULL, NULL)"
 link=(-L "$build" -lCorix_annal "-Wl,-rpath,$build")
 
 build_c() {
@@ -50,7 +54,8 @@ for language in c cpp python rust go node; do
   # A shell of its own, so that a command that fails ends it.
   (set -e; "build_$language")
   # shellcheck disable=SC2016 # expanded by the inner shell, on the appliance
-  printed=$("$build/bin/private-appliance" sh -c '"$1" >/dev/null && "$1"' - "$work/$language") || true
+  printed=$("$build/bin/private-appliance" sh -c '"$1" >/dev/null && sqlite3 /etc/logs/event.log "$2" && "$1"' - \
+    "$work/$language" "$WITHOUT_VALUES") || true
   if [[ $printed == "$EXPECTED" ]]; then
     printf '%s: as the others\n' "$language"
   else

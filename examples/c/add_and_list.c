@@ -12,13 +12,18 @@ struct rows {
   char lines[kMost][256];
 };
 
+/* A column without a value (NULL) comes as a null pointer. */
+static const char* text(const char* value) {
+  return value != NULL ? value : "";
+}
+
 static int collect(void* context, int columns, char** values, char** names) {
   struct rows* rows = context;
   (void)columns;
   (void)names;
   if (rows->count < kMost) {
-    snprintf(rows->lines[rows->count++], sizeof rows->lines[0], "%s %s %s %s", values[0],
-             annal_level_name(atoi(values[1])), values[4], values[7]);
+    snprintf(rows->lines[rows->count++], sizeof rows->lines[0], "%s %s %s %s", text(values[0]),
+             annal_level_name(atoi(text(values[1]))), text(values[4]), text(values[7]));
   }
   return 0;
 }

@@ -14,6 +14,7 @@ import (
 	"fmt"
 	"os"
 	"runtime/cgo"
+	"strconv"
 	"unsafe"
 )
 
@@ -42,7 +43,8 @@ func check(what string, result C.int) error {
 func collect(context unsafe.Pointer, columns C.int, values **C.char, names **C.char) C.int {
 	lines := (*(*cgo.Handle)(context)).Value().(*[]string)
 	row := unsafe.Slice(values, int(columns))
-	level := C.GoString(row[1])[0] - '0'
+	// A column without a value (NULL) comes as a null pointer, and becomes an empty text.
+	level, _ := strconv.Atoi(C.GoString(row[1]))
 	*lines = append(*lines, fmt.Sprintf("%s %s %s %s", C.GoString(row[0]),
 		C.GoString(C.annal_level_name(C.int(level))), C.GoString(row[4]), C.GoString(row[7])))
 	return 0

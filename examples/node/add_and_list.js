@@ -30,8 +30,9 @@ check('add', annal.annal_event_add_msgid_ex3({
 const levels = ['information', 'warning', 'error'];
 const lines = [];
 const collect = (context, columns, values) => {
-  const row = annal.koffi.decode(values, annal.koffi.array('char *', columns));
-  lines.push(`${row[0]} ${levels[row[1]]} ${row[4]} ${row[7]}`);
+  // A column without a value (NULL) comes as null.
+  const row = annal.koffi.decode(values, annal.koffi.array('char *', columns)).map((text) => text ?? '');
+  lines.push(`${row[0]} ${levels[Number(row[1])]} ${row[4]} ${row[7]}`);
   return 0;
 };
 check('list', annal.annal_event_query(collect, annal.ANNAL_EVENT_SORT_ID, 0, 100, 0, null));

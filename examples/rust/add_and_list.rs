@@ -31,9 +31,13 @@ unsafe extern "C" fn collect(
     _names: *mut *mut c_char,
 ) -> c_int {
     let lines = &mut *(context as *mut Vec<String>);
-    let text = |column| CStr::from_ptr(*values.add(column)).to_string_lossy();
+    // A column without a value (NULL) comes as a null pointer.
+    let text = |column| match *values.add(column) {
+        value if value.is_null() => "".into(),
+        value => CStr::from_ptr(value).to_string_lossy(),
+    };
     let level = match text(1).as_ref() {
-        "0" => "information",
+        "" | "0" => "information",
         "1" => "warning",
         _ => "error",
     };
