@@ -53,6 +53,7 @@ PLACES = (
 # What a reader has who has read what comes before: logs, sealed ones; a file of log-ins; in lnav's place, a reader that
 # ends after a line.
 BEFORE = """annalctl event create && annalctl conn create && annalctl notice create &&
+annalctl fileop --db /etc/logs/operations.db create &&
 for i in 1 2 3 4; do annalctl event add 'Volume 1 is nearly full.' --user ann; done && annalctl seal || exit 1"""
 LOG_INS = "Nov 22 06:25:01 nas sshd[7]: Failed password for root from 10.0.0.5 port 22 ssh2"
 LNAV = """#!/bin/sh
