@@ -454,7 +454,7 @@ def write_commands(tree, folder):
     text += ".Pp\nThe commands are:\n.Bl -tag -width Ds -compact\n"
     text += "\n".join(f".It Xr annalctl-{one['name']} 1\n{filled(one['description'].rstrip('.') + '.')}"
                       for one in grouped) + "\n.El\n"
-    text += ".Pp\nThe options stand before or behind a command:\n" + options_list(tree["options"], "all") + parts["rest"]
+    text += ".Pp\nThese options may come before or after a command:\n" + options_list(tree["options"], "all") + parts["rest"]
     text += ".Sh EXAMPLES\n" + literal(note_paragraphs(tree["notes"])[1]) + "\n"
     text += see_also([*names, *other])
     (folder / "annalctl.1").write_text(tidy(text), encoding="utf-8")
