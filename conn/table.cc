@@ -61,7 +61,7 @@ constexpr LogFullTrigger kLogFull{
     .remove = {"DROP TRIGGER annal_conn_logfull;", Wait::kBusyTimeout, ANNAL_REMOVE_TRIGGER_FAILED},
 };
 
-// The number is used as it is: a negative one keeps every entry, as SQLite reads a LIMIT.
+// The number is used as it is: SQLite reads a negative LIMIT as none, so a negative one deletes every entry.
 constexpr Statement kDeleteOldest{
     "DELETE FROM annal_conn WHERE conn_id IN     (SELECT conn_id FROM annal_conn ORDER BY conn_date, conn_time LIMIT "
     "%d);",

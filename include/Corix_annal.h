@@ -1074,7 +1074,7 @@ ANNAL_API int annal_conn_enable_name_matching(int enable) ANNAL_NOEXCEPT;
  * be stored.
  *   - empty conn_user becomes "---", padded with zero bytes to its end;
  *   - conn_ip is normalised as by annal_checkip and becomes "---", padded to the field's end, if it is not an address,
- *     which is not an error;
+ *     which is not an error; an address without its prefix is padded to 63;
  *   - empty conn_comp becomes "localhost", padded with zero bytes to 64;
  *   - empty conn_res, conn_app, conn_client_id, conn_client_app and conn_client_agent become "---"; the bytes after the
  *     terminator stay;
@@ -1114,9 +1114,9 @@ ANNAL_API int annal_conn_add(const ConnRecordV1* record) ANNAL_NOEXCEPT;
  *
  * records: an array of count records, changed in place. A record that annal_conn_add2 would refuse for its bounds is
  *   skipped silently: unchanged, not stored, not forwarded. The others are changed as by annal_conn_add2, with three
- *   exceptions: an empty conn_user becomes "System", an invalid address becomes "127.0.0.1" (padded to 64), and
- *   conn_client_app "---" becomes "localhost" for addresses that begin with "127.0.0.1". May be null if count is 0 or
- *   less; the call then runs an empty transaction.
+ *   exceptions: an empty conn_user becomes "System", and the bytes after its terminator stay; an invalid address
+ *   becomes "127.0.0.1" (padded to 64); conn_client_app "---" becomes "localhost" for addresses that begin with
+ *   "127.0.0.1". May be null if count is 0 or less; the call then runs an empty transaction.
  * inserted: set to 0, then to the number of rows inserted. A record whose insert failed is not counted, but is
  *   forwarded. After ANNAL_INSERT_FAILED it does not tell what is stored: usually no row at all; but if SQLite rolled
  *   back the transaction half-way (a disk that is full for a moment), the records after that point, each on its own.
@@ -1374,8 +1374,9 @@ ANNAL_API int pavo2log_checkip(char* ip) ANNAL_NOEXCEPT;
  * Stores one file operation. The record is first normalised in place and stays so whether or not it can be stored:
  *
  *  - an empty event_user becomes "System", the rest of its array zeroed; an empty event_comp or event_duid becomes
- *    "localhost";
- *  - event_ip is normalised as by pavo2log_checkip; an invalid one becomes "127.0.0.1".
+ *    "localhost", padded with zero bytes to 64;
+ *  - event_ip is normalised as by pavo2log_checkip, and an address without its prefix is padded to 63; an invalid one
+ *    becomes "127.0.0.1", padded to 64.
  *
  * Single quotes in the two paths and in event_desc are stored as they are. event_user, event_ip, event_comp and
  * event_duid go unescaped into the statement: at best, a quote in one of them makes it fail.

@@ -265,6 +265,15 @@ TEST_F(ConnBatch, NormalisesAddresses) {
   }
 }
 
+TEST_F(ConnBatch, ClearsTheFieldAfterAnAddressWithoutItsPrefix) {
+  ConnRecord record = complete_record();
+  put(record, kIp, "::ffff:10.0.0.5");
+  ConnRecord expected = copy_of(record);
+  fill(expected, kIp, "10.0.0.5", 63);
+  EXPECT_EQ(submit(record), 1);
+  EXPECT_TRUE(same_bytes(record, expected));
+}
+
 struct Origin {
   const char* ip;
   const char* client_app;

@@ -346,6 +346,15 @@ TEST_F(ConnSubmission, ClearsTheWholeFieldOfARejectedAddress) {
   }
 }
 
+TEST_F(ConnSubmission, ClearsTheFieldAfterAnAddressWithoutItsPrefix) {
+  ConnRecord record = complete_record();
+  put(record, kIp, "::ffff:10.0.0.5");
+  ConnRecord expected = copy_of(record);
+  fill(expected, kIp, "10.0.0.5", 63);
+  EXPECT_EQ(annal_conn_add2(&record), ANNAL_OK);
+  EXPECT_TRUE(same_bytes(record, expected));
+}
+
 TEST_F(ConnSubmission, KeepsTheBytesAfterAnAddressWithoutItsZone) {
   ConnRecord record = complete_record();
   put(record, kIp, "fe80::1%eth0");
