@@ -2,6 +2,7 @@
 #include "tests/support/appliance.h"
 
 #include <fcntl.h>
+#include <gtest/gtest-spi.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -20,6 +21,7 @@
 
 #include "Corix_annal.h"
 #include "appliance/namespace.h"
+#include "tests/support/forwarding.h"
 
 namespace annal::test {
 namespace {
@@ -165,6 +167,25 @@ TEST_F(SupervisedProgram, HandlesAnInterruptItself) {
 
 TEST_F(SupervisedProgram, ReportsTheSignalThatKilledIt) {
   EXPECT_EQ(status_of(start("kill -ABRT $$")), 128 + SIGABRT);
+}
+
+// This program again, on the same appliance.
+TEST_F(SupervisedProgram, FailsIfATestEndsItWithSuccess) {
+  if (std::getenv("ENDS_EARLY") != nullptr) {
+    _exit(0);
+  }
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+  const std::string early = "ENDS_EARLY=1 " + program + " --gtest_filter=*.FailsIfATestEndsItWithSuccess";
+  const std::string late = program + " --gtest_filter=Appliance.LosesTheLogFolderOnRequest";
+  EXPECT_EQ(status_of(start((early + " > /dev/null 2>&1; exit $?").c_str())), 1);
+  EXPECT_EQ(status_of(start((late + " > /dev/null 2>&1; exit $?").c_str())), 0);
+}
+
+TEST_F(Appliance, FailsIfTheCallerDoesNotSurvive) {
+  EXPECT_NO_FATAL_FAILURE(survive([] {}));
+  EXPECT_NONFATAL_FAILURE(survive([] { _exit(0); }), "ended with this status");
+  EXPECT_NONFATAL_FAILURE(survive([] { _exit(1); }), "ended with this status");
+  EXPECT_FATAL_FAILURE(survive([] { raise(SIGKILL); }), "ended by signal 9");
 }
 
 TEST_F(Appliance, LosesTheLogFolderOnRequest) {
