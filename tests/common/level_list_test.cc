@@ -48,6 +48,13 @@ TEST(LevelList, ReadsAWordAs0) {
   EXPECT_EQ(condition("x"), "(event_type =0 )");
 }
 
+TEST(LevelList, ReadsDecimalNumbers) {
+  EXPECT_EQ(condition("a"), "(event_type =0 )");
+  EXPECT_EQ(condition("0x1"), "(event_type =0 )");
+  EXPECT_EQ(condition("010,02"), "(event_type =2 )");
+  EXPECT_EQ(condition(" +1,2 "), "(event_type =1 ) or (event_type =2 )");
+}
+
 TEST(LevelList, ReadsAtMost63Characters) {
   EXPECT_EQ(condition("1," + std::string(60, '0') + "1"), "(event_type =1 ) or (event_type =1 )");
   EXPECT_EQ(condition("1," + std::string(61, '0') + "2"), "(event_type =1 ) or (event_type =0 )");
