@@ -181,7 +181,10 @@ class Log(Generic[Row]):
                 raise
 
     def _limits(self, limit: int, drop_at_once: int) -> tuple[int, int]:
-        return _arguments.number("limit", limit, 0), _arguments.number("drop_at_once", drop_at_once, 0)
+        numbers = _arguments.number("limit", limit, 0), _arguments.number("drop_at_once", drop_at_once, 0)
+        if 0 < numbers[0] < numbers[1]:
+            raise ValueError(f"drop_at_once is {drop_at_once}, and limit {limit}: a full log would drop all its entries")
+        return numbers
 
     def drop(self) -> None:
         """Deletes the table with all its entries. Raises OpenFailedError, TableFailedError; does not wait."""

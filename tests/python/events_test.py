@@ -468,6 +468,8 @@ class Maintaining(ApplianceTest):
     def test_refuses_limits_that_are_none(self) -> None:
         with self.assertRaisesRegex(ValueError, "limit is -1"):
             annal.events.create(limit=-1)
+        with self.assertRaisesRegex(ValueError, "drop_at_once is 4, and limit 3"):
+            annal.events.create(limit=3, drop_at_once=4)
         with self.assertRaisesRegex(TypeError, "drop_at_once must be int"):
             annal.events.create(drop_at_once=cast(Any, "1"))
         self.assertFalse(EVENTS.exists())
