@@ -12,4 +12,7 @@ namespace annalctl {
   return std::max(1, limit / kPercent);
 }
 
+// A log that is full deletes this many after it has stored an entry. Throws Refusal if that would be all of them.
+void require_some_left(int limit, int batch);
+
 }  // namespace annalctl

@@ -5,8 +5,6 @@
 #include <sqlite3.h>
 #include <CLI/CLI.hpp>
 
-#include <string_view>
-
 #include "Corix_annal.h"
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/maintenance/noted_deletions.h"
@@ -37,14 +35,6 @@ CountedChanges::CountedChanges() {
 CountedChanges::~CountedChanges() {
   sqlite3_cancel_auto_extension(Hooks::kEntry);
   Hooks::current = nullptr;
-}
-
-std::string number_of(std::int64_t count, const Log& log) {
-  std::string_view entries = log.entries;
-  if (count == 1) {
-    entries.remove_suffix(1);
-  }
-  return fmt::format("{} {}", count, entries);
 }
 
 void say_deleted(std::int64_t count, const Log& log, Deed deed, Session& session) {

@@ -7,6 +7,7 @@
 
 #include "tools/annalctl/base/cli_types.h"
 #include "tools/annalctl/base/log.h"
+#include "tools/annalctl/log/number_of.h"
 #include "tools/annalctl/output/session.h"
 
 namespace annalctl {
@@ -26,9 +27,6 @@ class CountedChanges {
 
   std::int64_t rows_ = 0;
 };
-
-// "1 event", "2 events"
-[[nodiscard]] std::string number_of(std::int64_t count, const Log& log);
 
 // Says how many entries a command has deleted or would delete.
 enum class Deed { kDone, kOnlyLooked };

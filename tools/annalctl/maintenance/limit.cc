@@ -70,6 +70,7 @@ void write(const Log& log, const std::optional<RowLimit>& before, const RowLimit
 }
 
 int run_limit(const Log& log, const LimitArguments& arguments, Session& session) {
+  require_some_left(arguments.limit, arguments.batch);
   if (!check_log_exists(log)) {
     return kFailure;
   }

@@ -27,6 +27,7 @@ struct Limits {
 int run_create(const Log& log, int (*create)(int limit, int batch) noexcept, const Limits& limits) {
   const int limit = limits.limit > 0 ? limits.limit : log.usual_limit;
   const int batch = limits.batch > 0 ? limits.batch : usual_batch(limit);
+  require_some_left(limit, batch);
   const Call call{log, fmt::format("create the {} log", log.name), Purpose::kCreating};
   return report(call, create(limit, batch));
 }
