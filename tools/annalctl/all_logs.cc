@@ -82,9 +82,6 @@ bool is_missing(const Log& log) {
 }
 
 bool keep_one(const Log& log, const KeepOptions& options, Session& session) {
-  if (is_missing(log)) {
-    return true;
-  }
   session.output.finish();
   try {
     return with_rights_where_it_is(log, [&log, &options, &session] {
@@ -101,7 +98,12 @@ bool keep_one(const Log& log, const KeepOptions& options, Session& session) {
 void keep_of_all(const std::vector<std::string>& files, const KeepOptions& options, Session& session) {
   const Intent intent = options.dry_run ? Intent::kReading : Intent::kDeleting;
   for_all_logs(files, session, intent, [&options, &session](const Log& log) {
-    if (!keep_one(log, options, session)) {
+    if (is_missing(log)) {
+      return;
+    }
+    if (keep_one(log, options, session)) {
+      session.view.titled = true;
+    } else {
       session.status = kFailure;
     }
   });

@@ -17,8 +17,10 @@ namespace {
 
 void check_all(const std::vector<std::string>& files, Session& session) {
   bool sound = true;
-  for_all_logs(files, session, Intent::kReading,
-               [&sound, &session](const Log& log) { sound = check_with_its_rights(log, session) && sound; });
+  for_all_logs(files, session, Intent::kReading, [&sound, &session](const Log& log) {
+    sound = check_with_its_rights(log, session) && sound;
+    session.view.titled = true;
+  });
   session.status = sound ? kSuccess : kFailure;
 }
 

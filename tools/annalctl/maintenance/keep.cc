@@ -125,7 +125,7 @@ void say(const Log& log, std::int64_t deleted, const KeepOptions& options, Sessi
     return;
   }
   const RowShape shape{{{"log", false}, {"file", false}, {options.dry_run ? "would_delete" : "deleted", true}}, {}};
-  const std::unique_ptr<RowSink> sink = make_sink(session.format(), shape, session.terminal, session.output);
+  const std::unique_ptr<RowSink> sink = make_sink(session.view, shape, session.terminal, session.output);
   const std::string number = fmt::to_string(deleted);
   sink->row(std::array{log.name, log.path, number.c_str()});
   sink->finish();

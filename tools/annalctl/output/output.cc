@@ -65,8 +65,11 @@ class JsonLines : public RowSink {
 
 class Csv : public RowSink {
  public:
-  Csv(const std::vector<Column>& columns, const Terminal& terminal, Output& output)
+  Csv(const std::vector<Column>& columns, bool titled, const Terminal& terminal, Output& output)
       : escape_(terminal.present), output_(output) {
+    if (titled) {
+      return;
+    }
     std::vector<const char*> names;
     names.reserve(columns.size());
     for (const Column& column : columns) {
@@ -214,7 +217,7 @@ std::unique_ptr<RowSink> make_for_programs(const View& view, const RowShape& sha
   if (view.format == Format::kJson) {
     sink = std::make_unique<JsonLines>(written, all ? shape.entry : nullptr, view.zone, terminal, output);
   } else {
-    sink = std::make_unique<Csv>(written, terminal, output);
+    sink = std::make_unique<Csv>(written, view.titled, terminal, output);
   }
   return all ? std::move(sink) : std::make_unique<Chosen>(std::move(chosen), std::move(sink));
 }

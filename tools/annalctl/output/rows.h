@@ -50,6 +50,7 @@ struct View {
   TableWidth width = TableWidth::kScreen;
   Zone zone = Zone::kLocal;
   std::vector<std::string> columns{};  // the names that the user gave, or none
+  bool titled = false;                 // rows of the same columns, and so their titles, have been written before
 };
 
 // The values of one row; a null pointer for NULL.

@@ -11,6 +11,7 @@
 
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/files/rights.h"
+#include "tools/annalctl/log/number_of.h"
 #include "tools/annalctl/rescue/inspection.h"
 
 namespace annalctl {
@@ -20,7 +21,7 @@ namespace {
 void write(const Log& log, const Inspection& inspection, Session& session) {
   std::vector<Finding> findings = inspection.findings;
   if (inspection.sound()) {
-    findings.insert(findings.begin(), {State::kSound, fmt::format("{} {}", inspection.entries, log.entries)});
+    findings.insert(findings.begin(), {State::kSound, number_of(inspection.entries, log)});
   }
   if (session.format() == Format::kTable) {
     for (const auto& [state, text] : findings) {
@@ -29,7 +30,7 @@ void write(const Log& log, const Inspection& inspection, Session& session) {
     return;
   }
   const RowShape shape{{{"log", false}, {"file", false}, {"state", false}, {"text", false}}, {}};
-  const std::unique_ptr<RowSink> sink = make_sink(session.format(), shape, session.terminal, session.output);
+  const std::unique_ptr<RowSink> sink = make_sink(session.view, shape, session.terminal, session.output);
   for (const auto& [state, text] : findings) {
     sink->row(std::array{log.name, log.path, name_of(state), text.c_str()});
   }
