@@ -233,6 +233,10 @@ TEST_F(AnnalctlView, WrongValuesAreAnsweredWithWhatTheOptionTakes) {
       {{"event", "add"}, ": MESSAGE is required\n"},
       {{"event", "keep"}, ": it does not say what to keep: give --days, --size or both\n"},
       {{"keep"}, ": it does not say what to keep: give --days, --size or both\n"},
+      {{"redact"}, ": it does not say which log: "},
+      {{"verify", "disk"}, ": LOG: 'disk' is not known; it takes one of event,conn,notice\n"},
+      {{"event", "create", "--limit", "10", "--batch", "11"}, ": --batch: 11 is more than the limit, 10: "},
+      {{"event", "limit", "10", "--batch", "11"}, ": --batch: 11 is more than the limit, 10: "},
       {{"event", "keep", "--size", "5Q"}, ": --size: '5Q' is not a size: write it as 200M\n"},
   };
   for (const auto& [line, answer] : cases) {
@@ -241,6 +245,25 @@ TEST_F(AnnalctlView, WrongValuesAreAnsweredWithWhatTheOptionTakes) {
     EXPECT_THAT(refused.err, HasSubstr(answer));
     EXPECT_THAT(refused.err, HasSubstr(" --help' for its options."));
   }
+}
+
+TEST_F(AnnalctlView, CsvOfSeveralLogsHasOneHeader) {
+  for (const char* log : {"conn", "notice"}) {
+    ASSERT_EQ(annalctl({log, "create"}).status, 0);
+  }
+  for (const Texts& line : {Texts{"check", "--csv"}, Texts{"keep", "--days", "9", "--csv"}}) {
+    const std::string table = annalctl(line).out;
+    EXPECT_EQ(table.find("log,file,"), 0U);
+    EXPECT_EQ(table.rfind("log,file,"), 0U) << table;
+    EXPECT_THAT(table,
+                AllOf(HasSubstr("event,/etc/logs/"), HasSubstr("conn,/etc/logs/"), HasSubstr("notice,/etc/logs/")));
+  }
+}
+
+TEST_F(AnnalctlView, CheckCountsOneEntryAsOne) {
+  ASSERT_EQ(annalctl({"conn", "create"}).status, 0);
+  ASSERT_EQ(annalctl({"conn", "add", "/share"}).status, 0);
+  EXPECT_EQ(annalctl({"conn", "check"}).out, "/etc/logs/conn.log: sound: 1 connection\n");
 }
 
 TEST_F(AnnalctlView, AWrongConditionIsAnsweredWithWhatIsWrongWithIt) {

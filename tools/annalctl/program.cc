@@ -231,7 +231,7 @@ void add_all_commands(CLI::App& app, Session& session) {
       "  annalctl redact event --exact-user ann --dry-run\n"
       "  annalctl redact event --exact-user ann\n"
       "  annalctl redact fileop --db operations.db --id 4711");
-  redact->callback([] { throw CLI::CallForHelp(); });
+  redact->callback([] { throw Refusal("it does not say which log: 'annalctl redact event' and so on"); });
   add_facilities(app, session);
   add_catalog_commands(app, session);
   add_notify(app, session);

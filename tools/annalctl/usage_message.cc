@@ -22,6 +22,7 @@ constexpr std::array kRewordings{
     Rewording{R"(^(.+?): \d+ required .*missing$)", R"(\1 needs a value)"},
     Rewording{R"(^(.+?): At Most 1 required but received \d+$)", R"(\1 can be given only once)"},
     Rewording{R"(^(.+?) excludes (.+)$)", R"(\1 cannot be combined with \2)"},
+    Rewording{R"(^(.+?): (.*) not in \{(.+)\}$)", R"(\1: '\2' is not known; it takes one of \3)"},
     Rewording{R"(^A subcommand is required$)", "a command is missing"},
 };
 
