@@ -13,6 +13,7 @@ namespace {
 
 using annal::test::sql;
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 using Json = nlohmann::json;
 
@@ -68,6 +69,37 @@ TEST_F(WebDownload, LeavesTextsAsTheyAreUnlessASpreadsheetIsToReadThem) {
   EXPECT_THAT(safe, HasSubstr(",'=1+1,"));
   EXPECT_THAT(safe, HasSubstr(",'@SUM(A1),"));
   EXPECT_THAT(safe, HasSubstr(",-5,"));
+}
+
+// Where the comma belongs to numbers, spreadsheets divide a file at its semicolons.
+TEST_F(WebDownload, LeavesNoFormulaWhereverASpreadsheetDividesTheFile) {
+  const struct {
+    const char* logged;
+    const char* safe;
+  } cases[] = {
+      {"x;=1+1", ",x;'=1+1,"},
+      {"x; =1+1;-2;3", ",x;' =1+1;'-2;3,"},
+      {"x\t@SUM(A1)", ",x\t'@SUM(A1),"},
+      {" =1+1", ",' =1+1,"},
+      {"x;\"=1+1", ",\"x;'\"\"=1+1\","},
+      {"x\n=1+1", ",\"x\n'=1+1\","},
+      {"a=1; b-2; c;", ",a=1; b-2; c;,"},
+      {"x\r\n\r\ny\t\tz; ", ",\"x\r\n\r\ny\t\tz; \","},
+      {"\t=1+1", ",'\t'=1+1,"},
+  };
+  for (const auto& [logged, safe] : cases) {
+    SCOPED_TRACE(logged);
+    add(logged);
+    EXPECT_THAT(get_path("/download/entries-for-spreadsheet.csv", "log=event").body, HasSubstr(safe));
+  }
+}
+
+TEST_F(WebDownload, TellsASpreadsheetAloneItsEncoding) {
+  add("Käse");
+  const std::string mark = "\xEF\xBB\xBF";
+  const std::string plain = get_path("/download/entries.csv", "log=event").body;
+  EXPECT_THAT(plain, Not(HasSubstr(mark)));
+  EXPECT_EQ(get_path("/download/entries-for-spreadsheet.csv", "log=event").body, mark + plain);
 }
 
 TEST_F(WebDownload, SaysAtItsEndWhatItLacks) {

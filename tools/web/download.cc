@@ -51,8 +51,26 @@ constexpr std::array kColumnsOfAll{
     annalctl::Column{"message", false},
 };
 
-// A spreadsheet calculates a cell that begins like a formula, which a stranger may have written. An apostrophe in front
-// makes it a text; it changes the text, so only who asks for it gets it.
+// The places of a text where a spreadsheet may take what a stranger has written for a formula: at its beginning, and,
+// because some spreadsheets divide the file at semicolons or tabs, whatever stands in quotes, after each of these.
+std::vector<std::size_t> beginnings_of_formulas(std::string_view text) {
+  constexpr std::string_view kDividers = ";\t\r\n";
+  constexpr std::string_view kDropped = " \"\t\r\n";  // by some, in front of a formula
+  constexpr std::array<std::string_view, 8> kFormulas{"=", "+", "-", "@", "＝", "＋", "－", "＠"};
+  std::vector<std::size_t> found;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::string_view cell = text.substr(std::min(text.find_first_not_of(kDropped, start), text.size()));
+    if (std::any_of(kFormulas.begin(), kFormulas.end(),
+                    [cell](std::string_view one) { return cell.starts_with(one); })) {
+      found.push_back(start);
+    }
+    start = std::min(text.find_first_of(kDividers, start), text.size() - 1) + 1;
+  }
+  return found;
+}
+
+// A spreadsheet calculates a cell that begins like a formula. An apostrophe in front makes it a text; it changes the
+// text, so only who asks for it gets it.
 class ForSpreadsheet : public RowSink {
  public:
   explicit ForSpreadsheet(std::unique_ptr<RowSink> sink) : sink_(std::move(sink)) {}
@@ -62,8 +80,14 @@ class ForSpreadsheet : public RowSink {
     texts_.reserve(values.size());
     std::vector<const char*> safe(values.begin(), values.end());
     for (const char*& value : safe) {
-      if (value != nullptr && begins_like_formula(value)) {
-        value = texts_.emplace_back(std::string("'") + value).c_str();
+      if (value == nullptr || std::string_view(value) == "---" || annalctl::whole_number<std::int64_t>(value)) {
+        continue;
+      }
+      const std::vector<std::size_t> formulas = beginnings_of_formulas(value);
+      if (!formulas.empty()) {
+        std::string& text = texts_.emplace_back(value);
+        std::for_each(formulas.rbegin(), formulas.rend(), [&text](std::size_t place) { text.insert(place, 1, '\''); });
+        value = text.c_str();
       }
     }
     sink_->row(safe);
@@ -71,14 +95,6 @@ class ForSpreadsheet : public RowSink {
   void finish() override { sink_->finish(); }
 
  private:
-  static bool begins_like_formula(std::string_view text) {
-    constexpr std::array<std::string_view, 11> kBeginnings{"=",  "+",  "-",  "@",  "\t", "\r",
-                                                           "\n", "＝", "＋", "－", "＠"};
-    const bool alike = std::any_of(kBeginnings.begin(), kBeginnings.end(),
-                                   [text](std::string_view one) { return text.starts_with(one); });
-    return alike && text != "---" && !annalctl::whole_number<std::int64_t>(text);
-  }
-
   std::unique_ptr<RowSink> sink_;
   std::vector<std::string> texts_;
 };
@@ -176,8 +192,11 @@ annalctl::RowShape shape_of(const Selection& selection) {
 
 class Download {
  public:
-  Download(const DownloadForm& form, const Selection& selection)
-      : form_(form), selection_(selection), sink_(make_sink(form.format, shape_of(selection), {}, output_)) {
+  Download(const DownloadForm& form, const Selection& selection) : form_(form), selection_(selection) {
+    if (form.for_spreadsheet) {
+      output_.write("\xEF\xBB\xBF");  // without it some spreadsheets read the texts in an older encoding
+    }
+    sink_ = make_sink(form.format, shape_of(selection), {}, output_);
     if (form.for_spreadsheet) {
       sink_ = std::make_unique<ForSpreadsheet>(std::move(sink_));
     }
