@@ -127,8 +127,11 @@ int run(const Configuration& configuration, WorkMode mode) {
 }
 
 int check(const Configuration& configuration) {
-  fmt::print("{}: sound: {} logs, {} sinks\n", configuration.file, configuration.logs.size(),
-             configuration.sinks.size());
+  const auto counted = [](std::size_t number, const char* noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+  };
+  fmt::print("{}: sound: {}, {}\n", configuration.file, counted(configuration.logs.size(), "log"),
+             counted(configuration.sinks.size(), "sink"));
   return kSuccess;
 }
 
