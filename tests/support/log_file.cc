@@ -23,6 +23,7 @@ Rows sql(const char* path, const std::string& statement) {
   sqlite3* handle = nullptr;
   const int opened = sqlite3_open(path, &handle);
   const std::unique_ptr<sqlite3, int (*)(sqlite3*)> database(handle, &sqlite3_close);
+  sqlite3_busy_timeout(handle, 10'000);  // a program that the test has started may be reading
   Listing listing;
   if (opened != SQLITE_OK || sqlite3_exec(handle, statement.c_str(), &collect, &listing, nullptr) != SQLITE_OK) {
     throw std::runtime_error(statement + ": " + sqlite3_errmsg(handle));
