@@ -33,6 +33,8 @@ if [[ $1 == --inside ]]; then
     >/proc/sys/fs/binfmt_misc/register
   mount -t overlay none -o "lowerdir=$sysroot/usr/lib:$sysroot/lib:/usr/lib" /usr/lib
   [[ ! -d $sysroot/lib64 ]] || mount -t overlay none -o "lowerdir=$sysroot/lib64:/usr/lib64" /usr/lib64
+  # Programs start twice as fast as on the emulator's default, which has every extension.
+  [[ $qemu != aarch64 ]] || export QEMU_CPU=cortex-a57
   exec "$@"
 fi
 
