@@ -10,6 +10,7 @@ import { HOSTILE, STEERING } from "./hostile.mjs";
 const [port, pictures] = process.argv.slice(2);
 const root = `https://127.0.0.1:${port}/annal/`;
 const WIDE = { width: 1600, height: 1000 };
+const LAPTOP = { width: 1280, height: 720 };
 const TABLET = { width: 820, height: 1180 };
 const PHONE = { width: 390, height: 844 };
 
@@ -181,7 +182,7 @@ async function noneIsObeyed(scripts) {
 async function noFindings() {
   let looked = 0;
   for (const colorScheme of ["light", "dark"]) {
-    for (const viewport of [WIDE, TABLET, PHONE]) {
+    for (const viewport of [WIDE, LAPTOP, TABLET, PHONE]) {
       const { page, faults, close } = await reader({ colorScheme, viewport });
       for (const view of [
         {},
@@ -205,7 +206,7 @@ async function noFindings() {
         );
         const wider = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
         assert.ok(wider <= 0, `${page.url()} is wider than ${viewport.width} by ${wider}`);
-        const hidden = await page.evaluate(() => [...document.querySelectorAll("td.message")].filter((one) => one.getBoundingClientRect().right > innerWidth).length);
+        const hidden = await page.evaluate(() => [...document.querySelectorAll(".scroll")].flatMap((table) => [...table.querySelectorAll("td.message")].filter((one) => one.getBoundingClientRect().right > table.getBoundingClientRect().right + 1)).length);
         assert.equal(hidden, 0, `${page.url()}: at ${viewport.width} messages are out of sight`);
         looked += 1;
       }
