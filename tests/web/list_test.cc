@@ -272,8 +272,24 @@ TEST_F(WebList, ShowsAnEntryWithThoseAroundItAndKeepsTheFilter) {
   EXPECT_EQ(between(answer.body, " left-out\"", ">").size(), 30U);
   EXPECT_EQ(link_named(answer, "Back to the list"), "level=error&rows=25");
   EXPECT_THAT(answer.body, HasSubstr("<dt>event_app_name</dt><dd>Storage</dd>"));
+  EXPECT_THAT(answer.body, HasSubstr("<dt>event_type</dt><dd>2 <span class=\"quiet\">(error)</span></dd>"));
   EXPECT_EQ(get("entry=event:4711").status, 404);
   EXPECT_EQ(get("log=notice&entry=event:20").status, 404);
+}
+
+TEST_F(WebList, ShowsWhatTheCodesOfAnEntryMean) {
+  ASSERT_EQ(annal_notice_create_tbl(0, 0), ANNAL_OK);
+  sql("/etc/logs/notice.log",
+      "INSERT INTO ANNAL_NOTICE (severity, time, desc, facility) VALUES (4, 1795392000, 'x', 1000);");
+  const std::string notice = get("entry=notice:1").body;
+  EXPECT_THAT(notice, HasSubstr("<dt>severity</dt><dd>4 <span class=\"quiet\">(warning)</span></dd>"));
+  EXPECT_THAT(notice, HasSubstr("<dt>time</dt><dd>1795392000 <span class=\"quiet\">(2026-11-23 "));
+  EXPECT_THAT(notice, HasSubstr("<dt>facility</dt><dd>1000</dd>"));  // has no name
+  ASSERT_EQ(annal_conn_create_tbl(0, 0), ANNAL_OK);
+  sql("/etc/logs/conn.log", "INSERT INTO ANNAL_CONN (conn_type, conn_action_result) VALUES ('<b>', 13);");
+  const std::string connection = get("entry=conn:1").body;
+  EXPECT_THAT(connection, HasSubstr("<dt>conn_type</dt><dd>&lt;b&gt;</dd>"));
+  EXPECT_THAT(connection, HasSubstr("<dt>conn_action_result</dt><dd>13 <span class=\"quiet\">(failed)</span></dd>"));
 }
 
 // --- logs that cannot be read ---

@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 
+#include "tools/annalctl/output/text_table.h"
 #include "tools/annalctl/query/fold.h"
 #include "tools/web/wall_clock.h"
 #include "tools/web/writers_first.h"
@@ -192,9 +193,13 @@ std::optional<Entry> read_entry(OpenLog& log, std::int64_t id) {
       entry = Entry{line_of(*log.part, row), {}};
       entry->line.place = place;
       for (int i = kFirstOfLog; i < sqlite3_column_count(row.handle()); ++i) {
-        const bool null = sqlite3_column_type(row.handle(), i) == SQLITE_NULL;
-        entry->fields.push_back(
-            {sqlite3_column_name(row.handle(), i), null ? std::nullopt : std::optional(bounded_text(row, i))});
+        Field& field = entry->fields.emplace_back();
+        field.name = sqlite3_column_name(row.handle(), i);
+        if (sqlite3_column_type(row.handle(), i) != SQLITE_NULL) {
+          field.value = bounded_text(row, i);
+          const auto column = static_cast<std::size_t>(i - kFirstOfLog);
+          field.meaning = annalctl::meaning_of(log.part->codes, column, field.value->c_str());
+        }
       }
     });
   } catch (const ReadFailure& failure) {

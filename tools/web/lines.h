@@ -48,6 +48,7 @@ bool keep_last(std::vector<Line>& lines, std::size_t most);
 struct Field {
   std::string name;
   std::optional<std::string> value;
+  std::string meaning;  // of a code; empty if it has none
 };
 struct Entry {
   Line line;

@@ -190,8 +190,10 @@ std::string entry_page(const Around& around) {
   out += fmt::format("<p class=\"whole {}\"><bdi dir=\"ltr\">{}</bdi></p><dl class=\"fields\">",
                      grade_name(line.part->grade(line.level)), marked(line.message));
   for (const Field& field : around.entry.fields) {
-    out += fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", escaped(field.name),
-                       field.value ? marked(*field.value) : "<span class=\"quiet\">NULL</span>");
+    out += fmt::format(
+        "<div><dt>{}</dt><dd>{}{}</dd></div>", escaped(field.name),
+        field.value ? marked(*field.value) : "<span class=\"quiet\">NULL</span>",
+        field.meaning.empty() ? "" : fmt::format(" <span class=\"quiet\">({})</span>", marked(field.meaning)));
   }
   out +=
       "</dl></section><section id=\"entries\" class=\"panel\" aria-labelledby=\"entries-title\" tabindex=\"-1\"><h2 "

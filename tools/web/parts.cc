@@ -92,14 +92,14 @@ const std::array<Part, 4>& all() {
   static const LogFilters kNoticeAlone{
       {"--level", "severity", annalctl::notice::kSeverities, false}, kNoticeTimes, kNoticeTexts, {}};
   static const std::array<Part, 4> kParts{
-      Part{&annalctl::event::kLog, &annalctl::event::kEntry, "Events", "event_user", "event_ip", "event_comp",
-           "event_app_name", "event_desc", grade_of_level, kEvent, kEvent},
-      Part{&annalctl::conn::kLog, &annalctl::conn::kEntry, "Connections", "conn_user", "conn_ip", "conn_comp",
-           "conn_app", "conn_res", grade_of_level, kConn, kConn},
-      Part{&annalctl::fileop::kLog, &annalctl::fileop::kEntry, "File operations", "event_user", "event_ip",
-           "event_comp", kNone, kPaths, grade_of_level, kFileOp, kFileOp},
-      Part{&annalctl::notice::kLog, &annalctl::notice::kEntry, "Notices", "user", "ip", "client", "serviceName",
-           "\"desc\"", grade_of_severity, kNotice, kNoticeAlone},
+      Part{&annalctl::event::kLog, &annalctl::event::kEntry, annalctl::event::kListTable, "Events", "event_user",
+           "event_ip", "event_comp", "event_app_name", "event_desc", grade_of_level, kEvent, kEvent},
+      Part{&annalctl::conn::kLog, &annalctl::conn::kEntry, annalctl::conn::kListTable, "Connections", "conn_user",
+           "conn_ip", "conn_comp", "conn_app", "conn_res", grade_of_level, kConn, kConn},
+      Part{&annalctl::fileop::kLog, &annalctl::fileop::kEntry, annalctl::fileop::kListTable, "File operations",
+           "event_user", "event_ip", "event_comp", kNone, kPaths, grade_of_level, kFileOp, kFileOp},
+      Part{&annalctl::notice::kLog, &annalctl::notice::kEntry, annalctl::notice::kListTable, "Notices", "user", "ip",
+           "client", "serviceName", "\"desc\"", grade_of_severity, kNotice, kNoticeAlone},
   };
   return kParts;
 }

@@ -21,6 +21,7 @@ enum class Grade : unsigned {
 struct Part {
   annalctl::Log* log;
   const annalctl::EntryView* entry;
+  std::span<const annalctl::TableColumn> codes;  // how the columns with codes are shown
   const char* title;
   // SQL expressions.
   const char* user;

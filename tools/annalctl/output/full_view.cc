@@ -52,13 +52,8 @@ class FullView : public RowSink {
     if (shape_.entry != nullptr && (source == shape_.entry->date || source == shape_.entry->time)) {
       return {};
     }
-    for (const TableColumn& column : shape_.table) {
-      if (column.source == source && column.show != nullptr) {
-        const std::string shown = column.show(value).text;
-        return shown == value ? std::string() : fmt::format(" ({})", printable(shown));
-      }
-    }
-    return {};
+    const std::string meaning = meaning_of(shape_.table, source, value);
+    return meaning.empty() ? meaning : fmt::format(" ({})", meaning);
   }
 
   void field(const char* name, const std::string& value) {

@@ -44,6 +44,16 @@ bool says_something(const TableCell& cell) {
 
 }  // namespace
 
+std::string meaning_of(std::span<const TableColumn> columns, std::size_t source, const char* code) {
+  for (const TableColumn& column : columns) {
+    if (column.source == source && column.show != nullptr) {
+      const std::string shown = printable(column.show(code).text);
+      return shown == printable(code) ? std::string() : shown;
+    }
+  }
+  return {};
+}
+
 TextTable::TextTable(std::span<const TableColumn> columns, const Terminal& terminal, TableWidth width)
     : columns_(columns.begin(), columns.end()),
       terminal_(terminal),

@@ -39,6 +39,9 @@ struct TableColumn {
   Room room = Room::kShared;
 };
 
+// What a table shows for a code that is stored there, "warning" for 1; empty if that is the code itself.
+[[nodiscard]] std::string meaning_of(std::span<const TableColumn> columns, std::size_t source, const char* code);
+
 // Which columns are shown, and how much of them.
 enum class TableWidth {
   kScreen,      // as much as fits, without columns that are empty in every entry
