@@ -82,6 +82,32 @@ TEST_F(ProofCommands, VerifyNamesWhatWasChangedAndFails) {
   EXPECT_EQ(objects[1]["sealed"], 9);
 }
 
+TEST_F(ProofCommands, CsvHasOneLineOfTitlesHoweverManyLogsThereAre) {
+  const Finished sealed = annalctl({"seal", "--csv"});
+  ASSERT_EQ(sealed.status, 0) << sealed.err;
+  const std::vector<std::string> seals = lines_of(sealed.out);
+  ASSERT_EQ(seals.size(), 3U) << sealed.out;
+  EXPECT_EQ(seals[0],
+            "log,file,new_entries,declared_gone,chain,sequence,first,base,records,hash,last_id,sealed,key,signature\r");
+  EXPECT_EQ(seals[1].rfind("event,/etc/logs/event.log,10,0,", 0), 0U) << seals[1];
+  EXPECT_EQ(seals[2].rfind("conn,/etc/logs/conn.log,", 0), 0U) << seals[2];
+  change("UPDATE ANNAL_EVENT SET event_desc = 'nothing' WHERE event_id = 4");
+  const Finished told = annalctl({"verify", "--csv"});
+  EXPECT_EQ(told.status, 1);
+  const std::vector<std::string> findings = lines_of(told.out);
+  ASSERT_EQ(findings.size(), 4U) << told.out;
+  EXPECT_EQ(findings[0],
+            "log,file,state,finding,from,through,text,sealed,not_sealed,redacted,gone,chain,records,sealed_until\r");
+  EXPECT_EQ(findings[1], "event,/etc/logs/event.log,changed,true,4,4,it is not what was sealed,,,,,,,\r");
+  EXPECT_EQ(findings[2].rfind("event,/etc/logs/event.log,not-intact,false,,,,9,0,0,0,", 0), 0U) << findings[2];
+  EXPECT_EQ(findings[3].rfind("conn,/etc/logs/conn.log,intact,false,,,,", 0), 0U) << findings[3];
+  ASSERT_EQ(annalctl({"event", "redact", "--id", "2"}).status, 0);
+  const std::vector<std::string> tombstones = lines_of(annalctl({"event", "redact", "--list", "--csv"}).out);
+  ASSERT_EQ(tombstones.size(), 2U);
+  EXPECT_EQ(tombstones[0], "log,chain,position,id,redacted\r");
+  EXPECT_NE(tombstones[1].find(",2,"), std::string::npos) << tombstones[1];
+}
+
 TEST_F(ProofCommands, VerifySaysThatItCannotTellOfALogThatWasNeverSealed) {
   ASSERT_EQ(annalctl({"seal", "conn"}).status, 0);
   EXPECT_EQ(annalctl({"verify", "event"}).status, 2);

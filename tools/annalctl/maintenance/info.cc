@@ -4,12 +4,15 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "tools/annalctl/base/byte_text.h"
 #include "tools/annalctl/base/printable.h"
 #include "tools/annalctl/maintenance/prometheus.h"
+#include "tools/annalctl/output/objects.h"
 
 namespace annalctl {
 
@@ -48,35 +51,8 @@ std::string page_of(const LogFacts& facts) {
   return page;
 }
 
-void write_csv(const std::vector<LogFacts>& all, Session& session) {
-  const RowShape shape{{{"log", false},
-                        {"file", false},
-                        {"failure", false},
-                        {"entries", true},
-                        {"oldest", false},
-                        {"newest", false},
-                        {"size", true},
-                        {"in_use", true},
-                        {"disk_free", true},
-                        {"limit", true},
-                        {"batch", true},
-                        {"suspicion", false}},
-                       {}};
-  const std::unique_ptr<RowSink> sink = make_sink(session.format(), shape, session.terminal, session.output);
-  for (const LogFacts& facts : all) {
-    const nlohmann::ordered_json json = json_of(facts);
-    std::vector<std::string> texts(shape.columns.size());
-    std::vector<const char*> row;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-      const char* const name = shape.columns[i].name;
-      const bool known = json.contains(name) && !json[name].is_null();
-      texts[i] = !known ? "" : json[name].is_string() ? json[name].get<std::string>() : json[name].dump();
-      row.push_back(known ? texts[i].c_str() : nullptr);
-    }
-    sink->row(row);
-  }
-  sink->finish();
-}
+constexpr std::array kColumns{"log",  "file",   "failure",   "entries", "oldest", "newest",
+                              "size", "in_use", "disk_free", "limit",   "batch",  "suspicion"};
 
 }  // namespace
 
@@ -101,23 +77,15 @@ int write_info(const std::vector<LogFacts>& all, const InfoOptions& options, Ses
   for (const LogFacts& facts : all) {
     status = facts.failure.empty() ? status : static_cast<int>(kFailure);
   }
-  switch (session.format()) {
-    case Format::kTable:
-    case Format::kFull:
-      for (const LogFacts& facts : all) {
-        session.output.write(page_of(facts));
-      }
-      break;
-    case Format::kJson:
-      for (const LogFacts& facts : all) {
-        session.output.write(
-            json_of(facts).dump(-1, ' ', session.terminal.present, nlohmann::ordered_json::error_handler_t::replace) +
-            "\n");
-      }
-      break;
-    case Format::kCsv:
-      write_csv(all, session);
-      break;
+  if (session.format() == Format::kTable || session.format() == Format::kFull) {
+    for (const LogFacts& facts : all) {
+      session.output.write(page_of(facts));
+    }
+    return status;
+  }
+  ObjectSink sink(session, kColumns);
+  for (const LogFacts& facts : all) {
+    sink.write(json_of(facts));
   }
   return status;
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +15,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -24,6 +26,7 @@
 #include "tools/annalctl/log/place.h"
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/maintenance/changes.h"
+#include "tools/annalctl/output/objects.h"
 #include "tools/annalctl/output/progress.h"
 #include "tools/annalctl/proof/key_files.h"
 #include "tools/annalctl/proof/seal.h"
@@ -50,11 +53,22 @@ void write_line(Session& session, const std::string& line) {
   session.output.write(printable(line) + "\n");
 }
 
-void write_json(Session& session, const Json& object) {
-  session.output.write(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+bool is_for_person(const Session& session) {
+  return session.format() == Format::kTable || session.format() == Format::kFull;
+}
+
+// Once, before the first log: each may be written by another process.
+void write_titles(Session& session, std::span<const char* const> columns) {
+  if (session.format() == Format::kCsv) {
+    const ObjectSink titles(session, columns);
+    session.view.titled = true;
+  }
 }
 
 // --- seal ---
+
+constexpr std::array kSealColumns{"log",  "file",    "new_entries", "declared_gone", "chain",  "sequence", "first",
+                                  "base", "records", "hash",        "last_id",       "sealed", "key",      "signature"};
 
 struct SealArguments {
   std::string key_file;
@@ -124,7 +138,7 @@ void write_sealed(const Log& log, const proof::Sealed& sealed, Session& session)
   for (const std::string& remark : sealed.remarks) {
     complain(fmt::format("{}: {}", log.path, remark));
   }
-  if (session.format() == Format::kTable || session.format() == Format::kFull) {
+  if (is_for_person(session)) {
     write_line(session,
                fmt::format("{}: sealed {}{}", log.path, number_of(static_cast<std::int64_t>(sealed.entries), log),
                            sealed.declared > 0 ? fmt::format(", declared {} gone",
@@ -135,7 +149,7 @@ void write_sealed(const Log& log, const proof::Sealed& sealed, Session& session)
   // The head's own fields as well, so that the line can be kept as one.
   Json line{{"file", log.path}, {"new_entries", sealed.entries}, {"declared_gone", sealed.declared}};
   line.update(Json::parse(proof::json_of(sealed.head)));
-  write_json(session, line);
+  ObjectSink(session, kSealColumns).write(line);
 }
 
 int run_seal(const Log& log, SealArguments& arguments, Session& session) {
@@ -166,6 +180,9 @@ int run_seal(const Log& log, SealArguments& arguments, Session& session) {
 }
 
 // --- verify ---
+
+constexpr std::array kVerifyColumns{"log",    "file",       "state",    "finding", "from",  "through", "text",
+                                    "sealed", "not_sealed", "redacted", "gone",    "chain", "records", "sealed_until"};
 
 struct VerifyArguments {
   std::string public_file;
@@ -233,6 +250,7 @@ void write_for_person(const Log& log, const Report& report, Session& session) {
 
 void write_for_program(const Log& log, const proof::Verified& verified, Session& session) {
   const Report& report = verified.report;
+  ObjectSink sink(session, kVerifyColumns);
   for (const Finding& finding : report.findings) {
     Json line{{"log", log.name},
               {"file", log.path},
@@ -243,28 +261,28 @@ void write_for_program(const Log& log, const proof::Verified& verified, Session&
       line["through"] = finding.through;
     }
     line["text"] = finding.text;
-    write_json(session, line);
+    sink.write(line);
   }
-  write_json(session, {{"log", log.name},
-                       {"file", log.path},
-                       {"state", report.clean() ? "intact" : "not-intact"},
-                       {"finding", false},
-                       {"sealed", report.sealed},
-                       {"not_sealed", report.unsealed},
-                       {"redacted", report.redacted},
-                       {"gone", report.gone},
-                       {"chain", proof::hex_of(verified.head.chain)},
-                       {"records", verified.head.records},
-                       {"sealed_until", verified.head.time}});
+  sink.write({{"log", log.name},
+              {"file", log.path},
+              {"state", report.clean() ? "intact" : "not-intact"},
+              {"finding", false},
+              {"sealed", report.sealed},
+              {"not_sealed", report.unsealed},
+              {"redacted", report.redacted},
+              {"gone", report.gone},
+              {"chain", proof::hex_of(verified.head.chain)},
+              {"records", verified.head.records},
+              {"sealed_until", verified.head.time}});
 }
 
 void write_never_sealed(const Log& log, Session& session) {
   const std::string text = "it was never sealed ('annalctl seal')";
-  if (session.format() == Format::kTable || session.format() == Format::kFull) {
+  if (is_for_person(session)) {
     write_line(session, fmt::format("{}: unknown: {}", log.path, text));
   } else {
-    write_json(session,
-               {{"log", log.name}, {"file", log.path}, {"state", "unknown"}, {"finding", false}, {"text", text}});
+    ObjectSink(session, kVerifyColumns)
+        .write({{"log", log.name}, {"file", log.path}, {"state", "unknown"}, {"finding", false}, {"text", text}});
   }
 }
 
@@ -278,7 +296,7 @@ int run_verify(const Log& log, const VerifyArguments& arguments, Session& sessio
       write_never_sealed(log, session);
       return kCannotVerify;
     }
-    if (session.format() == Format::kTable || session.format() == Format::kFull) {
+    if (is_for_person(session)) {
       write_for_person(log, verified->report, session);
     } else {
       write_for_program(log, *verified, session);
@@ -375,9 +393,12 @@ ProofCommand add_seal_options(CLI::App& command, Session& session) {
       .add_flag("--accept", arguments->options.accept_missing,
                 "Declare that sealed entries which are missing may be gone")
       ->excludes(head);
-  return {[arguments] {
+  return {[arguments, &session] {
             proof::start_hashing();
             load_keys(*arguments);
+            if (!arguments->print_head) {
+              write_titles(session, kSealColumns);
+            }
           },
           [arguments, &session](const Log& log) { return run_seal(log, *arguments, session); }};
 }
@@ -389,7 +410,10 @@ ProofCommand add_verify_options(CLI::App& command, Session& session) {
   command.add_option("--anchor", arguments->anchor_files, "Heads that were kept elsewhere; '-': standard input")
       ->type_name("FILE")
       ->allow_extra_args(false);
-  return {[arguments] { load_trust(*arguments); },
+  return {[arguments, &session] {
+            load_trust(*arguments);
+            write_titles(session, kVerifyColumns);
+          },
           [arguments, &session](const Log& log) { return run_verify(log, *arguments, session); },
           [arguments](const Log& log) { return !proof::anchors_of(log, arguments->options.anchors, nullptr).empty(); }};
 }

@@ -5,17 +5,20 @@
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/whole_number.h"
 #include "tools/annalctl/log/result.h"
 #include "tools/annalctl/maintenance/changes.h"
 #include "tools/annalctl/output/help_format.h"
+#include "tools/annalctl/output/objects.h"
 #include "tools/annalctl/output/progress.h"
 #include "tools/annalctl/proof/key_files.h"
 #include "tools/annalctl/proof/redaction.h"
@@ -96,19 +99,21 @@ int list_tombstones(const Log& log, const Arguments& arguments, Session& session
     return kFailure;
   }
   const std::string name = proof::hex_of(chain->head().chain);
-  for (const proof::Tombstone& tombstone : proof::tombstones_from(*chain, arguments.from)) {
-    if (session.format() == Format::kTable) {
+  const std::vector<proof::Tombstone> tombstones = proof::tombstones_from(*chain, arguments.from);
+  if (session.format() == Format::kTable) {
+    for (const proof::Tombstone& tombstone : tombstones) {
       session.output.write(fmt::format("{} {}: redacted {}\n", log.name, tombstone.id,
                                        plain_text(tombstone.time, session.view.zone).value_or("")));
-    } else {
-      session.output.write(nlohmann::ordered_json{{"log", log.name},
-                                                  {"chain", name},
-                                                  {"position", tombstone.position},
-                                                  {"id", tombstone.id},
-                                                  {"redacted", tombstone.time}}
-                               .dump() +
-                           "\n");
     }
+    return kSuccess;
+  }
+  ObjectSink sink(session, std::array{"log", "chain", "position", "id", "redacted"});
+  for (const proof::Tombstone& tombstone : tombstones) {
+    sink.write({{"log", log.name},
+                {"chain", name},
+                {"position", tombstone.position},
+                {"id", tombstone.id},
+                {"redacted", tombstone.time}});
   }
   return kSuccess;
 }
