@@ -1,7 +1,9 @@
 // Downloads are what is filtered, all of it and nothing else.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
+#include <array>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -35,7 +37,6 @@ TEST_F(WebDownload, HasEachEntryOfTheFilterAndEveryColumn) {
     add(fmt::format("entry {}", i), i % 3);
   }
   const Answer answer = get_path("/download/entries.jsonl", "log=event&level=error&rows=25");
-  EXPECT_EQ(answer.headers.at("Content-Disposition"), "attachment; filename=\"entries.jsonl\"");
   const auto lines = lines_of(answer);
   ASSERT_THAT(lines, SizeIs(500));
   const Json first = Json::parse(lines.front());
@@ -43,6 +44,28 @@ TEST_F(WebDownload, HasEachEntryOfTheFilterAndEveryColumn) {
   EXPECT_EQ(first["level"], "error");
   EXPECT_TRUE(first.contains("event_client_agent"));
   EXPECT_THAT(lines_of(get_path("/download/entries.csv", "log=event&level=error")), SizeIs(501));
+}
+
+TEST_F(WebDownload, IsNamedAfterApplianceLogAndTime) {
+  add("one");
+  std::array<char, 256> host{};
+  ASSERT_EQ(gethostname(host.data(), host.size() - 1), 0);
+  const std::string time = "-[0-9]{4}-[0-9]{2}-[0-9]{2}-[0-9]{4}";
+  for (const auto& [file, query, log, end] : {std::array{"entries.jsonl", "log=event", "event", ".jsonl"},
+                                              {"entries.csv", "", "all", ".csv"},
+                                              {"entries-for-spreadsheet.csv", "", "all", "-for-spreadsheet.csv"}}) {
+    const Answer answer = get_path(std::string("/download/") + file, query);
+    EXPECT_THAT(
+        answer.headers.at("Content-Disposition"),
+        testing::MatchesRegex("attachment; filename=\"" + std::string(host.data()) + "-" + log + time + end + "\""));
+  }
+}
+
+TEST_F(WebDownload, SaysWhyThereIsNone) {
+  add("one");
+  const Answer answer = get_path("/download/entries.csv", "log=conn");
+  EXPECT_EQ(answer.status, 404);
+  EXPECT_THAT(answer.body, HasSubstr("Connections: there is no log of connections yet."));
 }
 
 TEST_F(WebDownload, BringsAllLogsTogetherByTheirTimes) {

@@ -1,12 +1,18 @@
 // Merges the logs by time, newest first, into CSV or JSON Lines, and notes at the end what could not be read.
 #include "tools/web/download.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <chrono>
+#include <climits>
 #include <cstdio>
+#include <cstring>
+#include <ctime>
 #include <limits>
 #include <memory>
 
@@ -36,6 +42,9 @@ using annalctl::Row;
 using annalctl::RowBuffer;
 using annalctl::RowSink;
 using annalctl::RowStream;
+
+// What their addresses begin with.
+constexpr char kStem[] = "entries";
 
 constexpr std::array kForms{
     DownloadForm{"entries.csv", "text/csv; charset=utf-8; header=present", Format::kCsv, false},
@@ -281,13 +290,31 @@ const DownloadForm* download_form(const std::string& file) {
   return form == kForms.end() ? nullptr : form;
 }
 
+namespace {
+
+// "nas1-event-2026-11-23-0945.csv", so that files of several appliances and days can lie in one folder.
+std::string name_for_reader(const DownloadForm& form, const Selection& selection) {
+  std::array<char, HOST_NAME_MAX + 1> host{};
+  if (gethostname(host.data(), host.size() - 1) != 0) {
+    host.fill('\0');
+  }
+  std::string name = host.front() == '\0' ? "logs" : host.data();
+  std::replace_if(
+      name.begin(), name.end(),
+      [](unsigned char c) { return std::isalnum(c) == 0 && c != '.' && c != '_' && c != '-'; }, '-');
+  return fmt::format("{}-{}-{:%F-%H%M}{}", name, selection.alone() ? selection.parts.front()->log->name : "all",
+                     fmt::localtime(std::time(nullptr)), form.file + std::strlen(kStem));
+}
+
+}  // namespace
+
 void send_download(const DownloadForm& form, const Selection& selection, std::vector<OpenLog>& logs, bool head) {
   if (selection.alone() && !logs.front().readable()) {
     constexpr int kNotFound = 404;
     constexpr int kUnavailable = 503;
-    throw Refused(logs.front().missing ? kNotFound : kUnavailable, logs.front().obstacle);
+    throw Refused(logs.front().missing ? kNotFound : kUnavailable, sentence_about(logs.front()));
   }
-  send_head_of_download(form.type, form.file);
+  send_head_of_download(form.type, name_for_reader(form, selection));
   if (!head) {
     Download(form, selection).write(logs);
   }

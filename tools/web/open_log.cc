@@ -58,6 +58,10 @@ std::vector<OpenLog> open_logs(const Selection& selection) {
   return logs;
 }
 
+std::string sentence_about(const OpenLog& log) {
+  return fmt::format("{}: {}.", log.part->title, log.obstacle);
+}
+
 void give_up(OpenLog& log, const std::string& doing, const ReadFailure& failure) {
   // Looking for the cause opens the log.
   log.reader.reset();

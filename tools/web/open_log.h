@@ -27,6 +27,9 @@ struct OpenLog {
 // Opens those of a selection. What cannot be opened says why.
 [[nodiscard]] std::vector<OpenLog> open_logs(const Selection& selection);
 
+// Why it cannot be read, for a page that says nothing else.
+[[nodiscard]] std::string sentence_about(const OpenLog& log);
+
 // Closes a log that could not be read on.
 void give_up(OpenLog& log, const std::string& doing, const annalctl::ReadFailure& failure);
 

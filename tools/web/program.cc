@@ -121,7 +121,7 @@ Response answer_entry(const Request& request, const Selection& selection) {
   }
   for (const OpenLog& log : logs) {
     if (log.part == name.part && !log.readable()) {
-      return refusal_page(request.script, log.missing ? kNotFound : kUnavailable, log.obstacle);
+      return refusal_page(request.script, log.missing ? kNotFound : kUnavailable, sentence_about(log));
     }
   }
   return refusal_page(request.script, kNotFound,
