@@ -185,6 +185,27 @@ TEST_F(Redact, ClearsWhatAKilledRunHasLeftAlthoughNothingMatches) {
   EXPECT_EQ(files_with("secretword"), std::vector<std::string>());
 }
 
+// A reader of a log in write-ahead mode keeps the old pages for as long as it reads: it takes the whole wait for a
+// lock.
+TEST_F(Redact, SaysSoIfAReaderKeepsWhatWasRedactedInAWriteAheadLog) {
+  sql(kLog, "PRAGMA journal_mode = WAL");
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open(kLog, &reader), SQLITE_OK);
+  const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closed(reader, sqlite3_close);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT count(*) FROM ANNAL_EVENT", nullptr, nullptr, nullptr), SQLITE_OK);
+  const Finished refused = annalctl({"redact", "event", "--exact-user", "zebedee"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("keeps what was redacted in its write-ahead log (redact again when it is done)"),
+            std::string::npos)
+      << refused.err;
+  EXPECT_FALSE(files_with("secretword").empty());
+  ASSERT_EQ(sqlite3_exec(reader, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+  const Finished again = annalctl({"redact", "event", "--exact-user", "zebedee"});
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out, "redacted 0 events\n");
+  EXPECT_EQ(files_with("secretword"), std::vector<std::string>());
+}
+
 TEST_F(Redact, WithoutItSuchAChangeIsFound) {
   ASSERT_EQ(annalctl({"seal", "event"}).status, 0);
   sql(kLog, "UPDATE ANNAL_EVENT SET event_user = '[redacted]' WHERE event_id = 6");
