@@ -1,8 +1,5 @@
 // annal-database: prints or applies the schema of the database that the entries of a fleet go to, and drops what is
 // old.
-#include <fmt/format.h>
-
-#include <toml++/toml.h>
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <memory>
@@ -17,7 +14,7 @@
 #include "tools/export/database/connection.h"
 #include "tools/export/database/schema.h"
 #include "tools/export/database/target.h"
-#include "tools/export/settings_table.h"
+#include "tools/export/settings.h"
 #include "tools/export/stop.h"
 
 namespace exporter::database {
@@ -35,14 +32,9 @@ constexpr const char* kDefaultConfiguration = "/etc/annal-database.toml";
 std::optional<Target> load_target(const std::string& file) {
   std::vector<Complaint> complaints;
   std::optional<Target> target;
-  try {
-    auto document = std::make_shared<const toml::table>(toml::parse_file(file));
-    Settings settings(std::make_shared<const Settings::Table>(Settings::Table{file, document, document.get()}), "",
-                      complaints);
-    target = read_target(settings);
-    settings.end();
-  } catch (const toml::parse_error& error) {
-    complaints.push_back({file, error.source().begin.line, "", std::string(error.description())});
+  if (std::optional<Settings> settings = load_settings(file, complaints)) {
+    target = read_target(*settings);
+    settings->end();
   }
   for (const Complaint& complaint : complaints) {
     complain_bare(complaint.text());
