@@ -191,6 +191,9 @@ deliver "$pg" --generation 7 --date "$older" >/dev/null
 expect "are made by day if set so" "$(sql "SELECT tableoid::regclass FROM annal.event WHERE generation = 7")" \
   "annal.event_$(date -u -d "$older" +%Y%m%d)"
 sql "UPDATE annal.setting SET partition_width = 'month'" >/dev/null
+for day in infinity 1/8/2026 2026-02-30 2026-8-1 '2026-08-01 12:00' '' "$(date -u -d '+2 days' +%F)"; do
+  expect "are not dropped before '$day'" "$(database drop-before "$day" 2>&1 | grep -cE 'is no day|is yet to come')" 1
+done
 expect "are dropped when they are old" "$(database drop-before "$(date -u -d '-60 days' +%F)" | wc -l)" 2
 sql "UPDATE annal.event_other_dates SET received = '2026-01-01' WHERE generation = 5 AND stored_date = '1970-01-01'" >/dev/null
 sql "INSERT INTO annal.head (appliance, log, generation, sealed, head, received) SELECT appliance, log, generation, sealed, head || jsonb_build_object('sequence', n),

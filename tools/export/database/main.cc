@@ -1,6 +1,11 @@
 // annal-database: prints or applies the schema of the database that the entries of a fleet go to, and drops what is
 // old.
+#include <fmt/format.h>
 #include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cstring>
+#include <ctime>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -26,6 +31,7 @@ using annalctl::kFailure;
 using annalctl::kSuccess;
 using annalctl::kUsage;
 
+constexpr int kFirstYear = 1900;  // of std::tm
 constexpr const char* kDefaultConfiguration = "/etc/annal-database.toml";
 
 // The file has the keys of a postgresql sink, for a user who owns the schema.
@@ -66,6 +72,22 @@ int with_connection(const std::string& configuration, Work work) {
   return kSuccess;
 }
 
+// PostgreSQL would also take '1/8/2026', which is a day of January or of August, and 'infinity'; and a wrong digit in
+// the year must not drop everything.
+std::string objection_to_day(const std::string& text) {
+  std::tm day{};
+  const char* const end = strptime(text.c_str(), "%Y-%m-%d", &day);
+  const std::chrono::year_month_day date(std::chrono::year(day.tm_year + kFirstYear),
+                                         std::chrono::month(static_cast<unsigned>(day.tm_mon + 1)),
+                                         std::chrono::day(static_cast<unsigned>(day.tm_mday)));
+  if (end == nullptr || text.size() != std::strlen("2026-08-01") || *end != '\0' || !date.ok()) {
+    return fmt::format("'{}' is no day, such as 2026-08-01", text);
+  }
+  // In some zone it is tomorrow already.
+  const auto latest = std::chrono::system_clock::now() + std::chrono::days(1);
+  return std::chrono::sys_days(date) > latest ? fmt::format("{} is yet to come", text) : "";
+}
+
 int parse_and_start(int argc, char** argv) {
   CLI::App app("Prints or applies the schema of the database for a fleet's entries", "annal-database");
   app.formatter(std::make_shared<annalctl::HelpFormat>());
@@ -87,7 +109,7 @@ int parse_and_start(int argc, char** argv) {
   CLI::App* const apply = app.add_subcommand("apply", "Apply the migrations that are missing");
   CLI::App* const drop = app.add_subcommand("drop-before", "Drop the partitions that end before a day");
   std::string day;
-  drop->add_option("DAY", day, "Such as 2026-08-01")->required();
+  drop->add_option("DAY", day, "Such as 2026-08-01")->required()->check(objection_to_day, "");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
