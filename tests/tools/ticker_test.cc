@@ -14,6 +14,7 @@
 
 namespace {
 
+using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -73,6 +74,12 @@ TEST_F(TickerTest, LetsWorkEndWhileTheTerminalIsPaused) {
   const auto begun = std::chrono::steady_clock::now();
   ticker.reset();
   EXPECT_LT(std::chrono::steady_clock::now() - begun, seconds(10));
-  static_cast<void>(drawn());  // lets the abandoned thread end
-  std::this_thread::sleep_for(seconds(1));
+  // Once there is room, the abandoned thread clears its line and ends: only then may the pipe be closed.
+  std::string text;
+  const auto end = begun + seconds(60);
+  while (!text.ends_with("\r\033[K") && std::chrono::steady_clock::now() < end) {
+    text += drawn();
+    std::this_thread::sleep_for(milliseconds(10));
+  }
+  EXPECT_THAT(text, EndsWith("1%\033[K\r\033[K"));
 }
