@@ -13,7 +13,7 @@ declare -rA NAMES=(
   [aarch64]='aarch64-linux-gnu arm64 aarch64'
   [s390x]='s390x-linux-gnu s390x s390x'
 )
-readonly LIBRARY=(common catalog fileop notice conn event support)
+readonly LIBRARY=(common catalog fileop notice conn event support cpp threads trust)
 readonly TOOLS=(annalctl annalctl_pages proof web export sinks)
 say() { printf '\n\033[1m%s\033[0m\n' "$*" >&2; }
 
