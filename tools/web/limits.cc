@@ -50,7 +50,7 @@ void limit_memory_and_files() {
   constexpr rlim_t kMostMemory = rlim_t{384} << 20U;
   constexpr rlim_t kMostFiles = 64;
   constexpr sqlite3_int64 kMostOfSqlite = sqlite3_int64{64} << 20U;
-#ifndef __SANITIZE_ADDRESS__
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   limit(RLIMIT_AS, kMostMemory, kMostMemory);
 #else
   static_cast<void>(kMostMemory);
