@@ -111,6 +111,8 @@ class SupervisedProgram : public Appliance {
     const pid_t process = fork();
     if (process == 0) {
       setpgid(0, 0);
+      // A shell that starts with the interrupt ignored, as a job in the background, cannot trap it.
+      static_cast<void>(std::signal(SIGINT, SIG_DFL));
       char shell[] = "/bin/sh";
       char option[] = "-c";
       std::string text = script;
