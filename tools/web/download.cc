@@ -11,7 +11,6 @@
 #include <chrono>
 #include <climits>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <limits>
 #include <memory>
@@ -27,7 +26,7 @@
 namespace annal_web {
 
 struct DownloadForm {
-  const char* file;
+  const char* ending;  // of its address
   const char* type;
   annalctl::Format format;
   bool for_spreadsheet;
@@ -43,13 +42,10 @@ using annalctl::RowBuffer;
 using annalctl::RowSink;
 using annalctl::RowStream;
 
-// What their addresses begin with.
-constexpr char kStem[] = "entries";
-
 constexpr std::array kForms{
-    DownloadForm{"entries.csv", "text/csv; charset=utf-8; header=present", Format::kCsv, false},
-    DownloadForm{"entries-for-spreadsheet.csv", "text/csv; charset=utf-8; header=present", Format::kCsv, true},
-    DownloadForm{"entries.jsonl", "application/jsonl; charset=utf-8", Format::kJson, false},
+    DownloadForm{".csv", "text/csv; charset=utf-8; header=present", Format::kCsv, false},
+    DownloadForm{"-for-spreadsheet.csv", "text/csv; charset=utf-8; header=present", Format::kCsv, true},
+    DownloadForm{".jsonl", "application/jsonl; charset=utf-8", Format::kJson, false},
 };
 
 // Of the view of all logs.
@@ -60,22 +56,26 @@ constexpr std::array kColumnsOfAll{
     annalctl::Column{"message", false},
 };
 
-// The places of a text where a spreadsheet may take what a stranger has written for a formula: at its beginning, and,
-// because some spreadsheets divide the file at semicolons or tabs, whatever stands in quotes, after each of these.
-std::vector<std::size_t> beginnings_of_formulas(std::string_view text) {
+// A text with an apostrophe wherever a spreadsheet may take what a stranger has written for a formula: at its
+// beginning, and, because some spreadsheets divide the file at semicolons or tabs, whatever stands in quotes, after
+// each of these.
+std::string without_formulas(std::string_view text) {
   constexpr std::string_view kDividers = ";\t\r\n";
   constexpr std::string_view kDropped = " \"\t\r\n";  // by some, in front of a formula
   constexpr std::array<std::string_view, 8> kFormulas{"=", "+", "-", "@", "＝", "＋", "－", "＠"};
-  std::vector<std::size_t> found;
+  std::string safe;
+  std::size_t cell = 0;
   for (std::size_t start = 0; start < text.size();) {
-    const std::string_view cell = text.substr(std::min(text.find_first_not_of(kDropped, start), text.size()));
-    if (std::any_of(kFormulas.begin(), kFormulas.end(),
-                    [cell](std::string_view one) { return cell.starts_with(one); })) {
-      found.push_back(start);
+    if (cell <= start) {  // else only what is dropped lies between
+      cell = std::min(text.find_first_not_of(kDropped, start), text.size());
     }
-    start = std::min(text.find_first_of(kDividers, start), text.size() - 1) + 1;
+    const bool formula = std::any_of(kFormulas.begin(), kFormulas.end(),
+                                     [&](std::string_view one) { return text.substr(cell).starts_with(one); });
+    const std::size_t end = std::min(text.find_first_of(kDividers, start), text.size() - 1) + 1;
+    safe.append(formula ? "'" : "").append(text, start, end - start);
+    start = end;
   }
-  return found;
+  return safe;
 }
 
 // A spreadsheet calculates a cell that begins like a formula. An apostrophe in front makes it a text; it changes the
@@ -92,12 +92,7 @@ class ForSpreadsheet : public RowSink {
       if (value == nullptr || std::string_view(value) == "---" || annalctl::whole_number<std::int64_t>(value)) {
         continue;
       }
-      const std::vector<std::size_t> formulas = beginnings_of_formulas(value);
-      if (!formulas.empty()) {
-        std::string& text = texts_.emplace_back(value);
-        std::for_each(formulas.rbegin(), formulas.rend(), [&text](std::size_t place) { text.insert(place, 1, '\''); });
-        value = text.c_str();
-      }
+      value = texts_.emplace_back(without_formulas(value)).c_str();
     }
     sink_->row(safe);
   }
@@ -282,31 +277,25 @@ class Download {
   std::size_t written_ = 0;
 };
 
-}  // namespace
-
-const DownloadForm* download_form(const std::string& file) {
-  const auto* const form =
-      std::find_if(kForms.begin(), kForms.end(), [&file](const DownloadForm& one) { return file == one.file; });
-  return form == kForms.end() ? nullptr : form;
-}
-
-namespace {
-
 // "nas1-event-2026-11-23-0945.csv", so that files of several appliances and days can lie in one folder.
 std::string name_for_reader(const DownloadForm& form, const Selection& selection) {
   std::array<char, HOST_NAME_MAX + 1> host{};
-  if (gethostname(host.data(), host.size() - 1) != 0) {
-    host.fill('\0');
-  }
-  std::string name = host.front() == '\0' ? "logs" : host.data();
+  std::string name = gethostname(host.data(), host.size() - 1) == 0 ? host.data() : "logs";
   std::replace_if(
       name.begin(), name.end(),
       [](unsigned char c) { return std::isalnum(c) == 0 && c != '.' && c != '_' && c != '-'; }, '-');
   return fmt::format("{}-{}-{:%F-%H%M}{}", name, selection.alone() ? selection.parts.front()->log->name : "all",
-                     fmt::localtime(std::time(nullptr)), form.file + std::strlen(kStem));
+                     fmt::localtime(std::time(nullptr)), form.ending);
 }
 
 }  // namespace
+
+const DownloadForm* download_form(const std::string& file) {
+  const auto* const form = std::find_if(kForms.begin(), kForms.end(), [&file](const DownloadForm& one) {
+    return file == std::string("entries") + one.ending;
+  });
+  return form == kForms.end() ? nullptr : form;
+}
 
 void send_download(const DownloadForm& form, const Selection& selection, std::vector<OpenLog>& logs, bool head) {
   if (selection.alone() && !logs.front().readable()) {
