@@ -112,6 +112,10 @@ TEST_F(Redact, TombstonesAreListedForWhoeverFollowsThem) {
   EXPECT_EQ(json::parse(all[1])["id"], 9);
   EXPECT_EQ(lines_of(annalctl({"event", "redact", "--list", "--from-position", "301", "--json"}).out),
             std::vector<std::string>({all[1]}));
+  for (const char* form : {"table", "full"}) {
+    const Finished for_people = annalctl({"event", "redact", "--list", "-o", form});
+    EXPECT_EQ(for_people.out.rfind("event 6: redacted 20", 0), 0U) << for_people.out;
+  }
 }
 
 TEST_F(Redact, EntriesThatWereNotSealedYetGetATombstoneToo) {
@@ -185,8 +189,7 @@ TEST_F(Redact, ClearsWhatAKilledRunHasLeftAlthoughNothingMatches) {
   EXPECT_EQ(files_with("secretword"), std::vector<std::string>());
 }
 
-// A reader of a log in write-ahead mode keeps the old pages for as long as it reads: it takes the whole wait for a
-// lock.
+// The reader keeps the old pages in use, so this takes as long as redact waits for a lock.
 TEST_F(Redact, SaysSoIfAReaderKeepsWhatWasRedactedInAWriteAheadLog) {
   sql(kLog, "PRAGMA journal_mode = WAL");
   sqlite3* reader = nullptr;

@@ -77,7 +77,7 @@ int write_info(const std::vector<LogFacts>& all, const InfoOptions& options, Ses
   for (const LogFacts& facts : all) {
     status = facts.failure.empty() ? status : static_cast<int>(kFailure);
   }
-  if (session.format() == Format::kTable || session.format() == Format::kFull) {
+  if (session.for_person()) {
     for (const LogFacts& facts : all) {
       session.output.write(page_of(facts));
     }

@@ -24,11 +24,11 @@ struct Session {
   int status = kSuccess;
 
   [[nodiscard]] Format format() const { return view.format; }
+  [[nodiscard]] bool for_person() const { return view.format == Format::kTable || view.format == Format::kFull; }
 
   // From here on, output for a person that does not fit on the screen goes to a pager.
   void page() {
-    const bool for_person = view.format == Format::kTable || view.format == Format::kFull;
-    if (pager && terminal.present && for_person) {
+    if (pager && terminal.present && for_person()) {
       output.page({terminal.width, terminal.height});
     }
   }

@@ -53,10 +53,6 @@ void write_line(Session& session, const std::string& line) {
   session.output.write(printable(line) + "\n");
 }
 
-bool is_for_person(const Session& session) {
-  return session.format() == Format::kTable || session.format() == Format::kFull;
-}
-
 // Once, before the first log: each may be written by another process.
 void write_titles(Session& session, std::span<const char* const> columns) {
   if (session.format() == Format::kCsv) {
@@ -138,7 +134,7 @@ void write_sealed(const Log& log, const proof::Sealed& sealed, Session& session)
   for (const std::string& remark : sealed.remarks) {
     complain(fmt::format("{}: {}", log.path, remark));
   }
-  if (is_for_person(session)) {
+  if (session.for_person()) {
     write_line(session,
                fmt::format("{}: sealed {}{}", log.path, number_of(static_cast<std::int64_t>(sealed.entries), log),
                            sealed.declared > 0 ? fmt::format(", declared {} gone",
@@ -278,7 +274,7 @@ void write_for_program(const Log& log, const proof::Verified& verified, Session&
 
 void write_never_sealed(const Log& log, Session& session) {
   const std::string text = "it was never sealed ('annalctl seal')";
-  if (is_for_person(session)) {
+  if (session.for_person()) {
     write_line(session, fmt::format("{}: unknown: {}", log.path, text));
   } else {
     ObjectSink(session, kVerifyColumns)
@@ -296,7 +292,7 @@ int run_verify(const Log& log, const VerifyArguments& arguments, Session& sessio
       write_never_sealed(log, session);
       return kCannotVerify;
     }
-    if (is_for_person(session)) {
+    if (session.for_person()) {
       write_for_person(log, verified->report, session);
     } else {
       write_for_program(log, *verified, session);

@@ -71,7 +71,7 @@ bool has_chain(const Log& log) {
 }
 
 void say_redacted(const Log& log, const Arguments& arguments, const proof::Redacted& done, Session& session) {
-  if (session.format() != Format::kTable) {
+  if (!session.for_person()) {
     write_number(session.format(), arguments.dry_run ? "would_redact" : "redacted", done.entries, session.output);
     return;
   }
@@ -100,7 +100,7 @@ int list_tombstones(const Log& log, const Arguments& arguments, Session& session
   }
   const std::string name = proof::hex_of(chain->head().chain);
   const std::vector<proof::Tombstone> tombstones = proof::tombstones_from(*chain, arguments.from);
-  if (session.format() == Format::kTable) {
+  if (session.for_person()) {
     for (const proof::Tombstone& tombstone : tombstones) {
       session.output.write(fmt::format("{} {}: redacted {}\n", log.name, tombstone.id,
                                        plain_text(tombstone.time, session.view.zone).value_or("")));
