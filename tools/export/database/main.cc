@@ -3,15 +3,16 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include <chrono>
-#include <cstring>
+#include <cstdint>
 #include <ctime>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "tools/annalctl/arguments/when.h"
 #include "tools/annalctl/base/failure.h"
 #include "tools/annalctl/base/terminal.h"
 #include "tools/annalctl/output/help_format.h"
@@ -31,7 +32,6 @@ using annalctl::kFailure;
 using annalctl::kSuccess;
 using annalctl::kUsage;
 
-constexpr int kFirstYear = 1900;  // of std::tm
 constexpr const char* kDefaultConfiguration = "/etc/annal-database.toml";
 
 // The file has the keys of a postgresql sink, for a user who owns the schema.
@@ -75,17 +75,16 @@ int with_connection(const std::string& configuration, Work work) {
 // PostgreSQL would also take '1/8/2026', which is a day of January or of August, and 'infinity'; and a wrong digit in
 // the year must not drop everything.
 std::string objection_to_day(const std::string& text) {
-  std::tm day{};
-  const char* const end = strptime(text.c_str(), "%Y-%m-%d", &day);
-  const std::chrono::year_month_day date(std::chrono::year(day.tm_year + kFirstYear),
-                                         std::chrono::month(static_cast<unsigned>(day.tm_mon + 1)),
-                                         std::chrono::day(static_cast<unsigned>(day.tm_mday)));
-  if (end == nullptr || text.size() != std::strlen("2026-08-01") || *end != '\0' || !date.ok()) {
-    return fmt::format("'{}' is no day, such as 2026-08-01", text);
+  constexpr std::string_view kForm = "2026-08-01";
+  constexpr std::int64_t kSecondsInDay = 86400;
+  const bool alike = text.size() == kForm.size() && text[4] == '-' && text[7] == '-';
+  const std::int64_t now = std::time(nullptr);
+  const auto begins = alike ? annalctl::parse_when(text, now, annalctl::DayBound::kStart) : std::nullopt;
+  if (!begins) {
+    return fmt::format("'{}' is no day, such as {}", text, kForm);
   }
   // In some zone it is tomorrow already.
-  const auto latest = std::chrono::system_clock::now() + std::chrono::days(1);
-  return std::chrono::sys_days(date) > latest ? fmt::format("{} is yet to come", text) : "";
+  return *begins > now + kSecondsInDay ? fmt::format("{} is yet to come", text) : "";
 }
 
 int parse_and_start(int argc, char** argv) {
